@@ -1,0 +1,20 @@
+// The octets that the benchmarks work on. They are made when first asked for, by OpenSSL, from nothing random but one
+// key, so that every run measures certificates and CRLs of the same shape. A new shape is a function here.
+#pragma once
+
+#include <cstddef>
+
+#include "util/bytes.h"
+
+// ssh_bench_certificate is a certificate of about 1.2 KB: RSA, 1024 bits, ten extensions.
+[[nodiscard]] Bytes ssh_bench_certificate();
+
+// ssh_bench_crl is a CRL with so many entries: serial numbers of 16 octets mostly, of 3, 9 and 20 too, a reason code
+// on every third entry. It stays in memory.
+[[nodiscard]] Bytes ssh_bench_crl(size_t entries);
+
+// ssh_bench_name is the text of the certificate's subject as the name parsers read it.
+constexpr char kBenchName[] =
+    "C=FI,ST=Uusimaa,L=Helsinki,O=Example Networks Oy,OU=Remote "
+    "Access,OU=Gateways,CN=gateway-17.example.com";
+[[nodiscard]] Bytes ssh_bench_name();

@@ -1,0 +1,60 @@
+// Any octets as a certificate: a refusal that says why, or a record whose parts agree with each other.
+#include "names.h"
+#include "x509/cert.h"
+
+namespace {
+
+void check_subject(SshX509Cert &cert) {
+  const SshText text(ssh_x509_cert_subject_text(&cert));
+  ssh_x509_name_reset(cert.subject_names);
+  size_t length = 0;
+  const SshBlock der(ssh_x509_cert_subject_der(&cert, &length));
+  require((der != nullptr) == (length > 0));
+  require(der != nullptr || text == nullptr);
+  ssh_x509_name_reset(cert.subject_names);
+  const SshText again(ssh_x509_cert_subject_text(&cert));
+  require(same_text(text.get(), again.get()));
+  bool empty = true;
+  require(!der || (ssh_dn_check_der({der.get(), length}, &empty) && !empty));
+}
+
+void check_key(const SshX509Cert &cert) {
+  const SshPublicKeyOwner key(ssh_x509_cert_public_key(&cert));
+  require(!key || cert.key.usable);
+  if (!key) return;
+  uint8_t *blob = nullptr;
+  uint32_t length = 0;
+  require(ssh_public_key_export(key.get(), &blob, &length) == SSH_KEY_OK);
+  const SshBlock owner(blob);
+  SshPublicKey *imported = nullptr;
+  require(ssh_public_key_import({blob, length}, &imported) == SSH_KEY_OK);
+  ssh_public_key_free(imported);
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  const Balance balance;
+  const SshX509CertOwner cert(ssh_x509_cert_allocate());
+  const size_t used = ssh_x509_cert_decode({data, size}, cert.get());
+  require(used <= size);
+  require((used == 0) == static_cast<bool>(cert->refusal));
+  require((used == 0) == (cert->version == 0));
+  require(cert->refusal.offset <= size);
+  if (used == 0) return 0;
+
+  require(ssh_bytes_equal(cert->der, {data, size}));
+  require(!cert->signed_data.empty() && inside(cert->signed_data, cert->der));
+  check_subject(*cert);
+  check_key(*cert);
+  for (const SshX509Name *names : {cert->issuer_names, cert->subject_names}) check_names(names);
+  for (const auto *point = cert->distribution_points; point; point = point->next) {
+    check_names(point->name.full);
+    check_names(point->crl_issuer);
+    SshDN dn = {};
+    const bool relative = ssh_x509_point_name_expand(point->name, &dn);
+    require(!relative || dn.count > 0);
+    ssh_dn_clear(&dn);
+  }
+  return 0;
+}

@@ -1,0 +1,123 @@
+// Template text up to a zero octet, then octets to read with it. Views and blocks must tell the same story,
+// and what the template creates must be well-formed.
+#include <algorithm>
+#include <deque>
+#include <vector>
+
+#include "asn1/node.h"
+#include "fuzz.h"
+
+namespace {
+
+constexpr uint8_t kArc[] = {0x2A};  // 1.2
+
+// Values has a place for each form of output.
+struct Values {
+  int number = 0;
+  uint32_t word = 0;
+  SshMpInt integer;
+  Bytes bytes;
+  SshAsn1Bits bits;
+  uint8_t *block = nullptr;
+  size_t size = 0;
+  char *text = nullptr;
+  SshOid oid;
+  SshBerTime time = {.year = 2000, .month = 1, .day = 1};
+  SshAsn1Node node;
+};
+
+// Arguments are outputs for a whole template: blocks where `owned` asks for them and the type has such.
+struct Arguments {
+  std::vector<uint32_t> fits;
+  std::vector<void *> outputs;
+  std::vector<SshAsn1Input> inputs;
+  std::deque<Values> values;
+
+  void add(uint32_t form, Values &value) {
+    void *const places[] = {&value.number, &value.word,  &value.integer, &value.bytes,
+                            &value.bits,   &value.block, &value.size,    &value.text,
+                            &value.oid,    &value.time,  &value.node};
+    fits.push_back(form);
+    for (size_t i = 0; i < std::size(places); ++i) {
+      if (form == 1U << i) outputs.push_back(places[i]);
+    }
+  }
+
+  Arguments(const SshAsn1Program &program, bool owned) {
+    for (uint32_t i = 0; i < program.count; ++i) {
+      const SshAsn1Op &op = program.ops[i];
+      const SshAsn1Binding &binding = kSshAsn1Bindings[op.type];
+      if (binding.view == 0 || (op.children && op.type < SSH_ASN1_CONSTRUCTED)) continue;
+      Values &value = values.emplace_back();
+      add(owned && binding.owned ? binding.owned : binding.view, value);
+      if (owned && binding.sized) add(SSH_ASN1_FORM_SIZE, value);
+    }
+    fits.push_back(0);
+    outputs.push_back(nullptr);
+  }
+  Arguments(const Arguments &) = delete;
+  Arguments &operator=(const Arguments &) = delete;
+  ~Arguments() {
+    for (Values &value : values) {
+      ssh_xfree(value.block);
+      ssh_xfree(value.text);
+    }
+  }
+};
+
+SshAsn1Status read(SshAsn1Program program, SshAsn1Node node, bool owned) {
+  Arguments arguments(program, owned);
+  ssh_asn1_bind(program, arguments.fits.data(), arguments.fits.size() - 1);
+  require(program.fault == SSH_ASN1_TEMPLATE_OK);
+  const int64_t blocks = ssh_mem_blocks();
+  const SshAsn1Status status =
+      ssh_asn1_run_read(node, program.ops, program.count, arguments.outputs.data());
+  if (status == SSH_ASN1_OK) return status;
+  for (const Values &value : arguments.values) require(!value.block && !value.text);
+  const size_t integers = 2 * arguments.values.size();  // large ones hold a block each
+  require(ssh_mem_blocks() <= blocks + static_cast<int64_t>(integers));
+  return status;
+}
+
+void create(SshAsn1Program program, SshAsn1Node node) {
+  const SshAsn1ContextOwner context(ssh_asn1_init());
+  Arguments arguments(program, false);
+  ssh_asn1_bind(program, arguments.fits.data(), arguments.fits.size() - 1);
+  std::vector<SshAsn1Input> inputs(arguments.fits.size());
+  for (size_t i = 0; i < arguments.values.size(); ++i) {
+    inputs[i].pointer = arguments.fits[i] == SSH_ASN1_FORM_TIME
+                            ? static_cast<const void *>(&arguments.values[i].time)
+                            : &arguments.values[i].integer;
+    inputs[i].node = node;
+    if (arguments.fits[i] == SSH_ASN1_FORM_OID) inputs[i].octets = kArc;
+  }
+  SshAsn1Node made;
+  if (ssh_asn1_run_create(context.get(), &made, program.ops, program.count, inputs.data()) !=
+      SSH_ASN1_OK)
+    return;
+  require(!ssh_ber_check(made.list()).fault);
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  const Balance balance;
+  const size_t length = static_cast<size_t>(std::find(data, data + size, 0) - data);
+  const SshAsn1Program program = SshAsn1Parser(reinterpret_cast<const char *>(data), length).run();
+  if (program.fault != SSH_ASN1_TEMPLATE_OK) return 0;
+  bool readable = true, creatable = true;
+  for (const SshAsn1Op &op : std::span(program.ops, program.count)) {
+    // Reading a childless SEQUENCE is a programming error, and a universal tag 0 writes the end of its list.
+    if (op.type == SSH_ASN1_CONSTRUCTED && !op.children) readable = false;
+    if (op.type < SSH_ASN1_CHOICE && op.tagged && op.cls == SSH_BER_UNIVERSAL && op.tag == 0)
+      creatable = false;
+  }
+  const Bytes octets(data + std::min(length + 1, size), data + size);
+  SshAsn1Work work = SshAsn1Work::for_input(octets.size()), same_work = work;
+  SshAsn1Node node, same;
+  const SshAsn1Status status = ssh_asn1_decode_in_place(octets, &work, &node);
+  require(ssh_asn1_decode_in_place(octets, &same_work, &same) == status);
+  if (readable) require(read(program, node, false) == read(program, same, true));
+  if (creatable) create(program, node);
+  return 0;
+}

@@ -1,0 +1,22 @@
+// The handles of the public interface and the objects of the core that they stand for.
+// A handle is its object's address; a new kind of handle is a pair of lines here.
+// Exports check handles for null before they use them.
+#pragma once
+
+#include "asn1/time.h"
+#include "cm/objects.h"
+#include "kwpki.h"
+
+// kwpki_cert and kwpki_crl give the object behind a handle (null for null); kwpki_handle the handle
+// of an object.
+inline SshCMCertificate *kwpki_cert(KwPkiCert cert) {
+  return reinterpret_cast<SshCMCertificate *>(cert);
+}
+inline KwPkiCert kwpki_handle(SshCMCertificate *cert) { return reinterpret_cast<KwPkiCert>(cert); }
+inline SshCMCrl *kwpki_crl(KwPkiCrl crl) { return reinterpret_cast<SshCMCrl *>(crl); }
+inline KwPkiCrl kwpki_handle(SshCMCrl *crl) { return reinterpret_cast<KwPkiCrl>(crl); }
+
+// KwPkiValidityObject is a validity period; both times start unset.
+struct KwPkiValidityObject {
+  SshBerTime not_before, not_after;
+};

@@ -1,0 +1,20 @@
+#include <new>
+
+#include "api/handles.h"
+#include "util/mem.h"
+
+KwPkiValidity KWPKI_CALL KwPkiValidityAllocate(void) {
+  return new (ssh_xmalloc(sizeof(KwPkiValidityObject))) KwPkiValidityObject;
+}
+
+KwPkiStatus KWPKI_CALL KwPkiValidityFree(KwPkiValidity validity) {
+  ssh_xfree(validity);
+  return KWPKI_OK;
+}
+
+KwPkiStatus KWPKI_CALL KwPkiStringFree(void *string_or_block) {
+  ssh_xfree(string_or_block);
+  return KWPKI_OK;
+}
+
+KwPkiStatus KWPKI_CALL KwPkiDelayLoadInitialize(void) { return KWPKI_OK; }

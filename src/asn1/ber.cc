@@ -1,0 +1,247 @@
+#include "asn1/ber.h"
+
+#include "util/fatal.h"
+#include "util/mem.h"
+
+namespace {
+
+constexpr uint32_t kLongTag = 0x1F;
+constexpr size_t kTagOctetsMax = 4;     // 28 bits of tag number
+constexpr size_t kLengthOctetsMax = 4;  // 32 bits of length
+
+size_t tag_octets(uint32_t tag) {
+  size_t count = 1;
+  for (; tag >= 0x80; tag >>= 7) ++count;
+  return count;
+}
+
+size_t length_octets(uint32_t length) {
+  size_t count = 1;
+  for (; length >= 0x100; length >>= 8) ++count;
+  return count;
+}
+
+// Levels remembers the constructed elements around the walk, outermost first: where each one ends and whether its
+// length is indefinite. The first levels lie in the object itself, so that ordinary input takes no heap call.
+class Levels {
+ public:
+  ~Levels() { ssh_xfree(heap_); }
+
+  // grow makes room for twice as many levels; false beyond all use.
+  [[nodiscard]] bool grow() {
+    if (capacity_ >= kDepthMax) return false;
+    auto *larger = static_cast<uint32_t *>(ssh_xrealloc(heap_, capacity_ * 2 * sizeof(uint32_t)));
+    if (!heap_) std::memcpy(larger, inline_, sizeof inline_);
+    heap_ = larger;
+    capacity_ *= 2;
+    return true;
+  }
+  [[nodiscard]] uint32_t *data() { return heap_ ? heap_ : inline_; }
+  [[nodiscard]] size_t capacity() const { return capacity_; }
+
+ private:
+  static constexpr size_t kInline = 64;
+  static constexpr size_t kDepthMax = 1 << 20;  // far beyond any use, and small enough for any heap
+
+  uint32_t inline_[kInline];
+  uint32_t *heap_ = nullptr;
+  size_t capacity_ = kInline;
+};
+static_assert(SSH_BER_INPUT_MAX < size_t{1} << 31);  // a level is an offset and a bit
+
+// Header is as much of an element's header as the walk needs.
+struct Header {
+  const uint8_t *content;
+  uint32_t length;
+  bool constructed;
+  bool indefinite;
+};
+
+// read_header reads the header at `p`, the usual kind right here; false if it or its content is cut or too long.
+inline bool read_header(const uint8_t *p, const uint8_t *end, Header &header) {
+  if (end - p >= 2 && (p[0] & kLongTag) != kLongTag && p[1] < 0x80) {
+    header = {p + 2, p[1], (p[0] & 0x20) != 0, false};
+    return p[1] <= end - p - 2;
+  }
+  SshBerElement element;
+  if (ssh_ber_open_long(p, end, element) != SSH_BER_OK) return false;
+  header = {p + element.header_length, element.content_length, element.constructed,
+            element.indefinite && element.constructed};
+  return true;
+}
+
+}  // namespace
+
+size_t ssh_ber_compute_tag_length_size(const SshBerElement &element) {
+  const size_t identifier = 1 + (element.tag >= kLongTag ? tag_octets(element.tag) : 0);
+  if (element.indefinite || element.content_length < 0x80) return identifier + 1;
+  return identifier + 1 + length_octets(element.content_length);
+}
+
+SshBerStatus ssh_ber_set_tag_length(uint8_t *out, size_t size, const SshBerElement &element) {
+  if (ssh_ber_compute_tag_length_size(element) > size) return SSH_BER_NO_ROOM;
+
+  const auto first = static_cast<uint8_t>(element.cls << 6 | (element.constructed ? 0x20 : 0));
+  if (element.tag < kLongTag) {
+    *out++ = static_cast<uint8_t>(first | element.tag);
+  } else {
+    *out++ = static_cast<uint8_t>(first | kLongTag);
+    for (size_t i = tag_octets(element.tag); i-- > 0;) {
+      *out++ = static_cast<uint8_t>((i ? 0x80u : 0u) | ((element.tag >> (7 * i)) & 0x7F));
+    }
+  }
+
+  const uint32_t length = element.content_length;
+  if (element.indefinite) {
+    *out = 0x80;
+  } else if (length < 0x80) {
+    *out = static_cast<uint8_t>(length);
+  } else {
+    const size_t count = length_octets(length);
+    *out++ = static_cast<uint8_t>(0x80 + count);
+    for (size_t i = count; i-- > 0;) *out++ = static_cast<uint8_t>(length >> (8 * i));
+  }
+  return SSH_BER_OK;
+}
+
+SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end, SshBerElement &element) {
+  return ssh_ber_open(p, end, element);
+}
+
+SshBerStatus ssh_ber_open_long(const uint8_t *p, const uint8_t *end, SshBerElement &element) {
+  if (p == end) return SSH_BER_CUT;
+  if (end - p >= 4 && (p[0] & kLongTag) != kLongTag && (p[1] == 0x81 || p[1] == 0x82)) {
+    const auto header = static_cast<uint8_t>(p[1] - 0x80 + 2);
+    const uint32_t length = p[1] == 0x81 ? p[2] : uint32_t{p[2]} << 8 | p[3];
+    if (length > static_cast<size_t>(end - p) - header) return SSH_BER_CUT;
+    element = {static_cast<uint8_t>(p[0] >> 6), (p[0] & 0x20) != 0, false, header, p[0] & kLongTag, length, p};
+    return SSH_BER_OK;
+  }
+  element = {};
+  element.data = p;
+  element.cls = static_cast<uint8_t>(*p >> 6);
+  element.constructed = (*p & 0x20) != 0;
+  element.tag = *p & kLongTag;
+  ++p;
+  if (element.tag == kLongTag) {
+    element.tag = 0;
+    for (size_t count = 1;; ++count) {
+      if (p == end) return SSH_BER_CUT;
+      if (count > kTagOctetsMax) return SSH_BER_TAG_TOO_LONG;
+      element.tag = element.tag << 7 | (*p & 0x7F);
+      if (!(*p++ & 0x80)) break;
+    }
+  }
+
+  if (p == end) return SSH_BER_CUT;
+  const uint8_t first = *p++;
+  uint32_t length = first;
+  if (first == 0x80) {
+    element.indefinite = true;
+    length = 0;
+  } else if (first > 0x80) {
+    const size_t count = first - 0x80u;
+    if (count > kLengthOctetsMax) return SSH_BER_LENGTH_TOO_LONG;
+    length = 0;
+    for (size_t i = 0; i < count; ++i) {
+      if (p == end) return SSH_BER_CUT;
+      length = length << 8 | *p++;
+    }
+  }
+  if (length > static_cast<size_t>(end - p)) return SSH_BER_CUT;
+  element.content_length = length;
+  element.header_length = static_cast<uint8_t>(p - element.data);
+  return SSH_BER_OK;
+}
+
+SshBerExtent ssh_ber_check(Bytes octets) {
+  const uint8_t *const base = octets.data();
+  SshBerExtent extent;
+  if (octets.size() > SSH_BER_INPUT_MAX) return {0, 0, true, false, base};
+
+  Levels levels;
+  uint32_t *outer = levels.data();
+  size_t depth = 0;
+  const uint8_t *p = base;
+  const uint8_t *end = base + octets.size();
+  bool indefinite = false;
+  const auto leave = [&] {
+    const uint32_t level = outer[--depth];
+    end = base + (level >> 1);
+    indefinite = (level & 1) != 0;
+  };
+  for (;;) {
+    while (p == end && depth > 0 && !indefinite) leave();
+    if (depth == 0) {
+      extent.good = static_cast<size_t>(p - base);
+      if (p == end) return extent;
+      if (!ssh_ber_is_end(p, end)) ++extent.elements;
+    }
+    if (ssh_ber_is_end(p, end)) {
+      p += 2;
+      if (indefinite) leave();
+      continue;
+    }
+    Header header;
+    if (!read_header(p, end, header)) break;
+    if (!header.constructed) {
+      p = header.content + header.length;
+      continue;
+    }
+    if (depth == levels.capacity()) {
+      if (!levels.grow()) break;
+      outer = levels.data();
+    }
+    outer[depth++] = static_cast<uint32_t>(end - base) << 1 | (indefinite ? 1u : 0u);
+    p = header.content;
+    indefinite = header.indefinite;
+    if (!indefinite) end = p + header.length;
+  }
+  extent.fault = true;
+  extent.fault_at = p;
+  extent.fault_inside = depth > 0;
+  --extent.elements;
+  return extent;
+}
+
+const uint8_t *ssh_ber_element_end_walk(const SshBerElement &element, const uint8_t *end, uint64_t &work) {
+  const uint8_t *p = element.data + element.header_length;
+  for (size_t open = 1; open > 0; --work) {
+    if (work == 0) return nullptr;
+    if (ssh_ber_is_end(p, end)) {
+      p += 2;
+      --open;
+      continue;
+    }
+    SshBerElement inner;
+    if (ssh_ber_open(p, end, inner) != SSH_BER_OK) return nullptr;
+    p += inner.header_length + inner.content_length;
+    if (inner.indefinite && inner.constructed) ++open;
+  }
+  return p;
+}
+
+struct SshBerFreelistRecord {
+  SshBerFreelistRecord *next;
+  uint32_t kind;
+  void *block;
+};
+
+SshBerFreelist ssh_ber_freelist_alloc() { return nullptr; }
+
+void ssh_ber_freelist_add(SshBerFreelist *list, uint32_t kind, void *block) {
+  if (!list) ssh_fatal("ssh_ber_freelist_add: freelist not defined.");
+  if (kind != SSH_BER_FREELIST_BLOCK && kind != SSH_BER_FREELIST_TEXT) return;
+  auto *record = static_cast<SshBerFreelistRecord *>(ssh_xmalloc(sizeof(SshBerFreelistRecord)));
+  *record = {*list, kind, block};
+  *list = record;
+}
+
+void ssh_ber_freelist_free(SshBerFreelist list, bool failed) {
+  while (list) {
+    SshBerFreelistRecord *next = list->next;
+    if (failed) ssh_xfree(list->block);
+    ssh_xfree(list);
+    list = next;
+  }
+}

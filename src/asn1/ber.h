@@ -1,0 +1,114 @@
+// BER primitives: identifier and length octets both ways, the walk over a list of elements, object identifiers,
+// and the freelist that takes back the blocks of a failed read. Everything works on octets; templates and nodes
+// build on it. The content of a primitive type is read in read.cc and written in create.cc, one row a keyword.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "util/bytes.h"
+
+// SshBerStatus is the result of opening an element.
+enum SshBerStatus : uint32_t {
+  SSH_BER_OK = 0,
+  SSH_BER_NO_ROOM = 4,         // writing: the header does not fit
+  SSH_BER_CUT = 5,             // the octets end inside the element
+  SSH_BER_TAG_TOO_LONG = 8,    // a tag number of more than four octets
+  SSH_BER_LENGTH_TOO_LONG = 9  // more than four length octets
+};
+
+enum SshBerClass : uint8_t { SSH_BER_UNIVERSAL, SSH_BER_APPLICATION, SSH_BER_CONTEXT, SSH_BER_PRIVATE };
+
+// SSH_BER_HEADER_MAX bounds the identifier and length octets of any element.
+constexpr size_t SSH_BER_HEADER_MAX = 11;
+
+// SshBerElement describes one element: its header, and its content as far as the header tells.
+// An indefinite length has content_length 0 here; ssh_ber_element_end finds where the element ends.
+struct SshBerElement {
+  uint8_t cls = SSH_BER_UNIVERSAL;
+  bool constructed = false;
+  bool indefinite = false;
+  uint8_t header_length = 0;
+  uint32_t tag = 0;
+  uint32_t content_length = 0;
+  const uint8_t *data = nullptr;  // the identifier octet; lives as long as the octets that were opened
+
+  [[nodiscard]] Bytes content() const { return {data + header_length, content_length}; }
+  [[nodiscard]] bool is(uint8_t wanted_class, uint32_t wanted_tag) const {
+    return cls == wanted_class && tag == wanted_tag;
+  }
+};
+
+// ssh_ber_compute_tag_length_size counts the header octets of an element.
+[[nodiscard]] size_t ssh_ber_compute_tag_length_size(const SshBerElement &element);
+
+// ssh_ber_set_tag_length writes the header into `size` octets at `out`: SSH_BER_OK or SSH_BER_NO_ROOM.
+[[nodiscard]] SshBerStatus ssh_ber_set_tag_length(uint8_t *out, size_t size, const SshBerElement &element);
+
+// ssh_ber_open_element reads the header at `p`. The element's content must lie before `end` (definite lengths).
+[[nodiscard]] SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end, SshBerElement &element);
+
+// ssh_ber_open_long is the general case behind ssh_ber_open; call that.
+[[nodiscard]] SshBerStatus ssh_ber_open_long(const uint8_t *p, const uint8_t *end, SshBerElement &element);
+
+// ssh_ber_open is ssh_ber_open_element with the usual case inline: tag below 31, length below 128.
+[[nodiscard]] inline SshBerStatus ssh_ber_open(const uint8_t *p, const uint8_t *end, SshBerElement &element) {
+  if (end - p < 2 || (p[0] & 0x1F) == 0x1F || p[1] >= 0x80 || p[1] > end - p - 2) {
+    return ssh_ber_open_long(p, end, element);
+  }
+  element = {static_cast<uint8_t>(p[0] >> 6), (p[0] & 0x20) != 0, false, 2, p[0] & 0x1Fu, p[1], p};
+  return SSH_BER_OK;
+}
+
+// ssh_ber_is_end is true at the two octets that close an indefinite length.
+[[nodiscard]] inline bool ssh_ber_is_end(const uint8_t *p, const uint8_t *end) {
+  return end - p >= 2 && p[0] == 0 && p[1] == 0;
+}
+
+// SshBerExtent is what ssh_ber_check finds: how many octets hold whole, well-formed elements (nested ones
+// included), how many top-level elements these are, and where the first fault lies if there is one.
+struct SshBerExtent {
+  size_t good = 0;
+  size_t elements = 0;
+  bool fault = false;
+  bool fault_inside = false;  // inside the content of a top-level element
+  const uint8_t *fault_at = nullptr;
+};
+
+// SSH_BER_INPUT_MAX is the largest input that is walked over: 64 MiB. All of a larger one is a fault at its start.
+constexpr size_t SSH_BER_INPUT_MAX = 0x4000000;
+
+// ssh_ber_check walks over all headers in `octets`, however deep, in one pass and without recursion. Its memory
+// is 4 octets a level of nesting beyond the first 64; more than 2^20 levels are a fault. End-of-contents octets close an indefinite length or, where
+// none is open, are stepped over.
+[[nodiscard]] SshBerExtent ssh_ber_check(Bytes octets);
+
+// ssh_ber_element_end finds the end of an opened element inside well-formed octets; for an indefinite
+// length that takes a walk over its content, whose steps are subtracted from `work`. Null when work runs out.
+[[nodiscard]] const uint8_t *ssh_ber_element_end_walk(const SshBerElement &element, const uint8_t *end, uint64_t &work);
+[[nodiscard]] inline const uint8_t *ssh_ber_element_end(const SshBerElement &element, const uint8_t *end,
+                                                        uint64_t &work) {
+  if (!element.indefinite || !element.constructed) return element.data + element.header_length + element.content_length;
+  return ssh_ber_element_end_walk(element, end, work);
+}
+
+// ssh_ber_content_end finds the end of an element's content from the end of the element: the octets that close an
+// indefinite length are not content.
+[[nodiscard]] inline const uint8_t *ssh_ber_content_end(const SshBerElement &element, const uint8_t *element_end) {
+  return element_end - (element.indefinite && element.constructed ? 2 : 0);
+}
+
+// The kinds of a freelist record.
+enum : uint32_t { SSH_BER_FREELIST_BLOCK = 1, SSH_BER_FREELIST_TEXT = 2 };
+
+// SshBerFreelist records blocks that a read handed out; the empty list is null.
+struct SshBerFreelistRecord;
+using SshBerFreelist = SshBerFreelistRecord *;
+
+[[nodiscard]] SshBerFreelist ssh_ber_freelist_alloc();
+
+// ssh_ber_freelist_add records `block`; a kind other than the two above adds nothing; a null list is fatal.
+void ssh_ber_freelist_add(SshBerFreelist *list, uint32_t kind, void *block);
+
+// ssh_ber_freelist_free frees the records and, when the read failed, the blocks too.
+void ssh_ber_freelist_free(SshBerFreelist list, bool failed);

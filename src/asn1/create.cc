@@ -1,0 +1,256 @@
+// Creating: runs a template's program to encode its arguments, innermost elements first.
+#include <algorithm>
+
+#include "asn1/context.h"
+#include "util/arena.h"
+
+namespace {
+
+constexpr uint32_t kTagSet = 17;
+constexpr uint32_t kTagMax = 0xFFFFFFF;  // 28 bits; larger tags could be written but never be opened again
+
+// Builder encodes one template. Each method returns false after setting the status.
+class Builder {
+ public:
+  Builder(SshAsn1Context *context, const SshAsn1Op *ops, const SshAsn1Input *inputs)
+      : context_(context), ops_(ops), inputs_(inputs) {}
+
+  // list encodes the elements [op, op_end) one after the other.
+  bool list(uint32_t op, uint32_t op_end, Bytes &out);
+  [[nodiscard]] SshAsn1Status status() const { return status_; }
+
+ private:
+  bool element(uint32_t op, Bytes &out);
+  bool any(const SshAsn1Op &op, Bytes &out);
+  bool primitive(const SshAsn1Op &op, Bytes &out);
+  bool content(const SshAsn1Op &op, uint8_t *scratch, Bytes &out);
+  bool bits(const SshAsn1Op &op, uint8_t *scratch, Bytes &out);
+  bool wrap(SshBerElement header, Bytes content, Bytes &out);
+  bool sort_set(Bytes &children);
+
+  bool fail(SshAsn1Status status) {
+    status_ = status;
+    return false;
+  }
+  // octets takes room in the context; false for more than one allocation may be.
+  bool octets(size_t size, uint8_t **out) {
+    if (size > SSH_XMALLOC_MAX / 2) return fail(SSH_ASN1_BUFFER_OVERFLOW);
+    *out = ssh_asn1_context_octets(context_, size);
+    return true;
+  }
+
+  SshAsn1Context *context_;
+  const SshAsn1Op *ops_;
+  const SshAsn1Input *inputs_;
+  SshAsn1Status status_ = SSH_ASN1_OK;
+};
+
+bool Builder::list(uint32_t op, uint32_t op_end, Bytes &out) {
+  Bytes parts[SSH_ASN1_OPS_MAX];
+  size_t count = 0;
+  size_t total = 0;
+  for (; op != op_end; op = ops_[op].end) {
+    if (!element(op, parts[count])) return false;
+    total += parts[count++].size();
+  }
+  if (count == 1) {
+    out = parts[0];
+    return true;
+  }
+  uint8_t *at = nullptr;
+  if (!octets(total, &at)) return false;
+  out = {at, total};
+  for (size_t i = 0; i < count; ++i) {
+    if (!parts[i].empty()) std::memcpy(at, parts[i].data(), parts[i].size());
+    at += parts[i].size();
+  }
+  return true;
+}
+
+bool Builder::element(uint32_t index, Bytes &out) {
+  const SshAsn1Op &op = ops_[index];
+  if (op.type >= SSH_ASN1_CHOICE) return fail(SSH_ASN1_UNKNOWN_COMMAND);
+  if (op.tag > kTagMax) return fail(SSH_ASN1_BER_CLOSE_FAILED);
+  if (op.type == SSH_ASN1_ANY) return any(op, out);
+
+  const SshAsn1Keyword &keyword = kSshAsn1Keywords[op.keyword];
+  const bool empty = op.type == SSH_ASN1_NULL && keyword.tag == 0;
+  Bytes content;
+  SshBerElement own;
+  own.cls = op.is_explicit || !op.tagged ? uint8_t{SSH_BER_UNIVERSAL} : op.cls;
+  own.tag = op.is_explicit || !op.tagged ? keyword.tag : op.tag;
+  own.constructed = op.children || op.type == SSH_ASN1_CONSTRUCTED;
+  own.indefinite = own.constructed && op.indefinite;
+  if (own.constructed) {
+    if (!list(index + 1, op.end, content)) return false;
+    if (keyword.tag == kTagSet && !sort_set(content)) return false;
+  } else if (!primitive(op, content)) {
+    return false;
+  }
+  if (empty) {
+    out = {};
+    return true;
+  }
+  if (!wrap(own, content, out)) return false;
+  if (!op.is_explicit) return true;
+  SshBerElement wrapper;
+  wrapper.cls = op.cls;
+  wrapper.tag = op.tag;
+  wrapper.constructed = true;
+  wrapper.indefinite = op.indefinite;
+  return wrap(wrapper, out, out);
+}
+
+// any splices given nodes in: as they are, inside an explicit wrapper, or with the first one's header written anew
+// under an implicit tag.
+bool Builder::any(const SshAsn1Op &op, Bytes &out) {
+  const SshAsn1Node node = inputs_[op.argument].node;
+  out = {};
+  if (!node) return true;
+  const SshAsn1Status listed = ssh_asn1_context_list(context_, node, &out);
+  if (listed != SSH_ASN1_OK) return fail(listed);
+  if (!op.tagged) return true;
+
+  if (op.is_explicit) {
+    SshBerElement wrapper;
+    wrapper.cls = op.cls;
+    wrapper.tag = op.tag;
+    wrapper.constructed = true;
+    wrapper.indefinite = op.indefinite;
+    return wrap(wrapper, out, out);
+  }
+  SshBerElement header = ssh_asn1_node_open(node);
+  const Bytes rest = out.subspan(header.header_length);
+  header.cls = op.cls;
+  header.tag = op.tag;
+  const size_t size = ssh_ber_compute_tag_length_size(header);
+  uint8_t *at = nullptr;
+  if (!octets(size + rest.size(), &at)) return false;
+  if (ssh_ber_set_tag_length(at, size, header) != SSH_BER_OK) return fail(SSH_ASN1_BER_CLOSE_FAILED);
+  if (!rest.empty()) std::memcpy(at + size, rest.data(), rest.size());
+  out = {at, size + rest.size()};
+  return true;
+}
+
+// wrap puts a header (and, after an indefinite length, the closing octets) around content; `out` may be `content`.
+bool Builder::wrap(SshBerElement header, Bytes content, Bytes &out) {
+  header.content_length = static_cast<uint32_t>(content.size());
+  const size_t size = ssh_ber_compute_tag_length_size(header);
+  const size_t total = size + content.size() + (header.indefinite ? 2 : 0);
+  uint8_t *at = nullptr;
+  if (!octets(total, &at)) return false;
+  if (ssh_ber_set_tag_length(at, size, header) != SSH_BER_OK) return fail(SSH_ASN1_BER_CLOSE_FAILED);
+  if (!content.empty()) std::memcpy(at + size, content.data(), content.size());
+  if (header.indefinite) at[total - 2] = at[total - 1] = 0;
+  out = {at, total};
+  return true;
+}
+
+// sort_set brings the elements of a set into DER order: by their octets, a shorter one before its continuations.
+bool Builder::sort_set(Bytes &children) {
+  context_->work.left += SshAsn1Work::for_input(children.size()).left;  // enough for both walks
+  size_t count = 0;
+  for (SshAsn1Node node = ssh_asn1_list_of(children, &context_->work); node; node = ssh_asn1_node_next(node)) ++count;
+  if (count < 2) return true;
+  if (count > SSH_XMALLOC_MAX / sizeof(Bytes)) return fail(SSH_ASN1_BUFFER_OVERFLOW);
+
+  auto *elements = static_cast<Bytes *>(ssh_xcalloc(count, sizeof(Bytes)));
+  SshAsn1Node node = ssh_asn1_list_of(children, &context_->work);
+  for (size_t i = 0; i < count && node; ++i, node = ssh_asn1_node_next(node)) elements[i] = node.der();
+  std::sort(elements, elements + count, [](Bytes a, Bytes b) {
+    const int order = std::memcmp(a.data(), b.data(), std::min(a.size(), b.size()));
+    return order < 0 || (order == 0 && a.size() < b.size());
+  });
+  uint8_t *const sorted = ssh_asn1_context_octets(context_, children.size());
+  uint8_t *at = sorted;
+  for (size_t i = 0; i < count; ++i) {
+    std::memcpy(at, elements[i].data(), elements[i].size());
+    at += elements[i].size();
+  }
+  children = {sorted, static_cast<size_t>(at - sorted)};
+  ssh_xfree(elements);
+  return true;
+}
+
+bool Builder::primitive(const SshAsn1Op &op, Bytes &out) {
+  uint8_t *scratch = nullptr;
+  const SshAsn1Input &input = inputs_[op.argument];
+  size_t room = SSH_BER_TIME_TEXT_MAX;
+  if (op.type == SSH_ASN1_INTEGER && !op.owned) {
+    room = static_cast<const SshMpInt *>(input.pointer)->twos_complement_length();
+  } else if (op.type == SSH_ASN1_BITS) {
+    room = (op.owned ? inputs_[op.argument + 1].size : input.size) / 8 + 2;
+  } else if (op.type == SSH_ASN1_OID && op.owned) {
+    room = SSH_OID_ENCODED_MAX(std::strlen(static_cast<const char *>(input.pointer)));
+  }
+  if (!octets(room, &scratch)) return false;
+  return content(op, scratch, out) || fail(SSH_ASN1_ENCODE_FAILED);
+}
+
+bool Builder::content(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
+  const SshAsn1Input &input = inputs_[op.argument];
+  switch (op.type) {
+    case SSH_ASN1_BOOLEAN:
+      scratch[0] = input.number == 1 ? 0xFF : 0x00;  // exactly 1 is true, deliberately
+      out = {scratch, 1};
+      return true;
+    case SSH_ASN1_INTEGER:
+    case SSH_ASN1_SHORT: {
+      if (op.owned) {
+        out = input.octets;
+        return true;
+      }
+      const SshMpInt small(op.type == SSH_ASN1_SHORT ? int64_t{input.word} : 0);
+      const SshMpInt *value = op.type == SSH_ASN1_SHORT ? &small : static_cast<const SshMpInt *>(input.pointer);
+      value->write_twos_complement(scratch);
+      out = {scratch, value->twos_complement_length()};
+      return true;
+    }
+    case SSH_ASN1_BITS:
+      return bits(op, scratch, out);
+    case SSH_ASN1_OCTETS:
+      out = op.owned ? Bytes(static_cast<const uint8_t *>(input.pointer), inputs_[op.argument + 1].size)
+                     : input.octets;
+      return true;
+    case SSH_ASN1_OID:
+      if (op.owned) out = {scratch, ssh_ber_oid_from_text(static_cast<const char *>(input.pointer), scratch)};
+      else out = input.octets;
+      return !out.empty();
+    case SSH_ASN1_UTC_TIME:
+      out = {scratch, ssh_ber_utc_time_encode(static_cast<const SshBerTime *>(input.pointer), scratch)};
+      return true;
+    case SSH_ASN1_GENERALIZED_TIME:
+      out = {scratch, ssh_ber_generalized_time_encode(static_cast<const SshBerTime *>(input.pointer), scratch)};
+      return true;
+    default:
+      out = {};
+      return true;
+  }
+}
+
+bool Builder::bits(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
+  const SshAsn1Input &input = inputs_[op.argument];
+  const size_t bit_count = op.owned ? inputs_[op.argument + 1].size : input.size;
+  const auto *data = op.owned ? static_cast<const uint8_t *>(input.pointer) : input.octets.data();
+  const size_t octet_count = (bit_count + 7) / 8;
+  if (!op.owned && octet_count > input.octets.size()) return false;
+  const size_t unused = (8 - bit_count % 8) % 8;
+  scratch[0] = static_cast<uint8_t>(unused);
+  if (octet_count) {
+    std::memcpy(scratch + 1, data, octet_count);
+    scratch[octet_count] = static_cast<uint8_t>(scratch[octet_count] & (0xFF << unused));
+  }
+  out = {scratch, octet_count + 1};
+  return true;
+}
+
+}  // namespace
+
+SshAsn1Status ssh_asn1_run_create(SshAsn1Context *context, SshAsn1Node *node, const SshAsn1Op *ops, uint32_t count,
+                                  const SshAsn1Input *inputs) {
+  Builder builder(context, ops, inputs);
+  Bytes encoding;
+  if (!builder.list(0, count, encoding)) return builder.status();
+  *node = ssh_asn1_list_of(encoding, &context->work);
+  return SSH_ASN1_OK;
+}

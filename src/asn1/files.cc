@@ -1,0 +1,179 @@
+#include "asn1/files.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "util/mem.h"
+#include "util/owner.h"
+
+namespace {
+
+constexpr size_t kFirstBlock = 1024;
+
+struct CloseFile {
+  void operator()(std::FILE *file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+// size_left tells how many octets of a file are left, as far as the file itself says: pipes and
+// devices say 0. It is a hint only, since a file may grow or shrink while it is read.
+uint64_t size_left(std::FILE *file) {
+  const long at = std::ftell(file);
+  if (at < 0 || std::fseek(file, 0, SEEK_END) != 0) return 0;
+  const long end = std::ftell(file);
+  if (std::fseek(file, at, SEEK_SET) != 0 || end < at) return 0;
+  return static_cast<uint64_t>(end - at);
+}
+
+// at_end is true if nothing is left; an octet that is left is lost.
+bool at_end(std::FILE *file) { return std::fgetc(file) == EOF; }
+
+// read_stream reads to the end into one block that is sized ahead where the file tells its size,
+// and that doubles otherwise.
+bool read_stream(std::FILE *file, uint8_t **data, size_t *length) {
+  const uint64_t hint = size_left(file);
+  if (hint > SSH_XMALLOC_MAX) return false;
+  // One octet more than the hint, so that the first read already finds the end.
+  size_t room = std::clamp(static_cast<size_t>(hint) + 1, kFirstBlock, SSH_XMALLOC_MAX);
+  SshBlock block(static_cast<uint8_t *>(ssh_xmalloc(room)));
+  size_t used = 0;
+  for (;;) {
+    used += std::fread(block.get() + used, 1, room - used, file);
+    if (used < room) break;
+    if (room == SSH_XMALLOC_MAX) {
+      if (!at_end(file)) return false;
+      break;
+    }
+    room = std::min(room * 2, SSH_XMALLOC_MAX);
+    block.reset(static_cast<uint8_t *>(ssh_xrealloc(block.release(), room)));
+  }
+  if (std::ferror(file)) return false;  // a directory ends here, too
+  if (room - used > kFirstBlock) {
+    block.reset(static_cast<uint8_t *>(ssh_xrealloc(block.release(), used)));
+  }
+  *data = block.release();
+  *length = used;
+  return true;
+}
+
+// What a character means in base64 text: the value of six bits, padding, or nothing at all.
+constexpr uint8_t kPadding = 0x40;
+constexpr uint8_t kDropped = 0x80;
+constexpr auto kMeaning = [] {
+  constexpr std::string_view kAlphabet =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  static_assert(kAlphabet.size() == 64);
+  std::array<uint8_t, 256> table = {};
+  table.fill(kDropped);
+  for (size_t i = 0; i < 64; ++i)
+    table[static_cast<uint8_t>(kAlphabet[i])] = static_cast<uint8_t>(i);
+  table['='] = kPadding;
+  return table;
+}();
+
+constexpr size_t decoded_max(size_t characters) { return (characters * 6 + 7) / 8; }
+
+// next_group gathers the next four characters that mean something; false if there are not as many.
+bool next_group(Bytes text, size_t &at, uint8_t (&group)[4]) {
+  size_t found = 0;
+  for (; found < 4 && at < text.size(); ++at) {
+    const uint8_t meaning = kMeaning[text[at]];
+    if (meaning != kDropped) group[found++] = meaning;
+  }
+  return found == 4;
+}
+
+uint8_t *put_group(uint8_t *out, const uint8_t (&group)[4], size_t count) {
+  const uint32_t bits = uint32_t{group[0]} << 18 | uint32_t{group[1]} << 12 |
+                        (group[2] & 0x3Fu) << 6 | (group[3] & 0x3Fu);
+  for (unsigned i = 0; i < count; ++i) *out++ = static_cast<uint8_t>(bits >> (16 - 8 * i));
+  return out;
+}
+
+// decode writes what base64 text holds and returns its end. Decoding goes on after a padded group,
+// but not after padding in the first two places; a last group that is not whole is left out.
+uint8_t *decode(Bytes text, uint8_t *out) {
+  uint8_t group[4];
+  for (size_t at = 0;;) {
+    if (text.size() - at >= 4) {
+      for (size_t i = 0; i < 4; ++i) group[i] = kMeaning[text[at + i]];
+      if ((group[0] | group[1] | group[2] | group[3]) < kPadding) {
+        out = put_group(out, group, 3);
+        at += 4;
+        continue;
+      }
+    }
+    if (!next_group(text, at, group)) return out;
+    if (group[0] == kPadding || group[1] == kPadding) return out;
+    out = put_group(out, group, group[2] == kPadding ? 1 : group[3] == kPadding ? 2 : 3);
+  }
+}
+
+uint8_t *decode_to_block(Bytes text, size_t *length) {
+  auto *block = static_cast<uint8_t *>(ssh_xmalloc(decoded_max(text.size())));
+  *length = static_cast<size_t>(decode(text, block) - block);
+  return block;
+}
+
+const uint8_t *find_line_end(const uint8_t *at, const uint8_t *end) {
+  return std::find_if(at, end, [](uint8_t c) { return c == '\r' || c == '\n'; });
+}
+
+}  // namespace
+
+bool ssh_read_file(const char *name, uint8_t **data, size_t *length) {
+  if (!name || std::strcmp(name, "-") == 0) return read_stream(stdin, data, length);
+  const File file(std::fopen(name, "rb"));
+  return file && read_stream(file.get(), data, length);
+}
+
+bool ssh_read_file_base64(const char *name, uint8_t **data, size_t *length) {
+  uint8_t *octets;
+  size_t count;
+  if (!ssh_read_file(name, &octets, &count)) return false;
+  const SshBlock file(octets);
+  const Bytes text = ssh_armour_find({octets, count});
+  if (text.empty()) return false;
+  *data = decode_to_block(text, length);
+  return true;
+}
+
+char *ssh_base64_remove_whitespace(const char *text, size_t length) {
+  if (length == 0) length = std::strlen(text);
+  auto *clean = static_cast<char *>(ssh_xmalloc(length + 1));
+  char *end = std::copy_if(text, text + length, clean,
+                           [](char c) { return kMeaning[static_cast<uint8_t>(c)] != kDropped; });
+  *end = 0;
+  return clean;
+}
+
+uint8_t *ssh_base64_to_buf(const char *text, size_t *length) {
+  return decode_to_block(ssh_text_bytes(text), length);
+}
+
+// The first dash of a line toggles whether the text is inside a block, whatever else the line says;
+// the rest of the line means nothing. A block starts after the end of the line that opened it and
+// ends one octet before the dash that closes it, which is a line end in any sensible file. A last
+// block that is not closed hides the one before it.
+Bytes ssh_armour_find(Bytes file) {
+  const uint8_t *const end = file.data() + file.size();
+  size_t block_start = 0, block_end = 0;
+  bool inside = false;
+  for (const uint8_t *at = file.data(); at != end;) {
+    const void *dash = std::memchr(at, '-', static_cast<size_t>(end - at));
+    if (!dash) break;
+    at = static_cast<const uint8_t *>(dash);
+    if (inside) block_end = static_cast<size_t>(at - file.data()) - 1;
+    inside = !inside;
+    at = find_line_end(at, end);
+    if (at == end) break;
+    ++at;
+    if (inside) block_start = static_cast<size_t>(at - file.data());
+  }
+  if (block_start >= block_end) return {};
+  return file.subspan(block_start, block_end - block_start);
+}

@@ -1,0 +1,149 @@
+#include "asn1/oid.h"
+
+#include <charconv>
+
+#include "util/mem.h"
+
+namespace {
+
+constexpr uint32_t kArcOctetsMax = 4;  // 28 bits; longer arcs are refused on reading
+constexpr size_t kDigitsMax = 10;      // of 32 bits
+
+// count_dotted counts the arcs of dotted text: one more than its dots.
+size_t count_dotted(const char *text) {
+  size_t count = 1;
+  for (; *text; ++text) count += *text == '.';
+  return count;
+}
+
+// scan_arc reads digits up to a dot or the terminator and moves past the dot. No digits at all read
+// as 0.
+bool scan_arc(const char *&text, uint32_t &arc) {
+  uint64_t value = 0;
+  for (; *text && *text != '.'; ++text) {
+    if (*text < '0' || *text > '9') return false;
+    value = value * 10 + static_cast<uint64_t>(*text - '0');
+    if (value > UINT32_MAX) return false;
+  }
+  if (*text) ++text;
+  arc = static_cast<uint32_t>(value);
+  return true;
+}
+
+// Arcs walks the arcs after the first octet; `valid` turns false at a cut or overlong one.
+class Arcs {
+ public:
+  explicit Arcs(Bytes octets) : at_(octets.data() + 1), end_(octets.data() + octets.size()) {}
+
+  bool next(uint32_t &arc) {
+    if (at_ == end_) return false;
+    arc = *at_ & 0x7Fu;
+    for (uint32_t used = 1; *at_++ & 0x80; ++used) {
+      if (at_ == end_ || used == kArcOctetsMax) return valid_ = false;
+      arc = arc << 7 | (*at_ & 0x7Fu);
+    }
+    return true;
+  }
+  [[nodiscard]] bool valid() const { return valid_; }
+
+ private:
+  const uint8_t *at_;
+  const uint8_t *end_;
+  bool valid_ = true;
+};
+
+constexpr size_t digits(uint32_t value) {
+  size_t count = 1;
+  for (; value >= 10; value /= 10) ++count;
+  return count;
+}
+
+// text_length gives the length of an identifier's dotted text, or 0 if the octets are not valid.
+size_t text_length(Bytes octets) {
+  if (octets.empty()) return 0;
+  size_t length = digits(octets[0] / 40u) + 1 + digits(octets[0] % 40u);
+  Arcs arcs(octets);
+  for (uint32_t arc; arcs.next(arc);) length += 1 + digits(arc);
+  return arcs.valid() ? length : 0;
+}
+
+char *write_arc(char *out, uint32_t arc) { return std::to_chars(out, out + kDigitsMax, arc).ptr; }
+
+char *write_dot_arc(char *out, uint32_t arc) {
+  *out++ = '.';
+  return write_arc(out, arc);
+}
+
+// encode_arc writes base 128, most significant group first. Arcs above 28 bits are written all the
+// same, although reading refuses them: peers have always been sent what the caller named.
+uint8_t *encode_arc(uint8_t *out, uint32_t arc) {
+  int shift = 0;
+  while (shift < 28 && arc >> (shift + 7)) shift += 7;
+  for (; shift > 0; shift -= 7) *out++ = static_cast<uint8_t>(0x80u | (arc >> shift & 0x7Fu));
+  *out++ = static_cast<uint8_t>(arc & 0x7Fu);
+  return out;
+}
+
+}  // namespace
+
+uint32_t *ssh_ber_oid_string_to_arcs(const char *text, size_t *count) {
+  const size_t wanted = count_dotted(text);
+  if (wanted > SSH_XMALLOC_MAX / sizeof(uint32_t)) return nullptr;
+  auto *arcs = static_cast<uint32_t *>(ssh_xmalloc(wanted * sizeof(uint32_t)));
+  for (size_t i = 0; i < wanted; ++i) {
+    if (!scan_arc(text, arcs[i])) {
+      ssh_xfree(arcs);
+      return nullptr;
+    }
+  }
+  *count = wanted;
+  return arcs;
+}
+
+char *ssh_ber_arcs_to_oid_string(const uint32_t *arcs, size_t count) {
+  size_t length = count;  // a dot after each arc but the last, and the terminator
+  for (size_t i = 0; i < count && length <= SSH_XMALLOC_MAX; ++i) length += digits(arcs[i]);
+  if (length > SSH_XMALLOC_MAX) return nullptr;
+  auto *text = static_cast<char *>(ssh_xmalloc(length));
+  char *at = text;
+  for (size_t i = 0; i < count; ++i)
+    at = i == 0 ? write_arc(at, arcs[i]) : write_dot_arc(at, arcs[i]);
+  *at = 0;
+  return text;
+}
+
+bool ssh_ber_oid_is_valid(Bytes octets) {
+  if (octets.empty()) return false;
+  Arcs arcs(octets);
+  for (uint32_t arc; arcs.next(arc);) {
+  }
+  return arcs.valid();
+}
+
+char *ssh_ber_oid_text(SshOid oid) {
+  const size_t length = text_length(oid.octets);
+  if (length == 0 || length >= SSH_XMALLOC_MAX) return nullptr;
+  auto *text = static_cast<char *>(ssh_xmalloc(length + 1));
+  // Octet / 40 and octet mod 40 also above 79, where the standard has arc 2 with a large second
+  // arc: identifiers are compared as text with those that older peers stored, and those were made
+  // in this way.
+  char *at = write_arc(text, oid.octets[0] / 40u);
+  at = write_dot_arc(at, oid.octets[0] % 40u);
+  Arcs arcs(oid.octets);
+  for (uint32_t arc; arcs.next(arc);) at = write_dot_arc(at, arc);
+  *at = 0;
+  return text;
+}
+
+size_t ssh_ber_oid_from_text(const char *text, uint8_t *out) {
+  size_t left = count_dotted(text);
+  uint32_t first, second, arc;
+  if (left < 2 || !scan_arc(text, first) || !scan_arc(text, second)) return 0;
+  uint8_t *at = out;
+  *at++ = static_cast<uint8_t>(first * 40u + second);
+  for (left -= 2; left > 0; --left) {
+    if (!scan_arc(text, arc)) return 0;
+    at = encode_arc(at, arc);
+  }
+  return static_cast<size_t>(at - out);
+}

@@ -1,0 +1,22 @@
+// The door for templates that come at run time.
+#include <cstring>
+
+#include "asn1/node.h"
+#include "util/fatal.h"
+
+SshAsn1Status ssh_asn1_parse_run_time(const char *caller, const char *text, const uint32_t *fits, size_t count,
+                                      SshAsn1Program *program) {
+  if (!text) ssh_fatal("%s", caller);
+  *program = SshAsn1Parser(text, std::strlen(text)).run();
+  if (program->fault == SSH_ASN1_TEMPLATE_IMPLICATION) {
+    ssh_fatal("ssh_asn1_parse_command_list: implication not supported.");
+  }
+  // A closing parenthesis too many ends the list of elements; what stands before it counts.
+  if (program->fault == SSH_ASN1_TEMPLATE_UNBALANCED) program->fault = SSH_ASN1_TEMPLATE_OK;
+  if (program->fault != SSH_ASN1_TEMPLATE_OK) return static_cast<SshAsn1Status>(program->fault);
+  ssh_asn1_bind(*program, fits, count);
+  if (program->fault != SSH_ASN1_TEMPLATE_OK) {
+    ssh_fatal("ssh_asn1_parse_command_list: arguments do not match the format string.");
+  }
+  return SSH_ASN1_OK;
+}

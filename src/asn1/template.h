@@ -1,0 +1,379 @@
+// The template language: text -> a small program, parsed and type-checked by the compiler.
+// `"(sequence ()(integer ())(optional(any (e 0))))"_asn1` is such a program; the same parser serves text that comes
+// at run time. docs/asn1_template.md is the language's manual; read.cc and create.cc run the programs.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "asn1/ber.h"
+#include "asn1/keywords.h"
+#include "asn1/oid.h"
+#include "asn1/status.h"
+#include "asn1/time.h"
+#include "util/mp_int.h"
+
+struct SshAsn1Node;
+
+// SshAsn1Bits shows a BIT STRING's octets and how many of its bits count.
+struct SshAsn1Bits {
+  Bytes octets;
+  size_t bits = 0;
+};
+
+// SshAsn1Form is a way in which a C++ argument takes part: a value, a view, or a block of the caller's own.
+enum SshAsn1Form : uint16_t {
+  SSH_ASN1_FORM_INT = 1 << 0,
+  SSH_ASN1_FORM_UINT32 = 1 << 1,
+  SSH_ASN1_FORM_MP_INT = 1 << 2,
+  SSH_ASN1_FORM_BYTES = 1 << 3,
+  SSH_ASN1_FORM_BITS = 1 << 4,
+  SSH_ASN1_FORM_BLOCK = 1 << 5,  // uint8_t ** on read, const uint8_t * on create; SIZE follows
+  SSH_ASN1_FORM_SIZE = 1 << 6,
+  SSH_ASN1_FORM_TEXT = 1 << 7,
+  SSH_ASN1_FORM_OID = 1 << 8,
+  SSH_ASN1_FORM_TIME = 1 << 9,
+  SSH_ASN1_FORM_NODE = 1 << 10
+};
+
+// SshAsn1Binding tells which arguments a type takes: `view` alone, or `owned` followed by SIZE where `sized`.
+struct SshAsn1Binding {
+  uint16_t view = 0;
+  uint16_t owned = 0;
+  bool sized = false;
+};
+
+constexpr SshAsn1Binding kSshAsn1Bindings[] = {
+    {SSH_ASN1_FORM_INT},                                        // boolean
+    {SSH_ASN1_FORM_MP_INT, SSH_ASN1_FORM_BYTES},                // integer: the value, or its content octets
+    {SSH_ASN1_FORM_UINT32},                                     // short
+    {SSH_ASN1_FORM_BITS, SSH_ASN1_FORM_BLOCK, true},            // bits
+    {SSH_ASN1_FORM_BYTES, SSH_ASN1_FORM_BLOCK, true},           // octets
+    {},                                                         // null
+    {SSH_ASN1_FORM_OID, SSH_ASN1_FORM_TEXT},                    // object identifier
+    {SSH_ASN1_FORM_TIME},                                       // UTC time
+    {SSH_ASN1_FORM_TIME},                                       // generalized time
+    {},                                                         // constructed
+    {SSH_ASN1_FORM_NODE},                                       // any
+    {SSH_ASN1_FORM_INT},                                        // choice
+    {SSH_ASN1_FORM_INT},                                        // optional
+};
+static_assert(std::size(kSshAsn1Bindings) == SSH_ASN1_OPTIONAL + 1);
+
+// ssh_asn1_identifier packs class and tag number into one word. Tag numbers of the input have at most 28 bits, so a
+// template's number above that is given one which no input has.
+constexpr uint32_t kSshAsn1TagMask = 0x3FFFFFFF;
+constexpr uint32_t ssh_asn1_identifier(uint8_t cls, uint32_t tag) {
+  return uint32_t{cls} << 30 | (tag < kSshAsn1TagMask ? tag : kSshAsn1TagMask);
+}
+
+// SshAsn1Op is one element of a program, in the order of the text; its children follow it up to `end`.
+struct SshAsn1Op {
+  uint32_t identifier = 0;  // class and tag, packed
+  uint32_t tag = 0;
+  uint8_t cls = SSH_BER_UNIVERSAL;
+  SshAsn1Type type = SSH_ASN1_BOOLEAN;
+  uint8_t keyword = 0;  // slot
+  uint8_t end = 0;      // index of the first op after this element
+  uint8_t argument = 0;  // index of its first argument
+  bool tagged : 1 = false;
+  bool is_explicit : 1 = false;
+  bool indefinite : 1 = false;
+  bool any_tag : 1 = false;
+  bool children : 1 = false;
+  bool owned : 1 = false;  // the arguments are of the second kind of SshAsn1Binding
+};
+
+constexpr uint32_t SSH_ASN1_OPS_MAX = 64;
+constexpr uint32_t SSH_ASN1_DEPTH_MAX = 16;
+
+// SshAsn1TemplateFault is what can be wrong with a template beyond the statuses that text can earn.
+enum SshAsn1TemplateFault : uint32_t {
+  SSH_ASN1_TEMPLATE_OK = 0,
+  SSH_ASN1_TEMPLATE_TOO_SHORT = SSH_ASN1_FORMAT_TOO_SHORT,
+  SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND = SSH_ASN1_UNKNOWN_COMMAND,
+  SSH_ASN1_TEMPLATE_TOO_LARGE = SSH_ASN1_BUFFER_OVERFLOW,
+  SSH_ASN1_TEMPLATE_IMPLICATION = 100,  // fatal at run time
+  SSH_ASN1_TEMPLATE_UNBALANCED,         // a ")" too many: ends the text at run time, an error for the compiler
+  SSH_ASN1_TEMPLATE_FEW_ARGUMENTS,
+  SSH_ASN1_TEMPLATE_MANY_ARGUMENTS,
+  SSH_ASN1_TEMPLATE_WRONG_TYPE
+};
+
+// SshAsn1Program is a parsed template.
+struct SshAsn1Program {
+  uint32_t fault = SSH_ASN1_TEMPLATE_OK;
+  uint32_t count = 0;
+  SshAsn1Op ops[SSH_ASN1_OPS_MAX] = {};
+};
+
+// SshAsn1Parser reads template text into a program. It is a class only to keep its state in one place.
+class SshAsn1Parser {
+ public:
+  constexpr SshAsn1Parser(const char *text, size_t length) : p_(text), end_(text + length) {}
+
+  constexpr SshAsn1Program run() {
+    skip_blanks();
+    while (p_ != end_ && program_.fault == SSH_ASN1_TEMPLATE_OK) {
+      if (*p_ == '(') {
+        ++p_;
+        open_element();
+      } else if (*p_ == ')') {
+        ++p_;
+        if (!close_element()) break;
+      } else {
+        fail(after_tag() ? SSH_ASN1_TEMPLATE_IMPLICATION : SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND);
+      }
+      skip_blanks();
+    }
+    if (depth_ > 0) fail(SSH_ASN1_TEMPLATE_TOO_SHORT);
+    return program_;
+  }
+
+ private:
+  constexpr void fail(SshAsn1TemplateFault fault) {
+    if (program_.fault == SSH_ASN1_TEMPLATE_OK) program_.fault = fault;
+  }
+
+  static constexpr bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+  static constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+  constexpr void skip_blanks() {
+    while (p_ != end_ && is_blank(*p_)) ++p_;
+  }
+
+  // after_tag is true between an element's tag specification and its first child or its end.
+  [[nodiscard]] constexpr bool after_tag() const {
+    return depth_ > 0 && !program_.ops[open_[depth_ - 1]].children;
+  }
+
+  // open_element reads from behind "(" to behind the tag specification, and leaves the element open.
+  constexpr void open_element() {
+    if (program_.count == SSH_ASN1_OPS_MAX || depth_ == SSH_ASN1_DEPTH_MAX) return fail(SSH_ASN1_TEMPLATE_TOO_LARGE);
+    skip_blanks();
+    const char *word = p_;
+    while (p_ != end_ && ((*p_ >= 'a' && *p_ <= 'z') || is_digit(*p_) || *p_ == '-')) ++p_;
+    if (p_ == end_) return fail(SSH_ASN1_TEMPLATE_TOO_SHORT);
+    const uint32_t slot = ssh_asn1_keyword_find({word, static_cast<size_t>(p_ - word)});
+    if (slot == SSH_ASN1_KEYWORD_SLOTS) return fail(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND);
+
+    if (depth_ > 0 && !adopt_child()) return;
+    SshAsn1Op &op = program_.ops[program_.count];
+    op.keyword = static_cast<uint8_t>(slot);
+    op.type = kSshAsn1Keywords[slot].type;
+    open_[depth_++] = program_.count++;
+    if (op.type < SSH_ASN1_CHOICE) read_tag(op);
+  }
+
+  // adopt_child marks the innermost open element as one with children, where that makes sense.
+  constexpr bool adopt_child() {
+    SshAsn1Op &parent = program_.ops[open_[depth_ - 1]];
+    if (parent.type == SSH_ASN1_ANY || (parent.type == SSH_ASN1_OPTIONAL && parent.children)) {
+      fail(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND);
+      return false;
+    }
+    parent.children = true;
+    return true;
+  }
+
+  constexpr void read_tag(SshAsn1Op &op) {
+    skip_blanks();
+    if (p_ == end_) return fail(SSH_ASN1_TEMPLATE_TOO_SHORT);
+    if (*p_ != '(') return fail(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND);
+    ++p_;
+    op.cls = SSH_BER_CONTEXT;
+    skip_blanks();
+    while (p_ != end_ && !is_digit(*p_) && *p_ != ')') {
+      if (!read_flag(op, *p_)) return fail(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND);
+      ++p_;
+      skip_blanks();
+    }
+    read_number(op);
+    skip_blanks();
+    if (p_ == end_) return fail(SSH_ASN1_TEMPLATE_TOO_SHORT);
+    if (*p_ != ')') return fail(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND);
+    ++p_;
+    if (!op.tagged) {
+      op.cls = SSH_BER_UNIVERSAL;
+      op.tag = kSshAsn1Keywords[op.keyword].tag;
+    }
+    op.identifier = ssh_asn1_identifier(op.cls, op.tag);
+  }
+
+  static constexpr bool read_flag(SshAsn1Op &op, char flag) {
+    constexpr char kClasses[] = "uacp";
+    for (uint8_t cls = 0; cls < 4; ++cls) {
+      if (flag != kClasses[cls]) continue;
+      op.cls = cls;
+      op.tagged = true;
+      return true;
+    }
+    if (flag == 'e') op.is_explicit = op.tagged = true;
+    if (flag == 'i') op.indefinite = true;
+    if (flag == '*') op.any_tag = true;
+    return flag == 'e' || flag == 'i' || flag == '*';
+  }
+
+  constexpr void read_number(SshAsn1Op &op) {
+    for (uint64_t number = 0; p_ != end_ && is_digit(*p_); ++p_) {
+      number = number * 10 + static_cast<uint64_t>(*p_ - '0');
+      if (number > 0xFFFFFFFF) return fail(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND);
+      op.tag = static_cast<uint32_t>(number);
+      op.tagged = true;
+    }
+  }
+
+  // close_element ends the innermost open element; false where none is open.
+  constexpr bool close_element() {
+    if (depth_ == 0) {
+      fail(SSH_ASN1_TEMPLATE_UNBALANCED);
+      return false;
+    }
+    program_.ops[open_[--depth_]].end = static_cast<uint8_t>(program_.count);
+    return true;
+  }
+
+  const char *p_;
+  const char *end_;
+  uint32_t depth_ = 0;
+  uint32_t open_[SSH_ASN1_DEPTH_MAX] = {};
+  SshAsn1Program program_ = {};
+};
+
+// ssh_asn1_bind gives each element its arguments; `fits[i]` is the set of forms that argument i can take.
+constexpr void ssh_asn1_bind(SshAsn1Program &program, const uint32_t *fits, size_t count) {
+  size_t next = 0;
+  for (uint32_t i = 0; i < program.count; ++i) {
+    SshAsn1Op &op = program.ops[i];
+    const SshAsn1Binding &binding = kSshAsn1Bindings[op.type];
+    op.argument = static_cast<uint8_t>(next);
+    if (binding.view == 0 || (op.children && op.type < SSH_ASN1_CONSTRUCTED)) continue;
+    if (next == count) {
+      program.fault = SSH_ASN1_TEMPLATE_FEW_ARGUMENTS;
+      return;
+    }
+    op.owned = (fits[next] & binding.view) == 0;
+    const bool sized = op.owned && binding.sized;
+    if (op.owned && (fits[next] & binding.owned) == 0) program.fault = SSH_ASN1_TEMPLATE_WRONG_TYPE;
+    if (sized && next + 1 == count) program.fault = SSH_ASN1_TEMPLATE_FEW_ARGUMENTS;
+    if (program.fault != SSH_ASN1_TEMPLATE_OK) return;
+    if (sized && (fits[next + 1] & SSH_ASN1_FORM_SIZE) == 0) program.fault = SSH_ASN1_TEMPLATE_WRONG_TYPE;
+    next += sized ? 2 : 1;
+  }
+  if (next != count && program.fault == SSH_ASN1_TEMPLATE_OK) program.fault = SSH_ASN1_TEMPLATE_MANY_ARGUMENTS;
+}
+
+// ssh_asn1_form_if gives a form as a set, or the empty set.
+constexpr uint32_t ssh_asn1_form_if(bool fits, uint32_t form) { return fits ? form : 0; }
+
+// ssh_asn1_output_fits and ssh_asn1_input_fits tell which forms a C++ type can take. They ask about each form in
+// turn because types may coincide (size_t is uint32_t on 32-bit Windows).
+template <class T>
+constexpr uint32_t ssh_asn1_output_fits() {
+  return ssh_asn1_form_if(std::is_same_v<T, int *>, SSH_ASN1_FORM_INT) |
+         ssh_asn1_form_if(std::is_same_v<T, uint32_t *>, SSH_ASN1_FORM_UINT32) |
+         ssh_asn1_form_if(std::is_same_v<T, SshMpInt *>, SSH_ASN1_FORM_MP_INT) |
+         ssh_asn1_form_if(std::is_same_v<T, Bytes *>, SSH_ASN1_FORM_BYTES) |
+         ssh_asn1_form_if(std::is_same_v<T, SshAsn1Bits *>, SSH_ASN1_FORM_BITS) |
+         ssh_asn1_form_if(std::is_same_v<T, uint8_t **>, SSH_ASN1_FORM_BLOCK) |
+         ssh_asn1_form_if(std::is_same_v<T, size_t *>, SSH_ASN1_FORM_SIZE) |
+         ssh_asn1_form_if(std::is_same_v<T, char **>, SSH_ASN1_FORM_TEXT) |
+         ssh_asn1_form_if(std::is_same_v<T, SshOid *>, SSH_ASN1_FORM_OID) |
+         ssh_asn1_form_if(std::is_same_v<T, SshBerTime *>, SSH_ASN1_FORM_TIME) |
+         ssh_asn1_form_if(std::is_same_v<T, SshAsn1Node *>, SSH_ASN1_FORM_NODE);
+}
+template <class T>
+constexpr uint32_t ssh_asn1_input_fits() {
+  return ssh_asn1_form_if(std::is_same_v<T, int>, SSH_ASN1_FORM_INT) |
+         ssh_asn1_form_if(std::is_same_v<T, uint32_t>, SSH_ASN1_FORM_UINT32) |
+         ssh_asn1_form_if(std::is_convertible_v<T, const SshMpInt *>, SSH_ASN1_FORM_MP_INT) |
+         ssh_asn1_form_if(std::is_same_v<T, Bytes>, SSH_ASN1_FORM_BYTES) |
+         ssh_asn1_form_if(std::is_same_v<T, SshAsn1Bits>, SSH_ASN1_FORM_BITS) |
+         ssh_asn1_form_if(std::is_convertible_v<T, const uint8_t *>, SSH_ASN1_FORM_BLOCK) |
+         ssh_asn1_form_if(std::is_same_v<T, size_t>, SSH_ASN1_FORM_SIZE) |
+         ssh_asn1_form_if(std::is_convertible_v<T, const char *>, SSH_ASN1_FORM_TEXT) |
+         ssh_asn1_form_if(std::is_same_v<T, SshOid>, SSH_ASN1_FORM_OID) |
+         ssh_asn1_form_if(std::is_convertible_v<T, const SshBerTime *>, SSH_ASN1_FORM_TIME) |
+         ssh_asn1_form_if(std::is_same_v<T, SshAsn1Node>, SSH_ASN1_FORM_NODE);
+}
+
+// Deliberately not constexpr: calling one of these while compiling a template is the compiler's error message.
+namespace template_error {
+void unknown_keyword_or_flag();
+void missing_parenthesis();
+void parenthesis_or_element_expected();
+void template_too_large();
+void closing_parenthesis_too_many();
+void too_few_arguments();
+void too_many_arguments();
+void wrong_argument_type();
+void sequence_or_set_without_children_cannot_be_read();
+void choice_and_optional_cannot_be_created();
+}  // namespace template_error
+
+consteval void ssh_asn1_report(uint32_t fault) {
+  if (fault == SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND) template_error::unknown_keyword_or_flag();
+  if (fault == SSH_ASN1_TEMPLATE_TOO_SHORT) template_error::missing_parenthesis();
+  if (fault == SSH_ASN1_TEMPLATE_IMPLICATION) template_error::parenthesis_or_element_expected();
+  if (fault == SSH_ASN1_TEMPLATE_TOO_LARGE) template_error::template_too_large();
+  if (fault == SSH_ASN1_TEMPLATE_UNBALANCED) template_error::closing_parenthesis_too_many();
+  if (fault == SSH_ASN1_TEMPLATE_FEW_ARGUMENTS) template_error::too_few_arguments();
+  if (fault == SSH_ASN1_TEMPLATE_MANY_ARGUMENTS) template_error::too_many_arguments();
+  if (fault == SSH_ASN1_TEMPLATE_WRONG_TYPE) template_error::wrong_argument_type();
+}
+
+// SshAsn1Text carries a literal into the type of its template.
+template <size_t N>
+struct SshAsn1Text {
+  char text[N] = {};
+  consteval SshAsn1Text(const char (&literal)[N]) {  // NOLINT: implicit for the literal operator
+    for (size_t i = 0; i < N; ++i) text[i] = literal[i];
+  }
+};
+
+// SshAsn1Template is a template known to the compiler; write it as "..."_asn1.
+template <SshAsn1Text Text>
+struct SshAsn1Template {
+  static consteval SshAsn1Program parse() { return SshAsn1Parser(Text.text, sizeof(Text.text) - 1).run(); }
+};
+// Not consteval: in a function template clang 14 takes a call of a consteval operator for one at run time.
+template <SshAsn1Text Text>
+constexpr SshAsn1Template<Text> operator""_asn1() {
+  return {};
+}
+
+// ssh_asn1_compile binds a template to the argument types and checks it for reading or creating.
+template <SshAsn1Text Text, size_t N>
+consteval SshAsn1Program ssh_asn1_compile(const std::array<uint32_t, N> &fits, size_t count, bool create) {
+  SshAsn1Program program = SshAsn1Template<Text>::parse();
+  ssh_asn1_report(program.fault);
+  ssh_asn1_bind(program, fits.data(), count);
+  ssh_asn1_report(program.fault);
+  for (uint32_t i = 0; i < program.count; ++i) {
+    const SshAsn1Op &op = program.ops[i];
+    if (create && op.type >= SSH_ASN1_CHOICE) template_error::choice_and_optional_cannot_be_created();
+    if (!create && op.type == SSH_ASN1_CONSTRUCTED && !op.children)
+      template_error::sequence_or_set_without_children_cannot_be_read();
+  }
+  return program;
+}
+
+// ssh_asn1_trim keeps only the ops in use, so that a program costs no more read-only data than it needs.
+template <uint32_t Count>
+consteval std::array<SshAsn1Op, Count> ssh_asn1_trim(const SshAsn1Program &program) {
+  std::array<SshAsn1Op, Count> ops = {};
+  for (uint32_t i = 0; i < Count; ++i) ops[i] = program.ops[i];
+  return ops;
+}
+
+// kSshAsn1Program and kSshAsn1Ops are the finished program of one template for one list of argument types.
+template <SshAsn1Text Text, bool Create, class... Args>
+inline constexpr SshAsn1Program kSshAsn1Program = ssh_asn1_compile<Text>(
+    std::array<uint32_t, sizeof...(Args) + 1>{
+        (Create ? ssh_asn1_input_fits<Args>() : ssh_asn1_output_fits<Args>())..., 0},
+    sizeof...(Args), Create);
+template <SshAsn1Text Text, bool Create, class... Args>
+inline constexpr auto kSshAsn1Ops =
+    ssh_asn1_trim<kSshAsn1Program<Text, Create, Args...>.count>(kSshAsn1Program<Text, Create, Args...>);

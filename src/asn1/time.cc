@@ -1,0 +1,366 @@
+#include "asn1/time.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <string_view>
+
+#include "util/mem.h"
+
+namespace {
+
+constexpr size_t kHumanTextMax = 1024;
+constexpr uint32_t kMicroMax = 1000000;
+constexpr uint32_t kNumberMax = 9999;  // of any field: no more than four digits are read
+
+constexpr char kMonths[][4] = {"n/a", "Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                               "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+
+constexpr bool is_digit(uint8_t c) { return c >= '0' && c <= '9'; }
+constexpr bool is_space(uint8_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+constexpr uint8_t to_lower(uint8_t c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c + 32) : c;
+}
+
+// Scanner reads like scanf, bounded by the text, with neither locale nor terminator: times in the
+// field were accepted by scanf for decades, so white space before a number and a sign within its
+// width are deliberately accepted. A NUL octet ends the text as it would for scanf. A negative
+// number scans, too, but wraps to a value that is above every range.
+class Scanner {
+ public:
+  explicit Scanner(Bytes text, size_t at = 0) : text_(text), at_(at) {}
+
+  [[nodiscard]] size_t at() const { return at_; }
+  [[nodiscard]] bool more() const { return at_ < text_.size() && text_[at_] != 0; }
+  [[nodiscard]] uint8_t peek() const { return text_[at_]; }
+
+  void skip_space() {
+    while (more() && is_space(peek())) ++at_;
+  }
+
+  bool literal(char c) {
+    if (!more() || peek() != static_cast<uint8_t>(c)) return false;
+    ++at_;
+    return true;
+  }
+
+  // number reads what "%<width>d" would; the widths here are 2 and 4.
+  bool number(size_t width, uint32_t &value) {
+    skip_space();
+    const bool negative = more() && peek() == '-';
+    const size_t sign = negative || (more() && peek() == '+');
+    at_ += sign;
+    width -= sign;
+    uint32_t sum = 0;
+    size_t used = 0;
+    for (; used < width && more() && is_digit(peek()); ++used, ++at_) {
+      sum = sum * 10 + (peek() - uint32_t{'0'});
+    }
+    value = negative ? 0 - sum : sum;
+    return used > 0;
+  }
+
+  // word reads what "%<width>s" would.
+  bool word(size_t width, std::string_view &value) {
+    skip_space();
+    const size_t start = at_;
+    while (more() && !is_space(peek()) && at_ - start < width) ++at_;
+    value = ssh_bytes_text(text_.subspan(start, at_ - start));
+    return at_ > start;
+  }
+
+  // fraction reads what ".%lu" would, already scaled to millionths. Leading zeros are lost, so that
+  // .05 is .5, and so are digits after the sixth: peers write and expect just that (a seventh digit
+  // counts for 1000000 alone).
+  bool fraction(uint32_t &micros) {
+    if (!literal('.')) return false;
+    skip_space();
+    const bool negative = more() && peek() == '-';
+    if (negative || (more() && peek() == '+')) ++at_;
+    const size_t start = at_;
+    while (more() && peek() == '0') ++at_;
+    uint32_t sum = 0;
+    for (size_t kept = 0; more() && is_digit(peek()); ++at_) {
+      if (kept < 6 || (kept == 6 && sum == kMicroMax / 10 && peek() == '0')) {
+        sum = sum * 10 + (peek() - uint32_t{'0'});
+      }
+      ++kept;
+    }
+    if (at_ == start || (negative && sum != 0)) return false;
+    while (sum != 0 && sum < kMicroMax / 10) sum *= 10;
+    micros = sum;
+    return true;
+  }
+
+ private:
+  Bytes text_;
+  size_t at_;
+};
+
+bool in_ranges(const SshBerTime &time, uint32_t hour_max, uint32_t minute_max) {
+  const bool date = time.year <= kNumberMax && time.month >= 1 && time.month <= 12 &&
+                    time.day >= 1 && time.day <= 31;
+  const bool clock =
+      time.hour <= hour_max && time.minute <= minute_max && time.second <= minute_max;
+  return date && clock && time.microseconds <= kMicroMax && time.tz_hours <= kNumberMax &&
+         time.tz_minutes <= kNumberMax;
+}
+
+// Form tells the two ASN.1 types apart: the width of the year, whether it is two digits of a
+// century to be guessed, and whether a fraction may follow.
+struct Form {
+  size_t year_width;
+  bool short_year;
+};
+constexpr Form kUtcTime = {2, true};
+constexpr Form kGeneralizedTime = {4, false};
+
+// four_pairs reads eight digits at once: four numbers of two digits, each in 16 bits, the first one
+// lowest. `bad` becomes true if one of the octets is no digit.
+inline uint64_t four_pairs(const uint8_t *p, bool &bad) {
+  // Written out, so that compilers make one load of it.
+  const uint64_t octets = uint64_t{p[0]} | uint64_t{p[1]} << 8 | uint64_t{p[2]} << 16 |
+                          uint64_t{p[3]} << 24 | uint64_t{p[4]} << 32 | uint64_t{p[5]} << 40 |
+                          uint64_t{p[6]} << 48 | uint64_t{p[7]} << 56;
+  const uint64_t digits = octets ^ 0x3030303030303030;
+  bad |= ((digits | (digits + 0x0606060606060606)) & 0xF0F0F0F0F0F0F0F0) != 0;
+  return (digits * 10 + (digits >> 8)) & 0x00FF00FF00FF00FF;
+}
+
+// pair_at gives one of the four numbers.
+inline uint32_t pair_at(uint64_t pairs, int i) {
+  return static_cast<uint32_t>(pairs >> (16 * i) & 0xFF);
+}
+
+// read_usual reads what nearly all times are: digits and "Z", with every field in its range. Nothing
+// is stored otherwise.
+template <Form kForm>
+bool read_usual(Bytes content, SshBerTime *out) {
+  constexpr size_t kDigits = kForm.year_width + 10;
+  if (content.size() != kDigits + 1 || content[kDigits] != 'Z') return false;
+  bool bad = false;
+  const uint64_t date = four_pairs(content.data(), bad);
+  const uint64_t clock = four_pairs(content.data() + kDigits - 8, bad);  // from the day on
+  const uint32_t first = pair_at(date, 0);
+  const uint32_t month = pair_at(date, kForm.short_year ? 1 : 2);
+  const uint32_t day = pair_at(clock, 0);
+  const uint32_t hour = pair_at(clock, 1), minute = pair_at(clock, 2), second = pair_at(clock, 3);
+  if (bad || month - 1 > 11 || day - 1 > 30 || hour > 24 || minute > 60 || second > 60) return false;
+  out->year = kForm.short_year ? first + (first < 50 ? 2000 : 1900) : first * 100 + pair_at(date, 1);
+  out->month = month;
+  out->day = day;
+  out->hour = hour;
+  out->minute = minute;
+  out->second = second;
+  out->microseconds = out->tz_plus = out->tz_hours = out->tz_minutes = 0;
+  return true;
+}
+
+// scan_zone reads the zone at `at`: "Z", or any character ("+" or else taken as "-") with four
+// digits after it.
+bool scan_zone(Bytes content, size_t at, SshBerTime &time) {
+  Scanner scan(content, at);
+  if (!scan.more()) return false;
+  const uint8_t sign = scan.peek();
+  time.tz_plus = sign == '+';
+  if (sign == 'Z') return true;
+  Scanner rest(content, at + 1);
+  return rest.number(2, time.tz_hours) && rest.number(2, time.tz_minutes);
+}
+
+// scan_general reads content as scanf would. Minutes and seconds may be missing. What follows is
+// taken at a fixed offset, as if each field had used its whole width, even where white space made
+// the scan end elsewhere.
+bool scan_general(Bytes content, const Form &form, SshBerTime &time) {
+  Scanner scan(content);
+  if (!scan.number(form.year_width, time.year)) return false;
+  size_t fields = 1;
+  for (uint32_t *field : {&time.month, &time.day, &time.hour, &time.minute, &time.second}) {
+    if (!scan.number(2, *field)) break;
+    ++fields;
+  }
+  if (fields < 4) return false;
+  // A NUL before that offset would have ended the text there.
+  size_t at = form.year_width + 2 * (fields - 1);
+  if (at >= content.size() || std::memchr(content.data(), 0, at)) return false;
+  if (content[at] == '.') {
+    Scanner rest(content, at);
+    if (!form.short_year || !rest.fraction(time.microseconds)) return false;
+    at = rest.at();
+  }
+  return scan_zone(content, at, time);
+}
+
+// decode reads one of the two types. Hour 24 and minute and second 60 are accepted, as they always
+// were.
+template <Form kForm>
+bool decode(Bytes content, SshBerTime *out) {
+  if (read_usual<kForm>(content, out)) return true;
+  SshBerTime time;
+  if (!scan_general(content, kForm, time)) return false;
+  if (!in_ranges(time, 24, 60)) return false;
+  if (kForm.short_year) time.year += time.year < 50 ? 2000 : 1900;
+  *out = time;
+  return true;
+}
+
+// put writes a number, padded on the left to `width`.
+char *put(char *out, uint32_t value, size_t width, char pad = '0') {
+  if (width == 2 && value < 100) {
+    *out++ = value < 10 ? pad : static_cast<char>('0' + value / 10);
+    *out++ = static_cast<char>('0' + value % 10);
+    return out;
+  }
+  char digits[10];
+  const size_t used =
+      static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits);
+  for (size_t i = used; i < width; ++i) *out++ = pad;
+  return std::copy_n(digits, used, out);
+}
+
+char *put_text(char *out, std::string_view text) {
+  return std::copy(text.begin(), text.end(), out);
+}
+
+char *put_month_to_second(char *out, const SshBerTime *time) {
+  for (const uint32_t field : {time->month, time->day, time->hour, time->minute, time->second}) {
+    out = put(out, field, 2);
+  }
+  return out;
+}
+
+const char *day_suffix(uint32_t day) {
+  if (day >= 11 && day <= 13) return "th";
+  const uint32_t last = day % 10;
+  return last == 1 ? "st" : last == 2 ? "nd" : last == 3 ? "rd" : "th";
+}
+
+// find_month gives 1 to 12 for a name in any case, or 0.
+uint32_t find_month(std::string_view name) {
+  const auto same = [](char a, char b) {
+    return to_lower(static_cast<uint8_t>(a)) == to_lower(static_cast<uint8_t>(b));
+  };
+  for (uint32_t month = 1; month <= 12; ++month) {
+    if (std::equal(name.begin(), name.end(), kMonths[month], kMonths[month] + 3, same))
+      return month;
+  }
+  return 0;
+}
+
+bool scan_clock(Scanner &scan, SshBerTime &time) {
+  return scan.number(2, time.hour) && scan.literal(':') && scan.number(2, time.minute) &&
+         scan.literal(':') && scan.number(2, time.second);
+}
+
+// scan_named_month reads "2001 Mar 22nd, 14:03:09"; the suffix must be the day's own.
+bool scan_named_month(Bytes text, SshBerTime &time) {
+  Scanner scan(text);
+  std::string_view month, suffix;
+  if (!scan.number(4, time.year) || !scan.word(3, month) || !scan.number(2, time.day)) return false;
+  if (!scan.word(2, suffix) || !scan.literal(',') || !scan_clock(scan, time)) return false;
+  time.month = find_month(month);
+  return suffix == day_suffix(time.day);
+}
+
+// scan_slashes reads "2001/03/22/14:03:09".
+bool scan_slashes(Bytes text, SshBerTime &time) {
+  Scanner scan(text);
+  return scan.number(4, time.year) && scan.literal('/') && scan.number(2, time.month) &&
+         scan.literal('/') && scan.number(2, time.day) && scan.literal('/') &&
+         scan_clock(scan, time);
+}
+
+}  // namespace
+
+void ssh_ber_time_zero(SshBerTime *time) { *time = {}; }
+
+void ssh_ber_time_set(SshBerTime *to, const SshBerTime *from) { *to = *from; }
+
+void ssh_ber_time_set_from_unix_time(SshBerTime *time, uint32_t seconds) {
+  // Years are counted from 1968-03-01, so that the leap day ends each four years; 2100 is the one
+  // century in reach that has none, so a day is left out there.
+  constexpr uint32_t kFirstOfMarch2100 = 47541;
+  const uint32_t days = seconds / 86400;
+  const uint32_t count = days + 671 + (days >= kFirstOfMarch2100 ? 1 : 0);
+  const uint32_t in_cycle = count % 1461;
+  const uint32_t year = std::min(in_cycle / 365, uint32_t{3});
+  const uint32_t day_of_year = in_cycle - year * 365;
+  const uint32_t month = (day_of_year * 5 + 2) / 153;  // 0: March; 153 days make five months
+  *time = {};
+  time->year = 1968 + count / 1461 * 4 + year + (month >= 10 ? 1 : 0);
+  time->month = month < 10 ? month + 3 : month - 9;
+  time->day = day_of_year - (month * 153 + 2) / 5 + 1;
+  time->hour = seconds / 3600 % 24;
+  time->minute = seconds / 60 % 60;
+  time->second = seconds % 60;
+}
+
+bool ssh_ber_time_set_from_string(SshBerTime *time, const char *text) {
+  if (!text) return false;
+  size_t length = 0;
+  while (length <= kHumanTextMax && text[length]) ++length;
+  if (length > kHumanTextMax) return false;
+  const Bytes bytes = ssh_text_bytes({text, length});
+  SshBerTime read;
+  if (!scan_named_month(bytes, read)) {
+    read = {};
+    if (!scan_slashes(bytes, read)) return false;
+  }
+  // Stricter than the ASN.1 types: this text is typed by people.
+  if (!in_ranges(read, 23, 59)) return false;
+  read.tz_plus = 1;
+  *time = read;
+  return true;
+}
+
+char *ssh_ber_time_to_string(const SshBerTime *time) {
+  if (time->month < 1 || time->month > 12) return nullptr;
+  char text[80];
+  char *at = put(text, time->year, 4);
+  *at++ = ' ';
+  at = put_text(at, kMonths[time->month]);
+  *at++ = ' ';
+  at = put(at, time->day, 2, ' ');
+  at = put_text(at, day_suffix(time->day));
+  at = put_text(at, ", ");
+  at = put(at, time->hour, 2);
+  *at++ = ':';
+  at = put(at, time->minute, 2);
+  *at++ = ':';
+  at = put(at, time->second, 2);
+  at = put_text(at, " GMT");
+  return static_cast<char *>(ssh_xmemdup(text, static_cast<size_t>(at - text)));
+}
+
+bool ssh_ber_utc_time_decode(Bytes content, SshBerTime *time) {
+  return decode<kUtcTime>(content, time);
+}
+
+bool ssh_ber_generalized_time_decode(Bytes content, SshBerTime *time) {
+  return decode<kGeneralizedTime>(content, time);
+}
+
+size_t ssh_ber_utc_time_encode(const SshBerTime *time, uint8_t *out) {
+  char *const text = reinterpret_cast<char *>(out);
+  char *at = put_month_to_second(put(text, time->year % 100, 2), time);
+  if (time->microseconds != 0) {
+    uint32_t fraction = time->microseconds;
+    while (fraction % 10 == 0) fraction /= 10;
+    *at++ = '.';
+    at = put(at, fraction, 1);
+  }
+  if (time->tz_hours != 0 || time->tz_minutes != 0) {
+    *at++ = time->tz_plus == 1 ? '+' : '-';
+    at = put(put(at, time->tz_hours, 2), time->tz_minutes, 2);
+  } else {
+    *at++ = 'Z';
+  }
+  return static_cast<size_t>(at - text);
+}
+
+size_t ssh_ber_generalized_time_encode(const SshBerTime *time, uint8_t *out) {
+  char *const text = reinterpret_cast<char *>(out);
+  char *at = put_month_to_second(put(text, time->year, 4), time);
+  *at++ = 'Z';
+  return static_cast<size_t>(at - text);
+}

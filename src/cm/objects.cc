@@ -1,0 +1,102 @@
+#include "cm/objects.h"
+
+#include <new>
+#include <utility>
+
+#include "util/fatal.h"
+#include "util/mem.h"
+
+namespace {
+
+template <class Object>
+Object *make() {
+  return new (ssh_xmalloc(sizeof(Object))) Object;
+}
+
+template <class Object>
+void destroy(Object *object) {
+  object->~Object();
+  ssh_xfree(object);
+}
+
+// replace makes `fresh` (or nothing) the held record. If somebody may hold the old one's encoding,
+// it stays, with a link in its own pool.
+template <auto Free, class Record>
+void replace(SshCMRecord<Record> &held, Record *fresh) {
+  Record *old = std::exchange(held.current, fresh);
+  if (!std::exchange(held.handed_out, false)) {
+    Free(old);
+    return;
+  }
+  held.kept = old->pool.template make<typename SshCMRecord<Record>::Kept>(old, held.kept);
+}
+
+template <auto Free, class Record>
+void release(SshCMRecord<Record> &held) {
+  Free(held.current);
+  while (held.kept) {
+    Record *record = held.kept->record;
+    held.kept = held.kept->next;
+    Free(record);
+  }
+}
+
+// set decodes into a fresh record before the old one goes: `ber` may lie in the old one.
+template <auto Decode, auto Free, class Record>
+SshCMStatus set(SshCMRecord<Record> &held, Owner<Record, Free> fresh, Bytes ber) {
+  const bool decoded = Decode(ber, fresh.get()) != 0;
+  replace<Free, Record>(held, decoded ? fresh.release() : nullptr);
+  return decoded ? SSH_CM_OK : SSH_CM_BER_UNDECODABLE;
+}
+
+template <class Record>
+SshCMStatus get_ber(SshCMRecord<Record> &held, Bytes *ber) {
+  if (!held.current) return SSH_CM_EMPTY;
+  held.handed_out = true;
+  *ber = held.current->der;
+  return SSH_CM_OK;
+}
+
+}  // namespace
+
+SshCMCertificate *ssh_cm_cert_allocate() { return make<SshCMCertificate>(); }
+
+SshCMCrl *ssh_cm_crl_allocate() { return make<SshCMCrl>(); }
+
+void ssh_cm_cert_free(SshCMCertificate *cert) {
+  if (!cert) return;
+  if (cert->entry) ssh_fatal("ssh_cm_cert_free: tried to free db's certificate.");
+  release<ssh_x509_cert_free>(cert->cert);
+  destroy(cert);
+}
+
+void ssh_cm_crl_free(SshCMCrl *crl) {
+  if (!crl) return;
+  if (crl->entry) ssh_fatal("ssh_cm_crl_free: tried to free db's crl.");
+  release<ssh_x509_crl_free>(crl->crl);
+  destroy(crl);
+}
+
+SshCMStatus ssh_cm_cert_set_ber(SshCMCertificate &cert, Bytes ber) {
+  return set<ssh_x509_cert_decode>(cert.cert, SshX509CertOwner(ssh_x509_cert_allocate()), ber);
+}
+
+SshCMStatus ssh_cm_crl_set_ber(SshCMCrl &crl, Bytes ber) {
+  return set<ssh_x509_crl_decode>(crl.crl, SshX509CrlOwner(ssh_x509_crl_allocate()), ber);
+}
+
+SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber) {
+  return cert ? get_ber(cert->cert, ber) : SSH_CM_EMPTY;
+}
+
+SshCMStatus ssh_cm_crl_get_ber(SshCMCrl *crl, Bytes *ber) {
+  return crl ? get_ber(crl->crl, ber) : SSH_CM_EMPTY;
+}
+
+SshCMStatus ssh_cm_cert_get_record(SshCMCertificate *cert, SshX509Cert **record) {
+  if (!cert || !cert->cert.current) return SSH_CM_EMPTY;
+  ssh_x509_name_reset(cert->cert.current->issuer_names);
+  ssh_x509_name_reset(cert->cert.current->subject_names);
+  *record = cert->cert.current;
+  return SSH_CM_OK;
+}

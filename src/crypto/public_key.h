@@ -1,0 +1,78 @@
+// Public-key objects: key type, chosen schemes and key data; the exported key blob both ways.
+// A key type is one row of the table in public_key.cc; the named groups of "dl-modp" are rows in key_groups.cc.
+// Keys of certificates are defined here, handed to callers as blobs and hashed into public-key search keys.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+
+#include "util/bytes.h"
+#include "util/mp_int.h"
+#include "util/owner.h"
+
+enum [[nodiscard]] SshKeyStatus : uint32_t{
+    SSH_KEY_OK = 0,
+    SSH_KEY_FAILED = 6,        // key data could not be made, exported or imported
+    SSH_KEY_BAD_TAG = 7,       // a tag that is not allowed here
+    SSH_KEY_UNKNOWN_NAME = 8,  // an unknown action or scheme name
+    SSH_KEY_BAD_FORMAT = 10,   // not a key blob, or a key name that does not parse
+    SSH_KEY_REFUSED = 13       // a value or slot that the key type refuses
+};
+
+// SshKeyTag names what a definition or a question is about. 16 and 17 are RSA's, the next four DSA's and DH's;
+// the last three choose a scheme by name.
+enum SshKeyTag : uint32_t {
+  SSH_KEY_TAG_END = 0,
+  SSH_KEY_TAG_SIGN = 7,
+  SSH_KEY_TAG_ENCRYPT = 8,
+  SSH_KEY_TAG_DH = 9,
+  SSH_KEY_TAG_Y = 10,
+  SSH_KEY_TAG_P = 12,
+  SSH_KEY_TAG_Q = 14,
+  SSH_KEY_TAG_G = 15,
+  SSH_KEY_TAG_N = 16,
+  SSH_KEY_TAG_E = 17
+};
+
+struct SshPublicKey;
+
+// SshKeyValue gives one tag its value: an integer for value tags, a scheme name for scheme tags. Both are copied.
+struct SshKeyValue {
+  uint32_t tag;
+  const SshMpInt *integer = nullptr;
+  const char *scheme = nullptr;
+};
+
+// SshKeyQuestion asks for the value of one tag.
+struct SshKeyQuestion {
+  uint32_t tag;
+  SshMpInt *integer = nullptr;
+  const char **scheme = nullptr;  // points into the static tables
+};
+
+// ssh_public_key_define makes a key from a key name ("if-modn{sign{rsa-pkcs1-md5}}") and values.
+// The new key is the caller's (ssh_public_key_free); on failure nothing is stored and nothing stays allocated.
+SshKeyStatus ssh_public_key_define(SshPublicKey **key, const char *name,
+                                   std::initializer_list<SshKeyValue> values);
+
+// ssh_public_key_get_info answers questions about a key; the first that fails ends it with its status.
+SshKeyStatus ssh_public_key_get_info(const SshPublicKey *key,
+                                     std::initializer_list<SshKeyQuestion> questions);
+
+// ssh_public_key_copy returns an independent copy of a key.
+[[nodiscard]] SshPublicKey *ssh_public_key_copy(const SshPublicKey *key);
+
+// ssh_public_key_free frees a key; a null key or one without key data is fatal.
+void ssh_public_key_free(SshPublicKey *key);
+
+// ssh_public_key_export encodes a key as a blob in a new block (ssh_xfree).
+SshKeyStatus ssh_public_key_export(const SshPublicKey *key, uint8_t **blob, uint32_t *length);
+
+// ssh_public_key_import makes a key from a blob; what follows the key data is ignored.
+SshKeyStatus ssh_public_key_import(Bytes blob, SshPublicKey **key);
+
+// ssh_public_key_name returns a key's name in new text (ssh_xfree).
+[[nodiscard]] char *ssh_public_key_name(const SshPublicKey *key);
+
+using SshPublicKeyOwner = Owner<SshPublicKey, ssh_public_key_free>;

@@ -1,0 +1,78 @@
+#include "util/buffer.h"
+
+#include "util/fatal.h"
+#include "util/mem.h"
+
+namespace {
+
+constexpr uint32_t kPage = 4096;
+constexpr const char *kTag = "data for ssh_buffer";
+
+// compact moves what is held to the start of the block.
+void compact(SshBuffer &buffer) {
+  buffer.end -= buffer.offset;
+  std::memmove(buffer.buf, buffer.buf + buffer.offset, buffer.end);
+  buffer.offset = 0;
+}
+
+// grow adds the request and one page to the block. The length of a request is any, so sums take 64
+// bits.
+void grow(SshBuffer &buffer, uint64_t n) {
+  if (n > SSH_BUFFER_ALLOC_MAX || buffer.alloc + n > SSH_BUFFER_ALLOC_MAX) {
+    ssh_fatal("ssh_buffer_append_space: buffer grows too large!");
+  }
+  buffer.alloc += static_cast<uint32_t>(n) + kPage;
+  buffer.buf = static_cast<uint8_t *>(ssh_xrealloc(buffer.buf, buffer.alloc, kTag));
+}
+
+}  // namespace
+
+void ssh_buffer_init(SshBuffer &buffer) {
+  ssh_buffer_uninit(buffer);
+  buffer.buf = static_cast<uint8_t *>(ssh_xmalloc(kPage, kTag));
+  std::memset(buffer.buf, 0, kPage);
+  buffer.alloc = kPage;
+}
+
+void ssh_buffer_uninit(SshBuffer &buffer) {
+  if (buffer.buf) ssh_wipe(buffer.buf, buffer.alloc);
+  ssh_xfree(buffer.buf, kTag);
+  buffer.buf = nullptr;
+  buffer.alloc = buffer.offset = buffer.end = buffer.spare = 0;
+}
+
+uint8_t *ssh_buffer_append_space(SshBuffer &buffer, uint8_t **out, size_t n) {
+  if (buffer.offset == buffer.end) buffer.offset = buffer.end = 0;
+  // Strictly below: the spare octet stays. Consumed room at the front is taken before any growth.
+  while (n >= buffer.alloc - buffer.end) {
+    if (buffer.offset > buffer.alloc / 2) {
+      compact(buffer);
+      continue;
+    }
+    grow(buffer, n);
+  }
+  uint8_t *space = buffer.buf + buffer.end;
+  buffer.end += static_cast<uint32_t>(n);
+  if (out) *out = space;
+  return space;
+}
+
+void ssh_buffer_append(SshBuffer &buffer, Bytes data) {
+  uint8_t *space = ssh_buffer_append_space(buffer, nullptr, data.size());
+  if (!data.empty()) std::memcpy(space, data.data(), data.size());
+}
+
+uint32_t ssh_buffer_len(const SshBuffer &buffer) { return buffer.end - buffer.offset; }
+
+uint8_t *ssh_buffer_ptr(const SshBuffer &buffer) { return buffer.buf + buffer.offset; }
+
+Bytes ssh_buffer_bytes(const SshBuffer &buffer) {
+  return {ssh_buffer_ptr(buffer), ssh_buffer_len(buffer)};
+}
+
+void ssh_buffer_consume(SshBuffer &buffer, size_t n) {
+  if (n > ssh_buffer_len(buffer)) {
+    ssh_fatal("buffer_get trying to get more bytes than in buffer");
+  }
+  buffer.offset += static_cast<uint32_t>(n);
+}

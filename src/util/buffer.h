@@ -1,0 +1,53 @@
+// SshBuffer: a growable byte queue, appended to at its end and consumed from its front.
+// It always owns a block once used, wipes it before letting go, and cannot be copied.
+// What is written into it has formats of its own: typed values are the business of util/wire.h.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "util/bytes.h"
+
+// SSH_BUFFER_ALLOC_MAX bounds what growth may start from: one page below the largest block.
+constexpr uint32_t SSH_BUFFER_ALLOC_MAX = 0x63FF000;
+
+struct SshBuffer;
+
+// ssh_buffer_init gives the buffer a fresh zeroed block of 4096 octets and nothing held; what it
+// held before is wiped and freed. Declaring a buffer does this by itself.
+void ssh_buffer_init(SshBuffer &buffer);
+
+// ssh_buffer_uninit wipes the whole block and frees it. The end of a buffer's scope does this by
+// itself; a buffer that is used again afterwards grows from nothing.
+void ssh_buffer_uninit(SshBuffer &buffer);
+
+// SshBuffer holds buf[offset .. end); the block keeps at least one spare octet, so that
+// offset <= end < alloc. All but its construction and destruction goes through the functions here.
+struct SshBuffer {
+  SshBuffer() { ssh_buffer_init(*this); }
+  ~SshBuffer() { ssh_buffer_uninit(*this); }
+  SshBuffer(const SshBuffer &) = delete;
+  SshBuffer &operator=(const SshBuffer &) = delete;
+
+  uint8_t *buf = nullptr;
+  uint32_t alloc = 0;   // octets in the block
+  uint32_t offset = 0;  // the first octet not yet consumed
+  uint32_t end = 0;     // one past the last octet written
+  uint32_t spare = 0;   // for the buffer's owner; unused here
+};
+
+// ssh_buffer_append_space reserves `n` octets at the end, stores their address in `out` (may be
+// null) and returns it. The address holds until the next append. Growing too large is fatal.
+uint8_t *ssh_buffer_append_space(SshBuffer &buffer, uint8_t **out, size_t n);
+
+// ssh_buffer_append appends a copy of `data`, which must not lie in the buffer itself.
+void ssh_buffer_append(SshBuffer &buffer, Bytes data);
+
+// ssh_buffer_len counts the octets held; ssh_buffer_ptr points to the first of them until the next
+// append; ssh_buffer_bytes is both.
+[[nodiscard]] uint32_t ssh_buffer_len(const SshBuffer &buffer);
+[[nodiscard]] uint8_t *ssh_buffer_ptr(const SshBuffer &buffer);
+[[nodiscard]] Bytes ssh_buffer_bytes(const SshBuffer &buffer);
+
+// ssh_buffer_consume drops `n` octets from the front; more than there are is fatal.
+void ssh_buffer_consume(SshBuffer &buffer, size_t n);

@@ -1,0 +1,38 @@
+// Byte views and big-endian loads and stores, shared by every layer.
+// A `Bytes` never owns what it shows; whoever hands one out says how long it lives.
+// Add here only what is about octets as such; what knows a format belongs to that format's module.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string_view>
+
+using Bytes = std::span<const uint8_t>;
+
+// ssh_load_be32 reads the four octets at `p` as a big-endian number.
+constexpr uint32_t ssh_load_be32(const uint8_t *p) {
+  return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
+}
+
+// ssh_store_be32 writes `value` as four big-endian octets at `p`.
+constexpr void ssh_store_be32(uint8_t *p, uint32_t value) {
+  p[0] = static_cast<uint8_t>(value >> 24);
+  p[1] = static_cast<uint8_t>(value >> 16);
+  p[2] = static_cast<uint8_t>(value >> 8);
+  p[3] = static_cast<uint8_t>(value);
+}
+
+// ssh_bytes_equal is true when both views hold the same octets.
+inline bool ssh_bytes_equal(Bytes a, Bytes b) {
+  return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size()) == 0);
+}
+
+// ssh_bytes_text shows octets as characters; ssh_text_bytes shows characters as octets. Neither
+// copies.
+inline std::string_view ssh_bytes_text(Bytes bytes) {
+  return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};
+}
+inline Bytes ssh_text_bytes(std::string_view text) {
+  return {reinterpret_cast<const uint8_t *>(text.data()), text.size()};
+}

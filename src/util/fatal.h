@@ -1,0 +1,25 @@
+// The fatal and warning routines: the only two ways in which the library speaks on its own.
+// ssh_fatal is for programming errors and exhausted memory alone; bad input gets a status.
+// A host (or a test) may register callbacks; without them messages go to standard output.
+#pragma once
+
+// SshMessageCallback receives a formatted message of at most 511 characters, valid during the call.
+using SshMessageCallback = void (*)(void *context, const char *message);
+
+// ssh_fatal_register sets the callbacks of ssh_fatal and ssh_warning and the context word that both
+// receive. A null callback means printing "%s\n" to standard output. Not safe against threads that
+// report at the same time.
+void ssh_fatal_register(SshMessageCallback fatal, SshMessageCallback warning, void *context);
+
+#if defined(__GNUC__)
+#define SSH_PRINTF_LIKE __attribute__((format(printf, 1, 2)))
+#else
+#define SSH_PRINTF_LIKE
+#endif
+
+// ssh_fatal formats a message into 512 octets (longer ones are cut), delivers it and ends the
+// process with status 1.
+[[noreturn]] SSH_PRINTF_LIKE void ssh_fatal(const char *format, ...);
+
+// ssh_warning formats and delivers a message in the same way and returns.
+SSH_PRINTF_LIKE void ssh_warning(const char *format, ...);

@@ -1,0 +1,41 @@
+// Checked allocation: every block of the library comes from here, and no call returns failure.
+// A request above the limit or refused by the heap is fatal. Only ssh_xfree releases a block.
+// Tags name what a block is for; they are there for the reader and otherwise ignored.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "util/bytes.h"
+
+// SSH_XMALLOC_MAX is the largest block that one request may ask for: 100 MiB.
+constexpr size_t SSH_XMALLOC_MAX = 0x6400000;
+
+// ssh_xmalloc returns a block of `size` octets (0 is taken as 1).
+[[nodiscard]] void *ssh_xmalloc(size_t size, const char *tag = nullptr);
+
+// ssh_xcalloc returns a zeroed block of `count` times `size` octets (each 0 is taken as 1).
+[[nodiscard]] void *ssh_xcalloc(size_t count, size_t size);
+
+// ssh_xrealloc resizes `block` (null: allocates) to `size` octets (0 is taken as 1), keeping its
+// contents.
+[[nodiscard]] void *ssh_xrealloc(void *block, size_t size, const char *tag = nullptr);
+
+// ssh_xfree releases a block; null is ignored.
+void ssh_xfree(void *block, const char *tag = nullptr);
+
+// ssh_xstrdup returns a copy of the text with its terminator.
+[[nodiscard]] char *ssh_xstrdup(const char *text);
+
+// ssh_xmemdup returns a copy of `length` octets followed by one zero octet that the length does not
+// count.
+[[nodiscard]] void *ssh_xmemdup(const void *data, size_t length);
+
+// ssh_wipe overwrites `length` octets with zeros in a way that no optimiser removes.
+void ssh_wipe(void *data, size_t length);
+
+// ssh_mem_fail_at makes the n-th heap request from now (1: the next) fail as if the heap were
+// exhausted; 0 turns the failure off. ssh_mem_blocks counts the blocks handed out and not yet
+// released. Both are there for tests.
+void ssh_mem_fail_at(uint64_t n);
+[[nodiscard]] int64_t ssh_mem_blocks();

@@ -1,0 +1,78 @@
+// Multiple-precision integers: sign and big-endian magnitude, as both encodings carry them.
+// The library compares, measures, halves and prints integers, so the magnitude is kept as octets;
+// up to SSH_MP_INLINE of them sit in the object itself and take no heap call.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "util/bytes.h"
+
+constexpr size_t SSH_MP_INLINE = 24;
+
+// SSH_MP_DECIMAL_MAX is the largest magnitude in octets that is printed in decimal (64 KiB).
+constexpr size_t SSH_MP_DECIMAL_MAX = 0x10000;
+
+class SshMpInt {
+ public:
+  SshMpInt() = default;  // 0
+  explicit SshMpInt(int64_t value);
+  SshMpInt(const SshMpInt &other);
+  SshMpInt(SshMpInt &&other) noexcept;
+  SshMpInt &operator=(const SshMpInt &other);
+  SshMpInt &operator=(SshMpInt &&other) noexcept;
+  ~SshMpInt();
+
+  // set_magnitude sets the value from big-endian octets, leading zeros allowed; zero is never
+  // negative.
+  void set_magnitude(Bytes octets, bool negative = false);
+
+  // set_twos_complement sets the value from the content octets of a BER INTEGER; no octets give 0.
+  void set_twos_complement(Bytes content);
+
+  // magnitude shows the octets without leading zeros (none for 0); valid until the value changes.
+  [[nodiscard]] Bytes magnitude() const { return {data(), length_}; }
+  [[nodiscard]] bool negative() const { return negative_; }
+  [[nodiscard]] bool is_zero() const { return length_ == 0; }
+
+  // bits counts the significant bits of the magnitude; 0 for 0.
+  [[nodiscard]] size_t bits() const;
+
+  // to_uint32 stores the value if it lies in 0 to 2^32 - 1; otherwise it returns false and leaves
+  // `out` alone.
+  [[nodiscard]] bool to_uint32(uint32_t &out) const;
+
+  // low32 gives the low 32 bits of the two's complement form.
+  [[nodiscard]] uint32_t low32() const;
+
+  // compare gives a value below, equal to or above 0 as this integer is below, equal to or above
+  // `other`.
+  [[nodiscard]] int compare(const SshMpInt &other) const;
+  bool operator==(const SshMpInt &other) const { return compare(other) == 0; }
+
+  // halve shifts the magnitude right by one bit.
+  void halve();
+
+  // to_decimal returns new text, released with ssh_xfree, or null for more than SSH_MP_DECIMAL_MAX
+  // octets.
+  [[nodiscard]] char *to_decimal() const;
+
+  // twos_complement_length and write_twos_complement give the minimal content octets of a BER
+  // INTEGER: the first their count (at least 1), the second the octets themselves into a block of
+  // that size.
+  [[nodiscard]] size_t twos_complement_length() const;
+  void write_twos_complement(uint8_t *out) const;
+
+ private:
+  [[nodiscard]] const uint8_t *data() const { return on_heap() ? heap_ : inline_; }
+  [[nodiscard]] bool on_heap() const { return length_ > SSH_MP_INLINE; }
+  uint8_t *assign(Bytes octets);
+  void swap(SshMpInt &other) noexcept;
+
+  union {
+    uint8_t inline_[SSH_MP_INLINE] = {};
+    uint8_t *heap_;
+  };
+  uint32_t length_ = 0;
+  bool negative_ = false;
+};

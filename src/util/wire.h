@@ -1,0 +1,165 @@
+// The typed encoding of requests, replies and key blobs: lists of fields, to and from plain octets.
+// Nothing on the wire names a type: writer and reader use the same list. Numbers are big-endian.
+// A new format code is a row of the table in wire.cc and a maker of each kind here.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <span>
+
+#include "util/buffer.h"
+#include "util/bytes.h"
+#include "util/mp_int.h"
+
+// SshFormat names the kinds of field.
+enum SshFormat : uint32_t {
+  SSH_FORMAT_VLINT32_STR,         // vlint32 length, octets
+  SSH_FORMAT_VLINT32_STR_NOCOPY,  // the same, read as a view
+  SSH_FORMAT_UINT32_STR,          // four-octet length, octets
+  SSH_FORMAT_UINT32_STR_NOCOPY,   // the same, read as a view
+  SSH_FORMAT_VLINT32,             // 1, 2, 3 or 5 octets
+  SSH_FORMAT_UINT32,              // four octets
+  SSH_FORMAT_BOOLEAN,             // one octet: 0 or 1
+  SSH_FORMAT_MP_INT,              // four-octet count b of bits, (b + 7) / 8 octets of magnitude
+  SSH_FORMAT_CHAR,                // one octet
+  SSH_FORMAT_DATA,                // octets alone
+  SSH_FORMAT_SPECIAL,             // whatever a function of the caller's writes and reads
+  SSH_FORMAT_END,                 // nothing; ends a list early
+};
+
+// SshEncoder appends a value of the caller's to the buffer.
+using SshEncoder = void (*)(SshBuffer &buffer, const void *context);
+
+// SshDecoder reads a value of the caller's from the front of `input`, which holds all that remains,
+// and returns how many octets it consumed; 0 is failure. When a later field fails, a decoder that
+// had succeeded is called once more with ssh_decode_cleanup(input) true, so that it releases what
+// it stored; its result is then ignored.
+using SshDecoder = size_t (*)(Bytes input, void *context);
+
+// ssh_decode_cleanup is true for the input of a clean-up call: no octets at the address 1.
+inline bool ssh_decode_cleanup(Bytes input) {
+  return reinterpret_cast<uintptr_t>(input.data()) == 1;
+}
+
+// SshPut is one field to write. Make it with an ssh_put_ function; it shows its values and owns
+// nothing.
+struct SshPut {
+  SshFormat code = SSH_FORMAT_END;
+  uint32_t value = 0;
+  Bytes data = {};
+  const SshMpInt *integer = nullptr;
+  SshEncoder encoder = nullptr;
+  const void *context = nullptr;
+};
+
+// ssh_put_CODE makes the field of that code. Booleans are true when not zero; of a char the low 8
+// bits are written; a null integer is written as 0, and the sign of an integer not at all.
+inline SshPut ssh_put_vlint32_str(Bytes data) {
+  return {.code = SSH_FORMAT_VLINT32_STR, .data = data};
+}
+inline SshPut ssh_put_uint32_str(Bytes data) {
+  return {.code = SSH_FORMAT_UINT32_STR, .data = data};
+}
+inline SshPut ssh_put_vlint32(uint32_t value) {
+  return {.code = SSH_FORMAT_VLINT32, .value = value};
+}
+inline SshPut ssh_put_uint32(uint32_t value) { return {.code = SSH_FORMAT_UINT32, .value = value}; }
+inline SshPut ssh_put_boolean(uint32_t value) {
+  return {.code = SSH_FORMAT_BOOLEAN, .value = value};
+}
+inline SshPut ssh_put_char(uint32_t value) { return {.code = SSH_FORMAT_CHAR, .value = value}; }
+inline SshPut ssh_put_data(Bytes data) { return {.code = SSH_FORMAT_DATA, .data = data}; }
+inline SshPut ssh_put_mp_int(const SshMpInt *integer) {
+  return {.code = SSH_FORMAT_MP_INT, .integer = integer};
+}
+inline SshPut ssh_put_special(SshEncoder encoder, const void *context) {
+  return {.code = SSH_FORMAT_SPECIAL, .encoder = encoder, .context = context};
+}
+
+// SshGet is one field to read. Make it with an ssh_get_ function; every destination may be null.
+struct SshGet {
+  SshFormat code = SSH_FORMAT_END;
+  uint32_t *value = nullptr;  // of a number, or the length of a string
+  uint8_t **block = nullptr;
+  Bytes *view = nullptr;
+  SshMpInt *integer = nullptr;
+  void *destination = nullptr;
+  size_t length = 0;
+  SshDecoder decoder = nullptr;
+  void *context = nullptr;
+};
+
+// ssh_get_CODE makes the field of that code. The strings give a new block with a zero octet after
+// its end, to be released with ssh_xfree; the _nocopy strings give a view into the input. Data
+// copies `length` octets.
+inline SshGet ssh_get_vlint32_str(uint8_t **block, uint32_t *length = nullptr) {
+  return {.code = SSH_FORMAT_VLINT32_STR, .value = length, .block = block};
+}
+inline SshGet ssh_get_uint32_str(uint8_t **block, uint32_t *length = nullptr) {
+  return {.code = SSH_FORMAT_UINT32_STR, .value = length, .block = block};
+}
+inline SshGet ssh_get_vlint32_str_nocopy(Bytes *view) {
+  return {.code = SSH_FORMAT_VLINT32_STR_NOCOPY, .view = view};
+}
+inline SshGet ssh_get_uint32_str_nocopy(Bytes *view) {
+  return {.code = SSH_FORMAT_UINT32_STR_NOCOPY, .view = view};
+}
+inline SshGet ssh_get_vlint32(uint32_t *value) {
+  return {.code = SSH_FORMAT_VLINT32, .value = value};
+}
+inline SshGet ssh_get_uint32(uint32_t *value) {
+  return {.code = SSH_FORMAT_UINT32, .value = value};
+}
+inline SshGet ssh_get_boolean(uint32_t *value) {
+  return {.code = SSH_FORMAT_BOOLEAN, .value = value};
+}
+inline SshGet ssh_get_char(uint32_t *value) { return {.code = SSH_FORMAT_CHAR, .value = value}; }
+inline SshGet ssh_get_mp_int(SshMpInt *integer) {
+  return {.code = SSH_FORMAT_MP_INT, .integer = integer};
+}
+inline SshGet ssh_get_data(void *destination, size_t length) {
+  return {.code = SSH_FORMAT_DATA, .destination = destination, .length = length};
+}
+inline SshGet ssh_get_special(SshDecoder decoder, void *context) {
+  return {.code = SSH_FORMAT_SPECIAL, .decoder = decoder, .context = context};
+}
+
+// ssh_encode_va appends every field to the buffer and returns the number of octets appended. A code
+// that cannot be written (a _nocopy one, or none of SshFormat) is fatal.
+uint32_t ssh_encode_va(SshBuffer &buffer, std::span<const SshPut> fields);
+
+// ssh_encode_buffer is ssh_encode_va with the fields in braces.
+uint32_t ssh_encode_buffer(SshBuffer &buffer, std::initializer_list<SshPut> fields);
+
+// ssh_encode_alloc stores the encoding in a new block of exactly the returned length, released with
+// ssh_xfree. A null `out` only measures.
+uint32_t ssh_encode_alloc(uint8_t **out, std::initializer_list<SshPut> fields);
+
+// ssh_decode_array_va reads every field from the front of `input` and returns the number of octets
+// consumed; what follows the last field is left alone. It returns 0 on failure (and for fields that
+// take no octets): nothing of what was read then belongs to the caller, and destinations already
+// written must not be used. A code that is none of SshFormat is fatal.
+[[nodiscard]] size_t ssh_decode_array_va(Bytes input, std::span<const SshGet> fields);
+
+// ssh_decode_array is ssh_decode_array_va with the fields in braces.
+[[nodiscard]] size_t ssh_decode_array(Bytes input, std::initializer_list<SshGet> fields);
+
+// ssh_decode_buffer decodes what the buffer holds and consumes what was read; a failure leaves the
+// buffer as it is.
+[[nodiscard]] size_t ssh_decode_buffer(SshBuffer &buffer, std::initializer_list<SshGet> fields);
+
+// SSH_VLINT32_MAX_LENGTH is the largest number of octets that a vlint32 takes. The top two bits of
+// its first octet tell the size: values below 2^6, 2^14 and 2^22 take 1, 2 and 3 octets, all
+// others 5.
+constexpr size_t SSH_VLINT32_MAX_LENGTH = 5;
+
+// vlint32_encode writes the value at `out` and returns the number of octets.
+size_t vlint32_encode(uint32_t value, uint8_t *out);
+
+// vlint32_length tells from its first octet how many octets a vlint32 takes.
+[[nodiscard]] size_t vlint32_length(uint8_t first);
+
+// vlint32_parse returns the value at `octets`, of which there must be as many as vlint32_length
+// says, and stores that number in `count` (may be null).
+uint32_t vlint32_parse(const uint8_t *octets, size_t *count);

@@ -1,0 +1,80 @@
+// X.509 certificates: encoding in, decoded record out. Decoding is all or nothing.
+// The record copies its input once, into its own pool, and everything in it is a view of that copy or plain data
+// beside it; freeing the record frees its blocks. Extensions are decoded in extensions*.cc through the table here.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "asn1/time.h"
+#include "crypto/public_key.h"
+#include "util/mp_int.h"
+#include "util/pool.h"
+#include "x509/extensions.h"
+#include "x509/name.h"
+#include "x509/oid_registry.h"
+
+// SSH_X509_INPUT_MAX is the largest encoding that is decoded; above it a decode fails.
+constexpr size_t SSH_X509_INPUT_MAX = 0x4000000;
+
+// SshX509Key holds what a certificate says of its public key: the algorithm's row and the content octets of the
+// key's INTEGERs. The key object is made from it when asked for (ssh_x509_cert_public_key).
+struct SshX509Key {
+  const SshOidRow *algorithm = nullptr;
+  Bytes n, e;        // RSA
+  Bytes p, q, g, y;  // DSA
+  bool usable = false;  // false for Diffie-Hellman, which has no key object
+};
+
+struct SshX509Cert {
+  uint32_t version = 0;  // 1, 2, 3; 0 while undecoded and after a failed decode
+  SshX509ExtensionSet extensions;
+  SshMpInt serial;
+  SshX509Name *issuer_names = nullptr;
+  SshX509Name *subject_names = nullptr;
+  SshBerTime not_before, not_after;
+  uint32_t public_key_type = 0;  // 1 RSA, 2 DSA, 4 Diffie-Hellman
+  SshX509Key key;
+  std::optional<SshX509KeyId> subject_key_id;
+  std::optional<SshX509KeyId> authority_key_id;
+  SshBerTime key_not_before, key_not_after;  // private key usage period; unset unless given
+  uint32_t key_usage = 0;
+  uint32_t allowed_usage = 0, allowed_ca_usage = 0;  // of the public-key algorithm
+  SshX509PolicyInfo *policies = nullptr;
+  SshX509PolicyMapping *policy_mappings = nullptr;
+  uint32_t path_length = SSH_X509_NO_LIMIT;
+  int ca = 0;
+  SshX509Attribute *directory_attributes = nullptr;
+  SshX509Subtree *permitted = nullptr;
+  SshX509Subtree *excluded = nullptr;
+  SshX509PolicyConstraint *policy_constraints = nullptr;
+  SshX509DistributionPoint *distribution_points = nullptr;
+  SshX509KeyPurpose *extended_key_usage = nullptr;
+  SshX509AccessDescription *authority_info_access = nullptr;
+  uint32_t signature_key_type = 0;  // 1 RSA, 2 DSA, 3 ElGamal
+  const char *signature_scheme = nullptr;  // static
+  Bytes signed_data;  // the TBSCertificate
+  Bytes signature;    // RSA: the bits' octets; DSA: r and s, each as long as q
+
+  Bytes der;  // the copy of the whole input
+  SshX509Refusal refusal;  // set by a failed decode
+  SshPool pool;
+};
+
+// ssh_x509_cert_allocate returns an empty record; ssh_x509_cert_free frees one with all it owns (null is ignored).
+[[nodiscard]] SshX509Cert *ssh_x509_cert_allocate();
+void ssh_x509_cert_free(SshX509Cert *cert);
+using SshX509CertOwner = Owner<SshX509Cert, ssh_x509_cert_free>;
+
+// ssh_x509_cert_decode decodes into an empty record and returns the octets of the top-level elements (never 0), or 0
+// on failure. Octets after the certificate are tolerated.
+[[nodiscard]] size_t ssh_x509_cert_decode(Bytes der, SshX509Cert *cert);
+
+// ssh_x509_cert_subject_text and ssh_x509_cert_subject_der take the next subject name that was not taken yet and
+// return its text (null if it has none) or its DER (null and 0 if there is no name) in a new block (ssh_xfree).
+[[nodiscard]] char *ssh_x509_cert_subject_text(SshX509Cert *cert);
+[[nodiscard]] uint8_t *ssh_x509_cert_subject_der(SshX509Cert *cert, size_t *length);
+
+// ssh_x509_cert_public_key makes a certificate's key object; it is the caller's. Null if there is none.
+[[nodiscard]] SshPublicKey *ssh_x509_cert_public_key(const SshX509Cert *cert);

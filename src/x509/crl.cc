@@ -1,0 +1,258 @@
+#include "x509/crl.h"
+
+#include "util/mem.h"
+#include "x509/cert.h"
+#include "x509/decoder.h"
+#include "x509/signature.h"
+
+namespace {
+
+// CRLReason ::= ENUMERATED { unspecified (0) .. removeFromCRL (8) }, without 7        RFC 5280, 5.3.1
+bool decode_reason(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &) {
+  SshMpInt reason;
+  if (ssh_asn1_read_node(value, "(enum ())"_asn1, &reason) != SSH_ASN1_OK) return false;
+  uint32_t code = 0;
+  if (!reason.to_uint32(code) || code > 8 || code == 7) return false;
+  entry.reason = code;
+  return true;
+}
+
+// HoldInstructionCode ::= OBJECT IDENTIFIER                                        RFC 3280, 5.3.2
+bool decode_hold_instruction(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &) {
+  return ssh_asn1_read_node(value, "(object-identifier ())"_asn1, &entry.hold_instruction) == SSH_ASN1_OK;
+}
+
+// InvalidityDate ::= GeneralizedTime                                               RFC 5280, 5.3.2
+bool decode_invalidity_date(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &) {
+  return ssh_asn1_read_node(value, "(generalized-time ())"_asn1, &entry.invalidity_date) == SSH_ASN1_OK;
+}
+
+bool decode_certificate_issuer(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
+  return ssh_x509_name_decode_general_names(value, decoder.pool, &entry.certificate_issuer);
+}
+
+constexpr SshX509ExtensionRow<SshX509RevokedEntry> kEntryExtensions[] = {
+    {SSH_X509_EXT_REASON_CODE, decode_reason},
+    {SSH_X509_EXT_HOLD_INSTRUCTION, decode_hold_instruction},
+    {SSH_X509_EXT_INVALIDITY_DATE, decode_invalidity_date},
+    {SSH_X509_EXT_CERTIFICATE_ISSUER, decode_certificate_issuer},
+};
+
+bool decode_authority_key_id(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+  return ssh_x509_decode_key_id(value, crl.authority_key_id, decoder);
+}
+
+bool decode_issuer_alt_name(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+  return ssh_x509_name_decode_general_names(value, decoder.pool, &crl.issuer_names);
+}
+
+// CRLNumber ::= INTEGER (0..MAX)                                                   RFC 5280, 5.2.3
+bool decode_crl_number(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &) {
+  return ssh_asn1_read_node(value, "(integer ())"_asn1, &crl.crl_number) == SSH_ASN1_OK;
+}
+
+// BaseCRLNumber ::= CRLNumber                                                      RFC 5280, 5.2.4
+bool decode_delta_crl(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &) {
+  return ssh_asn1_read_node(value, "(integer ())"_asn1, &crl.delta_crl) == SSH_ASN1_OK;
+}
+
+bool decode_issuing_point(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+  return ssh_x509_decode_issuing_point(value, crl.issuer_names, crl.issuing_point.emplace(), decoder);
+}
+
+constexpr SshX509ExtensionRow<SshX509Crl> kCrlExtensions[] = {
+    {SSH_X509_EXT_AUTHORITY_KEY_ID, decode_authority_key_id},
+    {SSH_X509_EXT_ISSUER_ALT_NAME, decode_issuer_alt_name},
+    {SSH_X509_EXT_CRL_NUMBER, decode_crl_number},
+    {SSH_X509_EXT_ISSUING_DISTRIBUTION_POINT, decode_issuing_point},
+    {SSH_X509_EXT_DELTA_CRL_INDICATOR, decode_delta_crl},
+};
+
+// One entry of revokedCertificates:
+//   SEQUENCE {
+//      userCertificate         CertificateSerialNumber,
+//      revocationDate          Time,
+//      crlEntryExtensions      Extensions OPTIONAL }                             RFC 5280, 5.1
+bool decode_entry(SshAsn1Node node, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
+  int has_extensions = 0, which = -1;
+  SshAsn1Node date, extensions;
+  if (ssh_asn1_read_node(node, "(sequence ()(integer ())(any ())(optional(any ())))"_asn1, &entry.serial, &date,
+                         &has_extensions, &extensions) != SSH_ASN1_OK) {
+    return decoder.refuse("an entry of revokedCertificates", node.data);
+  }
+  if (ssh_asn1_read_node(date, "(choice(utc-time ()) (generalized-time ()))"_asn1, &which, &entry.date,
+                         &entry.date) != SSH_ASN1_OK) {
+    return decoder.refuse("revocationDate", node.data);
+  }
+  constexpr std::span<const SshX509ExtensionRow<SshX509RevokedEntry>> kRows(kEntryExtensions);
+  return !has_extensions || ssh_x509_extensions_decode(extensions, kRows, false, entry, decoder);
+}
+
+constexpr uint8_t kReasonExtension[] = {0x30, 0x0C, 0x30, 0x0A, 0x06, 0x03, 0x55,
+                                        0x1D, 0x15, 0x04, 0x03, 0x0A, 0x01};
+
+// decode_usual_entry reads an entry of the form that nearly all have: DER with short lengths, a UTCTime, and no
+// extension or a reason code alone. It decides nothing by itself: what it does not know goes to decode_entry, and what
+// it reads is what decode_entry would. It returns the end of the entry, or null.
+const uint8_t *decode_usual_entry(const uint8_t *p, const uint8_t *end, bool keep_serial, SshX509RevokedEntry &entry) {
+  constexpr size_t kTimeSize = 15;
+  if (end - p < 4 || p[0] != 0x30 || p[1] >= 0x80 || p[1] > end - p - 2) return nullptr;
+  end = p + 2 + p[1];
+  const uint8_t *const serial = p + 2;
+  if (end - serial < 2 || serial[0] != 0x02 || serial[1] >= 0x80) return nullptr;
+  const uint8_t *const date = serial + 2 + serial[1];
+  if (end - serial < 2 + serial[1] + static_cast<ptrdiff_t>(kTimeSize)) return nullptr;
+  if (date[0] != 0x17 || date[1] != kTimeSize - 2) return nullptr;
+  const Bytes rest(date + kTimeSize, end);
+  if (!rest.empty()) {
+    const bool reason = rest.size() == sizeof kReasonExtension + 1 &&
+                        std::memcmp(rest.data(), kReasonExtension, sizeof kReasonExtension) == 0;
+    if (!reason || rest.back() > 8 || rest.back() == 7) return nullptr;
+    entry.extensions.set(SSH_X509_EXT_REASON_CODE, false);
+    entry.reason = rest.back();
+  }
+  if (keep_serial) entry.serial.set_twos_complement({serial + 2, serial[1]});
+  if (!ssh_ber_utc_time_decode({date + 2, kTimeSize - 2}, &entry.date)) return nullptr;
+  return end;
+}
+
+// TbsParts are the elements of a TBSCertList.
+struct TbsParts {
+  int has_version = 0, has_next = 0, has_revoked = 0, has_extensions = 0;
+  int this_form = -1, next_form = -1;
+  SshMpInt version;
+  SshAsn1Node algorithm, issuer, revoked, extensions;
+};
+
+// TBSCertList ::= SEQUENCE {
+//      version                 Version OPTIONAL,
+//      signature               AlgorithmIdentifier,
+//      issuer                  Name,
+//      thisUpdate              Time,
+//      nextUpdate              Time OPTIONAL,
+//      revokedCertificates     SEQUENCE OF SEQUENCE { ... } OPTIONAL,
+//      crlExtensions      [0]  EXPLICIT Extensions OPTIONAL }                    RFC 5280, 5.1
+bool read_tbs(SshAsn1Node tbs, TbsParts &parts, SshX509Crl &crl) {
+  return ssh_asn1_read_node(
+             tbs,
+             "(sequence ()(optional (integer ()))(any ())(any ())(choice  (generalized-time ()) (utc-time ()))"
+             "(optional (choice  (generalized-time ())  (utc-time ())))(optional (sequence ()  (any ())))"
+             "(optional (any (e 0))))"_asn1,
+             &parts.has_version, &parts.version, &parts.algorithm, &parts.issuer, &parts.this_form, &crl.this_update,
+             &crl.this_update, &parts.has_next, &parts.next_form, &crl.next_update, &crl.next_update,
+             &parts.has_revoked, &parts.revoked, &parts.has_extensions, &parts.extensions) == SSH_ASN1_OK;
+}
+
+// set_version: a version that is given must be 2 (encoded 1); otherwise extensions tell.
+bool set_version(const TbsParts &parts, SshX509Crl &crl) {
+  crl.version = parts.has_version || parts.has_extensions ? 2 : 1;
+  return !parts.has_version || parts.version == SshMpInt(1);
+}
+
+bool decode_entries(SshX509Crl &crl, SshX509Decoder &decoder) {
+  SshX509RevokedCursor cursor(crl, &decoder);
+  while (cursor.next()) ++crl.revoked_count;
+  return !cursor.failed();
+}
+
+// CertificateList ::= SEQUENCE {
+//      tbsCertList          TBSCertList,
+//      signatureAlgorithm   AlgorithmIdentifier,
+//      signatureValue       BIT STRING }                                         RFC 5280, 5.1
+// Deliberately only the outer algorithm is looked at; that of the TBSCertList may differ.
+bool decode_crl(SshAsn1Node root, SshX509Crl &crl, SshX509Decoder &decoder) {
+  SshAsn1Node tbs, algorithm;
+  SshAsn1Bits signature;
+  TbsParts parts;
+  if (ssh_asn1_read_node(root, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs, &algorithm, &signature) !=
+      SSH_ASN1_OK) {
+    return decoder.refuse("CertificateList", root.data);
+  }
+  decoder.inside = tbs.data;
+  if (!read_tbs(tbs, parts, crl)) return decoder.refuse("TBSCertList", tbs.data);
+  if (!parts.has_extensions && ssh_x509_has_unread_extensions(tbs, 0)) {
+    return decoder.refuse("extensions of a form that cannot be read", tbs.data);
+  }
+  if (!set_version(parts, crl)) return decoder.refuse("version", tbs.data);
+  const SshOidRow *row = ssh_x509_signature_algorithm(algorithm, decoder);
+  if (!row) return false;
+  crl.signature_key_type = row->code;
+  crl.signature_scheme = row->description;
+  crl.signed_data = tbs.der();
+  crl.signature = signature.octets.first(signature.bits / 8);
+  if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder.pool, &crl.issuer_names)) {
+    return decoder.refuse("issuer", parts.issuer.data);
+  }
+  crl.revoked = parts.revoked.list();
+  if (!decode_entries(crl, decoder)) return false;
+  constexpr std::span<const SshX509ExtensionRow<SshX509Crl>> kRows(kCrlExtensions);
+  return !parts.has_extensions || ssh_x509_extensions_decode(parts.extensions, kRows, false, crl, decoder);
+}
+
+}  // namespace
+
+SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl, SshX509Decoder *decoder)
+    : at_(crl.revoked.data()),
+      end_(crl.revoked.data() + crl.revoked.size()),
+      decoder_(decoder),
+      work_(SshAsn1Work::for_input(crl.revoked.size())) {}
+
+SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl) : SshX509RevokedCursor(crl, nullptr) {}
+
+bool SshX509RevokedCursor::next() {
+  if (has_extras_) {
+    entry_ = {};
+    pool_.rewind();
+    has_extras_ = false;
+  }
+  entry_.extensions.clear();
+  entry_.reason = 0;
+  // With a decoder the walk only checks the entries, and any octets are a serial number.
+  if (const uint8_t *next = decode_usual_entry(at_, end_, decoder_ == nullptr, entry_)) {
+    entry_.der = {at_, next};
+    at_ = next;
+    return true;
+  }
+  return next_unusual();
+}
+
+bool SshX509RevokedCursor::next_unusual() {
+  SshX509Decoder decoder{pool_, decoder_ ? decoder_->refusal : nullptr, decoder_ ? decoder_->base : at_, work_};
+  const SshAsn1Node node = ssh_asn1_list_of({at_, end_}, &decoder.work);  // spends what the decoder has
+  failed_ = !ssh_x509_work_is_left(decoder);
+  if (!node || failed_) return false;
+  has_extras_ = true;
+  entry_ = {};
+  decoder.inside = node.data;
+  const bool decoded = decode_entry(node, entry_, decoder) && ssh_x509_work_is_left(decoder);
+  work_ = decoder.work;
+  failed_ = !decoded;
+  entry_.der = node.der();
+  at_ = node.next;
+  return decoded;
+}
+
+SshX509Crl *ssh_x509_crl_allocate() { return new (ssh_xmalloc(sizeof(SshX509Crl))) SshX509Crl; }
+
+void ssh_x509_crl_free(SshX509Crl *crl) {
+  if (!crl) return;
+  crl->~SshX509Crl();
+  ssh_xfree(crl);
+}
+
+size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl) {
+  if (der.size() > SSH_X509_INPUT_MAX) {
+    crl->refusal = {"an encoding above 64 MiB", 0, {}};
+    return 0;
+  }
+  crl->pool.reserve(ssh_x509_pool_size(der.size()));
+  crl->der = crl->pool.copy(der);
+  SshX509Decoder decoder{crl->pool, &crl->refusal, crl->der.data(), SshAsn1Work::for_input(der.size())};
+  SshAsn1Node root;
+  if (!ssh_x509_decode_root(crl->der, root, decoder) || !decode_crl(root, *crl, decoder) ||
+      !ssh_x509_work_is_left(decoder)) {
+    crl->version = 0;
+    return 0;
+  }
+  return root.list().size();
+}

@@ -1,0 +1,88 @@
+// X.509 certificate revocation lists: encoding in, decoded record out. Decoding is all or nothing.
+// Every entry is decoded and checked with the CRL, but entries are not kept apart: a cursor decodes them again as it
+// walks, so that a list of a million entries costs no more memory than its octets.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "asn1/time.h"
+#include "util/mp_int.h"
+#include "util/pool.h"
+#include "x509/extensions.h"
+#include "x509/name.h"
+
+struct SshX509Decoder;
+
+// SshX509RevokedEntry is one revoked certificate.
+struct SshX509RevokedEntry {
+  SshX509ExtensionSet extensions;
+  SshMpInt serial;
+  SshBerTime date;
+  uint32_t reason = 0;
+  SshOid hold_instruction;
+  SshBerTime invalidity_date;
+  SshX509Name *certificate_issuer = nullptr;
+  Bytes der;  // the whole entry
+};
+
+struct SshX509Crl {
+  uint32_t version = 0;  // 1, 2; 0 while undecoded and after a failed decode
+  SshX509ExtensionSet extensions;
+  SshX509Name *issuer_names = nullptr;
+  SshBerTime this_update, next_update;
+  std::optional<SshX509KeyId> authority_key_id;
+  SshMpInt crl_number{-1};
+  std::optional<SshX509IssuingDistPoint> issuing_point;
+  SshMpInt delta_crl{-1};
+  Bytes revoked;               // the encoded entries, in order
+  size_t revoked_count = 0;
+  uint32_t signature_key_type = 0;
+  const char *signature_scheme = nullptr;  // static
+  Bytes signed_data;  // the TBSCertList
+  Bytes signature;    // the bits' octets as they stand
+
+  Bytes der;  // the copy of the whole input
+  SshX509Refusal refusal;  // set by a failed decode
+  SshPool pool;
+};
+
+// ssh_x509_crl_allocate returns an empty record; ssh_x509_crl_free frees one with all it owns (null is ignored).
+[[nodiscard]] SshX509Crl *ssh_x509_crl_allocate();
+void ssh_x509_crl_free(SshX509Crl *crl);
+using SshX509CrlOwner = Owner<SshX509Crl, ssh_x509_crl_free>;
+
+// ssh_x509_crl_decode decodes into an empty record and returns the octets of the top-level elements (never 0), or 0
+// on failure. Octets after the CRL are tolerated.
+[[nodiscard]] size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl);
+
+// SshX509RevokedCursor walks over the entries of a decoded CRL, which must outlive it.
+//   SshX509RevokedCursor cursor(crl);
+//   while (cursor.next()) use(cursor.entry());
+// An entry and what it refers to are valid until the following next().
+class SshX509RevokedCursor {
+ public:
+  explicit SshX509RevokedCursor(const SshX509Crl &crl);
+  // With a decoder, the walk reports to it why an entry is refused: the CRL's own decode checks its entries so.
+  SshX509RevokedCursor(const SshX509Crl &crl, SshX509Decoder *decoder);
+
+  // next goes to the first or following entry; false at the end.
+  [[nodiscard]] bool next();
+  [[nodiscard]] const SshX509RevokedEntry &entry() const { return entry_; }
+
+  // failed tells whether next ended at an entry that does not decode; never so for a decoded CRL.
+  [[nodiscard]] bool failed() const { return failed_; }
+
+ private:
+  bool next_unusual();
+
+  const uint8_t *at_;
+  const uint8_t *end_;
+  SshX509Decoder *decoder_;
+  SshAsn1Work work_;
+  bool failed_ = false;
+  bool has_extras_ = false;  // the entry holds more than serial, date and reason
+  SshX509RevokedEntry entry_;
+  SshPool pool_;
+};

@@ -1,0 +1,322 @@
+#include "x509/dn.h"
+
+#include <algorithm>
+#include <array>
+
+#include "x509/dn_parts.h"
+
+namespace {
+
+constexpr uint32_t kRdnsAtFirst = 8;
+constexpr size_t kOctetsAtFirst = 256;
+constexpr uint32_t kPairsPerContext = 256;
+
+constexpr const char *kEmail = "1.2.840.113549.1.9.1";
+constexpr const char *kUnstructuredName = "1.2.840.113549.1.9.2";
+
+// only gives a node without its siblings: an element that does not match is a fault, whatever
+// stands after it.
+SshAsn1Node only(SshAsn1Node node) { return ssh_asn1_list_of(node.der(), node.work); }
+
+// plain_type is true for a valid object identifier. Four octets after the first make no arc too
+// long.
+bool plain_type(Bytes octets) {
+  if (octets.size() > 5) return octets.size() <= SSH_DN_TYPE_MAX && ssh_ber_oid_is_valid(octets);
+  return octets.size() == 1 || (octets.size() > 1 && octets.back() < 0x80);
+}
+
+// kPlainCharsets gives the character set of a value by its identifier octet. A bit string, which is
+// rare, goes the long way.
+constexpr int8_t kNoCharset = -1;
+constexpr auto kPlainCharsets = [] {
+  std::array<int8_t, 256> table = {};
+  table.fill(kNoCharset);
+  table[0x0C] = SSH_CHARSET_UTF8;
+  table[0x13] = SSH_CHARSET_PRINTABLE;
+  table[0x14] = SSH_CHARSET_T61;
+  table[0x16] = SSH_CHARSET_IA5;
+  table[0x1C] = SSH_CHARSET_UNIVERSAL;
+  table[0x1E] = SSH_CHARSET_BMP;
+  return table;
+}();
+
+// CountVisitor is what checking a name takes.
+struct CountVisitor {
+  uint32_t rdns = 0;
+  void rdn() { ++rdns; }
+  void pair(const SshDNPairView &) {}
+};
+
+// AppendVisitor adds what it sees to a name.
+struct AppendVisitor {
+  SshDN *dn;
+  bool full = false;
+
+  void rdn() { full |= !ssh_dn_append(dn, SshRDNOwner(ssh_dn_rdn_new())); }
+  void pair(const SshDNPairView &pair) const {
+    if (full) return;
+    SshStr *value = nullptr;
+    if (!pair.value.empty()) {
+      auto *octets = static_cast<uint8_t *>(ssh_xmemdup(pair.value.data(), pair.value.size()));
+      value = ssh_str_make(pair.charset, octets, pair.value.size());
+    }
+    ssh_dn_rdn_append(dn->rdns[dn->count - 1], ssh_ber_oid_text(pair.type), value);
+  }
+};
+
+// Encoder turns names into DER. Pairs go through small contexts that are renewed now and then, so
+// that a name of any size takes memory for its encoding alone.
+class Encoder {
+ public:
+  explicit Encoder(bool canonical) : canonical_(canonical) {}
+
+  bool rdn(const SshRDN &rdn);
+  bool finish(uint8_t **der, size_t *length);
+
+ private:
+  bool pair(const SshDNAva &ava);
+  bool value(const SshDNAva &ava, SshAsn1Node *node);
+  SshAsn1Context *context();
+
+  bool canonical_;
+  uint32_t used_ = 0;
+  SshAsn1ContextOwner context_;
+  SshOctets pairs_;  // of the current relative name
+  SshOctets rdns_;
+};
+
+SshAsn1Context *Encoder::context() {
+  if (used_++ % kPairsPerContext == 0) context_.reset(ssh_asn1_init());
+  return context_.get();
+}
+
+template <SshAsn1Text Text>
+bool create_string(SshAsn1Context *context, Bytes octets, SshAsn1Node *node) {
+  return ssh_asn1_create_node(context, node, SshAsn1Template<Text>{}, octets) == SSH_ASN1_OK;
+}
+
+// value encodes a pair's value. Deliberately, a PrintableString also holds what only IA5 or T.61
+// has letters for: names are found by their canonical encoding, and those that peers have stored
+// are tagged in this way.
+bool Encoder::value(const SshDNAva &ava, SshAsn1Node *node) {
+  const SshStrOwner chosen(ssh_str_charset_choose(ava.value));
+  if (!chosen) return false;
+  size_t length = 0;
+  const SshBlock block(canonical_ ? ssh_str_get_canonical(chosen.get(), &length)
+                                  : ssh_str_get(chosen.get(), &length));
+  if (!block) return false;
+  const Bytes octets(block.get(), length);
+  if (std::strcmp(ava.oid, kEmail) == 0 || std::strcmp(ava.oid, kUnstructuredName) == 0) {
+    return create_string<"(ia5-string ())">(context_.get(), octets, node);
+  }
+  if (chosen->charset == SSH_CHARSET_BMP)
+    return create_string<"(bmp-string ())">(context_.get(), octets, node);
+  if (chosen->charset == SSH_CHARSET_UTF8)
+    return create_string<"(utf8-string ())">(context_.get(), octets, node);
+  return create_string<"(printable-string ())">(context_.get(), octets, node);
+}
+
+// AttributeTypeAndValue ::= SEQUENCE {
+//      type     OBJECT IDENTIFIER,
+//      value    ANY }                                                 RFC 5280, 4.1.2.4
+bool Encoder::pair(const SshDNAva &ava) {
+  SshAsn1Context *const in = context();
+  SshAsn1Node encoded, node;
+  if (!value(ava, &encoded)) return false;
+  if (ssh_asn1_create_node(in, &node, "(sequence ()(object-identifier ())(any ()))"_asn1, ava.oid,
+                           encoded) != SSH_ASN1_OK) {
+    return false;
+  }
+  pairs_.append(node.der());
+  return pairs_.good();
+}
+
+// RelativeDistinguishedName ::= SET OF AttributeTypeAndValue; the set is put into DER order.
+bool Encoder::rdn(const SshRDN &rdn) {
+  pairs_.shrink(0);
+  for (const SshDNAva *ava = rdn.pairs; ava; ava = ava->next) {
+    if (!pair(*ava)) return false;
+  }
+  SshAsn1Work work = SshAsn1Work::for_input(pairs_.bytes().size());
+  SshAsn1Node node;
+  if (ssh_asn1_create_node(context(), &node, "(set ()(any ()))"_asn1,
+                           ssh_asn1_list_of(pairs_.bytes(), &work)) != SSH_ASN1_OK) {
+    return false;
+  }
+  rdns_.append(node.der());
+  return rdns_.good();
+}
+
+// Name ::= SEQUENCE OF RelativeDistinguishedName
+bool Encoder::finish(uint8_t **der, size_t *length) {
+  SshAsn1Work work = SshAsn1Work::for_input(rdns_.bytes().size());
+  SshAsn1Node node;
+  if (ssh_asn1_create_node(context(), &node, "(sequence ()(any ()))"_asn1,
+                           ssh_asn1_list_of(rdns_.bytes(), &work)) != SSH_ASN1_OK ||
+      !node) {
+    return false;
+  }
+  ssh_asn1_node_get_data(node, der, length);
+  return true;
+}
+
+}  // namespace
+
+bool SshOctets::grow(size_t n) {
+  if (n > SSH_XMALLOC_MAX - size_) good_ = false;
+  if (!good_) return false;
+  const size_t doubled = std::max(capacity_ * 2, kOctetsAtFirst);
+  capacity_ = std::min(std::max(doubled, size_ + n), SSH_XMALLOC_MAX);
+  data_ = static_cast<uint8_t *>(ssh_xrealloc(data_, capacity_));
+  return true;
+}
+
+uint8_t *SshOctets::take() {
+  if (!good_) return nullptr;
+  uint8_t *data = data_;
+  data_ = nullptr;
+  size_ = capacity_ = 0;
+  return data;
+}
+
+SshRDN *ssh_dn_rdn_new() { return new (ssh_xmalloc(sizeof(SshRDN))) SshRDN{}; }
+
+void ssh_dn_rdn_free(SshRDN *rdn) {
+  if (!rdn) return;
+  for (SshDNAva *ava = rdn->pairs; ava;) {
+    SshDNAva *next = ava->next;
+    ssh_xfree(ava->oid);
+    ssh_str_free(ava->value);
+    ssh_xfree(ava);
+    ava = next;
+  }
+  ssh_xfree(rdn);
+}
+
+void ssh_dn_rdn_append(SshRDN *rdn, char *oid, SshStr *value) {
+  auto *ava = new (ssh_xmalloc(sizeof(SshDNAva))) SshDNAva{nullptr, oid, 0, value};
+  (rdn->last ? rdn->last->next : rdn->pairs) = ava;
+  rdn->last = ava;
+}
+
+bool ssh_dn_append(SshDN *dn, SshRDNOwner rdn) {
+  if (dn->count == SSH_DN_RDNS_MAX) return false;
+  if (dn->count == dn->capacity) {
+    dn->capacity = std::min(std::max(dn->capacity * 2, kRdnsAtFirst), SSH_DN_RDNS_MAX);
+    dn->rdns = static_cast<SshRDN **>(ssh_xrealloc(dn->rdns, dn->capacity * sizeof(SshRDN *)));
+  }
+  dn->rdns[dn->count++] = rdn.release();
+  return true;
+}
+
+bool ssh_dn_open_name(Bytes der, SshAsn1Work *work, SshAsn1Node *rdns) {
+  SshAsn1Node root;
+  int filled = 0;
+  *rdns = {};
+  if (ssh_asn1_decode_in_place(der, work, &root) != SSH_ASN1_OK || root.der().size() != der.size())
+    return false;
+  return ssh_asn1_read_node(root, "(sequence ()(optional(any ())))"_asn1, &filled, rdns) ==
+         SSH_ASN1_OK;
+}
+
+bool ssh_dn_open_rdn(Bytes der, SshAsn1Work *work, SshAsn1Node *pairs) {
+  if (ssh_asn1_decode_in_place(der, work, pairs) != SSH_ASN1_OK || !*pairs) return false;
+  if (!ssh_asn1_node_open(*pairs).is(SSH_BER_UNIVERSAL, 17)) return true;
+  return pairs->der().size() == der.size() && ssh_dn_read_rdn(*pairs, pairs);
+}
+
+bool ssh_dn_read_rdn(SshAsn1Node node, SshAsn1Node *pairs) {
+  return ssh_asn1_read_node(only(node), "(set ()(any ()))"_asn1, pairs) == SSH_ASN1_OK;
+}
+
+bool ssh_dn_read_pair(SshAsn1Node node, SshDNPairView *pair) {
+  SshAsn1Node value;
+  if (ssh_asn1_read_node(only(node), "(sequence ()(object-identifier ())(any ()))"_asn1,
+                         &pair->type, &value) != SSH_ASN1_OK) {
+    return false;
+  }
+  if (!pair->type || pair->type.octets.size() > SSH_DN_TYPE_MAX) return false;
+
+  constexpr int32_t kCharsets[] = {SSH_CHARSET_PRINTABLE, SSH_CHARSET_T61,  SSH_CHARSET_BMP,
+                                   SSH_CHARSET_UNIVERSAL, SSH_CHARSET_UTF8, SSH_CHARSET_IA5,
+                                   SSH_CHARSET_IA5};
+  int kind = -1;
+  Bytes text[6];
+  SshAsn1Bits bits;
+  if (ssh_asn1_read_node(
+          value,
+          "(choice(printable-string ())(teletex-string ())(bmp-string ())(universal-string ())"
+          "(utf8-string ())(ia5-string ())(bit-string ()))"_asn1,
+          &kind, &text[0], &text[1], &text[2], &text[3], &text[4], &text[5],
+          &bits) != SSH_ASN1_OK) {
+    return false;
+  }
+  pair->charset = kCharsets[kind];
+  pair->value = kind == 6 ? bits.octets.first(bits.bits / 8) : text[kind];
+  return true;
+}
+
+bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end, SshDNPairView *pair) {
+  Bytes content;
+  if (!ssh_dn_open_plain(p, end, 0x30, &content)) return false;
+  const uint8_t *at = content.data();
+  if (!ssh_dn_open_plain(at, p, 0x06, &pair->type.octets) || !plain_type(pair->type.octets) ||
+      at == p)
+    return false;
+  pair->charset = kPlainCharsets[*at];
+  return pair->charset != kNoCharset && ssh_dn_open_plain(at, p, *at, &pair->value) && at == p;
+}
+
+void ssh_dn_init(SshDN *dn) { *dn = {}; }
+
+void ssh_dn_clear(SshDN *dn) {
+  for (uint32_t i = 0; i < dn->count; ++i) ssh_dn_rdn_free(dn->rdns[i]);
+  ssh_xfree(dn->rdns);
+  *dn = {};
+}
+
+bool ssh_dn_decode_der(Bytes der, SshDN *dn) {
+  AppendVisitor visitor{dn};
+  return ssh_dn_walk(der, visitor) && !visitor.full;
+}
+
+bool ssh_dn_decode_rdn_der(Bytes der, SshDN *dn) {
+  SshAsn1Work work = SshAsn1Work::for_input(der.size());
+  SshAsn1Node pairs;
+  if (!ssh_dn_open_rdn(der, &work, &pairs)) return false;
+  AppendVisitor visitor{dn};
+  visitor.rdn();
+  return ssh_dn_walk_pairs(pairs, visitor) && !visitor.full;
+}
+
+bool ssh_dn_check_der(Bytes der, bool *empty) {
+  CountVisitor plain, any;
+  if (ssh_dn_walk_plain(der, plain)) {
+    *empty = plain.rdns == 0;
+    return true;
+  }
+  if (!ssh_dn_walk(der, any)) return false;
+  *empty = any.rdns == 0;
+  return true;
+}
+
+bool ssh_dn_check_rdn_der(Bytes der) {
+  SshAsn1Work work = SshAsn1Work::for_input(der.size());
+  SshAsn1Node pairs;
+  CountVisitor visitor;
+  return ssh_dn_open_rdn(der, &work, &pairs) && ssh_dn_walk_pairs(pairs, visitor);
+}
+
+bool ssh_dn_encode_der(const SshDN *dn, bool canonical, uint8_t **der, size_t *length) {
+  *der = nullptr;
+  *length = 0;
+  Encoder encoder(canonical);
+  for (uint32_t i = 0; i < dn->count; ++i) {
+    if (!encoder.rdn(*dn->rdns[i])) return false;
+  }
+  return encoder.finish(der, length);
+}
+
+bool ssh_dn_encode_der_canonical(const SshDN *dn, uint8_t **der, size_t *length) {
+  return ssh_dn_encode_der(dn, true, der, length);
+}

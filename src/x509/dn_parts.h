@@ -1,0 +1,159 @@
+// What the two codecs of distinguished names share: the parts of a name, growing octets, and the
+// walk over Name DER. A new use of Name DER is a visitor for ssh_dn_walk; see the one behind
+// ssh_dn_check_der for the smallest.
+#pragma once
+
+#include <cstring>
+
+#include "asn1/node.h"
+#include "util/mem.h"
+#include "x509/dn.h"
+
+// SSH_DN_RDNS_MAX bounds the relative names of one name, so that their array always fits into one
+// block.
+constexpr uint32_t SSH_DN_RDNS_MAX = SSH_XMALLOC_MAX / 8;
+
+// SSH_DN_TYPE_MAX bounds the octets of an attribute type, so that its dotted text always fits into
+// one block.
+constexpr size_t SSH_DN_TYPE_MAX = SSH_XMALLOC_MAX / 4 - 16;
+
+// ssh_dn_rdn_new returns a relative name without pairs; ssh_dn_rdn_free frees one with its pairs.
+[[nodiscard]] SshRDN *ssh_dn_rdn_new();
+void ssh_dn_rdn_free(SshRDN *rdn);
+using SshRDNOwner = Owner<SshRDN, ssh_dn_rdn_free>;
+
+// ssh_dn_rdn_append adds a pair at the end and takes over `oid` (dotted text) and `value` (may be
+// null).
+void ssh_dn_rdn_append(SshRDN *rdn, char *oid, SshStr *value);
+
+// ssh_dn_append adds a relative name at the end. False, with `rdn` freed, if the name is full.
+[[nodiscard]] bool ssh_dn_append(SshDN *dn, SshRDNOwner rdn);
+
+// SshOctets collects octets in a block that doubles as it fills. What would not fit into the
+// largest block turns it bad for good instead of ending the process: how much there is depends on
+// input.
+class SshOctets {
+ public:
+  ~SshOctets() { ssh_xfree(data_); }
+  SshOctets() = default;
+  SshOctets(const SshOctets &) = delete;
+  SshOctets &operator=(const SshOctets &) = delete;
+
+  [[nodiscard]] bool good() const { return good_; }
+  [[nodiscard]] Bytes bytes() const { return {data_, size_}; }
+  void shrink(size_t size) { size_ = size; }
+
+  void push(uint8_t octet) {
+    if (uint8_t *at = extend(1)) *at = octet;
+  }
+  void append(Bytes octets) {
+    uint8_t *at = extend(octets.size());
+    if (at && !octets.empty()) std::memcpy(at, octets.data(), octets.size());
+  }
+  void append(std::string_view text) { append(ssh_text_bytes(text)); }
+
+  // extend returns room for `n` octets at the end, or null when there can be none.
+  [[nodiscard]] uint8_t *extend(size_t n) {
+    if (n > capacity_ - size_ && !grow(n)) return nullptr;
+    size_ += n;
+    return data_ + size_ - n;
+  }
+
+  // take hands the block over (ssh_xfree); null when bad.
+  [[nodiscard]] uint8_t *take();
+
+ private:
+  [[nodiscard]] bool grow(size_t n);
+
+  uint8_t *data_ = nullptr;
+  size_t size_ = 0;
+  size_t capacity_ = 0;
+  bool good_ = true;
+};
+
+// SshDNPairView is an attribute-value pair as it stands in Name DER. No octets mean that there is
+// no value.
+struct SshDNPairView {
+  SshOid type;
+  int32_t charset = SSH_CHARSET_PRINTABLE;
+  Bytes value;
+};
+
+// ssh_dn_read_pair reads the AttributeTypeAndValue at `node`, ssh_dn_read_rdn the pairs of the
+// RelativeDistinguishedName at `node`; ssh_dn_open_name and ssh_dn_open_rdn give the relative names
+// of a Name and the pairs of a relative name.
+[[nodiscard]] bool ssh_dn_read_pair(SshAsn1Node node, SshDNPairView *pair);
+[[nodiscard]] bool ssh_dn_read_rdn(SshAsn1Node node, SshAsn1Node *pairs);
+[[nodiscard]] bool ssh_dn_open_name(Bytes der, SshAsn1Work *work, SshAsn1Node *rdns);
+[[nodiscard]] bool ssh_dn_open_rdn(Bytes der, SshAsn1Work *work, SshAsn1Node *pairs);
+
+// ssh_dn_read_plain_pair moves over a pair of the usual form: all lengths definite, the value
+// primitive and last. False means only that the pair is not plain.
+[[nodiscard]] bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end,
+                                          SshDNPairView *pair);
+
+// ssh_dn_open_plain opens an element with this identifier octet and a definite length and moves `p`
+// behind it.
+[[nodiscard]] inline bool ssh_dn_open_plain(const uint8_t *&p, const uint8_t *end,
+                                            uint8_t identifier, Bytes *content) {
+  if (end - p < 2 || p[0] != identifier) return false;
+  if (p[1] <= 0x7F && p[1] <= end - p - 2) {  // the usual case; the rest is the same for any length
+    *content = {p + 2, p[1]};
+    p += 2 + content->size();
+    return true;
+  }
+  SshBerElement element;
+  if (ssh_ber_open(p, end, element) != SSH_BER_OK || element.indefinite) return false;
+  *content = element.content();
+  p += element.header_length + content->size();
+  return true;
+}
+
+// ssh_dn_walk_pairs shows every pair of a list to `visitor.pair`.
+template <class Visitor>
+[[nodiscard]] bool ssh_dn_walk_pairs(SshAsn1Node node, Visitor &visitor) {
+  SshAsn1Work *work = node.work;
+  for (; node; node = ssh_asn1_node_next(node)) {
+    SshDNPairView pair;
+    if (!ssh_dn_read_pair(node, &pair)) return false;
+    visitor.pair(pair);
+  }
+  return !work || work->left != 0;  // spent work ends a list early
+}
+
+// ssh_dn_walk reads Name DER by its templates and shows it to the visitor: `rdn()`, then `pair()`
+// for each of its pairs. False at the first fault, when the visitor may have seen a part of the
+// name.
+template <class Visitor>
+[[nodiscard]] bool ssh_dn_walk(Bytes der, Visitor &visitor) {
+  SshAsn1Work work = SshAsn1Work::for_input(der.size());
+  SshAsn1Node node, pairs;
+  if (!ssh_dn_open_name(der, &work, &node)) return false;
+  for (uint32_t count = 0; node; node = ssh_asn1_node_next(node)) {
+    if (++count > SSH_DN_RDNS_MAX || !ssh_dn_read_rdn(node, &pairs)) return false;
+    visitor.rdn();
+    if (!ssh_dn_walk_pairs(pairs, visitor)) return false;
+  }
+  return work.left != 0;
+}
+
+// ssh_dn_walk_plain does the same for names of the usual form, several times faster; false if the
+// name is not.
+template <class Visitor>
+[[nodiscard]] bool ssh_dn_walk_plain(Bytes der, Visitor &visitor) {
+  const uint8_t *p = der.data();
+  Bytes rdns, pairs;
+  if (!ssh_dn_open_plain(p, p + der.size(), 0x30, &rdns) || rdns.size() > SSH_DN_RDNS_MAX)
+    return false;
+  if (p != der.data() + der.size()) return false;
+  for (const uint8_t *at = rdns.data(), *end = at + rdns.size(); at != end;) {
+    if (!ssh_dn_open_plain(at, end, 0x31, &pairs)) return false;
+    visitor.rdn();
+    for (const uint8_t *in = pairs.data(); in != at;) {
+      SshDNPairView pair;
+      if (!ssh_dn_read_plain_pair(in, at, &pair)) return false;
+      visitor.pair(pair);
+    }
+  }
+  return true;
+}

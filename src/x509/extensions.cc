@@ -1,0 +1,79 @@
+// The loop's single step, the text and key-identifier records, and what several decoders share.
+#include "x509/extensions.h"
+
+#include "util/mem.h"
+#include "x509/decoder.h"
+
+SshStr *ssh_x509_text_make(const SshX509Text &text) {
+  if (!text.present || text.octets.empty()) return nullptr;
+  auto *copy = static_cast<uint8_t *>(ssh_xmemdup(text.octets.data(), text.octets.size()));
+  return ssh_str_make(text.charset, copy, text.octets.size());
+}
+
+uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits) {
+  uint32_t mask = 0;
+  for (uint32_t i = 0; i < 32 && i < bits.bits; i += 8) mask |= uint32_t{bits.octets[i / 8]} << i;
+  return mask;
+}
+
+bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshX509Decoder &decoder) {
+  const uint8_t *fault = nullptr;
+  const SshAsn1Status status = ssh_asn1_decode_in_place(der, &decoder.work, &root, &fault);
+  if (status == SSH_ASN1_BER_OPEN_FAILED) return decoder.refuse("BER encoding", fault);
+  return root || decoder.refuse("nothing to decode", der.data());
+}
+
+bool ssh_x509_work_is_left(SshX509Decoder &decoder) {
+  return decoder.work.left != 0 || decoder.refuse("an encoding that takes too much work", decoder.base);
+}
+
+// Extension ::= SEQUENCE {
+//      extnID      OBJECT IDENTIFIER,
+//      critical    BOOLEAN DEFAULT FALSE,
+//      extnValue   OCTET STRING }
+bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat, SshX509ExtensionSet &set,
+                             SshX509Extension &extension, SshX509Decoder &decoder) {
+  int has_critical = 0;
+  if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(optional(boolean ()))(octet-string ()))"_asn1,
+                         &extension.id, &has_critical, &extension.critical, &extension.value) != SSH_ASN1_OK) {
+    return decoder.refuse("Extension", node.data);
+  }
+  extension.row = ssh_oid_find_encoded(extension.id, SSH_OID_EXTENSION);
+  if (!extension.row) {
+    return !extension.critical || decoder.refuse("an unknown critical extension", node.data, extension.id);
+  }
+  const uint32_t kind = extension.row->code;
+  if (set.test(kind) && kind != SSH_X509_EXT_UNKNOWN) {
+    extension.repeated = attributes_may_repeat && kind == SSH_X509_EXT_SUBJECT_DIRECTORY_ATTRIBUTES;
+    return extension.repeated || decoder.refuse("a repeated extension", node.data, extension.id);
+  }
+  set.set(kind, extension.critical != 0);
+  return true;
+}
+
+bool ssh_x509_has_unread_extensions(SshAsn1Node tbs, uint32_t tag) {
+  for (SshAsn1Node node = ssh_asn1_node_child(tbs); node; node = ssh_asn1_node_next(node)) {
+    const SshBerElement element = ssh_asn1_node_open(node);
+    if (element.is(SSH_BER_CONTEXT, tag) && (element.indefinite || element.content_length)) return true;
+  }
+  return false;
+}
+
+// AuthorityKeyIdentifier ::= SEQUENCE {
+//      keyIdentifier             [0] KeyIdentifier            OPTIONAL,
+//      authorityCertIssuer       [1] GeneralNames             OPTIONAL,
+//      authorityCertSerialNumber [2] CertificateSerialNumber  OPTIONAL }     RFC 5280, 4.2.1.1
+bool ssh_x509_decode_key_id(SshAsn1Node value, std::optional<SshX509KeyId> &key_id, SshX509Decoder &decoder) {
+  SshX509KeyId &record = key_id.emplace();
+  int has_id = 0, has_issuer = 0, has_serial = 0;
+  SshAsn1Node issuer;
+  if (ssh_asn1_read_node(
+          value, "(sequence ()(optional(octet-string (0)))(optional(sequence (1) (any ())))(optional(integer (2))))"_asn1,
+          &has_id, &record.key_id, &has_issuer, &issuer, &has_serial, &record.serial) != SSH_ASN1_OK) {
+    return false;
+  }
+  for (; issuer; issuer = ssh_asn1_node_next(issuer)) {
+    if (!ssh_x509_name_decode_general(issuer, decoder.pool, &record.issuer)) return false;
+  }
+  return true;
+}

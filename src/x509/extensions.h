@@ -1,0 +1,171 @@
+// Extension records and the decoders that fill them: one decoder an extension, dispatched by one table in cert.cc
+// and one in crl.cc. Records are plain data in their certificate's or CRL's pool and live as long as it does;
+// identifiers are views of their octets (ssh_ber_oid_text gives the dotted text).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "asn1/node.h"
+#include "util/mp_int.h"
+#include "util/pool.h"
+#include "x509/name.h"
+
+// SshX509ExtensionKind numbers the extensions; it is the code of the registry's extension rows.
+enum SshX509ExtensionKind : uint32_t {
+  SSH_X509_EXT_AUTHORITY_KEY_ID = 0,
+  SSH_X509_EXT_SUBJECT_KEY_ID = 1,
+  SSH_X509_EXT_KEY_USAGE = 2,
+  SSH_X509_EXT_PRIVATE_KEY_USAGE_PERIOD = 3,
+  SSH_X509_EXT_CERTIFICATE_POLICIES = 4,
+  SSH_X509_EXT_POLICY_MAPPINGS = 5,
+  SSH_X509_EXT_SUBJECT_ALT_NAME = 6,
+  SSH_X509_EXT_ISSUER_ALT_NAME = 7,
+  SSH_X509_EXT_SUBJECT_DIRECTORY_ATTRIBUTES = 8,
+  SSH_X509_EXT_BASIC_CONSTRAINTS = 9,
+  SSH_X509_EXT_NAME_CONSTRAINTS = 10,
+  SSH_X509_EXT_POLICY_CONSTRAINTS = 11,
+  SSH_X509_EXT_PRIVATE_INTERNET = 12,
+  SSH_X509_EXT_AUTHORITY_INFO_ACCESS = 13,
+  SSH_X509_EXT_CRL_DISTRIBUTION_POINTS = 14,
+  SSH_X509_EXT_EXTENDED_KEY_USAGE = 15,
+  SSH_X509_EXT_REASON_CODE = 16,
+  SSH_X509_EXT_HOLD_INSTRUCTION = 17,
+  SSH_X509_EXT_INVALIDITY_DATE = 18,
+  SSH_X509_EXT_CRL_NUMBER = 19,
+  SSH_X509_EXT_ISSUING_DISTRIBUTION_POINT = 20,
+  SSH_X509_EXT_DELTA_CRL_INDICATOR = 21,
+  SSH_X509_EXT_CERTIFICATE_ISSUER = 22,
+  SSH_X509_EXT_UNKNOWN = 23,
+  SSH_X509_EXT_KINDS = 24
+};
+
+// SshX509ExtensionSet remembers which kinds are present and which of them were marked critical.
+class SshX509ExtensionSet {
+ public:
+  void clear() { *this = {}; }
+  void set(uint32_t kind, bool critical) { marks_[kind] = static_cast<uint8_t>(marks_[kind] | 1 | (critical ? 2 : 0)); }
+  [[nodiscard]] bool test(uint32_t kind) const { return (marks_[kind] & 1) != 0; }
+  [[nodiscard]] bool critical(uint32_t kind) const { return (marks_[kind] & 2) != 0; }
+
+ private:
+  uint8_t marks_[SSH_X509_EXT_KINDS] = {};
+};
+
+// Key usage bits as the library numbers them: the BIT STRING's first octet in bits 0 to 7, its top bit at bit 7.
+enum : uint32_t {
+  SSH_X509_USAGE_DIGITAL_SIGNATURE = 0x80,
+  SSH_X509_USAGE_NON_REPUDIATION = 0x40,
+  SSH_X509_USAGE_KEY_ENCIPHERMENT = 0x20,
+  SSH_X509_USAGE_DATA_ENCIPHERMENT = 0x10,
+  SSH_X509_USAGE_KEY_AGREEMENT = 0x08,
+  SSH_X509_USAGE_KEY_CERT_SIGN = 0x04,
+  SSH_X509_USAGE_CRL_SIGN = 0x02,
+  SSH_X509_USAGE_ENCIPHER_ONLY = 0x01,
+  SSH_X509_USAGE_DECIPHER_ONLY = 0x8000
+};
+
+// SSH_X509_NO_LIMIT is the default of counts and path lengths.
+constexpr uint32_t SSH_X509_NO_LIMIT = 0xFFFFFFFF;
+
+struct SshX509KeyId {
+  Bytes key_id;
+  SshX509Name *issuer = nullptr;
+  SshMpInt serial{-1};  // -1: absent
+};
+
+// SshX509Text is a string of a certificate as it stands; ssh_x509_text_make gives it as SshStr, or null if its
+// octets do not form letters of the set (which is not an error of the certificate).
+struct SshX509Text {
+  SshCharset charset = SSH_CHARSET_IA5;
+  Bytes octets;
+  bool present = false;
+};
+[[nodiscard]] SshStr *ssh_x509_text_make(const SshX509Text &text);
+
+struct SshX509PolicyQualifier {
+  SshX509PolicyQualifier *next = nullptr;
+  SshOid id;
+  SshX509Text cps_uri;
+  SshX509Text organization;
+  uint32_t notice_count = 0;
+  uint32_t *notice_numbers = nullptr;  // deliberately only slot 0 is ever written, with the last number
+  SshX509Text explicit_text;
+};
+
+struct SshX509PolicyInfo {
+  SshX509PolicyInfo *next = nullptr;
+  SshOid id;
+  SshX509PolicyQualifier *qualifiers = nullptr;
+};
+
+struct SshX509PolicyMapping {
+  SshX509PolicyMapping *next = nullptr;
+  SshOid issuer_policy;
+  SshOid subject_policy;
+};
+
+struct SshX509Attribute {
+  SshX509Attribute *next = nullptr;
+  SshOid type;
+  Bytes value;  // the whole value element
+};
+
+struct SshX509Subtree {
+  SshX509Subtree *next = nullptr;
+  SshX509Name *base = nullptr;
+  uint32_t minimum = 0;
+  uint32_t maximum = SSH_X509_NO_LIMIT;
+};
+
+struct SshX509PolicyConstraint {
+  SshX509PolicyConstraint *next = nullptr;
+  uint32_t require_explicit_policy = SSH_X509_NO_LIMIT;
+  uint32_t inhibit_policy_mapping = SSH_X509_NO_LIMIT;
+};
+
+// SshX509PointName is a distribution point's name: general names, or a name relative to the CRL issuer.
+struct SshX509PointName {
+  SshX509Name *full = nullptr;
+  Bytes relative_issuer;  // Name that the relative name extends; empty unless the name is relative
+  Bytes relative;         // the RelativeDistinguishedName
+};
+// ssh_x509_point_name_expand stores the whole distinguished name of a relative name; false if it is not relative.
+[[nodiscard]] bool ssh_x509_point_name_expand(const SshX509PointName &name, SshDN *dn);
+
+struct SshX509DistributionPoint {
+  SshX509DistributionPoint *next = nullptr;
+  SshX509PointName name;
+  uint32_t reasons = 0;
+  SshX509Name *crl_issuer = nullptr;
+};
+
+struct SshX509AccessDescription {
+  SshX509AccessDescription *next = nullptr;
+  SshOid method;
+  SshX509Name *location = nullptr;
+};
+
+struct SshX509KeyPurpose {
+  SshX509KeyPurpose *next = nullptr;
+  SshOid id;
+};
+
+struct SshX509IssuingDistPoint {
+  SshX509PointName name;
+  int only_user_certs = 0;
+  int only_ca_certs = 0;
+  uint32_t only_some_reasons = 0;
+  int indirect_crl = 0;
+};
+
+// SshX509Refusal says why a decode failed: which structure, where in the input, and for which identifier.
+// The first (innermost) refusal of a decode stays.
+struct SshX509Refusal {
+  const char *structure = nullptr;  // static text: the ASN.1 name, with a reason where that says more
+  size_t offset = 0;                // octets from the start of the input
+  SshOid identifier;                // the extension or algorithm in question, if any
+
+  explicit operator bool() const { return structure != nullptr; }
+};

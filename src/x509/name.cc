@@ -1,0 +1,104 @@
+#include "x509/name.h"
+
+#include "util/mem.h"
+
+namespace {
+
+char *text_of(Bytes octets) {
+  return octets.empty() ? nullptr : static_cast<char *>(ssh_xmemdup(octets.data(), octets.size()));
+}
+
+// The name type of each GeneralName alternative, in the order of their tags.
+constexpr SshX509NameType kAlternatives[] = {
+    SSH_X509_NAME_OTHER,     SSH_X509_NAME_EMAIL, SSH_X509_NAME_DNS, SSH_X509_NAME_X400,          SSH_X509_NAME_DIRECTORY,
+    SSH_X509_NAME_EDI_PARTY, SSH_X509_NAME_URI,   SSH_X509_NAME_IP,  SSH_X509_NAME_REGISTERED_ID,
+};
+
+}  // namespace
+
+void ssh_x509_name_add(SshX509Name **list, SshX509Name *entries) {
+  SshX509Name *last = entries;
+  while (last->next) last = last->next;
+  last->next = *list;
+  *list = entries;
+}
+
+const SshX509Name *ssh_x509_name_find(const SshX509Name *list, SshX509NameType type) {
+  while (list && list->type != type) list = list->next;
+  return list;
+}
+
+SshX509Name *ssh_x509_name_take(SshX509Name *list, SshX509NameType type) {
+  while (list && (list->type != type || list->taken)) list = list->next;
+  if (list) list->taken = 1;
+  return list;
+}
+
+void ssh_x509_name_reset(SshX509Name *list) {
+  for (; list; list = list->next) list->taken = 0;
+}
+
+char *ssh_x509_name_text(const SshX509Name *name) {
+  if (name->type == SSH_X509_NAME_DN || name->type == SSH_X509_NAME_DIRECTORY) return ssh_dn_der_to_ldap(name->der);
+  if (name->type == SSH_X509_NAME_REGISTERED_ID) return ssh_ber_oid_text({name->data});
+  return text_of(name->text);
+}
+
+bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshPool &pool, SshX509Name **list) {
+  bool empty = false;
+  if (!node || !ssh_dn_check_der(node.der(), &empty)) return false;
+  if (empty) return true;
+  auto *name = pool.make<SshX509Name>();
+  name->type = type;
+  name->der = node.der();
+  ssh_x509_name_add(list, name);
+  return true;
+}
+
+// GeneralName ::= CHOICE {
+//      otherName                 [0]  OtherName,
+//      rfc822Name                [1]  IA5String,
+//      dNSName                   [2]  IA5String,
+//      x400Address               [3]  ORAddress,
+//      directoryName             [4]  Name,
+//      ediPartyName              [5]  EDIPartyName,
+//      uniformResourceIdentifier [6]  IA5String,
+//      iPAddress                 [7]  OCTET STRING,
+//      registeredID              [8]  OBJECT IDENTIFIER }                   RFC 5280, 4.2.1.6
+bool ssh_x509_name_decode_general(SshAsn1Node node, SshPool &pool, SshX509Name **list) {
+  int which = -1;
+  SshAsn1Node other, x400, directory, edi;
+  Bytes email, dns, uri, ip;
+  SshOid id;
+  if (ssh_asn1_read_node(node,
+                         "(choice(any (0))(ia5-string (1))(ia5-string (2))(any (3))(any (e 4))(any (5))"
+                         "(ia5-string (6))(octet-string (7))(object-identifier (8)))"_asn1,
+                         &which, &other, &email, &dns, &x400, &directory, &edi, &uri, &ip, &id) != SSH_ASN1_OK) {
+    return false;
+  }
+  const SshX509NameType type = kAlternatives[which];
+  if (type == SSH_X509_NAME_DIRECTORY) return ssh_x509_name_decode_dn(directory, type, pool, list);
+
+  auto *name = pool.make<SshX509Name>();
+  name->type = type;
+  name->der = node.der();
+  if (type == SSH_X509_NAME_OTHER) name->data = node.der();
+  if (type == SSH_X509_NAME_EMAIL) name->text = email;
+  if (type == SSH_X509_NAME_DNS) name->text = dns;
+  if (type == SSH_X509_NAME_URI) name->text = uri;
+  if (type == SSH_X509_NAME_IP) name->data = ip;
+  if (type == SSH_X509_NAME_REGISTERED_ID) name->data = id.octets;
+  name->data_length = static_cast<uint32_t>(name->data.size());
+  ssh_x509_name_add(list, name);
+  return true;
+}
+
+// GeneralNames ::= SEQUENCE SIZE (1..MAX) OF GeneralName, also under an implicit tag
+bool ssh_x509_name_decode_general_names(SshAsn1Node node, SshPool &pool, SshX509Name **list) {
+  SshAsn1Node name;
+  if (ssh_asn1_read_node(node, "(sequence (*) (any ()))"_asn1, &name) != SSH_ASN1_OK) return false;
+  for (; name; name = ssh_asn1_node_next(name)) {
+    if (!ssh_x509_name_decode_general(name, pool, list)) return false;
+  }
+  return true;
+}

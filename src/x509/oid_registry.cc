@@ -1,0 +1,278 @@
+#include "x509/oid_registry.h"
+
+#include <array>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+// Entry is a row as it is written below; the compiler adds the encoded identifier.
+struct Entry {
+  const char *oid;
+  const char *name;
+  const char *description;
+  const SshOidKeyType *key_type = nullptr;
+  const char *key_scheme = nullptr;
+  uint32_t code = 0;
+};
+
+constexpr SshOidKeyType kRsa = {.code = 1, .usage = 0xF0, .ca_usage = 0xF6};
+constexpr SshOidKeyType kDsa = {.code = 2, .usage = 0xC0, .ca_usage = 0xC6};
+constexpr SshOidKeyType kDh = {.code = 4, .usage = 0x10009, .ca_usage = 0x10009};
+
+constexpr const char *kRsaScheme = "if-modn{sign{rsa-pkcs1-md5},encrypt{rsa-pkcs1-none}}";
+constexpr const char *kDsaScheme = "dl-modp{sign{dsa-nist-sha1}}";
+
+// clang-format off
+constexpr Entry kPublicKeys[] = {
+    {.oid = "1.2.840.113549.1.1.1", .name = "rsaEncryption", .description = kRsaScheme,    .key_type = &kRsa},
+    {.oid = "2.5.8.1",              .name = "rsa",           .description = kRsaScheme,    .key_type = &kRsa},
+    {.oid = "1.2.840.10040.4.1",    .name = "dsaEncryption", .description = kDsaScheme,    .key_type = &kDsa},
+    {.oid = "1.3.14.3.2.12",        .name = "dsaEncryption", .description = kDsaScheme,    .key_type = &kDsa},
+    {.oid = "1.2.840.10046.2.1",    .name = "diffieHellman", .description = "dl-modp{dh}", .key_type = &kDh},
+};
+
+// 1.3.14.3.2.29 stands twice: by identifier the first row is found, the second by its name alone.
+constexpr Entry kSignatures[] = {
+    {.oid = "1.3.14.7.2.3.2", .name = "elgamalWithMD2", .description = "elgamal-none-md2",
+     .key_scheme = "dl-modp{sign{elgamal-none-md2}}", .code = 3},
+    {.oid = "1.3.14.3.2.29", .name = "rsaWithSHA-1", .description = "rsa-nist-sha1",
+     .key_scheme = "if-modn{sign{rsa-nist-sha1}}", .code = 1},
+    {.oid = "1.3.14.3.2.29", .name = "rsaWithSHA", .description = "rsa-nist-sha",
+     .key_scheme = "if-modn{sign{rsa-nist-sha}}", .code = 1},
+    {.oid = "1.2.840.10040.4.3", .name = "dsaWithSHA-1", .description = "dsa-nist-sha1",
+     .key_scheme = "dl-modp{sign{dsa-nist-sha1}}", .code = 2},
+    {.oid = "1.3.14.3.2.27", .name = "dsaWithSHA-1", .description = "dsa-nist-sha1",
+     .key_scheme = "dl-modp{sign{dsa-nist-sha1}}", .code = 2},
+    {.oid = "1.3.14.3.2.13", .name = "dsaWithSHA", .description = "dsa-nist-sha",
+     .key_scheme = "dl-modp{sign{dsa-nist-sha}}", .code = 2},
+    {.oid = "1.2.840.113549.1.1.2", .name = "md2WithRSAEncryption", .description = "rsa-pkcs1-md2",
+     .key_scheme = "if-modn{sign{rsa-pkcs1-md2},encrypt{rsa-pkcs1-none}}", .code = 1},
+    {.oid = "1.2.840.113549.1.1.3", .name = "md4WithRSAEncryption", .description = "rsa-pkcs1-md4",
+     .key_scheme = "if-modn{sign{rsa-pkcs1-md4},encrypt{rsa-pkcs1-none}}", .code = 1},
+    {.oid = "1.2.840.113549.1.1.4", .name = "md5WithRSAEncryption", .description = "rsa-pkcs1-md5",
+     .key_scheme = "if-modn{sign{rsa-pkcs1-md5},encrypt{rsa-pkcs1-none}}", .code = 1},
+    {.oid = "1.2.840.113549.1.1.5", .name = "sha1WithRSAEncryption", .description = "rsa-pkcs1-sha1",
+     .key_scheme = "if-modn{sign{rsa-pkcs1-sha1},encrypt{rsa-pkcs1-none}}", .code = 1},
+};
+
+// The code is the extension's kind; 23 are identifiers known to occur, accepted unless critical.
+constexpr Entry kExtensions[] = {
+    {.oid = "2.5.29.35",             .name = "authorityKeyIdentifier",     .description = "authority key identifier",     .code = 0},
+    {.oid = "2.5.29.14",             .name = "subjectKeyIdentifier",       .description = "subject key identifier",       .code = 1},
+    {.oid = "2.5.29.15",             .name = "keyUsage",                   .description = "key usage",                    .code = 2},
+    {.oid = "2.5.29.16",             .name = "privateKeyUsagePeriod",      .description = "private key usage period",     .code = 3},
+    {.oid = "2.5.29.32",             .name = "certificatePolicies",        .description = "certificate policies",         .code = 4},
+    {.oid = "2.5.29.33",             .name = "policyMappings",             .description = "policy mappings",              .code = 5},
+    {.oid = "2.5.29.17",             .name = "subjectAlternativeName",     .description = "subject alternative name",     .code = 6},
+    {.oid = "2.5.29.18",             .name = "issuerAlternativeName",      .description = "issuer alternative name",      .code = 7},
+    {.oid = "2.5.29.9",              .name = "subjectDirectoryAttributes", .description = "subject directory attributes", .code = 8},
+    {.oid = "2.5.29.19",             .name = "basicConstraints",           .description = "basic constraints",            .code = 9},
+    {.oid = "2.5.29.30",             .name = "nameConstraints",            .description = "name constraints",             .code = 10},
+    {.oid = "2.5.29.36",             .name = "policyConstraints",          .description = "policy constraints",           .code = 11},
+    {.oid = "1.3.6.1.5.5.7.1",       .name = "privateInternetExtensions",  .description = "private internet extensions",  .code = 12},
+    {.oid = "1.3.6.1.5.5.7.1.1",     .name = "authorityInformationAccess", .description = "authority information access", .code = 13},
+    {.oid = "2.5.29.31",             .name = "CRLDistributionPoints",      .description = "CRL distribution points",      .code = 14},
+    {.oid = "2.5.29.37",             .name = "extendedKeyUsage",           .description = "extended key usage",           .code = 15},
+    {.oid = "2.5.29.20",             .name = "crlNumber",                  .description = "crl number",                   .code = 19},
+    {.oid = "2.5.29.28",             .name = "issuingDistributionPoint",   .description = "issuing distribution point",   .code = 20},
+    {.oid = "2.5.29.27",             .name = "deltaCRLIndicator",          .description = "delta crl indicator",          .code = 21},
+    {.oid = "2.5.29.29",             .name = "certificateIssuer",          .description = "certificate issuer",           .code = 22},
+    {.oid = "2.5.29.21",             .name = "crlReason",                  .description = "crl reason",                   .code = 16},
+    {.oid = "2.5.29.23",             .name = "holdInstructionCode",        .description = "hold instruction code",        .code = 17},
+    {.oid = "2.5.29.24",             .name = "invalidityDate",             .description = "invalidity date",              .code = 18},
+    {.oid = "2.5.29.1",              .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = 23},
+    {.oid = "2.5.29.2",              .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = 23},
+    {.oid = "2.5.29.10",             .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = 23},
+    {.oid = "2.5.29.25",             .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = 23},
+    {.oid = "1.2.840.113533.7.65.0", .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = 23},
+};
+
+// Deliberately, 2.5.4.5 is STREET, although X.520 makes it the serial number: stored names and
+// clients' texts have it so.
+constexpr Entry kAttributes[] = {
+    {.oid = "2.5.4.6",                    .name = "C",       .description = "country",                     .code = 0},
+    {.oid = "2.5.4.7",                    .name = "L",       .description = "locality name",               .code = 1},
+    {.oid = "2.5.4.5",                    .name = "STREET",  .description = "street address",              .code = 2},
+    {.oid = "2.5.4.8",                    .name = "ST",      .description = "state or province name",      .code = 3},
+    {.oid = "2.5.4.10",                   .name = "O",       .description = "organization",                .code = 4},
+    {.oid = "2.5.4.11",                   .name = "OU",      .description = "organization unit",           .code = 5},
+    {.oid = "2.5.4.3",                    .name = "CN",      .description = "common name",                 .code = 6},
+    {.oid = "1.2.840.113549.1.9.1",       .name = "MAILTO",  .description = "PKCS 9 email address",        .code = 7},
+    {.oid = "1.2.840.113549.1.9.2",       .name = "UN",      .description = "PKCS 9 unstructured name",    .code = 8},
+    {.oid = "2.5.4.4",                    .name = "S",       .description = "surname",                     .code = 9},
+    {.oid = "2.5.4.12",                   .name = "T",       .description = "title",                       .code = 10},
+    {.oid = "2.5.4.41",                   .name = "N",       .description = "name",                        .code = 11},
+    {.oid = "2.5.4.42",                   .name = "G",       .description = "given name",                  .code = 12},
+    {.oid = "2.5.4.43",                   .name = "I",       .description = "initials",                    .code = 13},
+    {.oid = "2.5.4.44",                   .name = "GQ",      .description = "generation qualifier",        .code = 14},
+    {.oid = "2.5.4.45",                   .name = "UI",      .description = "X.500 unique identifier",     .code = 15},
+    {.oid = "2.5.4.46",                   .name = "DNQ",     .description = "dn qualifier",                .code = 16},
+    {.oid = "1.2.840.113549.1.9.8",       .name = "UA",      .description = "PKCS 9 unstructured address", .code = 17},
+    {.oid = "2.5.4.54",                   .name = "dmdName", .description = "directory management domain", .code = 18},
+    {.oid = "0.9.2342.19200300.100.1.25", .name = "DC",      .description = "domain component",            .code = 19},
+};
+
+constexpr Entry kPkcs9[] = {
+    {.oid = "1.2.840.113549.1.9.1",  .name = "emailAddress",                  .description = "PKCS 9 email address",                   .code = 0},
+    {.oid = "1.2.840.113549.1.9.2",  .name = "unstructuredName",              .description = "PKCS 9 unstructured name",               .code = 1},
+    {.oid = "1.2.840.113549.1.9.3",  .name = "contentType",                   .description = "PKCS 9 content type",                    .code = 2},
+    {.oid = "1.2.840.113549.1.9.4",  .name = "messageDigest",                 .description = "PKCS 9 message digest",                  .code = 3},
+    {.oid = "1.2.840.113549.1.9.6",  .name = "counterSignature",              .description = "PKCS 9 counter signature",               .code = 4},
+    {.oid = "1.2.840.113549.1.9.7",  .name = "challengePassword",             .description = "PKCS 9 challenge password",              .code = 5},
+    {.oid = "1.2.840.113549.1.9.8",  .name = "unstructuredAddress",           .description = "PKCS 9 unstructured address",            .code = 6},
+    {.oid = "1.2.840.113549.1.9.9",  .name = "extendedCertificateAttributes", .description = "PKCS 9 extended certificate attributes", .code = 7},
+    {.oid = "1.2.840.113549.1.9.14", .name = "extensionReq",                  .description = "PKCS 9 extension request",               .code = 8},
+};
+
+constexpr Entry kOther[] = {
+    {.oid = "1.3.6.1.4.1.311.2.1.14", .name = "catExtension", .description = "Microsoft Cat Extension"},
+};
+
+constexpr Entry kHold[] = {
+    {.oid = "1.2.840.10040.2",   .name = "holdInstruction",           .description = "hold instruction"},
+    {.oid = "1.2.840.10040.2.1", .name = "holdInstructionNone",       .description = "hold instruction none"},
+    {.oid = "1.2.840.10040.2.2", .name = "holdInstructionCallIssuer", .description = "hold instruction call issuer"},
+    {.oid = "1.2.840.10040.2.3", .name = "holdInstructionReject",     .description = "hold instruction reject"},
+};
+
+constexpr Entry kQualifiers[] = {
+    {.oid = "1.3.6.1.5.5.7.2",   .name = "pkix-id-qt",         .description = "policy qualifier type", .code = 0},
+    {.oid = "1.3.6.1.5.5.7.2.1", .name = "pkix-id-qt-cps",     .description = "policy qualifier id",   .code = 1},
+    {.oid = "1.3.6.1.5.5.7.2.2", .name = "pkix-id-qt-unotice", .description = "user notice",           .code = 2},
+};
+// clang-format on
+
+// Table is a kind's rows, ended by one without identifier, and an index over them: rows are chained
+// by the last octet of their identifiers, each chain in the order of the table, so that the first
+// of equal rows is met first.
+constexpr uint32_t kChains = 64;
+template <size_t N>
+struct Table {
+  std::array<SshOidRow, N + 1> rows;
+  uint8_t chains[kChains];  // the first row, N for none
+  uint8_t next[N];
+};
+
+constexpr uint32_t chain_of(uint8_t last_octet) { return last_octet % kChains; }
+
+template <const auto &Entries, size_t... I>
+consteval Table<sizeof...(I)> table_of(std::index_sequence<I...>) {
+  constexpr size_t kCount = sizeof...(I);
+  Table<kCount> table = {
+      {{{Entries[I].oid, Entries[I].name, Entries[I].description, Entries[I].key_type,
+         Entries[I].key_scheme, Entries[I].code, SshOidConstant(Entries[I].oid)}...,
+        {nullptr, nullptr, nullptr, nullptr, nullptr, 0, SshOidConstant("0.0")}}},
+      {},
+      {}};
+  for (uint8_t &first : table.chains) first = kCount;
+  for (size_t i = kCount; i-- > 0;) {
+    const SshOidConstant &encoded = table.rows[i].encoded;
+    uint8_t &first = table.chains[chain_of(encoded.octets[encoded.length - 1])];
+    table.next[i] = first;
+    first = static_cast<uint8_t>(i);
+  }
+  return table;
+}
+template <const auto &Entries>
+constexpr auto kTableOf = table_of<Entries>(std::make_index_sequence<std::size(Entries)>());
+
+// Kind is a table without its size.
+struct Kind {
+  SshOidKind kind;
+  const SshOidRow *rows;
+  const uint8_t *chains;
+  const uint8_t *next;
+  uint32_t count;
+
+  template <size_t N>
+  constexpr Kind(SshOidKind number, const Table<N> &table)
+      : kind(number), rows(table.rows.data()), chains(table.chains), next(table.next), count(N) {
+    static_assert(N < 255);
+  }
+};
+
+constexpr Kind kKinds[] = {
+    {SSH_OID_PUBLIC_KEY, kTableOf<kPublicKeys>},
+    {SSH_OID_SIGNATURE, kTableOf<kSignatures>},
+    {SSH_OID_EXTENSION, kTableOf<kExtensions>},
+    {SSH_OID_DN, kTableOf<kAttributes>},
+    {SSH_OID_PKCS9, kTableOf<kPkcs9>},
+    {SSH_OID_OTHER, kTableOf<kOther>},
+    {SSH_OID_HOLD, kTableOf<kHold>},
+    {SSH_OID_POLICY_QUALIFIER, kTableOf<kQualifiers>},
+};
+
+consteval bool kinds_in_order() {
+  for (uint32_t i = 0; i < std::size(kKinds); ++i) {
+    if (kKinds[i].kind != i) return false;
+  }
+  return std::size(kKinds) == SSH_OID_POLICY_QUALIFIER + 1;
+}
+static_assert(kinds_in_order());
+static_assert(std::size(kPublicKeys) == 5 && std::size(kSignatures) == 10 &&
+              std::size(kExtensions) == 28);
+static_assert(std::size(kAttributes) == 20 && std::size(kPkcs9) == 9 && std::size(kOther) == 1);
+static_assert(std::size(kHold) == 4 && std::size(kQualifiers) == 3);
+
+bool same_octets(const uint8_t *a, const uint8_t *b, size_t length) {
+  while (length > 0 && a[length - 1] == b[length - 1]) --length;  // the ends differ most
+  return length == 0;
+}
+
+// find_octets looks for an identifier in its shortest encoding.
+const SshOidRow *find_octets(const Kind &kind, const uint8_t *octets, size_t length) {
+  for (uint32_t i = kind.chains[chain_of(octets[length - 1])]; i != kind.count; i = kind.next[i]) {
+    const SshOidConstant &encoded = kind.rows[i].encoded;
+    if (encoded.length == length && same_octets(encoded.octets, octets, length))
+      return &kind.rows[i];
+  }
+  return nullptr;
+}
+
+// find_padded looks for an identifier some of whose arcs begin with needless 80 octets. Dotted text
+// does not show them, and identifiers are equal when their texts are; so they are dropped and the
+// rest is looked up.
+const SshOidRow *find_padded(const Kind &kind, Bytes octets) {
+  uint8_t shortest[sizeof(SshOidConstant::octets)];
+  size_t length = 0;
+  bool arc_starts = false;  // the first octet holds two arcs and is never padding
+  for (const uint8_t octet : octets) {
+    if (arc_starts && octet == 0x80) continue;
+    if (length == sizeof(shortest)) return nullptr;
+    shortest[length++] = octet;
+    arc_starts = length == 1 || octet < 0x80;
+  }
+  return ssh_ber_oid_is_valid(octets) ? find_octets(kind, shortest, length) : nullptr;
+}
+
+bool equal_ignoring_case(const char *a, const char *b) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+  while (*a && lower(*a) == lower(*b)) ++a, ++b;
+  return *a == *b;
+}
+
+}  // namespace
+
+const SshOidRow *ssh_oid_find_by_oid(const char *oid, SshOidKind kind) {
+  if (kind >= std::size(kKinds)) return nullptr;
+  for (const SshOidRow *row = kKinds[kind].rows; row->oid; ++row) {
+    if (std::strcmp(row->oid, oid) == 0) return row;
+  }
+  return nullptr;
+}
+
+const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind) {
+  if (!oid || kind >= std::size(kKinds)) return nullptr;
+  const SshOidRow *row = find_octets(kKinds[kind], oid.octets.data(), oid.octets.size());
+  if (row || !std::memchr(oid.octets.data(), 0x80, oid.octets.size())) return row;
+  return find_padded(kKinds[kind], oid.octets);
+}
+
+const SshOidRow *ssh_oid_find_by_std_name(const char *name, SshOidKind kind) {
+  if (kind >= std::size(kKinds)) return nullptr;
+  for (const SshOidRow *row = kKinds[kind].rows; row->oid; ++row) {
+    if (equal_ignoring_case(row->name, name)) return row;
+  }
+  return nullptr;
+}

@@ -1,0 +1,83 @@
+// CRL distribution points and the issuing distribution point.
+#include "x509/decoder.h"
+
+namespace {
+
+// DistributionPointName ::= CHOICE {
+//      fullName                [0] GeneralNames,
+//      nameRelativeToCRLIssuer [1] RelativeDistinguishedName }
+// `issuer` is the distinguished name that a relative name extends; null refuses a relative name.
+bool decode_point_name(SshAsn1Node node, SshX509PointName &name, auto find_issuer, SshPool &pool) {
+  int which = -1;
+  SshAsn1Node full, relative;
+  if (ssh_asn1_read_node(node, "(choice(any (0)) (any (e 1)))"_asn1, &which, &full, &relative) != SSH_ASN1_OK) {
+    return false;
+  }
+  if (which == 0) return ssh_x509_name_decode_general_names(full, pool, &name.full);
+  if (!ssh_dn_check_rdn_der(relative.list())) return false;
+  const SshX509Name *issuer = find_issuer();
+  if (!issuer) return false;
+  name.relative_issuer = issuer->der;
+  name.relative = relative.list();
+  return true;
+}
+
+}  // namespace
+
+bool ssh_x509_point_name_expand(const SshX509PointName &name, SshDN *dn) {
+  return !name.relative.empty() && ssh_dn_decode_der(name.relative_issuer, dn) &&
+         ssh_dn_decode_rdn_der(name.relative, dn);
+}
+
+// CRLDistributionPoints ::= SEQUENCE SIZE (1..MAX) OF DistributionPoint
+// DistributionPoint ::= SEQUENCE {
+//      distributionPoint [0] DistributionPointName OPTIONAL,
+//      reasons           [1] ReasonFlags           OPTIONAL,
+//      cRLIssuer         [2] GeneralNames          OPTIONAL }                 RFC 5280, 4.2.1.13
+bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names, SshX509DistributionPoint **list,
+                            SshX509Decoder &decoder) {
+  SshAsn1Node node;
+  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  const auto find_issuer = [&] { return ssh_x509_name_find(issuer_names, SSH_X509_NAME_DN); };
+  SshX509Tail points(list);
+  for (; node; node = ssh_asn1_node_next(node)) {
+    auto *point = decoder.pool.make<SshX509DistributionPoint>();
+    int has_name = 0, has_reasons = 0, has_issuer = 0;
+    SshAsn1Node name, issuer;
+    SshAsn1Bits reasons;
+    if (ssh_asn1_read_node(
+            node, "(sequence ()(optional(any (e 0)))(optional(bit-string (1)))(optional(any (2))))"_asn1, &has_name,
+            &name, &has_reasons, &reasons, &has_issuer, &issuer) != SSH_ASN1_OK) {
+      return false;
+    }
+    point->reasons = ssh_x509_bits_to_mask(reasons);
+    if (has_name && !decode_point_name(name, point->name, find_issuer, decoder.pool)) return false;
+    if (has_issuer && !ssh_x509_name_decode_general_names(issuer, decoder.pool, &point->crl_issuer)) return false;
+    points.append(point);
+  }
+  return true;
+}
+
+// IssuingDistributionPoint ::= SEQUENCE {
+//      distributionPoint          [0] DistributionPointName OPTIONAL,
+//      onlyContainsUserCerts      [1] BOOLEAN DEFAULT FALSE,
+//      onlyContainsCACerts        [2] BOOLEAN DEFAULT FALSE,
+//      onlySomeReasons            [3] ReasonFlags OPTIONAL,
+//      indirectCRL                [4] BOOLEAN DEFAULT FALSE }                 RFC 5280, 5.2.5
+// Finding the issuer for a relative name deliberately takes it, unlike in a certificate's distribution points.
+bool ssh_x509_decode_issuing_point(SshAsn1Node value, SshX509Name *issuer_names, SshX509IssuingDistPoint &point,
+                                   SshX509Decoder &decoder) {
+  int has_name = 0, has_user = 0, has_ca = 0, has_reasons = 0, has_indirect = 0;
+  SshAsn1Node name;
+  SshAsn1Bits reasons;
+  if (ssh_asn1_read_node(value,
+                         "(sequence ()(optional(any (e 0)))(optional(boolean (1)))(optional(boolean (2)))"
+                         "(optional(bit-string (3)))(optional(boolean (4))))"_asn1,
+                         &has_name, &name, &has_user, &point.only_user_certs, &has_ca, &point.only_ca_certs,
+                         &has_reasons, &reasons, &has_indirect, &point.indirect_crl) != SSH_ASN1_OK) {
+    return false;
+  }
+  point.only_some_reasons = ssh_x509_bits_to_mask(reasons);
+  const auto take_issuer = [&] { return ssh_x509_name_take(issuer_names, SSH_X509_NAME_DN); };
+  return !has_name || decode_point_name(name, point.name, take_issuer, decoder.pool);
+}

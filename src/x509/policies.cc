@@ -1,0 +1,105 @@
+// Certificate policies and their qualifiers.
+#include "x509/decoder.h"
+
+namespace {
+
+enum : uint32_t { kQualifierCps = 1, kQualifierUserNotice = 2 };  // codes of the registry's rows
+
+constexpr SshCharset kExplicitTextCharsets[] = {SSH_CHARSET_VISIBLE, SSH_CHARSET_BMP, SSH_CHARSET_UTF8};
+
+// NoticeReference ::= SEQUENCE {
+//      organization     DisplayText,
+//      noticeNumbers    SEQUENCE OF INTEGER }
+bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier, SshX509Decoder &decoder) {
+  SshAsn1Node numbers;
+  qualifier.organization.present = true;
+  if (ssh_asn1_read_node(node, "(sequence ()(ia5-string ())(sequence ()(any ())))"_asn1,
+                         &qualifier.organization.octets, &numbers) != SSH_ASN1_OK) {
+    return false;
+  }
+  for (SshAsn1Node n = numbers; n; n = ssh_asn1_node_next(n)) ++qualifier.notice_count;
+  if (qualifier.notice_count == 0) return true;
+
+  const size_t size = qualifier.notice_count * sizeof(uint32_t);
+  qualifier.notice_numbers = static_cast<uint32_t *>(decoder.pool.alloc(size, alignof(uint32_t)));
+  std::memset(qualifier.notice_numbers, 0, size);
+  for (SshAsn1Node n = numbers; n; n = ssh_asn1_node_next(n)) {
+    SshMpInt number;
+    if (ssh_asn1_read_node(n, "(integer ())"_asn1, &number) != SSH_ASN1_OK) return false;
+    if (number.bits() > 16) return false;
+    // Deliberately always the first slot: applications have come to read the last number there.
+    qualifier.notice_numbers[0] = number.low32();
+  }
+  return true;
+}
+
+// UserNotice ::= SEQUENCE {
+//      noticeRef        NoticeReference OPTIONAL,
+//      explicitText     DisplayText OPTIONAL }
+// The first element is taken as the reference whatever it is, so a notice of an explicit text alone is refused;
+// deliberate, as the set of certificates that are accepted must stay what it was.
+bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier, SshX509Decoder &decoder) {
+  int has_reference = 0, has_text = 0;
+  SshAsn1Node reference, text;
+  if (ssh_asn1_read_node(node, "(sequence ()(optional(any ()))(optional(any ())))"_asn1, &has_reference, &reference,
+                         &has_text, &text) != SSH_ASN1_OK) {
+    return false;
+  }
+  if (has_reference && !decode_notice_reference(reference, qualifier, decoder)) return false;
+  if (!has_text) return true;
+
+  int which = -1;
+  Bytes texts[3];
+  if (ssh_asn1_read_node(text, "(choice(visible-string ())(bmp-string ())(utf8-string ()))"_asn1, &which, &texts[0],
+                         &texts[1], &texts[2]) != SSH_ASN1_OK) {
+    return false;
+  }
+  qualifier.explicit_text = {kExplicitTextCharsets[which], texts[which], true};
+  return true;
+}
+
+// PolicyQualifierInfo ::= SEQUENCE {
+//      policyQualifierId  PolicyQualifierId,
+//      qualifier          ANY DEFINED BY policyQualifierId }
+bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier, SshX509Decoder &decoder) {
+  SshAsn1Node value;
+  if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &qualifier.id, &value) !=
+      SSH_ASN1_OK) {
+    return false;
+  }
+  const SshOidRow *row = ssh_oid_find_encoded(qualifier.id, SSH_OID_POLICY_QUALIFIER);
+  if (!row) return decoder.refuse("an unknown policy qualifier", node.data, qualifier.id);
+  if (row->code == kQualifierUserNotice) return decode_user_notice(value, qualifier, decoder);
+  if (row->code != kQualifierCps) return false;
+  qualifier.cps_uri.present = true;
+  return ssh_asn1_read_node(value, "(ia5-string ())"_asn1, &qualifier.cps_uri.octets) == SSH_ASN1_OK;
+}
+
+}  // namespace
+
+// CertificatePolicies ::= SEQUENCE SIZE (1..MAX) OF PolicyInformation
+// PolicyInformation ::= SEQUENCE {
+//      policyIdentifier   CertPolicyId,
+//      policyQualifiers   SEQUENCE SIZE (1..MAX) OF PolicyQualifierInfo OPTIONAL }    RFC 5280, 4.2.1.4
+bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list, SshX509Decoder &decoder) {
+  SshAsn1Node node;
+  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  SshX509Tail policies(list);
+  for (; node; node = ssh_asn1_node_next(node)) {
+    auto *policy = decoder.pool.make<SshX509PolicyInfo>();
+    int has_qualifiers = 0;
+    SshAsn1Node item;
+    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(optional (sequence () (any ()))))"_asn1,
+                           &policy->id, &has_qualifiers, &item) != SSH_ASN1_OK) {
+      return false;
+    }
+    SshX509Tail qualifiers(&policy->qualifiers);
+    for (; item; item = ssh_asn1_node_next(item)) {
+      auto *qualifier = decoder.pool.make<SshX509PolicyQualifier>();
+      if (!decode_qualifier(item, *qualifier, decoder)) return false;
+      qualifiers.append(qualifier);
+    }
+    policies.append(policy);
+  }
+  return true;
+}

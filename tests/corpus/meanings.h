@@ -1,0 +1,210 @@
+// What a decoded record says, in the words of the corpus tables: instants, names, and one line an
+// extension. A new extension kind is a case of read_meaning.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "support/samples.h"
+
+namespace meanings {
+
+// instant gives a time as the tables write it without its first letter: in UTC.
+inline std::string instant(const SshBerTime &time) {
+  using namespace std::chrono;
+  const auto zone = minutes(time.tz_hours * 60 + time.tz_minutes);
+  const auto day = sys_days(year(static_cast<int>(time.year)) / static_cast<int>(time.month) /
+                            static_cast<int>(time.day));
+  const auto at = day + hours(time.hour) + minutes(time.minute) + seconds(time.second) -
+                  (time.tz_plus ? zone : -zone);
+  const year_month_day date(floor<days>(at));
+  const hh_mm_ss clock(at - floor<days>(at));
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d%02u%02u%02ld%02ld%02ldZ", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<long>(clock.hours().count()),
+                static_cast<long>(clock.minutes().count()),
+                static_cast<long>(clock.seconds().count()));
+  return text;
+}
+
+inline std::string fact_instant(const std::string &cell) {
+  return cell.empty() ? "" : cell.substr(1);
+}
+
+// The meanings of extensions in the words of extensions.tsv.
+
+inline std::string oid_of(SshOid oid) { return der::oid_text(oid.octets); }
+
+inline std::string meaning(const SshX509Name &name) {
+  const std::string whole = hex(name.der);
+  const auto element = der::children(name.der);
+  switch (name.type) {
+    case SSH_X509_NAME_EMAIL:
+      return "email=" + std::string(ssh_bytes_text(name.text));
+    case SSH_X509_NAME_DNS:
+      return "dns=" + std::string(ssh_bytes_text(name.text));
+    case SSH_X509_NAME_URI:
+      return "uri=" + std::string(ssh_bytes_text(name.text));
+    case SSH_X509_NAME_DIRECTORY:
+      return "dn=" + whole;
+    case SSH_X509_NAME_IP:
+      return "ip=" + hex(name.data);
+    case SSH_X509_NAME_REGISTERED_ID:
+      return "rid=" + der::oid_text(name.data);
+    case SSH_X509_NAME_X400:
+      return "x400=" + hex(element[0].content);
+    case SSH_X509_NAME_EDI_PARTY:
+      return "edi=" + hex(element[0].content);
+    case SSH_X509_NAME_OTHER:
+      break;
+    default:
+      return "?";
+  }
+  const auto parts = der::children(element[0].content);
+  return "other=" + der::oid_text(parts[0].content) + ":" + hex(parts[1].content);
+}
+
+// names lists the general names of a list, oldest first.
+inline std::string names(const SshX509Name *list) {
+  std::string text;
+  for (; list; list = list->next) {
+    if (list->type == SSH_X509_NAME_DN || list->type == SSH_X509_NAME_UNIQUE_ID) continue;
+    text = meaning(*list) + (text.empty() ? "" : "|") + text;
+  }
+  return text;
+}
+
+template <class T, class Text>
+inline std::string list_of(const T *list, const char *separator, Text text) {
+  std::string all;
+  for (const T *item = list; item; item = item->next)
+    all += (item == list ? "" : separator) + text(*item);
+  return all;
+}
+
+// bit_numbers lists the bits of a mask as ASN.1 numbers them.
+inline std::string bit_numbers(uint32_t mask) {
+  std::string text;
+  for (uint32_t i = 0; i < 32; ++i) {
+    if (mask >> (i / 8 * 8 + 7 - i % 8) & 1) text += (text.empty() ? "" : ",") + std::to_string(i);
+  }
+  return text;
+}
+
+inline void add(std::string &text, const std::string &part) {
+  text += (text.empty() ? "" : ";") + part;
+}
+
+inline std::string meaning(const SshX509KeyId &id) {
+  std::string text;
+  if (!id.key_id.empty()) add(text, "keyid=" + hex(id.key_id));
+  if (id.issuer) add(text, "issuer=" + names(id.issuer));
+  if (!(id.serial == SshMpInt(-1))) add(text, "serial=" + sample::decimal(id.serial));
+  return text;
+}
+
+inline std::string meaning(const SshX509PointName &name) {
+  if (name.full) return "full=" + names(name.full);
+  return name.relative.empty() ? "" : "relative=" + hex(name.relative);
+}
+
+inline std::string meaning(const SshX509DistributionPoint &point) {
+  std::string text = meaning(point.name);
+  if (point.reasons) add(text, "reasons=" + bit_numbers(point.reasons));
+  if (point.crl_issuer) add(text, "issuer=" + names(point.crl_issuer));
+  return "[" + text + "]";
+}
+
+inline std::string meaning(const SshX509IssuingDistPoint &point) {
+  std::string text = meaning(point.name);
+  if (point.only_user_certs) add(text, "user=1");
+  if (point.only_ca_certs) add(text, "ca=1");
+  if (point.only_some_reasons) add(text, "reasons=" + bit_numbers(point.only_some_reasons));
+  if (point.indirect_crl) add(text, "indirect=1");
+  return text;
+}
+
+inline std::string meaning(const SshX509PolicyInfo &policy) {
+  if (!policy.qualifiers) return oid_of(policy.id);
+  return oid_of(policy.id) + "{" +
+         list_of(policy.qualifiers, ",", [](const auto &q) { return oid_of(q.id); }) + "}";
+}
+
+inline std::string period(const SshX509Cert &cert) {
+  std::string text;
+  if (cert.key_not_before.year) add(text, "from=" + instant(cert.key_not_before));
+  if (cert.key_not_after.year) add(text, "to=" + instant(cert.key_not_after));
+  return text;
+}
+
+// read_meaning says what the record holds for an extension kind; "-" if nothing can be compared.
+inline std::string read_meaning(const SshX509Cert &cert, uint32_t kind) {
+  const auto path = [&] {
+    return cert.path_length == SSH_X509_NO_LIMIT ? "-" : std::to_string(cert.path_length);
+  };
+  switch (kind) {
+    case 0:
+      return meaning(*cert.authority_key_id);
+    case 1:
+      return hex(cert.subject_key_id->key_id);
+    case 2:
+      return bit_numbers(cert.key_usage);
+    case 3:
+      return period(cert);
+    case 4:
+      return list_of(cert.policies, " ", [](const auto &p) { return meaning(p); });
+    case 5:
+      return list_of(cert.policy_mappings, " ", [](const auto &m) {
+        return oid_of(m.issuer_policy) + "=" + oid_of(m.subject_policy);
+      });
+    case 6:
+      return names(cert.subject_names);
+    case 7:
+      return names(cert.issuer_names);
+    case 8:
+      return list_of(cert.directory_attributes, " ", [](const auto &a) { return oid_of(a.type); });
+    case 9:
+      return "ca=" + std::to_string(cert.ca) + ";path=" + path();
+    case 13:
+      return list_of(cert.authority_info_access, "|",
+                     [](const auto &a) { return oid_of(a.method) + ">" + names(a.location); });
+    case 14:
+      return list_of(cert.distribution_points, "", [](const auto &p) { return meaning(p); });
+    case 15:
+      return list_of(cert.extended_key_usage, " ", [](const auto &k) { return oid_of(k.id); });
+    default:
+      return "-";
+  }
+}
+
+inline std::string read_meaning(const SshX509Crl &crl, uint32_t kind) {
+  if (kind == 0) return meaning(*crl.authority_key_id);
+  if (kind == 7) return names(crl.issuer_names);
+  if (kind == 19) return sample::decimal(crl.crl_number);
+  if (kind == 20) return meaning(*crl.issuing_point);
+  return kind == 21 ? sample::decimal(crl.delta_crl) : "-";
+}
+
+inline std::string read_meaning(const SshX509RevokedEntry &entry, uint32_t kind) {
+  if (kind == 16) return std::to_string(entry.reason);
+  if (kind == 17) return oid_of(entry.hold_instruction);
+  if (kind == 18) return instant(entry.invalidity_date);
+  return kind == 22 ? names(entry.certificate_issuer) : "-";
+}
+
+// unescaped undoes the tables' %XX, and drops the one field of issuing distribution points that the
+// library, older than it, does not know.
+inline std::string unescaped(std::string text) {
+  constexpr std::string_view kAttributeCerts = ";attribute=1";
+  if (text.ends_with(kAttributeCerts)) text.erase(text.size() - kAttributeCerts.size());
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const auto octet = text[i] == '%' && i + 2 < text.size() ? unhex(text.substr(i + 1, 2)) : Der{};
+    out += octet.empty() ? text[i] : static_cast<char>(octet[0]);
+    if (!octet.empty()) i += 2;
+  }
+  return out;
+}
+
+}  // namespace meanings

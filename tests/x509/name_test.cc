@@ -1,0 +1,114 @@
+#include "x509/name.h"
+
+#include <gtest/gtest.h>
+
+#include "support/samples.h"
+
+namespace {
+
+using sample::own_text;
+using NameTest = sample::Balanced;
+
+// Subject gives a certificate's other subject names, in the order of the list: newest first.
+struct Subject {
+  sample::Cert cert;
+  explicit Subject(const std::vector<Der> &names)
+      : cert(sample::with_extension("2.5.29.17", der::seq(names))) {}
+  explicit operator bool() const { return static_cast<bool>(cert); }
+  [[nodiscard]] SshX509Name *first() const { return cert->subject_names; }
+};
+
+TEST_F(NameTest, GeneralNames) {
+  const Der kOther =
+      der::tlv(0xA0, der::join({der::oid("1.2.3"), der::wrap(0, der::text(0x0C, "x"))}));
+  const struct {
+    const char *why;
+    Der name;
+    SshX509NameType type;
+    const char *text;
+    std::string data;
+    bool whole_der = true;
+  } rows[] = {
+      {"other name", kOther, SSH_X509_NAME_OTHER, "(null)", hex(kOther)},
+      {"primitive other name", der::text(0x80, "x"), SSH_X509_NAME_OTHER, "(null)", "800178"},
+      {"mail", der::text(0x81, "a@b"), SSH_X509_NAME_EMAIL, "a@b", ""},
+      {"host", der::text(0x82, "b.example"), SSH_X509_NAME_DNS, "b.example", ""},
+      {"host without letters", der::text(0x82, ""), SSH_X509_NAME_DNS, "(null)", ""},
+      {"X.400", der::wrap(3, der::null()), SSH_X509_NAME_X400, "(null)", ""},
+      {"EDI", der::wrap(5, der::null()), SSH_X509_NAME_EDI_PARTY, "(null)", ""},
+      {"address", der::text(0x86, "http://c/"), SSH_X509_NAME_URI, "http://c/", ""},
+      {"IP", der::tlv(0x87, unhex("7F000001")), SSH_X509_NAME_IP, "(null)", "7f000001"},
+      {"IP of any length", der::tlv(0x87, {}), SSH_X509_NAME_IP, "(null)", ""},
+      {"identifier", der::tlv(0x88, unhex("2A030405")), SSH_X509_NAME_REGISTERED_ID, "1.2.3.4.5",
+       "2a030405"},
+  };
+  for (const auto &row : rows) {
+    const Subject subject({row.name});
+    ASSERT_TRUE(subject) << row.why;
+    const SshX509Name *name = subject.first();
+    EXPECT_EQ(name->type, row.type) << row.why;
+    EXPECT_EQ(own_text(ssh_x509_name_text(name)), row.text) << row.why;
+    EXPECT_EQ(hex(name->data), row.data) << row.why;
+    EXPECT_EQ(hex(name->der), hex(row.name)) << row.why;
+    EXPECT_EQ(name->taken, 0u);
+  }
+  const Subject directory({der::wrap(4, der::common_name("D"))});
+  ASSERT_TRUE(directory);
+  EXPECT_EQ(directory.first()->type, SSH_X509_NAME_DIRECTORY);
+  EXPECT_EQ(hex(directory.first()->der), hex(der::common_name("D")));
+  EXPECT_EQ(own_text(ssh_x509_name_text(directory.first())), "CN=D");
+  EXPECT_EQ(Subject({der::wrap(4, der::seq({}))}).first()->type, SSH_X509_NAME_DN)
+      << "an empty name adds no entry";
+}
+
+TEST_F(NameTest, GeneralNamesThatAreRefused) {
+  const struct {
+    const char *why;
+    Der name;
+  } rows[] = {
+      {"no alternative", der::tlv(0x89, {})},
+      {"a universal string", der::text(0x16, "a@b")},
+      {"a directory name without a name", der::wrap(4, {})},
+      {"a directory name that is none", der::wrap(4, der::null())},
+      {"a directory name with a bad value", der::wrap(4, der::seq({der::set({der::null()})}))},
+      {"an identifier without arcs", der::tlv(0x88, {})},
+      {"an identifier that is cut", der::tlv(0x88, unhex("2A83"))},
+      {"mail of indefinite length", der::indefinite(0xA1, {der::null()})},
+  };
+  for (const auto &row : rows)
+    EXPECT_FALSE(Subject({der::text(0x82, "good"), row.name})) << row.why;
+}
+
+TEST_F(NameTest, ListsReadNewestFirst) {
+  const Subject subject({der::text(0x82, "one"), der::text(0x81, "mail"), der::text(0x82, "two")});
+  ASSERT_TRUE(subject);
+  std::string order;
+  for (const SshX509Name *n = subject.first(); n; n = n->next)
+    order += own_text(ssh_x509_name_text(n)) + " ";
+  EXPECT_EQ(order, "two mail one CN=Subject ");
+
+  SshX509Name *list = subject.first();
+  EXPECT_EQ(ssh_x509_name_find(list, SSH_X509_NAME_DNS), list);
+  EXPECT_EQ(ssh_x509_name_find(list, SSH_X509_NAME_URI), nullptr);
+  EXPECT_EQ(list->taken, 0u);
+  EXPECT_EQ(ssh_x509_name_take(list, SSH_X509_NAME_DNS), list);
+  EXPECT_EQ(own_text(ssh_x509_name_text(ssh_x509_name_take(list, SSH_X509_NAME_DNS))), "one");
+  EXPECT_EQ(ssh_x509_name_take(list, SSH_X509_NAME_DNS), nullptr);
+  EXPECT_EQ(ssh_x509_name_find(list, SSH_X509_NAME_DNS), list)
+      << "finding does not look at the mark";
+  ssh_x509_name_reset(list);
+  EXPECT_EQ(ssh_x509_name_take(list, SSH_X509_NAME_DNS), list);
+  EXPECT_EQ(ssh_x509_name_take(nullptr, SSH_X509_NAME_DNS), nullptr);
+}
+
+TEST_F(NameTest, ChainsAreAddedAtTheHead) {
+  SshX509Name a, b, c;
+  b.next = &c;
+  SshX509Name *list = &a;
+  ssh_x509_name_add(&list, &b);
+  EXPECT_EQ(list, &b);
+  EXPECT_EQ(c.next, &a);
+  EXPECT_EQ(a.next, nullptr);
+}
+
+}  // namespace

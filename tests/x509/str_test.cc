@@ -1,0 +1,324 @@
+#include "x509/str.h"
+
+#include <gtest/gtest.h>
+#include <iconv.h>
+
+#include <set>
+#include <string>
+
+#include "support/hex.h"
+#include "util/fatal.h"
+#include "util/mem.h"
+
+namespace {
+
+// Strings fails a test that leaves a block behind.
+class Strings : public testing::Test {
+ protected:
+  void TearDown() override { EXPECT_EQ(ssh_mem_blocks(), before_); }
+  int64_t before_ = ssh_mem_blocks();
+};
+using StringsDeathTest = Strings;
+
+SshStrOwner make(int32_t charset, Bytes octets) {
+  auto *data =
+      octets.empty() ? nullptr : static_cast<uint8_t *>(ssh_xmemdup(octets.data(), octets.size()));
+  return SshStrOwner(ssh_str_make(charset, data, octets.size()));
+}
+SshStrOwner make(int32_t charset, std::string_view text) {
+  return make(charset, ssh_text_bytes(text));
+}
+SshStrOwner make_hex(int32_t charset, std::string_view digits) {
+  return make(charset, Bytes(unhex(digits)));
+}
+SshStrOwner of_letters(int32_t charset, std::initializer_list<uint32_t> letters) {
+  SshStrOwner str(ssh_str_allocate(charset, 0));
+  for (const uint32_t letter : letters) ssh_str_append_letter(str.get(), letter);
+  return str;
+}
+
+template <auto Get>
+std::string got(const SshStr *str) {
+  size_t length = 99;
+  const SshBlock octets(Get(str, &length));
+  if (!octets) return length == 0 ? "null" : "null with a length";
+  return hex({octets.get(), length});
+}
+constexpr auto wire = got<ssh_str_get>;
+constexpr auto canonical = got<ssh_str_get_canonical>;
+
+std::string letters(const SshStr *str) {
+  std::string text;
+  uint32_t letter;
+  for (uint32_t i = 0; ssh_str_get_letter(str, i, &letter); ++i) {
+    char one[16];
+    std::snprintf(one, sizeof(one), "%s%X", i ? " " : "", letter);
+    text += one;
+  }
+  return text;
+}
+
+TEST_F(Strings, WireOctetsAreReadAndWritten) {
+  const struct {
+    const char *why;
+    int32_t charset;
+    std::string_view octets;
+    std::string_view letters;
+    std::string_view back;  // "null": refused; empty: the same octets
+  } rows[] = {
+      {"bytes are taken as they are", SSH_CHARSET_PRINTABLE, "5f ff", "5F FF", ""},
+      {"no octets", SSH_CHARSET_T61, "", "", "null"},
+      {"BMP", SSH_CHARSET_BMP, "00e9 ffff", "E9 FFFF", ""},
+      {"BMP of odd length", SSH_CHARSET_BMP, "00e900", "", "null"},
+      {"BMP without letters", SSH_CHARSET_BMP, "", "", "null"},
+      {"universal", SSH_CHARSET_UNIVERSAL, "00010000 80000000", "10000 80000000", ""},
+      {"universal of length 6", SSH_CHARSET_UNIVERSAL, "000100000000", "", "null"},
+      {"two octets", SSH_CHARSET_UTF8, "c3a9", "E9", ""},
+      {"a letter of one octet", SSH_CHARSET_UTF8, "616263", "", "null"},
+      {"a letter of one octet at the end", SSH_CHARSET_UTF8, "c3a961", "", "null"},
+      {"three to six octets", SSH_CHARSET_UTF8, "e282ac f0908080 f888808080 fc8480808080",
+       "20AC 10000 200000 4000000", ""},
+      {"the greatest letter", SSH_CHARSET_UTF8, "fdbfbfbfbfbf", "7FFFFFFF", ""},
+      {"seven leading ones", SSH_CHARSET_UTF8, "fe8080808080", "", "null"},
+      {"cut", SSH_CHARSET_UTF8, "e282", "", "null"},
+      {"a lone continuation is read with the next and passed alone", SSH_CHARSET_UTF8, "85c3a9",
+       "143 E9", "c583c3a9"},
+      {"a lone continuation at the end", SSH_CHARSET_UTF8, "c3a985", "", "null"},
+      {"overlong", SSH_CHARSET_UTF8, "c181 e08181", "41 41", "4141"},
+      {"no continuation mark", SSH_CHARSET_UTF8, "c369", "E9", "c3a9"},
+  };
+  for (const auto &row : rows) {
+    const SshStrOwner str = make_hex(row.charset, row.octets);
+    const std::string same = hex(unhex(row.octets));
+    EXPECT_EQ(wire(str.get()), row.back.empty() ? same : row.back) << row.why;
+    if (!str) continue;
+    EXPECT_EQ(letters(str.get()), row.letters) << row.why;
+  }
+  EXPECT_EQ(wire(of_letters(SSH_CHARSET_UTF8, {0x41, 0x7FF, 0x800, 0xFFFF}).get()),
+            "41dfbfe0a080efbfbf");
+  EXPECT_EQ(wire(of_letters(SSH_CHARSET_UTF8, {0x41, 0x80000000}).get()), "null");
+}
+
+TEST_F(Strings, BytesComeWithAnUncountedTerminator) {
+  const SshStrOwner str = make(SSH_CHARSET_IA5, "ab");
+  size_t length;
+  const SshBlock octets(ssh_str_get(str.get(), &length));
+  EXPECT_EQ(length, 2u);
+  EXPECT_STREQ(reinterpret_cast<char *>(octets.get()), "ab");
+  EXPECT_EQ(ssh_str_get_data(str.get(), &length), str->bytes);
+  EXPECT_EQ(length, 2u);
+}
+
+TEST_F(Strings, GrowByMoreThanAskedFor) {
+  for (const int32_t charset : {SSH_CHARSET_T61, SSH_CHARSET_BMP, SSH_CHARSET_UTF8}) {
+    const SshStrOwner str(ssh_str_allocate(charset, 0));
+    ssh_str_append_letter(str.get(), 'A');
+    EXPECT_EQ(str->capacity, 1025u);
+    for (uint32_t i = 1; i < 1026; ++i) ssh_str_append_letter(str.get(), 'A' + i % 26);
+    EXPECT_EQ(str->capacity, 1026u + 1024u);
+    uint32_t letter = 0;
+    for (uint32_t i = 0; i < 1026; ++i) {
+      ASSERT_TRUE(ssh_str_get_letter(str.get(), i, &letter));
+      ASSERT_EQ(letter, 'A' + i % 26);
+    }
+    EXPECT_FALSE(ssh_str_get_letter(str.get(), 1026, &letter));
+    ssh_str_realloc(str.get(), 2050);
+    EXPECT_EQ(str->capacity, 2050u);
+  }
+}
+
+// defined_in gives the code point of a byte in one of the machine's own tables, 0xFFFF for none.
+uint32_t defined_in(const char *set, uint8_t byte) {
+  const iconv_t converter = iconv_open("UTF-16BE", set);
+  EXPECT_NE(converter, reinterpret_cast<iconv_t>(-1)) << set;
+  char in[1] = {static_cast<char>(byte)};
+  uint8_t out[8];
+  char *from = in, *to = reinterpret_cast<char *>(out);
+  size_t from_left = 1, to_left = sizeof(out);
+  const size_t result = iconv(converter, &from, &from_left, &to, &to_left);
+  iconv_close(converter);
+  return result == 0 && to_left == 6 ? uint32_t{out[0]} << 8 | out[1] : 0xFFFFu;
+}
+
+// expected_code adds the departures to what the machine knows.
+uint32_t expected_code(int32_t charset, const char *set, uint8_t byte) {
+  if (charset == SSH_CHARSET_ISO_8859_4 && byte == 0xAF) return 0x203E;
+  if (charset == SSH_CHARSET_T61 && byte >= 0xC1 && byte <= 0xCF) {
+    return byte == 0xC9 ? 0xFFFFu : 0xE006u + byte - 0xC1u;
+  }
+  return defined_in(set, byte);
+}
+
+TEST_F(Strings, EightBitTablesFollowTheirStandards) {
+  const struct {
+    int32_t charset;
+    const char *set;
+  } rows[] = {{SSH_CHARSET_ISO_8859_1, "ISO-8859-1"},
+              {SSH_CHARSET_ISO_8859_2, "ISO-8859-2"},
+              {SSH_CHARSET_ISO_8859_3, "ISO-8859-3"},
+              {SSH_CHARSET_ISO_8859_4, "ISO-8859-4"},
+              {SSH_CHARSET_T61, "T.61-8BIT"}};
+  for (const auto &row : rows) {
+    std::set<uint32_t> codes;
+    for (uint32_t byte = 0; byte < 256; ++byte) {
+      const uint32_t expected = expected_code(row.charset, row.set, static_cast<uint8_t>(byte));
+      const SshStrOwner str = of_letters(row.charset, {byte});
+      const SshStrOwner universal(ssh_str_charset_test(str.get(), SSH_CHARSET_UNIVERSAL));
+      ASSERT_EQ(universal ? universal->units32[0] : 0xFFFF, expected) << row.set << " " << byte;
+      if (!universal) continue;
+      codes.insert(expected);
+      const SshStrOwner back(ssh_str_charset_test(universal.get(), row.charset));
+      ASSERT_TRUE(back) << row.set << " " << byte;
+      EXPECT_EQ(back->bytes[0], byte) << row.set;
+    }
+    for (uint32_t code = 0; code <= 0xFFFF; ++code) {  // no other code point has a letter
+      const SshStrOwner back(
+          ssh_str_charset_test(of_letters(SSH_CHARSET_BMP, {code}).get(), row.charset));
+      ASSERT_EQ(back != nullptr, codes.count(code) == 1) << row.set << " " << code;
+    }
+  }
+}
+
+TEST_F(Strings, LettersOfTheSmallSets) {
+  const std::string_view printable =
+      " '()+,-./0123456789:=?ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  const std::string_view visible =
+      " !\"%&'()*+,-./0123456789:;<=>?ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
+  ASSERT_EQ(visible.size(), 83u);
+  for (uint32_t byte = 0; byte < 256; ++byte) {
+    const char c = static_cast<char>(byte);
+    const struct {
+      int32_t from, to;
+      bool expected;
+    } rows[] = {
+        {SSH_CHARSET_PRINTABLE, SSH_CHARSET_ISO_8859_1, printable.find(c) != printable.npos},
+        {SSH_CHARSET_VISIBLE, SSH_CHARSET_ISO_8859_1, visible.find(c) != visible.npos},
+        {SSH_CHARSET_IA5, SSH_CHARSET_ISO_8859_1, byte < 128},
+        {SSH_CHARSET_ISO_8859_1, SSH_CHARSET_IA5, byte < 128},
+        // Writing to PrintableString admits the whole visible set.
+        {SSH_CHARSET_ISO_8859_1, SSH_CHARSET_PRINTABLE, visible.find(c) != visible.npos},
+        {SSH_CHARSET_ISO_8859_1, SSH_CHARSET_VISIBLE, visible.find(c) != visible.npos},
+    };
+    for (const auto &row : rows) {
+      const SshStrOwner to(ssh_str_charset_test(of_letters(row.from, {byte}).get(), row.to));
+      EXPECT_EQ(to != nullptr, row.expected) << row.from << " to " << row.to << ": " << byte;
+      EXPECT_EQ(to ? to->bytes[0] : byte, byte);
+    }
+  }
+}
+
+TEST_F(Strings, ConvertAllLettersOrNone) {
+  const struct {
+    const char *why;
+    int32_t from;
+    std::initializer_list<uint32_t> letters;
+    int32_t to;
+    const char *result;  // wire octets
+  } rows[] = {
+      {"above U+FFFF to universal", SSH_CHARSET_UTF8, {0x10000}, SSH_CHARSET_UNIVERSAL, "null"},
+      {"above U+FFFF to itself", SSH_CHARSET_UTF8, {0x10000}, SSH_CHARSET_UTF8, "null"},
+      {"U+FFFF has no letter", SSH_CHARSET_BMP, {0xFFFF}, SSH_CHARSET_T61, "null"},
+      {"U+FFFF between wide sets", SSH_CHARSET_BMP, {0xFFFF}, SSH_CHARSET_UTF8, "efbfbf"},
+      {"the last letter fails", SSH_CHARSET_UNIVERSAL, {'a', 'b', 0x100}, SSH_CHARSET_T61, "null"},
+      {"ISO 8859-2 to -4", SSH_CHARSET_ISO_8859_2, {0xB1, 0xE8}, SSH_CHARSET_ISO_8859_4, "b1e8"},
+      {"T.61 to BMP", SSH_CHARSET_T61, {0xA4, 0xC1, 0xE0}, SSH_CHARSET_BMP, "0024e0062126"},
+      {"no letters", SSH_CHARSET_BMP, {}, SSH_CHARSET_T61, ""},
+  };
+  for (const auto &row : rows) {
+    const SshStrOwner from = of_letters(row.from, row.letters);
+    const SshStrOwner to(ssh_str_charset_test(from.get(), row.to));
+    EXPECT_EQ(wire(to.get()), row.result) << row.why;
+    EXPECT_EQ(to ? to->charset : row.to, row.to) << row.why;
+  }
+  EXPECT_EQ(ssh_str_charset_test(nullptr, SSH_CHARSET_BMP), nullptr);
+}
+
+TEST_F(Strings, ChooseTheFirstSetThatHoldsEveryLetter) {
+  const struct {
+    std::initializer_list<uint32_t> letters;
+    int32_t chosen;  // -1: none
+  } rows[] = {
+      {{'A', '_', '"'}, SSH_CHARSET_PRINTABLE},
+      {{'A', '@'}, SSH_CHARSET_IA5},
+      {{'A', 0xE6}, SSH_CHARSET_T61},
+      {{'A', 0xE9}, SSH_CHARSET_BMP},
+      {{'\\', 0xA7}, SSH_CHARSET_BMP},
+      {{'$', 0xA7}, SSH_CHARSET_T61},
+      {{0x10000}, -1},
+      {{}, SSH_CHARSET_PRINTABLE},
+  };
+  for (const auto &row : rows) {
+    const SshStrOwner chosen(
+        ssh_str_charset_choose(of_letters(SSH_CHARSET_UNIVERSAL, row.letters).get()));
+    EXPECT_EQ(chosen ? chosen->charset : -1, row.chosen);
+  }
+  EXPECT_EQ(ssh_str_charset_choose(nullptr), nullptr);
+}
+
+TEST_F(Strings, CanonicalForm) {
+  const auto text = [](std::string_view t) { return hex(ssh_text_bytes(t)); };
+  EXPECT_EQ(canonical(make(SSH_CHARSET_PRINTABLE, "  Foo   Bar ").get()), text("foo bar"));
+  EXPECT_EQ(canonical(make(SSH_CHARSET_IA5, "  Foo   Bar ").get()), text("Foo Bar"));
+  EXPECT_EQ(canonical(make(SSH_CHARSET_PRINTABLE, "   ").get()), "");
+  EXPECT_EQ(canonical(make(SSH_CHARSET_PRINTABLE, "aZ\tB ").get()), text("az\tb"));
+  EXPECT_EQ(canonical(make_hex(SSH_CHARSET_BMP, "0020 0046 0020 0020 2020 0020").get()),
+            "004600202020");
+  EXPECT_EQ(canonical(of_letters(SSH_CHARSET_UNIVERSAL, {32, 'A', 32}).get()), "00000041");
+  EXPECT_EQ(canonical(nullptr), "null");
+}
+
+TEST_F(Strings, MoreLettersThanABlockHoldsAreRefused) {
+  // An octet of UTF-8 may become a letter of four, one of T.61 a unit of two or four.
+  const size_t length = SSH_XMALLOC_MAX / 4 + 2;
+  auto *data = static_cast<uint8_t *>(ssh_xmalloc(length));
+  std::memset(data, 0x85, length);
+  data[length - 2] = 0xC3;
+  EXPECT_EQ(ssh_str_make(SSH_CHARSET_UTF8, data, length), nullptr);
+
+  auto *bytes = static_cast<uint8_t *>(ssh_xcalloc(length, 1));
+  const SshStrOwner str(ssh_str_make(SSH_CHARSET_T61, bytes, length));
+  EXPECT_EQ(ssh_str_charset_test(str.get(), SSH_CHARSET_UTF8), nullptr);
+}
+
+TEST_F(StringsDeathTest, UnknownSetsAreFatal) {
+  GTEST_FLAG_SET(death_test_style, "fast");
+  const auto with = [](int32_t charset) {
+    SshStr *str = ssh_str_allocate(SSH_CHARSET_T61, 0);
+    str->charset = charset;
+    return str;
+  };
+  size_t n;
+  uint32_t letter;
+  const auto status = testing::ExitedWithCode(1);
+  // Messages go to standard output, which death tests do not see: send them to standard error.
+  const auto dies = [&](auto call, const char *message) {
+    EXPECT_EXIT(
+        {
+          ssh_fatal_register([](void *, const char *text) { std::fprintf(stderr, "[%s]", text); },
+                             nullptr, nullptr);
+          call();
+        },
+        status, message);
+  };
+  dies([] { (void)ssh_str_allocate(11, 0); },
+       "\\[ssh_str_allocate: unknown character set 11\\.\\]");
+  dies([&] { ssh_str_realloc(with(11), 1); },
+       "\\[ssh_str_realloc: character set 11 not supported\\.\\]");
+  dies([&] { ssh_str_append_letter(with(12), 1); },
+       "\\[ssh_str_append_letter: character set 12 unsupported\\.\\]");
+  dies([&] { (void)ssh_str_get_letter(with(11), 0, &letter); },
+       "\\[ssh_str_get_letter: unknown character set\\.\\]");
+  dies([] { (void)ssh_str_make(-1, nullptr, 0); },
+       "\\[ssh_str_make: unknown character set 4294967295\\.\\]");
+  dies([&] { (void)ssh_str_get(with(11), &n); }, "\\[ssh_str_get: unknown character set 11\\.\\]");
+  dies([&] { (void)ssh_str_get_canonical(with(-1), &n); },
+       "\\[ssh_str_get_canonical: unknown character set 4294967295\\.\\]");
+  dies([&] { (void)ssh_str_get_data(with(SSH_CHARSET_BMP), &n); },
+       "\\[ssh_str_get_date: cannot convert to unsigned char\\.\\]");
+  dies([&] { (void)ssh_str_charset_test(with(1), 11); },
+       "\\[ssh_str_charset_test: output charset unknown\\.\\]");
+  dies([&] { (void)ssh_str_charset_test(with(11), 1); },
+       "\\[ssh_str_charset_test: character set 11 not defined\\.\n\\]");
+}
+
+}  // namespace

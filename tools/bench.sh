@@ -1,0 +1,6 @@
+#!/bin/sh
+# bench.sh [ARGUMENT...] builds and runs the benchmarks; arguments go to the benchmark program.
+set -eu
+cd "$(dirname "$0")/.."
+tools/build.sh native kwpki_bench
+exec build/native/bin/kwpki_bench "$@"

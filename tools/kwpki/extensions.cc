@@ -1,0 +1,258 @@
+#include "kwpki/extensions.h"
+
+#include <iterator>
+#include <set>
+
+#include "kwpki/text.h"
+
+namespace kwpki {
+namespace {
+
+Json key_id_json(const std::optional<SshX509KeyId> &id) {
+  Json json = Json::object();
+  if (!id) return json;
+  json["key_id"] = hex(id->key_id);
+  if (id->issuer) json["issuer"] = names_json(id->issuer);
+  if (!id->serial.negative()) json["serial"] = integer_json(id->serial);
+  return json;
+}
+
+Json qualifier_json(const SshX509PolicyQualifier &qualifier) {
+  Json json = {{"qualifier", oid_json(qualifier.id)}};
+  if (qualifier.cps_uri.present) json["cps_uri"] = text_json(qualifier.cps_uri);
+  if (qualifier.organization.present) json["organization"] = text_json(qualifier.organization);
+  if (qualifier.notice_count) {  // the record keeps the last number only
+    json["notice_numbers"] = qualifier.notice_count;
+    json["last_notice_number"] = qualifier.notice_numbers[0];
+  }
+  if (qualifier.explicit_text.present) json["explicit_text"] = text_json(qualifier.explicit_text);
+  return json;
+}
+
+Json policies_json(const SshX509Cert &cert) {
+  return list_json(cert.policies, [](const SshX509PolicyInfo &policy) {
+    Json json = {{"policy", oid_json(policy.id)}};
+    if (policy.qualifiers) json["qualifiers"] = list_json(policy.qualifiers, qualifier_json);
+    return json;
+  });
+}
+
+Json mappings_json(const SshX509Cert &cert) {
+  return list_json(cert.policy_mappings, [](const SshX509PolicyMapping &mapping) {
+    return Json{{"issuer_policy", oid_json(mapping.issuer_policy)},
+                {"subject_policy", oid_json(mapping.subject_policy)}};
+  });
+}
+
+Json attributes_json(const SshX509Cert &cert) {
+  return list_json(cert.directory_attributes, [](const SshX509Attribute &attribute) {
+    return Json{{"attribute", oid_json(attribute.type)}, {"value", hex(attribute.value)}};
+  });
+}
+
+Json subtrees_json(const SshX509Subtree *list) {
+  return list_json(list, [](const SshX509Subtree &subtree) {
+    return Json{{"base", names_json(subtree.base)},
+                {"minimum", subtree.minimum},
+                {"maximum", limit_json(subtree.maximum)}};
+  });
+}
+
+// The record holds the first permitted subtree once for each, and under "excluded" the permitted ones again: that
+// is how the library decodes them. "der" has the encoding.
+Json name_constraints_json(const SshX509Cert &cert) {
+  Json json = Json::object();
+  if (cert.permitted) json["permitted"] = subtrees_json(cert.permitted);
+  if (cert.excluded) json["excluded"] = subtrees_json(cert.excluded);
+  return json;
+}
+
+Json policy_constraints_json(const SshX509Cert &cert) {
+  return list_json(cert.policy_constraints, [](const SshX509PolicyConstraint &constraint) {
+    return Json{{"require_explicit_policy", limit_json(constraint.require_explicit_policy)},
+                {"inhibit_policy_mapping", limit_json(constraint.inhibit_policy_mapping)}};
+  });
+}
+
+void set_point_name(Json &json, const SshX509PointName &name) {
+  if (name.full) json["full_name"] = names_json(name.full);
+  if (name.relative.empty()) return;
+  json["relative_name"] = hex(name.relative);
+  SshDN dn = {};
+  uint8_t *der = nullptr;
+  size_t length = 0;
+  if (ssh_x509_point_name_expand(name, &dn)) {
+    char *text = ssh_dn_encode_ldap(&dn);
+    if (text) set_text(json, "expanded_name", take(text));
+    if (!text && ssh_dn_encode_der(&dn, false, &der, &length))
+      json["expanded_name"] = "#" + hex({der, length});
+  }
+  ssh_xfree(der);
+  ssh_dn_clear(&dn);
+}
+
+Json points_json(const SshX509Cert &cert) {
+  return list_json(cert.distribution_points, [](const SshX509DistributionPoint &point) {
+    Json json = Json::object();
+    set_point_name(json, point.name);
+    if (point.reasons) json["reasons"] = reasons_json(point.reasons);
+    if (point.crl_issuer) json["crl_issuer"] = names_json(point.crl_issuer);
+    return json;
+  });
+}
+
+Json issuing_point_json(const SshX509Crl &crl) {
+  Json json = Json::object();
+  if (!crl.issuing_point) return json;
+  const SshX509IssuingDistPoint &point = *crl.issuing_point;
+  set_point_name(json, point.name);
+  json["only_user_certificates"] = point.only_user_certs != 0;
+  json["only_ca_certificates"] = point.only_ca_certs != 0;
+  if (point.only_some_reasons) json["only_some_reasons"] = reasons_json(point.only_some_reasons);
+  json["indirect_crl"] = point.indirect_crl != 0;
+  return json;
+}
+
+Json access_json(const SshX509Cert &cert) {
+  return list_json(cert.authority_info_access, [](const SshX509AccessDescription &access) {
+    return Json{{"method", oid_json(access.method)}, {"location", names_json(access.location)}};
+  });
+}
+
+Json period_json(const SshX509Cert &cert) {
+  return Json{{"not_before", time_json(cert.key_not_before)},
+              {"not_after", time_json(cert.key_not_after)}};
+}
+
+Json basic_constraints_json(const SshX509Cert &cert) {
+  return Json{{"ca", cert.ca != 0}, {"path_length", limit_json(cert.path_length)}};
+}
+
+Json purposes_json(const SshX509Cert &cert) {
+  return list_json(cert.extended_key_usage,
+                   [](const SshX509KeyPurpose &purpose) { return oid_json(purpose.id); });
+}
+
+Json reason_json(const SshX509RevokedEntry &entry) {
+  constexpr const char *kReasons[] = {
+      "unspecified",         "key compromise", "ca compromise",
+      "affiliation changed", "superseded",     "cessation of operation",
+      "certificate hold",    "unused",         "remove from crl",
+  };
+  const char *name = entry.reason < std::size(kReasons) ? kReasons[entry.reason] : "unknown";
+  return Json{{"code", entry.reason}, {"name", name}};
+}
+
+// A row gives a kind of extension the function that shows what the record holds of it.
+template <class Record>
+struct ExtensionRow {
+  SshX509ExtensionKind kind;
+  Json (*contents)(const Record &record);
+};
+
+constexpr ExtensionRow<SshX509Cert> kCertRows[] = {
+    {SSH_X509_EXT_AUTHORITY_KEY_ID,
+     [](const SshX509Cert &cert) { return key_id_json(cert.authority_key_id); }},
+    {SSH_X509_EXT_SUBJECT_KEY_ID,
+     [](const SshX509Cert &cert) { return key_id_json(cert.subject_key_id); }},
+    {SSH_X509_EXT_KEY_USAGE,
+     [](const SshX509Cert &cert) { return key_usage_json(cert.key_usage); }},
+    {SSH_X509_EXT_PRIVATE_KEY_USAGE_PERIOD, period_json},
+    {SSH_X509_EXT_CERTIFICATE_POLICIES, policies_json},
+    {SSH_X509_EXT_POLICY_MAPPINGS, mappings_json},
+    {SSH_X509_EXT_SUBJECT_ALT_NAME,
+     [](const SshX509Cert &cert) { return names_json(cert.subject_names); }},
+    {SSH_X509_EXT_ISSUER_ALT_NAME,
+     [](const SshX509Cert &cert) { return names_json(cert.issuer_names); }},
+    {SSH_X509_EXT_SUBJECT_DIRECTORY_ATTRIBUTES, attributes_json},
+    {SSH_X509_EXT_BASIC_CONSTRAINTS, basic_constraints_json},
+    {SSH_X509_EXT_NAME_CONSTRAINTS, name_constraints_json},
+    {SSH_X509_EXT_POLICY_CONSTRAINTS, policy_constraints_json},
+    {SSH_X509_EXT_AUTHORITY_INFO_ACCESS, access_json},
+    {SSH_X509_EXT_CRL_DISTRIBUTION_POINTS, points_json},
+    {SSH_X509_EXT_EXTENDED_KEY_USAGE, purposes_json},
+};
+
+constexpr ExtensionRow<SshX509Crl> kCrlRows[] = {
+    {SSH_X509_EXT_AUTHORITY_KEY_ID,
+     [](const SshX509Crl &crl) { return key_id_json(crl.authority_key_id); }},
+    {SSH_X509_EXT_ISSUER_ALT_NAME,
+     [](const SshX509Crl &crl) { return names_json(crl.issuer_names); }},
+    {SSH_X509_EXT_CRL_NUMBER, [](const SshX509Crl &crl) { return integer_json(crl.crl_number); }},
+    {SSH_X509_EXT_ISSUING_DISTRIBUTION_POINT, issuing_point_json},
+    {SSH_X509_EXT_DELTA_CRL_INDICATOR,
+     [](const SshX509Crl &crl) { return integer_json(crl.delta_crl); }},
+};
+
+constexpr ExtensionRow<SshX509RevokedEntry> kEntryRows[] = {
+    {SSH_X509_EXT_REASON_CODE, reason_json},
+    {SSH_X509_EXT_HOLD_INSTRUCTION,
+     [](const SshX509RevokedEntry &entry) { return oid_json(entry.hold_instruction); }},
+    {SSH_X509_EXT_INVALIDITY_DATE,
+     [](const SshX509RevokedEntry &entry) { return time_json(entry.invalidity_date); }},
+    {SSH_X509_EXT_CERTIFICATE_ISSUER,
+     [](const SshX509RevokedEntry &entry) { return names_json(entry.certificate_issuer); }},
+};
+
+// Extension ::= SEQUENCE { extnID OBJECT IDENTIFIER, critical BOOLEAN DEFAULT FALSE, extnValue OCTET STRING }
+template <class Record>
+Json extension_json(const std::vector<SshBerElement> &parts,
+                    std::span<const ExtensionRow<Record>> rows, const Record &record,
+                    std::set<uint32_t> &seen) {
+  const SshOid id{parts.front().content()};
+  Json json = oid_json(id);
+  const SshOidRow *known = ssh_oid_find_encoded(id, SSH_OID_EXTENSION);
+  if (known) {
+    json["name"] = known->name;
+    json["description"] = known->description;
+  }
+  json["critical"] = parts.size() > 2 && parts[1].content_length > 0 && parts[1].content()[0] != 0;
+  for (const auto &row : rows) {
+    if (!known || row.kind != known->code) continue;
+    if (seen.insert(row.kind).second) {
+      json["contents"] = row.contents(record);
+    } else {
+      json["note"] = "a repetition, which the library passes over";
+    }
+  }
+  const auto value = elements(parts.back().content());
+  const bool single = value.size() == 1 && whole(value[0]).size() == parts.back().content_length;
+  if (!json.contains("contents") && single && is_string(value[0])) {
+    set_text(json, "text", string_text(value[0].tag, value[0].content()));
+  }
+  json["der"] = hex(parts.back().content());
+  return json;
+}
+
+template <class Record>
+Json describe(Bytes list, std::span<const ExtensionRow<Record>> rows, const Record &record) {
+  Json json = Json::array();
+  std::set<uint32_t> seen;
+  const auto outer = elements(list);
+  for (const SshBerElement &element : outer.empty() ? outer : elements(outer[0].content())) {
+    const auto parts = elements(element.content());
+    if (parts.empty()) continue;
+    if (!take_item()) {
+      json.push_back(kOmitted);
+      break;
+    }
+    json.push_back(extension_json(parts, rows, record, seen));
+  }
+  return json;
+}
+
+}  // namespace
+
+Json extensions_json(Bytes list, const SshX509Cert &cert) {
+  return describe(list, std::span<const ExtensionRow<SshX509Cert>>(kCertRows), cert);
+}
+
+Json extensions_json(Bytes list, const SshX509Crl &crl) {
+  return describe(list, std::span<const ExtensionRow<SshX509Crl>>(kCrlRows), crl);
+}
+
+Json extensions_json(Bytes list, const SshX509RevokedEntry &entry) {
+  return describe(list, std::span<const ExtensionRow<SshX509RevokedEntry>>(kEntryRows), entry);
+}
+
+}  // namespace kwpki

@@ -1,0 +1,60 @@
+// Where input comes from: files, directories, standard input; what a file holds: DER, or armoured blocks.
+// A label of armour that is to be read is a row of the table in input.cc.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "util/bytes.h"
+
+namespace kwpki {
+
+// kFileMax is the largest file that is read, which is also the largest block that the library allocates.
+constexpr size_t kFileMax = 0x6400000;
+
+// Source is a file to read; "-" is standard input.
+struct Source {
+  std::string name;
+  bool from_directory = false;
+};
+
+// Found is what a list of names stands for: the files, and what could not be looked into.
+struct Problem {
+  std::string name;
+  std::string text;
+};
+struct Found {
+  std::vector<Source> sources;
+  std::vector<Problem> problems;
+};
+
+// find_sources replaces directories by the files below them, in the order of their names. Links to directories are
+// not followed.
+Found find_sources(const std::vector<std::string> &names);
+
+// read_source reads a whole file and gives "" or why it could not. `progress` is told the octets read so far.
+std::string read_source(const Source &source, std::FILE *standard_input,
+                        void (*progress)(void *context, size_t octets), void *context,
+                        std::vector<uint8_t> *octets);
+
+// Block is an armoured block; its views live as long as the file.
+struct Block {
+  std::string_view label;
+  std::string_view body;
+  size_t line = 0;        // of the BEGIN line, from 1
+  bool readable = false;  // the label is one for certificates or CRLs
+  std::string fault;      // what is wrong with the armour, if anything
+};
+
+// find_blocks finds every armoured block of a file, in order; none for a file that is plainly DER.
+std::vector<Block> find_blocks(Bytes file);
+
+// is_plainly_der is true for octets that begin as DER does and as no text does.
+bool is_plainly_der(Bytes file);
+
+// block_octets decodes the base64 content of a block; header lines ("Name: value") are passed over.
+std::vector<uint8_t> block_octets(const Block &block);
+
+}  // namespace kwpki

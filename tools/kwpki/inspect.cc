@@ -1,0 +1,278 @@
+#include "kwpki/inspect.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "kwpki/describe.h"
+#include "kwpki/input.h"
+#include "kwpki/render.h"
+#include "kwpki/tree.h"
+
+namespace kwpki {
+namespace {
+
+// Object is one certificate or CRL to be: its octets and where they come from.
+struct Object {
+  std::string file;
+  Bytes octets;
+  const Block *block = nullptr;  // null: DER
+  size_t index = 0, count = 0;   // of the block in its file
+
+  [[nodiscard]] std::string where() const {
+    const std::string name = file == "-" ? "standard input" : file;
+    if (!block) return name;
+    return count == 1 ? name + " (PEM)"
+                      : fmt::format("{} (PEM block {} of {})", name, index, count);
+  }
+};
+
+class Inspector {
+ public:
+  Inspector(const InspectOptions &options, const Streams &streams)
+      : options_(options), streams_(streams), output_(streams), style_(options.color) {}
+
+  int run();
+
+ private:
+  void inspect_source(const Source &source);
+  void inspect_blocks(const Source &source, const std::vector<Block> &blocks);
+  void inspect_object(const Object &object);
+  void show_certificate(const Object &object, const SshX509Cert &cert);
+  void show_crl(const Object &object, const SshX509Crl &crl);
+  void show_refused(const Object &object, const SshX509Refusal &refusal, const char *kind);
+  void show_tree(const Object &object, const SshX509Refusal &refusal);
+  void show_entries(const SshX509Crl &crl, const std::string &name);
+  [[nodiscard]] Json start(const Object &object, const char *kind, bool accepted) const;
+  void finish_json(const Object &object, Json json, Bytes der, const SshX509Crl *crl);
+  void write_base64(Bytes octets);
+  void head(const Object &object, std::string_view what);
+  void unreadable(const std::string &name, const std::string &why);
+
+  const InspectOptions &options_;
+  Streams streams_;
+  Output output_;
+  Style style_;
+  int exit_ = kExitOk;
+  bool first_ = true;
+};
+
+int Inspector::run() {
+  const Found found =
+      find_sources(options_.files.empty() ? std::vector<std::string>{"-"} : options_.files);
+  if (options_.files.empty() && is_terminal(streams_.in)) {
+    output_.message("", "reading standard input; --help tells more");
+  }
+  try {
+    for (const Problem &problem : found.problems) unreadable(problem.name, problem.text);
+    for (const Source &source : found.sources) inspect_source(source);
+    output_.flush();
+  } catch (const OutputClosed &closed) {
+    if (closed.error == EPIPE) return exit_;
+    fmt::print(streams_.err, "kwpki: cannot write: {}\n", std::strerror(closed.error));
+    return kExitUnreadable;
+  }
+  return exit_;
+}
+
+void Inspector::unreadable(const std::string &name, const std::string &why) {
+  output_.message(name, why);
+  exit_ = kExitUnreadable;
+}
+
+void Inspector::inspect_source(const Source &source) {
+  struct Watch {
+    Output *output;
+    const std::string *name;
+  } watch{&output_, &source.name};
+  std::vector<uint8_t> file;
+  const auto progress = [](void *context, size_t octets) {
+    const auto *watching = static_cast<Watch *>(context);
+    watching->output->progress(*watching->name, "octets read", octets);
+  };
+  const std::string problem = read_source(source, streams_.in, progress, &watch, &file);
+  if (!problem.empty())
+    return unreadable(source.name == "-" ? "standard input" : source.name, problem);
+
+  const std::vector<Block> blocks = find_blocks(file);
+  if (!blocks.empty()) return inspect_blocks(source, blocks);
+  if (source.from_directory && !is_plainly_der(file)) {
+    return output_.message(source.name, "neither a certificate nor a CRL; passed over");
+  }
+  inspect_object({source.name, file});
+}
+
+void Inspector::inspect_blocks(const Source &source, const std::vector<Block> &blocks) {
+  for (size_t i = 0; i < blocks.size(); ++i) {
+    const Block &block = blocks[i];
+    output_.progress(source.name, "blocks read", i + 1);
+    if (!block.readable) {
+      output_.message(source.name, fmt::format("line {}: block {} ({}) passed over", block.line,
+                                               i + 1, block.label));
+      continue;
+    }
+    if (!block.fault.empty())
+      output_.message(source.name, fmt::format("line {}: {}", block.line, block.fault));
+    const std::vector<uint8_t> octets = block_octets(block);
+    inspect_object({source.name, octets, &block, i + 1, blocks.size()});
+  }
+}
+
+void Inspector::inspect_object(const Object &object) {
+  start_items();
+  const SshX509CertOwner cert(ssh_x509_cert_allocate());
+  if (ssh_x509_cert_decode(object.octets, cert.get())) return show_certificate(object, *cert);
+  const SshX509CrlOwner crl(ssh_x509_crl_allocate());
+  if (ssh_x509_crl_decode(object.octets, crl.get())) return show_crl(object, *crl);
+  exit_ = std::max<int>(exit_, kExitRefused);
+  const bool labelled = object.block && object.block->label.ends_with("CRL");
+  const bool is_crl = labelled || looks_like_crl(object.octets);
+  show_refused(object, is_crl ? crl->refusal : cert->refusal, is_crl ? "crl" : "certificate");
+}
+
+void Inspector::head(const Object &object, std::string_view what) {
+  std::string text = first_ ? "" : "\n";
+  first_ = false;
+  output_.write(text + style_.heading(fmt::format("{}: {}", escape(object.where()), what)) + "\n");
+}
+
+Json Inspector::start(const Object &object, const char *kind, bool accepted) const {
+  Json json = Json::object();
+  set_text(json, "file", object.file);
+  json["format"] = object.block ? "pem" : "der";
+  if (object.block) {
+    json["block"] = object.index;
+    json["line"] = object.block->line;
+    json["label"] = object.block->label;
+  }
+  json["kind"] = kind;
+  json["accepted"] = accepted;
+  return json;
+}
+
+void Inspector::write_base64(Bytes octets) {
+  constexpr size_t kPiece = 0x30000;  // a multiple of three: the pieces join without padding
+  for (size_t at = 0; at < octets.size(); at += kPiece) {
+    std::string text;
+    append_base64(text, octets.subspan(at, std::min(kPiece, octets.size() - at)));
+    output_.write(text);
+  }
+}
+
+// finish_json writes a document with what may be large, entries and DER, straight to the output behind it.
+void Inspector::finish_json(const Object &object, Json json, Bytes der, const SshX509Crl *crl) {
+  if (options_.tree) json["tree"] = tree_json(object.octets, {}, options_.tree_lines);
+  std::string text = json.dump(-1, ' ', true, Json::error_handler_t::replace);
+  text.pop_back();
+  if (crl) {
+    text += ",\"entries\":[";
+    SshX509RevokedCursor cursor(*crl);
+    const size_t most = options_.entries_given ? options_.entries : kAll;
+    for (size_t shown = 0; shown < most && cursor.next(); ++shown) {
+      if (shown) text += ',';
+      text += entry_json(cursor.entry()).dump(-1, ' ', true, Json::error_handler_t::replace);
+      if (shown % 1024 != 0) continue;
+      output_.write(text);
+      text.clear();
+      output_.progress(object.file, "entries written", shown);
+    }
+    text += ']';
+  }
+  output_.write(text + ",\"der\":\"");
+  write_base64(der);
+  output_.write("\"}\n");
+}
+
+void Inspector::show_certificate(const Object &object, const SshX509Cert &cert) {
+  if (options_.json) {
+    Json json = start(object, "certificate", true);
+    json.update(certificate_json(cert));
+    return finish_json(object, std::move(json), own_octets(object.octets), nullptr);
+  }
+  head(object, "certificate");
+  if (options_.tree) return show_tree(object, {});
+  std::string text;
+  render(certificate_json(cert), 2, style_, &text);
+  output_.write(text);
+}
+
+void Inspector::show_crl(const Object &object, const SshX509Crl &crl) {
+  if (options_.json) {
+    Json json = start(object, "crl", true);
+    json.update(crl_json(crl));
+    return finish_json(object, std::move(json), own_octets(object.octets), &crl);
+  }
+  head(object, "CRL");
+  if (options_.tree) return show_tree(object, {});
+  std::string text;
+  render(crl_json(crl), 2, style_, &text);
+  output_.write(text);
+  show_entries(crl, object.file);
+}
+
+void Inspector::show_entries(const SshX509Crl &crl, const std::string &name) {
+  const size_t shown = std::min(options_.entries, crl.revoked_count);
+  std::string text =
+      "  " + style_.label(fmt::format("Revoked certificates: {}", crl.revoked_count));
+  if (shown < crl.revoked_count)
+    text += fmt::format(" (showing {}; --entries all shows every one)", shown);
+  text += '\n';
+  SshX509RevokedCursor cursor(crl);
+  for (size_t i = 0; i < shown && cursor.next(); ++i) {
+    render_entry(entry_json(cursor.entry()), 4, style_, &text);
+    if (text.size() < 0x10000) continue;
+    output_.write(text);
+    text.clear();
+    output_.progress(name, "entries written", i + 1);
+  }
+  output_.write(text);
+}
+
+void Inspector::show_refused(const Object &object, const SshX509Refusal &refusal,
+                             const char *kind) {
+  if (options_.json) {
+    Json json = start(object, kind, false);
+    json["refusal"] = refusal_json(refusal);
+    json["tree"] = tree_json(object.octets, refusal.offset, options_.tree_lines);
+    return finish_json(object, std::move(json), object.octets, nullptr);
+  }
+  const Json json = refusal_json(refusal);
+  std::string text =
+      fmt::format("refused as {}: {} at offset {}", kind[1] == 'r' ? "a CRL" : "a certificate",
+                  json["structure"].get<std::string>(), refusal.offset);
+  if (json.contains("identifier")) {
+    const Json &oid = json["identifier"];
+    text += fmt::format(", identifier {}", oid["oid"].get<std::string>());
+    if (oid.contains("name")) text += fmt::format(" ({})", oid["name"].get<std::string>());
+  }
+  head(object, style_.warning(escape(text)));
+  show_tree(object, refusal);
+}
+
+void Inspector::show_tree(const Object &object, const SshX509Refusal &refusal) {
+  const auto mark = refusal ? std::optional<size_t>(refusal.offset) : std::nullopt;
+  std::string text = style_.faint(tree_heading()) + "\n";
+  const size_t omitted =
+      walk_tree(object.octets, mark, options_.tree_lines, [&](const TreeLine &line) {
+        text += escape(tree_text(line));
+        if (!line.fault.empty()) text += "  " + style_.warning("! " + line.fault);
+        if (line.marked) text += "  " + style_.warning("<-- refused here");
+        text += '\n';
+        if (text.size() < 0x10000) return;
+        output_.write(text);
+        text.clear();
+      });
+  if (omitted)
+    text += fmt::format("{} more elements (--tree-lines all shows every one)\n", omitted);
+  output_.write(text);
+}
+
+}  // namespace
+
+int inspect(const InspectOptions &options, const Streams &streams) {
+  return Inspector(options, streams).run();
+}
+
+}  // namespace kwpki

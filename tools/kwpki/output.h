@@ -1,0 +1,51 @@
+// Where output goes: standard output until nobody reads it any more, messages and progress on standard error.
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace kwpki {
+
+// Streams are the three standard streams, or those of a test.
+struct Streams {
+  std::FILE *in;
+  std::FILE *out;
+  std::FILE *err;
+};
+
+// OutputClosed is thrown when output cannot be written; `error` is EPIPE if nobody reads it.
+struct OutputClosed {
+  int error;
+};
+
+// is_terminal tells whether a stream is one.
+bool is_terminal(std::FILE *file);
+
+// Output writes results and messages. Messages are escaped here; results are their writer's to escape.
+// Progress is a line on standard error that is rewritten in place, shown when that is a terminal and the work has
+// taken more than a second.
+class Output {
+ public:
+  explicit Output(const Streams &streams);
+  ~Output() { clear_progress(); }
+  Output(const Output &) = delete;
+  Output &operator=(const Output &) = delete;
+
+  void write(std::string_view text);
+  void message(std::string_view name, std::string_view text);
+  void progress(std::string_view name, std::string_view what, size_t count);
+  void flush();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  void clear_progress();
+
+  Streams streams_;
+  bool watched_;        // standard error is a terminal
+  bool shown_ = false;  // a line of progress stands there
+  Clock::time_point next_;
+};
+
+}  // namespace kwpki

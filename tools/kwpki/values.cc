@@ -1,0 +1,321 @@
+#include "kwpki/values.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <utility>
+
+#include "kwpki/oid_names.h"
+#include "kwpki/text.h"
+#include "util/owner.h"
+
+namespace kwpki {
+namespace {
+
+size_t items_left = kItemsMax;
+
+constexpr size_t kDecimalBits = 8192;  // making decimal text takes quadratic time
+
+struct StringRow {
+  uint32_t tag;
+  std::string_view name;
+  size_t width;  // octets a letter; 0: the octets are the text
+};
+constexpr StringRow kStrings[] = {
+    {12, "UTF8String", 0},    {18, "NumericString", 0},   {19, "PrintableString", 0},
+    {20, "TeletexString", 1}, {22, "IA5String", 0},       {26, "VisibleString", 0},
+    {27, "GeneralString", 0}, {28, "UniversalString", 4}, {30, "BMPString", 2},
+};
+
+const StringRow *find_string(uint32_t tag) {
+  const auto *row = std::find_if(std::begin(kStrings), std::end(kStrings),
+                                 [tag](const StringRow &r) { return r.tag == tag; });
+  return row == std::end(kStrings) ? nullptr : row;
+}
+
+constexpr uint32_t kTagOfCharset[] = {19, 26, 22, 20, 20, 20, 20, 20, 30, 28, 12};
+
+std::string quote_value(const std::string &value) {
+  std::string out;
+  for (const char c : value) {
+    if (c == '\\' || c == '"' || c == '+' || c == ',' || c == ';') out += '\\';
+    out += c;
+  }
+  return out;
+}
+
+// AttributeTypeAndValue ::= SEQUENCE { type OBJECT IDENTIFIER, value ANY }
+Json attribute_json(const SshBerElement &pair) {
+  const auto parts = elements(pair.content());
+  if (parts.size() < 2) return {{"der", hex(whole(pair))}};
+  const SshBerElement &value = parts[1];
+  Json json = oid_json({parts[0].content()});
+  if (is_string(value)) {
+    json["type"] = find_string(value.tag)->name;
+    set_text(json, "text", string_text(value.tag, value.content()));
+  }
+  json["value"] = hex(whole(value));
+  return json;
+}
+
+std::string readable_pair(const Json &pair) {
+  const std::string oid = pair.value("oid", "?");
+  const std::string_view name = oid_name_of_kind(oid, SSH_OID_DN);
+  const std::string label = name.empty() ? "OID." + oid : std::string(name);
+  const bool text = pair.contains("text");
+  return label + "=" +
+         (text ? quote_value(pair["text"].get<std::string>())
+               : "#" + pair.value("value", std::string()));
+}
+
+std::string ip_part(Bytes octets) {
+  if (octets.size() == 4)
+    return fmt::format("{}.{}.{}.{}", octets[0], octets[1], octets[2], octets[3]);
+  std::string out;
+  for (size_t i = 0; i < octets.size(); i += 2) {
+    out += fmt::format("{}{:x}", i ? ":" : "", octets[i] << 8 | octets[i + 1]);
+  }
+  return out;
+}
+
+void set_ip(Json &json, const SshX509Name &name) {
+  const size_t size = name.data_length;
+  if (size == 4 || size == 16) json["text"] = ip_part(name.data);
+  if (size == 8 || size == 32) {  // an address and a mask, in name constraints
+    json["text"] = ip_part(name.data.first(size / 2)) + "/" + ip_part(name.data.subspan(size / 2));
+  }
+  json["octets"] = hex(name.data);
+}
+
+void set_ia5(Json &json, const SshX509Name &name) {
+  set_text(json, "text", ssh_bytes_text(name.text));
+}
+
+void set_directory(Json &json, const SshX509Name &name) { json.update(dn_json(name.der)); }
+
+void set_identifier(Json &json, const SshX509Name &name) { json.update(oid_json({name.data})); }
+
+void set_unique_id(Json &json, const SshX509Name &name) {
+  json["bits"] = name.data_length;
+  json["octets"] = hex(name.data);
+}
+
+// OtherName ::= [0] SEQUENCE { type-id OBJECT IDENTIFIER, value [0] EXPLICIT ANY }
+void set_other(Json &json, const SshX509Name &name) {
+  const auto outer = elements(name.data);
+  if (outer.empty()) return;
+  const auto parts = elements(outer[0].content());
+  if (parts.size() < 2) return;
+  json.update(oid_json({parts[0].content()}));
+  const auto values = elements(parts[1].content());
+  if (values.size() == 1 && is_string(values[0])) {
+    set_text(json, "text", string_text(values[0].tag, values[0].content()));
+  }
+}
+
+void set_nothing(Json &, const SshX509Name &) {}
+
+struct NameRow {
+  SshX509NameType type;
+  std::string_view label;
+  void (*set)(Json &json, const SshX509Name &name);
+};
+constexpr NameRow kNames[] = {
+    {SSH_X509_NAME_DN, "name", set_directory},
+    {SSH_X509_NAME_UNIQUE_ID, "unique identifier", set_unique_id},
+    {SSH_X509_NAME_EMAIL, "e-mail", set_ia5},
+    {SSH_X509_NAME_DNS, "DNS", set_ia5},
+    {SSH_X509_NAME_IP, "IP", set_ip},
+    {SSH_X509_NAME_DIRECTORY, "directory", set_directory},
+    {SSH_X509_NAME_X400, "X.400", set_nothing},
+    {SSH_X509_NAME_EDI_PARTY, "EDI party", set_nothing},
+    {SSH_X509_NAME_URI, "URI", set_ia5},
+    {SSH_X509_NAME_REGISTERED_ID, "registered ID", set_identifier},
+    {SSH_X509_NAME_OTHER, "other", set_other},
+};
+
+}  // namespace
+
+const Json kOmitted = {{"omitted", "the rest of a very long list"}};
+
+void start_items() { items_left = kItemsMax; }
+
+bool take_item() {
+  if (items_left == 0) return false;
+  --items_left;
+  return true;
+}
+
+std::vector<SshBerElement> elements(Bytes octets) {
+  std::vector<SshBerElement> list;
+  const uint8_t *const end = octets.data() + octets.size();
+  size_t work = octets.size() + 16;
+  for (const uint8_t *p = octets.data(); p != end && p;) {
+    SshBerElement element;
+    if (ssh_ber_open(p, end, element) != SSH_BER_OK) break;
+    p = ssh_ber_element_end(element, end, work);
+    if (element.indefinite && element.constructed && p) {
+      element.content_length = static_cast<uint32_t>(p - element.data) - element.header_length;
+    }
+    if (p && !element.is(SSH_BER_UNIVERSAL, 0)) list.push_back(element);
+  }
+  return list;
+}
+
+Bytes whole(const SshBerElement &element) {
+  return {element.data, size_t{element.header_length} + element.content_length};
+}
+
+void set_text(Json &object, const std::string &key, std::string_view text) {
+  object[key] = as_utf8(text);
+  if (!is_utf8(text)) object[key + "_hex"] = hex(ssh_text_bytes(text));
+}
+
+bool is_string(const SshBerElement &element) {
+  return element.cls == SSH_BER_UNIVERSAL && !element.constructed && find_string(element.tag);
+}
+
+std::string string_text(uint32_t tag, Bytes content) {
+  const StringRow *row = find_string(tag);
+  const size_t width = row ? row->width : 0;
+  if (width == 0 || content.size() % width != 0) return std::string(ssh_bytes_text(content));
+  std::string out;
+  for (size_t i = 0; i < content.size(); i += width) {
+    uint32_t code = 0;
+    for (size_t k = 0; k < width; ++k) code = code << 8 | content[i + k];
+    append_utf8(out, code);
+  }
+  return out;
+}
+
+std::string oid_text(SshOid oid) {
+  const std::string text = take(ssh_ber_oid_text(oid));
+  return text.empty() ? "not an identifier: " + hex(oid.octets) : text;
+}
+
+Json oid_json(SshOid oid) {
+  const std::string text = oid_text(oid);
+  Json json = {{"oid", text}};
+  const std::string_view name = oid_name(text);
+  if (!name.empty()) json["name"] = name;
+  return json;
+}
+
+Json integer_json(const SshMpInt &value) {
+  Json json = Json::object();
+  if (value.bits() <= kDecimalBits) json["decimal"] = take(value.to_decimal());
+  json["hex"] = (value.negative() ? "-" : "") + (value.is_zero() ? "00" : hex(value.magnitude()));
+  return json;
+}
+
+Json number_json(Bytes content) {
+  SshMpInt value;
+  value.set_twos_complement(content);
+  Json json = {{"bits", value.bits()}};
+  json.update(integer_json(value));
+  return json;
+}
+
+Json time_json(const SshBerTime &time) {
+  if (time == SshBerTime{}) return nullptr;
+  std::string text = fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", time.year, time.month,
+                                 time.day, time.hour, time.minute, time.second);
+  if (time.microseconds) text += fmt::format(".{:06}", time.microseconds);
+  if (!time.tz_hours && !time.tz_minutes) return text + "Z";
+  return text +
+         fmt::format("{}{:02}:{:02}", time.tz_plus ? '+' : '-', time.tz_hours, time.tz_minutes);
+}
+
+Json limit_json(uint32_t value) { return value == SSH_X509_NO_LIMIT ? Json() : Json(value); }
+
+Json text_json(const SshX509Text &text) {
+  if (!text.present) return nullptr;
+  Json json = Json::object();
+  set_text(json, "text", string_text(kTagOfCharset[text.charset], text.octets));
+  return json;
+}
+
+// Name ::= SEQUENCE OF RelativeDistinguishedName; RelativeDistinguishedName ::= SET OF AttributeTypeAndValue
+Json dn_json(Bytes der) {
+  SshDN dn = {};
+  char *text = ssh_dn_decode_der(der, &dn) ? ssh_dn_encode_ldap(&dn) : nullptr;
+  ssh_dn_clear(&dn);
+
+  Json json = {{"text", nullptr}};
+  if (text) set_text(json, "text", take(text));
+  Json rdns = Json::array();
+  std::string readable;
+  const auto name = elements(der);
+  for (const SshBerElement &rdn : name.empty() ? name : elements(name[0].content())) {
+    if (!take_item()) {
+      rdns.push_back(kOmitted);
+      break;
+    }
+    Json pairs = Json::array();
+    if (!readable.empty()) readable += ", ";
+    for (const SshBerElement &pair : elements(rdn.content())) {
+      if (!take_item()) break;
+      pairs.push_back(attribute_json(pair));
+      readable += (pairs.size() > 1 ? " + " : "") + readable_pair(pairs.back());
+    }
+    rdns.push_back(std::move(pairs));
+  }
+  json["readable"] = readable;
+  json["attributes"] = std::move(rdns);
+  json["der"] = hex(der);
+  return json;
+}
+
+Json name_json(const SshX509Name &name) {
+  const NameRow &row = kNames[name.type];
+  Json json = {{"type", row.label}};
+  row.set(json, name);
+  if (!json.contains("der")) json["der"] = hex(name.der.empty() ? name.data : name.der);
+  return json;
+}
+
+Json names_json(const SshX509Name *list) {
+  std::vector<const SshX509Name *> names;
+  for (; list; list = list->next) {
+    if (list->type >= SSH_X509_NAME_EMAIL) names.push_back(list);
+  }
+  Json json = Json::array();
+  for (size_t i = names.size(); i-- > 0;) {  // the list reads newest first
+    if (!take_item()) {
+      json.push_back(kOmitted);
+      break;
+    }
+    json.push_back(name_json(*names[i]));
+  }
+  return json;
+}
+
+Json bits_json(uint32_t mask, std::span<const std::string_view> names) {
+  Json json = Json::array();
+  for (size_t i = 0; i < 32; ++i) {
+    const uint32_t bit = 1u << (i / 8 * 8 + 7 - i % 8);
+    if (!(mask & bit)) continue;
+    json.push_back(i < names.size() ? std::string(names[i]) : fmt::format("bit {}", i));
+  }
+  return json;
+}
+
+Json key_usage_json(uint32_t mask) {
+  constexpr std::string_view kBits[] = {
+      "digital signature", "non repudiation", "key encipherment",
+      "data encipherment", "key agreement",   "key cert sign",
+      "crl sign",          "encipher only",   "decipher only",
+  };
+  return bits_json(mask, kBits);
+}
+
+Json reasons_json(uint32_t mask) {
+  constexpr std::string_view kBits[] = {
+      "unused",        "key compromise",         "ca compromise",    "affiliation changed",
+      "superseded",    "cessation of operation", "certificate hold", "privilege withdrawn",
+      "aa compromise",
+  };
+  return bits_json(mask, kBits);
+}
+
+}  // namespace kwpki

@@ -1,0 +1,15 @@
+#!/bin/sh
+# test.sh is the whole proof: every test in the release build, every test again under the sanitizers,
+# and the tree built without a warning by the second compiler, which replays the fuzz corpora.
+set -eu
+cd "$(dirname "$0")/.."
+jobs=$(nproc)
+
+tools/build.sh native
+ctest --preset native -j "$jobs"
+
+tools/build.sh sanitize
+ctest --preset sanitize -j "$jobs" -LE compile_fail
+
+tools/build.sh sanitize-clang
+ctest --preset sanitize-clang -j "$jobs" -L 'fuzz|layers|compile_fail'
