@@ -4,8 +4,8 @@
 #include <kwpki.h>
 #include <stdio.h>
 
-/* Reads a certificate from PEM or, where that gives none, from DER. Bytes that were handed to
- * KwPkiCertSetBer are the certificate's own copy from then on, so the file's block is freed here. */
+/* Reads a certificate from PEM or, where that gives none, from DER. The certificate keeps a copy of
+ * what it is set to, so the block of the file is freed here. */
 static KwPkiStatus read_certificate(const char *path, KwPkiCert cert) {
   KwPkiStatus status = 0;
   for (uint32_t armoured = 2; armoured-- > 0;) {

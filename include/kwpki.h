@@ -80,10 +80,10 @@ KwPkiStatus KWPKI_CALL KwPkiCertSetBer(const uint8_t *data, uint32_t length, KwP
 KwPkiStatus KWPKI_CALL KwPkiCertGetBer(KwPkiCert cert, const uint8_t **data, uint32_t *length);
 
 /* KwPkiCertGetSubjectDN gives the subject as text, in the order of the certificate: "C=FI,
- * O=Example, CN=First + UI=1". A value with other than printable ASCII octets is written as "#" and
- * hexadecimal digits. KWPKI_FAILED if the certificate is empty or has no subject, if a value of it
- * is not text that the library reads, or if the text would exceed 100 MiB; KwPkiCertGetSubjectDNDer
- * works in the last two cases. */
+ * O=Example, CN=First + UI=1". A value with octets other than ASCII letters, digits, punctuation
+ * and white space is written as "#" and hexadecimal digits. KWPKI_FAILED if the certificate is
+ * empty or has no subject, if a value of it is not text that the library reads, or if the text
+ * would exceed 100 MiB; KwPkiCertGetSubjectDNDer works in the last two cases. */
 KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDN(KwPkiCert cert, char **text);
 
 /* KwPkiCertGetSubjectDNDer gives the encoding of the subject (an X.501 Name) as a block.

@@ -21,8 +21,9 @@ size_t length_octets(uint32_t length) {
   return count;
 }
 
-// Levels remembers the constructed elements around the walk, outermost first: where each one ends and whether its
-// length is indefinite. The first levels lie in the object itself, so that ordinary input takes no heap call.
+// Levels remembers the constructed elements around the walk, outermost first: where each one ends
+// and whether its length is indefinite. The first levels lie in the object itself, so that ordinary
+// input takes no heap call.
 class Levels {
  public:
   ~Levels() { ssh_xfree(heap_); }
@@ -57,7 +58,8 @@ struct Header {
   bool indefinite;
 };
 
-// read_header reads the header at `p`, the usual kind right here; false if it or its content is cut or too long.
+// read_header reads the header at `p`, the usual kind right here; false if it or its content is cut
+// or too long.
 inline bool read_header(const uint8_t *p, const uint8_t *end, Header &header) {
   if (end - p >= 2 && (p[0] & kLongTag) != kLongTag && p[1] < 0x80) {
     header = {p + 2, p[1], (p[0] & 0x20) != 0, false};
@@ -114,7 +116,13 @@ SshBerStatus ssh_ber_open_long(const uint8_t *p, const uint8_t *end, SshBerEleme
     const auto header = static_cast<uint8_t>(p[1] - 0x80 + 2);
     const uint32_t length = p[1] == 0x81 ? p[2] : uint32_t{p[2]} << 8 | p[3];
     if (length > static_cast<size_t>(end - p) - header) return SSH_BER_CUT;
-    element = {static_cast<uint8_t>(p[0] >> 6), (p[0] & 0x20) != 0, false, header, p[0] & kLongTag, length, p};
+    element = {static_cast<uint8_t>(p[0] >> 6),
+               (p[0] & 0x20) != 0,
+               false,
+               header,
+               p[0] & kLongTag,
+               length,
+               p};
     return SSH_BER_OK;
   }
   element = {};
@@ -204,7 +212,8 @@ SshBerExtent ssh_ber_check(Bytes octets) {
   return extent;
 }
 
-const uint8_t *ssh_ber_element_end_walk(const SshBerElement &element, const uint8_t *end, uint64_t &work) {
+const uint8_t *ssh_ber_element_end_walk(const SshBerElement &element, const uint8_t *end,
+                                        uint64_t &work) {
   const uint8_t *p = element.data + element.header_length;
   for (size_t open = 1; open > 0; --work) {
     if (work == 0) return nullptr;

@@ -1,6 +1,7 @@
-// BER primitives: identifier and length octets both ways, the walk over a list of elements, object identifiers,
-// and the freelist that takes back the blocks of a failed read. Everything works on octets; templates and nodes
-// build on it. The content of a primitive type is read in read.cc and written in create.cc, one row a keyword.
+// BER primitives: identifier and length octets both ways, the walk over a list of elements, object
+// identifiers, and the freelist that takes back the blocks of a failed read. Everything works on
+// octets; templates and nodes build on it. The content of a primitive type is read in read.cc and
+// written in create.cc, one row a keyword.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +18,12 @@ enum SshBerStatus : uint32_t {
   SSH_BER_LENGTH_TOO_LONG = 9  // more than four length octets
 };
 
-enum SshBerClass : uint8_t { SSH_BER_UNIVERSAL, SSH_BER_APPLICATION, SSH_BER_CONTEXT, SSH_BER_PRIVATE };
+enum SshBerClass : uint8_t {
+  SSH_BER_UNIVERSAL,
+  SSH_BER_APPLICATION,
+  SSH_BER_CONTEXT,
+  SSH_BER_PRIVATE
+};
 
 // SSH_BER_HEADER_MAX bounds the identifier and length octets of any element.
 constexpr size_t SSH_BER_HEADER_MAX = 11;
@@ -31,7 +37,8 @@ struct SshBerElement {
   uint8_t header_length = 0;
   uint32_t tag = 0;
   uint32_t content_length = 0;
-  const uint8_t *data = nullptr;  // the identifier octet; lives as long as the octets that were opened
+  const uint8_t *data =
+      nullptr;  // the identifier octet; lives as long as the octets that were opened
 
   [[nodiscard]] Bytes content() const { return {data + header_length, content_length}; }
   [[nodiscard]] bool is(uint8_t wanted_class, uint32_t wanted_tag) const {
@@ -42,17 +49,23 @@ struct SshBerElement {
 // ssh_ber_compute_tag_length_size counts the header octets of an element.
 [[nodiscard]] size_t ssh_ber_compute_tag_length_size(const SshBerElement &element);
 
-// ssh_ber_set_tag_length writes the header into `size` octets at `out`: SSH_BER_OK or SSH_BER_NO_ROOM.
-[[nodiscard]] SshBerStatus ssh_ber_set_tag_length(uint8_t *out, size_t size, const SshBerElement &element);
+// ssh_ber_set_tag_length writes the header into `size` octets at `out`: SSH_BER_OK or
+// SSH_BER_NO_ROOM.
+[[nodiscard]] SshBerStatus ssh_ber_set_tag_length(uint8_t *out, size_t size,
+                                                  const SshBerElement &element);
 
-// ssh_ber_open_element reads the header at `p`. The element's content must lie before `end` (definite lengths).
-[[nodiscard]] SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end, SshBerElement &element);
+// ssh_ber_open_element reads the header at `p`. The element's content must lie before `end`
+// (definite lengths).
+[[nodiscard]] SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end,
+                                                SshBerElement &element);
 
 // ssh_ber_open_long is the general case behind ssh_ber_open; call that.
-[[nodiscard]] SshBerStatus ssh_ber_open_long(const uint8_t *p, const uint8_t *end, SshBerElement &element);
+[[nodiscard]] SshBerStatus ssh_ber_open_long(const uint8_t *p, const uint8_t *end,
+                                             SshBerElement &element);
 
 // ssh_ber_open is ssh_ber_open_element with the usual case inline: tag below 31, length below 128.
-[[nodiscard]] inline SshBerStatus ssh_ber_open(const uint8_t *p, const uint8_t *end, SshBerElement &element) {
+[[nodiscard]] inline SshBerStatus ssh_ber_open(const uint8_t *p, const uint8_t *end,
+                                               SshBerElement &element) {
   if (end - p < 2 || (p[0] & 0x1F) == 0x1F || p[1] >= 0x80 || p[1] > end - p - 2) {
     return ssh_ber_open_long(p, end, element);
   }
@@ -65,8 +78,9 @@ struct SshBerElement {
   return end - p >= 2 && p[0] == 0 && p[1] == 0;
 }
 
-// SshBerExtent is what ssh_ber_check finds: how many octets hold whole, well-formed elements (nested ones
-// included), how many top-level elements these are, and where the first fault lies if there is one.
+// SshBerExtent is what ssh_ber_check finds: how many octets hold whole, well-formed elements
+// (nested ones included), how many top-level elements these are, and where the first fault lies if
+// there is one.
 struct SshBerExtent {
   size_t good = 0;
   size_t elements = 0;
@@ -75,26 +89,32 @@ struct SshBerExtent {
   const uint8_t *fault_at = nullptr;
 };
 
-// SSH_BER_INPUT_MAX is the largest input that is walked over: 64 MiB. All of a larger one is a fault at its start.
+// SSH_BER_INPUT_MAX is the largest input that is walked over: 64 MiB. All of a larger one is a
+// fault at its start.
 constexpr size_t SSH_BER_INPUT_MAX = 0x4000000;
 
-// ssh_ber_check walks over all headers in `octets`, however deep, in one pass and without recursion. Its memory
-// is 4 octets a level of nesting beyond the first 64; more than 2^20 levels are a fault. End-of-contents octets close an indefinite length or, where
-// none is open, are stepped over.
+// ssh_ber_check walks over all headers in `octets`, however deep, in one pass and without
+// recursion. Its memory is 4 octets a level of nesting beyond the first 64; more than 2^20 levels
+// are a fault. End-of-contents octets close an indefinite length or, where none is open, are
+// stepped over.
 [[nodiscard]] SshBerExtent ssh_ber_check(Bytes octets);
 
-// ssh_ber_element_end finds the end of an opened element inside well-formed octets; for an indefinite
-// length that takes a walk over its content, whose steps are subtracted from `work`. Null when work runs out.
-[[nodiscard]] const uint8_t *ssh_ber_element_end_walk(const SshBerElement &element, const uint8_t *end, uint64_t &work);
-[[nodiscard]] inline const uint8_t *ssh_ber_element_end(const SshBerElement &element, const uint8_t *end,
-                                                        uint64_t &work) {
-  if (!element.indefinite || !element.constructed) return element.data + element.header_length + element.content_length;
+// ssh_ber_element_end finds the end of an opened element inside well-formed octets; for an
+// indefinite length that takes a walk over its content, whose steps are subtracted from `work`.
+// Null when work runs out.
+[[nodiscard]] const uint8_t *ssh_ber_element_end_walk(const SshBerElement &element,
+                                                      const uint8_t *end, uint64_t &work);
+[[nodiscard]] inline const uint8_t *ssh_ber_element_end(const SshBerElement &element,
+                                                        const uint8_t *end, uint64_t &work) {
+  if (!element.indefinite || !element.constructed)
+    return element.data + element.header_length + element.content_length;
   return ssh_ber_element_end_walk(element, end, work);
 }
 
-// ssh_ber_content_end finds the end of an element's content from the end of the element: the octets that close an
-// indefinite length are not content.
-[[nodiscard]] inline const uint8_t *ssh_ber_content_end(const SshBerElement &element, const uint8_t *element_end) {
+// ssh_ber_content_end finds the end of an element's content from the end of the element: the octets
+// that close an indefinite length are not content.
+[[nodiscard]] inline const uint8_t *ssh_ber_content_end(const SshBerElement &element,
+                                                        const uint8_t *element_end) {
   return element_end - (element.indefinite && element.constructed ? 2 : 0);
 }
 
@@ -107,7 +127,8 @@ using SshBerFreelist = SshBerFreelistRecord *;
 
 [[nodiscard]] SshBerFreelist ssh_ber_freelist_alloc();
 
-// ssh_ber_freelist_add records `block`; a kind other than the two above adds nothing; a null list is fatal.
+// ssh_ber_freelist_add records `block`; a kind other than the two above adds nothing; a null list
+// is fatal.
 void ssh_ber_freelist_add(SshBerFreelist *list, uint32_t kind, void *block);
 
 // ssh_ber_freelist_free frees the records and, when the read failed, the blocks too.

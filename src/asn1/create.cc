@@ -7,7 +7,8 @@
 namespace {
 
 constexpr uint32_t kTagSet = 17;
-constexpr uint32_t kTagMax = 0xFFFFFFF;  // 28 bits; larger tags could be written but never be opened again
+constexpr uint32_t kTagMax =
+    0xFFFFFFF;  // 28 bits; larger tags could be written but never be opened again
 
 // Builder encodes one template. Each method returns false after setting the status.
 class Builder {
@@ -101,8 +102,8 @@ bool Builder::element(uint32_t index, Bytes &out) {
   return wrap(wrapper, out, out);
 }
 
-// any splices given nodes in: as they are, inside an explicit wrapper, or with the first one's header written anew
-// under an implicit tag.
+// any splices given nodes in: as they are, inside an explicit wrapper, or with the first one's
+// header written anew under an implicit tag.
 bool Builder::any(const SshAsn1Op &op, Bytes &out) {
   const SshAsn1Node node = inputs_[op.argument].node;
   out = {};
@@ -126,37 +127,44 @@ bool Builder::any(const SshAsn1Op &op, Bytes &out) {
   const size_t size = ssh_ber_compute_tag_length_size(header);
   uint8_t *at = nullptr;
   if (!octets(size + rest.size(), &at)) return false;
-  if (ssh_ber_set_tag_length(at, size, header) != SSH_BER_OK) return fail(SSH_ASN1_BER_CLOSE_FAILED);
+  if (ssh_ber_set_tag_length(at, size, header) != SSH_BER_OK)
+    return fail(SSH_ASN1_BER_CLOSE_FAILED);
   if (!rest.empty()) std::memcpy(at + size, rest.data(), rest.size());
   out = {at, size + rest.size()};
   return true;
 }
 
-// wrap puts a header (and, after an indefinite length, the closing octets) around content; `out` may be `content`.
+// wrap puts a header (and, after an indefinite length, the closing octets) around content; `out`
+// may be `content`.
 bool Builder::wrap(SshBerElement header, Bytes content, Bytes &out) {
   header.content_length = static_cast<uint32_t>(content.size());
   const size_t size = ssh_ber_compute_tag_length_size(header);
   const size_t total = size + content.size() + (header.indefinite ? 2 : 0);
   uint8_t *at = nullptr;
   if (!octets(total, &at)) return false;
-  if (ssh_ber_set_tag_length(at, size, header) != SSH_BER_OK) return fail(SSH_ASN1_BER_CLOSE_FAILED);
+  if (ssh_ber_set_tag_length(at, size, header) != SSH_BER_OK)
+    return fail(SSH_ASN1_BER_CLOSE_FAILED);
   if (!content.empty()) std::memcpy(at + size, content.data(), content.size());
   if (header.indefinite) at[total - 2] = at[total - 1] = 0;
   out = {at, total};
   return true;
 }
 
-// sort_set brings the elements of a set into DER order: by their octets, a shorter one before its continuations.
+// sort_set brings the elements of a set into DER order: by their octets, a shorter one before its
+// continuations.
 bool Builder::sort_set(Bytes &children) {
   context_->work.left += SshAsn1Work::for_input(children.size()).left;  // enough for both walks
   size_t count = 0;
-  for (SshAsn1Node node = ssh_asn1_list_of(children, &context_->work); node; node = ssh_asn1_node_next(node)) ++count;
+  for (SshAsn1Node node = ssh_asn1_list_of(children, &context_->work); node;
+       node = ssh_asn1_node_next(node))
+    ++count;
   if (count < 2) return true;
   if (count > SSH_XMALLOC_MAX / sizeof(Bytes)) return fail(SSH_ASN1_BUFFER_OVERFLOW);
 
   auto *elements = static_cast<Bytes *>(ssh_xcalloc(count, sizeof(Bytes)));
   SshAsn1Node node = ssh_asn1_list_of(children, &context_->work);
-  for (size_t i = 0; i < count && node; ++i, node = ssh_asn1_node_next(node)) elements[i] = node.der();
+  for (size_t i = 0; i < count && node; ++i, node = ssh_asn1_node_next(node))
+    elements[i] = node.der();
   std::sort(elements, elements + count, [](Bytes a, Bytes b) {
     const int order = std::memcmp(a.data(), b.data(), std::min(a.size(), b.size()));
     return order < 0 || (order == 0 && a.size() < b.size());
@@ -201,7 +209,8 @@ bool Builder::content(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
         return true;
       }
       const SshMpInt small(op.type == SSH_ASN1_SHORT ? int64_t{input.word} : 0);
-      const SshMpInt *value = op.type == SSH_ASN1_SHORT ? &small : static_cast<const SshMpInt *>(input.pointer);
+      const SshMpInt *value =
+          op.type == SSH_ASN1_SHORT ? &small : static_cast<const SshMpInt *>(input.pointer);
       value->write_twos_complement(scratch);
       out = {scratch, value->twos_complement_length()};
       return true;
@@ -209,18 +218,23 @@ bool Builder::content(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
     case SSH_ASN1_BITS:
       return bits(op, scratch, out);
     case SSH_ASN1_OCTETS:
-      out = op.owned ? Bytes(static_cast<const uint8_t *>(input.pointer), inputs_[op.argument + 1].size)
-                     : input.octets;
+      out = op.owned
+                ? Bytes(static_cast<const uint8_t *>(input.pointer), inputs_[op.argument + 1].size)
+                : input.octets;
       return true;
     case SSH_ASN1_OID:
-      if (op.owned) out = {scratch, ssh_ber_oid_from_text(static_cast<const char *>(input.pointer), scratch)};
-      else out = input.octets;
+      if (op.owned)
+        out = {scratch, ssh_ber_oid_from_text(static_cast<const char *>(input.pointer), scratch)};
+      else
+        out = input.octets;
       return !out.empty();
     case SSH_ASN1_UTC_TIME:
-      out = {scratch, ssh_ber_utc_time_encode(static_cast<const SshBerTime *>(input.pointer), scratch)};
+      out = {scratch,
+             ssh_ber_utc_time_encode(static_cast<const SshBerTime *>(input.pointer), scratch)};
       return true;
     case SSH_ASN1_GENERALIZED_TIME:
-      out = {scratch, ssh_ber_generalized_time_encode(static_cast<const SshBerTime *>(input.pointer), scratch)};
+      out = {scratch, ssh_ber_generalized_time_encode(
+                          static_cast<const SshBerTime *>(input.pointer), scratch)};
       return true;
     default:
       out = {};
@@ -246,8 +260,8 @@ bool Builder::bits(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
 
 }  // namespace
 
-SshAsn1Status ssh_asn1_run_create(SshAsn1Context *context, SshAsn1Node *node, const SshAsn1Op *ops, uint32_t count,
-                                  const SshAsn1Input *inputs) {
+SshAsn1Status ssh_asn1_run_create(SshAsn1Context *context, SshAsn1Node *node, const SshAsn1Op *ops,
+                                  uint32_t count, const SshAsn1Input *inputs) {
   Builder builder(context, ops, inputs);
   Bytes encoding;
   if (!builder.list(0, count, encoding)) return builder.status();

@@ -1,6 +1,7 @@
 // The vocabulary of the template language: 27 keywords in a perfect hash of 37 slots.
-// A keyword that hashes onto an occupied slot cannot be added without new constants; the compiler checks the slots.
-// What a keyword reads and writes is told by its type: one row a type in read.cc and in create.cc.
+// A keyword that hashes onto an occupied slot cannot be added without new constants; the compiler
+// checks the slots. What a keyword reads and writes is told by its type: one row a type in read.cc
+// and in create.cc.
 #pragma once
 
 #include <cstdint>
@@ -82,7 +83,8 @@ constexpr SshAsn1Keyword kSshAsn1Keywords[SSH_ASN1_KEYWORD_SLOTS] = {
     {"empty", 0, SSH_ASN1_NULL},
 };
 
-// ssh_asn1_keyword_find gives a word's slot, or SSH_ASN1_KEYWORD_SLOTS if it is no keyword. There is no probing.
+// ssh_asn1_keyword_find gives a word's slot, or SSH_ASN1_KEYWORD_SLOTS if it is no keyword. There
+// is no probing.
 constexpr uint32_t ssh_asn1_keyword_find(std::string_view word) {
   const uint32_t slot = ssh_asn1_keyword_slot(word);
   return !word.empty() && kSshAsn1Keywords[slot].text == word ? slot : SSH_ASN1_KEYWORD_SLOTS;

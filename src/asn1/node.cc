@@ -5,7 +5,8 @@
 
 namespace {
 
-// first_of skips end-of-contents octets, which are no nodes, and gives the list from its first element on.
+// first_of skips end-of-contents octets, which are no nodes, and gives the list from its first
+// element on.
 SshAsn1Node first_of(const uint8_t *p, const uint8_t *end, SshAsn1Work *work) {
   while (p != end && ssh_ber_is_end(p, end)) p += 2;
   SshBerElement element;
@@ -42,7 +43,8 @@ void ssh_asn1_free(SshAsn1Context *context) {
 uint8_t *ssh_asn1_context_octets(SshAsn1Context *context, size_t size) {
   context->work.left += SshAsn1Work::for_input(size).left;
   if (size == 0) return nullptr;
-  if (size <= SSH_CMALLOC_MAX) return static_cast<uint8_t *>(ssh_cmalloc_bytes(context->arena, size));
+  if (size <= SSH_CMALLOC_MAX)
+    return static_cast<uint8_t *>(ssh_cmalloc_bytes(context->arena, size));
   auto *block = static_cast<SshAsn1LargeBlock *>(ssh_xmalloc(sizeof(SshAsn1LargeBlock) + size));
   block->next = context->large;
   context->large = block;
@@ -92,15 +94,18 @@ SshAsn1Node ssh_asn1_node_child(SshAsn1Node node) {
   if (!node) return {};
   const SshBerElement element = ssh_asn1_node_open(node);
   if (!element.constructed) return {};
-  return first_of(node.data + element.header_length, ssh_ber_content_end(element, node.next), node.work);
+  return first_of(node.data + element.header_length, ssh_ber_content_end(element, node.next),
+                  node.work);
 }
 
 SshAsn1Status ssh_asn1_context_list(SshAsn1Context *context, SshAsn1Node node, Bytes *octets) {
   size_t size = 0;
   const uint8_t *end = node.data;
-  for (SshAsn1Node at = node; at; end = at.next, at = ssh_asn1_node_next(at)) size += at.der().size();
+  for (SshAsn1Node at = node; at; end = at.next, at = ssh_asn1_node_next(at))
+    size += at.der().size();
   *octets = {node.data, size};
-  if (node && node.work->left == 0) return SSH_ASN1_BER_STEP_FAILED;  // the list may have ended early
+  if (node && node.work->left == 0)
+    return SSH_ASN1_BER_STEP_FAILED;  // the list may have ended early
   if (static_cast<size_t>(end - node.data) == size) return SSH_ASN1_OK;
 
   uint8_t *out = ssh_asn1_context_octets(context, size);
@@ -133,7 +138,8 @@ void ssh_asn1_node_get_data(SshAsn1Node node, uint8_t **data, size_t *length) {
 
 SshAsn1Status ssh_asn1_encode(SshAsn1Context *context, SshAsn1Tree *tree) {
   if (!tree->root) return SSH_ASN1_NODE_NULL;
-  return ssh_asn1_context_list(context, tree->root, &tree->data);  // a node is encoded when it is made
+  return ssh_asn1_context_list(context, tree->root,
+                               &tree->data);  // a node is encoded when it is made
 }
 
 SshAsn1Status ssh_asn1_encode_node(SshAsn1Context *context, SshAsn1Node node) {

@@ -1,5 +1,6 @@
 // Object identifiers: an encoded-octets view inside the library, dotted text at its edges.
-// The dotted form follows the library's first-octet rule: octet / 40 and octet mod 40, also for the arc 2.
+// The dotted form follows the library's first-octet rule: octet / 40 and octet mod 40, also for the
+// arc 2.
 #pragma once
 
 #include <array>
@@ -8,28 +9,32 @@
 
 #include "util/bytes.h"
 
-// SshOid shows the content octets of an OBJECT IDENTIFIER; it lives as long as the octets it was read from.
+// SshOid shows the content octets of an OBJECT IDENTIFIER; it lives as long as the octets it was
+// read from.
 struct SshOid {
   Bytes octets;
   explicit operator bool() const { return !octets.empty(); }
   bool operator==(const SshOid &other) const { return ssh_bytes_equal(octets, other.octets); }
 };
 
-// ssh_ber_oid_string_to_arcs splits dotted text into a new array of arcs (ssh_xfree); null if a digit overflows
-// 32 bits or a character is neither digit nor dot. An empty run of digits is 0.
+// ssh_ber_oid_string_to_arcs splits dotted text into a new array of arcs (ssh_xfree); null if a
+// digit overflows 32 bits or a character is neither digit nor dot. An empty run of digits is 0.
 [[nodiscard]] uint32_t *ssh_ber_oid_string_to_arcs(const char *text, size_t *count);
 
 // ssh_ber_arcs_to_oid_string joins arcs with dots into new text (ssh_xfree).
 [[nodiscard]] char *ssh_ber_arcs_to_oid_string(const uint32_t *arcs, size_t count);
 
-// ssh_ber_oid_is_valid is true if the octets read as an identifier: not empty, not cut, no arc above 28 bits.
+// ssh_ber_oid_is_valid is true if the octets read as an identifier: not empty, not cut, no arc
+// above 28 bits.
 [[nodiscard]] bool ssh_ber_oid_is_valid(Bytes octets);
 
-// ssh_ber_oid_text returns an identifier's dotted text (ssh_xfree), or null if the octets are not valid.
+// ssh_ber_oid_text returns an identifier's dotted text (ssh_xfree), or null if the octets are not
+// valid.
 [[nodiscard]] char *ssh_ber_oid_text(SshOid oid);
 
-// ssh_ber_oid_from_text writes an identifier's content octets into `out` (SSH_OID_ENCODED_MAX(strlen) is always
-// enough) and returns their count; 0 for fewer than two arcs or text that does not parse.
+// ssh_ber_oid_from_text writes an identifier's content octets into `out`
+// (SSH_OID_ENCODED_MAX(strlen) is always enough) and returns their count; 0 for fewer than two arcs
+// or text that does not parse.
 constexpr size_t SSH_OID_ENCODED_MAX(size_t text_length) { return text_length * 2 + 8; }
 [[nodiscard]] size_t ssh_ber_oid_from_text(const char *text, uint8_t *out);
 
@@ -42,14 +47,17 @@ struct SshOidConstant {
     uint32_t arcs[16] = {};
     size_t count = 1;
     for (const char *p = dotted; *p; ++p) {
-      if (*p == '.') ++count;
-      else arcs[count - 1] = arcs[count - 1] * 10 + static_cast<uint32_t>(*p - '0');
+      if (*p == '.')
+        ++count;
+      else
+        arcs[count - 1] = arcs[count - 1] * 10 + static_cast<uint32_t>(*p - '0');
     }
     octets[length++] = static_cast<uint8_t>(arcs[0] * 40 + arcs[1]);
     for (size_t i = 2; i < count; ++i) {
       for (int shift = 28; shift >= 0; shift -= 7) {
         if (shift > 0 && arcs[i] >> shift == 0) continue;
-        octets[length++] = static_cast<uint8_t>((shift ? 0x80u : 0u) | ((arcs[i] >> shift) & 0x7Fu));
+        octets[length++] =
+            static_cast<uint8_t>((shift ? 0x80u : 0u) | ((arcs[i] >> shift) & 0x7Fu));
       }
     }
   }

@@ -8,21 +8,30 @@ bool SshAsn1Reader::open_long(const uint8_t *p, const uint8_t *end, SshAsn1Place
   if (p == end || work_->left == 0 || ssh_ber_open(p, end, element) != SSH_BER_OK) return false;
   --work_->left;
   const uint8_t *element_end = ssh_ber_element_end(element, end, work_->left);
-  place = {ssh_asn1_identifier(element.cls, element.tag), element.constructed, element.indefinite, p,
-           p + element.header_length, element_end};
+  place = {ssh_asn1_identifier(element.cls, element.tag),
+           element.constructed,
+           element.indefinite,
+           p,
+           p + element.header_length,
+           element_end};
   return element_end && work_->left;
 }
 
-// enter_wrapper opens the element inside an explicit tag, if it is the one that the template asks for.
-bool SshAsn1Reader::enter_wrapper(const SshAsn1Op &op, const SshAsn1Place &wrapper, SshAsn1Place &inner) {
+// enter_wrapper opens the element inside an explicit tag, if it is the one that the template asks
+// for.
+bool SshAsn1Reader::enter_wrapper(const SshAsn1Op &op, const SshAsn1Place &wrapper,
+                                  SshAsn1Place &inner) {
   if (!wrapper.constructed || !open(wrapper.content, wrapper.content_end(), inner)) return false;
   if (op.any_tag || op.type == SSH_ASN1_ANY) return true;
-  return inner.identifier == ssh_asn1_identifier(SSH_BER_UNIVERSAL, kSshAsn1Keywords[op.keyword].tag);
+  return inner.identifier ==
+         ssh_asn1_identifier(SSH_BER_UNIVERSAL, kSshAsn1Keywords[op.keyword].tag);
 }
 
-// locate_from looks for a template element from `p` to the end of the list. What stands behind others can be found
-// again from each of them, so its octets are paid for: whoever reads it walks over them without an account.
-bool SshAsn1Reader::locate_from(const SshAsn1Op &op, const uint8_t *p, SshAsn1Cursor &cursor, SshAsn1Place &place) {
+// locate_from looks for a template element from `p` to the end of the list. What stands behind
+// others can be found again from each of them, so its octets are paid for: whoever reads it walks
+// over them without an account.
+bool SshAsn1Reader::locate_from(const SshAsn1Op &op, const uint8_t *p, SshAsn1Cursor &cursor,
+                                SshAsn1Place &place) {
   SshAsn1Place inner;
   for (; open(p, cursor.end, place); p = place.end) {
     cursor.passed |= mark_of(place.identifier);
@@ -40,8 +49,10 @@ bool SshAsn1Reader::read_other_content(const SshAsn1Op &op, Bytes content) {
       out<int>(op) = content[0] ? 1 : 0;
       return true;
     case SSH_ASN1_INTEGER:
-      if (op.owned) out<Bytes>(op) = content;
-      else out<SshMpInt>(op).set_twos_complement(content);
+      if (op.owned)
+        out<Bytes>(op) = content;
+      else
+        out<SshMpInt>(op).set_twos_complement(content);
       return true;
     case SSH_ASN1_SHORT: {
       SshMpInt value;
@@ -80,14 +91,17 @@ bool SshAsn1Reader::read_bits(const SshAsn1Op &op, Bytes content) {
   const size_t all = 8 * (content.size() - 1);
   if (content[0] > all) return false;  // more unused bits than there are
   const size_t bits = all - content[0];
-  if (op.owned) give_octets(op, content.subspan(1), bits);
-  else out<SshAsn1Bits>(op) = {content.subspan(1), bits};
+  if (op.owned)
+    give_octets(op, content.subspan(1), bits);
+  else
+    out<SshAsn1Bits>(op) = {content.subspan(1), bits};
   return true;
 }
 
 // give_octets hands out a copy of the octets and a length; no octets are null and 0.
 void SshAsn1Reader::give_octets(const SshAsn1Op &op, Bytes octets, size_t length) {
-  uint8_t *block = octets.empty() ? nullptr : static_cast<uint8_t *>(ssh_xmemdup(octets.data(), octets.size()));
+  uint8_t *block =
+      octets.empty() ? nullptr : static_cast<uint8_t *>(ssh_xmemdup(octets.data(), octets.size()));
   if (block) ssh_ber_freelist_add(&freelist_, SSH_BER_FREELIST_BLOCK, block);
   out<uint8_t *>(op) = block;
   out<size_t>(op, 1) = length;
@@ -100,7 +114,8 @@ void SshAsn1Reader::finish_blocks(SshAsn1Status status, const SshAsn1Op *ops, si
   for (size_t i = 0; i < count; ++i) {
     const SshAsn1Op &op = ops[i];
     if (op.owned && op.type == SSH_ASN1_OID) out<char *>(op) = nullptr;
-    if (op.owned && (op.type == SSH_ASN1_OCTETS || op.type == SSH_ASN1_BITS)) out<uint8_t *>(op) = nullptr;
+    if (op.owned && (op.type == SSH_ASN1_OCTETS || op.type == SSH_ASN1_BITS))
+      out<uint8_t *>(op) = nullptr;
   }
 }
 
@@ -122,19 +137,23 @@ class RunTimeRead {
   }
 
  private:
-  SshAsn1Status element(uint32_t index, SshAsn1Cursor &cursor, SshAsn1Order order, bool optional, bool &found) {
+  SshAsn1Status element(uint32_t index, SshAsn1Cursor &cursor, SshAsn1Order order, bool optional,
+                        bool &found) {
     const SshAsn1Op &op = ops_[index];
     if (op.type == SSH_ASN1_CHOICE) return choice(index, cursor, optional, found);
     if (op.type == SSH_ASN1_OPTIONAL) {
       bool inner = false;
-      const SshAsn1Status status = op.children ? element(index + 1, cursor, order, true, inner) : SSH_ASN1_OK;
+      const SshAsn1Status status =
+          op.children ? element(index + 1, cursor, order, true, inner) : SSH_ASN1_OK;
       reader_.set_flag(op, inner);
       found = true;
       return status;
     }
-    return reader_.read_simple(op, cursor, order, optional, found, [this, &op, index](const SshAsn1Place &place) {
-      return list(index + 1, op.end, {place.content, place.content_end()}, SshAsn1Reader::order_inside(op, place));
-    });
+    return reader_.read_simple(
+        op, cursor, order, optional, found, [this, &op, index](const SshAsn1Place &place) {
+          return list(index + 1, op.end, {place.content, place.content_end()},
+                      SshAsn1Reader::order_inside(op, place));
+        });
   }
 
   SshAsn1Status choice(uint32_t index, SshAsn1Cursor &cursor, bool optional, bool &found) {
@@ -158,7 +177,8 @@ class RunTimeRead {
 
 }  // namespace
 
-SshAsn1Status ssh_asn1_run_read(SshAsn1Node node, const SshAsn1Op *ops, uint32_t count, void *const *outputs) {
+SshAsn1Status ssh_asn1_run_read(SshAsn1Node node, const SshAsn1Op *ops, uint32_t count,
+                                void *const *outputs) {
   SshAsn1Work none = {1};
   SshAsn1Reader reader(outputs, node.work ? node.work : &none);
   RunTimeRead read(reader, ops);

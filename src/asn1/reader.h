@@ -1,7 +1,8 @@
 // The steps of reading: how an element of a template is looked for in a list, matched and decoded.
-// They are written once and run in two ways: read.cc walks over the program of a template that comes at run time, and
-// SshAsn1CompiledRead, below, is the same walk unrolled by the compiler, in which every question about the template is
-// answered beforehand. Recursion goes over the template's depth, which is bounded, never over the input's.
+// They are written once and run in two ways: read.cc walks over the program of a template that
+// comes at run time, and SshAsn1CompiledRead, below, is the same walk unrolled by the compiler, in
+// which every question about the template is answered beforehand. Recursion goes over the
+// template's depth, which is bounded, never over the input's.
 #pragma once
 
 #include "asn1/template.h"
@@ -20,7 +21,9 @@ struct SshAsn1Place {
   const uint8_t *end;
 
   [[nodiscard]] Bytes bytes() const { return {content, end}; }
-  [[nodiscard]] const uint8_t *content_end() const { return constructed && indefinite ? end - 2 : end; }
+  [[nodiscard]] const uint8_t *content_end() const {
+    return constructed && indefinite ? end - 2 : end;
+  }
 };
 
 // SshAsn1Cursor is a position in a list of elements.
@@ -45,8 +48,9 @@ class SshAsn1Reader {
 
   // read_simple reads an ordinary element or an "any"; `children` reads what is inside a place.
   template <class Children>
-  [[gnu::always_inline]] SshAsn1Status read_simple(const SshAsn1Op &op, SshAsn1Cursor &cursor, SshAsn1Order order,
-                                                   bool optional, bool &found, Children children) {
+  [[gnu::always_inline]] SshAsn1Status read_simple(const SshAsn1Op &op, SshAsn1Cursor &cursor,
+                                                   SshAsn1Order order, bool optional, bool &found,
+                                                   Children children) {
     SshAsn1Place place;
     if (!locate(op, cursor, order, place)) return nothing_found(op, order, optional, found);
     found = true;
@@ -69,10 +73,12 @@ class SshAsn1Reader {
     return open(cursor.at, cursor.end, chosen.here);
   }
 
-  // choice_try reads one alternative unless its header already tells that it does not fit; `read` reads it.
+  // choice_try reads one alternative unless its header already tells that it does not fit; `read`
+  // reads it.
   template <class Read>
   [[gnu::always_inline]] SshAsn1Status choice_try(const SshAsn1Op &op, const SshAsn1Op &alternative,
-                                                  const SshAsn1Cursor &cursor, SshAsn1Chosen &chosen, Read read) {
+                                                  const SshAsn1Cursor &cursor,
+                                                  SshAsn1Chosen &chosen, Read read) {
     const int position = chosen.position++;
     const bool simple = alternative.type < SSH_ASN1_CHOICE && !takes_anything(alternative);
     if (simple && !fits(alternative, chosen.here)) return SSH_ASN1_OK;
@@ -93,12 +99,14 @@ class SshAsn1Reader {
     found = chosen.found;
   }
 
-  // order_inside tells how the children of an element are looked for: as a set if it is one, or if the template says
-  // so and an implicit tag hides what it is.
+  // order_inside tells how the children of an element are looked for: as a set if it is one, or if
+  // the template says so and an implicit tag hides what it is.
   static SshAsn1Order order_inside(const SshAsn1Op &op, const SshAsn1Place &place) {
     const uint32_t keyword = kSshAsn1Keywords[op.keyword].tag;
     const bool own_tag = op.is_explicit || !op.tagged;
-    const uint32_t tag = op.any_tag ? place.identifier & kSshAsn1TagMask : own_tag ? keyword : op.tag;
+    const uint32_t tag = op.any_tag ? place.identifier & kSshAsn1TagMask
+                         : own_tag  ? keyword
+                                    : op.tag;
     return tag == 17 || (tag != 16 && keyword == 17) ? SshAsn1Order::kSet : SshAsn1Order::kSequence;
   }
 
@@ -106,11 +114,14 @@ class SshAsn1Reader {
   SshAsn1Status missing(const SshAsn1Op &op, const SshAsn1Cursor &cursor) {
     SshAsn1Place left;
     const bool ordinary = op.type <= SSH_ASN1_CONSTRUCTED;
-    return ordinary && !open(cursor.at, cursor.end, left) ? SSH_ASN1_NODE_NULL : SSH_ASN1_MATCH_NOT_FOUND;
+    return ordinary && !open(cursor.at, cursor.end, left) ? SSH_ASN1_NODE_NULL
+                                                          : SSH_ASN1_MATCH_NOT_FOUND;
   }
 
   // nothing_here tells a list that has ended from one whose work is spent.
-  [[nodiscard]] SshAsn1Status nothing_here() const { return work_->left ? SSH_ASN1_OK : SSH_ASN1_BER_STEP_FAILED; }
+  [[nodiscard]] SshAsn1Status nothing_here() const {
+    return work_->left ? SSH_ASN1_OK : SSH_ASN1_BER_STEP_FAILED;
+  }
 
   void set_flag(const SshAsn1Op &op, bool value) { out<int>(op) = value ? 1 : 0; }
 
@@ -120,36 +131,47 @@ class SshAsn1Reader {
   }
 
  private:
-  static uint64_t mark_of(uint32_t identifier) { return uint64_t{1} << ((identifier >> 26 ^ identifier) & 63); }
+  static uint64_t mark_of(uint32_t identifier) {
+    return uint64_t{1} << ((identifier >> 26 ^ identifier) & 63);
+  }
 
-  // takes_anything is true for template elements that are content with whatever stands at the cursor.
-  static bool takes_anything(const SshAsn1Op &op) { return op.any_tag || (op.type == SSH_ASN1_ANY && !op.tagged); }
+  // takes_anything is true for template elements that are content with whatever stands at the
+  // cursor.
+  static bool takes_anything(const SshAsn1Op &op) {
+    return op.any_tag || (op.type == SSH_ASN1_ANY && !op.tagged);
+  }
 
   static bool fits(const SshAsn1Op &op, const SshAsn1Place &place) {
     return place.identifier == op.identifier && place.indefinite == op.indefinite;
   }
 
-  // open opens the element at `p`, stepping over end-of-contents octets; false at the end of the list and when all
-  // work is spent.
+  // open opens the element at `p`, stepping over end-of-contents octets; false at the end of the
+  // list and when all work is spent.
   [[gnu::always_inline]] bool open(const uint8_t *p, const uint8_t *end, SshAsn1Place &place) {
     const bool usual = end - p >= 2 && (p[0] & 0x1F) != 0x1F && p[1] < 0x80 && (p[0] | p[1]) != 0;
     if (!usual || p[1] > end - p - 2 || work_->left <= 1) return open_long(p, end, place);
     --work_->left;
-    place = {ssh_asn1_identifier(static_cast<uint8_t>(p[0] >> 6), p[0] & 0x1Fu), (p[0] & 0x20) != 0, false, p, p + 2,
+    place = {ssh_asn1_identifier(static_cast<uint8_t>(p[0] >> 6), p[0] & 0x1Fu),
+             (p[0] & 0x20) != 0,
+             false,
+             p,
+             p + 2,
              p + 2 + p[1]};
     return true;
   }
   bool open_long(const uint8_t *p, const uint8_t *end, SshAsn1Place &place);
 
   bool enter_wrapper(const SshAsn1Op &op, const SshAsn1Place &wrapper, SshAsn1Place &inner);
-  bool locate_from(const SshAsn1Op &op, const uint8_t *p, SshAsn1Cursor &cursor, SshAsn1Place &place);
+  bool locate_from(const SshAsn1Op &op, const uint8_t *p, SshAsn1Cursor &cursor,
+                   SshAsn1Place &place);
 
-  // locate looks for a template element: tagged ones among the whole list, so that they may stand in any order,
-  // untagged ones from the cursor on; in a set every element among the whole set; in a choice at the cursor only.
-  // Of an explicit element it finds the wrapper.
+  // locate looks for a template element: tagged ones among the whole list, so that they may stand
+  // in any order, untagged ones from the cursor on; in a set every element among the whole set; in
+  // a choice at the cursor only. Of an explicit element it finds the wrapper.
   [[gnu::always_inline]] bool locate(const SshAsn1Op &op, SshAsn1Cursor &cursor, SshAsn1Order order,
                                      SshAsn1Place &place) {
-    const bool whole_list = order == SshAsn1Order::kSet || (op.tagged && order == SshAsn1Order::kSequence);
+    const bool whole_list =
+        order == SshAsn1Order::kSet || (op.tagged && order == SshAsn1Order::kSequence);
     const bool anything = takes_anything(op);
     if (whole_list && !anything && (cursor.passed & mark_of(op.identifier))) {
       return locate_from(op, cursor.first, cursor, place);
@@ -157,7 +179,8 @@ class SshAsn1Reader {
     if (!open(cursor.at, cursor.end, place)) return false;
     cursor.passed |= mark_of(place.identifier);
     SshAsn1Place inner;
-    if ((anything || fits(op, place)) && (!op.is_explicit || enter_wrapper(op, place, inner))) return true;
+    if ((anything || fits(op, place)) && (!op.is_explicit || enter_wrapper(op, place, inner)))
+      return true;
     if (anything || order == SshAsn1Order::kChoice) return false;
     return locate_from(op, place.end, cursor, place);
   }
@@ -174,16 +197,16 @@ class SshAsn1Reader {
 
   template <class Children>
   [[gnu::always_inline]] SshAsn1Status read_place(const SshAsn1Op &op, const SshAsn1Place &place,
-                                                  const uint8_t *list_end, bool optional, bool &found,
-                                                  Children children) {
+                                                  const uint8_t *list_end, bool optional,
+                                                  bool &found, Children children) {
     if (op.type == SSH_ASN1_ANY) {
       out<SshAsn1Node>(op) = {place.data, place.end, list_end, work_};
       return SSH_ASN1_OK;
     }
     if (op.children) return place.constructed ? children(place) : SSH_ASN1_CONSTRUCTED_ASSUMED;
     if (place.constructed || place.indefinite) {
-      // A primitive type in constructed form is passed over without an error: its outputs stay as they are, and as
-      // an optional element it counts as absent.
+      // A primitive type in constructed form is passed over without an error: its outputs stay as
+      // they are, and as an optional element it counts as absent.
       if (optional) found = false;
       return SSH_ASN1_OK;
     }
@@ -236,8 +259,8 @@ struct SshAsn1CompiledRead {
 
  private:
   template <uint32_t I>
-  static SshAsn1Status element(SshAsn1Reader &reader, SshAsn1Cursor &cursor, SshAsn1Order order, bool optional,
-                               bool &found) {
+  static SshAsn1Status element(SshAsn1Reader &reader, SshAsn1Cursor &cursor, SshAsn1Order order,
+                               bool optional, bool &found) {
     constexpr const SshAsn1Op &kOp = Ops[I];
     if constexpr (kOp.type == SSH_ASN1_OPTIONAL) {
       bool inner = false;
@@ -252,23 +275,25 @@ struct SshAsn1CompiledRead {
       if (status == SSH_ASN1_OK) reader.choice_end(chosen, cursor, found);
       return status;
     } else {
-      return reader.read_simple(kOp, cursor, order, optional, found, [&reader](const SshAsn1Place &place) {
-        SshAsn1Cursor inside = {place.content, place.content_end()};
-        return list<I + 1, kOp.end>(reader, inside, SshAsn1Reader::order_inside(kOp, place));
-      });
+      return reader.read_simple(
+          kOp, cursor, order, optional, found, [&reader](const SshAsn1Place &place) {
+            SshAsn1Cursor inside = {place.content, place.content_end()};
+            return list<I + 1, kOp.end>(reader, inside, SshAsn1Reader::order_inside(kOp, place));
+          });
     }
   }
 
   template <uint32_t I, uint32_t Alternative>
-  static SshAsn1Status alternatives(SshAsn1Reader &reader, const SshAsn1Cursor &cursor, bool optional,
-                                    SshAsn1Chosen &chosen) {
+  static SshAsn1Status alternatives(SshAsn1Reader &reader, const SshAsn1Cursor &cursor,
+                                    bool optional, SshAsn1Chosen &chosen) {
     if constexpr (Alternative == Ops[I].end) {
       return SSH_ASN1_OK;
     } else {
       const auto read = [&reader, optional](SshAsn1Cursor &tried, bool &matched) {
         return element<Alternative>(reader, tried, SshAsn1Order::kChoice, optional, matched);
       };
-      const SshAsn1Status status = reader.choice_try(Ops[I], Ops[Alternative], cursor, chosen, read);
+      const SshAsn1Status status =
+          reader.choice_try(Ops[I], Ops[Alternative], cursor, chosen, read);
       if (status != SSH_ASN1_OK) return status;
       return alternatives<I, Ops[Alternative].end>(reader, cursor, optional, chosen);
     }

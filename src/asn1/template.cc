@@ -4,8 +4,8 @@
 #include "asn1/node.h"
 #include "util/fatal.h"
 
-SshAsn1Status ssh_asn1_parse_run_time(const char *caller, const char *text, const uint32_t *fits, size_t count,
-                                      SshAsn1Program *program) {
+SshAsn1Status ssh_asn1_parse_run_time(const char *caller, const char *text, const uint32_t *fits,
+                                      size_t count, SshAsn1Program *program) {
   if (!text) ssh_fatal("%s", caller);
   *program = SshAsn1Parser(text, std::strlen(text)).run();
   if (program->fault == SSH_ASN1_TEMPLATE_IMPLICATION) {

@@ -1,6 +1,7 @@
 // The template language: text -> a small program, parsed and type-checked by the compiler.
-// `"(sequence ()(integer ())(optional(any (e 0))))"_asn1` is such a program; the same parser serves text that comes
-// at run time. docs/asn1_template.md is the language's manual; read.cc and create.cc run the programs.
+// `"(sequence ()(integer ())(optional(any (e 0))))"_asn1` is such a program; the same parser serves
+// text that comes at run time. docs/asn1_template.md is the language's manual; read.cc and
+// create.cc run the programs.
 #pragma once
 
 #include <array>
@@ -23,7 +24,8 @@ struct SshAsn1Bits {
   size_t bits = 0;
 };
 
-// SshAsn1Form is a way in which a C++ argument takes part: a value, a view, or a block of the caller's own.
+// SshAsn1Form is a way in which a C++ argument takes part: a value, a view, or a block of the
+// caller's own.
 enum SshAsn1Form : uint16_t {
   SSH_ASN1_FORM_INT = 1 << 0,
   SSH_ASN1_FORM_UINT32 = 1 << 1,
@@ -38,7 +40,8 @@ enum SshAsn1Form : uint16_t {
   SSH_ASN1_FORM_NODE = 1 << 10
 };
 
-// SshAsn1Binding tells which arguments a type takes: `view` alone, or `owned` followed by SIZE where `sized`.
+// SshAsn1Binding tells which arguments a type takes: `view` alone, or `owned` followed by SIZE
+// where `sized`.
 struct SshAsn1Binding {
   uint16_t view = 0;
   uint16_t owned = 0;
@@ -46,37 +49,38 @@ struct SshAsn1Binding {
 };
 
 constexpr SshAsn1Binding kSshAsn1Bindings[] = {
-    {SSH_ASN1_FORM_INT},                                        // boolean
-    {SSH_ASN1_FORM_MP_INT, SSH_ASN1_FORM_BYTES},                // integer: the value, or its content octets
-    {SSH_ASN1_FORM_UINT32},                                     // short
-    {SSH_ASN1_FORM_BITS, SSH_ASN1_FORM_BLOCK, true},            // bits
-    {SSH_ASN1_FORM_BYTES, SSH_ASN1_FORM_BLOCK, true},           // octets
-    {},                                                         // null
-    {SSH_ASN1_FORM_OID, SSH_ASN1_FORM_TEXT},                    // object identifier
-    {SSH_ASN1_FORM_TIME},                                       // UTC time
-    {SSH_ASN1_FORM_TIME},                                       // generalized time
-    {},                                                         // constructed
-    {SSH_ASN1_FORM_NODE},                                       // any
-    {SSH_ASN1_FORM_INT},                                        // choice
-    {SSH_ASN1_FORM_INT},                                        // optional
+    {SSH_ASN1_FORM_INT},                               // boolean
+    {SSH_ASN1_FORM_MP_INT, SSH_ASN1_FORM_BYTES},       // integer: the value, or its content octets
+    {SSH_ASN1_FORM_UINT32},                            // short
+    {SSH_ASN1_FORM_BITS, SSH_ASN1_FORM_BLOCK, true},   // bits
+    {SSH_ASN1_FORM_BYTES, SSH_ASN1_FORM_BLOCK, true},  // octets
+    {},                                                // null
+    {SSH_ASN1_FORM_OID, SSH_ASN1_FORM_TEXT},           // object identifier
+    {SSH_ASN1_FORM_TIME},                              // UTC time
+    {SSH_ASN1_FORM_TIME},                              // generalized time
+    {},                                                // constructed
+    {SSH_ASN1_FORM_NODE},                              // any
+    {SSH_ASN1_FORM_INT},                               // choice
+    {SSH_ASN1_FORM_INT},                               // optional
 };
 static_assert(std::size(kSshAsn1Bindings) == SSH_ASN1_OPTIONAL + 1);
 
-// ssh_asn1_identifier packs class and tag number into one word. Tag numbers of the input have at most 28 bits, so a
-// template's number above that is given one which no input has.
+// ssh_asn1_identifier packs class and tag number into one word. Tag numbers of the input have at
+// most 28 bits, so a template's number above that is given one which no input has.
 constexpr uint32_t kSshAsn1TagMask = 0x3FFFFFFF;
 constexpr uint32_t ssh_asn1_identifier(uint8_t cls, uint32_t tag) {
   return uint32_t{cls} << 30 | (tag < kSshAsn1TagMask ? tag : kSshAsn1TagMask);
 }
 
-// SshAsn1Op is one element of a program, in the order of the text; its children follow it up to `end`.
+// SshAsn1Op is one element of a program, in the order of the text; its children follow it up to
+// `end`.
 struct SshAsn1Op {
   uint32_t identifier = 0;  // class and tag, packed
   uint32_t tag = 0;
   uint8_t cls = SSH_BER_UNIVERSAL;
   SshAsn1Type type = SSH_ASN1_BOOLEAN;
-  uint8_t keyword = 0;  // slot
-  uint8_t end = 0;      // index of the first op after this element
+  uint8_t keyword = 0;   // slot
+  uint8_t end = 0;       // index of the first op after this element
   uint8_t argument = 0;  // index of its first argument
   bool tagged : 1 = false;
   bool is_explicit : 1 = false;
@@ -96,7 +100,8 @@ enum SshAsn1TemplateFault : uint32_t {
   SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND = SSH_ASN1_UNKNOWN_COMMAND,
   SSH_ASN1_TEMPLATE_TOO_LARGE = SSH_ASN1_BUFFER_OVERFLOW,
   SSH_ASN1_TEMPLATE_IMPLICATION = 100,  // fatal at run time
-  SSH_ASN1_TEMPLATE_UNBALANCED,         // a ")" too many: ends the text at run time, an error for the compiler
+  SSH_ASN1_TEMPLATE_UNBALANCED,  // a ")" too many: ends the text at run time, an error for the
+                                 // compiler
   SSH_ASN1_TEMPLATE_FEW_ARGUMENTS,
   SSH_ASN1_TEMPLATE_MANY_ARGUMENTS,
   SSH_ASN1_TEMPLATE_WRONG_TYPE
@@ -109,7 +114,8 @@ struct SshAsn1Program {
   SshAsn1Op ops[SSH_ASN1_OPS_MAX] = {};
 };
 
-// SshAsn1Parser reads template text into a program. It is a class only to keep its state in one place.
+// SshAsn1Parser reads template text into a program. It is a class only to keep its state in one
+// place.
 class SshAsn1Parser {
  public:
   constexpr SshAsn1Parser(const char *text, size_t length) : p_(text), end_(text + length) {}
@@ -149,9 +155,11 @@ class SshAsn1Parser {
     return depth_ > 0 && !program_.ops[open_[depth_ - 1]].children;
   }
 
-  // open_element reads from behind "(" to behind the tag specification, and leaves the element open.
+  // open_element reads from behind "(" to behind the tag specification, and leaves the element
+  // open.
   constexpr void open_element() {
-    if (program_.count == SSH_ASN1_OPS_MAX || depth_ == SSH_ASN1_DEPTH_MAX) return fail(SSH_ASN1_TEMPLATE_TOO_LARGE);
+    if (program_.count == SSH_ASN1_OPS_MAX || depth_ == SSH_ASN1_DEPTH_MAX)
+      return fail(SSH_ASN1_TEMPLATE_TOO_LARGE);
     skip_blanks();
     const char *word = p_;
     while (p_ != end_ && ((*p_ >= 'a' && *p_ <= 'z') || is_digit(*p_) || *p_ == '-')) ++p_;
@@ -242,7 +250,8 @@ class SshAsn1Parser {
   SshAsn1Program program_ = {};
 };
 
-// ssh_asn1_bind gives each element its arguments; `fits[i]` is the set of forms that argument i can take.
+// ssh_asn1_bind gives each element its arguments; `fits[i]` is the set of forms that argument i can
+// take.
 constexpr void ssh_asn1_bind(SshAsn1Program &program, const uint32_t *fits, size_t count) {
   size_t next = 0;
   for (uint32_t i = 0; i < program.count; ++i) {
@@ -259,17 +268,19 @@ constexpr void ssh_asn1_bind(SshAsn1Program &program, const uint32_t *fits, size
     if (op.owned && (fits[next] & binding.owned) == 0) program.fault = SSH_ASN1_TEMPLATE_WRONG_TYPE;
     if (sized && next + 1 == count) program.fault = SSH_ASN1_TEMPLATE_FEW_ARGUMENTS;
     if (program.fault != SSH_ASN1_TEMPLATE_OK) return;
-    if (sized && (fits[next + 1] & SSH_ASN1_FORM_SIZE) == 0) program.fault = SSH_ASN1_TEMPLATE_WRONG_TYPE;
+    if (sized && (fits[next + 1] & SSH_ASN1_FORM_SIZE) == 0)
+      program.fault = SSH_ASN1_TEMPLATE_WRONG_TYPE;
     next += sized ? 2 : 1;
   }
-  if (next != count && program.fault == SSH_ASN1_TEMPLATE_OK) program.fault = SSH_ASN1_TEMPLATE_MANY_ARGUMENTS;
+  if (next != count && program.fault == SSH_ASN1_TEMPLATE_OK)
+    program.fault = SSH_ASN1_TEMPLATE_MANY_ARGUMENTS;
 }
 
 // ssh_asn1_form_if gives a form as a set, or the empty set.
 constexpr uint32_t ssh_asn1_form_if(bool fits, uint32_t form) { return fits ? form : 0; }
 
-// ssh_asn1_output_fits and ssh_asn1_input_fits tell which forms a C++ type can take. They ask about each form in
-// turn because types may coincide (size_t is uint32_t on 32-bit Windows).
+// ssh_asn1_output_fits and ssh_asn1_input_fits tell which forms a C++ type can take. They ask about
+// each form in turn because types may coincide (size_t is uint32_t on 32-bit Windows).
 template <class T>
 constexpr uint32_t ssh_asn1_output_fits() {
   return ssh_asn1_form_if(std::is_same_v<T, int *>, SSH_ASN1_FORM_INT) |
@@ -299,7 +310,8 @@ constexpr uint32_t ssh_asn1_input_fits() {
          ssh_asn1_form_if(std::is_same_v<T, SshAsn1Node>, SSH_ASN1_FORM_NODE);
 }
 
-// Deliberately not constexpr: calling one of these while compiling a template is the compiler's error message.
+// Deliberately not constexpr: calling one of these while compiling a template is the compiler's
+// error message.
 namespace template_error {
 void unknown_keyword_or_flag();
 void missing_parenthesis();
@@ -336,9 +348,12 @@ struct SshAsn1Text {
 // SshAsn1Template is a template known to the compiler; write it as "..."_asn1.
 template <SshAsn1Text Text>
 struct SshAsn1Template {
-  static consteval SshAsn1Program parse() { return SshAsn1Parser(Text.text, sizeof(Text.text) - 1).run(); }
+  static consteval SshAsn1Program parse() {
+    return SshAsn1Parser(Text.text, sizeof(Text.text) - 1).run();
+  }
 };
-// Not consteval: in a function template clang 14 takes a call of a consteval operator for one at run time.
+// Not consteval: in a function template clang 14 takes a call of a consteval operator for one at
+// run time.
 template <SshAsn1Text Text>
 constexpr SshAsn1Template<Text> operator""_asn1() {
   return {};
@@ -346,21 +361,24 @@ constexpr SshAsn1Template<Text> operator""_asn1() {
 
 // ssh_asn1_compile binds a template to the argument types and checks it for reading or creating.
 template <SshAsn1Text Text, size_t N>
-consteval SshAsn1Program ssh_asn1_compile(const std::array<uint32_t, N> &fits, size_t count, bool create) {
+consteval SshAsn1Program ssh_asn1_compile(const std::array<uint32_t, N> &fits, size_t count,
+                                          bool create) {
   SshAsn1Program program = SshAsn1Template<Text>::parse();
   ssh_asn1_report(program.fault);
   ssh_asn1_bind(program, fits.data(), count);
   ssh_asn1_report(program.fault);
   for (uint32_t i = 0; i < program.count; ++i) {
     const SshAsn1Op &op = program.ops[i];
-    if (create && op.type >= SSH_ASN1_CHOICE) template_error::choice_and_optional_cannot_be_created();
+    if (create && op.type >= SSH_ASN1_CHOICE)
+      template_error::choice_and_optional_cannot_be_created();
     if (!create && op.type == SSH_ASN1_CONSTRUCTED && !op.children)
       template_error::sequence_or_set_without_children_cannot_be_read();
   }
   return program;
 }
 
-// ssh_asn1_trim keeps only the ops in use, so that a program costs no more read-only data than it needs.
+// ssh_asn1_trim keeps only the ops in use, so that a program costs no more read-only data than it
+// needs.
 template <uint32_t Count>
 consteval std::array<SshAsn1Op, Count> ssh_asn1_trim(const SshAsn1Program &program) {
   std::array<SshAsn1Op, Count> ops = {};
@@ -368,12 +386,13 @@ consteval std::array<SshAsn1Op, Count> ssh_asn1_trim(const SshAsn1Program &progr
   return ops;
 }
 
-// kSshAsn1Program and kSshAsn1Ops are the finished program of one template for one list of argument types.
+// kSshAsn1Program and kSshAsn1Ops are the finished program of one template for one list of argument
+// types.
 template <SshAsn1Text Text, bool Create, class... Args>
 inline constexpr SshAsn1Program kSshAsn1Program = ssh_asn1_compile<Text>(
     std::array<uint32_t, sizeof...(Args) + 1>{
         (Create ? ssh_asn1_input_fits<Args>() : ssh_asn1_output_fits<Args>())..., 0},
     sizeof...(Args), Create);
 template <SshAsn1Text Text, bool Create, class... Args>
-inline constexpr auto kSshAsn1Ops =
-    ssh_asn1_trim<kSshAsn1Program<Text, Create, Args...>.count>(kSshAsn1Program<Text, Create, Args...>);
+inline constexpr auto kSshAsn1Ops = ssh_asn1_trim<kSshAsn1Program<Text, Create, Args...>.count>(
+    kSshAsn1Program<Text, Create, Args...>);

@@ -132,8 +132,8 @@ inline uint32_t pair_at(uint64_t pairs, int i) {
   return static_cast<uint32_t>(pairs >> (16 * i) & 0xFF);
 }
 
-// read_usual reads what nearly all times are: digits and "Z", with every field in its range. Nothing
-// is stored otherwise.
+// read_usual reads what nearly all times are: digits and "Z", with every field in its range.
+// Nothing is stored otherwise.
 template <Form kForm>
 bool read_usual(Bytes content, SshBerTime *out) {
   constexpr size_t kDigits = kForm.year_width + 10;
@@ -145,8 +145,10 @@ bool read_usual(Bytes content, SshBerTime *out) {
   const uint32_t month = pair_at(date, kForm.short_year ? 1 : 2);
   const uint32_t day = pair_at(clock, 0);
   const uint32_t hour = pair_at(clock, 1), minute = pair_at(clock, 2), second = pair_at(clock, 3);
-  if (bad || month - 1 > 11 || day - 1 > 30 || hour > 24 || minute > 60 || second > 60) return false;
-  out->year = kForm.short_year ? first + (first < 50 ? 2000 : 1900) : first * 100 + pair_at(date, 1);
+  if (bad || month - 1 > 11 || day - 1 > 30 || hour > 24 || minute > 60 || second > 60)
+    return false;
+  out->year =
+      kForm.short_year ? first + (first < 50 ? 2000 : 1900) : first * 100 + pair_at(date, 1);
   out->month = month;
   out->day = day;
   out->hour = hour;

@@ -1,5 +1,6 @@
-// Calendar time: the record behind every certificate, CRL and search time, the two ASN.1 time types both ways,
-// and two human-readable texts. Nothing here uses the C library's shared time state or locale.
+// Calendar time: the record behind every certificate, CRL and search time, the two ASN.1 time types
+// both ways, and two human-readable texts. Nothing here uses the C library's shared time state or
+// locale.
 #pragma once
 
 #include <cstddef>
@@ -32,20 +33,23 @@ void ssh_ber_time_set(SshBerTime *to, const SshBerTime *from);
 // ssh_ber_time_set_from_unix_time breaks unsigned seconds since 1970-01-01 00:00:00 UTC down.
 void ssh_ber_time_set_from_unix_time(SshBerTime *time, uint32_t seconds);
 
-// ssh_ber_time_set_from_string reads "2001 Mar 22nd, 14:03:09" (what follows is ignored) or "2001/03/22/14:03:09".
-// `text` is null-terminated; more than 1024 characters fail. False leaves the record as it was.
+// ssh_ber_time_set_from_string reads "2001 Mar 22nd, 14:03:09" (what follows is ignored) or
+// "2001/03/22/14:03:09". `text` is null-terminated; more than 1024 characters fail. False leaves
+// the record as it was.
 [[nodiscard]] bool ssh_ber_time_set_from_string(SshBerTime *time, const char *text);
 
-// ssh_ber_time_to_string returns new text (ssh_xfree) such as "2001 Mar 22nd, 14:03:09 GMT"; null for a bad month.
+// ssh_ber_time_to_string returns new text (ssh_xfree) such as "2001 Mar 22nd, 14:03:09 GMT"; null
+// for a bad month.
 [[nodiscard]] char *ssh_ber_time_to_string(const SshBerTime *time);
 
-// ssh_ber_utc_time_decode and ssh_ber_generalized_time_decode read content octets; false if they are not a time,
-// and the record may then be partly written.
+// ssh_ber_utc_time_decode and ssh_ber_generalized_time_decode read content octets; false if they
+// are not a time, and the record may then be partly written.
 [[nodiscard]] bool ssh_ber_utc_time_decode(Bytes content, SshBerTime *time);
 [[nodiscard]] bool ssh_ber_generalized_time_decode(Bytes content, SshBerTime *time);
 
-// ssh_ber_utc_time_encode and ssh_ber_generalized_time_encode write content octets into SSH_BER_TIME_TEXT_MAX
-// octets at `out` and return their count. GeneralizedTime is deliberately always written as UTC without fraction
-// or zone difference, whatever the record holds; UTCTime carries both.
+// ssh_ber_utc_time_encode and ssh_ber_generalized_time_encode write content octets into
+// SSH_BER_TIME_TEXT_MAX octets at `out` and return their count. GeneralizedTime is deliberately
+// always written as UTC without fraction or zone difference, whatever the record holds; UTCTime
+// carries both.
 [[nodiscard]] size_t ssh_ber_utc_time_encode(const SshBerTime *time, uint8_t *out);
 [[nodiscard]] size_t ssh_ber_generalized_time_encode(const SshBerTime *time, uint8_t *out);

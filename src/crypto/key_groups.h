@@ -1,5 +1,5 @@
-// The named groups of discrete-logarithm keys: primes both sides know, so that only the name travels.
-// A further group is a row of the table in key_groups.cc.
+// The named groups of discrete-logarithm keys: primes both sides know, so that only the name
+// travels. A further group is a row of the table in key_groups.cc.
 #pragma once
 
 #include <string_view>

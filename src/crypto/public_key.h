@@ -1,6 +1,7 @@
 // Public-key objects: key type, chosen schemes and key data; the exported key blob both ways.
-// A key type is one row of the table in public_key.cc; the named groups of "dl-modp" are rows in key_groups.cc.
-// Keys of certificates are defined here, handed to callers as blobs and hashed into public-key search keys.
+// A key type is one row of the table in public_key.cc; the named groups of "dl-modp" are rows in
+// key_groups.cc. Keys of certificates are defined here, handed to callers as blobs and hashed into
+// public-key search keys.
 #pragma once
 
 #include <cstddef>
@@ -20,8 +21,8 @@ enum [[nodiscard]] SshKeyStatus : uint32_t{
     SSH_KEY_REFUSED = 13       // a value or slot that the key type refuses
 };
 
-// SshKeyTag names what a definition or a question is about. 16 and 17 are RSA's, the next four DSA's and DH's;
-// the last three choose a scheme by name.
+// SshKeyTag names what a definition or a question is about. 16 and 17 are RSA's, the next four
+// DSA's and DH's; the last three choose a scheme by name.
 enum SshKeyTag : uint32_t {
   SSH_KEY_TAG_END = 0,
   SSH_KEY_TAG_SIGN = 7,
@@ -37,7 +38,8 @@ enum SshKeyTag : uint32_t {
 
 struct SshPublicKey;
 
-// SshKeyValue gives one tag its value: an integer for value tags, a scheme name for scheme tags. Both are copied.
+// SshKeyValue gives one tag its value: an integer for value tags, a scheme name for scheme tags.
+// Both are copied.
 struct SshKeyValue {
   uint32_t tag;
   const SshMpInt *integer = nullptr;
@@ -52,11 +54,13 @@ struct SshKeyQuestion {
 };
 
 // ssh_public_key_define makes a key from a key name ("if-modn{sign{rsa-pkcs1-md5}}") and values.
-// The new key is the caller's (ssh_public_key_free); on failure nothing is stored and nothing stays allocated.
+// The new key is the caller's (ssh_public_key_free); on failure nothing is stored and nothing stays
+// allocated.
 SshKeyStatus ssh_public_key_define(SshPublicKey **key, const char *name,
                                    std::initializer_list<SshKeyValue> values);
 
-// ssh_public_key_get_info answers questions about a key; the first that fails ends it with its status.
+// ssh_public_key_get_info answers questions about a key; the first that fails ends it with its
+// status.
 SshKeyStatus ssh_public_key_get_info(const SshPublicKey *key,
                                      std::initializer_list<SshKeyQuestion> questions);
 

@@ -24,6 +24,7 @@ void SshPool::add_block(size_t size) {
   for (const Block *block = blocks_; block; block = block->next) held += block->size;
   // A size beyond the limit stays beyond it, so that ssh_xmalloc refuses it.
   const size_t room = std::max(std::min(size, SSH_XMALLOC_MAX), std::min(held, largest));
+  if (work_ && held + room > most_) *work_ = 0;
   auto *block = static_cast<Block *>(ssh_xmalloc(sizeof(Block) + room));
   *block = {blocks_, room};
   blocks_ = block;

@@ -44,6 +44,13 @@ class SshPool {
   // release frees every block; the pool is empty and usable again.
   void release();
 
+  // limit sets `*work` to 0 once the blocks hold more than `most` octets, so that a decode that
+  // draws on that work ends; null: no limit. Allocations go on until it does.
+  void limit(size_t most, uint64_t *work) {
+    most_ = most;
+    work_ = work;
+  }
+
   // rewind forgets what was allocated but keeps the newest block for the next use.
   void rewind();
 
@@ -58,4 +65,6 @@ class SshPool {
   Block *blocks_ = nullptr;
   uint8_t *free_ = nullptr;
   size_t left_ = 0;
+  size_t most_ = 0;
+  uint64_t *work_ = nullptr;
 };

@@ -13,21 +13,25 @@ enum : uint32_t { kRsa = 1, kDsa = 2 };
 //      notAfter        [1]     GeneralizedTime OPTIONAL }                    RFC 3280, 4.2.1.4
 bool decode_key_usage_period(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &) {
   int has_from = 0, has_to = 0;
-  return ssh_asn1_read_node(value,
-                            "(sequence ()(optional(generalized-time (0)))(optional(generalized-time (1))))"_asn1,
-                            &has_from, &cert.key_not_before, &has_to, &cert.key_not_after) == SSH_ASN1_OK;
+  return ssh_asn1_read_node(
+             value,
+             "(sequence ()(optional(generalized-time (0)))(optional(generalized-time (1))))"_asn1,
+             &has_from, &cert.key_not_before, &has_to, &cert.key_not_after) == SSH_ASN1_OK;
 }
 
 bool decode_authority_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   return ssh_x509_decode_key_id(value, cert.authority_key_id, decoder);
 }
 
-// SubjectKeyIdentifier ::= OCTET STRING                                            RFC 5280, 4.2.1.2
+// SubjectKeyIdentifier ::= OCTET STRING                                            RFC
+// 5280, 4.2.1.2
 bool decode_subject_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &) {
-  return ssh_asn1_read_node(value, "(octet-string ())"_asn1, &cert.subject_key_id.emplace().key_id) == SSH_ASN1_OK;
+  return ssh_asn1_read_node(value, "(octet-string ())"_asn1,
+                            &cert.subject_key_id.emplace().key_id) == SSH_ASN1_OK;
 }
 
-// KeyUsage ::= BIT STRING                                                          RFC 5280, 4.2.1.3
+// KeyUsage ::= BIT STRING                                                          RFC
+// 5280, 4.2.1.3
 bool decode_key_usage(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &) {
   SshAsn1Bits bits;
   if (ssh_asn1_read_node(value, "(bit-string ())"_asn1, &bits) != SSH_ASN1_OK) return false;
@@ -65,8 +69,8 @@ bool decode_issuer_alt_name(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder
   return ssh_x509_name_decode_general_names(value, decoder.pool, &cert.issuer_names);
 }
 
-// SubjectDirectoryAttributes ::= SEQUENCE SIZE (1..MAX) OF Attribute               RFC 5280, 4.2.1.8
-// Attribute ::= SEQUENCE { type OBJECT IDENTIFIER, values SET OF AttributeValue }
+// SubjectDirectoryAttributes ::= SEQUENCE SIZE (1..MAX) OF Attribute               RFC
+// 5280, 4.2.1.8 Attribute ::= SEQUENCE { type OBJECT IDENTIFIER, values SET OF AttributeValue }
 bool decode_directory_attributes(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node node;
   if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
@@ -74,8 +78,8 @@ bool decode_directory_attributes(SshAsn1Node value, SshX509Cert &cert, SshX509De
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *attribute = decoder.pool.make<SshX509Attribute>();
     SshAsn1Node values;
-    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &attribute->type, &values) !=
-        SSH_ASN1_OK) {
+    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1,
+                           &attribute->type, &values) != SSH_ASN1_OK) {
       return false;
     }
     attribute->value = values.der();
@@ -90,14 +94,16 @@ bool decode_directory_attributes(SshAsn1Node value, SshX509Cert &cert, SshX509De
 bool decode_basic_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &) {
   int has_ca = 0, has_path = 0;
   SshMpInt path;
-  if (ssh_asn1_read_node(value, "(sequence ()(optional(boolean ()))(optional(integer ())))"_asn1, &has_ca, &cert.ca,
-                         &has_path, &path) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(value, "(sequence ()(optional(boolean ()))(optional(integer ())))"_asn1,
+                         &has_ca, &cert.ca, &has_path, &path) != SSH_ASN1_OK) {
     return false;
   }
-  return !has_path || path.to_uint32(cert.path_length);  // a negative length or one of 2^32 or more is refused
+  return !has_path ||
+         path.to_uint32(cert.path_length);  // a negative length or one of 2^32 or more is refused
 }
 
-// read_limit stores an optional integer of at most 24 bits; `tested` is the integer whose size decides.
+// read_limit stores an optional integer of at most 24 bits; `tested` is the integer whose size
+// decides.
 bool read_limit(int present, const SshMpInt &integer, const SshMpInt &tested, uint32_t &out) {
   if (!present) return true;
   if (tested.bits() > 24) return false;
@@ -113,8 +119,9 @@ bool decode_subtree(SshAsn1Node given, SshX509Subtree &subtree, SshX509Decoder &
   SshAsn1Node base;
   int has_minimum = 0, has_maximum = 0;
   SshMpInt minimum, maximum;
-  if (ssh_asn1_read_node(given, "(sequence ()(any ())(optional (integer (0)))(optional (integer (1))))"_asn1, &base,
-                         &has_minimum, &minimum, &has_maximum, &maximum) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(
+          given, "(sequence ()(any ())(optional (integer (0)))(optional (integer (1))))"_asn1,
+          &base, &has_minimum, &minimum, &has_maximum, &maximum) != SSH_ASN1_OK) {
     return false;
   }
   return read_limit(has_minimum, minimum, minimum, subtree.minimum) &&
@@ -123,9 +130,10 @@ bool decode_subtree(SshAsn1Node given, SshX509Subtree &subtree, SshX509Decoder &
 }
 
 // GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree
-// Deliberately reads the fields from the list itself, once for every element, and not from the elements: which
-// certificates with name constraints are accepted must stay what it was. Those of today's usual form are refused.
-// Every element thus gives what the first one gave; it is not read again, but paid for, as others will walk over it.
+// Deliberately reads the fields from the list itself, once for every element, and not from the
+// elements: which certificates with name constraints are accepted must stay what it was. Those of
+// today's usual form are refused. Every element thus gives what the first one gave; it is not read
+// again, but paid for, as others will walk over it.
 bool decode_subtrees(SshAsn1Node given, SshX509Subtree **list, SshX509Decoder &decoder) {
   SshAsn1Node cursor;
   if (ssh_asn1_read_node(given, "(sequence ()(any ()))"_asn1, &cursor) != SSH_ASN1_OK) return false;
@@ -148,13 +156,13 @@ bool decode_subtrees(SshAsn1Node given, SshX509Subtree **list, SshX509Decoder &d
 // NameConstraints ::= SEQUENCE {
 //      permittedSubtrees       [0]     GeneralSubtrees OPTIONAL,
 //      excludedSubtrees        [1]     GeneralSubtrees OPTIONAL }                RFC 5280, 4.2.1.10
-// Deliberately the excluded subtrees are read from the permitted ones too; without permitted ones there is nothing to
-// read and the certificate is refused.
+// Deliberately the excluded subtrees are read from the permitted ones too; without permitted ones
+// there is nothing to read and the certificate is refused.
 bool decode_name_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   int has_permitted = 0, has_excluded = 0;
   SshAsn1Node permitted, excluded;
-  if (ssh_asn1_read_node(value, "(sequence ()(optional (any (0))) (optional (any (1))))"_asn1, &has_permitted,
-                         &permitted, &has_excluded, &excluded) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(value, "(sequence ()(optional (any (0))) (optional (any (1))))"_asn1,
+                         &has_permitted, &permitted, &has_excluded, &excluded) != SSH_ASN1_OK) {
     return false;
   }
   if (has_permitted && !decode_subtrees(permitted, &cert.permitted, decoder)) return false;
@@ -164,7 +172,8 @@ bool decode_name_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decode
 // PolicyConstraints ::= SEQUENCE {
 //      requireExplicitPolicy           [0] SkipCerts OPTIONAL,
 //      inhibitPolicyMapping            [1] SkipCerts OPTIONAL }                  RFC 5280, 4.2.1.11
-// Every element is taken as one constraint, and the size of the first integer deliberately decides for both.
+// Every element is taken as one constraint, and the size of the first integer deliberately decides
+// for both.
 bool decode_policy_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node node;
   if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
@@ -173,21 +182,25 @@ bool decode_policy_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Deco
     auto *constraint = decoder.pool.make<SshX509PolicyConstraint>();
     int has_explicit = 0, has_inhibit = 0;
     SshMpInt require_explicit, inhibit;
-    if (ssh_asn1_read_node(node, "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1, &has_explicit,
-                           &require_explicit, &has_inhibit, &inhibit) != SSH_ASN1_OK) {
+    if (ssh_asn1_read_node(
+            node, "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
+            &has_explicit, &require_explicit, &has_inhibit, &inhibit) != SSH_ASN1_OK) {
       return false;
     }
-    if (!read_limit(has_explicit, require_explicit, require_explicit, constraint->require_explicit_policy)) {
+    if (!read_limit(has_explicit, require_explicit, require_explicit,
+                    constraint->require_explicit_policy)) {
       return false;
     }
-    if (!read_limit(has_inhibit, inhibit, require_explicit, constraint->inhibit_policy_mapping)) return false;
+    if (!read_limit(has_inhibit, inhibit, require_explicit, constraint->inhibit_policy_mapping))
+      return false;
     constraints.append(constraint);
   }
   return true;
 }
 
 // AuthorityInfoAccessSyntax ::= SEQUENCE SIZE (1..MAX) OF AccessDescription
-// AccessDescription ::= SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation GeneralName }  RFC 5280, 4.2.2.1
+// AccessDescription ::= SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation GeneralName } RFC
+// 5280, 4.2.2.1
 bool decode_authority_info_access(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node node;
   if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
@@ -195,8 +208,8 @@ bool decode_authority_info_access(SshAsn1Node value, SshX509Cert &cert, SshX509D
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *description = decoder.pool.make<SshX509AccessDescription>();
     SshAsn1Node location;
-    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &description->method,
-                           &location) != SSH_ASN1_OK) {
+    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1,
+                           &description->method, &location) != SSH_ASN1_OK) {
       return false;
     }
     if (!ssh_x509_name_decode_general(location, decoder.pool, &description->location)) return false;
@@ -209,14 +222,16 @@ bool decode_distribution_points(SshAsn1Node value, SshX509Cert &cert, SshX509Dec
   return ssh_x509_decode_points(value, cert.issuer_names, &cert.distribution_points, decoder);
 }
 
-// ExtKeyUsageSyntax ::= SEQUENCE SIZE (1..MAX) OF KeyPurposeId                     RFC 5280, 4.2.1.12
+// ExtKeyUsageSyntax ::= SEQUENCE SIZE (1..MAX) OF KeyPurposeId                     RFC
+// 5280, 4.2.1.12
 bool decode_extended_key_usage(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node node;
   if (ssh_asn1_read_node(value, "(sequence () (any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
   SshX509Tail purposes(&cert.extended_key_usage);
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *purpose = decoder.pool.make<SshX509KeyPurpose>();
-    if (ssh_asn1_read_node(node, "(object-identifier ())"_asn1, &purpose->id) != SSH_ASN1_OK) return false;
+    if (ssh_asn1_read_node(node, "(object-identifier ())"_asn1, &purpose->id) != SSH_ASN1_OK)
+      return false;
     purposes.append(purpose);
   }
   return true;
@@ -243,15 +258,17 @@ constexpr SshX509ExtensionRow<SshX509Cert> kExtensions[] = {
 // RSAPublicKey ::= SEQUENCE { modulus INTEGER, publicExponent INTEGER }            RFC 3279, 2.3.1
 bool decode_rsa_key(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record) {
   if (!parameters) return false;
-  return ssh_asn1_read_node(key, "(sequence ()(integer ())(integer ()))"_asn1, &record.n, &record.e) == SSH_ASN1_OK;
+  return ssh_asn1_read_node(key, "(sequence ()(integer ())(integer ()))"_asn1, &record.n,
+                            &record.e) == SSH_ASN1_OK;
 }
 
-// Dss-Parms ::= SEQUENCE { p INTEGER, q INTEGER, g INTEGER }; DSAPublicKey ::= INTEGER    RFC 3279, 2.3.2
+// Dss-Parms ::= SEQUENCE { p INTEGER, q INTEGER, g INTEGER }; DSAPublicKey ::= INTEGER    RFC
+// 3279, 2.3.2
 bool decode_dsa_key(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record) {
   int which = -1;
   if (ssh_asn1_read_node(parameters,
-                         "(choice (null ())(sequence ()(integer ())(integer ())(integer ())))"_asn1, &which,
-                         &record.p, &record.q, &record.g) != SSH_ASN1_OK) {
+                         "(choice (null ())(sequence ()(integer ())(integer ())(integer ())))"_asn1,
+                         &which, &record.p, &record.q, &record.g) != SSH_ASN1_OK) {
     return false;
   }
   return which == 1 && ssh_asn1_read_node(key, "(integer ())"_asn1, &record.y) == SSH_ASN1_OK;
@@ -264,8 +281,9 @@ bool decode_public_key(SshAsn1Node node, SshX509Cert &cert, SshX509Decoder &deco
   SshOid id;
   SshAsn1Node parameters, key;
   SshAsn1Bits bits;
-  if (ssh_asn1_read_node(node, "(sequence ()(sequence ()(object-identifier ())(any ()))(bit-string ()))"_asn1, &id,
-                         &parameters, &bits) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(
+          node, "(sequence ()(sequence ()(object-identifier ())(any ()))(bit-string ()))"_asn1, &id,
+          &parameters, &bits) != SSH_ASN1_OK) {
     return false;
   }
   cert.key.algorithm = ssh_oid_find_encoded(id, SSH_OID_PUBLIC_KEY);
@@ -282,11 +300,14 @@ bool decode_public_key(SshAsn1Node node, SshX509Cert &cert, SshX509Decoder &deco
   const bool rsa = type->code == kRsa;
   cert.key.usable = rsa || type->code == kDsa;
   if (!cert.key.usable) return true;
-  const bool read = rsa ? decode_rsa_key(parameters, key, cert.key) : decode_dsa_key(parameters, key, cert.key);
-  return read || decoder.refuse(rsa ? "RSA key or parameters" : "DSA key or parameters", node.data, id);
+  const bool read =
+      rsa ? decode_rsa_key(parameters, key, cert.key) : decode_dsa_key(parameters, key, cert.key);
+  return read ||
+         decoder.refuse(rsa ? "RSA key or parameters" : "DSA key or parameters", node.data, id);
 }
 
-// UniqueIdentifier ::= BIT STRING; its length is kept in bits, deliberately, unlike that of every other name.
+// UniqueIdentifier ::= BIT STRING; its length is kept in bits, deliberately, unlike that of every
+// other name.
 void add_unique_id(const SshAsn1Bits &bits, SshPool &pool, SshX509Name **list) {
   auto *name = pool.make<SshX509Name>();
   name->type = SSH_X509_NAME_UNIQUE_ID;
@@ -327,11 +348,13 @@ struct TbsParts {
 bool read_tbs(SshAsn1Node tbs, TbsParts &parts, SshX509Cert &cert) {
   return ssh_asn1_read_node(
              tbs,
-             "(sequence ()(optional(integer (e 0)))(integer ())(any ())(any ())(any ())(any ())(any ())"
+             "(sequence ()(optional(integer (e 0)))(integer ())(any ())(any ())(any ())(any "
+             "())(any ())"
              "(optional(bit-string (1)))(optional(bit-string (2)))(optional(any (e 3))))"_asn1,
-             &parts.has_version, &parts.version, &cert.serial, &parts.algorithm, &parts.issuer, &parts.validity,
-             &parts.subject, &parts.key, &parts.has_issuer_id, &parts.issuer_id, &parts.has_subject_id,
-             &parts.subject_id, &parts.has_extensions, &parts.extensions) == SSH_ASN1_OK;
+             &parts.has_version, &parts.version, &cert.serial, &parts.algorithm, &parts.issuer,
+             &parts.validity, &parts.subject, &parts.key, &parts.has_issuer_id, &parts.issuer_id,
+             &parts.has_subject_id, &parts.subject_id, &parts.has_extensions,
+             &parts.extensions) == SSH_ASN1_OK;
 }
 
 // set_version gives the record its version if the fields that are present belong to it.
@@ -344,7 +367,8 @@ bool set_version(const TbsParts &parts, SshX509Cert &cert) {
   return true;
 }
 
-bool decode_algorithms(SshAsn1Node outer, SshAsn1Node inner, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_algorithms(SshAsn1Node outer, SshAsn1Node inner, SshX509Cert &cert,
+                       SshX509Decoder &decoder) {
   const SshOidRow *row = ssh_x509_signature_algorithm(outer, decoder);
   if (!row) return false;
   cert.signature_key_type = row->code;
@@ -359,7 +383,8 @@ bool decode_names(const TbsParts &parts, SshX509Cert &cert, SshX509Decoder &deco
   if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder.pool, &cert.issuer_names)) {
     return decoder.refuse("issuer", parts.issuer.data);
   }
-  if (!ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder.pool, &cert.subject_names)) {
+  if (!ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder.pool,
+                               &cert.subject_names)) {
     return decoder.refuse("subject", parts.subject.data);
   }
   if (parts.has_issuer_id) add_unique_id(parts.issuer_id, decoder.pool, &cert.issuer_names);
@@ -375,8 +400,8 @@ bool decode_certificate(SshAsn1Node root, SshX509Cert &cert, SshX509Decoder &dec
   SshAsn1Node tbs, algorithm;
   SshAsn1Bits signature;
   TbsParts parts;
-  if (ssh_asn1_read_node(root, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs, &algorithm, &signature) !=
-      SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(root, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs,
+                         &algorithm, &signature) != SSH_ASN1_OK) {
     return decoder.refuse("Certificate", root.data);
   }
   decoder.inside = tbs.data;
@@ -387,12 +412,16 @@ bool decode_certificate(SshAsn1Node root, SshX509Cert &cert, SshX509Decoder &dec
   if (!set_version(parts, cert)) return decoder.refuse("version", tbs.data);
   if (!decode_algorithms(algorithm, parts.algorithm, cert, decoder)) return false;
   cert.signed_data = tbs.der();
-  if (!decode_validity(parts.validity, cert)) return decoder.refuse("Validity", parts.validity.data);
-  if (!decode_public_key(parts.key, cert, decoder)) return decoder.refuse("SubjectPublicKeyInfo", parts.key.data);
-  if (!ssh_x509_signature_convert(signature, cert, decoder)) return decoder.refuse("signatureValue", algorithm.data);
+  if (!decode_validity(parts.validity, cert))
+    return decoder.refuse("Validity", parts.validity.data);
+  if (!decode_public_key(parts.key, cert, decoder))
+    return decoder.refuse("SubjectPublicKeyInfo", parts.key.data);
+  if (!ssh_x509_signature_convert(signature, cert, decoder))
+    return decoder.refuse("signatureValue", algorithm.data);
   if (!decode_names(parts, cert, decoder)) return false;
   constexpr std::span<const SshX509ExtensionRow<SshX509Cert>> kRows(kExtensions);
-  return !parts.has_extensions || ssh_x509_extensions_decode(parts.extensions, kRows, true, cert, decoder);
+  return !parts.has_extensions ||
+         ssh_x509_extensions_decode(parts.extensions, kRows, true, cert, decoder);
 }
 
 SshMpInt integer(Bytes content) {
@@ -418,10 +447,14 @@ size_t ssh_x509_cert_decode(Bytes der, SshX509Cert *cert) {
   }
   cert->pool.reserve(ssh_x509_pool_size(der.size()));
   cert->der = cert->pool.copy(der);
-  SshX509Decoder decoder{cert->pool, &cert->refusal, cert->der.data(), SshAsn1Work::for_input(der.size())};
+  SshX509Decoder decoder{cert->pool, &cert->refusal, cert->der.data(),
+                         SshAsn1Work::for_input(der.size())};
+  cert->pool.limit(ssh_x509_pool_most(der.size()), &decoder.work.left);
   SshAsn1Node root;
-  if (!ssh_x509_decode_root(cert->der, root, decoder) || !decode_certificate(root, *cert, decoder) ||
-      !ssh_x509_work_is_left(decoder)) {
+  const bool decoded = ssh_x509_decode_root(cert->der, root, decoder) &&
+                       decode_certificate(root, *cert, decoder) && ssh_x509_work_is_left(decoder);
+  cert->pool.limit(0, nullptr);
+  if (!decoded) {
     cert->version = 0;
     return 0;
   }
@@ -443,7 +476,7 @@ uint8_t *ssh_x509_cert_subject_der(SshX509Cert *cert, size_t *length) {
 
 SshPublicKey *ssh_x509_cert_public_key(const SshX509Cert *cert) {
   const SshX509Key &key = cert->key;
-  if (!key.usable) return nullptr;
+  if (cert->version == 0 || !key.usable) return nullptr;
   SshPublicKey *object = nullptr;
   SshKeyStatus status = SSH_KEY_FAILED;
   if (cert->public_key_type == kRsa) {

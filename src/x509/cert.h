@@ -1,6 +1,7 @@
 // X.509 certificates: encoding in, decoded record out. Decoding is all or nothing.
-// The record copies its input once, into its own pool, and everything in it is a view of that copy or plain data
-// beside it; freeing the record frees its blocks. Extensions are decoded in extensions*.cc through the table here.
+// The record copies its input once, into its own pool, and everything in it is a view of that copy
+// or plain data beside it; freeing the record frees its blocks. Extensions are decoded in
+// extensions*.cc through the table here.
 #pragma once
 
 #include <cstddef>
@@ -18,12 +19,13 @@
 // SSH_X509_INPUT_MAX is the largest encoding that is decoded; above it a decode fails.
 constexpr size_t SSH_X509_INPUT_MAX = 0x4000000;
 
-// SshX509Key holds what a certificate says of its public key: the algorithm's row and the content octets of the
-// key's INTEGERs. The key object is made from it when asked for (ssh_x509_cert_public_key).
+// SshX509Key holds what a certificate says of its public key: the algorithm's row and the content
+// octets of the key's INTEGERs. The key object is made from it when asked for
+// (ssh_x509_cert_public_key).
 struct SshX509Key {
   const SshOidRow *algorithm = nullptr;
-  Bytes n, e;        // RSA
-  Bytes p, q, g, y;  // DSA
+  Bytes n, e;           // RSA
+  Bytes p, q, g, y;     // DSA
   bool usable = false;  // false for Diffie-Hellman, which has no key object
 };
 
@@ -52,29 +54,32 @@ struct SshX509Cert {
   SshX509DistributionPoint *distribution_points = nullptr;
   SshX509KeyPurpose *extended_key_usage = nullptr;
   SshX509AccessDescription *authority_info_access = nullptr;
-  uint32_t signature_key_type = 0;  // 1 RSA, 2 DSA, 3 ElGamal
+  uint32_t signature_key_type = 0;         // 1 RSA, 2 DSA, 3 ElGamal
   const char *signature_scheme = nullptr;  // static
-  Bytes signed_data;  // the TBSCertificate
-  Bytes signature;    // RSA: the bits' octets; DSA: r and s, each as long as q
+  Bytes signed_data;                       // the TBSCertificate
+  Bytes signature;                         // RSA: the bits' octets; DSA: r and s, each as long as q
 
-  Bytes der;  // the copy of the whole input
+  Bytes der;               // the copy of the whole input
   SshX509Refusal refusal;  // set by a failed decode
   SshPool pool;
 };
 
-// ssh_x509_cert_allocate returns an empty record; ssh_x509_cert_free frees one with all it owns (null is ignored).
+// ssh_x509_cert_allocate returns an empty record; ssh_x509_cert_free frees one with all it owns
+// (null is ignored).
 [[nodiscard]] SshX509Cert *ssh_x509_cert_allocate();
 void ssh_x509_cert_free(SshX509Cert *cert);
 using SshX509CertOwner = Owner<SshX509Cert, ssh_x509_cert_free>;
 
-// ssh_x509_cert_decode decodes into an empty record and returns the octets of the top-level elements (never 0), or 0
-// on failure. Octets after the certificate are tolerated.
+// ssh_x509_cert_decode decodes into an empty record and returns the octets of the top-level
+// elements (never 0), or 0 on failure. Octets after the certificate are tolerated.
 [[nodiscard]] size_t ssh_x509_cert_decode(Bytes der, SshX509Cert *cert);
 
-// ssh_x509_cert_subject_text and ssh_x509_cert_subject_der take the next subject name that was not taken yet and
-// return its text (null if it has none) or its DER (null and 0 if there is no name) in a new block (ssh_xfree).
+// ssh_x509_cert_subject_text and ssh_x509_cert_subject_der take the next subject name that was not
+// taken yet and return its text (null if it has none) or its DER (null and 0 if there is no name)
+// in a new block (ssh_xfree).
 [[nodiscard]] char *ssh_x509_cert_subject_text(SshX509Cert *cert);
 [[nodiscard]] uint8_t *ssh_x509_cert_subject_der(SshX509Cert *cert, size_t *length);
 
-// ssh_x509_cert_public_key makes a certificate's key object; it is the caller's. Null if there is none.
+// ssh_x509_cert_public_key makes a certificate's key object; it is the caller's. Null if there is
+// none.
 [[nodiscard]] SshPublicKey *ssh_x509_cert_public_key(const SshX509Cert *cert);

@@ -7,7 +7,8 @@
 
 namespace {
 
-// CRLReason ::= ENUMERATED { unspecified (0) .. removeFromCRL (8) }, without 7        RFC 5280, 5.3.1
+// CRLReason ::= ENUMERATED { unspecified (0) .. removeFromCRL (8) }, without 7        RFC
+// 5280, 5.3.1
 bool decode_reason(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &) {
   SshMpInt reason;
   if (ssh_asn1_read_node(value, "(enum ())"_asn1, &reason) != SSH_ASN1_OK) return false;
@@ -19,15 +20,18 @@ bool decode_reason(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder
 
 // HoldInstructionCode ::= OBJECT IDENTIFIER                                        RFC 3280, 5.3.2
 bool decode_hold_instruction(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &) {
-  return ssh_asn1_read_node(value, "(object-identifier ())"_asn1, &entry.hold_instruction) == SSH_ASN1_OK;
+  return ssh_asn1_read_node(value, "(object-identifier ())"_asn1, &entry.hold_instruction) ==
+         SSH_ASN1_OK;
 }
 
 // InvalidityDate ::= GeneralizedTime                                               RFC 5280, 5.3.2
 bool decode_invalidity_date(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &) {
-  return ssh_asn1_read_node(value, "(generalized-time ())"_asn1, &entry.invalidity_date) == SSH_ASN1_OK;
+  return ssh_asn1_read_node(value, "(generalized-time ())"_asn1, &entry.invalidity_date) ==
+         SSH_ASN1_OK;
 }
 
-bool decode_certificate_issuer(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
+bool decode_certificate_issuer(SshAsn1Node value, SshX509RevokedEntry &entry,
+                               SshX509Decoder &decoder) {
   return ssh_x509_name_decode_general_names(value, decoder.pool, &entry.certificate_issuer);
 }
 
@@ -57,7 +61,8 @@ bool decode_delta_crl(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &) {
 }
 
 bool decode_issuing_point(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
-  return ssh_x509_decode_issuing_point(value, crl.issuer_names, crl.issuing_point.emplace(), decoder);
+  return ssh_x509_decode_issuing_point(value, crl.issuer_names, crl.issuing_point.emplace(),
+                                       decoder);
 }
 
 constexpr SshX509ExtensionRow<SshX509Crl> kCrlExtensions[] = {
@@ -76,12 +81,12 @@ constexpr SshX509ExtensionRow<SshX509Crl> kCrlExtensions[] = {
 bool decode_entry(SshAsn1Node node, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
   int has_extensions = 0, which = -1;
   SshAsn1Node date, extensions;
-  if (ssh_asn1_read_node(node, "(sequence ()(integer ())(any ())(optional(any ())))"_asn1, &entry.serial, &date,
-                         &has_extensions, &extensions) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(node, "(sequence ()(integer ())(any ())(optional(any ())))"_asn1,
+                         &entry.serial, &date, &has_extensions, &extensions) != SSH_ASN1_OK) {
     return decoder.refuse("an entry of revokedCertificates", node.data);
   }
-  if (ssh_asn1_read_node(date, "(choice(utc-time ()) (generalized-time ()))"_asn1, &which, &entry.date,
-                         &entry.date) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(date, "(choice(utc-time ()) (generalized-time ()))"_asn1, &which,
+                         &entry.date, &entry.date) != SSH_ASN1_OK) {
     return decoder.refuse("revocationDate", node.data);
   }
   constexpr std::span<const SshX509ExtensionRow<SshX509RevokedEntry>> kRows(kEntryExtensions);
@@ -91,10 +96,12 @@ bool decode_entry(SshAsn1Node node, SshX509RevokedEntry &entry, SshX509Decoder &
 constexpr uint8_t kReasonExtension[] = {0x30, 0x0C, 0x30, 0x0A, 0x06, 0x03, 0x55,
                                         0x1D, 0x15, 0x04, 0x03, 0x0A, 0x01};
 
-// decode_usual_entry reads an entry of the form that nearly all have: DER with short lengths, a UTCTime, and no
-// extension or a reason code alone. It decides nothing by itself: what it does not know goes to decode_entry, and what
-// it reads is what decode_entry would. It returns the end of the entry, or null.
-const uint8_t *decode_usual_entry(const uint8_t *p, const uint8_t *end, bool keep_serial, SshX509RevokedEntry &entry) {
+// decode_usual_entry reads an entry of the form that nearly all have: DER with short lengths, a
+// UTCTime, and no extension or a reason code alone. It decides nothing by itself: what it does not
+// know goes to decode_entry, and what it reads is what decode_entry would. It returns the end of
+// the entry, or null.
+const uint8_t *decode_usual_entry(const uint8_t *p, const uint8_t *end, bool keep_serial,
+                                  SshX509RevokedEntry &entry) {
   constexpr size_t kTimeSize = 15;
   if (end - p < 4 || p[0] != 0x30 || p[1] >= 0x80 || p[1] > end - p - 2) return nullptr;
   end = p + 2 + p[1];
@@ -133,14 +140,28 @@ struct TbsParts {
 //      revokedCertificates     SEQUENCE OF SEQUENCE { ... } OPTIONAL,
 //      crlExtensions      [0]  EXPLICIT Extensions OPTIONAL }                    RFC 5280, 5.1
 bool read_tbs(SshAsn1Node tbs, TbsParts &parts, SshX509Crl &crl) {
-  return ssh_asn1_read_node(
-             tbs,
-             "(sequence ()(optional (integer ()))(any ())(any ())(choice  (generalized-time ()) (utc-time ()))"
-             "(optional (choice  (generalized-time ())  (utc-time ())))(optional (sequence ()  (any ())))"
-             "(optional (any (e 0))))"_asn1,
-             &parts.has_version, &parts.version, &parts.algorithm, &parts.issuer, &parts.this_form, &crl.this_update,
-             &crl.this_update, &parts.has_next, &parts.next_form, &crl.next_update, &crl.next_update,
-             &parts.has_revoked, &parts.revoked, &parts.has_extensions, &parts.extensions) == SSH_ASN1_OK;
+  return ssh_asn1_read_node(tbs,
+                            "(sequence ()(optional (integer ()))(any ())(any ())(choice  "
+                            "(generalized-time ()) (utc-time ()))"
+                            "(optional (choice  (generalized-time ())  (utc-time ())))(optional "
+                            "(sequence ()  (any ())))"
+                            "(optional (any (e 0))))"_asn1,
+                            &parts.has_version, &parts.version, &parts.algorithm, &parts.issuer,
+                            &parts.this_form, &crl.this_update, &crl.this_update, &parts.has_next,
+                            &parts.next_form, &crl.next_update, &crl.next_update,
+                            &parts.has_revoked, &parts.revoked, &parts.has_extensions,
+                            &parts.extensions) == SSH_ASN1_OK;
+}
+
+// has_unread_entries is true if a list of entries stands behind the issuer that the template did
+// not take for its indefinite length. Revocations must not be dropped silently.
+bool has_unread_entries(const TbsParts &parts) {
+  if (parts.has_revoked) return false;
+  for (SshAsn1Node node = ssh_asn1_node_next(parts.issuer); node; node = ssh_asn1_node_next(node)) {
+    const SshBerElement element = ssh_asn1_node_open(node);
+    if (element.is(SSH_BER_UNIVERSAL, 16) && element.indefinite) return true;
+  }
+  return false;
 }
 
 // set_version: a version that is given must be 2 (encoded 1); otherwise extensions tell.
@@ -164,8 +185,8 @@ bool decode_crl(SshAsn1Node root, SshX509Crl &crl, SshX509Decoder &decoder) {
   SshAsn1Node tbs, algorithm;
   SshAsn1Bits signature;
   TbsParts parts;
-  if (ssh_asn1_read_node(root, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs, &algorithm, &signature) !=
-      SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(root, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs,
+                         &algorithm, &signature) != SSH_ASN1_OK) {
     return decoder.refuse("CertificateList", root.data);
   }
   decoder.inside = tbs.data;
@@ -173,6 +194,8 @@ bool decode_crl(SshAsn1Node root, SshX509Crl &crl, SshX509Decoder &decoder) {
   if (!parts.has_extensions && ssh_x509_has_unread_extensions(tbs, 0)) {
     return decoder.refuse("extensions of a form that cannot be read", tbs.data);
   }
+  if (has_unread_entries(parts))
+    return decoder.refuse("entries of a form that cannot be read", tbs.data);
   if (!set_version(parts, crl)) return decoder.refuse("version", tbs.data);
   const SshOidRow *row = ssh_x509_signature_algorithm(algorithm, decoder);
   if (!row) return false;
@@ -186,7 +209,8 @@ bool decode_crl(SshAsn1Node root, SshX509Crl &crl, SshX509Decoder &decoder) {
   crl.revoked = parts.revoked.list();
   if (!decode_entries(crl, decoder)) return false;
   constexpr std::span<const SshX509ExtensionRow<SshX509Crl>> kRows(kCrlExtensions);
-  return !parts.has_extensions || ssh_x509_extensions_decode(parts.extensions, kRows, false, crl, decoder);
+  return !parts.has_extensions ||
+         ssh_x509_extensions_decode(parts.extensions, kRows, false, crl, decoder);
 }
 
 }  // namespace
@@ -197,7 +221,8 @@ SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl, SshX509Decoder
       decoder_(decoder),
       work_(SshAsn1Work::for_input(crl.revoked.size())) {}
 
-SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl) : SshX509RevokedCursor(crl, nullptr) {}
+SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl)
+    : SshX509RevokedCursor(crl, nullptr) {}
 
 bool SshX509RevokedCursor::next() {
   if (has_extras_) {
@@ -217,14 +242,18 @@ bool SshX509RevokedCursor::next() {
 }
 
 bool SshX509RevokedCursor::next_unusual() {
-  SshX509Decoder decoder{pool_, decoder_ ? decoder_->refusal : nullptr, decoder_ ? decoder_->base : at_, work_};
-  const SshAsn1Node node = ssh_asn1_list_of({at_, end_}, &decoder.work);  // spends what the decoder has
+  SshX509Decoder decoder{pool_, decoder_ ? decoder_->refusal : nullptr,
+                         decoder_ ? decoder_->base : at_, work_};
+  const SshAsn1Node node =
+      ssh_asn1_list_of({at_, end_}, &decoder.work);  // spends what the decoder has
   failed_ = !ssh_x509_work_is_left(decoder);
   if (!node || failed_) return false;
+  pool_.limit(ssh_x509_pool_most(static_cast<size_t>(end_ - at_)), &decoder.work.left);
   has_extras_ = true;
   entry_ = {};
   decoder.inside = node.data;
   const bool decoded = decode_entry(node, entry_, decoder) && ssh_x509_work_is_left(decoder);
+  pool_.limit(0, nullptr);
   work_ = decoder.work;
   failed_ = !decoded;
   entry_.der = node.der();
@@ -247,10 +276,14 @@ size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl) {
   }
   crl->pool.reserve(ssh_x509_pool_size(der.size()));
   crl->der = crl->pool.copy(der);
-  SshX509Decoder decoder{crl->pool, &crl->refusal, crl->der.data(), SshAsn1Work::for_input(der.size())};
+  SshX509Decoder decoder{crl->pool, &crl->refusal, crl->der.data(),
+                         SshAsn1Work::for_input(der.size())};
+  crl->pool.limit(ssh_x509_pool_most(der.size()), &decoder.work.left);
   SshAsn1Node root;
-  if (!ssh_x509_decode_root(crl->der, root, decoder) || !decode_crl(root, *crl, decoder) ||
-      !ssh_x509_work_is_left(decoder)) {
+  const bool decoded = ssh_x509_decode_root(crl->der, root, decoder) &&
+                       decode_crl(root, *crl, decoder) && ssh_x509_work_is_left(decoder);
+  crl->pool.limit(0, nullptr);
+  if (!decoded) {
     crl->version = 0;
     return 0;
   }

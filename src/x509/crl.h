@@ -1,6 +1,6 @@
 // X.509 certificate revocation lists: encoding in, decoded record out. Decoding is all or nothing.
-// Every entry is decoded and checked with the CRL, but entries are not kept apart: a cursor decodes them again as it
-// walks, so that a list of a million entries costs no more memory than its octets.
+// Every entry is decoded and checked with the CRL, but entries are not kept apart: a cursor decodes
+// them again as it walks, so that a list of a million entries costs no more memory than its octets.
 #pragma once
 
 #include <cstddef>
@@ -36,25 +36,26 @@ struct SshX509Crl {
   SshMpInt crl_number{-1};
   std::optional<SshX509IssuingDistPoint> issuing_point;
   SshMpInt delta_crl{-1};
-  Bytes revoked;               // the encoded entries, in order
+  Bytes revoked;  // the encoded entries, in order
   size_t revoked_count = 0;
   uint32_t signature_key_type = 0;
   const char *signature_scheme = nullptr;  // static
-  Bytes signed_data;  // the TBSCertList
-  Bytes signature;    // the bits' octets as they stand
+  Bytes signed_data;                       // the TBSCertList
+  Bytes signature;                         // the bits' octets as they stand
 
-  Bytes der;  // the copy of the whole input
+  Bytes der;               // the copy of the whole input
   SshX509Refusal refusal;  // set by a failed decode
   SshPool pool;
 };
 
-// ssh_x509_crl_allocate returns an empty record; ssh_x509_crl_free frees one with all it owns (null is ignored).
+// ssh_x509_crl_allocate returns an empty record; ssh_x509_crl_free frees one with all it owns (null
+// is ignored).
 [[nodiscard]] SshX509Crl *ssh_x509_crl_allocate();
 void ssh_x509_crl_free(SshX509Crl *crl);
 using SshX509CrlOwner = Owner<SshX509Crl, ssh_x509_crl_free>;
 
-// ssh_x509_crl_decode decodes into an empty record and returns the octets of the top-level elements (never 0), or 0
-// on failure. Octets after the CRL are tolerated.
+// ssh_x509_crl_decode decodes into an empty record and returns the octets of the top-level elements
+// (never 0), or 0 on failure. Octets after the CRL are tolerated.
 [[nodiscard]] size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl);
 
 // SshX509RevokedCursor walks over the entries of a decoded CRL, which must outlive it.
@@ -64,7 +65,8 @@ using SshX509CrlOwner = Owner<SshX509Crl, ssh_x509_crl_free>;
 class SshX509RevokedCursor {
  public:
   explicit SshX509RevokedCursor(const SshX509Crl &crl);
-  // With a decoder, the walk reports to it why an entry is refused: the CRL's own decode checks its entries so.
+  // With a decoder, the walk reports to it why an entry is refused: the CRL's own decode checks its
+  // entries so.
   SshX509RevokedCursor(const SshX509Crl &crl, SshX509Decoder *decoder);
 
   // next goes to the first or following entry; false at the end.

@@ -1,5 +1,5 @@
-// What every decode of a certificate or CRL carries along, and the loop over extensions that both share.
-// Inside of x509: nothing to the right includes this header.
+// What every decode of a certificate or CRL carries along, and the loop over extensions that both
+// share. Inside of x509: nothing to the right includes this header.
 #pragma once
 
 #include <cstddef>
@@ -10,23 +10,35 @@
 #include "x509/extensions.h"
 #include "x509/oid_registry.h"
 
-// SshX509Decoder is the state of one decode: where records go, what reads may still spend, and why it failed.
+// SshX509Decoder is the state of one decode: where records go, what reads may still spend, and why
+// it failed.
 struct SshX509Decoder {
   SshPool &pool;
   SshX509Refusal *refusal;  // null: nobody asks
   const uint8_t *base;      // the start of the input
   SshAsn1Work work;
-  const uint8_t *inside = base;  // the structure being read: the place of a part that is missing from it
+  const uint8_t *inside =
+      base;  // the structure being read: the place of a part that is missing from it
 
-  // refuse notes a refusal unless an inner one was noted before, and gives false. `at` is null for a missing part.
+  // refuse notes a refusal unless an inner one was noted before, and gives false. `at` is null for
+  // a missing part.
   bool refuse(const char *structure, const uint8_t *at, SshOid identifier = {}) {
-    if (refusal && !*refusal) *refusal = {structure, static_cast<size_t>((at ? at : inside) - base), identifier};
+    if (refusal && !*refusal)
+      *refusal = {structure, static_cast<size_t>((at ? at : inside) - base), identifier};
     return false;
   }
 };
 
-// ssh_x509_pool_size estimates the memory of a record from its input: a copy of the octets and what stands beside.
-[[nodiscard]] constexpr size_t ssh_x509_pool_size(size_t input) { return input + (input < 8192 ? input : 8192) + 512; }
+// ssh_x509_pool_size estimates the memory of a record from its input: a copy of the octets and what
+// stands beside.
+[[nodiscard]] constexpr size_t ssh_x509_pool_size(size_t input) {
+  return input + (input < 8192 ? input : 8192) + 512;
+}
+
+// ssh_x509_pool_most bounds the memory of a record. Records of hostile input may be many times its
+// size: two octets are enough for a name. Beyond this bound the decode fails; what certificates and
+// CRLs hold stays far below it.
+[[nodiscard]] constexpr size_t ssh_x509_pool_most(size_t input) { return input * 8 + 0x1000000; }
 
 // ssh_x509_decode_root parses an input; octets after the first good element are tolerated.
 [[nodiscard]] bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshX509Decoder &decoder);
@@ -43,13 +55,16 @@ struct SshX509Extension {
   bool repeated = false;           // a duplicate that is passed over
 };
 
-// ssh_x509_extension_read reads an Extension, looks it up and enters its kind in `set`. It refuses unknown critical
-// extensions and duplicates, except of kinds that may repeat: the unknown ones and, in certificates, the subject
-// directory attributes, whose duplicates are passed over.                          RFC 5280, 4.2
-[[nodiscard]] bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat, SshX509ExtensionSet &set,
-                                           SshX509Extension &extension, SshX509Decoder &decoder);
+// ssh_x509_extension_read reads an Extension, looks it up and enters its kind in `set`. It refuses
+// unknown critical extensions and duplicates, except of kinds that may repeat: the unknown ones
+// and, in certificates, the subject directory attributes, whose duplicates are passed over. RFC
+// 5280, 4.2
+[[nodiscard]] bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat,
+                                           SshX509ExtensionSet &set, SshX509Extension &extension,
+                                           SshX509Decoder &decoder);
 
-// An extension decoder fills its part of a record from the root of the extension's value; false refuses.
+// An extension decoder fills its part of a record from the root of the extension's value; false
+// refuses.
 template <class Record>
 using SshX509ExtensionDecode = bool (*)(SshAsn1Node value, Record &record, SshX509Decoder &decoder);
 
@@ -63,8 +78,10 @@ struct SshX509ExtensionRow {
 // ssh_x509_extensions_decode reads Extensions and hands each value to its decoder.
 //   Extensions ::= SEQUENCE SIZE (1..MAX) OF Extension
 template <class Record>
-[[nodiscard]] bool ssh_x509_extensions_decode(SshAsn1Node node, std::span<const SshX509ExtensionRow<Record>> rows,
-                                              bool attributes_may_repeat, Record &record, SshX509Decoder &decoder) {
+[[nodiscard]] bool ssh_x509_extensions_decode(SshAsn1Node node,
+                                              std::span<const SshX509ExtensionRow<Record>> rows,
+                                              bool attributes_may_repeat, Record &record,
+                                              SshX509Decoder &decoder) {
   record.extensions.clear();
   SshAsn1Node list;
   if (ssh_asn1_read_node(node, "(sequence ()(any ()))"_asn1, &list) != SSH_ASN1_OK) {
@@ -73,7 +90,9 @@ template <class Record>
   for (; list; list = ssh_asn1_node_next(list)) {
     decoder.inside = list.data;
     SshX509Extension extension;
-    if (!ssh_x509_extension_read(list, attributes_may_repeat, record.extensions, extension, decoder)) return false;
+    if (!ssh_x509_extension_read(list, attributes_may_repeat, record.extensions, extension,
+                                 decoder))
+      return false;
     if (!extension.row || extension.repeated) continue;
 
     SshX509ExtensionDecode<Record> decode = nullptr;
@@ -85,7 +104,8 @@ template <class Record>
     }
     if (!decode) continue;
     SshAsn1Node root;
-    (void)ssh_asn1_decode_in_place(extension.value, &decoder.work, &root);  // decoders see what is missing
+    (void)ssh_asn1_decode_in_place(extension.value, &decoder.work,
+                                   &root);  // decoders see what is missing
     if (!decode(root, record, decoder)) {
       return decoder.refuse(extension.row->description, extension.value.data(), extension.id);
     }
@@ -93,21 +113,25 @@ template <class Record>
   return true;
 }
 
-// ssh_x509_has_unread_extensions is true if a TBSCertificate or TBSCertList carries extensions under the context tag
-// `tag` that its template did not take, as for an indefinite length. Such input is refused: a critical extension
-// must never be dropped silently.
+// ssh_x509_has_unread_extensions is true if a TBSCertificate or TBSCertList carries extensions
+// under the context tag `tag` that its template did not take, as for an indefinite length. Such
+// input is refused: a critical extension must never be dropped silently.
 [[nodiscard]] bool ssh_x509_has_unread_extensions(SshAsn1Node tbs, uint32_t tag);
 
-// The extension decoders, by record part. Those for general name lists and identifiers serve several extensions.
+// The extension decoders, by record part. Those for general name lists and identifiers serve
+// several extensions.
 [[nodiscard]] bool ssh_x509_decode_key_id(SshAsn1Node value, std::optional<SshX509KeyId> &key_id,
                                           SshX509Decoder &decoder);
-[[nodiscard]] bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list, SshX509Decoder &decoder);
+[[nodiscard]] bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list,
+                                            SshX509Decoder &decoder);
 [[nodiscard]] bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names,
                                           SshX509DistributionPoint **list, SshX509Decoder &decoder);
 [[nodiscard]] bool ssh_x509_decode_issuing_point(SshAsn1Node value, SshX509Name *issuer_names,
-                                                 SshX509IssuingDistPoint &point, SshX509Decoder &decoder);
+                                                 SshX509IssuingDistPoint &point,
+                                                 SshX509Decoder &decoder);
 
-// ssh_x509_bits_to_mask makes a mask of the first four octets of a BIT STRING: the first octet in bits 0 to 7.
+// ssh_x509_bits_to_mask makes a mask of the first four octets of a BIT STRING: the first octet in
+// bits 0 to 7.
 [[nodiscard]] uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits);
 
 // SshX509Tail appends to a singly linked list in constant time.

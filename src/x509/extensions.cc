@@ -24,7 +24,8 @@ bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshX509Decoder &decoder)
 }
 
 bool ssh_x509_work_is_left(SshX509Decoder &decoder) {
-  return decoder.work.left != 0 || decoder.refuse("an encoding that takes too much work", decoder.base);
+  return decoder.work.left != 0 ||
+         decoder.refuse("an encoding that takes too much work", decoder.base);
 }
 
 // Extension ::= SEQUENCE {
@@ -34,13 +35,15 @@ bool ssh_x509_work_is_left(SshX509Decoder &decoder) {
 bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat, SshX509ExtensionSet &set,
                              SshX509Extension &extension, SshX509Decoder &decoder) {
   int has_critical = 0;
-  if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(optional(boolean ()))(octet-string ()))"_asn1,
-                         &extension.id, &has_critical, &extension.critical, &extension.value) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(
+          node, "(sequence ()(object-identifier ())(optional(boolean ()))(octet-string ()))"_asn1,
+          &extension.id, &has_critical, &extension.critical, &extension.value) != SSH_ASN1_OK) {
     return decoder.refuse("Extension", node.data);
   }
   extension.row = ssh_oid_find_encoded(extension.id, SSH_OID_EXTENSION);
   if (!extension.row) {
-    return !extension.critical || decoder.refuse("an unknown critical extension", node.data, extension.id);
+    return !extension.critical ||
+           decoder.refuse("an unknown critical extension", node.data, extension.id);
   }
   const uint32_t kind = extension.row->code;
   if (set.test(kind) && kind != SSH_X509_EXT_UNKNOWN) {
@@ -54,7 +57,8 @@ bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat, SshX5
 bool ssh_x509_has_unread_extensions(SshAsn1Node tbs, uint32_t tag) {
   for (SshAsn1Node node = ssh_asn1_node_child(tbs); node; node = ssh_asn1_node_next(node)) {
     const SshBerElement element = ssh_asn1_node_open(node);
-    if (element.is(SSH_BER_CONTEXT, tag) && (element.indefinite || element.content_length)) return true;
+    if (element.is(SSH_BER_CONTEXT, tag) && (element.indefinite || element.content_length))
+      return true;
   }
   return false;
 }
@@ -63,13 +67,16 @@ bool ssh_x509_has_unread_extensions(SshAsn1Node tbs, uint32_t tag) {
 //      keyIdentifier             [0] KeyIdentifier            OPTIONAL,
 //      authorityCertIssuer       [1] GeneralNames             OPTIONAL,
 //      authorityCertSerialNumber [2] CertificateSerialNumber  OPTIONAL }     RFC 5280, 4.2.1.1
-bool ssh_x509_decode_key_id(SshAsn1Node value, std::optional<SshX509KeyId> &key_id, SshX509Decoder &decoder) {
+bool ssh_x509_decode_key_id(SshAsn1Node value, std::optional<SshX509KeyId> &key_id,
+                            SshX509Decoder &decoder) {
   SshX509KeyId &record = key_id.emplace();
   int has_id = 0, has_issuer = 0, has_serial = 0;
   SshAsn1Node issuer;
   if (ssh_asn1_read_node(
-          value, "(sequence ()(optional(octet-string (0)))(optional(sequence (1) (any ())))(optional(integer (2))))"_asn1,
-          &has_id, &record.key_id, &has_issuer, &issuer, &has_serial, &record.serial) != SSH_ASN1_OK) {
+          value,
+          "(sequence ()(optional(octet-string (0)))(optional(sequence (1) (any ())))(optional(integer (2))))"_asn1,
+          &has_id, &record.key_id, &has_issuer, &issuer, &has_serial,
+          &record.serial) != SSH_ASN1_OK) {
     return false;
   }
   for (; issuer; issuer = ssh_asn1_node_next(issuer)) {

@@ -1,6 +1,7 @@
-// Extension records and the decoders that fill them: one decoder an extension, dispatched by one table in cert.cc
-// and one in crl.cc. Records are plain data in their certificate's or CRL's pool and live as long as it does;
-// identifiers are views of their octets (ssh_ber_oid_text gives the dotted text).
+// Extension records and the decoders that fill them: one decoder an extension, dispatched by one
+// table in cert.cc and one in crl.cc. Records are plain data in their certificate's or CRL's pool
+// and live as long as it does; identifiers are views of their octets (ssh_ber_oid_text gives the
+// dotted text).
 #pragma once
 
 #include <cstddef>
@@ -45,7 +46,9 @@ enum SshX509ExtensionKind : uint32_t {
 class SshX509ExtensionSet {
  public:
   void clear() { *this = {}; }
-  void set(uint32_t kind, bool critical) { marks_[kind] = static_cast<uint8_t>(marks_[kind] | 1 | (critical ? 2 : 0)); }
+  void set(uint32_t kind, bool critical) {
+    marks_[kind] = static_cast<uint8_t>(marks_[kind] | 1 | (critical ? 2 : 0));
+  }
   [[nodiscard]] bool test(uint32_t kind) const { return (marks_[kind] & 1) != 0; }
   [[nodiscard]] bool critical(uint32_t kind) const { return (marks_[kind] & 2) != 0; }
 
@@ -53,7 +56,8 @@ class SshX509ExtensionSet {
   uint8_t marks_[SSH_X509_EXT_KINDS] = {};
 };
 
-// Key usage bits as the library numbers them: the BIT STRING's first octet in bits 0 to 7, its top bit at bit 7.
+// Key usage bits as the library numbers them: the BIT STRING's first octet in bits 0 to 7, its top
+// bit at bit 7.
 enum : uint32_t {
   SSH_X509_USAGE_DIGITAL_SIGNATURE = 0x80,
   SSH_X509_USAGE_NON_REPUDIATION = 0x40,
@@ -75,8 +79,8 @@ struct SshX509KeyId {
   SshMpInt serial{-1};  // -1: absent
 };
 
-// SshX509Text is a string of a certificate as it stands; ssh_x509_text_make gives it as SshStr, or null if its
-// octets do not form letters of the set (which is not an error of the certificate).
+// SshX509Text is a string of a certificate as it stands; ssh_x509_text_make gives it as SshStr, or
+// null if its octets do not form letters of the set (which is not an error of the certificate).
 struct SshX509Text {
   SshCharset charset = SSH_CHARSET_IA5;
   Bytes octets;
@@ -90,7 +94,8 @@ struct SshX509PolicyQualifier {
   SshX509Text cps_uri;
   SshX509Text organization;
   uint32_t notice_count = 0;
-  uint32_t *notice_numbers = nullptr;  // deliberately only slot 0 is ever written, with the last number
+  uint32_t *notice_numbers =
+      nullptr;  // deliberately only slot 0 is ever written, with the last number
   SshX509Text explicit_text;
 };
 
@@ -125,13 +130,15 @@ struct SshX509PolicyConstraint {
   uint32_t inhibit_policy_mapping = SSH_X509_NO_LIMIT;
 };
 
-// SshX509PointName is a distribution point's name: general names, or a name relative to the CRL issuer.
+// SshX509PointName is a distribution point's name: general names, or a name relative to the CRL
+// issuer.
 struct SshX509PointName {
   SshX509Name *full = nullptr;
   Bytes relative_issuer;  // Name that the relative name extends; empty unless the name is relative
   Bytes relative;         // the RelativeDistinguishedName
 };
-// ssh_x509_point_name_expand stores the whole distinguished name of a relative name; false if it is not relative.
+// ssh_x509_point_name_expand stores the whole distinguished name of a relative name; false if it is
+// not relative.
 [[nodiscard]] bool ssh_x509_point_name_expand(const SshX509PointName &name, SshDN *dn);
 
 struct SshX509DistributionPoint {
@@ -160,12 +167,13 @@ struct SshX509IssuingDistPoint {
   int indirect_crl = 0;
 };
 
-// SshX509Refusal says why a decode failed: which structure, where in the input, and for which identifier.
-// The first (innermost) refusal of a decode stays.
+// SshX509Refusal says why a decode failed: which structure, where in the input, and for which
+// identifier. The first (innermost) refusal of a decode stays.
 struct SshX509Refusal {
-  const char *structure = nullptr;  // static text: the ASN.1 name, with a reason where that says more
-  size_t offset = 0;                // octets from the start of the input
-  SshOid identifier;                // the extension or algorithm in question, if any
+  const char *structure =
+      nullptr;        // static text: the ASN.1 name, with a reason where that says more
+  size_t offset = 0;  // octets from the start of the input
+  SshOid identifier;  // the extension or algorithm in question, if any
 
   explicit operator bool() const { return structure != nullptr; }
 };

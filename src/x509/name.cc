@@ -10,8 +10,9 @@ char *text_of(Bytes octets) {
 
 // The name type of each GeneralName alternative, in the order of their tags.
 constexpr SshX509NameType kAlternatives[] = {
-    SSH_X509_NAME_OTHER,     SSH_X509_NAME_EMAIL, SSH_X509_NAME_DNS, SSH_X509_NAME_X400,          SSH_X509_NAME_DIRECTORY,
-    SSH_X509_NAME_EDI_PARTY, SSH_X509_NAME_URI,   SSH_X509_NAME_IP,  SSH_X509_NAME_REGISTERED_ID,
+    SSH_X509_NAME_OTHER, SSH_X509_NAME_EMAIL,     SSH_X509_NAME_DNS,
+    SSH_X509_NAME_X400,  SSH_X509_NAME_DIRECTORY, SSH_X509_NAME_EDI_PARTY,
+    SSH_X509_NAME_URI,   SSH_X509_NAME_IP,        SSH_X509_NAME_REGISTERED_ID,
 };
 
 }  // namespace
@@ -39,12 +40,14 @@ void ssh_x509_name_reset(SshX509Name *list) {
 }
 
 char *ssh_x509_name_text(const SshX509Name *name) {
-  if (name->type == SSH_X509_NAME_DN || name->type == SSH_X509_NAME_DIRECTORY) return ssh_dn_der_to_ldap(name->der);
+  if (name->type == SSH_X509_NAME_DN || name->type == SSH_X509_NAME_DIRECTORY)
+    return ssh_dn_der_to_ldap(name->der);
   if (name->type == SSH_X509_NAME_REGISTERED_ID) return ssh_ber_oid_text({name->data});
   return text_of(name->text);
 }
 
-bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshPool &pool, SshX509Name **list) {
+bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshPool &pool,
+                             SshX509Name **list) {
   bool empty = false;
   if (!node || !ssh_dn_check_der(node.der(), &empty)) return false;
   if (empty) return true;
@@ -70,10 +73,11 @@ bool ssh_x509_name_decode_general(SshAsn1Node node, SshPool &pool, SshX509Name *
   SshAsn1Node other, x400, directory, edi;
   Bytes email, dns, uri, ip;
   SshOid id;
-  if (ssh_asn1_read_node(node,
-                         "(choice(any (0))(ia5-string (1))(ia5-string (2))(any (3))(any (e 4))(any (5))"
-                         "(ia5-string (6))(octet-string (7))(object-identifier (8)))"_asn1,
-                         &which, &other, &email, &dns, &x400, &directory, &edi, &uri, &ip, &id) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(
+          node,
+          "(choice(any (0))(ia5-string (1))(ia5-string (2))(any (3))(any (e 4))(any (5))"
+          "(ia5-string (6))(octet-string (7))(object-identifier (8)))"_asn1,
+          &which, &other, &email, &dns, &x400, &directory, &edi, &uri, &ip, &id) != SSH_ASN1_OK) {
     return false;
   }
   const SshX509NameType type = kAlternatives[which];

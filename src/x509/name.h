@@ -1,7 +1,7 @@
-// Names in certificates and CRLs: distinguished names of issuer and subject, unique identifiers and general names,
-// each one entry of a list that reads newest first.
-// Entries are views into their record's octets and live with the record; text that nothing may ever ask for is made
-// on demand. A new kind of general name is one row in name.cc.
+// Names in certificates and CRLs: distinguished names of issuer and subject, unique identifiers and
+// general names, each one entry of a list that reads newest first. Entries are views into their
+// record's octets and live with the record; text that nothing may ever ask for is made on demand. A
+// new kind of general name is one row in name.cc.
 #pragma once
 
 #include <cstddef>
@@ -29,11 +29,11 @@ enum SshX509NameType : uint32_t {
 struct SshX509Name {
   SshX509Name *next = nullptr;
   SshX509NameType type = SSH_X509_NAME_DN;
-  uint32_t taken = 0;       // set by ssh_x509_name_take
-  uint32_t data_length = 0; // octets; for a unique identifier bits, deliberately
-  Bytes text;               // types 2, 3, 8: IA5 text as it stands; types 0, 5: see ssh_x509_name_text
-  Bytes data;               // types 1, 4, 9 (the identifier's octets), 10
-  Bytes der;                // types 0, 5: the Name; other general names: the whole GeneralName
+  uint32_t taken = 0;        // set by ssh_x509_name_take
+  uint32_t data_length = 0;  // octets; for a unique identifier bits, deliberately
+  Bytes text;  // types 2, 3, 8: IA5 text as it stands; types 0, 5: see ssh_x509_name_text
+  Bytes data;  // types 1, 4, 9 (the identifier's octets), 10
+  Bytes der;   // types 0, 5: the Name; other general names: the whole GeneralName
 };
 
 // ssh_x509_name_add puts a chain of new entries at the head of a list.
@@ -42,20 +42,26 @@ void ssh_x509_name_add(SshX509Name **list, SshX509Name *entries);
 // ssh_x509_name_find gives the first entry of a type, or null; it changes nothing.
 [[nodiscard]] const SshX509Name *ssh_x509_name_find(const SshX509Name *list, SshX509NameType type);
 
-// ssh_x509_name_take gives the first entry of a type that was not taken before and marks it taken, or null.
+// ssh_x509_name_take gives the first entry of a type that was not taken before and marks it taken,
+// or null.
 [[nodiscard]] SshX509Name *ssh_x509_name_take(SshX509Name *list, SshX509NameType type);
 
 // ssh_x509_name_reset clears the taken mark of every entry.
 void ssh_x509_name_reset(SshX509Name *list);
 
-// ssh_x509_name_text returns an entry's text in a new block (ssh_xfree): a distinguished name printed as text,
-// the IA5 text of types 2, 3 and 8, the dotted text of type 9. Null if there is none.
+// ssh_x509_name_text returns an entry's text in a new block (ssh_xfree): a distinguished name
+// printed as text, the IA5 text of types 2, 3 and 8, the dotted text of type 9. Null if there is
+// none.
 [[nodiscard]] char *ssh_x509_name_text(const SshX509Name *name);
 
-// ssh_x509_name_decode_dn checks a Name and adds one entry for it to `list`; an empty name adds none.
-[[nodiscard]] bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshPool &pool, SshX509Name **list);
+// ssh_x509_name_decode_dn checks a Name and adds one entry for it to `list`; an empty name adds
+// none.
+[[nodiscard]] bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshPool &pool,
+                                           SshX509Name **list);
 
-// ssh_x509_name_decode_general adds one GeneralName, ssh_x509_name_decode_general_names those of a SEQUENCE under
-// any tag.                                                                          RFC 5280, 4.2.1.6
-[[nodiscard]] bool ssh_x509_name_decode_general(SshAsn1Node node, SshPool &pool, SshX509Name **list);
-[[nodiscard]] bool ssh_x509_name_decode_general_names(SshAsn1Node node, SshPool &pool, SshX509Name **list);
+// ssh_x509_name_decode_general adds one GeneralName, ssh_x509_name_decode_general_names those of a
+// SEQUENCE under any tag. RFC 5280, 4.2.1.6
+[[nodiscard]] bool ssh_x509_name_decode_general(SshAsn1Node node, SshPool &pool,
+                                                SshX509Name **list);
+[[nodiscard]] bool ssh_x509_name_decode_general_names(SshAsn1Node node, SshPool &pool,
+                                                      SshX509Name **list);

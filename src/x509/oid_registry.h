@@ -1,5 +1,5 @@
-// The object-identifier registry: eight static tables, one a kind, from identifiers to names and codes.
-// A new identifier is one line in oid_registry.cc. Nobody frees or changes a row.
+// The object-identifier registry: eight static tables, one a kind, from identifiers to names and
+// codes. A new identifier is one line in oid_registry.cc. Nobody frees or changes a row.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,8 @@ enum SshOidKind : uint32_t {
   SSH_OID_POLICY_QUALIFIER = 7
 };
 
-// SshOidKeyType describes the keys of a public-key algorithm; usages are masks as in x509/extensions.h.
+// SshOidKeyType describes the keys of a public-key algorithm; usages are masks as in
+// x509/extensions.h.
 struct SshOidKeyType {
   uint32_t code;  // 1 RSA, 2 DSA, 4 Diffie-Hellman
   uint32_t usage;
@@ -27,8 +28,9 @@ struct SshOidKeyType {
 // SshOidRow is one identifier. `oid` is dotted text, null in the row that ends a table.
 struct SshOidRow {
   const char *oid;
-  const char *name;         // short name; for attributes the abbreviation in distinguished names
-  const char *description;  // kind 0: key scheme string; kind 1: signature scheme; else readable text
+  const char *name;  // short name; for attributes the abbreviation in distinguished names
+  const char
+      *description;  // kind 0: key scheme string; kind 1: signature scheme; else readable text
   const SshOidKeyType *key_type;  // kind 0
   const char *key_scheme;         // kind 1: the key scheme string that the signature implies
   uint32_t code;                  // kind 1: key type; kind 2: extension kind; kind 7: qualifier
@@ -41,5 +43,6 @@ struct SshOidRow {
 // ssh_oid_find_encoded finds the same row from an identifier's octets, without making text.
 [[nodiscard]] const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind);
 
-// ssh_oid_find_by_std_name finds the first row whose whole name equals `name`, ignoring ASCII case, or null.
+// ssh_oid_find_by_std_name finds the first row whose whole name equals `name`, ignoring ASCII case,
+// or null.
 [[nodiscard]] const SshOidRow *ssh_oid_find_by_std_name(const char *name, SshOidKind kind);

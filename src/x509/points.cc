@@ -10,7 +10,8 @@ namespace {
 bool decode_point_name(SshAsn1Node node, SshX509PointName &name, auto find_issuer, SshPool &pool) {
   int which = -1;
   SshAsn1Node full, relative;
-  if (ssh_asn1_read_node(node, "(choice(any (0)) (any (e 1)))"_asn1, &which, &full, &relative) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(node, "(choice(any (0)) (any (e 1)))"_asn1, &which, &full, &relative) !=
+      SSH_ASN1_OK) {
     return false;
   }
   if (which == 0) return ssh_x509_name_decode_general_names(full, pool, &name.full);
@@ -34,8 +35,8 @@ bool ssh_x509_point_name_expand(const SshX509PointName &name, SshDN *dn) {
 //      distributionPoint [0] DistributionPointName OPTIONAL,
 //      reasons           [1] ReasonFlags           OPTIONAL,
 //      cRLIssuer         [2] GeneralNames          OPTIONAL }                 RFC 5280, 4.2.1.13
-bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names, SshX509DistributionPoint **list,
-                            SshX509Decoder &decoder) {
+bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names,
+                            SshX509DistributionPoint **list, SshX509Decoder &decoder) {
   SshAsn1Node node;
   if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
   const auto find_issuer = [&] { return ssh_x509_name_find(issuer_names, SSH_X509_NAME_DN); };
@@ -46,13 +47,15 @@ bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names, 
     SshAsn1Node name, issuer;
     SshAsn1Bits reasons;
     if (ssh_asn1_read_node(
-            node, "(sequence ()(optional(any (e 0)))(optional(bit-string (1)))(optional(any (2))))"_asn1, &has_name,
-            &name, &has_reasons, &reasons, &has_issuer, &issuer) != SSH_ASN1_OK) {
+            node,
+            "(sequence ()(optional(any (e 0)))(optional(bit-string (1)))(optional(any (2))))"_asn1,
+            &has_name, &name, &has_reasons, &reasons, &has_issuer, &issuer) != SSH_ASN1_OK) {
       return false;
     }
     point->reasons = ssh_x509_bits_to_mask(reasons);
     if (has_name && !decode_point_name(name, point->name, find_issuer, decoder.pool)) return false;
-    if (has_issuer && !ssh_x509_name_decode_general_names(issuer, decoder.pool, &point->crl_issuer)) return false;
+    if (has_issuer && !ssh_x509_name_decode_general_names(issuer, decoder.pool, &point->crl_issuer))
+      return false;
     points.append(point);
   }
   return true;
@@ -64,17 +67,19 @@ bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names, 
 //      onlyContainsCACerts        [2] BOOLEAN DEFAULT FALSE,
 //      onlySomeReasons            [3] ReasonFlags OPTIONAL,
 //      indirectCRL                [4] BOOLEAN DEFAULT FALSE }                 RFC 5280, 5.2.5
-// Finding the issuer for a relative name deliberately takes it, unlike in a certificate's distribution points.
-bool ssh_x509_decode_issuing_point(SshAsn1Node value, SshX509Name *issuer_names, SshX509IssuingDistPoint &point,
-                                   SshX509Decoder &decoder) {
+// Finding the issuer for a relative name deliberately takes it, unlike in a certificate's
+// distribution points.
+bool ssh_x509_decode_issuing_point(SshAsn1Node value, SshX509Name *issuer_names,
+                                   SshX509IssuingDistPoint &point, SshX509Decoder &decoder) {
   int has_name = 0, has_user = 0, has_ca = 0, has_reasons = 0, has_indirect = 0;
   SshAsn1Node name;
   SshAsn1Bits reasons;
-  if (ssh_asn1_read_node(value,
-                         "(sequence ()(optional(any (e 0)))(optional(boolean (1)))(optional(boolean (2)))"
-                         "(optional(bit-string (3)))(optional(boolean (4))))"_asn1,
-                         &has_name, &name, &has_user, &point.only_user_certs, &has_ca, &point.only_ca_certs,
-                         &has_reasons, &reasons, &has_indirect, &point.indirect_crl) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(
+          value,
+          "(sequence ()(optional(any (e 0)))(optional(boolean (1)))(optional(boolean (2)))"
+          "(optional(bit-string (3)))(optional(boolean (4))))"_asn1,
+          &has_name, &name, &has_user, &point.only_user_certs, &has_ca, &point.only_ca_certs,
+          &has_reasons, &reasons, &has_indirect, &point.indirect_crl) != SSH_ASN1_OK) {
     return false;
   }
   point.only_some_reasons = ssh_x509_bits_to_mask(reasons);

@@ -5,12 +5,14 @@ namespace {
 
 enum : uint32_t { kQualifierCps = 1, kQualifierUserNotice = 2 };  // codes of the registry's rows
 
-constexpr SshCharset kExplicitTextCharsets[] = {SSH_CHARSET_VISIBLE, SSH_CHARSET_BMP, SSH_CHARSET_UTF8};
+constexpr SshCharset kExplicitTextCharsets[] = {SSH_CHARSET_VISIBLE, SSH_CHARSET_BMP,
+                                                SSH_CHARSET_UTF8};
 
 // NoticeReference ::= SEQUENCE {
 //      organization     DisplayText,
 //      noticeNumbers    SEQUENCE OF INTEGER }
-bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier, SshX509Decoder &decoder) {
+bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
+                             SshX509Decoder &decoder) {
   SshAsn1Node numbers;
   qualifier.organization.present = true;
   if (ssh_asn1_read_node(node, "(sequence ()(ia5-string ())(sequence ()(any ())))"_asn1,
@@ -36,13 +38,14 @@ bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier
 // UserNotice ::= SEQUENCE {
 //      noticeRef        NoticeReference OPTIONAL,
 //      explicitText     DisplayText OPTIONAL }
-// The first element is taken as the reference whatever it is, so a notice of an explicit text alone is refused;
-// deliberate, as the set of certificates that are accepted must stay what it was.
-bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier, SshX509Decoder &decoder) {
+// The first element is taken as the reference whatever it is, so a notice of an explicit text alone
+// is refused; deliberate, as the set of certificates that are accepted must stay what it was.
+bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
+                        SshX509Decoder &decoder) {
   int has_reference = 0, has_text = 0;
   SshAsn1Node reference, text;
-  if (ssh_asn1_read_node(node, "(sequence ()(optional(any ()))(optional(any ())))"_asn1, &has_reference, &reference,
-                         &has_text, &text) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(node, "(sequence ()(optional(any ()))(optional(any ())))"_asn1,
+                         &has_reference, &reference, &has_text, &text) != SSH_ASN1_OK) {
     return false;
   }
   if (has_reference && !decode_notice_reference(reference, qualifier, decoder)) return false;
@@ -50,8 +53,8 @@ bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier, Ssh
 
   int which = -1;
   Bytes texts[3];
-  if (ssh_asn1_read_node(text, "(choice(visible-string ())(bmp-string ())(utf8-string ()))"_asn1, &which, &texts[0],
-                         &texts[1], &texts[2]) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(text, "(choice(visible-string ())(bmp-string ())(utf8-string ()))"_asn1,
+                         &which, &texts[0], &texts[1], &texts[2]) != SSH_ASN1_OK) {
     return false;
   }
   qualifier.explicit_text = {kExplicitTextCharsets[which], texts[which], true};
@@ -61,10 +64,11 @@ bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier, Ssh
 // PolicyQualifierInfo ::= SEQUENCE {
 //      policyQualifierId  PolicyQualifierId,
 //      qualifier          ANY DEFINED BY policyQualifierId }
-bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier, SshX509Decoder &decoder) {
+bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
+                      SshX509Decoder &decoder) {
   SshAsn1Node value;
-  if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &qualifier.id, &value) !=
-      SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &qualifier.id,
+                         &value) != SSH_ASN1_OK) {
     return false;
   }
   const SshOidRow *row = ssh_oid_find_encoded(qualifier.id, SSH_OID_POLICY_QUALIFIER);
@@ -72,7 +76,8 @@ bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier, SshX5
   if (row->code == kQualifierUserNotice) return decode_user_notice(value, qualifier, decoder);
   if (row->code != kQualifierCps) return false;
   qualifier.cps_uri.present = true;
-  return ssh_asn1_read_node(value, "(ia5-string ())"_asn1, &qualifier.cps_uri.octets) == SSH_ASN1_OK;
+  return ssh_asn1_read_node(value, "(ia5-string ())"_asn1, &qualifier.cps_uri.octets) ==
+         SSH_ASN1_OK;
 }
 
 }  // namespace
@@ -80,8 +85,10 @@ bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier, SshX5
 // CertificatePolicies ::= SEQUENCE SIZE (1..MAX) OF PolicyInformation
 // PolicyInformation ::= SEQUENCE {
 //      policyIdentifier   CertPolicyId,
-//      policyQualifiers   SEQUENCE SIZE (1..MAX) OF PolicyQualifierInfo OPTIONAL }    RFC 5280, 4.2.1.4
-bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list, SshX509Decoder &decoder) {
+//      policyQualifiers   SEQUENCE SIZE (1..MAX) OF PolicyQualifierInfo OPTIONAL }    RFC
+//      5280, 4.2.1.4
+bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list,
+                              SshX509Decoder &decoder) {
   SshAsn1Node node;
   if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
   SshX509Tail policies(list);
@@ -89,8 +96,9 @@ bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list, SshX5
     auto *policy = decoder.pool.make<SshX509PolicyInfo>();
     int has_qualifiers = 0;
     SshAsn1Node item;
-    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(optional (sequence () (any ()))))"_asn1,
-                           &policy->id, &has_qualifiers, &item) != SSH_ASN1_OK) {
+    if (ssh_asn1_read_node(
+            node, "(sequence ()(object-identifier ())(optional (sequence () (any ()))))"_asn1,
+            &policy->id, &has_qualifiers, &item) != SSH_ASN1_OK) {
       return false;
     }
     SshX509Tail qualifiers(&policy->qualifiers);

@@ -1,16 +1,18 @@
 // Signature algorithms and signature values of certificates and CRLs.
-// A new algorithm is a row of kind SSH_OID_SIGNATURE in the registry; a key type with a structured signature value
-// needs a branch in signature.cc.
+// A new algorithm is a row of kind SSH_OID_SIGNATURE in the registry; a key type with a structured
+// signature value needs a branch in signature.cc.
 #pragma once
 
 #include "asn1/node.h"
 #include "x509/cert.h"
 #include "x509/decoder.h"
 
-// ssh_x509_signature_algorithm looks an AlgorithmIdentifier up; its parameters are ignored. Null if it is unknown,
-// which is noted as a refusal.                                                     RFC 5280, 4.1.1.2
-[[nodiscard]] const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Node node, SshX509Decoder &decoder);
+// ssh_x509_signature_algorithm looks an AlgorithmIdentifier up; its parameters are ignored. Null if
+// it is unknown, which is noted as a refusal. RFC 5280, 4.1.1.2
+[[nodiscard]] const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Node node,
+                                                            SshX509Decoder &decoder);
 
-// ssh_x509_signature_convert turns a certificate's signature bits into its record's signature, by the signature's key
-// type: RSA as it stands, DSA as r and s. False on failure.
-[[nodiscard]] bool ssh_x509_signature_convert(const SshAsn1Bits &bits, SshX509Cert &cert, SshX509Decoder &decoder);
+// ssh_x509_signature_convert turns a certificate's signature bits into its record's signature, by
+// the signature's key type: RSA as it stands, DSA as r and s. False on failure.
+[[nodiscard]] bool ssh_x509_signature_convert(const SshAsn1Bits &bits, SshX509Cert &cert,
+                                              SshX509Decoder &decoder);

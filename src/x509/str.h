@@ -1,6 +1,7 @@
-// Multi-charset strings: text as letters of one of eleven character sets, converted between them, to and from
-// the octets of the ASN.1 string types, and to the canonical form that names are compared in.
-// A new 8-bit set is one row of the tables in charset_tables.cc. No process locale is ever consulted.
+// Multi-charset strings: text as letters of one of eleven character sets, converted between them,
+// to and from the octets of the ASN.1 string types, and to the canonical form that names are
+// compared in. A new 8-bit set is one row of the tables in charset_tables.cc. No process locale is
+// ever consulted.
 #pragma once
 
 #include <cstddef>
@@ -26,14 +27,15 @@ enum SshCharset : int32_t {
 // SshStr is a string; it owns its buffer. Only the buffer of the character set's width is used.
 struct SshStr {
   int32_t charset = SSH_CHARSET_PRINTABLE;
-  uint32_t length = 0;           // in letters
-  uint8_t *bytes = nullptr;      // sets 0 to 7
-  uint16_t *units16 = nullptr;   // BMP
-  uint32_t *units32 = nullptr;   // universal, UTF-8
-  uint32_t capacity = 0;         // in letters
+  uint32_t length = 0;          // in letters
+  uint8_t *bytes = nullptr;     // sets 0 to 7
+  uint16_t *units16 = nullptr;  // BMP
+  uint32_t *units32 = nullptr;  // universal, UTF-8
+  uint32_t capacity = 0;        // in letters
 };
 
-// ssh_str_allocate returns an empty string with room for `capacity` letters; an unknown set is fatal.
+// ssh_str_allocate returns an empty string with room for `capacity` letters; an unknown set is
+// fatal.
 [[nodiscard]] SshStr *ssh_str_allocate(int32_t charset, uint32_t capacity);
 
 // ssh_str_free frees a string and its buffer; null is ignored.
@@ -50,24 +52,28 @@ void ssh_str_append_letter(SshStr *str, uint32_t letter);
 // ssh_str_get_letter stores the letter at `index`, or returns false past the end.
 [[nodiscard]] bool ssh_str_get_letter(const SshStr *str, uint32_t index, uint32_t *letter);
 
-// ssh_str_make makes a string from wire octets, taking over `data` (a block from ssh_xmalloc, or null with length
-// 0) whether or not it succeeds. Null if the octets do not form letters of the set, or `data` is null. A block with
-// length 0 is a string without letters in sets 0 to 7, and refused in the others.
+// ssh_str_make makes a string from wire octets, taking over `data` (a block from ssh_xmalloc, or
+// null with length 0) whether or not it succeeds. Null if the octets do not form letters of the
+// set, or `data` is null. A block with length 0 is a string without letters in sets 0 to 7, and
+// refused in the others.
 [[nodiscard]] SshStr *ssh_str_make(int32_t charset, uint8_t *data, size_t length);
 
-// ssh_str_get returns the wire octets in a new block (ssh_xfree); sets 0 to 7 get an uncounted zero at the end.
-// Null with length 0 for a null string or a letter that has no form on the wire.
+// ssh_str_get returns the wire octets in a new block (ssh_xfree); sets 0 to 7 get an uncounted zero
+// at the end. Null with length 0 for a null string or a letter that has no form on the wire.
 [[nodiscard]] uint8_t *ssh_str_get(const SshStr *str, size_t *length);
 
-// ssh_str_get_canonical returns the wire octets of the canonical form: spaces trimmed and collapsed, and
-// PrintableString letters in lower case (ssh_xfree).
+// ssh_str_get_canonical returns the wire octets of the canonical form: spaces trimmed and
+// collapsed, and PrintableString letters in lower case (ssh_xfree).
 [[nodiscard]] uint8_t *ssh_str_get_canonical(const SshStr *str, size_t *length);
 
-// ssh_str_get_data shows the letters of a string in sets 0 to 7 without copying; other sets are fatal.
+// ssh_str_get_data shows the letters of a string in sets 0 to 7 without copying; other sets are
+// fatal.
 [[nodiscard]] const uint8_t *ssh_str_get_data(const SshStr *str, size_t *length);
 
-// ssh_str_charset_test returns the same text in another set, or null if a letter does not exist there.
+// ssh_str_charset_test returns the same text in another set, or null if a letter does not exist
+// there.
 [[nodiscard]] SshStr *ssh_str_charset_test(const SshStr *str, int32_t charset);
 
-// ssh_str_charset_choose converts to the first of printable, IA5, T.61, BMP and UTF-8 that holds every letter.
+// ssh_str_charset_choose converts to the first of printable, IA5, T.61, BMP and UTF-8 that holds
+// every letter.
 [[nodiscard]] SshStr *ssh_str_charset_choose(const SshStr *str);

@@ -1,4 +1,4 @@
-// Twenty seeds, each cut at every place and changed in every octet: whatever comes of it is a result
+// Twenty seeds, each cut at every place and changed in every octet: whatever comes is a result
 // or a documented code, without a leak and without anything that a sanitizer would mind.
 
 #include "api/client.h"

@@ -1,5 +1,5 @@
-// What a client of kwpki.h does, shortened for tests: handles that free themselves, getters that give
-// a status with a value and always free what they got, and the seeds of the example folder.
+// What a client of kwpki.h does, shortened for tests: handles that free themselves, getters that
+// give a status with a value and always free what they got, and the seeds of the example folder.
 #pragma once
 
 #include <filesystem>

@@ -84,8 +84,8 @@ struct Outputs {
   }
 };
 
-// read runs any template with an output for each of its elements, views or blocks of the caller's own, and gives
-// the status followed by what each element stored: "?" where nothing was written.
+// read runs any template with an output for each of its elements, views or blocks of the caller's
+// own, and gives the status followed by what each element stored: "?" where nothing was written.
 std::string read(std::string_view text, SshAsn1Node node, bool owned) {
   SshAsn1Program program = SshAsn1Parser(text.data(), text.size()).run();
   std::vector<uint32_t> fits;
@@ -488,7 +488,8 @@ TEST(Decode, InputsAboveTheArenaLimit) {
   EXPECT_EQ(ssh_mem_blocks(), blocks);
 }
 
-// 500,000 levels, walked down and read on a small stack. A walk down ends early when it would cost too much.
+// 500,000 levels, walked down and read on a small stack. A walk down ends early when it would cost
+// too much.
 TEST(Decode, DepthCostsNoStack) {
   Octets octets(2000000, 0);
   for (size_t i = 0; i < 500000; ++i) octets[2 * i] = 0x30, octets[2 * i + 1] = 0x80;
@@ -566,7 +567,8 @@ TEST(Work, NestedIndefiniteLengthsMeetTheBudget) {
   EXPECT_LT(reads, 200U);
 }
 
-// Whatever decodes can be walked over and read with a handful of templates, and nothing is left behind.
+// Whatever decodes can be walked over and read with a handful of templates, and nothing is left
+// behind.
 TEST(Read, SurvivesMutations) {
   const char *const templates[] = {
       "(sequence ()(optional (integer (e 0)))(choice (any (1))(octet-string ()))(set ()(any ())))",

@@ -91,7 +91,8 @@ TEST(Statuses, HaveTheirTexts) {
   EXPECT_EQ(ssh_asn1_status_text(24), nullptr);
 }
 
-// show says what a program holds: each element with its class (u, a, c, p), tag and flags, children in braces.
+// show says what a program holds: each element with its class (u, a, c, p), tag and flags, children
+// in braces.
 std::string show(const SshAsn1Program &program, uint32_t first, uint32_t end) {
   std::string text;
   for (uint32_t i = first; i < end; i = program.ops[i].end) {
@@ -266,7 +267,8 @@ TEST(RunTimeText, ProgrammingErrorsAreFatal) {
   };
   EXPECT_FATAL(read(nullptr), "ssh_asn1_read_node: format string NULL.");
   const SshAsn1Tree tree = {};
-  EXPECT_FATAL((void)ssh_asn1_read_tree_text(&tree, nullptr), "ssh_asn1_read_tree: format string NULL.");
+  EXPECT_FATAL((void)ssh_asn1_read_tree_text(&tree, nullptr),
+               "ssh_asn1_read_tree: format string NULL.");
   EXPECT_FATAL((void)ssh_asn1_create_node_text(context.get(), &node, nullptr),
                "ssh_asn1_create_node: called with NULL format string.");
   const char kImplication[] = "ssh_asn1_parse_command_list: implication not supported.";

@@ -1,4 +1,4 @@
-// What only the core sees of certificate and CRL objects: initial values, the record under an object,
+// What only the core sees of certificate and CRL objects: start values, the record in an object,
 // what a replaced record costs, and the two objects that nobody but a database may free.
 
 #include "cm/objects.h"

@@ -1,5 +1,5 @@
-// run_on_small_stack(work): runs `work` on a thread of 64 KiB of stack, so that whatever recurses over
-// the depth of its input crashes here instead of at a user's.
+// run_on_small_stack(work): runs `work` on a thread of 64 KiB of stack, so that whatever recurses
+// over the depth of its input crashes here instead of at a user's.
 #pragma once
 
 #include <gtest/gtest.h>

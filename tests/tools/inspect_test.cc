@@ -332,7 +332,8 @@ TEST(Inspect, ShowsTheStepThatRefused) {
   EXPECT_THAT(run({"inspect"}, list).out, HasSubstr("refused as a CRL"));
 }
 
-// A tree covers its input without a gap: each element begins where the one before it, or its header, ended.
+// A tree covers its input without a gap: each element begins where the one before it, or its
+// header, ended.
 TEST(Inspect, TreeCoversBrokenInput) {
   const std::string der = certificate(name(19, "A"), extension("551d0f", true, bin("03020780"))) +
                           bin("30800201010000");

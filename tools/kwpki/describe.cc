@@ -164,8 +164,8 @@ Json refusal_json(const SshX509Refusal &refusal) {
   return json;
 }
 
-// A certificate begins with [0] or with serial, algorithm, issuer and the SEQUENCE of its validity; a CRL perhaps
-// with a version, then algorithm, issuer and a time.
+// A certificate begins with [0] or with serial, algorithm, issuer and the SEQUENCE of its validity;
+// a CRL perhaps with a version, then algorithm, issuer and a time.
 bool looks_like_crl(Bytes input) {
   const Signed parts(input);
   if (parts.tbs.empty()) return false;

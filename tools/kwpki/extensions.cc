@@ -58,8 +58,8 @@ Json subtrees_json(const SshX509Subtree *list) {
   });
 }
 
-// The record holds the first permitted subtree once for each, and under "excluded" the permitted ones again: that
-// is how the library decodes them. "der" has the encoding.
+// The record holds the first permitted subtree once for each, and under "excluded" the permitted
+// ones again: that is how the library decodes them. "der" has the encoding.
 Json name_constraints_json(const SshX509Cert &cert) {
   Json json = Json::object();
   if (cert.permitted) json["permitted"] = subtrees_json(cert.permitted);
@@ -194,7 +194,8 @@ constexpr ExtensionRow<SshX509RevokedEntry> kEntryRows[] = {
      [](const SshX509RevokedEntry &entry) { return names_json(entry.certificate_issuer); }},
 };
 
-// Extension ::= SEQUENCE { extnID OBJECT IDENTIFIER, critical BOOLEAN DEFAULT FALSE, extnValue OCTET STRING }
+// Extension ::= SEQUENCE { extnID OBJECT IDENTIFIER, critical BOOLEAN DEFAULT FALSE, extnValue
+// OCTET STRING }
 template <class Record>
 Json extension_json(const std::vector<SshBerElement> &parts,
                     std::span<const ExtensionRow<Record>> rows, const Record &record,

@@ -1,5 +1,6 @@
 // Extensions as JSON, in the order of the encoding: what the record holds of each, and its octets.
-// The contents of a kind are described by one row of the tables in extensions.cc, for both kinds of output.
+// The contents of a kind are described by one row of the tables in extensions.cc, for both kinds of
+// output.
 #pragma once
 
 #include "kwpki/values.h"
@@ -8,10 +9,12 @@
 
 namespace kwpki {
 
-// extensions_json lists the extensions of `list`, the Extensions element of a certificate, CRL or entry:
-//   {"oid", "name", "description", "critical", "contents" (what the record holds), "der" (the value's octets)}.
-// "contents" is missing for identifiers that the library does not decode there; if such a value is one string, "text"
-// has it.
+// extensions_json lists the extensions of `list`, the Extensions element of a certificate, CRL or
+// entry:
+//   {"oid", "name", "description", "critical", "contents" (what the record holds), "der" (the
+//   value's octets)}.
+// "contents" is missing for identifiers that the library does not decode there; if such a value is
+// one string, "text" has it.
 Json extensions_json(Bytes list, const SshX509Cert &cert);
 Json extensions_json(Bytes list, const SshX509Crl &crl);
 Json extensions_json(Bytes list, const SshX509RevokedEntry &entry);

@@ -52,7 +52,8 @@ struct CloseFile {
   void operator()(std::FILE *file) const { std::fclose(file); }
 };
 
-// A named pipe blocks until somebody writes, perhaps forever. Those under /dev and /proc (what a shell makes of
+// A named pipe blocks until somebody writes, perhaps forever. Those under /dev and /proc (what a
+// shell makes of
 // "<(command)") have their writer already.
 bool may_block(const std::string &name) {
   std::error_code ignored;

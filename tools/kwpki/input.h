@@ -1,5 +1,5 @@
-// Where input comes from: files, directories, standard input; what a file holds: DER, or armoured blocks.
-// A label of armour that is to be read is a row of the table in input.cc.
+// Where input comes from: files, directories, standard input; what a file holds: DER, or armoured
+// blocks. A label of armour that is to be read is a row of the table in input.cc.
 #pragma once
 
 #include <cstdio>
@@ -11,7 +11,8 @@
 
 namespace kwpki {
 
-// kFileMax is the largest file that is read, which is also the largest block that the library allocates.
+// kFileMax is the largest file that is read, which is also the largest block that the library
+// allocates.
 constexpr size_t kFileMax = 0x6400000;
 
 // Source is a file to read; "-" is standard input.
@@ -30,11 +31,12 @@ struct Found {
   std::vector<Problem> problems;
 };
 
-// find_sources replaces directories by the files below them, in the order of their names. Links to directories are
-// not followed.
+// find_sources replaces directories by the files below them, in the order of their names. Links to
+// directories are not followed.
 Found find_sources(const std::vector<std::string> &names);
 
-// read_source reads a whole file and gives "" or why it could not. `progress` is told the octets read so far.
+// read_source reads a whole file and gives "" or why it could not. `progress` is told the octets
+// read so far.
 std::string read_source(const Source &source, std::FILE *standard_input,
                         void (*progress)(void *context, size_t octets), void *context,
                         std::vector<uint8_t> *octets);

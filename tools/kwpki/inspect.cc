@@ -161,7 +161,8 @@ void Inspector::write_base64(Bytes octets) {
   }
 }
 
-// finish_json writes a document with what may be large, entries and DER, straight to the output behind it.
+// finish_json writes a document with what may be large, entries and DER, straight to the output
+// behind it.
 void Inspector::finish_json(const Object &object, Json json, Bytes der, const SshX509Crl *crl) {
   if (options_.tree) json["tree"] = tree_json(object.octets, {}, options_.tree_lines);
   std::string text = json.dump(-1, ' ', true, Json::error_handler_t::replace);

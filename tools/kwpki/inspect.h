@@ -1,5 +1,6 @@
 // `kwpki inspect`: shows certificates and CRLs, and what the library refuses as a tree of elements.
-// Options are parsed in command_line.cc; input.h finds what to read, describe.h and tree.h say what to show.
+// Options are parsed in command_line.cc; input.h finds what to read, describe.h and tree.h say what
+// to show.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +26,8 @@ struct InspectOptions {
   size_t tree_lines = 1000;
 };
 
-// inspect shows everything and returns the exit code. Output that nobody reads any more ends it quietly.
+// inspect shows everything and returns the exit code. Output that nobody reads any more ends it
+// quietly.
 int inspect(const InspectOptions &options, const Streams &streams);
 
 // run_command_line is the whole program, for main() and for tests.

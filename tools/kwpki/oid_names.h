@@ -1,5 +1,6 @@
-// Names of identifiers: the library's registry first, then the tool's own table of identifiers that a reader of
-// certificates meets but the decoders have no use for. A new name is one line in oid_names.cc.
+// Names of identifiers: the library's registry first, then the tool's own table of identifiers that
+// a reader of certificates meets but the decoders have no use for. A new name is one line in
+// oid_names.cc.
 #pragma once
 
 #include <string>

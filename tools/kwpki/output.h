@@ -1,4 +1,5 @@
-// Where output goes: standard output until nobody reads it any more, messages and progress on standard error.
+// Where output goes: standard output until nobody reads it any more, messages and progress on
+// standard error.
 #pragma once
 
 #include <chrono>
@@ -23,9 +24,9 @@ struct OutputClosed {
 // is_terminal tells whether a stream is one.
 bool is_terminal(std::FILE *file);
 
-// Output writes results and messages. Messages are escaped here; results are their writer's to escape.
-// Progress is a line on standard error that is rewritten in place, shown when that is a terminal and the work has
-// taken more than a second.
+// Output writes results and messages. Messages are escaped here; results are their writer's to
+// escape. Progress is a line on standard error that is rewritten in place, shown when that is a
+// terminal and the work has taken more than a second.
 class Output {
  public:
   explicit Output(const Streams &streams);

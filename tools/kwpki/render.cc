@@ -118,7 +118,8 @@ bool give(std::string *text, std::string value) {
   return true;
 }
 
-// in_a_line gives the text of a value that fits one line; false for those that want lines of their own.
+// in_a_line gives the text of a value that fits one line; false for those that want lines of their
+// own.
 bool in_a_line(const Json &value, std::string *text) {
   if (value.is_null()) return give(text, "none");
   if (value.is_boolean()) return give(text, value.get<bool>() ? "yes" : "no");

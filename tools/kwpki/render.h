@@ -1,5 +1,6 @@
-// JSON documents as indented text for people. Every field is shown; a row of the table in render.cc gives one a
-// better label, shows it as octets, or leaves it to JSON because people see the same thing elsewhere.
+// JSON documents as indented text for people. Every field is shown; a row of the table in render.cc
+// gives one a better label, shows it as octets, or leaves it to JSON because people see the same
+// thing elsewhere.
 #pragma once
 
 #include <string>
@@ -9,8 +10,8 @@
 
 namespace kwpki {
 
-// render appends the fields of an object, each on lines of its own, indented by `indent` blanks. Whatever it shows
-// is escaped.
+// render appends the fields of an object, each on lines of its own, indented by `indent` blanks.
+// Whatever it shows is escaped.
 void render(const Json &object, size_t indent, const Style &style, std::string *out);
 
 // render_entry appends one entry of a CRL.

@@ -1,5 +1,5 @@
-// Text for people and for JSON: what comes from data or file names is made harmless here and nowhere else.
-// Code points that a terminal acts upon or hides are rows of the table in text.cc.
+// Text for people and for JSON: what comes from data or file names is made harmless here and
+// nowhere else. Code points that a terminal acts upon or hides are rows of the table in text.cc.
 #pragma once
 
 #include <cstdint>
@@ -10,12 +10,13 @@
 
 namespace kwpki {
 
-// escape makes text fit for a terminal: octets that are not UTF-8, control characters, and characters that hide or
-// reorder others become \xNN or \u{NNNN}. Everything else, backslashes included, stays.
+// escape makes text fit for a terminal: octets that are not UTF-8, control characters, and
+// characters that hide or reorder others become \xNN or \u{NNNN}. Everything else, backslashes
+// included, stays.
 std::string escape(std::string_view text);
 
-// is_utf8 is true for well-formed UTF-8 (no overlong forms, no surrogates). as_utf8 keeps such text and writes the
-// stray octets of any other as \xNN.
+// is_utf8 is true for well-formed UTF-8 (no overlong forms, no surrogates). as_utf8 keeps such text
+// and writes the stray octets of any other as \xNN.
 bool is_utf8(std::string_view text);
 std::string as_utf8(std::string_view text);
 

@@ -133,7 +133,8 @@ std::string value_of(const SshBerElement &element) {
                                          : short_octets(element.content());
 }
 
-// encapsulated gives the part of a string's content that is exactly one element of a plausible kind, or nothing.
+// encapsulated gives the part of a string's content that is exactly one element of a plausible
+// kind, or nothing.
 Bytes encapsulated(const SshBerElement &element) {
   if (element.cls != SSH_BER_UNIVERSAL || element.constructed) return {};
   Bytes content = element.content();
@@ -152,8 +153,8 @@ Bytes encapsulated(const SshBerElement &element) {
   return ssh_ber_check(content).fault ? Bytes() : content;
 }
 
-// read_header reads the header of an element whose content is cut: false if the header itself is. `announced` is the
-// length that it gives.
+// read_header reads the header of an element whose content is cut: false if the header itself is.
+// `announced` is the length that it gives.
 bool read_header(Bytes octets, SshBerElement &element, uint32_t &announced) {
   size_t at = 1;
   element = {};
@@ -201,7 +202,8 @@ void TreeWalk::push(size_t end, bool indefinite) {
   levels_.push_back(static_cast<uint32_t>(end) << 1 | (indefinite ? 1u : 0u));
 }
 
-// open reads the header at the current place, cutting what runs past `end`; false if it cannot be read.
+// open reads the header at the current place, cutting what runs past `end`; false if it cannot be
+// read.
 bool TreeWalk::open(TreeLine &line, size_t end) {
   const Bytes rest = octets_.subspan(at_, end - at_);
   SshBerElement &element = line.element;

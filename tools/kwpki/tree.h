@@ -1,6 +1,7 @@
-// The elements of any octets as a tree with offsets, as far as they can be read: for encodings that the library
-// refuses, and for the curious. The walk keeps four octets a level and takes time proportional to the octets.
-// How a universal type is named and its content shown is one row of the table in tree.cc.
+// The elements of any octets as a tree with offsets, as far as they can be read: for encodings that
+// the library refuses, and for the curious. The walk keeps four octets a level and takes time
+// proportional to the octets. How a universal type is named and its content shown is one row of the
+// table in tree.cc.
 #pragma once
 
 #include <cstdint>
@@ -26,13 +27,15 @@ struct TreeLine {
   bool marked = false;        // the octet that the walk was told to mark lies here
 };
 
-// TreeWalk gives one element after the other in the order of the octets, which must outlive it. An element that runs
-// past its surroundings is cut there; where no header can be read, the rest of the surrounding element is passed over.
+// TreeWalk gives one element after the other in the order of the octets, which must outlive it. An
+// element that runs past its surroundings is cut there; where no header can be read, the rest of
+// the surrounding element is passed over.
 class TreeWalk {
  public:
   TreeWalk(Bytes octets, std::optional<size_t> mark);
 
-  // next makes the next line; without `full`, only the marked one gets name and value. False at the end.
+  // next makes the next line; without `full`, only the marked one gets name and value. False at the
+  // end.
   [[nodiscard]] bool next(TreeLine &line, bool full);
 
  private:
@@ -52,13 +55,15 @@ class TreeWalk {
   std::vector<uint32_t> levels_;  // the end times 2, plus 1 for an indefinite length
 };
 
-// tree_heading and tree_text are the heading and the lines for people; the text of a line is not yet escaped.
-// tree_json makes the same lines an array of objects: flat, with "depth", however deep the nesting.
+// tree_heading and tree_text are the heading and the lines for people; the text of a line is not
+// yet escaped. tree_json makes the same lines an array of objects: flat, with "depth", however deep
+// the nesting.
 std::string tree_heading();
 std::string tree_text(const TreeLine &line);
 Json tree_json(Bytes octets, std::optional<size_t> mark, size_t lines);
 
-// walk_tree calls show(line) for the first `most` lines and for the marked one, and returns how many it left out.
+// walk_tree calls show(line) for the first `most` lines and for the marked one, and returns how
+// many it left out.
 template <class Show>
 size_t walk_tree(Bytes octets, std::optional<size_t> mark, size_t most, Show show) {
   TreeWalk walk(octets, mark);

@@ -235,7 +235,8 @@ Json text_json(const SshX509Text &text) {
   return json;
 }
 
-// Name ::= SEQUENCE OF RelativeDistinguishedName; RelativeDistinguishedName ::= SET OF AttributeTypeAndValue
+// Name ::= SEQUENCE OF RelativeDistinguishedName; RelativeDistinguishedName ::= SET OF
+// AttributeTypeAndValue
 Json dn_json(Bytes der) {
   SshDN dn = {};
   char *text = ssh_dn_decode_der(der, &dn) ? ssh_dn_encode_ldap(&dn) : nullptr;

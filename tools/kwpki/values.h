@@ -1,6 +1,7 @@
-// The values that certificates and CRLs are made of, as JSON: integers, identifiers, times, strings and names.
-// Whatever is shown of a record goes through JSON, so that people and programs are told the same.
-// A kind of general name that wants showing in its own way is a row of the table in values.cc.
+// The values that certificates and CRLs are made of, as JSON: integers, identifiers, times, strings
+// and names. Whatever is shown of a record goes through JSON, so that people and programs are told
+// the same. A kind of general name that wants showing in its own way is a row of the table in
+// values.cc.
 #pragma once
 
 #include <algorithm>
@@ -20,14 +21,16 @@ namespace kwpki {
 // Json keeps members in the order in which they are added.
 using Json = nlohmann::ordered_json;
 
-// start_items allows a new object its items; take_item says whether it may have one more. Lists end early, with an
-// "omitted" item, when an object has more of them than anybody reads: a small encoding must not fill the memory.
+// start_items allows a new object its items; take_item says whether it may have one more. Lists end
+// early, with an "omitted" item, when an object has more of them than anybody reads: a small
+// encoding must not fill the memory.
 constexpr size_t kItemsMax = 250000;
 void start_items();
 bool take_item();
 extern const Json kOmitted;
 
-// elements lists the elements inside `octets` up to the first fault. Each view lives as long as the octets.
+// elements lists the elements inside `octets` up to the first fault. Each view lives as long as the
+// octets.
 std::vector<SshBerElement> elements(Bytes octets);
 
 // whole shows an element with its header.
@@ -39,7 +42,8 @@ void set_text(Json &object, const std::string &key, std::string_view text);
 // is_string is true for the universal string types.
 bool is_string(const SshBerElement &element);
 
-// string_text reads the content of a string type with this universal tag as UTF-8; other tags give the octets.
+// string_text reads the content of a string type with this universal tag as UTF-8; other tags give
+// the octets.
 std::string string_text(uint32_t tag, Bytes content);
 
 // oid_text gives dotted text, or the octets in hex if they are no identifier.
@@ -48,7 +52,8 @@ std::string oid_text(SshOid oid);
 // oid_json is {"oid", "name"}; the name is left out if there is none.
 Json oid_json(SshOid oid);
 
-// integer_json is {"decimal", "hex"}; "decimal" is left out above 8192 bits, where hex says as much.
+// integer_json is {"decimal", "hex"}; "decimal" is left out above 8192 bits, where hex says as
+// much.
 Json integer_json(const SshMpInt &value);
 
 // number_json is {"bits", "decimal" or not, "hex"} for the content octets of an INTEGER of a key.
@@ -63,16 +68,18 @@ Json limit_json(uint32_t value);
 // text_json is a string of a certificate as UTF-8, or null if it is absent.
 Json text_json(const SshX509Text &text);
 
-// dn_json is {"text", "readable", "attributes", "der"} for the DER of a Name. "text" is what the library gives
-// (null if it has none); "readable" decodes every value by its string type.
+// dn_json is {"text", "readable", "attributes", "der"} for the DER of a Name. "text" is what the
+// library gives (null if it has none); "readable" decodes every value by its string type.
 Json dn_json(Bytes der);
 
-// name_json is one entry of a list of names; names_json is a list of general names in the order of the encoding.
-// Names that are not general names (the issuer's own, unique identifiers) are left out.
+// name_json is one entry of a list of names; names_json is a list of general names in the order of
+// the encoding. Names that are not general names (the issuer's own, unique identifiers) are left
+// out.
 Json name_json(const SshX509Name &name);
 Json names_json(const SshX509Name *list);
 
-// bits_json lists the names of the bits of a mask whose first octet lies in bits 0 to 7, most significant first.
+// bits_json lists the names of the bits of a mask whose first octet lies in bits 0 to 7, most
+// significant first.
 Json bits_json(uint32_t mask, std::span<const std::string_view> names);
 Json key_usage_json(uint32_t mask);
 Json reasons_json(uint32_t mask);
