@@ -179,7 +179,25 @@ SshBerExtent ssh_ber_check(Bytes octets) {
     indefinite = (level & 1) != 0;
   };
   for (;;) {
-    while (p == end && depth > 0 && !indefinite) leave();
+    // Nearly all elements have a tag and a length of one octet each and stand inside another one.
+    while (depth > 0) {
+      if (p == end && !indefinite) {
+        leave();
+        continue;
+      }
+      const bool usual =
+          end - p >= 2 && (p[0] & kLongTag) != kLongTag && p[1] < 0x80 && (p[0] | p[1]) != 0;
+      if (!usual || p[1] > end - p - 2) break;
+      if ((p[0] & 0x20) != 0) {
+        if (depth == levels.capacity()) break;
+        outer[depth++] = static_cast<uint32_t>(end - base) << 1 | (indefinite ? 1u : 0u);
+        indefinite = false;
+        end = p + 2 + p[1];
+        p += 2;
+      } else {
+        p += 2 + p[1];
+      }
+    }
     if (depth == 0) {
       extent.good = static_cast<size_t>(p - base);
       if (p == end) return extent;

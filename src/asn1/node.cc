@@ -85,8 +85,7 @@ SshBerElement ssh_asn1_node_open(SshAsn1Node node) {
   return element;
 }
 
-SshAsn1Node ssh_asn1_node_next(SshAsn1Node node) {
-  if (!node) return {};
+SshAsn1Node ssh_asn1_node_next_long(SshAsn1Node node) {
   return first_of(node.next, node.end, node.work);
 }
 

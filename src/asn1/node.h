@@ -40,7 +40,15 @@ SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1N
 [[nodiscard]] SshBerElement ssh_asn1_node_open(SshAsn1Node node);
 
 // ssh_asn1_node_next gives the next sibling, or the null node at the end and for a null node.
-[[nodiscard]] SshAsn1Node ssh_asn1_node_next(SshAsn1Node node);
+[[nodiscard]] SshAsn1Node ssh_asn1_node_next_long(SshAsn1Node node);  // the general case
+[[nodiscard]] inline SshAsn1Node ssh_asn1_node_next(SshAsn1Node node) {
+  const uint8_t *p = node.next;
+  if (p == node.end) return {};
+  const bool usual =
+      node.end - p >= 2 && (p[0] & 0x1F) != 0x1F && p[1] < 0x80 && (p[0] | p[1]) != 0;
+  if (!usual || p[1] > node.end - p - 2) return ssh_asn1_node_next_long(node);
+  return {p, p + 2 + p[1], node.end, node.work};
+}
 
 // ssh_asn1_node_child gives the first element inside a node, or the null node if it has none or is
 // primitive.

@@ -148,6 +148,7 @@ class SshAsn1Reader {
   // open opens the element at `p`, stepping over end-of-contents octets; false at the end of the
   // list and when all work is spent.
   [[gnu::always_inline]] bool open(const uint8_t *p, const uint8_t *end, SshAsn1Place &place) {
+    if (p == end) return false;
     const bool usual = end - p >= 2 && (p[0] & 0x1F) != 0x1F && p[1] < 0x80 && (p[0] | p[1]) != 0;
     if (!usual || p[1] > end - p - 2 || work_->left <= 1) return open_long(p, end, place);
     --work_->left;

@@ -14,14 +14,16 @@
 #include "x509/crl.h"
 
 // SshCMStatus is the result of the certificate manager's operations.
-enum [[nodiscard]] SshCMStatus : uint32_t{
-    SSH_CM_OK = 0,
-    SSH_CM_BAD_ENTRY_TYPE = 1,
-    SSH_CM_RECORD_UNREADABLE = 4,
-    SSH_CM_CERT_UNDECODABLE = 5,
-    SSH_CM_BER_UNDECODABLE = 6,
-    SSH_CM_EMPTY = 18  // the object is missing, empty or already set
+// clang-format off
+enum [[nodiscard]] SshCMStatus : uint32_t {
+  SSH_CM_OK = 0,
+  SSH_CM_BAD_ENTRY_TYPE = 1,
+  SSH_CM_RECORD_UNREADABLE = 4,
+  SSH_CM_CERT_UNDECODABLE = 5,
+  SSH_CM_BER_UNDECODABLE = 6,
+  SSH_CM_EMPTY = 18  // the object is missing, empty or already set
 };
+// clang-format on
 
 struct SshCertDBEntry;  // an entry of the certificate database
 

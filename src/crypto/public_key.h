@@ -12,14 +12,16 @@
 #include "util/mp_int.h"
 #include "util/owner.h"
 
-enum [[nodiscard]] SshKeyStatus : uint32_t{
-    SSH_KEY_OK = 0,
-    SSH_KEY_FAILED = 6,        // key data could not be made, exported or imported
-    SSH_KEY_BAD_TAG = 7,       // a tag that is not allowed here
-    SSH_KEY_UNKNOWN_NAME = 8,  // an unknown action or scheme name
-    SSH_KEY_BAD_FORMAT = 10,   // not a key blob, or a key name that does not parse
-    SSH_KEY_REFUSED = 13       // a value or slot that the key type refuses
+// clang-format off
+enum [[nodiscard]] SshKeyStatus : uint32_t {
+  SSH_KEY_OK = 0,
+  SSH_KEY_FAILED = 6,        // key data could not be made, exported or imported
+  SSH_KEY_BAD_TAG = 7,       // a tag that is not allowed here
+  SSH_KEY_UNKNOWN_NAME = 8,  // an unknown action or scheme name
+  SSH_KEY_BAD_FORMAT = 10,   // not a key blob, or a key name that does not parse
+  SSH_KEY_REFUSED = 13       // a value or slot that the key type refuses
 };
+// clang-format on
 
 // SshKeyTag names what a definition or a question is about. 16 and 17 are RSA's, the next four
 // DSA's and DH's; the last three choose a scheme by name.

@@ -145,7 +145,7 @@ void SshMpInt::set_magnitude(Bytes octets, bool negative) {
   negative_ = negative && length_ > 0;
 }
 
-void SshMpInt::set_twos_complement(Bytes content) {
+void SshMpInt::set_twos_complement_long(Bytes content) {
   if (content.empty() || content[0] < 0x80) {
     set_magnitude(content);
     return;

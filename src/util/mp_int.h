@@ -28,7 +28,19 @@ class SshMpInt {
   void set_magnitude(Bytes octets, bool negative = false);
 
   // set_twos_complement sets the value from the content octets of a BER INTEGER; no octets give 0.
-  void set_twos_complement(Bytes content);
+  void set_twos_complement(Bytes content) {
+    const bool zero_first = content.size() > 1 && content[0] == 0;
+    const Bytes value = zero_first ? content.subspan(1) : content;
+    const bool small = !value.empty() && value.size() <= SSH_MP_INLINE && !on_heap();
+    if (!small || value[0] == 0 || (!zero_first && value[0] >= 0x80)) {
+      set_twos_complement_long(content);
+      return;
+    }
+    std::memmove(inline_, value.data(), value.size());
+    length_ = static_cast<uint32_t>(value.size());
+    negative_ = false;
+  }
+  void set_twos_complement_long(Bytes content);  // the general case
 
   // magnitude shows the octets without leading zeros (none for 0); valid until the value changes.
   [[nodiscard]] Bytes magnitude() const { return {data(), length_}; }

@@ -23,15 +23,15 @@ bool decode_authority_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decode
   return ssh_x509_decode_key_id(value, cert.authority_key_id, decoder);
 }
 
-// SubjectKeyIdentifier ::= OCTET STRING                                            RFC
-// 5280, 4.2.1.2
+// SubjectKeyIdentifier ::= OCTET STRING
+//                                                                 RFC 5280, 4.2.1.2
 bool decode_subject_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &) {
   return ssh_asn1_read_node(value, "(octet-string ())"_asn1,
                             &cert.subject_key_id.emplace().key_id) == SSH_ASN1_OK;
 }
 
-// KeyUsage ::= BIT STRING                                                          RFC
-// 5280, 4.2.1.3
+// KeyUsage ::= BIT STRING
+//                                                                 RFC 5280, 4.2.1.3
 bool decode_key_usage(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &) {
   SshAsn1Bits bits;
   if (ssh_asn1_read_node(value, "(bit-string ())"_asn1, &bits) != SSH_ASN1_OK) return false;
@@ -69,8 +69,9 @@ bool decode_issuer_alt_name(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder
   return ssh_x509_name_decode_general_names(value, decoder.pool, &cert.issuer_names);
 }
 
-// SubjectDirectoryAttributes ::= SEQUENCE SIZE (1..MAX) OF Attribute               RFC
-// 5280, 4.2.1.8 Attribute ::= SEQUENCE { type OBJECT IDENTIFIER, values SET OF AttributeValue }
+// SubjectDirectoryAttributes ::= SEQUENCE SIZE (1..MAX) OF Attribute
+//                                                                 RFC 5280, 4.2.1.8
+// Attribute ::= SEQUENCE { type OBJECT IDENTIFIER, values SET OF AttributeValue }
 bool decode_directory_attributes(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node node;
   if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
@@ -199,8 +200,8 @@ bool decode_policy_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Deco
 }
 
 // AuthorityInfoAccessSyntax ::= SEQUENCE SIZE (1..MAX) OF AccessDescription
-// AccessDescription ::= SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation GeneralName } RFC
-// 5280, 4.2.2.1
+// AccessDescription ::= SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation GeneralName }
+//                                                                 RFC 5280, 4.2.2.1
 bool decode_authority_info_access(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node node;
   if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
@@ -222,8 +223,8 @@ bool decode_distribution_points(SshAsn1Node value, SshX509Cert &cert, SshX509Dec
   return ssh_x509_decode_points(value, cert.issuer_names, &cert.distribution_points, decoder);
 }
 
-// ExtKeyUsageSyntax ::= SEQUENCE SIZE (1..MAX) OF KeyPurposeId                     RFC
-// 5280, 4.2.1.12
+// ExtKeyUsageSyntax ::= SEQUENCE SIZE (1..MAX) OF KeyPurposeId
+//                                                                RFC 5280, 4.2.1.12
 bool decode_extended_key_usage(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node node;
   if (ssh_asn1_read_node(value, "(sequence () (any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
@@ -262,8 +263,8 @@ bool decode_rsa_key(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record)
                             &record.e) == SSH_ASN1_OK;
 }
 
-// Dss-Parms ::= SEQUENCE { p INTEGER, q INTEGER, g INTEGER }; DSAPublicKey ::= INTEGER    RFC
-// 3279, 2.3.2
+// Dss-Parms ::= SEQUENCE { p INTEGER, q INTEGER, g INTEGER }; DSAPublicKey ::= INTEGER
+//                                                                   RFC 3279, 2.3.2
 bool decode_dsa_key(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record) {
   int which = -1;
   if (ssh_asn1_read_node(parameters,

@@ -7,8 +7,8 @@
 
 namespace {
 
-// CRLReason ::= ENUMERATED { unspecified (0) .. removeFromCRL (8) }, without 7        RFC
-// 5280, 5.3.1
+// CRLReason ::= ENUMERATED { unspecified (0) .. removeFromCRL (8) }, without 7
+//                                                                   RFC 5280, 5.3.1
 bool decode_reason(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &) {
   SshMpInt reason;
   if (ssh_asn1_read_node(value, "(enum ())"_asn1, &reason) != SSH_ASN1_OK) return false;

@@ -57,8 +57,8 @@ struct SshX509Extension {
 
 // ssh_x509_extension_read reads an Extension, looks it up and enters its kind in `set`. It refuses
 // unknown critical extensions and duplicates, except of kinds that may repeat: the unknown ones
-// and, in certificates, the subject directory attributes, whose duplicates are passed over. RFC
-// 5280, 4.2
+// and, in certificates, the subject directory attributes, whose duplicates are passed over.
+//                                                                     RFC 5280, 4.2
 [[nodiscard]] bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat,
                                            SshX509ExtensionSet &set, SshX509Extension &extension,
                                            SshX509Decoder &decoder);
@@ -97,7 +97,9 @@ template <class Record>
 
     SshX509ExtensionDecode<Record> decode = nullptr;
     for (const auto &row : rows) {
-      if (row.kind == extension.row->code) decode = row.decode;
+      if (row.kind != extension.row->code) continue;
+      decode = row.decode;
+      break;
     }
     if (!decode && extension.critical) {
       return decoder.refuse("a critical extension that has no place here", list.data, extension.id);

@@ -85,8 +85,8 @@ bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
 // CertificatePolicies ::= SEQUENCE SIZE (1..MAX) OF PolicyInformation
 // PolicyInformation ::= SEQUENCE {
 //      policyIdentifier   CertPolicyId,
-//      policyQualifiers   SEQUENCE SIZE (1..MAX) OF PolicyQualifierInfo OPTIONAL }    RFC
-//      5280, 4.2.1.4
+//      policyQualifiers   SEQUENCE SIZE (1..MAX) OF PolicyQualifierInfo OPTIONAL }
+//                                                                 RFC 5280, 4.2.1.4
 bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list,
                               SshX509Decoder &decoder) {
   SshAsn1Node node;
