@@ -185,9 +185,7 @@ SshBerExtent ssh_ber_check(Bytes octets) {
         leave();
         continue;
       }
-      const bool usual =
-          end - p >= 2 && (p[0] & kLongTag) != kLongTag && p[1] < 0x80 && (p[0] | p[1]) != 0;
-      if (!usual || p[1] > end - p - 2) break;
+      if (!ssh_ber_is_usual(p, end)) break;
       if ((p[0] & 0x20) != 0) {
         if (depth == levels.capacity()) break;
         outer[depth++] = static_cast<uint32_t>(end - base) << 1 | (indefinite ? 1u : 0u);

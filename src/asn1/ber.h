@@ -59,6 +59,13 @@ struct SshBerElement {
 [[nodiscard]] SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end,
                                                 SshBerElement &element);
 
+// ssh_ber_is_usual is true at an element whose tag and length take one octet each, whose content lies
+// before `end`, and which is no end of contents. Nearly all are such, so walks look at them inline.
+[[nodiscard]] inline bool ssh_ber_is_usual(const uint8_t *p, const uint8_t *end) {
+  return end - p >= 2 && (p[0] & 0x1F) != 0x1F && p[1] < 0x80 && (p[0] | p[1]) != 0 &&
+         p[1] <= end - p - 2;
+}
+
 // ssh_ber_open_long is the general case behind ssh_ber_open; call that.
 [[nodiscard]] SshBerStatus ssh_ber_open_long(const uint8_t *p, const uint8_t *end,
                                              SshBerElement &element);

@@ -44,9 +44,7 @@ SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1N
 [[nodiscard]] inline SshAsn1Node ssh_asn1_node_next(SshAsn1Node node) {
   const uint8_t *p = node.next;
   if (p == node.end) return {};
-  const bool usual =
-      node.end - p >= 2 && (p[0] & 0x1F) != 0x1F && p[1] < 0x80 && (p[0] | p[1]) != 0;
-  if (!usual || p[1] > node.end - p - 2) return ssh_asn1_node_next_long(node);
+  if (!ssh_ber_is_usual(p, node.end)) return ssh_asn1_node_next_long(node);
   return {p, p + 2 + p[1], node.end, node.work};
 }
 

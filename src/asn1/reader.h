@@ -149,8 +149,7 @@ class SshAsn1Reader {
   // list and when all work is spent.
   [[gnu::always_inline]] bool open(const uint8_t *p, const uint8_t *end, SshAsn1Place &place) {
     if (p == end) return false;
-    const bool usual = end - p >= 2 && (p[0] & 0x1F) != 0x1F && p[1] < 0x80 && (p[0] | p[1]) != 0;
-    if (!usual || p[1] > end - p - 2 || work_->left <= 1) return open_long(p, end, place);
+    if (!ssh_ber_is_usual(p, end) || work_->left <= 1) return open_long(p, end, place);
     --work_->left;
     place = {ssh_asn1_identifier(static_cast<uint8_t>(p[0] >> 6), p[0] & 0x1Fu),
              (p[0] & 0x20) != 0,
