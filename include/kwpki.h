@@ -1,5 +1,6 @@
 /*
- * KwPki: reads X.509 certificates and certificate revocation lists (CRLs).
+ * KwPki: reads X.509 certificates and certificate revocation lists (CRLs), and asks a certificate
+ * service for more of them through the management agent of the host.
  *
  * Conventions, which hold for every function unless its own words say otherwise:
  *
@@ -17,7 +18,25 @@
  *     does not decode.
  *  5. Text arguments (paths) are null-terminated octets that the operating system interprets.
  *  6. Threads. Different handles may be used by different threads at once. One handle is used by
- *     one thread at a time, also for calls that only read from it.
+ *     one thread at a time, also for calls that only read from it. Requests may be made and
+ *     replies processed by any number of threads at once; the library has no thread of its own.
+ *  7. Requests. A function whose name ends in Async encodes its arguments, remembers the callback
+ *     with its context, posts a message through the agent and returns; the handles that it was
+ *     given may be freed then. The host passes the body of each reply to
+ *     KwPkiProcessAsyncResponce, which calls the callback once, on the thread that called it.
+ *     A request that was answered, or whose reply never comes, is not told to anybody else.
+ *     An Async function returns
+ *       KWPKI_OK          the agent took the message;
+ *       KWPKI_NOT_POSTED  a handle or pointer is null, the request takes more than 100 MiB (then
+ *                         nothing was remembered), or the agent is missing, could not make the
+ *                         message or did not take it (then the callback stays remembered: a
+ *                         reply that comes all the same is delivered);
+ *       another value     the agent's own status, if it would not take the message's data.
+ *  8. The agent consists of six functions, KWMACreateMessage, KWMASetMessageData,
+ *     KWMAPostMessage and KWMADeleteMessage of the library KWMA32, ZrpCreatePolicyOID and ZrpClose
+ *     of KWPMAPI. Each is looked for when a request is first posted: one that is in the process
+ *     already is taken, else its library is loaded. Everything but posting works without them.
+ *     An agent argument is handed to KWMAPostMessage as it is, null included.
  */
 #ifndef KWPKI_H
 #define KWPKI_H
@@ -56,8 +75,29 @@ typedef struct KwPkiBlock {
  * belongs to the handle, or null and 0 while it has none. */
 typedef struct KwPkiCertObject *KwPkiCert;
 typedef struct KwPkiCrlObject *KwPkiCrl;
+typedef struct KwPkiSearchKeyObject *KwPkiSearchKey;
+typedef struct KwPkiSearchObject *KwPkiSearch;
 typedef struct KwPkiValidityObject *KwPkiValidity;
+typedef struct KwPkiCertListObject *KwPkiCertList;
 typedef KwPkiBlock *KwPkiPublicKey;
+
+/* The callbacks. `context` is what was given with the request and `status` is what the service
+ * says, 0 for success; the library does not interpret either. */
+typedef void(KWPKI_CALL *KwPkiStatusCallback)(void *context, uint32_t status);
+
+/* KwPkiCertListCallback receives a list that belongs to it (KwPkiCertListFree), or null if the
+ * reply held none that could be read. */
+typedef void(KWPKI_CALL *KwPkiCertListCallback)(void *context, uint32_t status, KwPkiCertList list);
+
+/* KwPkiNamesCallback receives `count` null-terminated texts with their lengths, which are freed
+ * when it returns; both arrays are null for a count of 0. */
+typedef void(KWPKI_CALL *KwPkiNamesCallback)(void *context, uint32_t status,
+                                             const char *const *names, const uint32_t *lengths,
+                                             uint32_t count);
+
+/* KwPkiDataCallback receives a block that belongs to it (KwPkiStringFree), never null. */
+typedef void(KWPKI_CALL *KwPkiDataCallback)(void *context, uint32_t status, uint8_t *data,
+                                            uint32_t length);
 
 /* ---- Certificates -------------------------------------------------------------------------- */
 
@@ -148,6 +188,139 @@ KwPkiStatus KWPKI_CALL KwPkiValidityFree(KwPkiValidity validity);
 /* KwPkiDelayLoadInitialize does nothing and returns KWPKI_OK: a host that links the library for
  * loading at first use calls it to have that happen now. */
 KwPkiStatus KWPKI_CALL KwPkiDelayLoadInitialize(void);
+
+/* ---- Search keys --------------------------------------------------------------------------- */
+
+/* KwPkiSearchKeyAllocate returns a new set of search keys, empty; never null. Each of the
+ * functions below adds one key; keys of one kind may be added again and again. They return
+ * KWPKI_FAILED, and add nothing, if a key cannot be made. No key is longer than 1 MiB. */
+KwPkiSearchKey KWPKI_CALL KwPkiSearchKeyAllocate(void);
+
+/* KwPkiSearchKeyFree frees a set of search keys. */
+KwPkiStatus KWPKI_CALL KwPkiSearchKeyFree(KwPkiSearchKey key);
+
+/* KwPkiSearchKeySetDN adds a distinguished name given as text ("C=FI, O=Example, CN=First", in the
+ * order of the certificate). Case and runs of blanks of its values do not matter to a search.
+ * KWPKI_FAILED if the text is not a name or a value fits no string type. */
+KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t ignored, KwPkiSearchKey key);
+
+/* KwPkiSearchKeySetDNDer adds a distinguished name given as DER, as KwPkiSearchKeySetDN does. */
+KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNDer(const uint8_t *data, uint32_t length,
+                                              KwPkiSearchKey key);
+
+/* KwPkiSearchKeySetDNS, ...Email, ...URI and ...OID (dotted text) add a name of that kind as it
+ * stands, octet by octet. A length of 0 stands for the length of null-terminated text. */
+KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNS(const char *data, uint32_t length, KwPkiSearchKey key);
+KwPkiStatus KWPKI_CALL KwPkiSearchKeySetEmail(const char *data, uint32_t length,
+                                              KwPkiSearchKey key);
+KwPkiStatus KWPKI_CALL KwPkiSearchKeySetURI(const char *data, uint32_t length, KwPkiSearchKey key);
+KwPkiStatus KWPKI_CALL KwPkiSearchKeySetOID(const char *data, uint32_t length, KwPkiSearchKey key);
+
+/* KwPkiSearchKeySetIP adds an address of 4 or 16 octets, as a certificate holds it. Other lengths
+ * are taken as well; a length of 0 is an empty key. */
+KwPkiStatus KWPKI_CALL KwPkiSearchKeySetIP(const uint8_t *data, uint32_t length,
+                                           KwPkiSearchKey key);
+
+/* KwPkiSearchKeySetPublicKey adds the SHA-1 digest of a public key. KWPKI_KEY_FAILED if
+ * `public_key` is null, empty or cannot be imported. */
+KwPkiStatus KWPKI_CALL KwPkiSearchKeySetPublicKey(KwPkiPublicKey public_key, KwPkiSearchKey key);
+
+/* ---- Search constraints -------------------------------------------------------------------- */
+
+/* KwPkiSearchAllocate returns new constraints that exclude nothing; never null. What the values
+ * set below mean is the service's affair. */
+KwPkiSearch KWPKI_CALL KwPkiSearchAllocate(void);
+
+/* KwPkiSearchFree frees constraints. */
+KwPkiStatus KWPKI_CALL KwPkiSearchFree(KwPkiSearch search);
+
+/* KwPkiSearchSetUnixTime sets the time range, both ends in seconds since 1970-01-01 00:00:00 UTC
+ * (unsigned, up to 2106). */
+KwPkiStatus KWPKI_CALL KwPkiSearchSetUnixTime(uint32_t not_before, uint32_t not_after,
+                                              KwPkiSearch search);
+
+/* KwPkiSearchSetKeys gives the constraints a copy of the keys in `key`, in which more may be added
+ * afterwards without effect on them. KWPKI_FAILED, and no change, if they have keys already. */
+KwPkiStatus KWPKI_CALL KwPkiSearchSetKeys(KwPkiSearchKey key, KwPkiSearch search);
+
+/* These store a value: the type of key, the bits of key usage, the length of a path (0xFFFFFFFF,
+ * the initial value: any) and the rule. */
+KwPkiStatus KWPKI_CALL KwPkiSearchSetKeyType(uint32_t value, KwPkiSearch search);
+KwPkiStatus KWPKI_CALL KwPkiSearchSetKeyUsage(uint32_t value, KwPkiSearch search);
+KwPkiStatus KWPKI_CALL KwPkiSearchSetPathLength(uint32_t value, KwPkiSearch search);
+KwPkiStatus KWPKI_CALL KwPkiSearchSetRule(uint32_t value, KwPkiSearch search);
+
+/* KwPkiSearchSetGroupModeOn sets group mode; nothing unsets it. */
+KwPkiStatus KWPKI_CALL KwPkiSearchSetGroupModeOn(KwPkiSearch search);
+
+/* ---- Certificate lists --------------------------------------------------------------------- */
+
+/* KwPkiCertListIsEmpty returns 1 for a null or empty list, else 0. */
+uint32_t KWPKI_CALL KwPkiCertListIsEmpty(KwPkiCertList list);
+
+/* KwPkiCertListFirst and ...Last go to that end of a list and return the certificate there, or
+ * null if the list is null or empty. The certificates belong to the list: they live until
+ * KwPkiCertListFree and must not be freed. One whose encoding did not decode is empty. */
+KwPkiCert KWPKI_CALL KwPkiCertListFirst(KwPkiCertList list);
+KwPkiCert KWPKI_CALL KwPkiCertListLast(KwPkiCertList list);
+
+/* KwPkiCertListNext and ...Prev go one step on and return the certificate there; at the end they
+ * stay and return null, as they do before the first use of KwPkiCertListFirst or ...Last. */
+KwPkiCert KWPKI_CALL KwPkiCertListNext(KwPkiCertList list);
+KwPkiCert KWPKI_CALL KwPkiCertListPrev(KwPkiCertList list);
+
+/* KwPkiCertListCurrent returns the certificate that the last step led to, or null. */
+KwPkiCert KWPKI_CALL KwPkiCertListCurrent(KwPkiCertList list);
+
+/* KwPkiCertListFree frees a list with its certificates. */
+KwPkiStatus KWPKI_CALL KwPkiCertListFree(KwPkiCertList list);
+
+/* KwPkiGetSearchState stores what the service said of the state of its search in `*state`. If it
+ * said more in words, these are stored in `*text` and returned as well, one text that is the
+ * caller's own. Null means that there are no words, which is no failure, or that an argument is
+ * null; `*text` is then left as it is, and for a null argument `*state` too. */
+char *KWPKI_CALL KwPkiGetSearchState(KwPkiCertList list, uint32_t *state, char **text);
+
+/* ---- Requests and replies ------------------------------------------------------------------ */
+
+/* KwPkiCertAddAsync asks the service to add a certificate, KwPkiCrlAddAsync to add a CRL. `options`
+ * is handed on as it is. An empty handle sends an empty encoding. */
+KwPkiStatus KWPKI_CALL KwPkiCertAddAsync(KwPkiCert cert, KwPkiStatusCallback callback,
+                                         void *context, uint32_t options, void *agent);
+KwPkiStatus KWPKI_CALL KwPkiCrlAddAsync(KwPkiCrl crl, KwPkiStatusCallback callback, void *context,
+                                        void *agent);
+
+/* KwPkiSearchAsync asks for the certificates that meet the constraints, KwPkiSearchPathAsync for a
+ * path from what meets the first to what meets the second. A null `validity` is one with neither
+ * time set. */
+KwPkiStatus KWPKI_CALL KwPkiSearchAsync(KwPkiSearch search, KwPkiValidity validity,
+                                        KwPkiCertListCallback callback, void *context, void *agent);
+KwPkiStatus KWPKI_CALL KwPkiSearchPathAsync(KwPkiSearch first, KwPkiSearch second,
+                                            KwPkiValidity validity, KwPkiCertListCallback callback,
+                                            void *context, void *agent);
+
+/* KwPkiCaNamesAsync asks for the names of certification authorities, KwPkiStatusAsync for a block
+ * that tells the state of the service. */
+KwPkiStatus KWPKI_CALL KwPkiCaNamesAsync(KwPkiNamesCallback callback, void *context, void *agent);
+KwPkiStatus KWPKI_CALL KwPkiStatusAsync(KwPkiDataCallback callback, void *context, void *agent);
+
+/* KwPkiCertRequestAsync hands a request for a certificate to the service, with four names and a
+ * further text; KwPkiCertRequestRemoveAsync takes the one of these names back. `names` points to
+ * four texts; each of them, and `further`, may be null and is then sent as empty. */
+KwPkiStatus KWPKI_CALL KwPkiCertRequestAsync(const KwPkiBlock *request, const char *const *names,
+                                             const char *further, KwPkiStatusCallback callback,
+                                             void *context, void *agent);
+KwPkiStatus KWPKI_CALL KwPkiCertRequestRemoveAsync(const char *const *names,
+                                                   KwPkiStatusCallback callback, void *context,
+                                                   void *agent);
+
+/* KwPkiProcessAsyncResponce reads the body of a reply and calls the callback of its request.
+ * KWPKI_OK if a callback was called. KWPKI_FAILED if the body does not decode, is longer than 100
+ * MiB or belongs to no request that waits: nothing has changed then. Also KWPKI_FAILED if the
+ * reply is not of the kind that the request asked for, if its names cannot be read, or if the
+ * callback is null: the request is then over without a call. Replies may come in any order, from
+ * any thread, also from inside a callback. */
+KwPkiStatus KWPKI_CALL KwPkiProcessAsyncResponce(const uint8_t *data, uint32_t length);
 
 #ifdef __cplusplus
 }

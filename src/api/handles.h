@@ -4,7 +4,10 @@
 #pragma once
 
 #include "asn1/time.h"
+#include "cm/cert_list.h"
+#include "cm/certdb.h"
 #include "cm/objects.h"
+#include "cm/search.h"
 #include "kwpki.h"
 
 // kwpki_cert and kwpki_crl give the object behind a handle (null for null); kwpki_handle the handle
@@ -19,4 +22,31 @@ inline KwPkiCrl kwpki_handle(SshCMCrl *crl) { return reinterpret_cast<KwPkiCrl>(
 // KwPkiValidityObject is a validity period; both times start unset.
 struct KwPkiValidityObject {
   SshBerTime not_before, not_after;
+};
+
+// KwPkiSearchKeyObject is a set of search keys.
+struct KwPkiSearchKeyObject {
+  SshCertDBKey *keys = nullptr;
+};
+
+// kwpki_search and kwpki_handle lead from constraints to their handle and back.
+inline SshCMSearchConstraints *kwpki_search(KwPkiSearch search) {
+  return reinterpret_cast<SshCMSearchConstraints *>(search);
+}
+inline KwPkiSearch kwpki_handle(SshCMSearchConstraints *search) {
+  return reinterpret_cast<KwPkiSearch>(search);
+}
+
+// KwPkiSearchState is what the service says of a search.
+struct KwPkiSearchState {
+  uint32_t reserved = 0;  // comes with a reply and is not used
+  uint32_t state = 0;
+  SshText text;  // null: nothing said
+};
+
+// KwPkiCertListObject is the result of a search: the certificates, and the database that owns them.
+struct KwPkiCertListObject {
+  SshCertDB *database = nullptr;
+  SshCMCertList *list = nullptr;
+  KwPkiSearchState *search_state = nullptr;
 };

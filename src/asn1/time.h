@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "util/bytes.h"
+#include "util/owner.h"
 
 // SshBerTime is plain data: copied by assignment, cleared by `= {}`. All zero means "not set".
 struct SshBerTime {
@@ -41,6 +42,21 @@ void ssh_ber_time_set_from_unix_time(SshBerTime *time, uint32_t seconds);
 // ssh_ber_time_to_string returns new text (ssh_xfree) such as "2001 Mar 22nd, 14:03:09 GMT"; null
 // for a bad month.
 [[nodiscard]] char *ssh_ber_time_to_string(const SshBerTime *time);
+
+// SshBerTimeText holds the readable text of a time, none for a time that is not set, and wipes it.
+class SshBerTimeText {
+ public:
+  explicit SshBerTimeText(const SshBerTime &time) : text_(ssh_ber_time_to_string(&time)) {}
+  ~SshBerTimeText() {
+    if (text_) ssh_wipe(text_.get(), std::strlen(text_.get()));
+  }
+  SshBerTimeText(const SshBerTimeText &) = delete;
+  SshBerTimeText &operator=(const SshBerTimeText &) = delete;
+  [[nodiscard]] Bytes bytes() const { return text_ ? ssh_text_bytes(text_.get()) : Bytes(); }
+
+ private:
+  SshText text_;
+};
 
 // ssh_ber_utc_time_decode and ssh_ber_generalized_time_decode read content octets; false if they
 // are not a time, and the record may then be partly written.

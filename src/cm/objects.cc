@@ -49,14 +49,6 @@ SshCMStatus set(SshCMRecord<Record> &held, Owner<Record, Free> fresh, Bytes ber)
   return decoded ? SSH_CM_OK : SSH_CM_BER_UNDECODABLE;
 }
 
-template <class Record>
-SshCMStatus get_ber(SshCMRecord<Record> &held, Bytes *ber) {
-  if (!held.current) return SSH_CM_EMPTY;
-  held.handed_out = true;
-  *ber = held.current->der;
-  return SSH_CM_OK;
-}
-
 }  // namespace
 
 SshCMCertificate *ssh_cm_cert_allocate() { return make<SshCMCertificate>(); }
@@ -86,11 +78,18 @@ SshCMStatus ssh_cm_crl_set_ber(SshCMCrl &crl, Bytes ber) {
 }
 
 SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber) {
-  return cert ? get_ber(cert->cert, ber) : SSH_CM_EMPTY;
+  if (!cert || !cert->cert.current) return SSH_CM_EMPTY;
+  cert->cert.handed_out = true;
+  *ber = cert->cert.current->der;
+  return SSH_CM_OK;
 }
 
-SshCMStatus ssh_cm_crl_get_ber(SshCMCrl *crl, Bytes *ber) {
-  return crl ? get_ber(crl->crl, ber) : SSH_CM_EMPTY;
+Bytes ssh_cm_cert_encoding(const SshCMCertificate &cert) {
+  return cert.cert.current ? cert.cert.current->der : Bytes();
+}
+
+Bytes ssh_cm_crl_encoding(const SshCMCrl &crl) {
+  return crl.crl.current ? crl.crl.current->der : Bytes();
 }
 
 SshCMStatus ssh_cm_cert_get_record(SshCMCertificate *cert, SshX509Cert **record) {

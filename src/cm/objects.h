@@ -92,10 +92,14 @@ void ssh_cm_crl_free(SshCMCrl *crl);
 SshCMStatus ssh_cm_cert_set_ber(SshCMCertificate &cert, Bytes ber);
 SshCMStatus ssh_cm_crl_set_ber(SshCMCrl &crl, Bytes ber);
 
-// ssh_cm_cert_get_ber and ssh_cm_crl_get_ber show the object's encoding, valid until the object is
-// freed. A missing or empty object gives SSH_CM_EMPTY and leaves `ber` alone.
+// ssh_cm_cert_get_ber shows the object's encoding, valid until the object is freed. A missing or
+// empty object gives SSH_CM_EMPTY and leaves `ber` alone.
 SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber);
-SshCMStatus ssh_cm_crl_get_ber(SshCMCrl *crl, Bytes *ber);
+
+// ssh_cm_cert_encoding and ssh_cm_crl_encoding show the encoding until the next set only, and
+// nothing of an empty object.
+[[nodiscard]] Bytes ssh_cm_cert_encoding(const SshCMCertificate &cert);
+[[nodiscard]] Bytes ssh_cm_crl_encoding(const SshCMCrl &crl);
 
 // ssh_cm_cert_get_record shows the decoded certificate, valid until the next set, with no name of
 // its two lists taken. A missing or empty object gives SSH_CM_EMPTY and leaves `record` alone.

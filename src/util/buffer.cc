@@ -21,8 +21,16 @@ void grow(SshBuffer &buffer, uint64_t n) {
   if (n > SSH_BUFFER_ALLOC_MAX || buffer.alloc + n > SSH_BUFFER_ALLOC_MAX) {
     ssh_fatal("ssh_buffer_append_space: buffer grows too large!");
   }
-  buffer.alloc += static_cast<uint32_t>(n) + kPage;
-  buffer.buf = static_cast<uint8_t *>(ssh_xrealloc(buffer.buf, buffer.alloc, kTag));
+  // The old block is wiped as well: the heap's own way of growing would leave its octets behind.
+  const uint32_t alloc = buffer.alloc + static_cast<uint32_t>(n) + kPage;
+  auto *buf = static_cast<uint8_t *>(ssh_xmalloc(alloc, kTag));
+  if (buffer.buf) {
+    std::memcpy(buf, buffer.buf, buffer.end);
+    ssh_wipe(buffer.buf, buffer.end);
+    ssh_xfree(buffer.buf, kTag);
+  }
+  buffer.alloc = alloc;
+  buffer.buf = buf;
 }
 
 }  // namespace
@@ -41,7 +49,7 @@ void ssh_buffer_uninit(SshBuffer &buffer) {
   buffer.alloc = buffer.offset = buffer.end = buffer.spare = 0;
 }
 
-uint8_t *ssh_buffer_append_space(SshBuffer &buffer, uint8_t **out, size_t n) {
+void ssh_buffer_reserve(SshBuffer &buffer, size_t n) {
   if (buffer.offset == buffer.end) buffer.offset = buffer.end = 0;
   // Strictly below: the spare octet stays. Consumed room at the front is taken before any growth.
   while (n >= buffer.alloc - buffer.end) {
@@ -51,6 +59,10 @@ uint8_t *ssh_buffer_append_space(SshBuffer &buffer, uint8_t **out, size_t n) {
     }
     grow(buffer, n);
   }
+}
+
+uint8_t *ssh_buffer_append_space(SshBuffer &buffer, uint8_t **out, size_t n) {
+  ssh_buffer_reserve(buffer, n);
   uint8_t *space = buffer.buf + buffer.end;
   buffer.end += static_cast<uint32_t>(n);
   if (out) *out = space;

@@ -11,6 +11,9 @@
 // SSH_BUFFER_ALLOC_MAX bounds what growth may start from: one page below the largest block.
 constexpr uint32_t SSH_BUFFER_ALLOC_MAX = 0x63FF000;
 
+// SSH_BUFFER_FRESH_MAX is how much a fresh buffer takes.
+constexpr uint32_t SSH_BUFFER_FRESH_MAX = 0x63FE000;
+
 struct SshBuffer;
 
 // ssh_buffer_init gives the buffer a fresh zeroed block of 4096 octets and nothing held; what it
@@ -39,6 +42,10 @@ struct SshBuffer {
 // ssh_buffer_append_space reserves `n` octets at the end, stores their address in `out` (may be
 // null) and returns it. The address holds until the next append. Growing too large is fatal.
 uint8_t *ssh_buffer_append_space(SshBuffer &buffer, uint8_t **out, size_t n);
+
+// ssh_buffer_reserve makes sure that the next `n` octets are appended without growing. A buffer that
+// holds nothing yet takes up to SSH_BUFFER_FRESH_MAX octets; growing too large is fatal.
+void ssh_buffer_reserve(SshBuffer &buffer, size_t n);
 
 // ssh_buffer_append appends a copy of `data`, which must not lie in the buffer itself.
 void ssh_buffer_append(SshBuffer &buffer, Bytes data);

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "util/bytes.h"
 #include "util/mem.h"
 
 template <auto Free>
@@ -23,3 +24,18 @@ struct SshBlockFree {
 };
 using SshText = std::unique_ptr<char, SshBlockFree>;
 using SshBlock = std::unique_ptr<uint8_t, SshBlockFree>;
+
+// SshSecretBlock owns a block of a known length and wipes it before it is freed.
+struct SshSecretBlock {
+  SshSecretBlock() = default;
+  SshSecretBlock(const SshSecretBlock &) = delete;
+  SshSecretBlock &operator=(const SshSecretBlock &) = delete;
+  ~SshSecretBlock() {
+    if (data) ssh_wipe(data, length);
+    ssh_xfree(data);
+  }
+  [[nodiscard]] Bytes bytes() const { return {data, length}; }
+
+  uint8_t *data = nullptr;
+  uint32_t length = 0;
+};

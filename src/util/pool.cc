@@ -20,16 +20,21 @@ void SshPool::reserve(size_t size) {
 // the logarithm of what they hold.
 void SshPool::add_block(size_t size) {
   constexpr size_t largest = SSH_XMALLOC_MAX - sizeof(Block);
-  size_t held = 0;
-  for (const Block *block = blocks_; block; block = block->next) held += block->size;
+  const size_t before = held();
   // A size beyond the limit stays beyond it, so that ssh_xmalloc refuses it.
-  const size_t room = std::max(std::min(size, SSH_XMALLOC_MAX), std::min(held, largest));
-  if (work_ && held + room > most_) *work_ = 0;
+  const size_t room = std::max(std::min(size, SSH_XMALLOC_MAX), std::min(before, largest));
+  if (work_ && before + room > most_) *work_ = 0;
   auto *block = static_cast<Block *>(ssh_xmalloc(sizeof(Block) + room));
   *block = {blocks_, room};
   blocks_ = block;
   free_ = reinterpret_cast<uint8_t *>(block + 1);
   left_ = room;
+}
+
+size_t SshPool::held() const {
+  size_t octets = 0;
+  for (const Block *block = blocks_; block; block = block->next) octets += block->size;
+  return octets;
 }
 
 void *SshPool::alloc_in_new_block(size_t size) {

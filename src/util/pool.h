@@ -41,6 +41,9 @@ class SshPool {
   // copy returns a view of the pool's own copy of `bytes`.
   [[nodiscard]] Bytes copy(Bytes bytes);
 
+  // held counts the octets of the pool's blocks.
+  [[nodiscard]] size_t held() const;
+
   // release frees every block; the pool is empty and usable again.
   void release();
 

@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "api/client.h"
+#include "api/host.h"
 #include "api/status.h"
 
 namespace {
@@ -29,6 +29,19 @@ char *text;
 uint8_t *data;
 const uint8_t *shown;
 uint32_t length;
+
+KwPkiStatus none(const void *result) { return result ? KWPKI_FAILED : KWPKI_OK; }
+
+host::Agent *agent() {
+  static host::Agent one;
+  return &one;
+}
+
+// process answers the request that was just posted.
+KwPkiStatus process(uint32_t type, KwPkiStatus posted) {
+  EXPECT_EQ(posted, KWPKI_OK);
+  return host::process(wire::envelope(host::id(agent()->last()), type, 0, {}));
+}
 
 constexpr NullRow kRows[] = {
     {"KwPkiCertAllocate", KWPKI_OK, [] { return give_back(KwPkiCertAllocate, KwPkiCertFree); }},
@@ -77,6 +90,57 @@ constexpr NullRow kRows[] = {
     {"KwPkiValidityAllocate", KWPKI_OK,
      [] { return give_back(KwPkiValidityAllocate, KwPkiValidityFree); }},
     {"KwPkiValidityFree", KWPKI_OK, [] { return KwPkiValidityFree(nullptr); }},
+    {"KwPkiCaNamesAsync", KWPKI_FAILED,
+     [] { return process(4, KwPkiCaNamesAsync(nullptr, nullptr, agent())); }},
+    {"KwPkiCertAddAsync", KWPKI_NOT_POSTED,
+     [] { return KwPkiCertAddAsync(nullptr, nullptr, nullptr, 0, agent()); }},
+    {"KwPkiCertListCurrent", KWPKI_OK, [] { return none(KwPkiCertListCurrent(nullptr)); }},
+    {"KwPkiCertListFirst", KWPKI_OK, [] { return none(KwPkiCertListFirst(nullptr)); }},
+    {"KwPkiCertListFree", KWPKI_OK, [] { return KwPkiCertListFree(nullptr); }},
+    {"KwPkiCertListIsEmpty", 1, [] { return KwPkiCertListIsEmpty(nullptr); }},
+    {"KwPkiCertListLast", KWPKI_OK, [] { return none(KwPkiCertListLast(nullptr)); }},
+    {"KwPkiCertListNext", KWPKI_OK, [] { return none(KwPkiCertListNext(nullptr)); }},
+    {"KwPkiCertListPrev", KWPKI_OK, [] { return none(KwPkiCertListPrev(nullptr)); }},
+    {"KwPkiCertRequestAsync", KWPKI_NOT_POSTED,
+     [] { return KwPkiCertRequestAsync(nullptr, nullptr, nullptr, nullptr, nullptr, agent()); }},
+    {"KwPkiCertRequestRemoveAsync", KWPKI_NOT_POSTED,
+     [] { return KwPkiCertRequestRemoveAsync(nullptr, nullptr, nullptr, agent()); }},
+    {"KwPkiCrlAddAsync", KWPKI_NOT_POSTED,
+     [] { return KwPkiCrlAddAsync(nullptr, nullptr, nullptr, agent()); }},
+    {"KwPkiGetSearchState", KWPKI_OK,
+     [] { return none(KwPkiGetSearchState(nullptr, &length, &text)); }},
+    {"KwPkiProcessAsyncResponce", KWPKI_FAILED,
+     [] { return KwPkiProcessAsyncResponce(nullptr, 30); }},
+    {"KwPkiSearchAllocate", KWPKI_OK,
+     [] { return give_back(KwPkiSearchAllocate, KwPkiSearchFree); }},
+    {"KwPkiSearchAsync", KWPKI_NOT_POSTED,
+     [] { return KwPkiSearchAsync(nullptr, nullptr, nullptr, nullptr, agent()); }},
+    {"KwPkiSearchFree", KWPKI_OK, [] { return KwPkiSearchFree(nullptr); }},
+    {"KwPkiSearchKeyAllocate", KWPKI_OK,
+     [] { return give_back(KwPkiSearchKeyAllocate, KwPkiSearchKeyFree); }},
+    {"KwPkiSearchKeyFree", KWPKI_OK, [] { return KwPkiSearchKeyFree(nullptr); }},
+    {"KwPkiSearchKeySetDN", KWPKI_FAILED, [] { return KwPkiSearchKeySetDN("CN=a", 0, nullptr); }},
+    {"KwPkiSearchKeySetDNDer", KWPKI_FAILED,
+     [] { return KwPkiSearchKeySetDNDer(nullptr, 0, nullptr); }},
+    {"KwPkiSearchKeySetDNS", KWPKI_FAILED, [] { return KwPkiSearchKeySetDNS("a", 0, nullptr); }},
+    {"KwPkiSearchKeySetEmail", KWPKI_FAILED,
+     [] { return KwPkiSearchKeySetEmail("a", 0, nullptr); }},
+    {"KwPkiSearchKeySetIP", KWPKI_FAILED, [] { return KwPkiSearchKeySetIP(nullptr, 0, nullptr); }},
+    {"KwPkiSearchKeySetOID", KWPKI_FAILED, [] { return KwPkiSearchKeySetOID("1.2", 0, nullptr); }},
+    {"KwPkiSearchKeySetPublicKey", KWPKI_FAILED,
+     [] { return KwPkiSearchKeySetPublicKey(nullptr, nullptr); }},
+    {"KwPkiSearchKeySetURI", KWPKI_FAILED, [] { return KwPkiSearchKeySetURI("a", 0, nullptr); }},
+    {"KwPkiSearchPathAsync", KWPKI_NOT_POSTED,
+     [] { return KwPkiSearchPathAsync(nullptr, nullptr, nullptr, nullptr, nullptr, agent()); }},
+    {"KwPkiSearchSetGroupModeOn", KWPKI_FAILED, [] { return KwPkiSearchSetGroupModeOn(nullptr); }},
+    {"KwPkiSearchSetKeyType", KWPKI_FAILED, [] { return KwPkiSearchSetKeyType(1, nullptr); }},
+    {"KwPkiSearchSetKeyUsage", KWPKI_FAILED, [] { return KwPkiSearchSetKeyUsage(1, nullptr); }},
+    {"KwPkiSearchSetKeys", KWPKI_FAILED, [] { return KwPkiSearchSetKeys(nullptr, nullptr); }},
+    {"KwPkiSearchSetPathLength", KWPKI_FAILED, [] { return KwPkiSearchSetPathLength(1, nullptr); }},
+    {"KwPkiSearchSetRule", KWPKI_FAILED, [] { return KwPkiSearchSetRule(1, nullptr); }},
+    {"KwPkiSearchSetUnixTime", KWPKI_FAILED, [] { return KwPkiSearchSetUnixTime(0, 0, nullptr); }},
+    {"KwPkiStatusAsync", KWPKI_FAILED,
+     [] { return process(6, KwPkiStatusAsync(nullptr, nullptr, agent())); }},
 };
 
 TEST_F(ApiObjectsTest, NullArguments) {

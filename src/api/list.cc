@@ -1,0 +1,54 @@
+#include "api/handles.h"
+#include "util/mem.h"
+
+namespace {
+
+SshCMCertList *list_of(KwPkiCertList list) { return list ? list->list : nullptr; }
+
+}  // namespace
+
+uint32_t KWPKI_CALL KwPkiCertListIsEmpty(KwPkiCertList list) {
+  return ssh_cm_cert_list_is_empty(list_of(list));
+}
+
+KwPkiCert KWPKI_CALL KwPkiCertListFirst(KwPkiCertList list) {
+  return kwpki_handle(ssh_cm_cert_list_first(list_of(list)));
+}
+
+KwPkiCert KWPKI_CALL KwPkiCertListLast(KwPkiCertList list) {
+  return kwpki_handle(ssh_cm_cert_list_last(list_of(list)));
+}
+
+KwPkiCert KWPKI_CALL KwPkiCertListNext(KwPkiCertList list) {
+  return kwpki_handle(ssh_cm_cert_list_next(list_of(list)));
+}
+
+KwPkiCert KWPKI_CALL KwPkiCertListPrev(KwPkiCertList list) {
+  return kwpki_handle(ssh_cm_cert_list_prev(list_of(list)));
+}
+
+KwPkiCert KWPKI_CALL KwPkiCertListCurrent(KwPkiCertList list) {
+  return kwpki_handle(ssh_cm_cert_list_current(list_of(list)));
+}
+
+KwPkiStatus KWPKI_CALL KwPkiCertListFree(KwPkiCertList list) {
+  if (!list) return KWPKI_OK;
+  ssh_cm_cert_list_free(*list->database, list->list);
+  ssh_certdb_free(list->database);
+  if (KwPkiSearchState *state = list->search_state) {
+    if (state->text) ssh_wipe(state->text.get(), std::strlen(state->text.get()));
+    state->~KwPkiSearchState();
+    ssh_xfree(state);
+  }
+  ssh_xfree(list);
+  return KWPKI_OK;
+}
+
+char *KWPKI_CALL KwPkiGetSearchState(KwPkiCertList list, uint32_t *state, char **text) {
+  if (!list || !state || !text) return nullptr;
+  *state = list->search_state->state;
+  // A text is the result; none is no failure and leaves the argument alone, deliberately: callers
+  // tell the two apart by the result.
+  if (!list->search_state->text) return nullptr;
+  return *text = ssh_xstrdup(list->search_state->text.get());
+}

@@ -1,0 +1,86 @@
+#include "api/pending.h"
+
+#include <mutex>
+#include <utility>
+
+#include "util/mem.h"
+
+namespace {
+
+// The table is a tree over the digits of the identifier, six bits each. Identifiers are issued in
+// sequence, so that leaves are dense; a request that nobody ever answers costs one leaf at most.
+// No block is large, so that no number of open requests meets the limit of one allocation.
+constexpr uint32_t kDigitBits = 6;
+constexpr uint32_t kFan = 1u << kDigitBits;
+constexpr uint32_t kBranchLevels = 5;  // above the leaves: 36 bits in all
+
+struct Branch {
+  uint32_t used;
+  void *children[kFan];  // branches; on the lowest level leaves
+};
+
+struct Leaf {
+  uint32_t used;
+  PendingRequest slots[kFan];
+};
+
+// Guarded by `table`.
+std::mutex table;
+void *root = nullptr;
+
+uint32_t digit(uint32_t identifier, uint32_t level) {
+  return (uint64_t{identifier} >> (level * kDigitBits)) % kFan;
+}
+
+// Path leads from the root to a leaf: the place of each node in the one above it.
+struct Path {
+  void **places[kBranchLevels + 1];
+};
+
+// walk follows an identifier as far as there are nodes and, with `make`, makes those that are
+// missing. Null if it ends early.
+Leaf *walk(uint32_t identifier, bool make, Path *path) {
+  void **place = &root;
+  for (uint32_t level = kBranchLevels;; --level) {
+    path->places[level] = place;
+    if (!*place && !make) return nullptr;
+    if (!*place) *place = ssh_xcalloc(1, level > 0 ? sizeof(Branch) : sizeof(Leaf));
+    if (level == 0) return static_cast<Leaf *>(*place);
+    auto *branch = static_cast<Branch *>(*place);
+    place = &branch->children[digit(identifier, level)];
+    if (!*place && make) ++branch->used;
+  }
+}
+
+// prune frees the leaf, which is empty, and every branch that holds nothing without it.
+void prune(const Path &path) {
+  for (uint32_t level = 0; level <= kBranchLevels; ++level) {
+    ssh_xfree(std::exchange(*path.places[level], nullptr));
+    if (level == kBranchLevels) return;
+    if (--static_cast<Branch *>(*path.places[level + 1])->used > 0) return;
+  }
+}
+
+}  // namespace
+
+void pending_add(uint32_t identifier, const PendingRequest &request) {
+  const std::lock_guard guard(table);
+  Path path;
+  Leaf *leaf = walk(identifier, true, &path);
+  PendingRequest &slot = leaf->slots[digit(identifier, 0)];
+  if (slot.form != KWPKI_FORM_NONE) return;
+  slot = request;
+  ++leaf->used;
+}
+
+bool pending_take(uint32_t identifier, PendingRequest *request) {
+  const std::lock_guard guard(table);
+  Path path;
+  Leaf *leaf = walk(identifier, false, &path);
+  if (!leaf) return false;
+  PendingRequest &slot = leaf->slots[digit(identifier, 0)];
+  if (slot.form == KWPKI_FORM_NONE) return false;
+  *request = std::exchange(slot, {});
+  if (--leaf->used == 0) prune(path);
+  return true;
+}

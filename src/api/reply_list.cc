@@ -1,0 +1,120 @@
+#include "api/reply_list.h"
+
+#include <new>
+
+#include "api/handles.h"
+#include "cm/entries.h"
+#include "util/mem.h"
+#include "util/wire.h"
+
+namespace {
+
+constexpr SshCertDBLimits kLimits = {
+    .max_entries = 1024, .max_memory = 0x100000, .default_keep_until = 5};
+
+// Integers for the identifier, octets for the keys.
+constexpr uint32_t kDataTypes[SSH_CERTDB_KEY_TYPES] = {0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+
+// Reader takes fields from the front of a payload.
+class Reader {
+ public:
+  explicit Reader(Bytes payload) : rest_(payload) {}
+
+  bool uint32(uint32_t *value) { return fields({ssh_get_uint32(value)}); }
+  bool fields(std::initializer_list<SshGet> wanted) {
+    const size_t used = ssh_decode_array(rest_, wanted);
+    rest_ = rest_.subspan(used);
+    return used > 0;
+  }
+
+ private:
+  Bytes rest_;
+};
+
+// read_keys links keys in the order read. Those of types that there are not are dropped.
+bool read_keys(Reader &reader, SshCertDBKey **keys, size_t *memory) {
+  uint32_t count = 0;
+  if (!reader.uint32(&count)) return false;
+  for (; count > 0; --count) {
+    uint32_t type = 0, value = 0;
+    Bytes data;
+    const bool read = reader.fields(
+        {ssh_get_uint32(&type), ssh_get_uint32_str_nocopy(&data), ssh_get_uint32(&value)});
+    if (!read) return false;
+    if (type >= SSH_CERTDB_KEY_TYPES) continue;
+    ssh_certdb_key_push(keys, type, data, value);
+    keys = &(*keys)->next;
+    *memory += sizeof(SshCertDBKey) + data.size();
+  }
+  return true;
+}
+
+// read_entry_fields reads what follows the certificate in an element.
+bool read_entry_fields(Reader &reader, SshCertDBEntry &entry, size_t *memory) {
+  uint32_t keep_until = 0, aux_value = 0;
+  if (!reader.uint32(&entry.tag) || !read_keys(reader, &entry.keys, memory)) return false;
+  if (!reader.fields({ssh_get_uint32(&keep_until), ssh_get_uint32(&aux_value)})) return false;
+  entry.keep_until = static_cast<int32_t>(keep_until);
+  entry.aux_value = static_cast<int32_t>(aux_value);
+  return true;
+}
+
+// read_certificate adds one element to the list. Once the certificate is there, it is kept, even if
+// the rest of its element cannot be read.
+bool read_certificate(Reader &reader, KwPkiCertListObject &result, size_t *memory) {
+  Bytes ber;
+  if (!reader.fields({ssh_get_uint32_str_nocopy(&ber)})) return false;
+  SshCMCertificate *cert = ssh_cm_cert_allocate();
+  if (ssh_cm_cert_set_ber(*cert, ber) == SSH_CM_OK) *memory += cert->cert.current->pool.held();
+  SshCertDBEntry *entry = ssh_certdb_alloc_entry(*result.database, SSH_CM_ENTRY_CERT, cert);
+  cert->entry = entry;
+  const bool whole = read_entry_fields(reader, *entry, memory);
+  ssh_cm_cert_list_append(*result.list, *entry);
+  ssh_certdb_release_entry(*result.database, *entry);  // from here on it is the list's
+  *memory += sizeof *cert + sizeof *entry + sizeof(SshCMCertListNode);
+  return whole;
+}
+
+// read_elements gives false only if the elements take too much memory.
+bool read_elements(Reader &reader, uint32_t count, size_t memory_max, KwPkiCertListObject &result) {
+  size_t memory = 0;
+  for (; count > 0; --count) {
+    uint32_t type = 0;
+    if (!reader.uint32(&type)) return true;
+    // Of an element of another type nothing more is read; deliberately, its octets are not
+    // skipped.
+    if (type != SSH_CM_ENTRY_CERT) continue;
+    if (!read_certificate(reader, result, &memory)) return true;
+    if (memory > memory_max) return false;
+  }
+  return true;
+}
+
+KwPkiCertList make_list() {
+  auto *result = new (ssh_xmalloc(sizeof(KwPkiCertListObject))) KwPkiCertListObject;
+  result->database = ssh_certdb_init(ssh_cm_entry_methods, kLimits, kDataTypes);
+  result->list = ssh_cm_cert_list_allocate();
+  result->search_state = new (ssh_xmalloc(sizeof(KwPkiSearchState))) KwPkiSearchState;
+  return result;
+}
+
+}  // namespace
+
+KwPkiCertList reply_list_decode(Bytes payload, size_t memory_max) {
+  Reader reader(payload);
+  uint32_t count = 0, reserved = 0, state = 0;
+  Bytes text;
+  const bool read = reader.fields({ssh_get_uint32(&count), ssh_get_uint32(&reserved),
+                                   ssh_get_uint32(&state), ssh_get_uint32_str_nocopy(&text)});
+  if (!read) return nullptr;
+
+  KwPkiCertList result = make_list();
+  result->search_state->reserved = reserved;
+  result->search_state->state = state;
+  if (!text.empty()) {
+    result->search_state->text.reset(static_cast<char *>(ssh_xmemdup(text.data(), text.size())));
+  }
+  if (read_elements(reader, count, memory_max, *result)) return result;
+  (void)KwPkiCertListFree(result);
+  return nullptr;
+}

@@ -1,0 +1,73 @@
+#include "cm/cert_list.h"
+
+#include <new>
+
+#include "cm/entries.h"
+#include "util/fatal.h"
+#include "util/mem.h"
+
+namespace {
+
+SshCMCertificate *object(const SshCMCertListNode *node) {
+  return static_cast<SshCMCertificate *>(node->entry->object);
+}
+
+// go makes a node the current one; `name` is the operation that a foreign entry is reported for.
+SshCMCertificate *go(SshCMCertList *list, SshCMCertListNode *node, const char *name) {
+  if (!node) return nullptr;
+  list->current = node;
+  if (node->entry->type != SSH_CM_ENTRY_CERT) {
+    ssh_fatal("%s: failure, non-certificate found.", name);
+  }
+  return object(node);
+}
+
+// Steps in either direction report as `last`, deliberately: hosts know the text so.
+constexpr const char *kFirst = "ssh_cm_cert_list_first";
+constexpr const char *kLast = "ssh_cm_cert_list_last";
+
+}  // namespace
+
+SshCMCertList *ssh_cm_cert_list_allocate() {
+  return new (ssh_xmalloc(sizeof(SshCMCertList))) SshCMCertList;
+}
+
+void ssh_cm_cert_list_free(SshCertDB &database, SshCMCertList *list) {
+  if (!list) return;
+  while (SshCMCertListNode *node = list->head) {
+    list->head = node->next;
+    ssh_certdb_release_entry(database, *node->entry);
+    ssh_xfree(node);
+  }
+  ssh_xfree(list);
+}
+
+void ssh_cm_cert_list_append(SshCMCertList &list, SshCertDBEntry &entry) {
+  auto *node = new (ssh_xmalloc(sizeof(SshCMCertListNode)))
+      SshCMCertListNode{nullptr, list.tail, &list, &entry};
+  (list.tail ? list.tail->next : list.head) = node;
+  list.tail = node;
+  ++entry.refcount;
+}
+
+bool ssh_cm_cert_list_is_empty(const SshCMCertList *list) { return !list || !list->head; }
+
+SshCMCertificate *ssh_cm_cert_list_first(SshCMCertList *list) {
+  return list ? go(list, list->head, kFirst) : nullptr;
+}
+
+SshCMCertificate *ssh_cm_cert_list_last(SshCMCertList *list) {
+  return list ? go(list, list->tail, kLast) : nullptr;
+}
+
+SshCMCertificate *ssh_cm_cert_list_next(SshCMCertList *list) {
+  return list && list->current ? go(list, list->current->next, kLast) : nullptr;
+}
+
+SshCMCertificate *ssh_cm_cert_list_prev(SshCMCertList *list) {
+  return list && list->current ? go(list, list->current->prev, kLast) : nullptr;
+}
+
+SshCMCertificate *ssh_cm_cert_list_current(SshCMCertList *list) {
+  return list && list->current ? object(list->current) : nullptr;
+}

@@ -1,0 +1,159 @@
+// Posting: the agent's calls in their order, its failures one by one, and the six functions
+// themselves.
+#include "api/agent.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+
+#include "api/host.h"
+
+namespace host {
+
+thread_local Faults faults;
+thread_local bool logging = false;
+thread_local std::vector<std::string> call_log;
+std::atomic<int> things{0};
+
+int live() { return things; }
+
+namespace {
+
+struct Message {
+  Der data;
+};
+
+void log(const std::string &call) {
+  if (logging) call_log.push_back(call);
+}
+
+std::string number(uint32_t value) { return std::to_string(value); }
+
+}  // namespace
+}  // namespace host
+
+extern "C" {
+
+uint32_t ZrpCreatePolicyOID(const char *text, void **handle) {
+  host::log(std::string("policy ") + text);
+  ++host::things;
+  *handle = new std::string(text);
+  return 0x80000001;  // its result means nothing
+}
+
+uint32_t ZrpClose(void *handle) {
+  host::log("close");
+  --host::things;
+  delete static_cast<std::string *>(handle);
+  return 0x80000001;
+}
+
+void *KWMACreateMessage(uint32_t kind) {
+  host::log("create " + host::number(kind));
+  if (host::faults.create) return nullptr;
+  ++host::things;
+  return new host::Message;
+}
+
+uint32_t KWMASetMessageData(void *message, const void *data, uint32_t length) {
+  host::log("set " + host::number(length));
+  const auto *octets = static_cast<const uint8_t *>(data);
+  static_cast<host::Message *>(message)->data.assign(octets, octets + length);
+  return host::faults.set;
+}
+
+uint32_t KWMAPostMessage(void *agent, void *policy_oid, void *message, uint32_t wait_ms) {
+  host::log("post " + *static_cast<std::string *>(policy_oid) + " " + host::number(wait_ms));
+  if (host::faults.post != 0x4000000 || !agent) return host::faults.post;
+  auto &queue = *static_cast<host::Agent *>(agent);
+  const std::lock_guard guard(queue.mutex);
+  queue.posted.push_back(static_cast<host::Message *>(message)->data);
+  return host::faults.post;
+}
+
+uint32_t KWMADeleteMessage(void *message) {
+  host::log("delete");
+  --host::things;
+  delete static_cast<host::Message *>(message);
+  return 0x80000001;
+}
+
+}  // extern "C"
+
+namespace {
+
+using host::Agent;
+using host::Calls;
+using testing::ElementsAreArray;
+using ApiAgentTest = sample::Balanced;
+
+constexpr char kPolicy[] = "policy 1.3.6.1.4.1.32473.11.1.16";
+constexpr char kCreate[] = "create 537460737";  // 0x20090001
+constexpr char kPost[] = "post 1.3.6.1.4.1.32473.11.1.16 2000";
+
+TEST_F(ApiAgentTest, CallsInOrderAndEveryFailure) {
+  const struct {
+    const char *why;
+    host::Faults faults;
+    std::vector<std::string> calls;
+    KwPkiStatus status;
+  } rows[] = {
+      {"all well", {}, {kPolicy, kCreate, "set 24", kPost, "close", "delete"}, KWPKI_OK},
+      {"no message", {.create = true}, {kPolicy, kCreate, "close"}, KWPKI_NOT_POSTED},
+      {"no data: the agent's own status",
+       {.set = 0xDEAD0001},
+       {kPolicy, kCreate, "set 24", "close", "delete"},
+       0xDEAD0001},
+      {"no data: even if that status is 0",
+       {.set = 0},
+       {kPolicy, kCreate, "set 24", "close", "delete"},
+       0},
+      {"no post",
+       {.post = 0x84000000},
+       {kPolicy, kCreate, "set 24", kPost, "close", "delete"},
+       KWPKI_NOT_POSTED},
+      {"a post that returns 0 failed",
+       {.post = 0},
+       {kPolicy, kCreate, "set 24", kPost, "close", "delete"},
+       KWPKI_NOT_POSTED},
+  };
+  for (const auto &row : rows) {
+    Agent agent;
+    Calls calls;
+    const uint32_t before = host::post(6, calls, agent);
+    host::faults = row.faults;
+    host::call_log.clear();
+    host::logging = true;
+    EXPECT_EQ(KwPkiStatusAsync(Calls::on_data, &calls, &agent), row.status) << row.why;
+    host::logging = false;
+    host::faults = {};
+    EXPECT_THAT(host::call_log, ElementsAreArray(row.calls)) << row.why;
+    EXPECT_EQ(host::live(), 0) << row.why;
+
+    EXPECT_EQ(host::process(wire::envelope(before + 1, 6, 5, {})), KWPKI_OK)
+        << row.why << ": a reply is delivered, whatever became of the post";
+    EXPECT_EQ(host::process(wire::envelope(before, 6, 5, {})), KWPKI_OK);
+    EXPECT_EQ(calls.count, 2) << row.why;
+  }
+}
+
+TEST_F(ApiAgentTest, ManyFailuresCostOneSlotEach) {
+  constexpr uint32_t kMany = 10000;
+  Agent agent;
+  Calls calls;
+  const uint32_t first = host::post(6, calls, agent) + 1;
+  host::faults.post = 0;
+  const int64_t blocks = ssh_mem_blocks();
+  for (uint32_t i = 0; i < kMany; ++i) {
+    EXPECT_EQ(KwPkiStatusAsync(Calls::on_data, &calls, &agent), KWPKI_NOT_POSTED);
+  }
+  EXPECT_LT(ssh_mem_blocks() - blocks, 200);
+  host::faults = {};
+  for (uint32_t i = kMany; i-- > 0;) {
+    EXPECT_EQ(host::process(wire::envelope(first + i, 6, 0, {})), KWPKI_OK);
+  }
+  EXPECT_EQ(host::process(wire::envelope(first - 1, 6, 0, {})), KWPKI_OK);
+  EXPECT_EQ(calls.count, static_cast<int>(kMany) + 1);
+}
+
+}  // namespace

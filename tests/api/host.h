@@ -1,0 +1,116 @@
+// The host of these tests: the six functions that the library finds in this process. An agent is a
+// queue of what was posted to it; faults and the log of calls are the calling thread's own.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "api/client.h"
+#include "support/wire.h"
+
+namespace host {
+
+// Agent keeps what was posted to it.
+struct Agent {
+  std::mutex mutex;
+  std::vector<Der> posted;
+
+  // last gives the newest message; next_id the identifier that a status request gets now.
+  Der last() { return posted.empty() ? Der() : posted.back(); }
+};
+
+// Faults says what the functions do wrong.
+struct Faults {
+  bool create = false;
+  uint32_t set = 0x4000000;
+  uint32_t post = 0x4000000;
+};
+extern thread_local Faults faults;
+
+// call_log has every call with its arguments that was made while `logging` was set.
+extern thread_local bool logging;
+extern thread_local std::vector<std::string> call_log;
+
+// live counts policies and messages that were made and not given back.
+int live();
+
+// id reads the identifier of a message.
+inline uint32_t id(const Der &message) { return ssh_load_be32(message.data() + 4); }
+
+// process passes a reply to the library.
+inline KwPkiStatus process(const Der &reply) {
+  return KwPkiProcessAsyncResponce(reply.data(), static_cast<uint32_t>(reply.size()));
+}
+
+// Calls counts callbacks of every form and keeps what the last one was given.
+struct Calls {
+  int count = 0;
+  uint32_t status = 0;
+  KwPkiCertList list = nullptr;  // the test frees it
+  std::vector<std::string> names;
+  bool arrays = false;
+  std::string data;
+
+  static Calls &of(void *context) {
+    auto &calls = *static_cast<Calls *>(context);
+    ++calls.count;
+    return calls;
+  }
+  static void on_status(void *context, uint32_t status) { of(context).status = status; }
+  static void on_list(void *context, uint32_t status, KwPkiCertList list) {
+    Calls &calls = of(context);
+    calls.status = status;
+    EXPECT_EQ(KwPkiCertListFree(calls.list), KWPKI_OK);
+    calls.list = list;
+  }
+  static void on_names(void *context, uint32_t status, const char *const *names,
+                       const uint32_t *lengths, uint32_t count) {
+    Calls &calls = of(context);
+    calls.status = status;
+    calls.names.clear();
+    calls.arrays = names && lengths;
+    for (uint32_t i = 0; i < count; ++i) {
+      EXPECT_EQ(names[i][lengths[i]], 0);
+      calls.names.emplace_back(names[i], lengths[i]);
+    }
+  }
+  static void on_data(void *context, uint32_t status, uint8_t *data, uint32_t length) {
+    Calls &calls = of(context);
+    calls.status = status;
+    EXPECT_NE(data, nullptr);
+    calls.data = hex({data, length});
+    EXPECT_EQ(KwPkiStringFree(data), KWPKI_OK);
+  }
+
+  Calls() = default;
+  Calls(const Calls &) = delete;
+  Calls &operator=(const Calls &) = delete;
+  ~Calls() { EXPECT_EQ(KwPkiCertListFree(list), KWPKI_OK); }
+};
+
+using SearchKey = client::Handle<KwPkiSearchKey, KwPkiSearchKeyAllocate, KwPkiSearchKeyFree>;
+using Search = client::Handle<KwPkiSearch, KwPkiSearchAllocate, KwPkiSearchFree>;
+using Validity = client::Handle<KwPkiValidity, KwPkiValidityAllocate, KwPkiValidityFree>;
+
+// post makes a request whose callback has the form of a type, and gives its identifier.
+inline uint32_t post(uint32_t type, Calls &calls, Agent &agent) {
+  const Search search;
+  const client::Crl crl;
+  const client::Cert cert;
+  const char *names[4] = {};
+  const KwPkiBlock block = {};
+  const KwPkiStatus status =
+      type == 0   ? KwPkiCertAddAsync(cert, Calls::on_status, &calls, 0, &agent)
+      : type == 1 ? KwPkiCrlAddAsync(crl, Calls::on_status, &calls, &agent)
+      : type == 2 ? KwPkiSearchAsync(search, nullptr, Calls::on_list, &calls, &agent)
+      : type == 3 ? KwPkiSearchPathAsync(search, search, nullptr, Calls::on_list, &calls, &agent)
+      : type == 4 ? KwPkiCaNamesAsync(Calls::on_names, &calls, &agent)
+      : type == 5 ? KwPkiCertRequestAsync(&block, names, nullptr, Calls::on_status, &calls, &agent)
+      : type == 6 ? KwPkiStatusAsync(Calls::on_data, &calls, &agent)
+                  : KwPkiCertRequestRemoveAsync(names, Calls::on_status, &calls, &agent);
+  EXPECT_EQ(status, KWPKI_OK);
+  return id(agent.last());
+}
+
+}  // namespace host

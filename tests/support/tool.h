@@ -1,0 +1,75 @@
+// The command line tool for tests: called as main() calls it, with files for its standard streams.
+// Only tests of the tool can include this.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "kwpki/commands.h"
+
+// File closes itself.
+struct FileCloser {
+  void operator()(std::FILE *file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+// contents gives what was written to a temporary file.
+inline std::string contents(std::FILE *file) {
+  std::string text(static_cast<size_t>(std::ftell(file)), '\0');
+  std::rewind(file);
+  EXPECT_EQ(std::fread(text.data(), 1, text.size(), file), text.size());
+  return text;
+}
+
+// Result is what a run of the tool left.
+struct Result {
+  int code;
+  std::string out, err;
+
+  [[nodiscard]] std::vector<nlohmann::json> objects() const {
+    std::vector<nlohmann::json> list;
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);) list.push_back(nlohmann::json::parse(line));
+    return list;
+  }
+};
+
+// run calls the tool with arguments and what standard input holds.
+inline Result run(const std::vector<std::string> &arguments, const std::string &input = "") {
+  const File in(std::tmpfile()), out(std::tmpfile()), err(std::tmpfile());
+  std::fwrite(input.data(), 1, input.size(), in.get());
+  std::rewind(in.get());
+  std::vector<const char *> argv = {"kwpki"};
+  for (const std::string &argument : arguments) argv.push_back(argument.c_str());
+  const int code = kwpki::run_command_line(static_cast<int>(argv.size()), argv.data(),
+                                           {in.get(), out.get(), err.get()});
+  return {code, contents(out.get()), contents(err.get())};
+}
+
+// Directory is a directory that goes with the test.
+class Directory {
+ public:
+  Directory() {
+    char name[] = "/tmp/kwpki-test-XXXXXX";
+    path_ = mkdtemp(name);
+  }
+  ~Directory() { std::filesystem::remove_all(path_); }
+  [[nodiscard]] std::string at(const std::string &name) const { return (path_ / name).string(); }
+  std::string add(const std::string &name, const std::string &octets) const {
+    std::filesystem::create_directories(std::filesystem::path(at(name)).parent_path());
+    std::ofstream(at(name), std::ios::binary) << octets;
+    return at(name);
+  }
+
+ private:
+  std::filesystem::path path_;
+};
