@@ -30,6 +30,9 @@ void ssh_bench_add_cert();
 void ssh_bench_add_crl();
 void ssh_bench_add_dn();
 void ssh_bench_add_asn1();
+void ssh_bench_add_request();
+void ssh_bench_add_mapping();
+void ssh_bench_add_store();
 
 // ssh_bench_floor copies the octets into a new block and walks over the headers of its elements: going into
 // constructed elements, comparing each with the end of the one around it, looking at no content.

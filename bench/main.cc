@@ -62,6 +62,9 @@ int main(int argc, char **argv) {
   ssh_bench_add_crl();
   ssh_bench_add_dn();
   ssh_bench_add_asn1();
+  ssh_bench_add_request();
+  ssh_bench_add_mapping();
+  ssh_bench_add_store();
   SshBenchSummary summary;
   benchmark::RunSpecifiedBenchmarks(&summary);
   return summary.print() ? 0 : 1;

@@ -35,6 +35,10 @@ constexpr struct Target {
      "certificate+text+serial+blob", kBenchFloor, ratio, 8},
     {"CRL of 100,000, an entry / floor", "crl-100000", "crl-100000", kBenchFloor, ratio, 3},
     {"CRL of 100,000, heap / DER", "crl-100000", "crl-100000", kBenchFloor, peak, 2},
+    {"search reply, a certificate / bare decode", "search-reply-1000", "search-reply-1000",
+     "decode", ratio, 1.3},
+    {"search at 100,000 / at 100 certificates", "store-search-100000", "store-search-100",
+     kBenchOurs, ratio, 2},
     {"CRL entry at 1,000,000 / at 1,000", "crl-1000000", "crl-1000", kBenchOurs, growth, 1.5},
 };
 

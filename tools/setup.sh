@@ -4,7 +4,7 @@
 set -eu
 packages="g++ clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cmake ninja-build make
   pkg-config binutils git libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libfmt-dev
-  nlohmann-json3-dev openssl libssl-dev libnss3-dev libnspr4-dev libmbedtls-dev"
+  nlohmann-json3-dev libsqlite3-dev openssl libssl-dev libnss3-dev libnspr4-dev libmbedtls-dev"
 
 if ! command -v dpkg-query >/dev/null; then
   echo "setup.sh: not a Debian system; install by hand:" $packages >&2

@@ -1,6 +1,7 @@
 #!/bin/sh
 # test.sh is the whole proof: every test in the release build, every test again under the sanitizers,
-# and the tree built without a warning by the second compiler, which replays the fuzz corpora.
+# the tests with threads under ThreadSanitizer, and the tree built without a warning by the second
+# compiler, which replays the fuzz corpora.
 set -eu
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
@@ -10,6 +11,12 @@ ctest --preset native -j "$jobs"
 
 tools/build.sh sanitize
 ctest --preset sanitize -j "$jobs" -LE compile_fail
+
+tools/build.sh tsan api_test loopback_test
+# Where addresses are laid out at random over too wide a range, ThreadSanitizer needs a fixed layout.
+fixed=""
+build/tsan/bin/api_test --gtest_list_tests >/dev/null 2>&1 || fixed="setarch -R"
+$fixed ctest --preset tsan -j "$jobs" -R Threads
 
 tools/build.sh sanitize-clang
 ctest --preset sanitize-clang -j "$jobs" -L 'fuzz|layers|compile_fail'

@@ -53,7 +53,7 @@ void unlist(SshCertDB &database, SshCertDBEntry &entry) {
 
 // list_entry puts an entry that nobody refers to on the list that fits its time.
 void list_entry(SshCertDB &database, SshCertDBEntry &entry) {
-  if (entry.keep_until > database.now()) {
+  if (entry.keep_until > 0 && entry.keep_until > database.now()) {
     push_tail(database.timed, entry);
   } else {
     if (entry.keep_until > 0) entry.keep_until = 0;

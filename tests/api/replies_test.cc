@@ -381,8 +381,15 @@ TEST_F(ApiRepliesTest, NothingIsLeftBehindInFreedMemory) {
 
 }  // namespace
 
-// The linker leads the library's calls of ssh_xfree here (tests/CMakeLists.txt).
+// The linker leads the library's calls of ssh_xmalloc and ssh_xfree here (tests/CMakeLists.txt).
+// Blocks start as zeros, so that nothing is found in them that others had left there.
 extern "C" {
+void *__real__Z11ssh_xmallocmPKc(size_t size, const char *tag);
+void *__wrap__Z11ssh_xmallocmPKc(size_t size, const char *tag) {
+  void *block = __real__Z11ssh_xmallocmPKc(size, tag);
+  if (looking) std::memset(block, 0, malloc_usable_size(block));
+  return block;
+}
 void __real__Z9ssh_xfreePvPKc(void *block, const char *tag);
 void __wrap__Z9ssh_xfreePvPKc(void *block, const char *tag) {
   if (looking && block) {

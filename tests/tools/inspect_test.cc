@@ -11,7 +11,6 @@
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -19,65 +18,13 @@
 #include "kwpki/text.h"
 #include "kwpki/tree.h"
 #include "support/hex.h"
+#include "support/tool.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
 using testing::HasSubstr;
-
-struct FileCloser {
-  void operator()(std::FILE *file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
-
-std::string contents(std::FILE *file) {
-  std::string text(static_cast<size_t>(std::ftell(file)), '\0');
-  std::rewind(file);
-  EXPECT_EQ(std::fread(text.data(), 1, text.size(), file), text.size());
-  return text;
-}
-
-struct Result {
-  int code;
-  std::string out, err;
-
-  [[nodiscard]] std::vector<json> objects() const {
-    std::vector<json> list;
-    std::istringstream lines(out);
-    for (std::string line; std::getline(lines, line);) list.push_back(json::parse(line));
-    return list;
-  }
-};
-
-Result run(const std::vector<std::string> &arguments, const std::string &input = "") {
-  const File in(std::tmpfile()), out(std::tmpfile()), err(std::tmpfile());
-  std::fwrite(input.data(), 1, input.size(), in.get());
-  std::rewind(in.get());
-  std::vector<const char *> argv = {"kwpki"};
-  for (const std::string &argument : arguments) argv.push_back(argument.c_str());
-  const int code = kwpki::run_command_line(static_cast<int>(argv.size()), argv.data(),
-                                           {in.get(), out.get(), err.get()});
-  return {code, contents(out.get()), contents(err.get())};
-}
-
-class Directory {
- public:
-  Directory() {
-    char name[] = "/tmp/kwpki-inspect-XXXXXX";
-    path_ = mkdtemp(name);
-  }
-  ~Directory() { fs::remove_all(path_); }
-  [[nodiscard]] std::string at(const std::string &name) const { return (path_ / name).string(); }
-  std::string add(const std::string &name, const std::string &octets) const {
-    fs::create_directories(fs::path(at(name)).parent_path());
-    std::ofstream(at(name), std::ios::binary) << octets;
-    return at(name);
-  }
-
- private:
-  fs::path path_;
-};
 
 std::string bin(std::string_view digits) {
   const auto octets = unhex(digits);

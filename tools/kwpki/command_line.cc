@@ -1,89 +1,45 @@
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
-#include <cstdlib>
+#include <cerrno>
+#include <cstring>
 #include <new>
 #include <sstream>
 
-#include "kwpki/inspect.h"
+#include "kwpki/commands.h"
 #include "kwpki/text.h"
 
 namespace kwpki {
 namespace {
 
-constexpr const char *kInspectHelp =
-    "Show certificates and CRLs: every field and extension, keys and fingerprints";
-
-constexpr const char *kInspectFooter =
-    R"(A FILE is DER or PEM; of PEM, every CERTIFICATE and X509 CRL block is shown, other blocks are
-named and passed over. Directories are read recursively, in the order of names; files in them
-that hold neither kind are passed over. "-" and no FILE at all mean standard input.
-
-What the library refuses is shown as a tree of its elements with the place and reason.
-Characters that act on a terminal or hide are shown as \xNN or \u{NNNN}.
-
-JSON is one object a line, one for each certificate or CRL, in ASCII; members that hold octets
-are hexadecimal, "der" is base64. Messages go to standard error, and so does progress if that is
-a terminal and reading takes more than a second.
-
-Exit status: 0 everything was read; 1 something was refused; 2 wrong use; 3 a file could not be
-read or output not be written. If 1 and 3 both apply, it is 3.)";
-
-// count_option adds an option that takes a number or "all".
-void count_option(CLI::App *app, const std::string &name, const std::string &help, size_t *value,
-                  bool *given) {
-  const auto parse = [value, given](const CLI::results_t &results) {
-    if (given) *given = true;
-    if (results.back() == "all") {
-      *value = kAll;
-      return true;
-    }
-    return CLI::detail::lexical_cast(results.back(), *value) && results.back()[0] != '-';
-  };
-  app->add_option(name, parse, help)->type_name("N|all");
-}
-
-bool wants_color(const std::string &mode, std::FILE *out) {
-  if (mode != "auto") return mode == "always";
-  const char *no_color = std::getenv("NO_COLOR");
-  const char *terminal = std::getenv("TERM");
-  return is_terminal(out) && !(no_color && *no_color) &&
-         !(terminal && std::string_view(terminal) == "dumb");
-}
+// A function here adds one command, or a few that belong together.
+constexpr void (*kCommands[])(CLI::App &app, Run &run) = {
+    add_inspect_command,
+    add_message_commands,
+    add_error_command,
+    add_store_commands,
+};
 
 int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
-  CLI::App app("Reads X.509 certificates and certificate revocation lists.", "kwpki");
+  CLI::App app("Reads certificates and certificate revocation lists, and shows messages.", "kwpki");
   app.set_version_flag("--version", "kwpki " KWPKI_VERSION);
   app.require_subcommand(1);
-
-  InspectOptions options;
-  std::string color = "auto";
-  CLI::App *command = app.add_subcommand("inspect", kInspectHelp);
-  command->footer(kInspectFooter);
-  command->add_option("FILE", options.files, "Files and directories to read")->type_name("");
-  command->add_flag("--json", options.json,
-                    "Write JSON: complete, with every entry of a CRL and the DER");
-  command->add_flag("--tree", options.tree,
-                    "Show the elements with their offsets; with --json, as well");
-  count_option(command, "--entries", "How many entries of a CRL to show [10; with --json: all]",
-               &options.entries, &options.entries_given);
-  count_option(command, "--tree-lines", "How many elements of a tree to show [1000]",
-               &options.tree_lines, nullptr);
-  command
-      ->add_option("--color", color,
-                   "Colours: on a terminal unless NO_COLOR is set, always, or never [auto]")
-      ->check(CLI::Validator(CLI::IsMember({"auto", "always", "never"})).description(""))
-      ->type_name("auto|always|never");
-
+  Run run;
+  for (const auto add_command : kCommands) add_command(app, run);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
-    std::ostringstream out, err;
-    const int code = app.exit(error, out, err);
-    std::fputs(out.str().c_str(), streams.out);
-    std::fputs(escape(err.str()).c_str(), streams.err);
-    return code == 0 ? kExitOk : kExitUsage;
+    if (error.get_exit_code() != 0) {
+      fmt::print(streams.err, "kwpki: {}\nRun with --help for more information.\n",
+                 escape(error.what()));
+      return kExitUsage;
+    }
+    std::ostringstream help;
+    (void)app.exit(error, help);
+    std::fputs(help.str().c_str(), streams.out);
+    return kExitOk;
   }
-  options.color = wants_color(color, streams.out);
-  return inspect(options, streams);
+  return run(streams);
 }
 
 }  // namespace
@@ -91,6 +47,10 @@ int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
 int run_command_line(int argc, const char *const *argv, const Streams &streams) {
   try {
     return parse_and_run(argc, argv, streams);
+  } catch (const OutputClosed &closed) {
+    if (closed.error == EPIPE) return kExitOk;
+    fmt::print(streams.err, "kwpki: cannot write: {}\n", std::strerror(closed.error));
+    return kExitUnreadable;
   } catch (const std::bad_alloc &) {
     std::fputs("kwpki: out of memory\n", streams.err);
     return kExitUnreadable;

@@ -1,5 +1,5 @@
 // `kwpki inspect`: shows certificates and CRLs, and what the library refuses as a tree of elements.
-// Options are parsed in command_line.cc; input.h finds what to read, describe.h and tree.h say what
+// Options are parsed in inspect_command.cc; input.h finds what to read, describe.h and tree.h say what
 // to show.
 #pragma once
 
@@ -7,12 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "kwpki/commands.h"
 #include "kwpki/output.h"
 
 namespace kwpki {
-
-// Exit codes. When several apply, the largest wins.
-enum : int { kExitOk = 0, kExitRefused = 1, kExitUsage = 2, kExitUnreadable = 3 };
 
 constexpr size_t kAll = SIZE_MAX;
 
@@ -29,8 +27,5 @@ struct InspectOptions {
 // inspect shows everything and returns the exit code. Output that nobody reads any more ends it
 // quietly.
 int inspect(const InspectOptions &options, const Streams &streams);
-
-// run_command_line is the whole program, for main() and for tests.
-int run_command_line(int argc, const char *const *argv, const Streams &streams);
 
 }  // namespace kwpki

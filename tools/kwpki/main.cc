@@ -1,7 +1,7 @@
 #include <csignal>
 #include <cstdio>
 
-#include "kwpki/inspect.h"
+#include "kwpki/commands.h"
 #include "util/fatal.h"
 
 namespace {

@@ -1,0 +1,57 @@
+// An octet that chooses a request, then any octets as its reply: the callback is called exactly
+// when the result says so, and the request is over unless the envelope is not its own.
+#include "api/envelope.h"
+#include "api/pending.h"
+#include "fuzz.h"
+
+namespace {
+
+int calls = 0;
+
+void on_status(void *context, uint32_t) { ++*static_cast<int *>(context); }
+void on_list(void *context, uint32_t, KwPkiCertList list) {
+  ++*static_cast<int *>(context);
+  KwPkiCertListFree(list);
+}
+void on_names(void *context, uint32_t status, const char *const *names, const uint32_t *lengths,
+              uint32_t count) {
+  ++*static_cast<int *>(context);
+  require(count == 0 || (status == 0 && names && lengths));
+  for (uint32_t i = 0; i < count; ++i) require(names[i][lengths[i]] == 0);
+}
+void on_data(void *context, uint32_t, uint8_t *block, uint32_t length) {
+  ++*static_cast<int *>(context);
+  require(block != nullptr);
+  if (length > 0) block[0] = block[length - 1] = 0;  // it is the callback's own
+  KwPkiStringFree(block);
+}
+
+// request_of gives the request of a type as an export would record it.
+PendingRequest request_of(uint32_t type) {
+  const KwPkiForm form = request_form(type);
+  const KwPkiCallback callbacks[] = {
+      nullptr, reinterpret_cast<KwPkiCallback>(on_status), reinterpret_cast<KwPkiCallback>(on_list),
+      reinterpret_cast<KwPkiCallback>(on_names), reinterpret_cast<KwPkiCallback>(on_data)};
+  return {callbacks[form], &calls, form};
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  const Balance balance;
+  if (size < 9) return 0;
+  const uint32_t identifier = ssh_load_be32(data + 5);  // behind the version
+  PendingRequest request = request_of(data[0] % 8), left;
+  if (data[0] & 0x80) request.callback = nullptr;
+  calls = 0;
+  pending_add(identifier, request);
+  const auto length = static_cast<uint32_t>(size - 1);
+  const KwPkiStatus status = KwPkiProcessAsyncResponce(data + 1, length);
+  require(calls == (status == KWPKI_OK));
+  require(calls == 0 || request.callback);
+  ReplyEnvelope envelope;
+  require(pending_take(identifier, &left) != reply_envelope_decode({data + 1, length}, &envelope));
+  require(KwPkiProcessAsyncResponce(data + 1, length) == KWPKI_FAILED);
+  require(calls == (status == KWPKI_OK));
+  return 0;
+}

@@ -1,0 +1,70 @@
+// Any octets as a request to the certificate service, over two certificates in memory. Whatever has
+// the five numbers of an envelope is answered under its own identifier and type, with a status that
+// means something, and with nothing behind a failure.
+#include "loopback/service.h"
+
+#include <memory>
+
+#include "asn1/files.h"
+#include "fuzz.h"
+#include "util/wire.h"
+
+namespace {
+
+// A CA that issued itself, and a certificate of it for the DNS name a.test and b@a.test.
+constexpr const char *kCertificates[] = {
+    "MIHTMIG0oAMCAQICBRI0VniQMA0GCSqGSIb3DQEBBQUAMBExDzANBgNVBAMTBklzc3VlcjAgFw0wMTAyMDMwNDA1"
+    "MDZaGA8yMDUxMDIwMzA0MDUwNlowETEPMA0GA1UEAxMGSXNzdWVyMD0wDQYJKoZIhvcNAQEBBQADLAAwKQIiAMEZ"
+    "PEIDF9ZYdcWgHhcjmpTpMcS66+8ekB1dqBZ/e2JMEQIDAQABoxAwDjAMBgNVHRMEBTADAQH/MA0GCSqGSIb3DQEB"
+    "BQUAAwsAABEiM0RVZneImQ==",
+    "MIHjMIHEoAMCAQICBRI0VniQMA0GCSqGSIb3DQEBBQUAMBExDzANBgNVBAMTBklzc3VlcjAgFw0wMTAyMDMwNDA1"
+    "MDZaGA8yMDUxMDIwMzA0MDUwNlowEjEQMA4GA1UEAxMHU3ViamVjdDA9MA0GCSqGSIb3DQEBAQUAAywAMCkCIgDB"
+    "GTxCAxfWWHXFoB4XI5qU6THEuuvvHpAdXagWf3tiTBECAwEAAaMfMB0wGwYDVR0RBBQwEoIGYS50ZXN0gQhiQGEu"
+    "dGVzdDANBgkqhkiG9w0BAQUFAAMLAAARIjNEVWZ3iJk="};
+
+std::unique_ptr<loopback::Service> filled_service() {
+  auto service = std::make_unique<loopback::Service>(nullptr);
+  for (const char *text : kCertificates) {
+    size_t length = 0;
+    const SshBlock der(ssh_base64_to_buf(text, &length));
+    SshBuffer payload, request, reply;
+    ssh_encode_buffer(payload, {ssh_put_uint32(0), ssh_put_uint32_str({der.get(), length})});
+    ssh_encode_buffer(request,
+                      {ssh_put_uint32(1), ssh_put_uint32(0), ssh_put_uint32(0), ssh_put_uint32(999),
+                       ssh_put_uint32(0), ssh_put_uint32_str(ssh_buffer_bytes(payload))});
+    require(service->answer(ssh_buffer_bytes(request), reply));
+    require(ssh_load_be32(ssh_buffer_ptr(reply) + 12) == loopback::kOk);
+  }
+  return service;
+}
+
+// changes_store is true for the requests after which the same answer would not come again.
+bool changes_store(uint32_t type) { return type < 2 || type == 5 || type == 7; }
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  static loopback::Service &kept = *filled_service().release();
+  const Balance balance;
+  SshBuffer reply;
+  const bool fresh = size >= 20 && changes_store(ssh_load_be32(data + 8));
+  const auto own = fresh ? filled_service() : nullptr;
+  const bool answered = (fresh ? *own : kept).answer({data, size}, reply);
+  require(answered == (size >= 20));
+  if (!answered) return 0;
+
+  uint32_t version = 0, id = 0, type = 0, status = 0, reserved = 0, count = 0;
+  Bytes payload;
+  require(ssh_decode_array(ssh_buffer_bytes(reply),
+                           {ssh_get_uint32(&version), ssh_get_uint32(&id), ssh_get_uint32(&type),
+                            ssh_get_uint32(&status), ssh_get_uint32(&reserved),
+                            ssh_get_uint32_str_nocopy(&payload)}) == ssh_buffer_len(reply));
+  require(version == 1 && reserved == 0);
+  require(id == ssh_load_be32(data + 4) && type == ssh_load_be32(data + 8));
+  require(loopback::service_status_text(status) != nullptr && status < loopback::kStoreBusy);
+  if (status != loopback::kOk) require(payload.empty());
+  if (status == loopback::kOk && (type == 2 || type == 3)) {
+    require(ssh_decode_array(payload, {ssh_get_uint32(&count)}) == 4 && count <= 2);
+  }
+  return 0;
+}

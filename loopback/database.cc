@@ -1,0 +1,176 @@
+#include "loopback/database.h"
+
+#include <chrono>
+#include <thread>
+
+namespace loopback {
+
+namespace {
+
+constexpr int kBusyMilliseconds = 10000;
+constexpr int kApplicationId = 0x4B775063;  // marks a file as ours
+
+[[noreturn]] void refuse(const char *path, const std::string &why) {
+  throw StoreError(std::string(path ? path : "the store in memory") + ": " + why, false);
+}
+
+}  // namespace
+
+Database::Database(const char *path, const char *schema, int version) {
+  try {
+    open(path);
+    if (!is_new(version)) return;
+    set_up(schema, version);
+  } catch (const StoreError &error) {
+    close();
+    if (error.busy()) refuse(path, "another process keeps it locked");
+    refuse(path, error.what());
+  }
+}
+
+Database::~Database() { close(); }
+
+void Database::close() noexcept {
+  for (const auto &[text, statement] : statements_) sqlite3_finalize(statement);
+  statements_.clear();
+  sqlite3_close(handle_);
+  handle_ = nullptr;
+}
+
+void Database::open(const char *path) {
+  if (path && !*path) throw StoreError("the name of the store is empty", false);
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+  check(sqlite3_open_v2(path ? path : ":memory:", &handle_, flags, nullptr));
+  check(sqlite3_busy_timeout(handle_, kBusyMilliseconds));
+  run("PRAGMA foreign_keys = ON");
+}
+
+// is_new looks at the file before anything is changed in it.
+bool Database::is_new(int version) {
+  const int64_t application = number("PRAGMA application_id");
+  const int64_t found = number("PRAGMA user_version");
+  const bool ours = application == kApplicationId;
+  if (!ours && number("SELECT count(*) FROM sqlite_schema") > 0) {
+    throw StoreError("this is a database of another program, not a certificate store", false);
+  }
+  if (ours && found > version) {
+    throw StoreError("the store is of the newer version " + std::to_string(found) +
+                         "; this program knows version " + std::to_string(version),
+                     false);
+  }
+  use_wal();
+  return !ours;
+}
+
+// use_wal lets readers and a writer work at once, and a commit outlive the process. SQLite does not
+// wait for the lock that the change of mode takes, so this does.
+void Database::use_wal() {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyMilliseconds);
+  while (true) {
+    try {
+      run("PRAGMA journal_mode = WAL");
+      run("PRAGMA synchronous = NORMAL");
+      run("PRAGMA wal_autocheckpoint = 8000");  // pages: adds wait for the disk less often
+      return;
+    } catch (const StoreError &error) {
+      if (!error.busy() || std::chrono::steady_clock::now() > end) throw;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
+// set_up looks again in its transaction: another process may have been quicker.
+void Database::set_up(const char *schema, int version) {
+  Transaction transaction(*this, Transaction::kWrite);
+  if (number("PRAGMA application_id") == kApplicationId) return;
+  run(schema);
+  run(("PRAGMA user_version = " + std::to_string(version)).c_str());
+  run(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+  transaction.commit();
+}
+
+int64_t Database::number(const char *text) {
+  Query query(*this, text);
+  return query.step() ? query.integer(0) : 0;
+}
+
+sqlite3_stmt *Database::statement(const char *text) {
+  sqlite3_stmt *&statement = statements_[text];
+  if (!statement) {
+    check(sqlite3_prepare_v3(handle_, text, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr));
+  }
+  return statement;
+}
+
+void Database::run(const char *text) {
+  check(sqlite3_exec(handle_, text, nullptr, nullptr, nullptr));
+}
+
+void Database::check(int code) {
+  if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE) return;
+  if ((code & 0xFF) == SQLITE_NOTADB) throw StoreError("this is not a certificate store", false);
+  throw StoreError(handle_ ? sqlite3_errmsg(handle_) : sqlite3_errstr(code),
+                   (code & 0xFF) == SQLITE_BUSY);
+}
+
+Transaction::Transaction(Database &database, Kind kind)
+    : lock_(database.mutex_), database_(database) {
+  // A writer takes its lock at once: one that has read already could not wait for it.
+  database.run(kind == kWrite ? "BEGIN IMMEDIATE" : "BEGIN");
+}
+
+Transaction::~Transaction() {
+  if (!open_) return;
+  // SQLite may have rolled back by itself; there is nothing to undo then.
+  sqlite3_exec(database_.handle_, "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void Transaction::commit() {
+  database_.run("COMMIT");
+  open_ = false;
+}
+
+Query::~Query() {
+  sqlite3_reset(statement_);
+  sqlite3_clear_bindings(statement_);
+}
+
+Query &Query::bind(int64_t value) {
+  database_.check(sqlite3_bind_int64(statement_, ++bound_, value));
+  return *this;
+}
+
+Query &Query::bind(Bytes octets) {
+  const void *data = octets.empty() ? "" : static_cast<const void *>(octets.data());  // never null
+  database_.check(sqlite3_bind_blob64(statement_, ++bound_, data, octets.size(), SQLITE_STATIC));
+  return *this;
+}
+
+Query &Query::bind_null() {
+  database_.check(sqlite3_bind_null(statement_, ++bound_));
+  return *this;
+}
+
+bool Query::step() {
+  const int code = sqlite3_step(statement_);
+  database_.check(code);
+  return code == SQLITE_ROW;
+}
+
+void Query::run() {
+  while (step()) continue;
+}
+
+int64_t Query::integer(int column) const { return sqlite3_column_int64(statement_, column); }
+
+Bytes Query::octets(int column) const {
+  const void *data = sqlite3_column_blob(statement_, column);
+  const int length = sqlite3_column_bytes(statement_, column);
+  return {static_cast<const uint8_t *>(data), static_cast<size_t>(length)};
+}
+
+bool Query::null(int column) const {
+  return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
+
+}  // namespace loopback

@@ -1,0 +1,173 @@
+#include "loopback/service.h"
+
+#include <iterator>
+#include <new>
+
+#include "cm/objects.h"
+#include "loopback/finder.h"
+
+namespace loopback {
+
+namespace {
+
+using CertificateOwner = Owner<SshCMCertificate, ssh_cm_cert_free>;
+using CrlOwner = Owner<SshCMCrl, ssh_cm_crl_free>;
+
+constexpr const char *kStatusTexts[] = {
+    "success",
+    "the request does not decode",
+    "the type of request is unknown",
+    "the certificate or CRL cannot be read",
+    "there is no certificate request of these names",
+    "the rule of the search has no meaning",
+    "the search has too many keys, or its answer does not fit into a reply",
+    "the store is locked by another process",
+    "the store could not be read or written",
+    "out of memory",
+};
+static_assert(std::size(kStatusTexts) == kServiceStatuses);
+
+// check looks at what a search may not ask for.
+uint32_t check(const Constraints &constraints) {
+  if (constraints.rule >= kRules) return kUnknownRule;
+  return constraints.keys.size() > kKeysMax ? kTooLarge : kOk;
+}
+
+}  // namespace
+
+const char *service_status_text(uint32_t status) {
+  return status < kServiceStatuses ? kStatusTexts[status] : nullptr;
+}
+
+// handle reads a payload as the request of its type and performs it.
+template <class Request>
+uint32_t handle(Service &service, Bytes payload, Output &reply) {
+  Request request;
+  if (!decode(payload, &request)) return kMalformed;
+  return service.perform(request, reply);
+}
+
+bool Service::answer(Bytes request, SshBuffer &reply) noexcept {
+  Envelope envelope;
+  if (!decode_envelope(request, &envelope)) return false;
+  Output payload;
+  uint32_t status;
+  try {
+    status = dispatch(envelope, payload);
+  } catch (const StoreError &error) {
+    status = error.busy() ? kStoreBusy : kStoreFailed;
+  } catch (const std::bad_alloc &) {
+    status = kOutOfMemory;
+  } catch (const std::exception &) {
+    status = kStoreFailed;
+  }
+  const Bytes octets = status == kOk ? payload.bytes() : Bytes();
+  encode_reply(reply, envelope.id, envelope.type, status, octets);
+  return true;
+}
+
+uint32_t Service::dispatch(const Envelope &envelope, Output &reply) {
+  using Handler = uint32_t (*)(Service &, Bytes, Output &);
+  // In the order of the types.
+  constexpr Handler kHandlers[] = {
+      handle<CertificateAdd>, handle<CrlAdd>,        handle<Search>,
+      handle<PathSearch>,     handle<CaNames>,       handle<CertificateRequest>,
+      handle<StatusQuery>,    handle<RequestRemove>,
+  };
+  if (!envelope.whole || envelope.version != kVersion || envelope.status != kRequestStatus ||
+      envelope.reserved != 0) {
+    return kMalformed;
+  }
+  if (envelope.type >= std::size(kHandlers)) return kUnknownType;
+  return kHandlers[envelope.type](*this, envelope.payload, reply);
+}
+
+uint32_t Service::perform(const CertificateAdd &request, Output &) {
+  const CertificateOwner cert(ssh_cm_cert_allocate());
+  SshX509Cert *record = nullptr;
+  if (ssh_cm_cert_set_ber(*cert, request.certificate) != SSH_CM_OK ||
+      ssh_cm_cert_get_record(cert.get(), &record) != SSH_CM_OK) {
+    return kUndecodable;
+  }
+  const CertificateFacts facts = derive_facts(*record);
+  Transaction transaction(store_.database(), Transaction::kWrite);
+  store_.add_certificate(request.certificate, request.options, facts);
+  transaction.commit();
+  return kOk;
+}
+
+uint32_t Service::perform(const CrlAdd &request, Output &) {
+  const CrlOwner crl(ssh_cm_crl_allocate());
+  if (ssh_cm_crl_set_ber(*crl, request.crl) != SSH_CM_OK) return kUndecodable;
+  Transaction transaction(store_.database(), Transaction::kWrite);
+  store_.add_crl(request.crl);
+  transaction.commit();
+  return kOk;
+}
+
+uint32_t Service::perform(const Search &request, Output &reply) {
+  if (const uint32_t refused = check(request.constraints)) return refused;
+  const Transaction transaction(store_.database(), Transaction::kRead);
+  encode_found(find_certificates(store_, request.constraints, request.validity), reply);
+  return kOk;
+}
+
+uint32_t Service::perform(const PathSearch &request, Output &reply) {
+  if (const uint32_t refused = check(request.first)) return refused;
+  if (const uint32_t refused = check(request.second)) return refused;
+  const Transaction transaction(store_.database(), Transaction::kRead);
+  encode_found(find_path(store_, request), reply);
+  return kOk;
+}
+
+void Service::encode_found(const std::vector<int64_t> &ids, Output &reply) {
+  Output elements;
+  ListHead head;
+  for (const int64_t id : ids) {
+    const size_t room = reply_max_ - elements.size();
+    if (!store_.encode_certificate(id, head.count + 1, room, elements)) break;
+    ++head.count;
+  }
+  if (head.count < ids.size()) {
+    head.state = kCut;
+    head.text = std::to_string(ids.size() - head.count) + " more certificates do not fit";
+  }
+  encode_list(reply, head, elements.bytes());
+}
+
+uint32_t Service::perform(const CaNames &, Output &reply) {
+  const Transaction transaction(store_.database(), Transaction::kRead);
+  const std::vector<std::string> names = store_.authority_names();
+  size_t size = 4;
+  for (const std::string &name : names) size += 4 + name.size();
+  if (size > reply_max_) return kTooLarge;
+  encode_names(reply, names);
+  return kOk;
+}
+
+uint32_t Service::perform(const StatusQuery &, Output &reply) {
+  const Transaction transaction(store_.database(), Transaction::kRead);
+  const Counts counts = store_.counts();
+  const std::string text = "certificates=" + std::to_string(counts.certificates) +
+                           "\nauthorities=" + std::to_string(counts.authorities) +
+                           "\ncrls=" + std::to_string(counts.crls) +
+                           "\nrequests=" + std::to_string(counts.requests) + "\n";
+  reply.octets(ssh_text_bytes(text));
+  return kOk;
+}
+
+uint32_t Service::perform(const CertificateRequest &request, Output &) {
+  Transaction transaction(store_.database(), Transaction::kWrite);
+  store_.keep_request(request);
+  transaction.commit();
+  return kOk;
+}
+
+uint32_t Service::perform(const RequestRemove &request, Output &) {
+  Transaction transaction(store_.database(), Transaction::kWrite);
+  if (!store_.remove_request(request.names)) return kNotFound;
+  transaction.commit();
+  return kOk;
+}
+
+}  // namespace loopback

@@ -1,0 +1,189 @@
+// Search keys in the form in which they are compared, and the constraints that hold a copy of them.
+#include "cm/search.h"
+
+#include <gtest/gtest.h>
+#include <openssl/sha.h>
+
+#include <set>
+#include <string>
+
+#include "support/samples.h"
+
+namespace {
+
+// Keys is a list of search keys that frees itself.
+struct Keys : sample::Balanced {
+  SshCertDBKey *list = nullptr;
+  void TearDown() override {
+    ssh_certdb_key_free_list(&list);
+    Balanced::TearDown();
+  }
+  // newest takes the newest key off the list: its type and octets, or "none".
+  std::string newest() {
+    if (!list) return "none";
+    SshCertDBKey *key = list;
+    list = key->next;
+    std::string text = std::to_string(key->type) + " " + hex(key->bytes());
+    EXPECT_EQ(key->value, 0u);
+    ssh_certdb_key_free(key);
+    return text;
+  }
+  std::string of_text(const std::string &text) {
+    return ssh_cm_key_set_dn(&list, text.c_str()) ? newest() : newest() + " refused";
+  }
+  std::string of_der(const Der &der) {
+    return ssh_cm_key_set_dn_der(&list, der) ? newest() : newest() + " refused";
+  }
+};
+
+Der name(std::string_view type, unsigned tag, std::string_view value) {
+  return der::seq({der::set({der::attribute(type, der::text(tag, value))})});
+}
+Der cn(unsigned tag, std::string_view value) { return name("2.5.4.3", tag, value); }
+constexpr char kEmail[] = "1.2.840.113549.1.9.1", kUnstructured[] = "1.2.840.113549.1.9.2";
+constexpr unsigned kUtf8 = 0x0C, kPrintable = 0x13, kT61 = 0x14, kIa5 = 0x16, kUniversal = 0x1C,
+                   kBmp = 0x1E;
+using namespace std::string_view_literals;
+
+// Each row is one name: all its spellings make the same key, and no two rows share one.
+TEST_F(Keys, SpellingsOfAName) {
+  const Der a = der::attribute("2.5.4.3", der::text(kPrintable, "a"));
+  const Der b = der::attribute("2.5.4.10", der::text(kPrintable, "b"));
+  const struct {
+    Der key;
+    std::vector<std::string> texts;
+    std::vector<Der> ders;
+  } rows[] = {
+      {cn(kPrintable, "first last"),
+       {"CN=First Last", " cn = FIRST   last ", "OID.2.5.4.3=\"  first last  \"",
+        "CN=#4669727374206C617374"},
+       {cn(kPrintable, "First Last"), cn(kT61, " FIRST  LAST"), cn(kIa5, "first last "),
+        cn(kBmp, "\0F\0i\0r\0s\0t\0 \0L\0a\0s\0t"sv),
+        cn(kUniversal,
+           "\0\0\0F\0\0\0i\0\0\0r\0\0\0s\0\0\0t\0\0\0 \0\0\0L\0\0\0a\0\0\0s\0\0\0t"sv)}},
+      {cn(kPrintable, "firstlast"), {"CN=firstLAST"}, {}},
+      {name("2.5.4.10", kPrintable, "first last"), {"O=first last"}, {}},
+      // Only letters of PrintableString are folded, and its tag covers IA5 and T.61.
+      {cn(kPrintable, "A@ b"), {"CN=A@   b"}, {cn(kIa5, " A@ b")}},
+      {cn(kPrintable, "a@ b"), {"CN=a@ b"}, {cn(kBmp, "\0a\0@\0 \0b"sv)}},
+      {cn(kPrintable, "A\xA7"), {"CN=#41A7"}, {cn(kT61, "A\xA7"), cn(kBmp, "\0A\0\xA7"sv)}},
+      {cn(kBmp, "\x04\x16\0 \0A"sv),
+       {},
+       {cn(kBmp, "\0 \x04\x16\0 \0 \0A"sv), cn(kUniversal, "\0\0\x04\x16\0\0\0 \0\0\0A"sv)}},
+      {cn(kBmp, "\x04\x16\0 \0a"sv), {}, {cn(kBmp, "\x04\x16\0 \0a"sv)}},
+      {cn(kBmp, "\0\xE9"sv), {}, {cn(kUtf8, "\xC3\xA9"), cn(kUniversal, "\0\0\0\xE9"sv)}},
+      // The two attributes of IA5String, whatever the letters.
+      {name(kEmail, kIa5, "root"),
+       {"MAILTO=ROOT"},
+       {name(kEmail, kPrintable, "Root"), name(kEmail, kIa5, "root")}},
+      {name(kEmail, kIa5, "Root@x"), {"MAILTO=Root@x"}, {name(kEmail, kT61, " Root@x")}},
+      {name(kEmail, kIa5, "root@x"), {"MAILTO=root@x"}, {}},
+      {name(kUnstructured, kIa5, "n\xA7"), {"UN=#6EA7"}, {}},
+      {cn(kPrintable, ""), {"CN=", "CN=\"  \""}, {cn(kPrintable, " ")}},
+      {der::seq({}), {"", " "}, {der::seq({})}},
+      {der::seq({der::set({a}), der::set({b})}), {"CN=a, O=b", "cn=A;o=B"}, {}},
+      {der::seq({der::set({b}), der::set({a})}), {"O=b, CN=a"}, {}},
+      {der::seq({der::set({a, b})}), {"CN=a + O=b"}, {}},
+  };
+  std::set<std::string> keys;
+  for (const auto &row : rows) {
+    const std::string key = "3 " + hex(row.key);
+    EXPECT_TRUE(keys.insert(key).second) << key;
+    for (const auto &text : row.texts) EXPECT_EQ(of_text(text), key) << text;
+    for (const auto &der : row.ders) EXPECT_EQ(of_der(der), key) << hex(der);
+  }
+}
+
+TEST_F(Keys, NamesThatMakeNoKey) {
+  for (const char *text : {"CN", "XX=a", "CN=a,", "CN=\xE9", "O=\xE9, CN=a", "OID.1=x"}) {
+    EXPECT_EQ(of_text(text), "none refused") << text;
+  }
+  const Der good = cn(kPrintable, "a");
+  const Der cut(good.begin(), good.end() - 1);
+  for (const Der &der :
+       {Der{}, cut, der::join({good, good}), cn(0x04, "a"), cn(kPrintable, ""), cn(kBmp, "a"),
+        cn(kUniversal, "\0\x11\0\0"sv), cn(kUniversal, "\0\1\4\0"sv), cn(kUtf8, "a"),
+        der::seq({der::set({der::attribute("2.5.4.10", der::text(kPrintable, "b"))}),
+                  der::set({der::attribute("2.5.4.3", der::text(kPrintable, ""))})})}) {
+    EXPECT_EQ(of_der(der), "none refused") << hex(der);
+  }
+  EXPECT_FALSE(ssh_cm_key_set_dn(&list, nullptr));
+  EXPECT_EQ(newest(), "none");
+}
+
+TEST_F(Keys, OctetsAreTakenAsTheyStand) {
+  using Set = bool (*)(SshCertDBKey **, const char *, uint32_t);
+  const struct {
+    Set set;
+    const char *type;
+  } rows[] = {{ssh_cm_key_set_dns, "5 "},
+              {ssh_cm_key_set_uri, "6 "},
+              {ssh_cm_key_set_email, "10 "},
+              {ssh_cm_key_set_oid, "12 "}};
+  const std::string longest(SSH_CM_KEY_MAX, 'x');
+  for (const auto &[set, type] : rows) {
+    EXPECT_TRUE(set(&list, " A.b ", 0));
+    EXPECT_TRUE(set(&list, "A\0b", 3));
+    EXPECT_TRUE(set(&list, "", 0));
+    EXPECT_TRUE(set(&list, longest.c_str(), 0));
+    EXPECT_EQ(newest().size(), std::strlen(type) + 2 * longest.size());
+    EXPECT_FALSE(set(&list, (longest + "x").c_str(), 0));
+    EXPECT_FALSE(set(&list, longest.c_str(), SSH_CM_KEY_MAX + 1));
+    EXPECT_FALSE(set(&list, nullptr, 0));
+    EXPECT_FALSE(set(&list, nullptr, 4));
+    for (const char *expected : {"", "410062", "20412e6220"})
+      EXPECT_EQ(newest(), std::string(type) + expected);
+    EXPECT_EQ(newest(), "none");
+  }
+  Der address = unhex("7F000001 41");
+  for (const size_t length : {5u, 0u, 4u})
+    EXPECT_TRUE(ssh_cm_key_set_ip(&list, Bytes(address).first(length)));
+  for (const char *expected : {"4 7f000001", "4 ", "4 7f00000141"}) EXPECT_EQ(newest(), expected);
+  address.resize(SSH_CM_KEY_MAX + 1);
+  EXPECT_FALSE(ssh_cm_key_set_ip(&list, address));
+  EXPECT_TRUE(ssh_cm_key_set_ip(&list, Bytes(address).first(SSH_CM_KEY_MAX)));
+  EXPECT_FALSE(ssh_cm_key_set_dn(&list, ("CN=" + longest).c_str()));
+  EXPECT_FALSE(ssh_cm_key_set_dn_der(&list, cn(kPrintable, longest)));
+  EXPECT_EQ(newest().size(), 2 + 2 * longest.size());
+  EXPECT_EQ(newest(), "none");
+}
+
+TEST_F(Keys, APublicKeyIsTheDigestOfItsExport) {
+  sample::CertParts parts;
+  for (const Der &info : {sample::rsa_key_info(), sample::dsa_key_info(0x1235)}) {
+    parts.key = info;
+    const sample::Cert cert(parts.build());
+    const SshPublicKeyOwner key(ssh_x509_cert_public_key(&*cert));
+    ASSERT_TRUE(key);
+    uint8_t *blob = nullptr;
+    uint32_t length = 0;
+    ASSERT_EQ(ssh_public_key_export(key.get(), &blob, &length), SSH_KEY_OK);
+    const SshBlock owner(blob);
+    uint8_t digest[SHA_DIGEST_LENGTH];
+    SHA1(blob, length, digest);
+    EXPECT_TRUE(ssh_cm_key_set_public_key(&list, key.get()));
+    EXPECT_EQ(newest(), "13 " + hex(digest));
+  }
+  EXPECT_FALSE(ssh_cm_key_set_public_key(&list, nullptr));
+  EXPECT_EQ(newest(), "none");
+}
+
+TEST_F(Keys, ConstraintsHaveTheirOwnCopy) {
+  const Owner<SshCMSearchConstraints, ssh_cm_search_free> search(ssh_cm_search_allocate());
+  EXPECT_TRUE(!search->keys && !search->second_keys && search->path_length == -1);
+  EXPECT_EQ(search->key_usage + search->key_type + search->rule + search->group_mode, 0u);
+  EXPECT_TRUE(search->not_before == SshBerTime() && search->not_after == SshBerTime());
+  EXPECT_EQ(ssh_cm_search_set_keys(*search, nullptr), SSH_CM_OK) << "no keys are none set";
+  ssh_certdb_key_push(&list, 5, unhex("61"), 9);
+  ssh_certdb_key_push(&list, 4, {}, 8);
+  EXPECT_EQ(ssh_cm_search_set_keys(*search, list), SSH_CM_OK);
+  const SshCertDBKey *const held = search->keys;
+  EXPECT_EQ(ssh_cm_search_set_keys(*search, list), SSH_CM_EMPTY);
+  ssh_certdb_key_free_list(&list);
+  EXPECT_EQ(list, nullptr);
+  EXPECT_TRUE(search->keys == held && held->type == 4 && held->length == 0 && held->value == 8);
+  ASSERT_TRUE(held->next && !held->next->next);
+  EXPECT_EQ(hex(held->next->bytes()) + " " + std::to_string(held->next->value), "61 9");
+}
+
+}  // namespace

@@ -1,0 +1,52 @@
+// The codes that `kwpki error` tells.
+#include "kwpki/errors.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+
+#include "support/tool.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+// The table has the header's codes, no more and no less.
+TEST(ErrorCommand, KnowsTheHeader) {
+  std::ifstream header(KWPKI_SOURCE_DIR "/include/kwpki.h");
+  std::map<std::string, uint32_t> expected, found;
+  for (std::string line; std::getline(header, line);) {
+    std::istringstream words(line);
+    std::string define, name, value;
+    if (!(words >> define >> name >> value) || define != "#define" || name == "KWPKI_CALL")
+      continue;
+    expected[name] = static_cast<uint32_t>(std::stoul(value, nullptr, 0));
+  }
+  for (const kwpki::ErrorRow &row : kwpki::error_rows()) {
+    if (row.name.starts_with("KWPKI_")) found[std::string(row.name)] = row.code;
+  }
+  EXPECT_GE(expected.size(), 8u);
+  EXPECT_EQ(found, expected);
+}
+
+TEST(ErrorCommand, FindsCodesAndNames) {
+  for (const char *code :
+       {"0x84090005", "0X84090005", "2215182341", "-2079784955", "KWPKI_FAILED", "failed"}) {
+    const Result result = run({"error", "--json", code});
+    ASSERT_EQ(result.code, 0) << code << result.err;
+    EXPECT_EQ(result.objects().at(0)["name"], "KWPKI_FAILED");
+    EXPECT_EQ(result.objects().at(0)["hex"], "0x84090005");
+  }
+  EXPECT_THAT(run({"error", "0x4000000"}).out, HasSubstr("success"));
+  EXPECT_EQ(run({"error", "--json"}).objects().size(), kwpki::error_rows().size());
+  for (const char *code : {"5", "0x", "0x1840900050", "4294967296", "-1x", "0x-5", "KWPKI_", "x"}) {
+    const Result result = run({"error", code});
+    EXPECT_EQ(result.code, 1) << code;
+    EXPECT_TRUE(result.out.empty());
+    EXPECT_THAT(result.err, HasSubstr("of the library: ")) << code;
+  }
+}
+
+}  // namespace

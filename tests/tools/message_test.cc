@@ -1,0 +1,354 @@
+// Messages both ways: `kwpki message`.
+#include "kwpki/message.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "kwpki/message_decode.h"
+#include "kwpki/message_encode.h"
+#include "support/hex.h"
+#include "support/tool.h"
+
+namespace {
+
+using kwpki::Json;
+using testing::HasSubstr;
+using Octets = std::vector<uint8_t>;
+
+std::string u32(uint64_t value) {
+  char digits[9];
+  std::snprintf(digits, sizeof digits, "%08x", static_cast<unsigned>(value));
+  return digits;
+}
+
+std::string in_envelope(const std::string &head, const std::string &payload) {
+  return head + u32(unhex(payload).size()) + payload;
+}
+
+// The head of a request or reply: version 1, identifier 7.
+std::string request(uint32_t type, const std::string &payload) {
+  return in_envelope("00000001 00000007" + u32(type) + "000003e7 00000000", payload);
+}
+std::string reply(uint32_t type, const std::string &payload, uint32_t status = 0) {
+  return in_envelope("00000001 00000007" + u32(type) + u32(status) + "00000005", payload);
+}
+
+constexpr const char *kTimeHex = "0000001b 323030312041707220 333074682c2031343a30333a303920474d54";
+const std::string kConstraintsHex =
+    std::string(kTimeHex) + "00000000 00000002 00000005 00000003 612e62 00000009" +
+    "00000004 00000004 0a0000ff 00000000 ffffffff 00000060 00000001 00000002 01" +
+    "00000001 0000004d 00000000 00000000";
+constexpr const char *kConstraints =
+    R"({"not_before": "2001 Apr 30th, 14:03:09 GMT", "not_after": "",
+        "keys": [{"type": "dns", "data": "a.b", "value": 9},
+                 {"type": "ip", "data": {"hex": "0a0000ff"}, "value": 0}],
+        "path_length": "any", "key_usage": 96, "key_type": 1, "rule": 2, "group_mode": true,
+        "second_keys": [{"type": 77, "data": "", "value": 0}]})";
+constexpr const char *kPlainHex =
+    "00000000 00000000 00000000 00000003 00000000 00000000 00000000 00 00000000";
+constexpr const char *kPlain =
+    R"({"not_before": "", "not_after": "", "keys": [], "path_length": 3, "key_usage": 0,
+        "key_type": 0, "rule": 0, "group_mode": false, "second_keys": []})";
+constexpr const char *kValidityHex = "00000001 78 00000000";
+constexpr const char *kValidity = R"({"not_before": "x", "not_after": ""})";
+const std::string kCertListHex =
+    "00000003 00000008 00000002 00000003 e282ac"
+    "00000000 00000002 3000 00000011 00000001 0000000d 00000001 ff 00000000 00000005 0000002a"
+    "00000001"
+    "00000000 00000000 00000000 00000000 00000000 00000000";
+constexpr const char *kCertList =
+    R"({"state_reserved": 8, "state": 2, "state_text": "€", "elements": [
+        {"element_type": "certificate", "certificate": {"hex": "3000"}, "tag": 17,
+         "keys": [{"type": "public-key", "data": {"hex": "ff"}, "value": 0}],
+         "keep_until": 5, "serial": 42},
+        {"element_type": 1},
+        {"element_type": "certificate", "certificate": {"hex": ""}, "tag": 0, "keys": [],
+         "keep_until": 0, "serial": 0}]})";
+
+struct MessageRow {
+  std::string octets;
+  std::string type;
+  std::string payload;
+  std::string more;  // members of the envelope that differ
+};
+
+const std::vector<MessageRow> &messages() {
+  const std::string names = "00000001 61 00000000 00000001 0a 00000002 c3a4";
+  const std::string names_json = R"("names": ["a", "", {"hex": "0a"}, "ä"])";
+  const std::string constraints = kConstraints, validity = kValidity, list = kCertList;
+  static const std::vector<MessageRow> rows = {
+      {request(0, "00000102 00000003 300100"), "cert-add",
+       R"({"options": 258, "certificate": {"hex": "300100"}})", ""},
+      {request(1, "00000001 41"), "crl-add", R"({"crl": {"hex": "41"}})", ""},
+      {request(2, kConstraintsHex + kValidityHex), "search",
+       R"({"constraints": )" + constraints + R"(, "validity": )" + validity + "}", ""},
+      {request(3, kPlainHex + kConstraintsHex + kValidityHex), "search-path",
+       R"({"first": )" + std::string(kPlain) + R"(, "second": )" + constraints +
+           R"(, "validity": )" + validity + "}",
+       ""},
+      {request(4, ""), "ca-names", "{}", ""},
+      {request(5, "00000002 4142" + names + "00000000"), "cert-request",
+       R"({"request": {"hex": "4142"}, )" + names_json + R"(, "further": ""})", ""},
+      {request(6, ""), "status", "{}", ""},
+      {request(7, names), "cert-request-remove", "{" + names_json + "}", ""},
+      {reply(0, ""), "cert-add", R"({"data": ""})", ""},
+      {reply(1, "6f6b", 0x84090005), "crl-add", R"({"data": "ok"})", R"("status": 2215182341)"},
+      {reply(2, kCertListHex), "search", list, ""},
+      {reply(3, kCertListHex, 999), "search-path", list, R"("status": 999)"},
+      {reply(4, "00000002 00000000 00000003 432c44"), "ca-names", R"({"names": ["", "C,D"]})", ""},
+      {reply(4, "00000002", 3), "ca-names", R"({"data": {"hex": "00000002"}})", R"("status": 3)"},
+      {reply(5, ""), "cert-request", R"({"data": ""})", ""},
+      {reply(6, "1b5b"), "status", R"({"data": {"hex": "1b5b"}})", ""},
+      {reply(7, ""), "cert-request-remove", R"({"data": ""})", ""},
+  };
+  return rows;
+}
+
+Json document(const MessageRow &row) {
+  const bool reply = unhex(row.octets)[19] != 0;
+  Json json = {{"kind", reply ? "reply" : "request"}, {"version", 1}, {"request_id", 7}};
+  json["request_type"] = row.type;
+  json["status"] = reply ? 0 : 999;
+  json["reserved"] = reply ? 5 : 0;
+  json.update(Json::parse("{" + row.more + "}"));
+  json["payload"] = Json::parse(row.payload);
+  return json;
+}
+
+kwpki::DecodedMessage decode(Bytes message) {
+  return kwpki::decode_message(message, std::nullopt, {}, true);
+}
+
+// The octets column of annotated text.
+std::string shown_octets(Bytes message) {
+  std::istringstream lines(kwpki::message_text(message, std::nullopt, true));
+  std::string line, digits;
+  std::getline(lines, line);
+  while (std::getline(lines, line)) digits += line.substr(18, 25);
+  return hex(unhex(digits));
+}
+
+TEST(Message, EveryRequestAndReply) {
+  for (const MessageRow &row : messages()) {
+    const Json expected = document(row);
+    const Octets octets = unhex(row.octets);
+    const Result decoded = run({"message", "decode", "--hex", "--json"}, row.octets + "\n");
+    EXPECT_EQ(decoded.code, 0) << decoded.err;
+    EXPECT_EQ(Json::parse(decoded.out).dump(2), expected.dump(2));
+    const Result encoded = run({"message", "encode", "--hex"}, expected.dump());
+    EXPECT_EQ(encoded.out, hex(octets) + "\n") << encoded.err;
+    EXPECT_EQ(shown_octets(octets), hex(octets));
+  }
+}
+
+// Whatever the octets are, JSON and text hold all of them.
+TEST(Message, NothingIsLost) {
+  size_t faults = 0;
+  const auto check = [&faults](const Octets &octets, bool faulty) {
+    const auto decoded = decode(octets);
+    faults += decoded.faults.size();
+    ASSERT_EQ(hex(kwpki::encode_message(decoded.json)), hex(octets)) << decoded.json.dump(2);
+    ASSERT_EQ(shown_octets(octets), hex(octets));
+    ASSERT_TRUE(!faulty || !decoded.faults.empty()) << decoded.json.dump(2);
+    for (const auto &fault : decoded.faults) ASSERT_LE(fault.offset, octets.size());
+  };
+  for (const MessageRow &row : messages()) {
+    Octets octets = unhex(row.octets);
+    for (size_t size = 0; size < octets.size(); ++size) {
+      check({octets.begin(), octets.begin() + static_cast<std::ptrdiff_t>(size)}, true);
+    }
+    for (uint8_t &octet : octets) {
+      for (const int change : {0x01, 0x02, 0x80, 0xFF}) {
+        octet = static_cast<uint8_t>(octet ^ change);
+        check(octets, false);
+        octet = static_cast<uint8_t>(octet ^ change);
+      }
+    }
+    octets.push_back(0);
+    check(octets, true);
+  }
+  EXPECT_GT(faults, 1000u);
+}
+
+TEST(Message, FaultsAreNamed) {
+  const std::string cut = hex(unhex(reply(2, kCertListHex))).substr(0, 142);
+  const struct {
+    std::string octets;
+    std::vector<std::string> options;
+    const char *out, *err;
+  } rows[] = {
+      {request(6, "") + "00", {}, "rest: 1 octet,", "message, offset 24: 1 octet behind"},
+      {request(6, "ff"), {}, "rest: 1 octet,", "payload, offset 24: 1 octet behind"},
+      {request(9, "00"), {}, "9", "request_type, offset 8: no type of a message: 9"},
+      {"00000001 0000", {}, "version: 1", "request_id, offset 4: cut: 2 of 4"},
+      {request(1, "ffffffff 00"), {}, "rest: 5", "payload.crl, offset 24: cut: 1 of 4294967295"},
+      {request(7, "00000000 00000000"),
+       {},
+       "[1]: \"\"",
+       "payload.names[2], offset 32: cut: 0 of 4"},
+      {reply(4, "40000000 00000001 41"),
+       {},
+       "[0]: \"A\"",
+       "payload.name_count, offset 24: 1073741824 items of at least 4 octets do not fit the 5"},
+      {reply(2, "ffffffff 00000000 00000000 00000000"), {}, "state: 0", "payload.element_count"},
+      {cut, {}, "public-key", "payload.elements[0].keys[0].value, offset 70: cut: 1 of 4"},
+      {request(6, ""), {"--reply"}, "data", ""},
+      {reply(6, "41"), {"--request"}, "rest", "payload, offset 24"},
+      {"zz", {}, "", "not hexadecimal"},
+      {"414", {}, "", "not hexadecimal"},
+  };
+  for (const auto &row : rows) {
+    std::vector<std::string> arguments = {"message", "decode", "--hex"};
+    arguments.insert(arguments.end(), row.options.begin(), row.options.end());
+    const Result result = run(arguments, row.octets);
+    EXPECT_EQ(result.code, *row.err ? 1 : 0);
+    EXPECT_THAT(result.out, HasSubstr(row.out));
+    EXPECT_THAT(result.err, HasSubstr(row.err));
+  }
+}
+
+TEST(Message, WordsOfValues) {
+  const std::string name = "300e310c300a06035504031303413b42";  // CN="A;B" in DER
+  const std::string hostile = "1b5d 303b 78 07 e280ae";
+  const std::string keys =
+      "00000002 00000003 00000010" + name + "00000000" + "0000000a 00000009" + hostile + "00000000";
+  const std::string list = "00000000 00000000" + keys + "00000000 00000000 00000000 00000000 00";
+  const Result result = run({"message", "decode", "--hex"},
+                            request(2, std::string(kTimeHex) + list.substr(8) + "00000000"));
+  EXPECT_THAT(result.out, HasSubstr("(2001-04-30T14:03:09Z)"));
+  EXPECT_THAT(result.out, HasSubstr("type: 3 (dn)"));
+  EXPECT_THAT(result.out, HasSubstr("data: CN="));
+  EXPECT_THAT(result.out, HasSubstr("\"\\x1b]0;x\\x07\\u{202e}\""));
+  EXPECT_THAT(run({"message", "decode", "--hex"}, reply(0, "", 0x84090005)).out,
+              HasSubstr("status: 2215182341 (KWPKI_FAILED)"));
+  EXPECT_THAT(run({"message", "decode", "--hex"}, request(0, "00000000 00000002 3000")).out,
+              HasSubstr("certificate: 2 octets, not a certificate"));
+}
+
+TEST(Message, DefaultsAndOtherSpellings) {
+  const struct {
+    const char *json;
+    std::string octets;
+  } rows[] = {
+      {R"({"request_type": 6})", in_envelope("00000001 00000000 00000006 000003e7 00000000", "")},
+      {R"({"request_type": "status", "kind": "reply", "version": 2})",
+       in_envelope("00000002 00000000 00000006 00000000 00000000", "")},
+      {R"({"request_type": 4, "status": 0, "payload": {"names": ["A"], "name_count": 9}})",
+       in_envelope("00000001 00000000 00000004 00000000 00000000", "00000009 00000001 41")},
+      {R"({"request_type": 6, "payload_length": 5})",
+       "00000001 00000000 00000006 000003e7 00000000 00000005"},
+      {R"({"request_type": 7, "payload": {"names": [{"hex": "0A 0b"}], "rest": "Z"}})",
+       in_envelope("00000001 00000000 00000007 000003e7 00000000", "00000002 0a0b 5a")},
+      {R"({"request_type": 1, "payload": {"crl": {"dn": "CN= B  a"}}})",
+       in_envelope("00000001 00000000 00000001 000003e7 00000000",
+                   "00000010 300e310c300a06035504031303622061")},
+      {R"({"request_type": 3, "payload": {"first": {"path_length": 3, "group_mode": 7}}})",
+       in_envelope("00000001 00000000 00000003 000003e7 00000000",
+                   "0000000000000000 00000000 00000003 00000000 00000000 00000000 07 00000000"
+                   "0000000000000000 00000000 ffffffff 00000000 00000000 00000000 00 00000000"
+                   "0000000000000000")},
+  };
+  for (const auto &row : rows) {
+    const Result result = run({"message", "encode", "--hex"}, row.json);
+    EXPECT_EQ(result.out, hex(unhex(row.octets)) + "\n") << row.json << result.err;
+  }
+}
+
+TEST(Message, BadJsonIsToldWithItsPlace) {
+  const std::string key = R"({"request_type": 2, "payload": {"constraints": {"keys": [)";
+  const std::string deep(1000000, '[');
+  const struct {
+    std::string json, err;
+  } rows[] = {
+      {"{", "parse error at line 1, column 2"},
+      {"[]", "document: not an object"},
+      {"{}", "request_type: missing"},
+      {R"({"request_type": "serch"})", "request_type: no such name"},
+      {R"({"request_type": 4294967296})", "request_type: not within 0 to 4294967295"},
+      {R"({"request_type": -1})", "request_type: not within"},
+      {R"({"request_type": 6, "version": 1.0})", "version: not a whole number"},
+      {R"({"request_type": 6, "Status": 1})", "Status: no such member"},
+      {R"({"request_type": 6, "kind": "call"})", "kind: neither"},
+      {R"({"request_type": 6, "payload": []})", "payload: not an object"},
+      {R"({"request_type": 6, "payload": {"data": ""}})", "payload.data: no such member"},
+      {R"({"request_type": 6, "status": 1, "status": 2})", "status: given twice"},
+      {R"({"request_type": 7, "payload": {"names": ["", "", "", "", ""]}})",
+       "payload.names: more than 4 items"},
+      {R"({"request_type": 1, "payload": {"crl": 5}})", "payload.crl: neither text nor"},
+      {R"({"request_type": 1, "payload": {"crl": {"hex": "0g"}}})", "payload.crl: \"hex\" is not"},
+      {R"({"request_type": 1, "payload": {"crl": {"dn": "X"}}})", "payload.crl: \"dn\" is not"},
+      {R"({"request_type": 2, "payload": {"constraints": {"group_mode": 256}}})",
+       "payload.constraints.group_mode: not within 0 to 255"},
+      {key + R"({"data": ""}]}}})", "payload.constraints.keys[0].type: missing"},
+      {key + R"({"type": 3}, 4]}}})", "payload.constraints.keys[1]: not an object"},
+      {key + R"({"type": 3, "rest": ""}, {"type": 3}]}}})",
+       "payload.constraints.keys[1]: stands behind"},
+      {R"({"request_type": 2, "kind": "reply", "payload": {"elements":
+          [{"element_type": 1, "tag": 3}]}})",
+       "payload.elements[0].tag: stands behind what ends"},
+      {deep, "nested deeper"},
+  };
+  for (const auto &row : rows) {
+    const Result result = run({"message", "encode"}, row.json);
+    EXPECT_EQ(result.code, 1) << row.err;
+    EXPECT_TRUE(result.out.empty());
+    EXPECT_THAT(result.err, HasSubstr(row.err));
+  }
+}
+
+TEST(Message, WorkIsBounded) {
+  const auto start = std::chrono::steady_clock::now();
+  const size_t items = kwpki::kMessageItemsMax + 50000;
+  Octets many = unhex(reply(2, u32(items) + "00000000 00000000 00000000"));
+  many.resize(many.size() + items * 4, 0);
+  for (size_t i = 0; i < items; ++i) many[40 + i * 4] = 1;  // elements that are no certificates
+  const size_t length = many.size() - 24;
+  for (size_t i = 0; i < 4; ++i) many[20 + i] = static_cast<uint8_t>(length >> (24 - 8 * i));
+  const auto decoded = decode(many);
+  ASSERT_EQ(decoded.faults.size(), 1u);
+  EXPECT_EQ(decoded.faults[0].field, "payload.elements[250000]");
+  EXPECT_EQ(kwpki::encode_message(decoded.json), many);
+  EXPECT_EQ(kwpki::encode_message(kwpki::parse_message_json(decoded.json.dump())), many);
+
+  std::string members = "{";
+  for (size_t i = 0; i < 200000; ++i) members += "\"m" + std::to_string(i) + "\":0,";
+  const std::string numbers = "{\"rest\":[" + [] {
+    std::string text;
+    for (size_t i = 0; i < 5000000; ++i) text += "0,";
+    return text;
+  }() + "0]}";
+  for (const std::string &text : {members + "\"x\":0}", numbers}) {
+    EXPECT_THROW(kwpki::parse_message_json(text), kwpki::MessageError);
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+}
+
+TEST(Message, FilesAndOutput) {
+  const Directory directory;
+  const Octets status = unhex(request(6, ""));
+  const std::string json = directory.add("m.json", R"({"request_type": 6, "request_id": 7})");
+  const std::string out = directory.at("m.bin");
+  EXPECT_EQ(run({"message", "encode", json, "--output", out}).code, 0);
+  EXPECT_EQ(run({"message", "encode", json}).out, std::string(status.begin(), status.end()));
+  EXPECT_THAT(run({"message", "decode", out}).out, HasSubstr("request_type: 6 (status)"));
+  const struct {
+    std::vector<std::string> arguments;
+    int code;
+    const char *err;
+  } rows[] = {
+      {{"message"}, 2, "subcommand"},
+      {{"message", "decode", "--reply", "--request", out}, 2, "excludes"},
+      {{"message", "decode", directory.at("none")}, 3, "none: No such file"},
+      {{"message", "decode"}, 3, "standard input: holds nothing"},
+      {{"message", "encode", json, "--output", "/dev/full"}, 3, "No space"},
+  };
+  for (const auto &row : rows) {
+    const Result result = run(row.arguments);
+    EXPECT_EQ(result.code, row.code);
+    EXPECT_THAT(result.err, HasSubstr(row.err));
+  }
+}
+
+}  // namespace

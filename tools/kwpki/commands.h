@@ -1,0 +1,40 @@
+// The commands of the tool. A command is a function that adds its name and options to the parser;
+// parsed, they leave in `run` what is to be done. To add a command, declare such a function here
+// and give it a row in command_line.cc.
+#pragma once
+
+#include <functional>
+
+#include "kwpki/output.h"
+
+namespace CLI {
+class App;
+}
+
+namespace kwpki {
+
+// Exit codes. When several apply, the largest wins.
+enum : int { kExitOk = 0, kExitRefused = 1, kExitUsage = 2, kExitUnreadable = 3 };
+
+// Run does what the command line asked for and returns the exit code. What it does not catch
+// itself, run_command_line does: OutputClosed and std::bad_alloc.
+using Run = std::function<int(const Streams &streams)>;
+
+// The commands. `run` outlives the parsing, which is when it is set; options that it needs belong
+// into a shared pointer that it holds:
+//
+//   const auto options = std::make_shared<InspectOptions>();
+//   CLI::App *command = app.add_subcommand("inspect", kHelp);
+//   command->add_flag("--json", options->json, "Write JSON");
+//   command->callback([options, &run] {
+//     run = [options](const Streams &streams) { return inspect(*options, streams); };
+//   });
+void add_inspect_command(CLI::App &app, Run &run);
+void add_message_commands(CLI::App &app, Run &run);
+void add_error_command(CLI::App &app, Run &run);
+void add_store_commands(CLI::App &app, Run &run);
+
+// run_command_line is the whole program, for main() and for tests.
+int run_command_line(int argc, const char *const *argv, const Streams &streams);
+
+}  // namespace kwpki

@@ -1,0 +1,78 @@
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+
+#include "kwpki/inspect.h"
+
+namespace kwpki {
+namespace {
+
+constexpr const char *kInspectHelp =
+    "Show certificates and CRLs: every field and extension, keys and fingerprints";
+
+constexpr const char *kInspectFooter =
+    R"(A FILE is DER or PEM; of PEM, every CERTIFICATE and X509 CRL block is shown, other blocks are
+named and passed over. Directories are read recursively, in the order of names; files in them
+that hold neither kind are passed over. "-" and no FILE at all mean standard input.
+
+What the library refuses is shown as a tree of its elements with the place and reason.
+Characters that act on a terminal or hide are shown as \xNN or \u{NNNN}.
+
+JSON is one object a line, one for each certificate or CRL, in ASCII; members that hold octets
+are hexadecimal, "der" is base64. Messages go to standard error, and so does progress if that is
+a terminal and reading takes more than a second.
+
+Exit status: 0 everything was read; 1 something was refused; 2 wrong use; 3 a file could not be
+read or output not be written. If 1 and 3 both apply, it is 3.)";
+
+// count_option adds an option that takes a number or "all".
+void count_option(CLI::App *app, const std::string &name, const std::string &help, size_t *value,
+                  bool *given) {
+  const auto parse = [value, given](const CLI::results_t &results) {
+    if (given) *given = true;
+    if (results.back() == "all") {
+      *value = kAll;
+      return true;
+    }
+    return CLI::detail::lexical_cast(results.back(), *value) && results.back()[0] != '-';
+  };
+  app->add_option(name, parse, help)->type_name("N|all");
+}
+
+bool wants_color(const std::string &mode, std::FILE *out) {
+  if (mode != "auto") return mode == "always";
+  const char *no_color = std::getenv("NO_COLOR");
+  const char *terminal = std::getenv("TERM");
+  return is_terminal(out) && !(no_color && *no_color) &&
+         !(terminal && std::string_view(terminal) == "dumb");
+}
+
+}  // namespace
+
+void add_inspect_command(CLI::App &app, Run &run) {
+  const auto options = std::make_shared<InspectOptions>();
+  const auto color = std::make_shared<std::string>("auto");
+  CLI::App *command = app.add_subcommand("inspect", kInspectHelp);
+  command->footer(kInspectFooter);
+  command->add_option("FILE", options->files, "Files and directories to read")->type_name("");
+  command->add_flag("--json", options->json,
+                    "Write JSON: complete, with every entry of a CRL and the DER");
+  command->add_flag("--tree", options->tree,
+                    "Show the elements with their offsets; with --json, as well");
+  count_option(command, "--entries", "How many entries of a CRL to show [10; with --json: all]",
+               &options->entries, &options->entries_given);
+  count_option(command, "--tree-lines", "How many elements of a tree to show [1000]",
+               &options->tree_lines, nullptr);
+  command
+      ->add_option("--color", *color,
+                   "Colours: on a terminal unless NO_COLOR is set, always, or never [auto]")
+      ->check(CLI::Validator(CLI::IsMember({"auto", "always", "never"})).description(""))
+      ->type_name("auto|always|never");
+  command->callback([options, color, &run] {
+    run = [options, color](const Streams &streams) {
+      options->color = wants_color(*color, streams.out);
+      return inspect(*options, streams);
+    };
+  });
+}
+
+}  // namespace kwpki

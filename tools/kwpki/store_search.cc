@@ -1,0 +1,323 @@
+// `kwpki search` and `kwpki path`. A further kind of key that is text is a row of kTextKeys, a
+// further constraint a row of kConstraints.
+#include <arpa/inet.h>
+#include <fmt/format.h>
+
+#include "kwpki/input.h"
+#include "kwpki/store_commands.h"
+#include "kwpki/text.h"
+
+namespace kwpki {
+namespace {
+
+constexpr const char *kSearchFooter =
+    R"(Options of keys may be given again and again: what is found has all of them, or with --any one at
+least. Without keys every certificate is looked at. Values of names are compared without regard
+to case and runs of blanks, other keys octet by octet. CERT is a DER or PEM file, or "-".
+
+TIME is "now" or in UTC: 2026-01-31, 2026-01-31T12:00, 2026-01-31T12:00:00Z. USAGES are names as
+`kwpki inspect` writes them, separated by commas; a certificate that does not restrict its key has
+them all. A RULE is all, newest, authorities, end-entities or a number.)";
+
+constexpr const char *kSearchExit =
+    R"(
+
+JSON is one object a certificate: "position", "subject" (null if it has no text; "readable" then
+has its values), "serial", "key" (null if there is none to export), "der" in base64.
+
+Exit status: 0 something was found; 1 nothing was, or not all of it could be had; 2 wrong use; 3 the
+store could not be opened, a file not be read or output not be written.)";
+
+// Criteria are the options of one side of a search. The names of its options begin with `prefix`.
+struct Criteria {
+  std::string prefix;
+  std::vector<std::string> dn, dns, email, uri, ip, oid, key_of;
+  std::optional<std::string> valid_at, key_usage, key_type, path_length, rule;
+  bool any = false;
+
+  [[nodiscard]] std::string option(const char *name) const { return "--" + prefix + name; }
+};
+
+[[noreturn]] void refuse(const std::string &option, const std::string &why,
+                         const std::string &value) {
+  throw Failure{kExitUsage, option, why + ": " + value};
+}
+
+bool add_dn(const std::string &value, KwPkiSearchKey key) {
+  return KwPkiSearchKeySetDN(value.c_str(), 0, key) == KWPKI_OK;
+}
+
+// add_text adds octets as they stand; no octets at all would stand for something else.
+template <auto Set>
+bool add_text(const std::string &value, KwPkiSearchKey key) {
+  return !value.empty() && Set(value.data(), static_cast<uint32_t>(value.size()), key) == KWPKI_OK;
+}
+
+bool add_ip(const std::string &value, KwPkiSearchKey key) {
+  uint8_t octets[16];
+  uint32_t length = 0;
+  if (inet_pton(AF_INET, value.c_str(), octets) == 1) length = 4;
+  if (inet_pton(AF_INET6, value.c_str(), octets) == 1) length = 16;
+  return length && KwPkiSearchKeySetIP(octets, length, key) == KWPKI_OK;
+}
+
+bool add_oid(const std::string &value, KwPkiSearchKey key) {
+  const bool dotted = value.find_first_not_of("0123456789.") == value.npos &&
+                      value.find("..") == value.npos && value.find('.') != value.npos &&
+                      value.front() != '.' && value.back() != '.';
+  return dotted && add_text<KwPkiSearchKeySetOID>(value, key);
+}
+
+struct TextKeyRow {
+  const char *name, *type, *help;
+  std::vector<std::string> Criteria::*values;
+  bool (*add)(const std::string &value, KwPkiSearchKey key);
+  const char *fault;
+};
+constexpr TextKeyRow kTextKeys[] = {
+    {"dn", "NAME", "Subject or directory name, such as \"C=FI, O=Example, CN=First\"",
+     &Criteria::dn, add_dn, "not a distinguished name"},
+    {"dns", "NAME", "DNS name", &Criteria::dns, add_text<KwPkiSearchKeySetDNS>, "not a DNS name"},
+    {"email", "ADDRESS", "E-mail address", &Criteria::email, add_text<KwPkiSearchKeySetEmail>,
+     "not an e-mail address"},
+    {"uri", "URI", "URI", &Criteria::uri, add_text<KwPkiSearchKeySetURI>, "not a URI"},
+    {"ip", "ADDRESS", "IPv4 or IPv6 address", &Criteria::ip, add_ip, "not an IP address"},
+    {"oid", "OID", "Policy, purpose or registered identifier, dotted", &Criteria::oid, add_oid,
+     "not a dotted identifier"},
+};
+
+// The values of constraints: nothing if the text has no meaning.
+struct NamedNumber {
+  std::string_view name;
+  uint32_t value;
+};
+constexpr NamedNumber kKeyTypeNames[] = {{"rsa", 1}, {"dsa", 2}, {"dh", 4}};
+constexpr NamedNumber kRuleNames[] = {
+    {"all", 0}, {"newest", 1}, {"authorities", 2}, {"end-entities", 3}};
+
+std::optional<uint32_t> find_name(std::span<const NamedNumber> names, std::string_view text) {
+  for (const NamedNumber &row : names) {
+    if (row.name == text) return row.value;
+  }
+  return {};
+}
+
+std::optional<uint32_t> key_type(const std::string &text) {
+  return find_name(kKeyTypeNames, CLI::detail::to_lower(text));
+}
+
+std::optional<uint32_t> number(const std::string &text) {
+  try {
+    return parse_number("", text);
+  } catch (const Failure &) {
+    return {};
+  }
+}
+
+std::optional<uint32_t> rule(const std::string &text) {
+  const auto named = find_name(kRuleNames, text);
+  return named ? named : number(text);
+}
+
+KwPkiStatus set_time(uint32_t value, KwPkiSearch search) {
+  return KwPkiSearchSetUnixTime(value, value, search);
+}
+
+struct ConstraintRow {
+  const char *name, *type, *help;
+  std::optional<std::string> Criteria::*text;
+  std::optional<uint32_t> (*parse)(const std::string &text);
+  KwPkiStatus(KWPKI_CALL *set)(uint32_t value, KwPkiSearch search);
+  const char *fault;
+};
+const ConstraintRow kConstraints[] = {
+    {"valid-at", "TIME", "Valid at this time", &Criteria::valid_at, parse_time, set_time,
+     "not \"now\" nor a date and time from 1970 to 2106"},
+    {"key-usage", "USAGES", "With a key for all of these", &Criteria::key_usage, parse_key_usage,
+     KwPkiSearchSetKeyUsage, "not names of key usage separated by commas"},
+    {"key-type", "rsa|dsa|dh", "With a key of this type", &Criteria::key_type, key_type,
+     KwPkiSearchSetKeyType, "not rsa, dsa or dh"},
+    {"path-length", "N", "CAs that allow as many CAs below them", &Criteria::path_length, number,
+     KwPkiSearchSetPathLength, "not a number of 32 bits"},
+    {"rule", "RULE", "Which of those found to give", &Criteria::rule, rule, KwPkiSearchSetRule,
+     "neither all, newest, authorities, end-entities nor a number"},
+};
+
+// first_certificate sets `cert` to the first certificate of a file.
+bool first_certificate(Bytes file, KwPkiCert cert) {
+  const auto set = [cert](Bytes octets) {
+    const auto length = static_cast<uint32_t>(octets.size());
+    return KwPkiCertSetBer(octets.data(), length, cert) == KWPKI_OK;
+  };
+  const std::vector<Block> blocks = find_blocks(file);
+  if (blocks.empty()) return set(file);
+  return std::any_of(blocks.begin(), blocks.end(), [&](const Block &block) {
+    return block.readable && set(block_octets(block));
+  });
+}
+
+void add_key_of(const std::string &option, const std::string &file, const Streams &streams,
+                KwPkiSearchKey key) {
+  std::vector<uint8_t> octets;
+  const auto ignore = [](void *, size_t) {};
+  const std::string problem = read_source({file}, streams.in, ignore, nullptr, &octets);
+  if (!problem.empty()) throw Failure{kExitUnreadable, file, problem};
+  const Cert cert(KwPkiCertAllocate());
+  if (!first_certificate(octets, cert.get()))
+    refuse(option, "not a certificate that the library reads", file);
+  const PublicKey public_key(KwPkiPublicKeyAllocate());
+  KwPkiStatus status = KwPkiCertGetPublicKey(cert.get(), public_key.get());
+  if (status == KWPKI_OK) status = KwPkiSearchKeySetPublicKey(public_key.get(), key);
+  if (status != KWPKI_OK) refuse(option, code_text(status), file);
+}
+
+// build makes the constraints; what cannot be made is wrong use.
+Search build(const Criteria &criteria, const Streams &streams) {
+  const SearchKey key(KwPkiSearchKeyAllocate());
+  for (const TextKeyRow &row : kTextKeys) {
+    for (const std::string &value : criteria.*row.values) {
+      if (!row.add(value, key.get())) refuse(criteria.option(row.name), row.fault, value);
+    }
+  }
+  for (const std::string &file : criteria.key_of)
+    add_key_of(criteria.option("key-of"), file, streams, key.get());
+
+  Search search(KwPkiSearchAllocate());
+  (void)KwPkiSearchSetKeys(key.get(), search.get());
+  for (const ConstraintRow &row : kConstraints) {
+    const std::optional<std::string> &text = criteria.*row.text;
+    if (!text) continue;
+    const std::optional<uint32_t> value = row.parse(*text);
+    if (!value) refuse(criteria.option(row.name), row.fault, *text);
+    (void)row.set(*value, search.get());
+  }
+  if (criteria.any) (void)KwPkiSearchSetGroupModeOn(search.get());
+  return search;
+}
+
+std::string found_text(size_t position, const Json &json) {
+  const std::string margin(std::to_string(position).size() + 2, ' ');
+  std::string subject = "no subject";
+  if (json["subject"].is_string()) {
+    subject = json["subject"];
+  } else if (json.contains("readable")) {
+    subject = json["readable"].get<std::string>() + "  (the library has no text for this name)";
+  }
+  const Json &key = json["key"];
+  const std::string key_text =
+      key.is_null()
+          ? "none that can be exported"
+          : fmt::format("{}, {} bits, exported in {} octets", key["type"].get<std::string>(),
+                        key["bits"].get<size_t>(), key["length"].get<size_t>());
+  const std::string serial =
+      json["serial"].is_string() ? json["serial"].get<std::string>() : "none that has a text";
+  return fmt::format("{}. {}\n{}Serial: {}\n{}Key: {}\n", position, escape(subject), margin, serial,
+                     margin, key_text);
+}
+
+// show_list writes certificate by certificate: a list may be long.
+int show_list(const ListAnswer &answer, bool as_json, Output &output) {
+  check_answer(answer.status);
+  size_t position = 0;
+  for (KwPkiCert cert = KwPkiCertListFirst(answer.list.get()); cert;
+       cert = KwPkiCertListNext(answer.list.get())) {
+    Json json = {{"position", ++position}};
+    json.update(cert_json(cert));
+    if (as_json) {
+      write_json(output, json);
+    } else {
+      output.write(found_text(position, json));
+    }
+  }
+  if (position == 0) output.message("", "nothing was found");
+  uint32_t state = 0;
+  char *text = nullptr;
+  const Given<char> words(KwPkiGetSearchState(answer.list.get(), &state, &text));
+  if (state != 0) output.message("", std::string("not all: ") + (words ? words.get() : "cut"));
+  output.flush();
+  return position == 0 || state != 0 ? kExitRefused : kExitOk;
+}
+
+struct SearchOptions {
+  StoreOptions store;
+  Criteria criteria;
+};
+
+int search(const SearchOptions &options, Output &output, const Streams &streams) {
+  const Search what = build(options.criteria, streams);
+  Session session = open_store(options.store, StoreUse::kRead);
+  ListAnswer answer;
+  session.exchange([&](void *agent) {
+    return KwPkiSearchAsync(what.get(), nullptr, ListAnswer::take, &answer, agent);
+  });
+  return show_list(answer, options.store.json, output);
+}
+
+struct PathOptions {
+  StoreOptions store;
+  Criteria from, to;
+};
+
+int path(const PathOptions &options, Output &output, const Streams &streams) {
+  const Search from = build(options.from, streams), to = build(options.to, streams);
+  Session session = open_store(options.store, StoreUse::kRead);
+  ListAnswer answer;
+  session.exchange([&](void *agent) {
+    return KwPkiSearchPathAsync(from.get(), to.get(), nullptr, ListAnswer::take, &answer, agent);
+  });
+  return show_list(answer, options.store.json, output);
+}
+
+void add_criteria(CLI::App *command, const char *prefix, const std::string &group,
+                  Criteria *criteria) {
+  criteria->prefix = prefix;
+  const auto add_values = [&](const char *name, std::vector<std::string> *values) {
+    return command->add_option(criteria->option(name), *values)
+        ->allow_extra_args(false)
+        ->group(group);
+  };
+  for (const TextKeyRow &row : kTextKeys) {
+    add_values(row.name, &(criteria->*row.values))->type_name(row.type)->description(row.help);
+  }
+  add_values("key-of", &criteria->key_of)
+      ->type_name("CERT")
+      ->description("The public key of this certificate");
+  for (const ConstraintRow &row : kConstraints) {
+    command->add_option(criteria->option(row.name), criteria->*row.text, row.help)
+        ->type_name(row.type)
+        ->group(group);
+  }
+  command->add_flag(criteria->option("any"), criteria->any, "One of the keys is enough")
+      ->group(group);
+}
+
+}  // namespace
+
+void add_search_commands(CLI::App &app, Run &run) {
+  const auto options = std::make_shared<SearchOptions>();
+  CLI::App *command = app.add_subcommand("search", "Find certificates in the store");
+  command->footer(std::string(kSearchFooter) + kSearchExit);
+  add_criteria(command, "", "What to find", &options->criteria);
+  add_store_options(command, &options->store);
+  command->callback([options, &run] {
+    run = on_run([options](Output &output, const Streams &streams) {
+      return search(*options, output, streams);
+    });
+  });
+
+  const auto ends = std::make_shared<PathOptions>();
+  command = app.add_subcommand("path", "Find a path from one certificate to another by issuers");
+  command->footer(std::string("The shortest path: it begins with a certificate that meets the "
+                              "--from options, each is issued by the\nnext as far as names tell, "
+                              "and it ends with one that meets the --to options.\n\n") +
+                  kSearchFooter + kSearchExit);
+  add_criteria(command, "from-", "Where the path begins", &ends->from);
+  add_criteria(command, "to-", "Where the path ends", &ends->to);
+  add_store_options(command, &ends->store);
+  command->callback([ends, &run] {
+    run = on_run(
+        [ends](Output &output, const Streams &streams) { return path(*ends, output, streams); });
+  });
+}
+
+}  // namespace kwpki
