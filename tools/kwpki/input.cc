@@ -115,8 +115,7 @@ Found find_sources(const std::vector<std::string> &names) {
   return found;
 }
 
-std::string read_source(const Source &source, std::FILE *standard_input,
-                        void (*progress)(void *context, size_t octets), void *context,
+std::string read_source(const Source &source, std::FILE *standard_input, Output *output,
                         std::vector<uint8_t> *octets) {
   std::unique_ptr<std::FILE, CloseFile> opened;
   std::FILE *file = standard_input;
@@ -138,7 +137,7 @@ std::string read_source(const Source &source, std::FILE *standard_input,
     if (octets->size() > kFileMax) return fmt::format("larger than {} MiB", kFileMax >> 20);
     if (std::ferror(file)) return reason(errno);
     if (count < kChunk) break;
-    progress(context, octets->size());
+    if (output) output->progress(source.name, "octets read", octets->size());
   }
   return octets->empty() ? "holds nothing" : "";
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "kwpki/output.h"
 #include "util/bytes.h"
 
 namespace kwpki {
@@ -35,10 +36,9 @@ struct Found {
 // directories are not followed.
 Found find_sources(const std::vector<std::string> &names);
 
-// read_source reads a whole file and gives "" or why it could not. `progress` is told the octets
-// read so far.
-std::string read_source(const Source &source, std::FILE *standard_input,
-                        void (*progress)(void *context, size_t octets), void *context,
+// read_source reads a whole file and gives "" or why it could not. Progress goes to `output`, which
+// may be null.
+std::string read_source(const Source &source, std::FILE *standard_input, Output *output,
                         std::vector<uint8_t> *octets);
 
 // Block is an armoured block; its views live as long as the file.

@@ -83,16 +83,8 @@ void Inspector::unreadable(const std::string &name, const std::string &why) {
 }
 
 void Inspector::inspect_source(const Source &source) {
-  struct Watch {
-    Output *output;
-    const std::string *name;
-  } watch{&output_, &source.name};
   std::vector<uint8_t> file;
-  const auto progress = [](void *context, size_t octets) {
-    const auto *watching = static_cast<Watch *>(context);
-    watching->output->progress(*watching->name, "octets read", octets);
-  };
-  const std::string problem = read_source(source, streams_.in, progress, &watch, &file);
+  const std::string problem = read_source(source, streams_.in, &output_, &file);
   if (!problem.empty())
     return unreadable(source.name == "-" ? "standard input" : source.name, problem);
 

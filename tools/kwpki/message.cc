@@ -73,14 +73,6 @@ std::string line_text(const MessageLine &line, bool full) {
   return text;
 }
 
-std::string read_file(const std::string &name, Output *output, const Streams &streams,
-                      std::vector<uint8_t> *octets) {
-  const auto progress = [](void *context, size_t count) {
-    static_cast<Output *>(context)->progress("message", "octets read", count);
-  };
-  return read_source({name}, streams.in, progress, output, octets);
-}
-
 std::string_view shown_name(const std::string &file) {
   return file == "-" ? "standard input" : std::string_view(file);
 }
@@ -156,7 +148,7 @@ int message_decode(const MessageDecodeOptions &options, const Streams &streams) 
   Output output(streams);
   const std::string_view name = shown_name(options.file);
   std::vector<uint8_t> message;
-  const std::string problem = read_file(options.file, &output, streams, &message);
+  const std::string problem = read_source({options.file}, streams.in, &output, &message);
   if (!problem.empty()) {
     output.message(name, problem);
     return kExitUnreadable;
@@ -190,7 +182,7 @@ int message_encode(const MessageEncodeOptions &options, const Streams &streams) 
     return kExitUsage;
   }
   std::vector<uint8_t> file, message;
-  std::string problem = read_file(options.file, &output, streams, &file);
+  std::string problem = read_source({options.file}, streams.in, &output, &file);
   if (!problem.empty()) {
     output.message(name, problem);
     return kExitUnreadable;

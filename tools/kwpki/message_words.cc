@@ -4,6 +4,7 @@
 #include "kwpki/errors.h"
 #include "kwpki/message_decode.h"
 #include "kwpki/text.h"
+#include "kwpki/values.h"
 #include "util/owner.h"
 #include "x509/cert.h"
 #include "x509/crl.h"
@@ -47,14 +48,8 @@ std::string dn_words(Bytes der, size_t most) {
 }
 
 std::string address_words(Bytes octets) {
-  if (octets.size() != 4 && octets.size() != 16) return "no address, " + size_words(octets);
-  if (octets.size() == 4)
-    return fmt::format("{}.{}.{}.{}", octets[0], octets[1], octets[2], octets[3]);
-  std::string out;
-  for (size_t i = 0; i < octets.size(); i += 2) {
-    out += fmt::format("{}{:x}", i ? ":" : "", octets[i] << 8 | octets[i + 1]);
-  }
-  return out;
+  const bool usual = octets.size() == 4 || octets.size() == 16;
+  return usual ? ip_text(octets) : "no address, " + size_words(octets);
 }
 
 std::string key_words(uint32_t type, Bytes octets, size_t most) {

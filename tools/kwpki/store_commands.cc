@@ -82,8 +82,7 @@ struct RequestOptions {
 
 std::vector<uint8_t> read_request(const std::string &file, const Streams &streams) {
   std::vector<uint8_t> octets;
-  const auto ignore = [](void *, size_t) {};
-  const std::string problem = read_source({file}, streams.in, ignore, nullptr, &octets);
+  const std::string problem = read_source({file}, streams.in, nullptr, &octets);
   if (!problem.empty()) throw Failure{kExitUnreadable, file, problem};
   return octets;
 }

@@ -96,17 +96,9 @@ void Importer::unreadable(const std::string &name, const std::string &why) {
 }
 
 void Importer::import_source(const Source &source) {
-  struct Watch {
-    Output *output;
-    const std::string *name;
-  } watch{&output_, &source.name};
   std::vector<uint8_t> file;
-  const auto progress = [](void *context, size_t octets) {
-    const auto *watching = static_cast<Watch *>(context);
-    watching->output->progress(*watching->name, "octets read", octets);
-  };
   const Place place{source.name};
-  const std::string problem = read_source(source, streams_.in, progress, &watch, &file);
+  const std::string problem = read_source(source, streams_.in, &output_, &file);
   if (!problem.empty()) return unreadable(place.name(), problem);
 
   const std::vector<Block> blocks = find_blocks(file);

@@ -159,8 +159,7 @@ bool first_certificate(Bytes file, KwPkiCert cert) {
 void add_key_of(const std::string &option, const std::string &file, const Streams &streams,
                 KwPkiSearchKey key) {
   std::vector<uint8_t> octets;
-  const auto ignore = [](void *, size_t) {};
-  const std::string problem = read_source({file}, streams.in, ignore, nullptr, &octets);
+  const std::string problem = read_source({file}, streams.in, nullptr, &octets);
   if (!problem.empty()) throw Failure{kExitUnreadable, file, problem};
   const Cert cert(KwPkiCertAllocate());
   if (!first_certificate(octets, cert.get()))

@@ -68,21 +68,11 @@ std::string readable_pair(const Json &pair) {
                : "#" + pair.value("value", std::string()));
 }
 
-std::string ip_part(Bytes octets) {
-  if (octets.size() == 4)
-    return fmt::format("{}.{}.{}.{}", octets[0], octets[1], octets[2], octets[3]);
-  std::string out;
-  for (size_t i = 0; i < octets.size(); i += 2) {
-    out += fmt::format("{}{:x}", i ? ":" : "", octets[i] << 8 | octets[i + 1]);
-  }
-  return out;
-}
-
 void set_ip(Json &json, const SshX509Name &name) {
   const size_t size = name.data_length;
-  if (size == 4 || size == 16) json["text"] = ip_part(name.data);
+  if (size == 4 || size == 16) json["text"] = ip_text(name.data);
   if (size == 8 || size == 32) {  // an address and a mask, in name constraints
-    json["text"] = ip_part(name.data.first(size / 2)) + "/" + ip_part(name.data.subspan(size / 2));
+    json["text"] = ip_text(name.data.first(size / 2)) + "/" + ip_text(name.data.subspan(size / 2));
   }
   json["octets"] = hex(name.data);
 }
@@ -135,6 +125,16 @@ constexpr NameRow kNames[] = {
 };
 
 }  // namespace
+
+std::string ip_text(Bytes octets) {
+  if (octets.size() == 4)
+    return fmt::format("{}.{}.{}.{}", octets[0], octets[1], octets[2], octets[3]);
+  std::string out;
+  for (size_t i = 0; i < octets.size(); i += 2) {
+    out += fmt::format("{}{:x}", i ? ":" : "", octets[i] << 8 | octets[i + 1]);
+  }
+  return out;
+}
 
 const Json kOmitted = {{"omitted", "the rest of a very long list"}};
 

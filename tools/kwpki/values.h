@@ -59,6 +59,9 @@ Json integer_json(const SshMpInt &value);
 // number_json is {"bits", "decimal" or not, "hex"} for the content octets of an INTEGER of a key.
 Json number_json(Bytes content);
 
+// ip_text is an address of 4 or 16 octets in the usual form; runs of zeros are written out.
+std::string ip_text(Bytes octets);
+
 // time_json is an ISO 8601 text, or null for a time that is not set.
 Json time_json(const SshBerTime &time);
 
