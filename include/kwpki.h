@@ -24,18 +24,21 @@
  *     with its context, posts a message through the agent and returns; the handles that it was
  *     given may be freed then. The host passes the body of each reply to
  *     KwPkiProcessAsyncResponce, which calls the callback once, on the thread that called it.
- *     A request that was answered, or whose reply never comes, is not told to anybody else.
- *     An Async function returns
+ *     There is no time-out and no way to take a request back: one that is never answered stays
+ *     remembered, with its context, until the library is unloaded. An Async function returns
  *       KWPKI_OK          the agent took the message;
- *       KWPKI_NOT_POSTED  a handle or pointer is null, the request takes more than 100 MiB (then
- *                         nothing was remembered), or the agent is missing, could not make the
- *                         message or did not take it (then the callback stays remembered: a
- *                         reply that comes all the same is delivered);
- *       another value     the agent's own status, if it would not take the message's data.
+ *       KWPKI_NOT_POSTED  a handle or pointer is null, or the request's payload is longer than
+ *                         0x63FE000 octets (just below 100 MiB): nothing was remembered; or the
+ *                         agent is missing, could not make the message or did not take it;
+ *       another value     the agent's own status, as it is, if it would not take the message's
+ *                         data. Should an agent report 0 there, that is the result.
+ *     After a failure of the agent the callback stays remembered: a reply that comes all the same
+ *     is delivered.
  *  8. The agent consists of six functions, KWMACreateMessage, KWMASetMessageData,
  *     KWMAPostMessage and KWMADeleteMessage of the library KWMA32, ZrpCreatePolicyOID and ZrpClose
- *     of KWPMAPI. Each is looked for when a request is first posted: one that is in the process
- *     already is taken, else its library is loaded. Everything but posting works without them.
+ *     of KWPMAPI. Each is looked for when a request is posted, until it is found: one that is in
+ *     the process already is taken, else its library is loaded. What was found is used until the
+ *     process ends, so the host must not unload it. Everything but posting works without them.
  *     An agent argument is handed to KWMAPostMessage as it is, null included.
  */
 #ifndef KWPKI_H
@@ -86,7 +89,7 @@ typedef KwPkiBlock *KwPkiPublicKey;
 typedef void(KWPKI_CALL *KwPkiStatusCallback)(void *context, uint32_t status);
 
 /* KwPkiCertListCallback receives a list that belongs to it (KwPkiCertListFree), or null if the
- * reply held none that could be read. */
+ * reply held none that could be read or one that takes more than 768 MiB. */
 typedef void(KWPKI_CALL *KwPkiCertListCallback)(void *context, uint32_t status, KwPkiCertList list);
 
 /* KwPkiNamesCallback receives `count` null-terminated texts with their lengths, which are freed
@@ -193,14 +196,16 @@ KwPkiStatus KWPKI_CALL KwPkiDelayLoadInitialize(void);
 
 /* KwPkiSearchKeyAllocate returns a new set of search keys, empty; never null. Each of the
  * functions below adds one key; keys of one kind may be added again and again. They return
- * KWPKI_FAILED, and add nothing, if a key cannot be made. No key is longer than 1 MiB. */
+ * KWPKI_FAILED, and add nothing, if a key cannot be made. A name as text or DER may have up to
+ * 1 MiB, other keys as much as a request takes. */
 KwPkiSearchKey KWPKI_CALL KwPkiSearchKeyAllocate(void);
 
 /* KwPkiSearchKeyFree frees a set of search keys. */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeyFree(KwPkiSearchKey key);
 
 /* KwPkiSearchKeySetDN adds a distinguished name given as text ("C=FI, O=Example, CN=First", in the
- * order of the certificate). Case and runs of blanks of its values do not matter to a search.
+ * order of the certificate). Blanks around its values and the length of runs of blanks in them do
+ * not matter to a search, nor does case in values that fit a PrintableString.
  * KWPKI_FAILED if the text is not a name or a value fits no string type. */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t ignored, KwPkiSearchKey key);
 
@@ -259,8 +264,9 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetGroupModeOn(KwPkiSearch search);
 uint32_t KWPKI_CALL KwPkiCertListIsEmpty(KwPkiCertList list);
 
 /* KwPkiCertListFirst and ...Last go to that end of a list and return the certificate there, or
- * null if the list is null or empty. The certificates belong to the list: they live until
- * KwPkiCertListFree and must not be freed. One whose encoding did not decode is empty. */
+ * null if the list is null or empty. The certificates belong to the list and live until
+ * KwPkiCertListFree; to free one with KwPkiCertFree ends the process. One whose encoding did not
+ * decode is empty. */
 KwPkiCert KWPKI_CALL KwPkiCertListFirst(KwPkiCertList list);
 KwPkiCert KWPKI_CALL KwPkiCertListLast(KwPkiCertList list);
 
@@ -315,8 +321,8 @@ KwPkiStatus KWPKI_CALL KwPkiCertRequestRemoveAsync(const char *const *names,
                                                    void *agent);
 
 /* KwPkiProcessAsyncResponce reads the body of a reply and calls the callback of its request.
- * KWPKI_OK if a callback was called. KWPKI_FAILED if the body does not decode, is longer than 100
- * MiB or belongs to no request that waits: nothing has changed then. Also KWPKI_FAILED if the
+ * KWPKI_OK if a callback was called. KWPKI_FAILED if the body does not decode, has a payload of
+ * more than 0x63FE000 octets or belongs to no request that waits: nothing has changed then. Also KWPKI_FAILED if the
  * reply is not of the kind that the request asked for, if its names cannot be read, or if the
  * callback is null: the request is then over without a call. Replies may come in any order, from
  * any thread, also from inside a callback. */

@@ -39,13 +39,14 @@ uint32_t request_identifier_take(std::atomic<uint32_t> &counter) {
   return taken;
 }
 
-void request_envelope_encode(SshSecretBlock *block, uint32_t *identifier, uint32_t type,
-                             uint32_t reserved, uint32_t status, Bytes payload) {
+SshBlock request_envelope_encode(uint32_t *length, uint32_t *identifier, uint32_t type,
+                                 uint32_t reserved, uint32_t status, Bytes payload) {
   if (status == KWPKI_NEW_REQUEST) *identifier = request_identifier_take(next_identifier);
-  block->length =
-      ssh_encode_alloc(&block->data, {ssh_put_uint32(kVersion), ssh_put_uint32(*identifier),
-                                      ssh_put_uint32(type), ssh_put_uint32(status),
-                                      ssh_put_uint32(reserved), ssh_put_uint32_str(payload)});
+  uint8_t *block = nullptr;
+  *length = ssh_encode_alloc(
+      &block, {ssh_put_uint32(kVersion), ssh_put_uint32(*identifier), ssh_put_uint32(type),
+               ssh_put_uint32(status), ssh_put_uint32(reserved), ssh_put_uint32_str(payload)});
+  return SshBlock(block);
 }
 
 bool reply_envelope_decode(Bytes message, ReplyEnvelope *envelope) {

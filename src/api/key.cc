@@ -7,7 +7,7 @@ namespace {
 
 // clear frees the exported key that a handle shows.
 void clear(KwPkiBlock &key) {
-  ssh_xfree(const_cast<uint8_t *>(key.data));
+  ssh_xfree_wiped(const_cast<uint8_t *>(key.data));
   key = {};
 }
 

@@ -36,7 +36,6 @@ KwPkiStatus KWPKI_CALL KwPkiCertListFree(KwPkiCertList list) {
   ssh_cm_cert_list_free(*list->database, list->list);
   ssh_certdb_free(list->database);
   if (KwPkiSearchState *state = list->search_state) {
-    if (state->text) ssh_wipe(state->text.get(), std::strlen(state->text.get()));
     state->~KwPkiSearchState();
     ssh_xfree(state);
   }

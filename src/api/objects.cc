@@ -13,7 +13,7 @@ KwPkiStatus KWPKI_CALL KwPkiValidityFree(KwPkiValidity validity) {
 }
 
 KwPkiStatus KWPKI_CALL KwPkiStringFree(void *string_or_block) {
-  ssh_xfree(string_or_block);
+  ssh_xfree_wiped(string_or_block);
   return KWPKI_OK;
 }
 

@@ -61,6 +61,22 @@ void prune(const Path &path) {
   }
 }
 
+void free_below(void *node, uint32_t level) {
+  if (!node) return;
+  if (level > 0) {
+    for (void *child : static_cast<Branch *>(node)->children) free_below(child, level - 1);
+  }
+  ssh_xfree(node);
+}
+
+// A host may unload the library while requests are open: the table goes with it.
+struct AtUnload {
+  ~AtUnload() {
+    const std::lock_guard guard(table);
+    free_below(std::exchange(root, nullptr), kBranchLevels);
+  }
+} at_unload;
+
 }  // namespace
 
 void pending_add(uint32_t identifier, const PendingRequest &request) {

@@ -26,27 +26,24 @@ KwPkiStatus answer_list(const PendingRequest &request, const ReplyEnvelope &repl
 // Names are the names of a reply in one copy of its payload: the octet behind each of them belongs
 // to the length of the next, which has been read when a terminator takes its place.
 struct Names {
-  SshSecretBlock octets;
-  SshSecretBlock texts, lengths;
+  SshBlock octets, texts, lengths;
   uint32_t count = 0;
 
-  [[nodiscard]] const char **text() const { return reinterpret_cast<const char **>(texts.data); }
-  [[nodiscard]] uint32_t *length() const { return reinterpret_cast<uint32_t *>(lengths.data); }
+  [[nodiscard]] const char **text() const { return reinterpret_cast<const char **>(texts.get()); }
+  [[nodiscard]] uint32_t *length() const { return reinterpret_cast<uint32_t *>(lengths.get()); }
 };
 
-void allocate(SshSecretBlock *block, size_t length) {
-  block->data = static_cast<uint8_t *>(ssh_xcalloc(length, 1));
-  block->length = static_cast<uint32_t>(length);
+SshBlock array(uint32_t count, size_t size) {
+  return SshBlock(static_cast<uint8_t *>(ssh_xcalloc(count, size)));
 }
 
 // read_names takes names up to the first that cannot be read; the others stay empty.
 void read_names(Bytes payload, Names *names) {
-  names->octets.data = static_cast<uint8_t *>(ssh_xmemdup(payload.data(), payload.size()));
-  names->octets.length = static_cast<uint32_t>(payload.size());
-  allocate(&names->texts, names->count * sizeof(char *));
-  allocate(&names->lengths, names->count * sizeof(uint32_t));
-  uint8_t *end = names->octets.data + payload.size();  // a zero octet: the empty text
-  Bytes rest = names->octets.bytes();
+  names->octets.reset(static_cast<uint8_t *>(ssh_xmemdup(payload.data(), payload.size())));
+  names->texts = array(names->count, sizeof(char *));
+  names->lengths = array(names->count, sizeof(uint32_t));
+  uint8_t *end = names->octets.get() + payload.size();  // a zero octet: the empty text
+  Bytes rest(names->octets.get(), payload.size());
   uint8_t *terminator = nullptr;
   for (uint32_t i = 0; i < names->count; ++i) {
     Bytes name;

@@ -15,6 +15,11 @@ constexpr SshCertDBLimits kLimits = {
 // Integers for the identifier, octets for the keys.
 constexpr uint32_t kDataTypes[SSH_CERTDB_KEY_TYPES] = {0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 
+// kElementMemory is what an element takes beside its certificate and keys.
+constexpr size_t kElementMemory = sizeof(SshCMCertificate) + sizeof(SshCertDBEntry) +
+                                  SSH_CERTDB_KEY_TYPES * sizeof(SshCertDBEntry *) +
+                                  sizeof(SshCMCertListNode);
+
 // Reader takes fields from the front of a payload.
 class Reader {
  public:
@@ -71,7 +76,7 @@ bool read_certificate(Reader &reader, KwPkiCertListObject &result, size_t *memor
   const bool whole = read_entry_fields(reader, *entry, memory);
   ssh_cm_cert_list_append(*result.list, *entry);
   ssh_certdb_release_entry(*result.database, *entry);  // from here on it is the list's
-  *memory += sizeof *cert + sizeof *entry + sizeof(SshCMCertListNode);
+  *memory += kElementMemory;
   return whole;
 }
 

@@ -6,8 +6,9 @@
 #include "kwpki.h"
 #include "util/bytes.h"
 
-// KWPKI_LIST_MEMORY_MAX bounds what the elements of one list may take, in octets: 100,000
-// certificates of a usual size take half of it, and a 32-bit process can still give it.
+// KWPKI_LIST_MEMORY_MAX is where a list becomes too large, in octets of what its elements hold, not
+// counting what the heap adds: 100,000 certificates of a usual size take half of it, and a 32-bit
+// process can still give it. It is looked at after each element.
 constexpr size_t KWPKI_LIST_MEMORY_MAX = 0x30000000;
 
 // reply_list_decode returns the list of a search reply, released with KwPkiCertListFree. Null if

@@ -38,18 +38,16 @@ KwPkiStatus request(KwPkiRequestType type, Callback callback, void *context, voi
   write(measured);
   if (measured.length() > KWPKI_PAYLOAD_MAX) return KWPKI_NOT_POSTED;
 
-  SshSecretBlock block;
-  uint32_t identifier = 0;
-  {
-    SshBuffer buffer;
-    ssh_buffer_reserve(buffer, static_cast<size_t>(measured.length()));
-    Payload payload(&buffer);
-    write(payload);
-    request_envelope_encode(&block, &identifier, type, 0, KWPKI_NEW_REQUEST,
-                            ssh_buffer_bytes(buffer));
-  }
+  SshBuffer buffer;
+  ssh_buffer_reserve(buffer, static_cast<size_t>(measured.length()));
+  Payload payload(&buffer);
+  write(payload);
+  uint32_t length = 0, identifier = 0;
+  const SshBlock block = request_envelope_encode(&length, &identifier, type, 0, KWPKI_NEW_REQUEST,
+                                                 ssh_buffer_bytes(buffer));
+  ssh_buffer_uninit(buffer);  // a long payload is not held twice while the agent has it
   pending_add(identifier, {reinterpret_cast<KwPkiCallback>(callback), context, request_form(type)});
-  return request_post(agent, block.bytes());
+  return request_post(agent, {block.get(), length});
 }
 
 void write_keys(Payload &payload, const SshCertDBKey *keys) {

@@ -43,15 +43,10 @@ void ssh_ber_time_set_from_unix_time(SshBerTime *time, uint32_t seconds);
 // for a bad month.
 [[nodiscard]] char *ssh_ber_time_to_string(const SshBerTime *time);
 
-// SshBerTimeText holds the readable text of a time, none for a time that is not set, and wipes it.
+// SshBerTimeText holds the readable text of a time, none for a time that is not set.
 class SshBerTimeText {
  public:
   explicit SshBerTimeText(const SshBerTime &time) : text_(ssh_ber_time_to_string(&time)) {}
-  ~SshBerTimeText() {
-    if (text_) ssh_wipe(text_.get(), std::strlen(text_.get()));
-  }
-  SshBerTimeText(const SshBerTimeText &) = delete;
-  SshBerTimeText &operator=(const SshBerTimeText &) = delete;
   [[nodiscard]] Bytes bytes() const { return text_ ? ssh_text_bytes(text_.get()) : Bytes(); }
 
  private:

@@ -129,8 +129,7 @@ void free_object(const SshCertDB &database, SshCertDBEntry &entry) {
 uint32_t free_encoding(SshCertDBEntry &entry) {
   if (!entry.ber) return 0;
   const uint32_t charge = entry.ber_len;
-  ssh_wipe(entry.ber, entry.ber_len);
-  ssh_xfree(entry.ber);
+  ssh_xfree_wiped(entry.ber);
   entry.ber = nullptr;
   entry.ber_len = 0;
   return charge;

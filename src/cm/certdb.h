@@ -109,6 +109,9 @@ using SshCertDBOwner = Owner<SshCertDB, ssh_certdb_free>;
 // type is all that same_key_next can chain.
 void ssh_certdb_store_entry(SshCertDB &database, SshCertDBEntry &entry);
 
+// References are counted by whoever takes them. An entry that is on a list of unreferenced ones
+// must not be referred to again, and only an entry with references may be pinned.
+
 // ssh_certdb_release_entry gives a reference back. The last one frees a detached entry and puts any
 // other one among those that are recycled.
 void ssh_certdb_release_entry(SshCertDB &database, SshCertDBEntry &entry);

@@ -33,10 +33,7 @@ SshCertDBKey *ssh_certdb_key_copy(const SshCertDBKey *list) {
   return copy;
 }
 
-void ssh_certdb_key_free(SshCertDBKey *key) {
-  ssh_wipe(key->data, key->length);
-  ssh_xfree(key);
-}
+void ssh_certdb_key_free(SshCertDBKey *key) { ssh_xfree_wiped(key); }
 
 void ssh_certdb_key_free_list(SshCertDBKey **list) {
   while (SshCertDBKey *key = *list) {

@@ -39,13 +39,13 @@ bool push_text(SshCertDBKey **list, SshCMKeyType type, const char *data, uint32_
 }  // namespace
 
 bool ssh_cm_key_set_dn(SshCertDBKey **list, const char *text) {
-  if (!text || std::strlen(text) > SSH_CM_KEY_MAX) return false;
+  if (!text || std::strlen(text) > SSH_CM_NAME_MAX) return false;
   Name name;
   return ssh_dn_decode_ldap(text, &name.dn) && push_name(list, name.dn);
 }
 
 bool ssh_cm_key_set_dn_der(SshCertDBKey **list, Bytes der) {
-  if (der.size() > SSH_CM_KEY_MAX) return false;
+  if (der.size() > SSH_CM_NAME_MAX) return false;
   Name name;
   return ssh_dn_decode_der(der, &name.dn) && push_name(list, name.dn);
 }
@@ -100,6 +100,7 @@ SshCMSearchConstraints *ssh_cm_search_allocate() {
 void ssh_cm_search_free(SshCMSearchConstraints *search) {
   if (!search) return;
   ssh_certdb_key_free_list(&search->keys);
+  ssh_certdb_key_free_list(&search->second_keys);
   ssh_xfree(search);
 }
 

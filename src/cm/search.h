@@ -9,6 +9,7 @@
 #include "cm/certdb_key.h"
 #include "cm/objects.h"
 #include "crypto/public_key.h"
+#include "util/buffer.h"
 
 enum SshCMKeyType : uint32_t {
   SSH_CM_KEY_DN = 3,  // a Name in canonical DER
@@ -20,11 +21,13 @@ enum SshCMKeyType : uint32_t {
   SSH_CM_KEY_PUBLIC_KEY = 13  // the SHA-1 digest of the exported key
 };
 
-// SSH_CM_KEY_MAX bounds the octets that a key is made of.
-constexpr uint32_t SSH_CM_KEY_MAX = 0x100000;
+// SSH_CM_NAME_MAX bounds the text or DER of a name that becomes a key: parsing takes many times as
+// much. SSH_CM_KEY_MAX bounds other keys: no request takes longer ones.
+constexpr size_t SSH_CM_NAME_MAX = 0x100000;
+constexpr size_t SSH_CM_KEY_MAX = SSH_BUFFER_FRESH_MAX;
 
 // The ssh_cm_key_set_ functions push a key on the front of a list. They return false, and push
-// nothing, if the key cannot be made or is made of more than SSH_CM_KEY_MAX octets.
+// nothing, if the key cannot be made or is made of more octets than that.
 
 // ssh_cm_key_set_dn takes the text of a name, ssh_cm_key_set_dn_der its DER. The key is the
 // canonical DER, never the caller's octets, so that a name matches however it was spelled.

@@ -51,7 +51,7 @@ void ssh_cmalloc_release(SshCmallocContext *context) {
   for (Block *head : context->heads) {
     while (head) {
       Block *next = head->next;
-      ssh_xfree(head);
+      ssh_xfree_wiped(head);
       head = next;
     }
   }

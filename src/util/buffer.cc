@@ -26,7 +26,7 @@ void grow(SshBuffer &buffer, uint64_t n) {
   auto *buf = static_cast<uint8_t *>(ssh_xmalloc(alloc, kTag));
   if (buffer.buf) {
     std::memcpy(buf, buffer.buf, buffer.end);
-    ssh_wipe(buffer.buf, buffer.end);
+    ssh_wipe(buffer.buf, buffer.alloc);
     ssh_xfree(buffer.buf, kTag);
   }
   buffer.alloc = alloc;

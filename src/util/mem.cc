@@ -74,6 +74,12 @@ void ssh_xfree(void *block, const char *) {
   std::free(block);
 }
 
+void ssh_xfree_wiped(void *block) {
+  if (!block) return;
+  ssh_wipe(block, ssh_mem_block_size(block));
+  ssh_xfree(block);
+}
+
 char *ssh_xstrdup(const char *text) {
   const size_t size = std::strlen(text) + 1;
   return static_cast<char *>(std::memcpy(ssh_xmalloc(size), text, size));

@@ -24,6 +24,13 @@ constexpr size_t SSH_XMALLOC_MAX = 0x6400000;
 // ssh_xfree releases a block; null is ignored.
 void ssh_xfree(void *block, const char *tag = nullptr);
 
+// ssh_xfree_wiped wipes the whole block, however long it is, and releases it; null is ignored. What
+// carried requests, replies, names or keys goes this way.
+void ssh_xfree_wiped(void *block);
+
+// ssh_mem_block_size tells how many octets of a block may be written to: at least those asked for.
+[[nodiscard]] size_t ssh_mem_block_size(void *block);
+
 // ssh_xstrdup returns a copy of the text with its terminator.
 [[nodiscard]] char *ssh_xstrdup(const char *text);
 

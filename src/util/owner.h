@@ -4,7 +4,6 @@
 
 #include <memory>
 
-#include "util/bytes.h"
 #include "util/mem.h"
 
 template <auto Free>
@@ -18,24 +17,9 @@ struct SshFreeWith {
 template <class T, auto Free>
 using Owner = std::unique_ptr<T, SshFreeWith<Free>>;
 
-// SshBlockFree releases a plain block; SshText and SshBlock own text and octets from ssh_xmalloc.
+// SshText and SshBlock own text and octets from ssh_xmalloc, and wipe them when they go.
 struct SshBlockFree {
-  void operator()(void *block) const { ssh_xfree(block); }
+  void operator()(void *block) const { ssh_xfree_wiped(block); }
 };
 using SshText = std::unique_ptr<char, SshBlockFree>;
 using SshBlock = std::unique_ptr<uint8_t, SshBlockFree>;
-
-// SshSecretBlock owns a block of a known length and wipes it before it is freed.
-struct SshSecretBlock {
-  SshSecretBlock() = default;
-  SshSecretBlock(const SshSecretBlock &) = delete;
-  SshSecretBlock &operator=(const SshSecretBlock &) = delete;
-  ~SshSecretBlock() {
-    if (data) ssh_wipe(data, length);
-    ssh_xfree(data);
-  }
-  [[nodiscard]] Bytes bytes() const { return {data, length}; }
-
-  uint8_t *data = nullptr;
-  uint32_t length = 0;
-};

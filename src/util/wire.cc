@@ -164,7 +164,7 @@ static_assert(std::size(kFormats) == SSH_FORMAT_END);
 
 // undo releases what the fields before a failed one have stored.
 void undo(const Decode &decode, std::span<const SshGet> done) {
-  for (size_t i = 0; i < decode.block_count; ++i) ssh_xfree(decode.blocks[i]);
+  for (size_t i = 0; i < decode.block_count; ++i) ssh_xfree_wiped(decode.blocks[i]);
   const Bytes cleanup(reinterpret_cast<const uint8_t *>(1), size_t{0});
   for (const SshGet &field : done) {
     if (field.code == SSH_FORMAT_SPECIAL) (void)field.decoder(cleanup, field.context);

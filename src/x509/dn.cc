@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "x509/dn_parts.h"
 
@@ -167,7 +168,9 @@ bool SshOctets::grow(size_t n) {
   if (!good_) return false;
   const size_t doubled = std::max(capacity_ * 2, kOctetsAtFirst);
   capacity_ = std::min(std::max(doubled, size_ + n), SSH_XMALLOC_MAX);
-  data_ = static_cast<uint8_t *>(ssh_xrealloc(data_, capacity_));
+  auto *grown = static_cast<uint8_t *>(ssh_xmalloc(capacity_));
+  if (size_ > 0) std::memcpy(grown, data_, size_);
+  ssh_xfree_wiped(std::exchange(data_, grown));
   return true;
 }
 

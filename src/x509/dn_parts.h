@@ -34,7 +34,7 @@ void ssh_dn_rdn_append(SshRDN *rdn, char *oid, SshStr *value);
 // input.
 class SshOctets {
  public:
-  ~SshOctets() { ssh_xfree(data_); }
+  ~SshOctets() { ssh_xfree_wiped(data_); }
   SshOctets() = default;
   SshOctets(const SshOctets &) = delete;
   SshOctets &operator=(const SshOctets &) = delete;

@@ -184,9 +184,9 @@ SshStr *ssh_str_allocate(int32_t charset, uint32_t capacity) {
 
 void ssh_str_free(SshStr *str) {
   if (!str) return;
-  ssh_xfree(str->bytes);
-  ssh_xfree(str->units16);
-  ssh_xfree(str->units32);
+  ssh_xfree_wiped(str->bytes);
+  ssh_xfree_wiped(str->units16);
+  ssh_xfree_wiped(str->units32);
   ssh_xfree(str);
 }
 
@@ -197,7 +197,7 @@ void ssh_str_realloc(SshStr *str, uint32_t letters) {
   void *grown = new_buffer(row->width, uint64_t{letters} + kGrowth);
   void *old = buffer_of(str, row->width);
   if (str->length) std::memcpy(grown, old, size_t{str->length} * row->width);
-  ssh_xfree(old);
+  ssh_xfree_wiped(old);
   set_buffer(str, row->width, grown);
   str->capacity = letters + kGrowth;
 }

@@ -66,8 +66,12 @@ uint32_t KWMAPostMessage(void *agent, void *policy_oid, void *message, uint32_t 
   host::log("post " + *static_cast<std::string *>(policy_oid) + " " + host::number(wait_ms));
   if (host::faults.post != 0x4000000 || !agent) return host::faults.post;
   auto &queue = *static_cast<host::Agent *>(agent);
+  const Der &request = static_cast<host::Message *>(message)->data;
+  if (host::faults.answer) {
+    EXPECT_EQ(host::process(wire::envelope(host::id(request), 6, 0, {})), KWPKI_OK);
+  }
   const std::lock_guard guard(queue.mutex);
-  queue.posted.push_back(static_cast<host::Message *>(message)->data);
+  queue.posted.push_back(request);
   return host::faults.post;
 }
 
@@ -135,6 +139,16 @@ TEST_F(ApiAgentTest, CallsInOrderAndEveryFailure) {
     EXPECT_EQ(host::process(wire::envelope(before, 6, 5, {})), KWPKI_OK);
     EXPECT_EQ(calls.count, 2) << row.why;
   }
+}
+
+TEST_F(ApiAgentTest, AReplyMayComeBeforeThePostReturns) {
+  Agent agent;
+  Calls calls;
+  host::faults.answer = true;
+  const uint32_t id = host::post(6, calls, agent);
+  host::faults = {};
+  EXPECT_EQ(calls.count, 1);
+  EXPECT_EQ(host::process(wire::envelope(id, 6, 0, {})), KWPKI_FAILED);
 }
 
 TEST_F(ApiAgentTest, ManyFailuresCostOneSlotEach) {

@@ -20,9 +20,11 @@ struct Agent {
   Der last() { return posted.empty() ? Der() : posted.back(); }
 };
 
-// Faults says what the functions do wrong.
+// Faults says what the functions do wrong, or too early: with `answer` a status request is answered
+// while it is being posted.
 struct Faults {
   bool create = false;
+  bool answer = false;
   uint32_t set = 0x4000000;
   uint32_t post = 0x4000000;
 };

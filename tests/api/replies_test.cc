@@ -112,6 +112,11 @@ TEST_F(ApiRepliesTest, Names) {
        KWPKI_FAILED,
        {}},
       {"far more", 0, wire::join({wire::u32(0xFFFFFFFF), wire::str("one")}), KWPKI_FAILED, {}},
+      {"more empty ones than an array can be made for",
+       0,
+       wire::join({wire::u32(0xC80001), Der(0xC80001 * 4)}),
+       KWPKI_FAILED,
+       {}},
       {"enough to wrap around",
        0,
        wire::join({wire::u32(0x40000000), wire::str("one")}),
@@ -219,8 +224,27 @@ TEST_F(ApiRepliesTest, WhatComesWithACertificate) {
   EXPECT_EQ(list->database->limits.max_memory, 0x100000u);
   EXPECT_EQ(list->database->limits.default_keep_until, 5);
   EXPECT_EQ(KwPkiCertListFree(list), KWPKI_OK);
+}
 
-  EXPECT_EQ(reply_list_decode(payload, 1000), nullptr) << "more memory than allowed";
+// What weighs most in a list is each in turn its certificates, its keys and the objects themselves.
+TEST_F(ApiRepliesTest, AListMayNotTakeTooMuchMemory) {
+  sample::CertParts large;
+  large.extensions = {sample::extension("1.2.3", der::octets(Der(20000, 0x5A)))};
+  const struct {
+    const char *why;
+    Der payload;
+    size_t least;
+  } rows[] = {
+      {"certificates", wire::list(4, {4, wire::element(large.build())}), 80000},
+      {"keys", wire::list(1, {wire::element({}, {4, wire::key(5, Der(20000, 0x5A))})}), 80000},
+      {"objects", wire::list(200, std::vector<Der>(200, wire::element({}))), 80000},
+  };
+  for (const auto &row : rows) {
+    EXPECT_EQ(reply_list_decode(row.payload, row.least), nullptr) << row.why;
+    KwPkiCertList list = reply_list_decode(row.payload, row.least * 2);
+    EXPECT_NE(list, nullptr) << row.why;
+    EXPECT_EQ(KwPkiCertListFree(list), KWPKI_OK);
+  }
 }
 
 TEST_F(ApiRepliesTest, WalkingAList) {
@@ -325,8 +349,10 @@ TEST_F(ApiRepliesTest, AHundredThousandCertificates) {
   Der payload = wire::list(kMany, {});
   for (uint32_t i = 0; i < kMany; ++i)
     payload.insert(payload.end(), element.begin(), element.end());
+  const int64_t blocks = ssh_mem_blocks();
   KwPkiCertList list = reply_list_decode(payload);
   ASSERT_NE(list, nullptr);
+  EXPECT_LE(ssh_mem_blocks() - blocks, 6 * kMany + 100);
   uint32_t count = 0;
   for (KwPkiCert cert = KwPkiCertListLast(list); cert; cert = KwPkiCertListPrev(list)) ++count;
   EXPECT_EQ(count, kMany);
@@ -360,14 +386,21 @@ TEST_F(ApiRepliesTest, NothingIsLeftBehindInFreedMemory) {
   {
     const host::SearchKey key;
     const host::Search search;
-    // Long enough that the buffer of the request has to grow.
     for (int i = 0; i < 500; ++i) ASSERT_EQ(KwPkiSearchKeySetDNS(names[0], 0, key), KWPKI_OK);
+    ASSERT_EQ(KwPkiSearchKeySetDN(("CN=" + secret + ", OU=" + secret).c_str(), 0, key), KWPKI_OK);
+    ASSERT_EQ(KwPkiSearchKeySetDN(("CN=" + secret + ", x").c_str(), 0, key), KWPKI_FAILED);
     ASSERT_EQ(KwPkiSearchSetKeys(key, search), KWPKI_OK);
     ASSERT_EQ(KwPkiSearchAsync(search, nullptr, Calls::on_list, &calls, &agent), KWPKI_OK);
   }
   answer(2, wire::list(1, {wire::element({}, {wire::key(5, Der(kSecret.begin(), kSecret.end()))})},
-                       kSecret));
+                       std::string("a\0", 2) + secret));
+  uint32_t state = 0;
+  char *text = nullptr;
+  EXPECT_NE(KwPkiGetSearchState(calls.list, &state, &text), nullptr);
+  EXPECT_EQ(KwPkiStringFree(text), KWPKI_OK);
   EXPECT_EQ(KwPkiCertListFree(std::exchange(calls.list, nullptr)), KWPKI_OK);
+  host::post(6, calls, agent);
+  answer(6, Der(kSecret.begin(), kSecret.end()));
   ASSERT_EQ(KwPkiCertAddAsync(cert, Calls::on_status, &calls, 0, &agent), KWPKI_OK);
   answer(0, {});
   ASSERT_EQ(KwPkiCertRequestRemoveAsync(names, Calls::on_status, &calls, &agent), KWPKI_OK);
@@ -375,13 +408,21 @@ TEST_F(ApiRepliesTest, NothingIsLeftBehindInFreedMemory) {
   host::post(4, calls, agent);
   answer(4, wire::join({wire::u32(2), wire::str(kSecret), wire::str(kSecret)}));
   EXPECT_THAT(calls.names, ElementsAre(secret, secret));
+  {
+    SshBuffer buffer;  // with the secret in use and, further on, consumed
+    ssh_buffer_append(buffer, ssh_text_bytes(secret));
+    ssh_buffer_append(buffer, Der(9000));
+    ssh_buffer_append(buffer, ssh_text_bytes(secret));
+    ssh_buffer_consume(buffer, ssh_buffer_len(buffer));
+    ssh_buffer_append(buffer, Der(30000));
+  }
   looking = false;
   EXPECT_EQ(unwiped, 0);
 }
 
 }  // namespace
 
-// The linker leads the library's calls of ssh_xmalloc and ssh_xfree here (tests/CMakeLists.txt).
+// The linker leads the library's calls of ssh_xmalloc and the others here (tests/CMakeLists.txt).
 // Blocks start as zeros, so that nothing is found in them that others had left there.
 extern "C" {
 void *__real__Z11ssh_xmallocmPKc(size_t size, const char *tag);
@@ -390,6 +431,11 @@ void *__wrap__Z11ssh_xmallocmPKc(size_t size, const char *tag) {
   if (looking) std::memset(block, 0, malloc_usable_size(block));
   return block;
 }
+void *__real__Z12ssh_xreallocPvmPKc(void *block, size_t size, const char *tag);
+void *__wrap__Z12ssh_xreallocPvmPKc(void *block, size_t size, const char *tag) {
+  return block ? __real__Z12ssh_xreallocPvmPKc(block, size, tag) : ssh_xmalloc(size, tag);
+}
+
 void __real__Z9ssh_xfreePvPKc(void *block, const char *tag);
 void __wrap__Z9ssh_xfreePvPKc(void *block, const char *tag) {
   if (looking && block) {

@@ -172,10 +172,12 @@ TEST_F(ApiRequestsTest, KeysThatAreRefused) {
   const Search search;
   const client::Key no_key;
   const KwPkiBlock bad_blob = {reinterpret_cast<const uint8_t *>("blob"), 4};
-  const std::string long_text((1 << 20) + 1, 'x');
+  const std::string long_name = "CN=" + std::string(1 << 20, 'x');
+  const std::string long_text(0x63FE001, 'x');
   const KwPkiStatus failed[] = {
       KwPkiSearchKeySetDN("CN", 0, keys),
       KwPkiSearchKeySetDN(nullptr, 0, keys),
+      KwPkiSearchKeySetDN(long_name.c_str(), 0, keys),
       KwPkiSearchKeySetDN("CN=a", 0, nullptr),
       KwPkiSearchKeySetDNDer(unhex("30").data(), 1, keys),
       KwPkiSearchKeySetDNDer(nullptr, 0, keys),
@@ -184,7 +186,7 @@ TEST_F(ApiRequestsTest, KeysThatAreRefused) {
       KwPkiSearchKeySetDNS("a", 0, nullptr),
       KwPkiSearchKeySetDNS(long_text.c_str(), 0, keys),
       KwPkiSearchKeySetEmail(nullptr, 4, keys),
-      KwPkiSearchKeySetURI(long_text.c_str(), (1 << 20) + 1, keys),
+      KwPkiSearchKeySetURI(long_text.c_str(), 0x63FE001, keys),
       KwPkiSearchKeySetOID(nullptr, 0, keys),
       KwPkiSearchKeySetIP(nullptr, 4, keys),
       KwPkiSearchKeySetIP(nullptr, 0, nullptr),
@@ -206,11 +208,10 @@ TEST_F(ApiRequestsTest, IdentifiersStartAgainBelowTheTopBit) {
   for (const uint32_t expected : {0x7FFFFFFDu, 0x7FFFFFFEu, 0u, 1u}) {
     EXPECT_EQ(request_identifier_take(counter), expected);
   }
-  SshSecretBlock block;
-  uint32_t identifier = 0x12345678;
-  request_envelope_encode(&block, &identifier, 9, 8, 998, unhex("ab"));
+  uint32_t length = 0, identifier = 0x12345678;
+  const SshBlock block = request_envelope_encode(&length, &identifier, 9, 8, 998, unhex("ab"));
   EXPECT_EQ(identifier, 0x12345678u) << "only the status 999 asks for a new one";
-  EXPECT_EQ(hex(block.bytes()),
+  EXPECT_EQ(hex({block.get(), length}),
             "0000000112345678"
             "00000009000003e6"
             "0000000800000001ab");

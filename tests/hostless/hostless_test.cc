@@ -55,4 +55,18 @@ TEST(Hostless, RequestsWaitForAnAgent) {
   function<decltype(KwLoopbackClose)>(RTLD_DEFAULT, "KwLoopbackClose")(agent);
 }
 
+// With the libraries on the loader's path a process that has none of the functions gets them by
+// name. tests/CMakeLists.txt runs this one so.
+TEST(Hostless, DISABLED_LibrariesAreLoadedByName) {
+  ASSERT_EQ(dlsym(RTLD_DEFAULT, "KWMAPostMessage"), nullptr);
+  EXPECT_EQ(KwPkiStatusAsync(on_data, nullptr, nullptr), KWPKI_NOT_POSTED) << "no agent is open";
+  void *library = dlopen("libKWMA32.so", RTLD_NOW | RTLD_NOLOAD);
+  ASSERT_NE(library, nullptr) << "nobody has loaded it";
+  KwLoopbackAgent *agent = nullptr;
+  ASSERT_EQ(function<decltype(KwLoopbackOpen)>(library, "KwLoopbackOpen")(nullptr, &agent),
+            nullptr);
+  EXPECT_EQ(KwPkiStatusAsync(on_data, nullptr, agent), KWPKI_OK);
+  function<decltype(KwLoopbackClose)>(library, "KwLoopbackClose")(agent);
+}
+
 }  // namespace

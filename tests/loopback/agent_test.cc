@@ -217,7 +217,7 @@ TEST_F(AgentTest, WhatWasConfirmedSurvivesAKill) {
 }
 
 // Two agents on one file, each used by two threads; all add the same certificates.
-TEST_F(AgentTest, TwoAgentsShareAFile) {
+TEST_F(AgentTest, AgentsInTwoThreadsShareAFile) {
   constexpr uint32_t kEach = 40;
   KwLoopbackAgent *agents[2] = {};
   std::vector<std::thread> threads;
