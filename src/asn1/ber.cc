@@ -170,10 +170,10 @@ SshBerExtent ssh_ber_check(Bytes octets) {
   Levels levels;
   uint32_t *outer = levels.data();
   size_t depth = 0;
-  const uint8_t *p = base;
-  const uint8_t *end = base + octets.size();
+  const uint8_t *p = base, *end = base + octets.size();
   bool indefinite = false;
   const auto leave = [&] {
+    // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.Assign): it was set on the way in
     const uint32_t level = outer[--depth];
     end = base + (level >> 1);
     indefinite = (level & 1) != 0;
@@ -221,11 +221,7 @@ SshBerExtent ssh_ber_check(Bytes octets) {
     indefinite = header.indefinite;
     if (!indefinite) end = p + header.length;
   }
-  extent.fault = true;
-  extent.fault_at = p;
-  extent.fault_inside = depth > 0;
-  --extent.elements;
-  return extent;
+  return {extent.good, extent.elements - 1, true, depth > 0, p};
 }
 
 const uint8_t *ssh_ber_element_end_walk(const SshBerElement &element, const uint8_t *end,

@@ -278,6 +278,7 @@ struct SshAsn1CompiledRead {
       return reader.read_simple(
           kOp, cursor, order, optional, found, [&reader](const SshAsn1Place &place) {
             SshAsn1Cursor inside = {place.content, place.content_end()};
+            // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): the reader has set the place
             return list<I + 1, kOp.end>(reader, inside, SshAsn1Reader::order_inside(kOp, place));
           });
     }

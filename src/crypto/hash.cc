@@ -81,9 +81,9 @@ constexpr SshHashAlgorithm kAlgorithms[] = {
     {"sha1", 20, sha1_start, sha1_work},
 };
 static_assert(std::all_of(std::begin(kAlgorithms), std::end(kAlgorithms), [](const auto &row) {
-  return row.digest_length <= SSH_HASH_DIGEST_MAX && row.digest_length <= sizeof SshHash::state &&
-         row.digest_length % 4 == 0;
+  return row.digest_length <= SSH_HASH_DIGEST_MAX && row.digest_length % 4 == 0;
 }));
+static_assert(sizeof SshHash::state >= SSH_HASH_DIGEST_MAX);
 
 }  // namespace
 

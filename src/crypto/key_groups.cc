@@ -10,7 +10,7 @@ struct Prime {
   uint8_t octets[kPrimeMax] = {};
   size_t length = 0;
 
-  consteval Prime(const char *text) {
+  consteval Prime(const char *text) {  // NOLINT(google-explicit-constructor): rows hold the digits
     uint32_t group = 0;
     size_t digits = 0;
     for (const char c : std::string_view(text).substr(2)) {

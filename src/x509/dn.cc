@@ -28,9 +28,9 @@ bool plain_type(Bytes octets) {
 
 // kPlainCharsets gives the character set of a value by its identifier octet. A bit string, which is
 // rare, goes the long way.
-constexpr int8_t kNoCharset = -1;
+constexpr int16_t kNoCharset = -1;
 constexpr auto kPlainCharsets = [] {
-  std::array<int8_t, 256> table = {};
+  std::array<int16_t, 256> table = {};
   table.fill(kNoCharset);
   table[0x0C] = SSH_CHARSET_UTF8;
   table[0x13] = SSH_CHARSET_PRINTABLE;
