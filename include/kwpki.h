@@ -1,5 +1,6 @@
-/*
- * KwPki: reads X.509 certificates and certificate revocation lists (CRLs), and asks a certificate
+/** @mainpage KwPki
+ *
+ * KwPki reads X.509 certificates and certificate revocation lists (CRLs), and asks a certificate
  * service for more of them through the management agent of the host.
  *
  * Conventions, which hold for every function unless its own words say otherwise:
@@ -26,12 +27,13 @@
  *     KwPkiProcessAsyncResponce, which calls the callback once, on the thread that called it.
  *     There is no time-out and no way to take a request back: one that is never answered stays
  *     remembered, with its context, until the library is unloaded. An Async function returns
- *       KWPKI_OK          the agent took the message;
- *       KWPKI_NOT_POSTED  a handle or pointer is null, or the request's payload is longer than
- *                         0x63FE000 octets (just below 100 MiB): nothing was remembered; or the
- *                         agent is missing, could not make the message or did not take it;
- *       another value     the agent's own status, as it is, if it would not take the message's
- *                         data. Should an agent report 0 there, that is the result.
+ *     - KWPKI_OK: the agent took the message;
+ *     - KWPKI_NOT_POSTED: a handle or pointer is null, or the request's payload is longer than
+ *       0x63FE000 octets (just below 100 MiB), and nothing was remembered; or the agent is missing,
+ *       could not make the message or did not take it;
+ *     - another value: the agent's own status as it stands, if it would not take the message's
+ *       data (a status of 0 looks like KWPKI_OK).
+ *
  *     After a failure of the agent the callback stays remembered: a reply that comes all the same
  *     is delivered.
  *  8. The agent consists of six functions, KWMACreateMessage, KWMASetMessageData,
@@ -41,11 +43,19 @@
  *     process ends, so the host must not unload it. Everything but posting works without them.
  *     An agent argument is handed to KWMAPostMessage as it is, null included.
  */
+/** @file kwpki.h
+ *  The whole interface of KwPki, in C; C++ programs include it as it is. */
 #ifndef KWPKI_H
 #define KWPKI_H
 
 #include <stdint.h>
 
+/** @defgroup types Status codes, types and callbacks
+ *  @{ */
+
+/** @def KWPKI_CALL
+ *  KWPKI_CALL is the calling convention of functions and callbacks: stdcall on 32-bit Windows, that
+ *  of the platform elsewhere. Callbacks are declared with it. */
 #if defined(_WIN32) && !defined(_WIN64)
 #define KWPKI_CALL __stdcall
 #else
@@ -56,277 +66,825 @@
 extern "C" {
 #endif
 
-/* KwPkiStatus is 0 or one of the seven codes of failure. */
+/** KwPkiStatus is 0 or one of the seven codes of failure. Those of the certificate manager,
+ *  KWPKI_REFUSED and KWPKI_REFUSED_SEVERE, are not returned by any function of this version. */
 typedef uint32_t KwPkiStatus;
 
-#define KWPKI_OK 0u
-#define KWPKI_REFUSED 0x84090001u         /* the certificate manager refused */
-#define KWPKI_REFUSED_SEVERE 0xC4090001u  /* the same, with the mark of a severe error */
-#define KWPKI_FAILED 0x84090005u          /* bad encoding, empty object or wrong argument */
-#define KWPKI_NOT_POSTED 0x84090010u      /* a request did not reach the service */
-#define KWPKI_FILE_UNREADABLE 0x84090011u /* a file, or armour in it, could not be read */
-#define KWPKI_NO_PUBLIC_KEY 0x84090012u   /* the certificate holds no usable key */
-#define KWPKI_KEY_FAILED 0x84090013u      /* a key could not be exported or imported */
+#define KWPKI_OK 0u                       /**< the function did what it says */
+#define KWPKI_REFUSED 0x84090001u         /**< the certificate manager refused */
+#define KWPKI_REFUSED_SEVERE 0xC4090001u  /**< the same, with the mark of a severe error */
+#define KWPKI_FAILED 0x84090005u          /**< bad encoding, empty object or wrong argument */
+#define KWPKI_NOT_POSTED 0x84090010u      /**< a request did not reach the service */
+#define KWPKI_FILE_UNREADABLE 0x84090011u /**< a file, or armour in it, could not be read */
+#define KWPKI_NO_PUBLIC_KEY 0x84090012u   /**< the certificate holds no usable key */
+#define KWPKI_KEY_FAILED 0x84090013u      /**< a key could not be exported or imported */
 
-/* KwPkiBlock shows octets: null and 0 for none. */
+/** KwPkiBlock shows octets: null and 0 for none. It does not own them. */
 typedef struct KwPkiBlock {
-  const uint8_t *data;
-  uint32_t length;
+  const uint8_t *data; /**< the octets */
+  uint32_t length;     /**< how many they are */
 } KwPkiBlock;
 
-/* The handles. A public key can be read through its handle: it shows the exported key, which
- * belongs to the handle, or null and 0 while it has none. */
+/** KwPkiCert is the handle of a certificate: KwPkiCertAllocate, KwPkiCertFree. Those of a list
+ *  (KwPkiCertListFirst) belong to it. */
 typedef struct KwPkiCertObject *KwPkiCert;
+/** KwPkiCrl is the handle of a CRL: KwPkiCrlAllocate, KwPkiCrlFree. */
 typedef struct KwPkiCrlObject *KwPkiCrl;
+/** KwPkiSearchKey is the handle of a set of search keys: KwPkiSearchKeyAllocate,
+ *  KwPkiSearchKeyFree. */
 typedef struct KwPkiSearchKeyObject *KwPkiSearchKey;
+/** KwPkiSearch is the handle of search constraints: KwPkiSearchAllocate, KwPkiSearchFree. */
 typedef struct KwPkiSearchObject *KwPkiSearch;
+/** KwPkiValidity is the handle of a validity period: KwPkiValidityAllocate, KwPkiValidityFree. */
 typedef struct KwPkiValidityObject *KwPkiValidity;
+/** KwPkiCertList is the handle of the result of a search. A KwPkiCertListCallback receives it and
+ *  KwPkiCertListFree frees it. */
 typedef struct KwPkiCertListObject *KwPkiCertList;
+/** KwPkiPublicKey is the handle of a public key: KwPkiPublicKeyAllocate, KwPkiPublicKeyFree. It can
+ *  be read through: it shows the exported key, which belongs to the handle, or null and 0 while it
+ *  has none. */
 typedef KwPkiBlock *KwPkiPublicKey;
 
-/* The callbacks. `context` is what was given with the request and `status` is what the service
- * says, 0 for success; the library does not interpret either. */
+/** KwPkiStatusCallback receives the answer to a request that has no more to it than a status.
+ *  - Ownership: nothing changes hands.
+ *  - Threads: it runs on the thread that called KwPkiProcessAsyncResponce.
+ *
+ *  @param[in] context  what was given with the request; the library does not interpret it
+ *  @param[in] status   what the service says, 0 for success; the library does not interpret it */
 typedef void(KWPKI_CALL *KwPkiStatusCallback)(void *context, uint32_t status);
 
-/* KwPkiCertListCallback receives a list that belongs to it (KwPkiCertListFree), or null if the
- * reply held none that could be read or one that takes more than 768 MiB. */
+/** KwPkiCertListCallback receives the answer to a search. A list may come with any status.
+ *  - Ownership: the list is the callback's; KwPkiCertListFree frees it.
+ *  - Threads: it runs on the thread that called KwPkiProcessAsyncResponce.
+ *
+ *  @param[in] context  as in KwPkiStatusCallback
+ *  @param[in] status   as in KwPkiStatusCallback
+ *  @param[in] list     what was found; null if the reply held no list that could be read, or
+ *                     one that takes more than 768 MiB */
 typedef void(KWPKI_CALL *KwPkiCertListCallback)(void *context, uint32_t status, KwPkiCertList list);
 
-/* KwPkiNamesCallback receives `count` null-terminated texts with their lengths, which are freed
- * when it returns; both arrays are null for a count of 0. */
+/** KwPkiNamesCallback receives names. It gets none if the status is not 0.
+ *  - Ownership: the names and both arrays are freed when it returns.
+ *  - Threads: it runs on the thread that called KwPkiProcessAsyncResponce.
+ *
+ *  @param[in] context  as in KwPkiStatusCallback
+ *  @param[in] status   as in KwPkiStatusCallback
+ *  @param[in] names    `count` null-terminated texts; null for a count of 0
+ *  @param[in] lengths  their lengths; null for a count of 0
+ *  @param[in] count    how many there are */
 typedef void(KWPKI_CALL *KwPkiNamesCallback)(void *context, uint32_t status,
                                              const char *const *names, const uint32_t *lengths,
                                              uint32_t count);
 
-/* KwPkiDataCallback receives a block that belongs to it (KwPkiStringFree), never null. */
+/** KwPkiDataCallback receives a block.
+ *  - Ownership: the block is the callback's; KwPkiStringFree frees it.
+ *  - Threads: it runs on the thread that called KwPkiProcessAsyncResponce.
+ *
+ *  @param[in] context  as in KwPkiStatusCallback
+ *  @param[in] status   as in KwPkiStatusCallback
+ *  @param[in] data     the block, never null
+ *  @param[in] length   its length in octets, which may be 0 */
 typedef void(KWPKI_CALL *KwPkiDataCallback)(void *context, uint32_t status, uint8_t *data,
                                             uint32_t length);
+/** @} */
 
-/* ---- Certificates -------------------------------------------------------------------------- */
+/** @defgroup certificates Certificates
+ *  @{ */
 
-/* KwPkiCertAllocate returns a new certificate, empty until KwPkiCertSetBer; never null. */
+/** KwPkiCertAllocate makes a certificate, empty until KwPkiCertSetBer.
+ *  - Ownership: the certificate is the caller's; KwPkiCertFree frees it.
+ *  - Threads: any, at any time.
+ *
+ *  @return the certificate, never null */
 KwPkiCert KWPKI_CALL KwPkiCertAllocate(void);
 
-/* KwPkiCertFree frees a certificate with the encodings that KwPkiCertGetBer showed of it. */
+/** KwPkiCertFree frees a certificate with the encodings that KwPkiCertGetBer showed of it.
+ *  - Ownership: the handle is the library's again. A certificate of a list belongs to the list and
+ *    must not be given here: that ends the process.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] cert  a certificate of KwPkiCertAllocate, or null
+ *  @retval KWPKI_OK  always */
 KwPkiStatus KWPKI_CALL KwPkiCertFree(KwPkiCert cert);
 
-/* KwPkiCertSetBer decodes the DER or BER encoding of a certificate into `cert`, replacing what it
- * held. Octets after the certificate are tolerated and kept. `data` may be what KwPkiCertGetBer
- * showed of the same certificate. KWPKI_FAILED if the encoding does not decode, has an algorithm
- * or a critical extension that the library does not know, or is longer than 64 MiB; `cert` is
- * then empty. */
+/** KwPkiCertSetBer decodes the DER or BER encoding of a certificate into `cert`, replacing what it
+ *  held. Octets after the certificate are tolerated and kept.
+ *  - Ownership: `data` stays the caller's; `cert` keeps a copy.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] data      the encoding; it may be what KwPkiCertGetBer showed of the same certificate
+ *  @param[in] length    its length in octets
+ *  @param[in,out] cert  the certificate
+ *  @retval KWPKI_OK      `cert` is set
+ *  @retval KWPKI_FAILED  the encoding does not decode, has an algorithm or a critical extension
+ *                        that the library does not know, or is longer than 64 MiB: `cert` is then
+ *                        empty; or `cert` is null, or `data` is with a length above 0: nothing has
+ *                        changed
+ *
+ *  @code{.c}
+ *  KwPkiCert read_der(const char *path) {
+ *    uint8_t *data = NULL;
+ *    uint32_t length = 0;
+ *    KwPkiCert cert = KwPkiCertAllocate();
+ *    if (KwPkiReadFile(path, 0, &data, &length) || KwPkiCertSetBer(data, length, cert)) {
+ *      KwPkiCertFree(cert);
+ *      cert = NULL;
+ *    }
+ *    KwPkiStringFree(data);
+ *    return cert;
+ *  }
+ *  @endcode */
 KwPkiStatus KWPKI_CALL KwPkiCertSetBer(const uint8_t *data, uint32_t length, KwPkiCert cert);
 
-/* KwPkiCertGetBer shows the encoding that `cert` was set to. It belongs to the certificate, is
- * valid until KwPkiCertFree, also after a further KwPkiCertSetBer, and must not be freed.
- * KWPKI_FAILED if the certificate is empty. */
+/** KwPkiCertGetBer shows the encoding that `cert` was set to.
+ *  - Ownership: the encoding belongs to the certificate, is valid until KwPkiCertFree (in a list
+ *    KwPkiCertListFree), also after a further KwPkiCertSetBer, and must not be freed.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] cert     the certificate
+ *  @param[out] data    the encoding
+ *  @param[out] length  its length in octets
+ *  @retval KWPKI_OK      the encoding is shown
+ *  @retval KWPKI_FAILED  the certificate is empty, or an argument is null */
 KwPkiStatus KWPKI_CALL KwPkiCertGetBer(KwPkiCert cert, const uint8_t **data, uint32_t *length);
 
-/* KwPkiCertGetSubjectDN gives the subject as text, in the order of the certificate: "C=FI,
- * O=Example, CN=First + UI=1". A value with octets other than ASCII letters, digits, punctuation
- * and white space is written as "#" and hexadecimal digits. KWPKI_FAILED if the certificate is
- * empty or has no subject, if a value of it is not text that the library reads, or if the text
- * would exceed 100 MiB; KwPkiCertGetSubjectDNDer works in the last two cases. */
+/** KwPkiCertGetSubjectDN gives the subject as text, in the order of the certificate: "C=FI,
+ *  O=Example, CN=First + UI=1". A value with octets other than ASCII letters, digits, punctuation
+ *  and white space is written as "#" and hexadecimal digits.
+ *  - Ownership: the text is the caller's; KwPkiStringFree frees it.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] cert   the certificate
+ *  @param[out] text  the subject
+ *  @retval KWPKI_OK      the text is given
+ *  @retval KWPKI_FAILED  the certificate is empty or has no subject, a value of it is not text that
+ *                        the library reads, or the text would exceed 100 MiB (in these last two
+ *                        cases KwPkiCertGetSubjectDNDer works); or an argument is null
+ *
+ *  @code{.c}
+ *  void print_subject(KwPkiCert cert) {
+ *    char *text = NULL;
+ *    if (KwPkiCertGetSubjectDN(cert, &text) == KWPKI_OK) printf("%s\n", text);
+ *    KwPkiStringFree(text);
+ *  }
+ *  @endcode */
 KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDN(KwPkiCert cert, char **text);
 
-/* KwPkiCertGetSubjectDNDer gives the encoding of the subject (an X.501 Name) as a block.
- * KWPKI_FAILED if the certificate is empty or has no subject. */
+/** KwPkiCertGetSubjectDNDer gives the encoding of the subject (an X.501 Name) as a block.
+ *  - Ownership: the block is the caller's; KwPkiStringFree frees it.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] cert     the certificate
+ *  @param[out] data    the block
+ *  @param[out] length  its length in octets
+ *  @retval KWPKI_OK      the block is given
+ *  @retval KWPKI_FAILED  the certificate is empty or has no subject, or an argument is null */
 KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDNDer(KwPkiCert cert, uint8_t **data, uint32_t *length);
 
-/* KwPkiCertGetSerialNumber gives the serial number as decimal text, with "-" before a negative
- * one. KWPKI_FAILED if the certificate is empty or the number takes more than 64 KiB. */
+/** KwPkiCertGetSerialNumber gives the serial number as decimal text, with "-" before a negative
+ *  one.
+ *  - Ownership: the text is the caller's; KwPkiStringFree frees it.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] cert   the certificate
+ *  @param[out] text  the number
+ *  @retval KWPKI_OK      the text is given
+ *  @retval KWPKI_FAILED  the certificate is empty, the number takes more than 64 KiB, or an
+ *                        argument is null */
 KwPkiStatus KWPKI_CALL KwPkiCertGetSerialNumber(KwPkiCert cert, char **text);
 
-/* KwPkiCertGetPublicKey exports the certificate's key into `key`; what `key` held is freed.
- * KWPKI_FAILED if the certificate is empty and KWPKI_NO_PUBLIC_KEY if it has no key that can be
- * used (Diffie-Hellman): `key` then keeps what it held. KWPKI_KEY_FAILED if the key cannot be
- * exported: `key` is then empty. */
+/** KwPkiCertGetPublicKey exports the certificate's key into `key`; what `key` held is freed.
+ *  - Ownership: the exported key belongs to `key`, until the next export into it or
+ *    KwPkiPublicKeyFree.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] cert     the certificate
+ *  @param[in,out] key  the public key
+ *  @retval KWPKI_OK             `key` shows the exported key
+ *  @retval KWPKI_FAILED         the certificate is empty, or a handle is null: `key` keeps what it
+ *                               held
+ *  @retval KWPKI_NO_PUBLIC_KEY  it has no key that can be used (Diffie-Hellman): `key` keeps what
+ *                               it held
+ *  @retval KWPKI_KEY_FAILED     the key cannot be exported: `key` is then empty
+ *
+ *  @code{.c}
+ *  uint32_t key_length(KwPkiCert cert) {
+ *    KwPkiPublicKey key = KwPkiPublicKeyAllocate();
+ *    const uint32_t length = KwPkiCertGetPublicKey(cert, key) == KWPKI_OK ? key->length : 0;
+ *    KwPkiPublicKeyFree(key);
+ *    return length;
+ *  }
+ *  @endcode */
 KwPkiStatus KWPKI_CALL KwPkiCertGetPublicKey(KwPkiCert cert, KwPkiPublicKey key);
+/** @} */
 
-/* ---- Certificate revocation lists ---------------------------------------------------------- */
+/** @defgroup crls Certificate revocation lists
+ *  @{ */
 
-/* KwPkiCrlAllocate returns a new CRL, empty until it is set or read; never null. */
+/** KwPkiCrlAllocate makes a CRL, empty until it is set or read.
+ *  - Ownership: the CRL is the caller's; KwPkiCrlFree frees it.
+ *  - Threads: any, at any time.
+ *
+ *  @return the CRL, never null */
 KwPkiCrl KWPKI_CALL KwPkiCrlAllocate(void);
 
-/* KwPkiCrlFree frees a CRL. */
+/** KwPkiCrlFree frees a CRL.
+ *  - Ownership: the handle is the library's again.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] crl  a CRL, or null
+ *  @retval KWPKI_OK  always */
 KwPkiStatus KWPKI_CALL KwPkiCrlFree(KwPkiCrl crl);
 
-/* KwPkiCrlSetBer decodes the DER or BER encoding of a CRL into `crl`, as KwPkiCertSetBer does for
- * certificates. */
+/** KwPkiCrlSetBer decodes the DER or BER encoding of a CRL into `crl`, as KwPkiCertSetBer does for
+ *  certificates.
+ *  - Ownership: `data` stays the caller's; `crl` keeps a copy.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] data     the encoding
+ *  @param[in] length   its length in octets
+ *  @param[in,out] crl  the CRL
+ *  @retval KWPKI_OK      `crl` is set
+ *  @retval KWPKI_FAILED  as for KwPkiCertSetBer */
 KwPkiStatus KWPKI_CALL KwPkiCrlSetBer(const uint8_t *data, uint32_t length, KwPkiCrl crl);
 
-/* KwPkiCrlReadFromFile reads a CRL from a base64 armoured file (see KwPkiReadFile) and sets `crl`
- * to it. KWPKI_FILE_UNREADABLE if there is no armoured block to be had: `crl` then keeps what it
- * held. KWPKI_FAILED if the block does not decode: `crl` is then empty. */
+/** KwPkiCrlReadFromFile reads a CRL from a base64 armoured file (see KwPkiReadFile) and sets `crl`
+ *  to it.
+ *  - Ownership: `path` stays the caller's; what is read belongs to `crl`.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] path     the file; null or "-" means standard input
+ *  @param[in,out] crl  the CRL
+ *  @retval KWPKI_OK               `crl` is set
+ *  @retval KWPKI_FILE_UNREADABLE  there is no armoured block to be had: `crl` keeps what it held
+ *  @retval KWPKI_FAILED           the block does not decode: `crl` is empty; or `crl` is null */
 KwPkiStatus KWPKI_CALL KwPkiCrlReadFromFile(const char *path, KwPkiCrl crl);
+/** @} */
 
-/* ---- Files, public keys and the rest ------------------------------------------------------- */
+/** @defgroup files Files, public keys and the rest
+ *  @{ */
 
-/* KwPkiReadFile reads a file into a block. With `armoured` 0 the block is the file as it stands;
- * else it is the content of the last base64 armoured block of the file, between a line that
- * starts with a dash and the next (as in PEM files; the words of these lines do not matter). A
- * null path or "-" means standard input. KWPKI_FILE_UNREADABLE if an out pointer is null, if the
- * file cannot be read, is a directory, is larger than 100 MiB, or has no armoured block that was
- * asked for; the out arguments are then left as they are. */
+/** KwPkiReadFile reads a file into a block: as it stands, or the content of the last base64
+ *  armoured block of the file, between a line that starts with a dash and the next (as in PEM
+ *  files; the words of these lines do not matter).
+ *  - Ownership: the block is the caller's; KwPkiStringFree frees it.
+ *  - Threads: any, at any time; those that read standard input at once share what comes.
+ *
+ *  @param[in] path      the file; null or "-" means standard input, which stays open
+ *  @param[in] armoured  0 for the file as it stands, else its last armoured block
+ *  @param[out] data     the block, not null even for an empty file
+ *  @param[out] length   its length in octets
+ *  @retval KWPKI_OK               the block is given
+ *  @retval KWPKI_FILE_UNREADABLE  an out pointer is null, or the file cannot be read, is a
+ *                                 directory, is larger than 100 MiB, or has no armoured block that
+ *                                 was asked for; the out arguments are then left as they are */
 KwPkiStatus KWPKI_CALL KwPkiReadFile(const char *path, uint32_t armoured, uint8_t **data,
                                      uint32_t *length);
 
-/* KwPkiPublicKeyAllocate returns a new public key without content; never null. */
+/** KwPkiPublicKeyAllocate makes a public key without content.
+ *  - Ownership: the handle is the caller's; KwPkiPublicKeyFree frees it.
+ *  - Threads: any, at any time.
+ *
+ *  @return the public key, never null */
 KwPkiPublicKey KWPKI_CALL KwPkiPublicKeyAllocate(void);
 
-/* KwPkiPublicKeyFree frees a public key and the exported key that it shows. */
+/** KwPkiPublicKeyFree frees a public key.
+ *  - Ownership: the handle is the library's again, and so is the exported key that it shows.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] key  a public key, or null
+ *  @retval KWPKI_OK  always */
 KwPkiStatus KWPKI_CALL KwPkiPublicKeyFree(KwPkiPublicKey key);
 
-/* KwPkiStringFree frees a text or block that a function gave to the caller; null is ignored.
- * Returns KWPKI_OK. */
+/** KwPkiStringFree frees a text or block that a function gave to the caller.
+ *  - Ownership: the text or block is the library's again.
+ *  - Threads: any, at any time, whichever thread it was given to.
+ *
+ *  @param[in] string_or_block  the text or block; null is ignored
+ *  @retval KWPKI_OK  always */
 KwPkiStatus KWPKI_CALL KwPkiStringFree(void *string_or_block);
 
-/* KwPkiValidityAllocate returns a new validity period with neither of its two times set; never
- * null. */
+/** KwPkiValidityAllocate makes a validity period with neither of its two times set.
+ *  - Ownership: the period is the caller's; KwPkiValidityFree frees it.
+ *  - Threads: any, at any time.
+ *
+ *  @return the validity period, never null */
 KwPkiValidity KWPKI_CALL KwPkiValidityAllocate(void);
 
-/* KwPkiValidityFree frees a validity period. */
+/** KwPkiValidityFree frees a validity period.
+ *  - Ownership: the handle is the library's again.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] validity  a validity period, or null
+ *  @retval KWPKI_OK  always */
 KwPkiStatus KWPKI_CALL KwPkiValidityFree(KwPkiValidity validity);
 
-/* KwPkiDelayLoadInitialize does nothing and returns KWPKI_OK: a host that links the library for
- * loading at first use calls it to have that happen now. */
+/** KwPkiDelayLoadInitialize does nothing: a host that links the library for loading at first use
+ *  calls it to have that happen now.
+ *  - Ownership: nothing changes hands.
+ *  - Threads: any, at any time.
+ *
+ *  @retval KWPKI_OK  always */
 KwPkiStatus KWPKI_CALL KwPkiDelayLoadInitialize(void);
+/** @} */
 
-/* ---- Search keys --------------------------------------------------------------------------- */
+/** @defgroup keys Search keys
+ *  Each KwPkiSearchKeySet function adds one key to a set; keys of one kind may be added again and
+ *  again. A function that fails adds nothing. A name as text or DER may have up to 1 MiB, other
+ *  keys as much as a request takes.
+ *  @{ */
 
-/* KwPkiSearchKeyAllocate returns a new set of search keys, empty; never null. Each of the
- * functions below adds one key; keys of one kind may be added again and again. They return
- * KWPKI_FAILED, and add nothing, if a key cannot be made. A name as text or DER may have up to
- * 1 MiB, other keys as much as a request takes. */
+/** KwPkiSearchKeyAllocate makes a set of search keys, empty.
+ *  - Ownership: the set is the caller's; KwPkiSearchKeyFree frees it.
+ *  - Threads: any, at any time.
+ *
+ *  @return the set, never null */
 KwPkiSearchKey KWPKI_CALL KwPkiSearchKeyAllocate(void);
 
-/* KwPkiSearchKeyFree frees a set of search keys. */
+/** KwPkiSearchKeyFree frees a set of search keys.
+ *  - Ownership: the handle is the library's again, with its keys; constraints have copies.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] key  a set, or null
+ *  @retval KWPKI_OK  always */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeyFree(KwPkiSearchKey key);
 
-/* KwPkiSearchKeySetDN adds a distinguished name given as text ("C=FI, O=Example, CN=First", in the
- * order of the certificate). Blanks around its values and the length of runs of blanks in them do
- * not matter to a search, nor does case in values that fit a PrintableString.
- * KWPKI_FAILED if the text is not a name or a value fits no string type. */
+/** KwPkiSearchKeySetDN adds a distinguished name given as text ("C=FI, O=Example, CN=First", in the
+ *  order of the certificate). Blanks around its values and the length of runs of blanks in them do
+ *  not matter to a search, nor does case in values that fit a PrintableString.
+ *  - Ownership: `dn` stays the caller's; the set keeps a copy.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] dn       the name, null-terminated
+ *  @param[in] ignored  any value
+ *  @param[in,out] key  the set
+ *  @retval KWPKI_OK      the key is added
+ *  @retval KWPKI_FAILED  the text is not a name, a value of it fits no string type, it is longer
+ *                        than 1 MiB, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t ignored, KwPkiSearchKey key);
 
-/* KwPkiSearchKeySetDNDer adds a distinguished name given as DER, as KwPkiSearchKeySetDN does. */
+/** KwPkiSearchKeySetDNDer adds a distinguished name given as DER, as KwPkiSearchKeySetDN does.
+ *  - Ownership: `data` stays the caller's; the set keeps a copy.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] data     the encoding of an X.501 Name
+ *  @param[in] length   its length in octets
+ *  @param[in,out] key  the set
+ *  @retval KWPKI_OK      the key is added
+ *  @retval KWPKI_FAILED  the encoding is not a name, a value of it fits no string type, it is
+ *                        longer than 1 MiB, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNDer(const uint8_t *data, uint32_t length,
                                               KwPkiSearchKey key);
 
-/* KwPkiSearchKeySetDNS, ...Email, ...URI and ...OID (dotted text) add a name of that kind as it
- * stands, octet by octet. A length of 0 stands for the length of null-terminated text. */
+/** KwPkiSearchKeySetDNS adds a DNS name as it stands, octet by octet.
+ *  - Ownership: `data` stays the caller's; the set keeps a copy.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] data     the name
+ *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
+ *  @param[in,out] key  the set
+ *  @retval KWPKI_OK      the key is added
+ *  @retval KWPKI_FAILED  the name is longer than any request, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNS(const char *data, uint32_t length, KwPkiSearchKey key);
+
+/** KwPkiSearchKeySetEmail adds a mail address as it stands, octet by octet.
+ *  - Ownership: `data` stays the caller's; the set keeps a copy.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] data     the address
+ *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
+ *  @param[in,out] key  the set
+ *  @retval KWPKI_OK      the key is added
+ *  @retval KWPKI_FAILED  the address is longer than any request, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetEmail(const char *data, uint32_t length,
                                               KwPkiSearchKey key);
+
+/** KwPkiSearchKeySetURI adds a URI as it stands, octet by octet.
+ *  - Ownership: `data` stays the caller's; the set keeps a copy.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] data     the URI
+ *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
+ *  @param[in,out] key  the set
+ *  @retval KWPKI_OK      the key is added
+ *  @retval KWPKI_FAILED  the URI is longer than any request, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetURI(const char *data, uint32_t length, KwPkiSearchKey key);
+
+/** KwPkiSearchKeySetOID adds an object identifier as it stands, octet by octet.
+ *  - Ownership: `data` stays the caller's; the set keeps a copy.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] data     the identifier as dotted text
+ *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
+ *  @param[in,out] key  the set
+ *  @retval KWPKI_OK      the key is added
+ *  @retval KWPKI_FAILED  the text is longer than any request, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetOID(const char *data, uint32_t length, KwPkiSearchKey key);
 
-/* KwPkiSearchKeySetIP adds an address of 4 or 16 octets, as a certificate holds it. Other lengths
- * are taken as well; a length of 0 is an empty key. */
+/** KwPkiSearchKeySetIP adds an address of 4 or 16 octets, as a certificate holds it. Other lengths
+ *  are taken as well.
+ *  - Ownership: `data` stays the caller's; the set keeps a copy.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] data     the octets of the address
+ *  @param[in] length   how many they are; 0 is an empty key, for which `data` may be null
+ *  @param[in,out] key  the set
+ *  @retval KWPKI_OK      the key is added
+ *  @retval KWPKI_FAILED  the length is above that of any request, `key` is null, or `data` is with
+ *                        a length above 0 */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetIP(const uint8_t *data, uint32_t length,
                                            KwPkiSearchKey key);
 
-/* KwPkiSearchKeySetPublicKey adds the SHA-1 digest of a public key. KWPKI_KEY_FAILED if
- * `public_key` is null, empty or cannot be imported. */
+/** KwPkiSearchKeySetPublicKey adds the SHA-1 digest of a public key.
+ *  - Ownership: `public_key` stays the caller's; the set keeps the digest only.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] public_key  the public key
+ *  @param[in,out] key     the set
+ *  @retval KWPKI_OK          the key is added
+ *  @retval KWPKI_KEY_FAILED  `public_key` is null, empty or cannot be imported
+ *  @retval KWPKI_FAILED      `key` is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetPublicKey(KwPkiPublicKey public_key, KwPkiSearchKey key);
+/** @} */
 
-/* ---- Search constraints -------------------------------------------------------------------- */
+/** @defgroup constraints Search constraints
+ *  What the values set here mean is the service's affair.
+ *  @{ */
 
-/* KwPkiSearchAllocate returns new constraints that exclude nothing; never null. What the values
- * set below mean is the service's affair. */
+/** KwPkiSearchAllocate makes constraints that exclude nothing.
+ *  - Ownership: the constraints are the caller's; KwPkiSearchFree frees them.
+ *  - Threads: any, at any time.
+ *
+ *  @return the constraints, never null */
 KwPkiSearch KWPKI_CALL KwPkiSearchAllocate(void);
 
-/* KwPkiSearchFree frees constraints. */
+/** KwPkiSearchFree frees constraints.
+ *  - Ownership: the handle is the library's again, with the copies of keys that it holds.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] search  constraints, or null
+ *  @retval KWPKI_OK  always */
 KwPkiStatus KWPKI_CALL KwPkiSearchFree(KwPkiSearch search);
 
-/* KwPkiSearchSetUnixTime sets the time range, both ends in seconds since 1970-01-01 00:00:00 UTC
- * (unsigned, up to 2106). */
+/** KwPkiSearchSetUnixTime sets the time range, both ends in seconds since 1970-01-01 00:00:00 UTC
+ *  (unsigned, up to 2106).
+ *  - Ownership: nothing changes hands.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] not_before  the start
+ *  @param[in] not_after   the end
+ *  @param[in,out] search  the constraints
+ *  @retval KWPKI_OK      the range is set
+ *  @retval KWPKI_FAILED  `search` is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetUnixTime(uint32_t not_before, uint32_t not_after,
                                               KwPkiSearch search);
 
-/* KwPkiSearchSetKeys gives the constraints a copy of the keys in `key`, in which more may be added
- * afterwards without effect on them. KWPKI_FAILED, and no change, if they have keys already. */
+/** KwPkiSearchSetKeys gives the constraints a copy of the keys in `key`, in which more may be added
+ *  afterwards without effect on them.
+ *  - Ownership: `key` stays the caller's (KwPkiSearchKeyFree); the copy belongs to `search`.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] key         the set; an empty one changes nothing
+ *  @param[in,out] search  the constraints
+ *  @retval KWPKI_OK      the keys are set
+ *  @retval KWPKI_FAILED  the constraints have keys already, or a handle is null: no change
+ *
+ *  @code{.c}
+ *  KwPkiSearch search_for_host(const char *name) {
+ *    KwPkiSearchKey key = KwPkiSearchKeyAllocate();
+ *    KwPkiSearch search = KwPkiSearchAllocate();
+ *    if (KwPkiSearchKeySetDNS(name, 0, key) || KwPkiSearchSetKeys(key, search)) {
+ *      KwPkiSearchFree(search);
+ *      search = NULL;
+ *    }
+ *    KwPkiSearchKeyFree(key);
+ *    return search;
+ *  }
+ *  @endcode */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetKeys(KwPkiSearchKey key, KwPkiSearch search);
 
-/* These store a value: the type of key, the bits of key usage, the length of a path (0xFFFFFFFF,
- * the initial value: any) and the rule. */
+/** KwPkiSearchSetKeyType stores the type of key.
+ *  - Ownership: nothing changes hands.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] value       the type, 0 at first
+ *  @param[in,out] search  the constraints
+ *  @retval KWPKI_OK      the value is stored
+ *  @retval KWPKI_FAILED  `search` is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetKeyType(uint32_t value, KwPkiSearch search);
+
+/** KwPkiSearchSetKeyUsage stores the bits of key usage.
+ *  - Ownership: nothing changes hands.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] value       the bits, 0 at first
+ *  @param[in,out] search  the constraints
+ *  @retval KWPKI_OK      the value is stored
+ *  @retval KWPKI_FAILED  `search` is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetKeyUsage(uint32_t value, KwPkiSearch search);
+
+/** KwPkiSearchSetPathLength stores the length of a path.
+ *  - Ownership: nothing changes hands.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] value       the length; 0xFFFFFFFF, the initial value, means any
+ *  @param[in,out] search  the constraints
+ *  @retval KWPKI_OK      the value is stored
+ *  @retval KWPKI_FAILED  `search` is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetPathLength(uint32_t value, KwPkiSearch search);
+
+/** KwPkiSearchSetRule stores the rule.
+ *  - Ownership: nothing changes hands.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] value       the rule, 0 at first
+ *  @param[in,out] search  the constraints
+ *  @retval KWPKI_OK      the value is stored
+ *  @retval KWPKI_FAILED  `search` is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetRule(uint32_t value, KwPkiSearch search);
 
-/* KwPkiSearchSetGroupModeOn sets group mode; nothing unsets it. */
+/** KwPkiSearchSetGroupModeOn sets group mode; nothing unsets it.
+ *  - Ownership: nothing changes hands.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in,out] search  the constraints
+ *  @retval KWPKI_OK      group mode is set
+ *  @retval KWPKI_FAILED  `search` is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetGroupModeOn(KwPkiSearch search);
+/** @} */
 
-/* ---- Certificate lists --------------------------------------------------------------------- */
+/** @defgroup lists Certificate lists
+ *  A list has one position, which starts before the first use of KwPkiCertListFirst or
+ *  KwPkiCertListLast at no certificate. A certificate of it whose encoding did not decode is empty.
+ *  @{ */
 
-/* KwPkiCertListIsEmpty returns 1 for a null or empty list, else 0. */
+/** KwPkiCertListIsEmpty tells whether a list holds no certificate.
+ *  - Ownership: nothing changes hands.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] list  the list
+ *  @return 1 for a null or empty list, else 0 */
 uint32_t KWPKI_CALL KwPkiCertListIsEmpty(KwPkiCertList list);
 
-/* KwPkiCertListFirst and ...Last go to that end of a list and return the certificate there, or
- * null if the list is null or empty. The certificates belong to the list and live until
- * KwPkiCertListFree; to free one with KwPkiCertFree ends the process. One whose encoding did not
- * decode is empty. */
+/** KwPkiCertListFirst goes to the first certificate of a list.
+ *  - Ownership: the certificate belongs to the list: it lives until KwPkiCertListFree; giving it
+ *    to KwPkiCertFree ends the process.
+ *  - Threads: see convention 6; it moves the position of the list.
+ *
+ *  @param[in,out] list  the list
+ *  @return the certificate there, or null if the list is null or empty
+ *
+ *  @code{.c}
+ *  void print_serial_numbers(KwPkiCertList list) {
+ *    for (KwPkiCert cert = KwPkiCertListFirst(list); cert; cert = KwPkiCertListNext(list)) {
+ *      char *text = NULL;
+ *      if (KwPkiCertGetSerialNumber(cert, &text) == KWPKI_OK) printf("%s\n", text);
+ *      KwPkiStringFree(text);
+ *    }
+ *  }
+ *  @endcode */
 KwPkiCert KWPKI_CALL KwPkiCertListFirst(KwPkiCertList list);
+
+/** KwPkiCertListLast goes to the last certificate of a list.
+ *  - Ownership: the certificate belongs to the list, as that of KwPkiCertListFirst.
+ *  - Threads: see convention 6; it moves the position of the list.
+ *
+ *  @param[in,out] list  the list
+ *  @return the certificate there, or null if the list is null or empty */
 KwPkiCert KWPKI_CALL KwPkiCertListLast(KwPkiCertList list);
 
-/* KwPkiCertListNext and ...Prev go one step on and return the certificate there; at the end they
- * stay and return null, as they do before the first use of KwPkiCertListFirst or ...Last. */
+/** KwPkiCertListNext goes one step on; at the end it stays.
+ *  - Ownership: the certificate belongs to the list, as that of KwPkiCertListFirst.
+ *  - Threads: see convention 6; it moves the position of the list.
+ *
+ *  @param[in,out] list  the list
+ *  @return the certificate there; null at the end, before the first use of KwPkiCertListFirst or
+ *          KwPkiCertListLast, and for a null list */
 KwPkiCert KWPKI_CALL KwPkiCertListNext(KwPkiCertList list);
+
+/** KwPkiCertListPrev goes one step back; at the first certificate it stays.
+ *  - Ownership: the certificate belongs to the list, as that of KwPkiCertListFirst.
+ *  - Threads: see convention 6; it moves the position of the list.
+ *
+ *  @param[in,out] list  the list
+ *  @return the certificate there; null if it stayed, before the first use of KwPkiCertListFirst or
+ *          KwPkiCertListLast, and for a null list */
 KwPkiCert KWPKI_CALL KwPkiCertListPrev(KwPkiCertList list);
 
-/* KwPkiCertListCurrent returns the certificate that the last step led to, or null. */
+/** KwPkiCertListCurrent tells where the last step led to.
+ *  - Ownership: the certificate belongs to the list, as that of KwPkiCertListFirst.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] list  the list
+ *  @return the certificate there, or null if there was no step yet or the list is null or empty */
 KwPkiCert KWPKI_CALL KwPkiCertListCurrent(KwPkiCertList list);
 
-/* KwPkiCertListFree frees a list with its certificates. */
+/** KwPkiCertListFree frees a list.
+ *  - Ownership: the handle is the library's again, with its certificates and what KwPkiCertGetBer
+ *    showed of them.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] list  a list, or null
+ *  @retval KWPKI_OK  always */
 KwPkiStatus KWPKI_CALL KwPkiCertListFree(KwPkiCertList list);
 
-/* KwPkiGetSearchState stores what the service said of the state of its search in `*state`. If it
- * said more in words, these are stored in `*text` and returned as well, one text that is the
- * caller's own. Null means that there are no words, which is no failure, or that an argument is
- * null; `*text` is then left as it is, and for a null argument `*state` too. */
+/** KwPkiGetSearchState tells what the service said of the state of its search and, if it said more,
+ *  gives these words.
+ *  - Ownership: `*text` and the result are one text, the caller's; KwPkiStringFree frees it, once.
+ *  - Threads: see convention 6.
+ *
+ *  @param[in] list    the list that came with the reply
+ *  @param[out] state  the state
+ *  @param[out] text   the words; left as it is if there are none
+ *  @return the words; null if there are none, which is no failure, or if an argument is null:
+ *          `*state` is then left as it is, too
+ *
+ *  @code{.c}
+ *  void print_state(KwPkiCertList list) {
+ *    uint32_t state = 0;
+ *    char *text = NULL;
+ *    KwPkiGetSearchState(list, &state, &text);
+ *    printf("state %u: %s\n", (unsigned)state, text ? text : "no more was said");
+ *    KwPkiStringFree(text);
+ *  }
+ *  @endcode */
 char *KWPKI_CALL KwPkiGetSearchState(KwPkiCertList list, uint32_t *state, char **text);
+/** @} */
 
-/* ---- Requests and replies ------------------------------------------------------------------ */
+/** @defgroup requests Requests and replies
+ *  Convention 7 tells how a request goes out and how its reply reaches the callback. A null
+ *  callback is taken: KwPkiProcessAsyncResponce then ends the request without a call.
+ *  @{ */
 
-/* KwPkiCertAddAsync asks the service to add a certificate, KwPkiCrlAddAsync to add a CRL. `options`
- * is handed on as it is. An empty handle sends an empty encoding. */
+/** KwPkiCertAddAsync asks the service to add a certificate.
+ *  - Ownership: `cert` stays the caller's and may be freed then; `context` is never looked at.
+ *  - Threads: any number at once (convention 6), with handles of their own.
+ *
+ *  @param[in] cert      the certificate; an empty one sends an empty encoding
+ *  @param[in] callback  what the reply is told to
+ *  @param[in] context   what the callback receives
+ *  @param[in] options   handed on to the service as it is
+ *  @param[in] agent     handed to KWMAPostMessage as it is
+ *  @retval KWPKI_OK          the agent took the message
+ *  @retval KWPKI_NOT_POSTED  `cert` is null, or another reason of convention 7
+ *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiCertAddAsync(KwPkiCert cert, KwPkiStatusCallback callback,
                                          void *context, uint32_t options, void *agent);
+
+/** KwPkiCrlAddAsync asks the service to add a CRL.
+ *  - Ownership: `crl` stays the caller's and may be freed then; `context` is never looked at.
+ *  - Threads: any number at once (convention 6), with handles of their own.
+ *
+ *  @param[in] crl       the CRL; an empty one sends an empty encoding
+ *  @param[in] callback  what the reply is told to
+ *  @param[in] context   what the callback receives
+ *  @param[in] agent     handed to KWMAPostMessage as it is
+ *  @retval KWPKI_OK          the agent took the message
+ *  @retval KWPKI_NOT_POSTED  `crl` is null, or another reason of convention 7
+ *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiCrlAddAsync(KwPkiCrl crl, KwPkiStatusCallback callback, void *context,
                                         void *agent);
 
-/* KwPkiSearchAsync asks for the certificates that meet the constraints, KwPkiSearchPathAsync for a
- * path from what meets the first to what meets the second. A null `validity` is one with neither
- * time set. */
+/** KwPkiSearchAsync asks for the certificates that meet the constraints.
+ *  - Ownership: the handles stay the caller's and may be freed then; the callback receives a list
+ *    that it frees (KwPkiCertListFree); `context` is never looked at.
+ *  - Threads: any number at once (convention 6), with handles of their own.
+ *
+ *  @param[in] search    the constraints
+ *  @param[in] validity  the validity period; null is one with neither time set
+ *  @param[in] callback  what the reply is told to
+ *  @param[in] context   what the callback receives
+ *  @param[in] agent     handed to KWMAPostMessage as it is
+ *  @retval KWPKI_OK          the agent took the message
+ *  @retval KWPKI_NOT_POSTED  `search` is null, or another reason of convention 7
+ *  @return else the agent's own status for data that it would not take
+ *
+ *  @code{.c}
+ *  static void KWPKI_CALL on_found(void *context, uint32_t status, KwPkiCertList list) {
+ *    printf("%s: status %u, %s\n", (const char *)context, (unsigned)status,
+ *           KwPkiCertListIsEmpty(list) ? "nothing found" : "found");
+ *    KwPkiCertListFree(list);
+ *  }
+ *
+ *  KwPkiStatus ask(KwPkiSearch search, void *agent) {
+ *    static char label[] = "my search";
+ *    return KwPkiSearchAsync(search, NULL, on_found, label, agent);
+ *  }
+ *  @endcode */
 KwPkiStatus KWPKI_CALL KwPkiSearchAsync(KwPkiSearch search, KwPkiValidity validity,
                                         KwPkiCertListCallback callback, void *context, void *agent);
+
+/** KwPkiSearchPathAsync asks for a path from what meets the first constraints to what meets the
+ *  second.
+ *  - Ownership: as for KwPkiSearchAsync.
+ *  - Threads: any number at once (convention 6), with handles of their own.
+ *
+ *  @param[in] first     the constraints of the one end
+ *  @param[in] second    those of the other, which may be the same handle
+ *  @param[in] validity  the validity period; null is one with neither time set
+ *  @param[in] callback  what the reply is told to
+ *  @param[in] context   what the callback receives
+ *  @param[in] agent     handed to KWMAPostMessage as it is
+ *  @retval KWPKI_OK          the agent took the message
+ *  @retval KWPKI_NOT_POSTED  `first` or `second` is null, or another reason of convention 7
+ *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiSearchPathAsync(KwPkiSearch first, KwPkiSearch second,
                                             KwPkiValidity validity, KwPkiCertListCallback callback,
                                             void *context, void *agent);
 
-/* KwPkiCaNamesAsync asks for the names of certification authorities, KwPkiStatusAsync for a block
- * that tells the state of the service. */
+/** KwPkiCaNamesAsync asks for the names of certification authorities.
+ *  - Ownership: what the callback receives is freed when it returns; `context` is never looked at.
+ *  - Threads: any number at once (convention 6).
+ *
+ *  @param[in] callback  what the reply is told to
+ *  @param[in] context   what the callback receives
+ *  @param[in] agent     handed to KWMAPostMessage as it is
+ *  @retval KWPKI_OK          the agent took the message
+ *  @retval KWPKI_NOT_POSTED  a reason of convention 7
+ *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiCaNamesAsync(KwPkiNamesCallback callback, void *context, void *agent);
+
+/** KwPkiStatusAsync asks for a block that tells the state of the service.
+ *  - Ownership: the callback receives a block that it frees (KwPkiStringFree); `context` is never
+ *    looked at.
+ *  - Threads: any number at once (convention 6).
+ *
+ *  @param[in] callback  what the reply is told to
+ *  @param[in] context   what the callback receives
+ *  @param[in] agent     handed to KWMAPostMessage as it is
+ *  @retval KWPKI_OK          the agent took the message
+ *  @retval KWPKI_NOT_POSTED  a reason of convention 7
+ *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiStatusAsync(KwPkiDataCallback callback, void *context, void *agent);
 
-/* KwPkiCertRequestAsync hands a request for a certificate to the service, with four names and a
- * further text; KwPkiCertRequestRemoveAsync takes the one of these names back. `names` points to
- * four texts; each of them, and `further`, may be null and is then sent as empty. */
+/** KwPkiCertRequestAsync hands a request for a certificate to the service, with four names and a
+ *  further text.
+ *  - Ownership: block, names and text stay the caller's and may be freed then; `context` is never
+ *    looked at.
+ *  - Threads: any number at once (convention 6).
+ *
+ *  @param[in] request   the request; it may be empty
+ *  @param[in] names     four texts; each may be null and is then sent as empty
+ *  @param[in] further   the further text; it may be null and is then sent as empty
+ *  @param[in] callback  what the reply is told to
+ *  @param[in] context   what the callback receives
+ *  @param[in] agent     handed to KWMAPostMessage as it is
+ *  @retval KWPKI_OK          the agent took the message
+ *  @retval KWPKI_NOT_POSTED  `request` or `names` is null, the request's data is null with a length
+ *                            above 0, or another reason of convention 7
+ *  @return else the agent's own status for data that it would not take
+ *
+ *  @code{.c}
+ *  static void KWPKI_CALL on_status(void *context, uint32_t status) {
+ *    *(uint32_t *)context = status;
+ *  }
+ *
+ *  KwPkiStatus hand_in(const uint8_t *data, uint32_t length, uint32_t *status, void *agent) {
+ *    const KwPkiBlock request = {data, length};
+ *    const char *const names[4] = {"first", "second", NULL, NULL};
+ *    return KwPkiCertRequestAsync(&request, names, NULL, on_status, status, agent);
+ *  }
+ *  @endcode */
 KwPkiStatus KWPKI_CALL KwPkiCertRequestAsync(const KwPkiBlock *request, const char *const *names,
                                              const char *further, KwPkiStatusCallback callback,
                                              void *context, void *agent);
+
+/** KwPkiCertRequestRemoveAsync takes the request with these names (KwPkiCertRequestAsync) back.
+ *  - Ownership: the names stay the caller's and may be freed then; `context` is never looked at.
+ *  - Threads: any number at once (convention 6).
+ *
+ *  @param[in] names     four texts; each may be null and is then sent as empty
+ *  @param[in] callback  what the reply is told to
+ *  @param[in] context   what the callback receives
+ *  @param[in] agent     handed to KWMAPostMessage as it is
+ *  @retval KWPKI_OK          the agent took the message
+ *  @retval KWPKI_NOT_POSTED  `names` is null, or another reason of convention 7
+ *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiCertRequestRemoveAsync(const char *const *names,
                                                    KwPkiStatusCallback callback, void *context,
                                                    void *agent);
 
-/* KwPkiProcessAsyncResponce reads the body of a reply and calls the callback of its request.
- * KWPKI_OK if a callback was called. KWPKI_FAILED if the body does not decode, has a payload of
- * more than 0x63FE000 octets or belongs to no request that waits: nothing has changed then. Also KWPKI_FAILED if the
- * reply is not of the kind that the request asked for, if its names cannot be read, or if the
- * callback is null: the request is then over without a call. Replies may come in any order, from
- * any thread, also from inside a callback. */
+/** KwPkiProcessAsyncResponce reads the body of a reply and calls the callback of its request.
+ *  - Ownership: `data` stays the caller's; what the callback receives, its own comment tells.
+ *  - Threads: any number at once, also from inside a callback; replies may come in any order. The
+ *    callback runs on this thread.
+ *
+ *  @param[in] data    the body
+ *  @param[in] length  its length in octets
+ *  @retval KWPKI_OK      a callback was called
+ *  @retval KWPKI_FAILED  the body does not decode, is null, has a payload of more than 0x63FE000
+ *                        octets, or belongs to no request that waits: nothing has changed then.
+ *                        Or the reply is not of the kind that the request asked for, its names
+ *                        cannot be read, or the callback is null: the request is then over without
+ *                        a call
+ *
+ *  @code{.c}
+ *  void on_message(const uint8_t *body, uint32_t length) {
+ *    if (KwPkiProcessAsyncResponce(body, length) != KWPKI_OK) printf("a reply to no request\n");
+ *  }
+ *  @endcode */
 KwPkiStatus KWPKI_CALL KwPkiProcessAsyncResponce(const uint8_t *data, uint32_t length);
+/** @} */
 
 #ifdef __cplusplus
 }

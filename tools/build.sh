@@ -5,6 +5,6 @@ set -eu
 cd "$(dirname "$0")/.."
 preset=$1
 shift
-tools/setup.sh
+tools/setup.sh "$preset"
 cmake --preset "$preset"
 cmake --build --preset "$preset" ${1:+--target "$@"}

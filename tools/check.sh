@@ -1,15 +1,19 @@
 #!/bin/sh
 # check.sh looks at the tree before a commit: formatting, clang-tidy, and the tests that hold the rules
-# of the layers. tools/check.sh --fix formats instead of complaining.
+# of the layers; then every test and fuzz corpus in 32 bits. tools/check.sh --fix formats instead of
+# complaining.
 set -eu
 cd "$(dirname "$0")/.."
 mode="--dry-run -Werror"
 test "${1:-}" != --fix || mode=-i
 
-find src include tests tools fuzz bench examples -name '*.h' -o -name '*.cc' -o -name '*.c' |
+find src include tests tools fuzz bench examples loopback -name '*.h' -o -name '*.cc' -o -name '*.c' |
   xargs clang-format-14 $mode
 
 tools/build.sh sanitize-clang
 find src -name '*.cc' ! -name '*_win32.cc' | sort |
   xargs -n 1 -P "$(nproc)" clang-tidy-14 --quiet -p build/sanitize-clang
 ctest --preset sanitize-clang -L 'layers|compile_fail'
+
+tools/build.sh sanitize-32
+ctest --preset sanitize-32 -j "$(nproc)" -LE 'layers|compile_fail'

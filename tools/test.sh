@@ -1,7 +1,7 @@
 #!/bin/sh
 # test.sh is the whole proof: every test in the release build, every test again under the sanitizers,
-# the tests with threads under ThreadSanitizer, and the tree built without a warning by the second
-# compiler, which replays the fuzz corpora.
+# the tests with threads under ThreadSanitizer, the tree built without a warning by the second
+# compiler, which replays the fuzz corpora, and the Windows library with its tests under Wine.
 set -eu
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
@@ -20,3 +20,6 @@ $fixed ctest --preset tsan -j "$jobs" -R Threads
 
 tools/build.sh sanitize-clang
 ctest --preset sanitize-clang -j "$jobs" -L 'fuzz|layers|compile_fail'
+
+tools/build.sh windows
+ctest --preset windows

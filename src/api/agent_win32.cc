@@ -3,21 +3,33 @@
 #include <psapi.h>
 
 #include <algorithm>
-#include <iterator>
 
 #include "api/agent.h"
+#include "util/owner.h"
 
-void *find_host_function(const char *library, const char *name) {
-  HMODULE modules[1024];  // those beyond are looked at by name only
-  DWORD size = 0;
-  if (K32EnumProcessModules(GetCurrentProcess(), modules, sizeof modules, &size)) {
-    const size_t count = std::min<size_t>(size / sizeof *modules, std::size(modules));
-    for (size_t i = 0; i < count; ++i) {
-      if (FARPROC address = GetProcAddress(modules[i], name)) {
-        return reinterpret_cast<void *>(address);
-      }
+namespace {
+
+// find_in_process looks into every module of the process. One that is loaded meanwhile may be missed.
+void *find_in_process(const char *name) {
+  HMODULE first = nullptr;
+  DWORD size = 0, listed = 0;
+  if (!K32EnumProcessModules(GetCurrentProcess(), &first, sizeof first, &size)) return nullptr;
+  const SshBlock block(static_cast<uint8_t *>(ssh_xmalloc(size)));
+  auto *modules = reinterpret_cast<HMODULE *>(block.get());
+  if (!K32EnumProcessModules(GetCurrentProcess(), modules, size, &listed)) return nullptr;
+  const size_t count = std::min(size, listed) / sizeof *modules;
+  for (size_t i = 0; i < count; ++i) {
+    if (FARPROC address = GetProcAddress(modules[i], name)) {
+      return reinterpret_cast<void *>(address);
     }
   }
+  return nullptr;
+}
+
+}  // namespace
+
+void *find_host_function(const char *library, const char *name) {
+  if (void *address = find_in_process(name)) return address;
   // Never freed: its functions are used until the process ends.
   HMODULE loaded = LoadLibraryA(library);
   return loaded ? reinterpret_cast<void *>(GetProcAddress(loaded, name)) : nullptr;

@@ -3,6 +3,7 @@
 #include <iterator>
 #include <mutex>
 
+#include "util/lock.h"
 #include "util/mem.h"
 #include "util/wire.h"
 
@@ -29,7 +30,7 @@ uint32_t request_identifier_take(std::atomic<uint32_t> &counter) {
   // The critical section is each call's own, deliberately, and so holds nobody up: it is the
   // exchange that keeps calls apart.
   constexpr uint32_t kEnd = 0x7FFFFFFF;
-  std::mutex section;
+  SshLock section;
   const std::lock_guard inside(section);
   uint32_t now = counter.load(std::memory_order_relaxed);
   uint32_t taken = 0;

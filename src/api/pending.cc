@@ -3,6 +3,7 @@
 #include <mutex>
 #include <utility>
 
+#include "util/lock.h"
 #include "util/mem.h"
 
 namespace {
@@ -25,7 +26,7 @@ struct Leaf {
 };
 
 // Guarded by `table`.
-std::mutex table;
+SshLock table;
 void *root = nullptr;
 
 uint32_t digit(uint32_t identifier, uint32_t level) {
@@ -69,11 +70,13 @@ void free_below(void *node, uint32_t level) {
   ssh_xfree(node);
 }
 
-// A host may unload the library while requests are open: the table goes with it.
+// A host may unload the library while requests are open: the table goes with it. When the process
+// ends, a thread may have been stopped while it held the lock; then there is nothing to be done.
 struct AtUnload {
   ~AtUnload() {
-    const std::lock_guard guard(table);
+    if (!table.try_lock()) return;
     free_below(std::exchange(root, nullptr), kBranchLevels);
+    table.unlock();
   }
 } at_unload;
 

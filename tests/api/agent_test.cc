@@ -34,35 +34,36 @@ std::string number(uint32_t value) { return std::to_string(value); }
 
 extern "C" {
 
-uint32_t ZrpCreatePolicyOID(const char *text, void **handle) {
+uint32_t KWPKI_CALL ZrpCreatePolicyOID(const char *text, void **handle) {
   host::log(std::string("policy ") + text);
   ++host::things;
   *handle = new std::string(text);
   return 0x80000001;  // its result means nothing
 }
 
-uint32_t ZrpClose(void *handle) {
+uint32_t KWPKI_CALL ZrpClose(void *handle) {
   host::log("close");
   --host::things;
   delete static_cast<std::string *>(handle);
   return 0x80000001;
 }
 
-void *KWMACreateMessage(uint32_t kind) {
+void *KWPKI_CALL KWMACreateMessage(uint32_t kind) {
   host::log("create " + host::number(kind));
   if (host::faults.create) return nullptr;
   ++host::things;
   return new host::Message;
 }
 
-uint32_t KWMASetMessageData(void *message, const void *data, uint32_t length) {
+uint32_t KWPKI_CALL KWMASetMessageData(void *message, const void *data, uint32_t length) {
   host::log("set " + host::number(length));
   const auto *octets = static_cast<const uint8_t *>(data);
   static_cast<host::Message *>(message)->data.assign(octets, octets + length);
   return host::faults.set;
 }
 
-uint32_t KWMAPostMessage(void *agent, void *policy_oid, void *message, uint32_t wait_ms) {
+uint32_t KWPKI_CALL KWMAPostMessage(void *agent, void *policy_oid, void *message,
+                                    uint32_t wait_ms) {
   host::log("post " + *static_cast<std::string *>(policy_oid) + " " + host::number(wait_ms));
   if (host::faults.post != 0x4000000 || !agent) return host::faults.post;
   auto &queue = *static_cast<host::Agent *>(agent);
@@ -75,7 +76,7 @@ uint32_t KWMAPostMessage(void *agent, void *policy_oid, void *message, uint32_t 
   return host::faults.post;
 }
 
-uint32_t KWMADeleteMessage(void *message) {
+uint32_t KWPKI_CALL KWMADeleteMessage(void *message) {
   host::log("delete");
   --host::things;
   delete static_cast<host::Message *>(message);

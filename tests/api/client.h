@@ -13,7 +13,7 @@
 namespace client {
 
 // Handle frees with the matching Free function.
-template <class T, T (*Allocate)(void), KwPkiStatus (*Free)(T)>
+template <class T, T(KWPKI_CALL *Allocate)(void), KwPkiStatus(KWPKI_CALL *Free)(T)>
 class Handle {
  public:
   Handle() : handle_(Allocate()) {}
@@ -48,7 +48,7 @@ inline KwPkiStatus set(KwPkiCrl crl, Bytes octets) {
 }
 
 // text calls a getter of text. On failure the text must be null.
-inline Result text(KwPkiStatus (*get)(KwPkiCert, char **), KwPkiCert cert) {
+inline Result text(KwPkiStatus(KWPKI_CALL *get)(KwPkiCert, char **), KwPkiCert cert) {
   char poison = 0, *got = &poison;
   const KwPkiStatus status = get(cert, &got);
   EXPECT_EQ(status == KWPKI_OK, got != nullptr);
@@ -112,9 +112,10 @@ inline std::string example(const std::string &name) {
 inline std::vector<File> examples() {
   std::vector<File> files;
   for (const auto &entry : std::filesystem::directory_iterator(example(""))) {
-    const std::string name = entry.path().filename(), ending = entry.path().extension();
+    const std::string name = entry.path().filename().string(),
+                      ending = entry.path().extension().string();
     if (ending != ".der" && ending != ".pem") continue;
-    files.push_back({name, read(entry.path(), ending == ".pem")});
+    files.push_back({name, read(entry.path().string(), ending == ".pem")});
   }
   return files;
 }

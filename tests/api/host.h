@@ -59,15 +59,15 @@ struct Calls {
     ++calls.count;
     return calls;
   }
-  static void on_status(void *context, uint32_t status) { of(context).status = status; }
-  static void on_list(void *context, uint32_t status, KwPkiCertList list) {
+  static void KWPKI_CALL on_status(void *context, uint32_t status) { of(context).status = status; }
+  static void KWPKI_CALL on_list(void *context, uint32_t status, KwPkiCertList list) {
     Calls &calls = of(context);
     calls.status = status;
     EXPECT_EQ(KwPkiCertListFree(calls.list), KWPKI_OK);
     calls.list = list;
   }
-  static void on_names(void *context, uint32_t status, const char *const *names,
-                       const uint32_t *lengths, uint32_t count) {
+  static void KWPKI_CALL on_names(void *context, uint32_t status, const char *const *names,
+                                  const uint32_t *lengths, uint32_t count) {
     Calls &calls = of(context);
     calls.status = status;
     calls.names.clear();
@@ -77,7 +77,7 @@ struct Calls {
       calls.names.emplace_back(names[i], lengths[i]);
     }
   }
-  static void on_data(void *context, uint32_t status, uint8_t *data, uint32_t length) {
+  static void KWPKI_CALL on_data(void *context, uint32_t status, uint8_t *data, uint32_t length) {
     Calls &calls = of(context);
     calls.status = status;
     EXPECT_NE(data, nullptr);

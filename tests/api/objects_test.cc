@@ -16,7 +16,7 @@ struct NullRow {
 };
 
 template <class T>
-KwPkiStatus give_back(T (*allocate)(void), KwPkiStatus (*free)(T)) {
+KwPkiStatus give_back(T(KWPKI_CALL *allocate)(void), KwPkiStatus(KWPKI_CALL *free)(T)) {
   T one = allocate(), other = allocate();
   EXPECT_TRUE(one && other && one != other);
   EXPECT_EQ(free(one), KWPKI_OK);

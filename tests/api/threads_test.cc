@@ -17,8 +17,10 @@ constexpr size_t kRequests = 400;  // of each thread
 // Slot is the context of one request.
 struct Slot {
   std::atomic<int> calls{0};
-  static void on_status(void *context, uint32_t) { ++static_cast<Slot *>(context)->calls; }
-  static void on_list(void *context, uint32_t, KwPkiCertList list) {
+  static void KWPKI_CALL on_status(void *context, uint32_t) {
+    ++static_cast<Slot *>(context)->calls;
+  }
+  static void KWPKI_CALL on_list(void *context, uint32_t, KwPkiCertList list) {
     ++static_cast<Slot *>(context)->calls;
     EXPECT_EQ(KwPkiCertListIsEmpty(list), 0u);
     EXPECT_EQ(KwPkiCertListFree(list), KWPKI_OK);

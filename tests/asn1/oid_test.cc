@@ -1,36 +1,17 @@
-// Object identifiers: dotted text and content octets both ways, against tables and OpenSSL.
+// Object identifiers: dotted text and content octets both ways, against tables.
 #include "asn1/oid.h"
 
 #include <gtest/gtest.h>
-#include <openssl/objects.h>
 
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
-#include "support/hex.h"
-#include "util/owner.h"
+#include "asn1/oid_texts.h"
+
+using namespace oid;
 
 namespace {
-
-struct Random : std::mt19937 {
-  using std::mt19937::mt19937;
-  uint32_t operator()() { return static_cast<uint32_t>(std::mt19937::operator()()); }
-};
-
-std::string text_of(Bytes octets) {
-  const std::vector<uint8_t> exact(octets.begin(), octets.end());
-  const SshText text(ssh_ber_oid_text({exact}));
-  EXPECT_EQ(ssh_ber_oid_is_valid(exact), text != nullptr);
-  return text ? text.get() : "null";
-}
-
-std::vector<uint8_t> octets_of(const std::string &text) {
-  std::vector<uint8_t> out(SSH_OID_ENCODED_MAX(text.size()));
-  out.resize(ssh_ber_oid_from_text(text.c_str(), out.data()));
-  return out;
-}
 
 std::string arcs_text(const std::string &text) {
   size_t count = 0;
@@ -117,28 +98,6 @@ TEST(Oid, TextAboveTheAllocationLimitIsRefused) {
   const std::string dots(SSH_XMALLOC_MAX / 4, '.');
   size_t count;
   EXPECT_EQ(ssh_ber_oid_string_to_arcs(dots.c_str(), &count), nullptr);
-}
-
-TEST(Oid, AgreesWithOpenSsl) {
-  Random random(3);
-  for (int i = 0; i < 5000; ++i) {
-    std::string text = std::to_string(random() % 2) + "." + std::to_string(random() % 40);
-    for (uint32_t arcs = random() % 12; arcs > 0; --arcs) {
-      text += "." + std::to_string((random() & 0xFFFFFFF) >> random() % 28);
-    }
-    ASN1_OBJECT *object = OBJ_txt2obj(text.c_str(), 1);
-    ASSERT_NE(object, nullptr) << text;
-    const std::vector<uint8_t> want(OBJ_get0_data(object),
-                                    OBJ_get0_data(object) + OBJ_length(object));
-    ASN1_OBJECT_free(object);
-    EXPECT_EQ(hex(octets_of(text)), hex(want)) << text;
-    EXPECT_EQ(text_of(want), text);
-    size_t count;
-    uint32_t *arcs = ssh_ber_oid_string_to_arcs(text.c_str(), &count);
-    const SshText joined(ssh_ber_arcs_to_oid_string(arcs, count));
-    ssh_xfree(arcs);
-    EXPECT_EQ(joined.get(), text);
-  }
 }
 
 TEST(Oid, WhatReadsIsWrittenAgain) {

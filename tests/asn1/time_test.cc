@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <random>
 #include <string>
 
@@ -281,14 +281,16 @@ TEST(Time, HumanTextWriting) {
   }
 }
 
-TEST(Time, UnixTimeAgreesWithTheCLibrary) {
+TEST(Time, UnixTimeAgreesWithTheStandardLibrary) {
   const auto check_second = [](uint32_t seconds) {
-    const time_t t = static_cast<time_t>(seconds);
-    std::tm tm = {};
-    gmtime_r(&t, &tm);
-    const auto u = [](int v) { return static_cast<uint32_t>(v); };
-    const SshBerTime want = {u(tm.tm_year + 1900), u(tm.tm_mon + 1), u(tm.tm_mday),
-                             u(tm.tm_hour),        u(tm.tm_min),     u(tm.tm_sec)};
+    const std::chrono::sys_seconds t{std::chrono::seconds(seconds)};
+    const auto day = std::chrono::floor<std::chrono::days>(t);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss clock(t - day);
+    const auto u = [](auto v) { return static_cast<uint32_t>(v); };
+    const SshBerTime want = {u(int{date.year()}),        u(unsigned{date.month()}),
+                             u(unsigned{date.day()}),    u(clock.hours().count()),
+                             u(clock.minutes().count()), u(clock.seconds().count())};
     SshBerTime got = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
     ssh_ber_time_set_from_unix_time(&got, seconds);
     ASSERT_EQ(got, want) << seconds;

@@ -2,11 +2,11 @@
 #include "cm/search.h"
 
 #include <gtest/gtest.h>
-#include <openssl/sha.h>
 
 #include <set>
 #include <string>
 
+#include "support/peer.h"
 #include "support/samples.h"
 
 namespace {
@@ -157,10 +157,8 @@ TEST_F(Keys, APublicKeyIsTheDigestOfItsExport) {
     uint32_t length = 0;
     ASSERT_EQ(ssh_public_key_export(key.get(), &blob, &length), SSH_KEY_OK);
     const SshBlock owner(blob);
-    uint8_t digest[SHA_DIGEST_LENGTH];
-    SHA1(blob, length, digest);
     EXPECT_TRUE(ssh_cm_key_set_public_key(&list, key.get()));
-    EXPECT_EQ(newest(), "13 " + hex(digest));
+    EXPECT_EQ(newest(), "13 " + peer_sha1({blob, length}));
   }
   EXPECT_FALSE(ssh_cm_key_set_public_key(&list, nullptr));
   EXPECT_EQ(newest(), "none");

@@ -2,12 +2,12 @@
 // what other tools found.
 
 #include <gtest/gtest.h>
-#include <openssl/sha.h>
 
 #include <filesystem>
 
 #include "asn1/files.h"
 #include "support/hex.h"
+#include "support/peer.h"
 #include "support/samples.h"
 #include "support/tsv.h"
 
@@ -53,12 +53,6 @@ Der base64(const std::string &text) {
   return out;
 }
 
-std::string sha256(Bytes octets) {
-  uint8_t digest[SHA256_DIGEST_LENGTH];
-  SHA256(octets.data(), octets.size(), digest);
-  return hex(digest);
-}
-
 using ArmourTest = sample::Balanced;
 
 TEST_F(ArmourTest, TheCorpusFilesByTheReadersRule) {
@@ -89,7 +83,7 @@ TEST_F(ArmourTest, TheCorpusFilesByTheReadersRule) {
       ++agreeing;
       const auto top = der::children({data, length});
       ASSERT_FALSE(top.empty());
-      EXPECT_EQ(sha256(top[0].whole), agreed ? cert : crl);
+      EXPECT_EQ(peer_sha256(top[0].whole), agreed ? cert : crl);
     }
     const sample::Cert as_cert({data, length});
     const sample::Crl as_crl({data, length});

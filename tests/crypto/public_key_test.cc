@@ -2,7 +2,6 @@
 #include "crypto/public_key.h"
 
 #include <gtest/gtest.h>
-#include <openssl/sha.h>
 
 #include <optional>
 #include <random>
@@ -12,6 +11,7 @@
 #include "crypto/key_groups.h"
 #include "support/fatal.h"
 #include "support/hex.h"
+#include "support/peer.h"
 #include "util/mem.h"
 
 namespace {
@@ -286,9 +286,7 @@ TEST(PublicKey, NamedGroups) {
     SshPublicKeyOwner key;
     ASSERT_EQ(import(unhex(octets), &key), 0u);
     const SshMpInt p = ask(key.get(), SSH_KEY_TAG_P), q = ask(key.get(), SSH_KEY_TAG_Q);
-    uint8_t digest[SHA256_DIGEST_LENGTH];
-    SHA256(p.magnitude().data(), p.magnitude().size(), digest);
-    EXPECT_EQ(hex(digest), sha256);
+    EXPECT_EQ(peer_sha256(p.magnitude()), sha256);
     SshMpInt half = p;
     half.halve();
     EXPECT_EQ(q, half);

@@ -6,8 +6,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -15,6 +13,7 @@
 #include <vector>
 
 #include "kwpki/commands.h"
+#include "support/folder.h"
 
 // File closes itself.
 struct FileCloser {
@@ -55,21 +54,4 @@ inline Result run(const std::vector<std::string> &arguments, const std::string &
   return {code, contents(out.get()), contents(err.get())};
 }
 
-// Directory is a directory that goes with the test.
-class Directory {
- public:
-  Directory() {
-    char name[] = "/tmp/kwpki-test-XXXXXX";
-    path_ = mkdtemp(name);
-  }
-  ~Directory() { std::filesystem::remove_all(path_); }
-  [[nodiscard]] std::string at(const std::string &name) const { return (path_ / name).string(); }
-  std::string add(const std::string &name, const std::string &octets) const {
-    std::filesystem::create_directories(std::filesystem::path(at(name)).parent_path());
-    std::ofstream(at(name), std::ios::binary) << octets;
-    return at(name);
-  }
-
- private:
-  std::filesystem::path path_;
-};
+using Directory = Folder;

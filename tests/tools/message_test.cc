@@ -342,7 +342,6 @@ TEST(Message, FilesAndOutput) {
       {{"message", "decode", "--reply", "--request", out}, 2, "excludes"},
       {{"message", "decode", directory.at("none")}, 3, "none: No such file"},
       {{"message", "decode"}, 3, "standard input: holds nothing"},
-      {{"message", "encode", json, "--output", "/dev/full"}, 3, "No space"},
   };
   for (const auto &row : rows) {
     const Result result = run(row.arguments);

@@ -1,57 +1,17 @@
 #include "util/mp_int.h"
 
 #include <gtest/gtest.h>
-#include <openssl/bn.h>
-#include <openssl/crypto.h>
 
-#include <chrono>
-#include <memory>
 #include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "support/hex.h"
-#include "util/owner.h"
+#include "util/mp_int_samples.h"
 
 namespace {
 
-using Number = std::unique_ptr<BIGNUM, decltype(&BN_free)>;
-
-// bignum reads the magnitude and sign into the independent implementation.
-Number bignum(const SshMpInt &value) {
-  const Bytes octets = value.magnitude();
-  Number number(BN_bin2bn(octets.data(), static_cast<int>(octets.size()), nullptr), BN_free);
-  BN_set_negative(number.get(), value.negative());
-  return number;
-}
-
-std::string peer_decimal(const SshMpInt &value) {
-  const std::unique_ptr<char, void (*)(char *)> text(BN_bn2dec(bignum(value).get()),
-                                                     [](char *p) { OPENSSL_free(p); });
-  return text.get();
-}
-
-std::string decimal(const SshMpInt &value) { return SshText(value.to_decimal()).get(); }
-
-SshMpInt from_hex(std::string_view text, bool negative = false) {
-  SshMpInt value;
-  value.set_magnitude(unhex(text), negative);
-  return value;
-}
-
-// random_int is of up to `most` octets, often with runs of zeros or ones at its ends.
-SshMpInt random_int(std::mt19937 &random, size_t most) {
-  std::vector<uint8_t> octets(random() % (most + 1));
-  const unsigned shape = static_cast<unsigned>(random() % 4);
-  for (size_t i = 0; i < octets.size(); ++i) {
-    const bool plain = shape == 0 || (shape == 3 ? i > octets.size() / 2 : i < octets.size() / 3);
-    octets[i] = static_cast<uint8_t>(plain ? random() : shape == 1 ? 0x00 : 0xFF);
-  }
-  SshMpInt value;
-  value.set_magnitude(octets, random() % 2 == 0);
-  return value;
-}
+using namespace mp_int;
 
 TEST(MpInt, TwosComplement) {
   const struct {
@@ -131,24 +91,6 @@ TEST(MpInt, SmallViews) {
   }
 }
 
-// Compare, halve, bits and decimals against the independent implementation, around the inline size.
-TEST(MpInt, AgreesWithAnIndependentImplementation) {
-  std::mt19937 random(2);
-  for (int i = 0; i < 3000; ++i) {
-    SshMpInt a = random_int(random, i % 50 == 0 ? 700 : 30);
-    const SshMpInt b = random_int(random, 30);
-    const Number peer_a = bignum(a), peer_b = bignum(b);
-    const auto sign = [](int order) { return (order > 0) - (order < 0); };
-    ASSERT_EQ(sign(a.compare(b)), sign(BN_cmp(peer_a.get(), peer_b.get())));
-    ASSERT_EQ(a.bits(), static_cast<size_t>(BN_num_bits(peer_a.get())));
-    ASSERT_EQ(decimal(a), peer_decimal(a));
-    BN_rshift1(peer_a.get(), peer_a.get());
-    a.halve();
-    ASSERT_EQ(BN_cmp(bignum(a).get(), peer_a.get()), 0);
-    ASSERT_TRUE(a.is_zero() ? !a.negative() : a.magnitude()[0] != 0);
-  }
-}
-
 TEST(MpInt, CopiesAndMovesAcrossTheInlineSize) {
   const int64_t before = ssh_mem_blocks();
   {
@@ -171,7 +113,7 @@ TEST(MpInt, CopiesAndMovesAcrossTheInlineSize) {
         }
         default:
           values[to].set_magnitude(std::vector<uint8_t>(22 + random() % 5, 0xC3));
-          texts[to] = peer_decimal(values[to]);
+          texts[to] = decimal(values[to]);
       }
       ASSERT_EQ(decimal(values[to]), texts[to]);
       ASSERT_EQ(decimal(values[from]), texts[from]);
@@ -183,21 +125,6 @@ TEST(MpInt, CopiesAndMovesAcrossTheInlineSize) {
     EXPECT_EQ(copy, small);
   }
   EXPECT_EQ(ssh_mem_blocks(), before);
-}
-
-TEST(MpInt, LargeDecimals) {
-  std::vector<uint8_t> octets(SSH_MP_DECIMAL_MAX, 0xFE);
-  SshMpInt value;
-  value.set_magnitude(octets, true);
-  const auto start = std::chrono::steady_clock::now();
-  const std::string text = decimal(value);
-  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-  EXPECT_EQ(text, peer_decimal(value));
-  EXPECT_LT(seconds.count(), 5) << "a few tenths of a second without sanitizers";
-
-  octets.push_back(0);
-  value.set_magnitude(octets);
-  EXPECT_EQ(value.to_decimal(), nullptr);
 }
 
 }  // namespace

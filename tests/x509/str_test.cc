@@ -1,41 +1,17 @@
 #include "x509/str.h"
 
 #include <gtest/gtest.h>
-#include <iconv.h>
 
-#include <set>
 #include <string>
 
-#include "support/hex.h"
 #include "util/fatal.h"
-#include "util/mem.h"
+#include "x509/str_samples.h"
+
+using namespace strings;
 
 namespace {
 
-// Strings fails a test that leaves a block behind.
-class Strings : public testing::Test {
- protected:
-  void TearDown() override { EXPECT_EQ(ssh_mem_blocks(), before_); }
-  int64_t before_ = ssh_mem_blocks();
-};
 using StringsDeathTest = Strings;
-
-SshStrOwner make(int32_t charset, Bytes octets) {
-  auto *data =
-      octets.empty() ? nullptr : static_cast<uint8_t *>(ssh_xmemdup(octets.data(), octets.size()));
-  return SshStrOwner(ssh_str_make(charset, data, octets.size()));
-}
-SshStrOwner make(int32_t charset, std::string_view text) {
-  return make(charset, ssh_text_bytes(text));
-}
-SshStrOwner make_hex(int32_t charset, std::string_view digits) {
-  return make(charset, Bytes(unhex(digits)));
-}
-SshStrOwner of_letters(int32_t charset, std::initializer_list<uint32_t> letters) {
-  SshStrOwner str(ssh_str_allocate(charset, 0));
-  for (const uint32_t letter : letters) ssh_str_append_letter(str.get(), letter);
-  return str;
-}
 
 template <auto Get>
 std::string got(const SshStr *str) {
@@ -124,58 +100,6 @@ TEST_F(Strings, GrowByMoreThanAskedFor) {
     EXPECT_FALSE(ssh_str_get_letter(str.get(), 1026, &letter));
     ssh_str_realloc(str.get(), 2050);
     EXPECT_EQ(str->capacity, 2050u);
-  }
-}
-
-// defined_in gives the code point of a byte in one of the machine's own tables, 0xFFFF for none.
-uint32_t defined_in(const char *set, uint8_t byte) {
-  const iconv_t converter = iconv_open("UTF-16BE", set);
-  EXPECT_NE(converter, reinterpret_cast<iconv_t>(-1)) << set;
-  char in[1] = {static_cast<char>(byte)};
-  uint8_t out[8];
-  char *from = in, *to = reinterpret_cast<char *>(out);
-  size_t from_left = 1, to_left = sizeof(out);
-  const size_t result = iconv(converter, &from, &from_left, &to, &to_left);
-  iconv_close(converter);
-  return result == 0 && to_left == 6 ? uint32_t{out[0]} << 8 | out[1] : 0xFFFFu;
-}
-
-// expected_code adds the departures to what the machine knows.
-uint32_t expected_code(int32_t charset, const char *set, uint8_t byte) {
-  if (charset == SSH_CHARSET_ISO_8859_4 && byte == 0xAF) return 0x203E;
-  if (charset == SSH_CHARSET_T61 && byte >= 0xC1 && byte <= 0xCF) {
-    return byte == 0xC9 ? 0xFFFFu : 0xE006u + byte - 0xC1u;
-  }
-  return defined_in(set, byte);
-}
-
-TEST_F(Strings, EightBitTablesFollowTheirStandards) {
-  const struct {
-    int32_t charset;
-    const char *set;
-  } rows[] = {{SSH_CHARSET_ISO_8859_1, "ISO-8859-1"},
-              {SSH_CHARSET_ISO_8859_2, "ISO-8859-2"},
-              {SSH_CHARSET_ISO_8859_3, "ISO-8859-3"},
-              {SSH_CHARSET_ISO_8859_4, "ISO-8859-4"},
-              {SSH_CHARSET_T61, "T.61-8BIT"}};
-  for (const auto &row : rows) {
-    std::set<uint32_t> codes;
-    for (uint32_t byte = 0; byte < 256; ++byte) {
-      const uint32_t expected = expected_code(row.charset, row.set, static_cast<uint8_t>(byte));
-      const SshStrOwner str = of_letters(row.charset, {byte});
-      const SshStrOwner universal(ssh_str_charset_test(str.get(), SSH_CHARSET_UNIVERSAL));
-      ASSERT_EQ(universal ? universal->units32[0] : 0xFFFF, expected) << row.set << " " << byte;
-      if (!universal) continue;
-      codes.insert(expected);
-      const SshStrOwner back(ssh_str_charset_test(universal.get(), row.charset));
-      ASSERT_TRUE(back) << row.set << " " << byte;
-      EXPECT_EQ(back->bytes[0], byte) << row.set;
-    }
-    for (uint32_t code = 0; code <= 0xFFFF; ++code) {  // no other code point has a letter
-      const SshStrOwner back(
-          ssh_str_charset_test(of_letters(SSH_CHARSET_BMP, {code}).get(), row.charset));
-      ASSERT_EQ(back != nullptr, codes.count(code) == 1) << row.set << " " << code;
-    }
   }
 }
 

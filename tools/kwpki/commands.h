@@ -33,6 +33,7 @@ void add_inspect_command(CLI::App &app, Run &run);
 void add_message_commands(CLI::App &app, Run &run);
 void add_error_command(CLI::App &app, Run &run);
 void add_store_commands(CLI::App &app, Run &run);
+void add_completion_command(CLI::App &app, Run &run);
 
 // run_command_line is the whole program, for main() and for tests.
 int run_command_line(int argc, const char *const *argv, const Streams &streams);

@@ -1,11 +1,10 @@
 #include "kwpki/describe.h"
 
-#include <openssl/evp.h>
-
 #include <iterator>
 
 #include "crypto/hash.h"
 #include "kwpki/extensions.h"
+#include "kwpki/system.h"
 #include "kwpki/text.h"
 
 namespace kwpki {
@@ -110,10 +109,7 @@ Json fingerprints_json(Bytes der) {
     ssh_hash_final(&sha1, digest);
     json["sha1"] = hex({digest, ssh_hash_digest_length(&sha1)});
   }
-  uint8_t longer[EVP_MAX_MD_SIZE];
-  unsigned length = 0;
-  if (EVP_Digest(der.data(), der.size(), longer, &length, EVP_sha256(), nullptr))
-    json["sha256"] = hex({longer, length});
+  if (const auto longer = sha256(der)) json["sha256"] = hex(*longer);
   return json;
 }
 

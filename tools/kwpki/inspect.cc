@@ -9,6 +9,7 @@
 #include "kwpki/describe.h"
 #include "kwpki/input.h"
 #include "kwpki/render.h"
+#include "kwpki/system.h"
 #include "kwpki/tree.h"
 
 namespace kwpki {

@@ -2,6 +2,7 @@
 #include <cstdlib>
 
 #include "kwpki/inspect.h"
+#include "kwpki/system.h"
 
 namespace kwpki {
 namespace {

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "kwpki/commands.h"
+#include "kwpki/system.h"
 #include "util/fatal.h"
 
 namespace {
@@ -17,5 +18,6 @@ int main(int argc, char **argv) {
   std::signal(SIGPIPE, SIG_IGN);  // output that nobody reads is noticed where it is written
 #endif
   ssh_fatal_register(to_standard_error, to_standard_error, nullptr);
+  for (std::FILE *file : {stdin, stdout}) kwpki::use_octets(file);
   return kwpki::run_command_line(argc, argv, {stdin, stdout, stderr});
 }

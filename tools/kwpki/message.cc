@@ -10,6 +10,7 @@
 #include "kwpki/input.h"
 #include "kwpki/message_decode.h"
 #include "kwpki/message_encode.h"
+#include "kwpki/system.h"
 #include "kwpki/text.h"
 
 namespace kwpki {

@@ -1,15 +1,13 @@
 #include "kwpki/output.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <cerrno>
 
+#include "kwpki/system.h"
 #include "kwpki/text.h"
 
 namespace kwpki {
-
-bool is_terminal(std::FILE *file) { return isatty(fileno(file)) == 1; }
 
 Output::Output(const Streams &streams)
     : streams_(streams),

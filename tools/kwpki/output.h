@@ -21,9 +21,6 @@ struct OutputClosed {
   int error;
 };
 
-// is_terminal tells whether a stream is one.
-bool is_terminal(std::FILE *file);
-
 // Output writes results and messages. Messages are escaped here; results are their writer's to
 // escape. Progress is a line on standard error that is rewritten in place, shown when that is a
 // terminal and the work has taken more than a second.

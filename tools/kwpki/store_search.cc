@@ -17,7 +17,7 @@ to case and runs of blanks, other keys octet by octet. CERT is a DER or PEM file
 
 TIME is "now" or in UTC: 2026-01-31, 2026-01-31T12:00, 2026-01-31T12:00:00Z. USAGES are names as
 `kwpki inspect` writes them, separated by commas; a certificate that does not restrict its key has
-them all. A RULE is all, newest, authorities, end-entities or a number.)";
+them all.)";
 
 constexpr const char *kSearchExit =
     R"(
@@ -131,7 +131,7 @@ struct ConstraintRow {
   const char *fault;
 };
 const ConstraintRow kConstraints[] = {
-    {"valid-at", "TIME", "Valid at this time", &Criteria::valid_at, parse_time, set_time,
+    {"valid-at", "now|TIME", "Valid at this time", &Criteria::valid_at, parse_time, set_time,
      "not \"now\" nor a date and time from 1970 to 2106"},
     {"key-usage", "USAGES", "With a key for all of these", &Criteria::key_usage, parse_key_usage,
      KwPkiSearchSetKeyUsage, "not names of key usage separated by commas"},
@@ -139,7 +139,8 @@ const ConstraintRow kConstraints[] = {
      KwPkiSearchSetKeyType, "not rsa, dsa or dh"},
     {"path-length", "N", "CAs that allow as many CAs below them", &Criteria::path_length, number,
      KwPkiSearchSetPathLength, "not a number of 32 bits"},
-    {"rule", "RULE", "Which of those found to give", &Criteria::rule, rule, KwPkiSearchSetRule,
+    {"rule", "all|newest|authorities|end-entities|N", "Which of those found to give",
+     &Criteria::rule, rule, KwPkiSearchSetRule,
      "neither all, newest, authorities, end-entities nor a number"},
 };
 

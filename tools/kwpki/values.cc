@@ -149,7 +149,7 @@ bool take_item() {
 std::vector<SshBerElement> elements(Bytes octets) {
   std::vector<SshBerElement> list;
   const uint8_t *const end = octets.data() + octets.size();
-  size_t work = octets.size() + 16;
+  uint64_t work = octets.size() + 16;
   for (const uint8_t *p = octets.data(); p != end && p;) {
     SshBerElement element;
     if (ssh_ber_open(p, end, element) != SSH_BER_OK) break;

@@ -1,0 +1,45 @@
+# The exports of KwPki.dll: plain names of stdcall functions. What is made here:
+#   exports.def       what the DLL is linked with, and libKwPki.dll.a made from
+#   lib/KwPki.def     for `lib /def:KwPki.def /machine:x86` of another compiler
+#   KwPki.rc          the version resource
+#
+# A name's decoration is the octets of its arguments, and each argument takes four: so many as the
+# header declares. A wrong number does not link. The place in exports.txt is the ordinal.
+file(READ ${PROJECT_SOURCE_DIR}/include/kwpki.h header)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/kwpki.h)
+set(ordinal 0)
+foreach(name IN LISTS names)
+  if(NOT header MATCHES "KWPKI_CALL +${name}\\(([^)]*)\\)")
+    message(FATAL_ERROR "kwpki.h does not declare ${name}, which is in exports.txt")
+  endif()
+  set(octets 0)
+  if(NOT CMAKE_MATCH_1 STREQUAL "void")
+    string(REGEX REPLACE "[^,]" "" commas "${CMAKE_MATCH_1}")
+    string(LENGTH "${commas}x" octets)
+    math(EXPR octets "4 * ${octets}")
+  endif()
+  math(EXPR ordinal "${ordinal} + 1")
+  string(APPEND by_name "  ${name}@${octets} @${ordinal}\n")
+  # Such a library would look for the decorated name; it has to go by the ordinal.
+  string(APPEND by_ordinal "  ${name}@${octets} @${ordinal} NONAME\n")
+endforeach()
+
+set(definition ${CMAKE_CURRENT_BINARY_DIR}/exports.def)
+file(CONFIGURE OUTPUT ${definition} CONTENT "LIBRARY KwPki.dll\nEXPORTS\n${by_name}")
+file(CONFIGURE OUTPUT ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/KwPki.def
+     CONTENT "LIBRARY KwPki.dll\nEXPORTS\n${by_ordinal}")
+configure_file(KwPki.rc.in KwPki.rc @ONLY)
+
+target_sources(KwPki PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/KwPki.rc ${definition})
+target_link_options(KwPki PRIVATE -Wl,--kill-at)
+set_target_properties(KwPki PROPERTIES
+  PREFIX "" ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+
+# The linker's own import library has undecorated names, which no client's calls refer to. The path
+# of the output gets into it, so that it has to be relative.
+add_custom_command(TARGET KwPki POST_BUILD
+  COMMAND ${CMAKE_COMMAND} -E chdir $<TARGET_LINKER_FILE_DIR:KwPki>
+          ${CMAKE_DLLTOOL} --kill-at --deterministic-libraries --temp-prefix KwPki
+          --input-def ${definition} --output-lib $<TARGET_LINKER_FILE_NAME:KwPki>
+  VERBATIM)
+install(FILES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/KwPki.def TYPE LIB)

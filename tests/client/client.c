@@ -1,0 +1,451 @@
+/* client MODE FOLDER SOURCE is a host in plain C: it loads the library of FOLDER at run time, as hosts
+ * do, and finds every export of SOURCE/src/api/exports.txt by its name. The modes:
+ *   alone    there is no host library: requests are not posted, everything else works; then the
+ *            doubles of FOLDER/host are loaded and requests are posted
+ *   hosted   the doubles are where the system looks for libraries
+ *   unload   the library is loaded and unloaded with requests pending, a thousand times
+ * In the first two every export is called at every alignment of the stack. */
+#include <kwpki.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "platform.h"
+
+enum { kNames = 64, kNameRoom = 64, kLoads = 1000, kWarm = 100, kPending = 10, kStatus = 77 };
+
+static struct {
+  char name[kNameRoom];
+  Function function;
+  int calls;
+} exports[kNames];
+static int export_count;
+static uint32_t shift;   /* of the stack, for calls */
+static uint32_t next_id; /* the identifier of the next request */
+static int posting;      /* whether the host is there */
+static void *host;       /* the double of KWMA32, once it is loaded */
+static char agent[] = "agent";
+
+#define CHECK(condition) \
+  ((condition) ? (void)0 \
+               : (void)(printf("client.c:%d: not so: %s\n", __LINE__, #condition), exit(1)))
+
+/* CALL calls an export by its name; P makes an argument of a pointer. */
+#define P(pointer) ((uintptr_t)(pointer))
+#define CALL(name, ...)                                                     \
+  call(#name, sizeof((const uintptr_t[]){__VA_ARGS__}) / sizeof(uintptr_t), \
+       (const uintptr_t[]){__VA_ARGS__})
+#define CALL0(name) call(#name, 0, (const uintptr_t[]){0})
+#define STATUS(...) ((KwPkiStatus)CALL(__VA_ARGS__))
+
+static uintptr_t call(const char *name, uint32_t count, const uintptr_t *arguments) {
+  int at = 0;
+  while (at < export_count && strcmp(exports[at].name, name) != 0) ++at;
+  CHECK(at < export_count);
+  ++exports[at].calls;
+  intptr_t moved = 0;
+  const uintptr_t result = checked_call(exports[at].function, count, arguments, shift, &moved);
+  if (moved != 0) printf("%s moves the stack pointer by %ld\n", name, (long)moved);
+  CHECK(moved == 0);
+  return result;
+}
+
+static void read_names(const char *source) {
+  char path[4096];
+  snprintf(path, sizeof path, "%s/src/api/exports.txt", source);
+  FILE *file = fopen(path, "r");
+  CHECK(file);
+  while (export_count < kNames && fscanf(file, "%63s", exports[export_count].name) == 1)
+    ++export_count;
+  fclose(file);
+  CHECK(export_count == 55);
+}
+
+static void *load(const char *folder) {
+  void *library = library_open(folder, "KwPki");
+  CHECK(library);
+  for (int i = 0; i < export_count; ++i) {
+    exports[i].function = library_find(library, exports[i].name);
+    if (!exports[i].function) printf("%s is not exported\n", exports[i].name);
+    CHECK(exports[i].function);
+  }
+  next_id = 0;
+  return library;
+}
+
+/* ---- Replies ---------------------------------------------------------------------------------- */
+
+typedef struct Message {
+  uint32_t length;
+  uint8_t data[8192];
+} Message;
+
+static void put_uint32(Message *message, uint32_t value) {
+  for (int bits = 24; bits >= 0; bits -= 8)
+    message->data[message->length++] = (uint8_t)(value >> bits);
+}
+
+static void put_string(Message *message, const void *data, uint32_t length) {
+  CHECK(message->length + length + 4 < sizeof message->data);
+  put_uint32(message, length);
+  if (length > 0) memcpy(message->data + message->length, data, length);
+  message->length += length;
+}
+
+/* process answers a request. */
+static KwPkiStatus process(uint32_t id, uint32_t type, const Message *payload) {
+  Message reply = {0};
+  const uint32_t head[] = {1, id, type, type == 4 ? 0 : kStatus, 0}; /* names come with 0 alone */
+  for (int i = 0; i < 5; ++i) put_uint32(&reply, head[i]);
+  put_string(&reply, payload->data, payload->length);
+  return STATUS(KwPkiProcessAsyncResponce, P(reply.data), reply.length);
+}
+
+/* ---- Callbacks -------------------------------------------------------------------------------- */
+
+typedef struct Seen {
+  int calls;
+  KwPkiCertList list;
+  char name[16];
+  uint8_t octet;
+} Seen;
+
+static Seen *see(void *context, uint32_t status, uint32_t wanted) {
+  Seen *seen = context;
+  CHECK(status == wanted);
+  ++seen->calls;
+  return seen;
+}
+
+static void KWPKI_CALL on_status(void *context, uint32_t status) { see(context, status, kStatus); }
+
+static void KWPKI_CALL on_list(void *context, uint32_t status, KwPkiCertList list) {
+  see(context, status, kStatus)->list = list;
+}
+
+static void KWPKI_CALL on_names(void *context, uint32_t status, const char *const *names,
+                                const uint32_t *lengths, uint32_t count) {
+  Seen *seen = see(context, status, 0);
+  CHECK(count == 1 && lengths[0] < sizeof seen->name);
+  memcpy(seen->name, names[0], lengths[0] + 1);
+}
+
+static void KWPKI_CALL on_data(void *context, uint32_t status, uint8_t *data, uint32_t length) {
+  Seen *seen = see(context, status, kStatus);
+  CHECK(length == 1);
+  seen->octet = data[0];
+  CHECK(STATUS(KwPkiStringFree, P(data)) == KWPKI_OK);
+}
+
+/* ---- What a client does ----------------------------------------------------------------------- */
+
+/* expect_posted looks at the status of a request and at what the host got of it. */
+static uint32_t expect_posted(KwPkiStatus status, uint32_t type) {
+  CHECK(status == (posting ? KWPKI_OK : KWPKI_NOT_POSTED));
+  if (posting) {
+    if (!host) host = library_open(".", "KWMA32"); /* it is loaded by now */
+    CHECK(host);
+    uint32_t length = 0;
+    intptr_t moved = 0;
+    const uintptr_t arguments[] = {P(&length)};
+    const uint8_t *data = (const uint8_t *)checked_call(library_find(host, "DoubleLast"), 1,
+                                                        arguments, shift, &moved);
+    CHECK(moved == 0 && data && length >= 24);
+    Message head = {0};
+    put_uint32(&head, 1);
+    put_uint32(&head, next_id);
+    put_uint32(&head, type);
+    put_uint32(&head, 999);
+    CHECK(memcmp(data, head.data, head.length) == 0);
+  }
+  return next_id++;
+}
+
+static KwPkiCert read_certificate(const char *source) {
+  char path[4096];
+  uint8_t *data = NULL;
+  uint32_t length = 0;
+  snprintf(path, sizeof path, "%s/examples/v3-rich.der", source);
+  CHECK(STATUS(KwPkiReadFile, P(path), 0, P(&data), P(&length)) == KWPKI_OK);
+  KwPkiCert cert = (KwPkiCert)CALL0(KwPkiCertAllocate);
+  CHECK(STATUS(KwPkiCertSetBer, P(data), length, P(cert)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiStringFree, P(data)) == KWPKI_OK);
+  return cert;
+}
+
+static void read_contents(KwPkiCert cert, KwPkiPublicKey key) {
+  char *subject = NULL, *serial = NULL;
+  const uint8_t *ber = NULL;
+  uint8_t *der = NULL;
+  uint32_t ber_length = 0, der_length = 0;
+  CHECK(STATUS(KwPkiCertGetSubjectDN, P(cert), P(&subject)) == KWPKI_OK && subject[0]);
+  CHECK(STATUS(KwPkiCertGetSerialNumber, P(cert), P(&serial)) == KWPKI_OK && serial[0]);
+  CHECK(STATUS(KwPkiCertGetSubjectDNDer, P(cert), P(&der), P(&der_length)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiCertGetBer, P(cert), P(&ber), P(&ber_length)) == KWPKI_OK);
+  CHECK(ber_length > der_length && ber[0] == 0x30 && der[0] == 0x30);
+  CHECK(STATUS(KwPkiCertGetPublicKey, P(cert), P(key)) == KWPKI_OK && key->length > 100);
+  CHECK(STATUS(KwPkiStringFree, P(subject)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiStringFree, P(serial)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiStringFree, P(der)) == KWPKI_OK);
+}
+
+static KwPkiSearch make_search(KwPkiPublicKey public_key) {
+  static const uint8_t name[] = {0x30, 0x0D, 0x31, 0x0B, 0x30, 0x09, 0x06, 0x03,
+                                 0x55, 0x04, 0x06, 0x13, 0x02, 'F',  'I'};
+  KwPkiSearchKey key = (KwPkiSearchKey)CALL0(KwPkiSearchKeyAllocate);
+  CHECK(STATUS(KwPkiSearchKeySetDN, P("C=FI, CN=Some One"), 0, P(key)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchKeySetDNDer, P(name), sizeof name, P(key)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchKeySetDNS, P("www.example.com"), 0, P(key)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchKeySetEmail, P("one@example.com"), 15, P(key)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchKeySetURI, P("http://example.com/"), 0, P(key)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchKeySetOID, P("1.2.3"), 0, P(key)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchKeySetIP, P("\x7F\0\0\1"), 4, P(key)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchKeySetPublicKey, P(public_key), P(key)) == KWPKI_OK);
+  KwPkiSearch search = (KwPkiSearch)CALL0(KwPkiSearchAllocate);
+  CHECK(STATUS(KwPkiSearchSetKeys, P(key), P(search)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchSetKeys, P(key), P(search)) == KWPKI_FAILED);
+  CHECK(STATUS(KwPkiSearchKeyFree, P(key)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchSetUnixTime, 0, 0xFFFFFFFF, P(search)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchSetKeyType, 1, P(search)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchSetKeyUsage, 3, P(search)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchSetPathLength, 2, P(search)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchSetRule, 1, P(search)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiSearchSetGroupModeOn, P(search)) == KWPKI_OK);
+  return search;
+}
+
+/* expect_list walks over the list of a reply, which holds `cert` twice. */
+static void expect_list(KwPkiCertList list, KwPkiCert cert) {
+  const uint8_t *sent = NULL, *got = NULL;
+  uint32_t sent_length = 0, got_length = 0, state = 0;
+  char *text = NULL;
+  CHECK(!CALL(KwPkiCertListIsEmpty, P(list)));
+  const uintptr_t first = CALL(KwPkiCertListFirst, P(list));
+  CHECK(first && CALL(KwPkiCertListCurrent, P(list)) == first);
+  CHECK(STATUS(KwPkiCertGetBer, P(cert), P(&sent), P(&sent_length)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiCertGetBer, first, P(&got), P(&got_length)) == KWPKI_OK);
+  CHECK(got_length == sent_length && memcmp(got, sent, sent_length) == 0);
+  const uintptr_t second = CALL(KwPkiCertListNext, P(list));
+  CHECK(second && second != first && !CALL(KwPkiCertListNext, P(list)));
+  CHECK(CALL(KwPkiCertListLast, P(list)) == second);
+  CHECK(CALL(KwPkiCertListPrev, P(list)) == first);
+  CHECK(CALL(KwPkiGetSearchState, P(list), P(&state), P(&text)) == P(text));
+  CHECK(state == 3 && strcmp(text, "some words") == 0);
+  CHECK(STATUS(KwPkiStringFree, P(text)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiCertListFree, P(list)) == KWPKI_OK);
+}
+
+static void search_round_trip(KwPkiCert cert, KwPkiPublicKey public_key) {
+  static const uint32_t element[] = {7, 0, 8, 9}; /* behind a certificate */
+  Seen seen = {0};
+  KwPkiValidity validity = (KwPkiValidity)CALL0(KwPkiValidityAllocate);
+  KwPkiSearch search = make_search(public_key);
+  const uint32_t id = expect_posted(
+      STATUS(KwPkiSearchAsync, P(search), P(validity), P(on_list), P(&seen), P(agent)), 2);
+  const uint32_t path = expect_posted(STATUS(KwPkiSearchPathAsync, P(search), P(search),
+                                             P(validity), P(on_list), P(&seen), P(agent)),
+                                      3);
+  CHECK(STATUS(KwPkiSearchFree, P(search)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiValidityFree, P(validity)) == KWPKI_OK);
+
+  const uint8_t *ber = NULL;
+  uint32_t length = 0;
+  CHECK(STATUS(KwPkiCertGetBer, P(cert), P(&ber), P(&length)) == KWPKI_OK);
+  Message list = {0};
+  put_uint32(&list, 2);
+  put_uint32(&list, 2);
+  put_uint32(&list, 3);
+  put_string(&list, "some words", 10);
+  for (int i = 0; i < 2; ++i) {
+    put_uint32(&list, 0);
+    put_string(&list, ber, length);
+    for (int field = 0; field < 4; ++field) put_uint32(&list, element[field]);
+  }
+  CHECK(process(path, 3, &list) == KWPKI_OK && seen.calls == 1);
+  expect_list(seen.list, cert);
+  CHECK(process(id, 2, &list) == KWPKI_OK && seen.calls == 2);
+  expect_list(seen.list, cert);
+  CHECK(process(id, 2, &list) == KWPKI_FAILED);
+}
+
+static void other_requests(KwPkiCert cert, KwPkiCrl crl) {
+  static const char *const names[] = {"a", "b", NULL, "d"};
+  const KwPkiBlock block = {(const uint8_t *)"request", 7};
+  Seen seen = {0};
+  const Message none = {0};
+  uint32_t ids[8] = {0};
+  ids[0] =
+      expect_posted(STATUS(KwPkiCertAddAsync, P(cert), P(on_status), P(&seen), 5, P(agent)), 0);
+  ids[1] = expect_posted(STATUS(KwPkiCrlAddAsync, P(crl), P(on_status), P(&seen), P(agent)), 1);
+  ids[5] = expect_posted(STATUS(KwPkiCertRequestAsync, P(&block), P(names), P("further"),
+                                P(on_status), P(&seen), P(agent)),
+                         5);
+  ids[7] = expect_posted(
+      STATUS(KwPkiCertRequestRemoveAsync, P(names), P(on_status), P(&seen), P(agent)), 7);
+  ids[4] = expect_posted(STATUS(KwPkiCaNamesAsync, P(on_names), P(&seen), P(agent)), 4);
+  ids[6] = expect_posted(STATUS(KwPkiStatusAsync, P(on_data), P(&seen), P(agent)), 6);
+  static const uint32_t kPlain[] = {7, 5, 1, 0};
+  for (int i = 0; i < 4; ++i) CHECK(process(ids[kPlain[i]], kPlain[i], &none) == KWPKI_OK);
+  Message payload = {0};
+  put_uint32(&payload, 1);
+  put_string(&payload, "authority", 9);
+  CHECK(process(ids[4], 4, &payload) == KWPKI_OK && strcmp(seen.name, "authority") == 0);
+  payload = (Message){1, {0xA5}};
+  CHECK(process(ids[6], 6, &payload) == KWPKI_OK && seen.octet == 0xA5);
+  CHECK(seen.calls == 6);
+}
+
+/* everything calls every export, with the stack as it is to be. */
+static void everything(const char *source) {
+  char path[4096];
+  KwPkiCrl crl = (KwPkiCrl)CALL0(KwPkiCrlAllocate);
+  snprintf(path, sizeof path, "%s/examples/crl-v2.pem", source);
+  CHECK(STATUS(KwPkiCrlReadFromFile, P(path), P(crl)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiCrlSetBer, P("0"), 1, P(crl)) == KWPKI_FAILED);
+  CHECK((KwPkiStatus)CALL0(KwPkiDelayLoadInitialize) == KWPKI_OK);
+
+  KwPkiCert cert = read_certificate(source);
+  KwPkiPublicKey key = (KwPkiPublicKey)CALL0(KwPkiPublicKeyAllocate);
+  read_contents(cert, key);
+  search_round_trip(cert, key);
+  other_requests(cert, crl);
+  CHECK(STATUS(KwPkiPublicKeyFree, P(key)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiCertFree, P(cert)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiCrlFree, P(crl)) == KWPKI_OK);
+}
+
+static void at_every_alignment(const char *source) {
+  for (shift = 0; shift < 16; shift += 4) {
+    for (int i = 0; i < export_count; ++i) exports[i].calls = 0;
+    everything(source);
+    for (int i = 0; i < export_count; ++i) {
+      if (!exports[i].calls) printf("nobody calls %s\n", exports[i].name);
+      CHECK(exports[i].calls);
+    }
+  }
+  shift = 0;
+}
+
+/* misuse passes nulls alone to every export, and null data of some length to those that take it. */
+static void misuse(void) {
+  static const uintptr_t kNulls[6] = {0};
+  static const struct {
+    const char *name;
+    uint32_t count, result;
+  } rows[] = {
+      {"KwPkiCertFree", 1, KWPKI_OK},
+      {"KwPkiCertSetBer", 3, KWPKI_FAILED},
+      {"KwPkiCertGetBer", 3, KWPKI_FAILED},
+      {"KwPkiCrlFree", 1, KWPKI_OK},
+      {"KwPkiCrlSetBer", 3, KWPKI_FAILED},
+      {"KwPkiCrlReadFromFile", 2, KWPKI_FAILED},
+      {"KwPkiReadFile", 4, KWPKI_FILE_UNREADABLE},
+      {"KwPkiPublicKeyFree", 1, KWPKI_OK},
+      {"KwPkiStringFree", 1, KWPKI_OK},
+      {"KwPkiValidityFree", 1, KWPKI_OK},
+      {"KwPkiCertGetSubjectDN", 2, KWPKI_FAILED},
+      {"KwPkiCertGetSubjectDNDer", 3, KWPKI_FAILED},
+      {"KwPkiCertGetSerialNumber", 2, KWPKI_FAILED},
+      {"KwPkiCertGetPublicKey", 2, KWPKI_FAILED},
+      {"KwPkiSearchKeyFree", 1, KWPKI_OK},
+      {"KwPkiSearchKeySetDN", 3, KWPKI_FAILED},
+      {"KwPkiSearchKeySetDNDer", 3, KWPKI_FAILED},
+      {"KwPkiSearchKeySetDNS", 3, KWPKI_FAILED},
+      {"KwPkiSearchKeySetEmail", 3, KWPKI_FAILED},
+      {"KwPkiSearchKeySetURI", 3, KWPKI_FAILED},
+      {"KwPkiSearchKeySetOID", 3, KWPKI_FAILED},
+      {"KwPkiSearchKeySetIP", 3, KWPKI_FAILED},
+      {"KwPkiSearchKeySetPublicKey", 2, KWPKI_FAILED},
+      {"KwPkiSearchFree", 1, KWPKI_OK},
+      {"KwPkiSearchSetUnixTime", 3, KWPKI_FAILED},
+      {"KwPkiSearchSetKeys", 2, KWPKI_FAILED},
+      {"KwPkiSearchSetKeyType", 2, KWPKI_FAILED},
+      {"KwPkiSearchSetKeyUsage", 2, KWPKI_FAILED},
+      {"KwPkiSearchSetPathLength", 2, KWPKI_FAILED},
+      {"KwPkiSearchSetRule", 2, KWPKI_FAILED},
+      {"KwPkiSearchSetGroupModeOn", 1, KWPKI_FAILED},
+      {"KwPkiCertListIsEmpty", 1, 1},
+      {"KwPkiCertListFirst", 1, 0},
+      {"KwPkiCertListLast", 1, 0},
+      {"KwPkiCertListNext", 1, 0},
+      {"KwPkiCertListPrev", 1, 0},
+      {"KwPkiCertListCurrent", 1, 0},
+      {"KwPkiCertListFree", 1, KWPKI_OK},
+      {"KwPkiGetSearchState", 3, 0},
+      {"KwPkiCertAddAsync", 5, KWPKI_NOT_POSTED},
+      {"KwPkiCrlAddAsync", 4, KWPKI_NOT_POSTED},
+      {"KwPkiSearchAsync", 5, KWPKI_NOT_POSTED},
+      {"KwPkiSearchPathAsync", 6, KWPKI_NOT_POSTED},
+      {"KwPkiCaNamesAsync", 3, KWPKI_NOT_POSTED},
+      {"KwPkiCertRequestAsync", 6, KWPKI_NOT_POSTED},
+      {"KwPkiStatusAsync", 3, KWPKI_NOT_POSTED},
+      {"KwPkiCertRequestRemoveAsync", 4, KWPKI_NOT_POSTED},
+      {"KwPkiProcessAsyncResponce", 2, KWPKI_FAILED},
+  };
+  for (size_t i = 0; i < sizeof rows / sizeof *rows; ++i) {
+    const uint32_t result = (uint32_t)call(rows[i].name, rows[i].count, kNulls);
+    if (result != rows[i].result) printf("%s gives 0x%08lx\n", rows[i].name, (unsigned long)result);
+    CHECK(result == rows[i].result);
+  }
+  KwPkiCert cert = (KwPkiCert)CALL0(KwPkiCertAllocate);
+  KwPkiCrl crl = (KwPkiCrl)CALL0(KwPkiCrlAllocate);
+  KwPkiSearchKey key = (KwPkiSearchKey)CALL0(KwPkiSearchKeyAllocate);
+  CHECK(STATUS(KwPkiCertSetBer, 0, 9, P(cert)) == KWPKI_FAILED);
+  CHECK(STATUS(KwPkiCrlSetBer, 0, 9, P(crl)) == KWPKI_FAILED);
+  CHECK(STATUS(KwPkiSearchKeySetDNDer, 0, 9, P(key)) == KWPKI_FAILED);
+  CHECK(STATUS(KwPkiSearchKeySetDNS, 0, 9, P(key)) == KWPKI_FAILED);
+  CHECK(STATUS(KwPkiSearchKeySetIP, 0, 9, P(key)) == KWPKI_FAILED);
+  CHECK(STATUS(KwPkiProcessAsyncResponce, 0, 9) == KWPKI_FAILED);
+  CHECK(STATUS(KwPkiSearchKeyFree, P(key)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiCrlFree, P(crl)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiCertFree, P(cert)) == KWPKI_OK);
+}
+
+static void alone(const char *folder, const char *source) {
+  char hosts[4096];
+  snprintf(hosts, sizeof hosts, "%s/host", folder);
+  void *library = load(folder);
+  at_every_alignment(source);
+  CHECK(library_open(hosts, "KWPMAPI") && (host = library_open(hosts, "KWMA32")));
+  posting = 1;
+  at_every_alignment(source);
+  misuse();
+  library_close(library);
+}
+
+static void unload(const char *folder, const char *source) {
+  Resources before = {0, 0};
+  for (int i = 0; i < kLoads; ++i) {
+    if (i == kWarm) before = resources_now();
+    void *library = load(folder);
+    Seen seen = {0};
+    for (int request = 0; request < kPending; ++request)
+      expect_posted(STATUS(KwPkiStatusAsync, P(on_data), P(&seen), P(agent)), 6);
+    if (i % 100 == 0) everything(source);
+    library_close(library);
+  }
+  const Resources after = resources_now();
+  printf("%lu octets and %lu objects before, %lu and %lu after\n", (unsigned long)before.octets,
+         (unsigned long)before.objects, (unsigned long)after.octets, (unsigned long)after.objects);
+  CHECK(after.octets < before.octets + 65536); /* the requests of one load take 5 KiB */
+  CHECK(after.objects < before.objects + 16);
+}
+
+int main(int argc, char **argv) {
+  setvbuf(stdout, NULL, _IONBF, 0);
+  CHECK(argc == 4);
+  read_names(argv[3]);
+  if (strcmp(argv[1], "alone") == 0) {
+    alone(argv[2], argv[3]);
+  } else if (strcmp(argv[1], "hosted") == 0) {
+    posting = 1;
+    void *library = load(argv[2]);
+    at_every_alignment(argv[3]);
+    library_close(library);
+  } else {
+    CHECK(strcmp(argv[1], "unload") == 0);
+    unload(argv[2], argv[3]);
+  }
+  printf("%s: done\n", argv[1]);
+  return 0;
+}

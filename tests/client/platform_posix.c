@@ -1,0 +1,34 @@
+#include <dlfcn.h>
+#include <malloc.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "platform.h"
+
+void *library_open(const char *folder, const char *name) {
+  char path[4096];
+  snprintf(path, sizeof path, "%s/lib%s.so", folder, name);
+  return dlopen(path, RTLD_NOW | RTLD_GLOBAL);
+}
+
+void library_close(void *library) { dlclose(library); }
+
+Function library_find(void *library, const char *name) {
+  void *address = dlsym(library, name);
+  Function function;
+  memcpy(&function, &address, sizeof function); /* C has no conversion between the two */
+  return function;
+}
+
+uintptr_t checked_call(Function function, uint32_t count, const uintptr_t *arguments,
+                       uint32_t shift, intptr_t *moved) {
+  uintptr_t a[6] = {0};
+  memcpy(a, arguments, count * sizeof *arguments);
+  (void)shift;
+  *moved = 0;
+  /* Arguments that a function does not have do no harm in the conventions of these systems. */
+  return ((uintptr_t(*)(uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t))function)(
+      a[0], a[1], a[2], a[3], a[4], a[5]);
+}
+
+Resources resources_now(void) { return (Resources){mallinfo2().uordblks, 0}; }

@@ -1,0 +1,96 @@
+// Input and output that only some systems have: pipes, full devices, and names of any octets.
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "kwpki/text.h"
+#include "support/tool.h"
+#include "tools/inspect_samples.h"
+
+namespace {
+
+using namespace inspect_samples;
+using nlohmann::json;
+using testing::HasSubstr;
+
+// Names of files hold what a terminal would act on, too.
+TEST(Inspect, NothingFromDataActsOnTheTerminal) {
+  const std::string hostile = "\x1b]0;x\x07\u202e\u2066\xc2\x9b\u200b\xff\r\n\x7f";
+  const Directory directory;
+  const std::string names =
+      tlv(0x30, tlv(0x82, hostile) + tlv(0x86, hostile) + tlv(0x87, hostile) + tlv(0x81, ""));
+  const std::string der =
+      certificate(name(12, hostile),
+                  extension("551d11", false, names) + extension("2a0304", false, tlv(12, hostile)));
+  const std::string path = directory.add("a\x1b[31m\u202e\n.der", der);
+  const std::string other =
+      directory.add("b.pem", "-----BEGIN \x1b[2J\u202e-----\n" + pem("CERTIFICATE", der));
+  const std::string cut = directory.add("c\x1b.der", der.substr(0, der.size() / 2));
+  for (const auto &options :
+       std::vector<std::vector<std::string>>{{}, {"--json"}, {"--tree"}, {"--json", "--tree"}}) {
+    std::vector<std::string> arguments = {"inspect", path, other, cut,
+                                          directory.at("\x1b missing")};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    const Result result = run(arguments);
+    EXPECT_EQ(result.code, kwpki::kExitUnreadable);
+    for (const std::string *text : {&result.out, &result.err}) {
+      std::istringstream lines(*text);
+      for (std::string line; std::getline(lines, line);) EXPECT_EQ(kwpki::escape(line), line);
+    }
+    if (options.empty() || options[0] != "--json") continue;
+    const auto objects = result.objects();
+    ASSERT_EQ(objects.size(), 3u);
+    EXPECT_EQ(objects[0]["file"], path);  // lossless: what was escaped for JSON comes back
+    EXPECT_EQ(unbase64(objects[0]["der"]), std::vector<uint8_t>(der.begin(), der.end()));
+    const json &dns = objects[0]["extensions"][0]["contents"][0];
+    EXPECT_EQ(dns["text_hex"], kwpki::hex(ssh_text_bytes(hostile)));
+  }
+}
+
+TEST(Inspect, NamedPipesDoNotHoldItUp) {
+  const Directory directory;
+  const std::string good = directory.add("good.der", certificate(name(19, "A"), ""));
+  const std::string fifo = directory.at("fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const Result result = run({"inspect", fifo, good});
+  EXPECT_EQ(result.code, 3);
+  EXPECT_THAT(result.out, HasSubstr("Serial: 2047"));
+  EXPECT_THAT(result.err, HasSubstr("named pipe"));
+}
+
+TEST(Inspect, OutputThatCannotBeWritten) {
+  std::signal(SIGPIPE, SIG_IGN);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  const Directory directory;
+  const std::string path = directory.add("c.der", certificate(name(19, "A"), ""));
+  const char *argv[] = {"kwpki", "inspect", path.c_str()};
+  const struct {
+    std::FILE *out;
+    int code;
+    const char *err;
+  } rows[] = {{fdopen(ends[1], "w"), 0, ""}, {std::fopen("/dev/full", "w"), 3, "cannot write"}};
+  for (const auto &row : rows) {
+    const File out(row.out), err(std::tmpfile());
+    ASSERT_TRUE(out);
+    EXPECT_EQ(kwpki::run_command_line(3, argv, {stdin, out.get(), err.get()}), row.code);
+    const std::string said = contents(err.get());
+    EXPECT_EQ(said.empty(), *row.err == '\0');
+    EXPECT_THAT(said, HasSubstr(row.err));
+  }
+}
+
+TEST(Message, OutputThatCannotBeWritten) {
+  const Directory directory;
+  const std::string input = directory.add("m.json", R"({"request_type": 6, "request_id": 7})");
+  const Result result = run({"message", "encode", input, "--output", "/dev/full"});
+  EXPECT_EQ(result.code, 3);
+  EXPECT_THAT(result.err, HasSubstr("No space"));
+}
+
+}  // namespace
