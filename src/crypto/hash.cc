@@ -1,129 +1,85 @@
 #include "crypto/hash.h"
 
 #include <algorithm>
-#include <bit>
 #include <iterator>
-#include <string_view>
-#include <utility>
 
-struct SshHashAlgorithm {
-  std::string_view name;
-  size_t digest_length;
-  void (*start)(uint32_t *state);
-  void (*work)(uint32_t *state, const uint8_t *blocks, size_t count);
-};
+#include "crypto/hash_rows.h"
 
 namespace {
 
-constexpr size_t kBlock = sizeof SshHash::block;
-constexpr size_t kLengthField = 8;
-
-void sha1_start(uint32_t *state) {
-  constexpr uint32_t kStart[] = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476, 0xC3D2E1F0};
-  std::copy(std::begin(kStart), std::end(kStart), state);
-}
-
-// Sha1 is the working variables and the sixteen latest words of the message schedule (FIPS 180-4
-// 6.1.3). The rounds are unrolled, so that all of it lives in registers.
-struct Sha1 {
-  uint32_t a, b, c, d, e;
-  uint32_t words[16];
-
-  template <size_t T>
-  uint32_t word() {
-    uint32_t &w = words[T % 16];
-    if constexpr (T >= 16) {
-      w = std::rotl(words[(T + 13) % 16] ^ words[(T + 8) % 16] ^ words[(T + 2) % 16] ^ w, 1);
-    }
-    return w;
-  }
-
-  template <size_t T>
-  void round(uint32_t mixed) {
-    constexpr uint32_t kConstants[] = {0x5A827999, 0x6ED9EBA1, 0x8F1BBCDC, 0xCA62C1D6};
-    const uint32_t next = std::rotl(a, 5) + mixed + e + kConstants[T / 20] + word<T>();
-    e = d;
-    d = c;
-    c = std::rotl(b, 30);
-    b = a;
-    a = next;
-  }
-
-  template <size_t First, class F, size_t... T>
-  void rounds(F mix, std::index_sequence<T...>) {
-    (round<First + T>(mix(b, c, d)), ...);
-  }
+constexpr const SshHashAlgorithm *kAlgorithms[] = {
+    &ssh_hash_md5_row,    &ssh_hash_sha1_row,   &ssh_hash_sha224_row,
+    &ssh_hash_sha256_row, &ssh_hash_sha384_row, &ssh_hash_sha512_row,
 };
 
-void sha1_block(uint32_t *state, const uint8_t *block) {
-  constexpr std::make_index_sequence<20> kTwenty;
-  const auto choose = [](uint32_t x, uint32_t y, uint32_t z) { return z ^ (x & (y ^ z)); };
-  const auto parity = [](uint32_t x, uint32_t y, uint32_t z) { return x ^ y ^ z; };
-  const auto most = [](uint32_t x, uint32_t y, uint32_t z) { return (x & y) | (z & (x | y)); };
-  Sha1 s = {state[0], state[1], state[2], state[3], state[4], {}};
-  for (size_t i = 0; i < 16; ++i) s.words[i] = ssh_load_be32(block + 4 * i);
-  s.rounds<0>(choose, kTwenty);
-  s.rounds<20>(parity, kTwenty);
-  s.rounds<40>(most, kTwenty);
-  s.rounds<60>(parity, kTwenty);
-  state[0] += s.a;
-  state[1] += s.b;
-  state[2] += s.c;
-  state[3] += s.d;
-  state[4] += s.e;
+const SshHashAlgorithm *find(const char *name) {
+  for (const SshHashAlgorithm *row : kAlgorithms) {
+    if (row->name == name) return row;
+  }
+  return nullptr;
 }
 
-void sha1_work(uint32_t *state, const uint8_t *blocks, size_t count) {
-  for (; count > 0; --count, blocks += kBlock) sha1_block(state, blocks);
+size_t held(const SshHash &hash) {
+  return static_cast<size_t>(hash.length % hash.algorithm->block_length());
 }
 
-constexpr SshHashAlgorithm kAlgorithms[] = {
-    {"sha1", 20, sha1_start, sha1_work},
-};
-static_assert(std::all_of(std::begin(kAlgorithms), std::end(kAlgorithms), [](const auto &row) {
-  return row.digest_length <= SSH_HASH_DIGEST_MAX && row.digest_length % 4 == 0;
-}));
-static_assert(sizeof SshHash::state >= SSH_HASH_DIGEST_MAX);
+// put_word writes the `length` octets of a word that lie first.
+void put_word(uint8_t *out, uint64_t word, size_t length, bool big_endian) {
+  for (size_t i = 0; i < length; ++i) {
+    out[i] = static_cast<uint8_t>(word >> 8 * (big_endian ? length - 1 - i : i));
+  }
+}
 
 }  // namespace
 
 bool ssh_hash_init(SshHash *hash, const char *name) {
-  for (const SshHashAlgorithm &row : kAlgorithms) {
-    if (row.name != name) continue;
-    *hash = {.algorithm = &row};
-    row.start(hash->state);
-    return true;
-  }
-  return false;
+  const SshHashAlgorithm *row = find(name);
+  if (!row) return false;
+  *hash = {.algorithm = row};
+  std::copy(std::begin(row->start), std::end(row->start), hash->state);
+  return true;
 }
 
 void ssh_hash_update(SshHash *hash, Bytes data) {
-  const size_t held = static_cast<size_t>(hash->length % kBlock);
+  const SshHashAlgorithm &row = *hash->algorithm;
+  const size_t block = row.block_length();
+  const size_t before = held(*hash);
   hash->length += data.size();
-  if (held > 0) {
-    const Bytes head = data.first(std::min(kBlock - held, data.size()));
-    std::copy(head.begin(), head.end(), hash->block + held);
-    if (held + head.size() < kBlock) return;
-    hash->algorithm->work(hash->state, hash->block, 1);
+  if (before > 0) {
+    const Bytes head = data.first(std::min(block - before, data.size()));
+    std::copy(head.begin(), head.end(), hash->block + before);
+    if (before + head.size() < block) return;
+    row.work(hash->state, hash->block, 1);
     data = data.subspan(head.size());
   }
-  hash->algorithm->work(hash->state, data.data(), data.size() / kBlock);
-  const Bytes tail = data.last(data.size() % kBlock);
+  row.work(hash->state, data.data(), data.size() / block);
+  const Bytes tail = data.last(data.size() % block);
   std::copy(tail.begin(), tail.end(), hash->block);
 }
 
 size_t ssh_hash_digest_length(const SshHash *hash) { return hash->algorithm->digest_length; }
 
+size_t ssh_hash_block_length(const SshHash *hash) { return hash->algorithm->block_length(); }
+
 void ssh_hash_final(SshHash *hash, uint8_t *digest) {
-  // A one bit, zeros up to the last eight octets of a block, and the length in bits.
-  const uint64_t bits = hash->length * 8;
-  const size_t held = static_cast<size_t>(hash->length % kBlock);
-  const size_t fill = (held < kBlock - kLengthField ? kBlock : 2 * kBlock) - kLengthField - held;
-  uint8_t padding[kBlock + kLengthField] = {0x80};
-  ssh_store_be32(padding + fill, static_cast<uint32_t>(bits >> 32));
-  ssh_store_be32(padding + fill + 4, static_cast<uint32_t>(bits));
-  ssh_hash_update(hash, {padding, fill + kLengthField});
-  for (size_t i = 0; i < ssh_hash_digest_length(hash) / 4; ++i) {
-    ssh_store_be32(digest + 4 * i, hash->state[i]);
+  // A one bit, zeros up to the last two words of a block, and the length in bits in those two.
+  const SshHashAlgorithm &row = *hash->algorithm;
+  const size_t block = row.block_length();
+  const size_t field = 2 * row.word_octets;
+  const size_t room = block - held(*hash);
+  const size_t fill = (room > field ? room : room + block) - field;
+  uint8_t padding[SSH_HASH_BLOCK_MAX + 16] = {0x80};
+  const uint64_t bits = hash->length << 3;
+  const size_t spare = field - 8;  // above the low 64 bits, for SHA-384 and SHA-512 alone
+  if (spare > 0) padding[fill + spare - 1] = static_cast<uint8_t>(hash->length >> 61);
+  put_word(padding + fill + spare, bits, 8, row.big_endian);
+  ssh_hash_update(hash, {padding, fill + field});
+  for (size_t at = 0; at < row.digest_length; at += row.word_octets) {
+    put_word(digest + at, hash->state[at / row.word_octets], row.word_octets, row.big_endian);
   }
+}
+
+Bytes ssh_hash_digest_info(const char *name) {
+  const SshHashAlgorithm *row = find(name);
+  return row ? Bytes(row->info.der, row->info.length) : Bytes();
 }

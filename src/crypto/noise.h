@@ -1,0 +1,37 @@
+// The random-noise pool: octets that nobody can foresee, for padding and secret exponents.
+// Whoever sees something that others do not, such as the time of a reply, adds it; the operating
+// system's generator (noise_posix.cc, noise_win32.cc) is stirred in at every output.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "util/bytes.h"
+
+// SshNoiseSource fills `out` with octets from a generator; false if it cannot.
+using SshNoiseSource = bool (*)(uint8_t *out, size_t length);
+
+// ssh_noise_system is the operating system's generator.
+[[nodiscard]] bool ssh_noise_system(uint8_t *out, size_t length);
+
+// SshNoise is a pool. What comes out is a hash over its state, which is stepped one way before and
+// after, so that neither earlier nor later octets follow from what was given out. A pool is for one
+// thread at a time; its end wipes it.
+class SshNoise {
+ public:
+  // The source takes the place of the operating system's generator where a test must foresee it.
+  explicit SshNoise(SshNoiseSource source = ssh_noise_system) : source_(source) {}
+  ~SshNoise();
+  SshNoise(const SshNoise &) = delete;
+  SshNoise &operator=(const SshNoise &) = delete;
+
+  // add stirs noise in. It never makes the pool weaker, even where others know or choose the noise.
+  void add(Bytes noise);
+
+  // octets fills `out`; false, with nothing written, if the source gives nothing.
+  [[nodiscard]] bool octets(uint8_t *out, size_t length);
+
+ private:
+  SshNoiseSource source_;
+  uint8_t state_[64] = {};
+};

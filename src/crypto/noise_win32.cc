@@ -1,0 +1,24 @@
+#include <windows.h>
+
+#include "crypto/noise.h"
+
+namespace {
+
+// RtlGenRandom is exported under this name alone. It is looked up when needed, so that what does
+// not need noise does not need the library; the system takes that one from its own folder only.
+constexpr char kLibrary[] = "advapi32.dll";
+constexpr char kFunction[] = "SystemFunction036";
+using RtlGenRandom = BOOLEAN(WINAPI *)(void *out, ULONG length);
+
+}  // namespace
+
+bool ssh_noise_system(uint8_t *out, size_t length) {
+  if (length > MAXLONG) return false;
+  const HMODULE library = LoadLibraryA(kLibrary);
+  if (!library) return false;
+  const auto fill =
+      reinterpret_cast<RtlGenRandom>(reinterpret_cast<void *>(GetProcAddress(library, kFunction)));
+  const bool good = fill && fill(out, static_cast<ULONG>(length));
+  FreeLibrary(library);
+  return good;
+}
