@@ -1,0 +1,256 @@
+#include "crypto/montgomery.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+#include "crypto/mp_math.h"
+
+using Limbs = Owner<SshLimb, ssh_xfree_wiped>;
+
+// SshMontgomeryPower is one base with its exponent.
+struct SshMontgomeryPower {
+  const SshMpInt &base;
+  const SshMpInt &exponent;
+};
+
+namespace {
+
+constexpr size_t kPowersMax = 2;       // bases raised at once
+constexpr unsigned kSecretWindow = 4;  // half an octet of exponent at a time
+constexpr size_t kSecretEntries = size_t{1} << kSecretWindow;
+
+SshLimb *allocate(size_t count) {
+  return static_cast<SshLimb *>(ssh_xmalloc(count * sizeof(SshLimb)));
+}
+
+void copy(SshLimb *out, const SshLimb *from, size_t count) {
+  std::memcpy(out, from, count * sizeof(SshLimb));
+}
+
+// scratch_size is the limbs needed to convert a base and to multiply.
+size_t scratch_size(const SshMpInt &base, size_t count) {
+  return count + std::max(count, ssh_limbs_count(base.magnitude().size())) + 1;
+}
+
+// window_width makes the multiplications for the table and those by its entries fewest. A short
+// exponent, as nearly all RSA keys have it, does without a table.
+unsigned window_width(size_t bits) {
+  return bits > 671 ? 6 : bits > 239 ? 5 : bits > 79 ? 4 : bits > 23 ? 3 : 1;
+}
+
+// Windows cuts an exponent into windows that begin and end with a set bit, from its top bit down,
+// and knows the table of the odd powers that they choose from.
+class Windows {
+ public:
+  Windows() = default;
+  explicit Windows(const SshMpInt &exponent, const SshLimb *table = nullptr)
+      : octets_(exponent.magnitude()), table_(table), width_(window_width(exponent.bits())) {}
+
+  [[nodiscard]] const SshLimb *table() const { return table_; }
+  [[nodiscard]] size_t entries() const { return size_t{1} << (width_ - 1); }
+
+  // step is told every bit downwards. It returns the odd power to multiply by after the squaring of
+  // this bit, or 0.
+  unsigned step(size_t at) {
+    if (value_ == 0) {
+      if (!bit(at)) return 0;
+      last_ = at >= width_ ? at - width_ + 1 : 0;
+      while (!bit(last_)) ++last_;
+      for (size_t i = at + 1; i-- > last_;) value_ = value_ << 1 | unsigned{bit(i)};
+    }
+    return at == last_ ? std::exchange(value_, 0) : 0;
+  }
+
+ private:
+  [[nodiscard]] bool bit(size_t at) const {
+    const size_t octet = at / 8;
+    return octet < octets_.size() && (octets_[octets_.size() - 1 - octet] >> at % 8 & 1) != 0;
+  }
+
+  Bytes octets_;
+  const SshLimb *table_ = nullptr;
+  unsigned width_ = 1;
+  size_t last_ = 0;
+  unsigned value_ = 0;  // of the window that ends at last_; 0: none is open
+};
+
+// select copies the table's entry number `index`. It reads every entry and keeps the one by a mask,
+// so that neither a branch nor an address tells which.
+void select(SshLimb *out, const SshLimb *table, size_t count, SshLimb index) {
+  std::memset(out, 0, count * sizeof(SshLimb));
+  for (SshLimb entry = 0; entry < kSecretEntries; ++entry, table += count) {
+    const SshLimb differs = entry ^ index;  // small, so that 0 alone borrows from the top
+    const SshLimb mask = ssh_limbs_mask((differs - 1) >> (SSH_LIMB_BITS - 1));
+    for (size_t i = 0; i < count; ++i) out[i] |= table[i] & mask;
+  }
+}
+
+}  // namespace
+
+bool SshMontgomery::init(const SshMpInt &modulus) {
+  const Bytes octets = modulus.magnitude();
+  if (modulus.negative() || modulus.bits() < 2 || modulus.bits() > SSH_MONTGOMERY_BITS_MAX) {
+    return false;
+  }
+  if (octets.back() % 2 == 0) return false;
+  octets_ = octets.size();
+  significant_ = ssh_limbs_count(octets_);
+  count_ = ssh_limbs_even(significant_);
+  modulus_.reset(allocate(2 * count_));
+  SshLimb *shifted = modulus_.get() + count_;
+  ssh_limbs_load(modulus_.get(), count_, octets);
+  copy(shifted, modulus_.get(), count_);
+  shift_ = static_cast<unsigned>(std::countl_zero(shifted[significant_ - 1]));
+  ssh_limbs_shift_left(shifted, count_, shift_);
+  // Newton's iteration doubles the bits that are right; an odd number is its own inverse modulo 8.
+  const SshLimb lowest = modulus_.get()[0];
+  SshLimb inverse = lowest;
+  for (unsigned bits = 3; bits < SSH_LIMB_BITS; bits *= 2) inverse *= 2 - lowest * inverse;
+  negative_inverse_ = 0 - inverse;
+  return true;
+}
+
+// convert brings a base into Montgomery form, times 2^(bits of count_ limbs) modulo the modulus. It
+// divides, in time that tells the base.
+void SshMontgomery::convert(SshLimb *out, const SshMpInt &base, SshLimb *scratch) const {
+  const Bytes octets = base.magnitude();
+  const size_t size = count_ + ssh_limbs_count(octets.size());
+  std::memset(scratch, 0, count_ * sizeof(SshLimb));
+  ssh_limbs_load(scratch + count_, size - count_, octets);
+  scratch[size] = ssh_limbs_shift_left(scratch, size, shift_);
+  ssh_limbs_divide(scratch, size, modulus_.get() + count_, significant_, nullptr);
+  ssh_limbs_shift_right(scratch, significant_, shift_);
+  // A residue of 0 gives the modulus itself here, which reduce takes as well.
+  if (base.negative()) ssh_limbs_sub(scratch, modulus_.get(), count_, scratch, count_);
+  copy(out, scratch, count_);
+}
+
+// reduce divides the product of two numbers, neither above the modulus, by 2^(bits of count_
+// limbs).
+void SshMontgomery::reduce(SshLimb *out, SshLimb *product) const {
+  const SshLimb *modulus = modulus_.get();
+  SshLimb carry = 0;
+  for (size_t i = 0; i < count_; i += 2) {
+    // The two multiples of the modulus that make the two lowest limbs 0.
+    SshLimb *at = product + i;
+    const SshLimb first = at[0] * negative_inverse_;
+    const SshWide low = SshWide{first} * modulus[0] + at[0];
+    const SshLimb next = at[1] + first * modulus[1] + ssh_limbs_high(low);
+    const SshWide above = ssh_limbs_add_rows(at, modulus, count_, first, next * negative_inverse_);
+    SshWide sum = SshWide{at[count_]} + ssh_limbs_low(above) + carry;
+    at[count_] = ssh_limbs_low(sum);
+    sum = SshWide{at[count_ + 1]} + ssh_limbs_high(above) + ssh_limbs_high(sum);
+    at[count_ + 1] = ssh_limbs_low(sum);
+    carry = ssh_limbs_high(sum);
+  }
+  // The result may be above the modulus by less than that. The subtraction is always made, and a
+  // mask keeps what was there if it borrows more than there is: a branch here would tell the
+  // number.
+  const SshLimb *result = product + count_;
+  const SshLimb borrow = ssh_limbs_sub(out, result, count_, modulus, count_);
+  const SshLimb keep = ssh_limbs_mask(borrow & ~carry);
+  for (size_t i = 0; i < count_; ++i) out[i] = (out[i] & ~keep) | (result[i] & keep);
+}
+
+void SshMontgomery::mul(SshLimb *out, const SshLimb *a, const SshLimb *b, SshLimb *scratch) const {
+  ssh_limbs_mul(scratch, a, count_, b, count_);
+  reduce(out, scratch);
+}
+
+void SshMontgomery::square(SshLimb *out, const SshLimb *a, SshLimb *scratch) const {
+  ssh_limbs_square(scratch, a, count_);
+  reduce(out, scratch);
+}
+
+// leave brings a number out of Montgomery form.
+void SshMontgomery::leave(SshLimb *number, SshLimb *scratch) const {
+  copy(scratch, number, count_);
+  std::memset(scratch + count_, 0, count_ * sizeof(SshLimb));
+  reduce(number, scratch);
+}
+
+SshMpInt SshMontgomery::power(const SshMpInt &base, const SshMpInt &exponent) const {
+  const SshMontgomeryPower rows[] = {{base, exponent}};
+  return product(rows);
+}
+
+SshMpInt SshMontgomery::power2(const SshMpInt &b1, const SshMpInt &e1, const SshMpInt &b2,
+                               const SshMpInt &e2) const {
+  const SshMontgomeryPower rows[] = {{b1, e1}, {b2, e2}};
+  return product(rows);
+}
+
+// fill stores the odd powers of a base from its first.
+void SshMontgomery::fill(SshLimb *table, size_t entries, const SshMpInt &base, SshLimb *squared,
+                         SshLimb *scratch) const {
+  convert(table, base, scratch);
+  if (entries > 1) square(squared, table, scratch);
+  for (size_t i = 1; i < entries; ++i, table += count_) {
+    mul(table + count_, table, squared, scratch);
+  }
+}
+
+SshMpInt SshMontgomery::product(std::span<const SshMontgomeryPower> rows) const {
+  size_t bits = 0, scratch_limbs = 0, entries = 0;
+  for (const SshMontgomeryPower &row : rows) {
+    if (row.base.bits() > SSH_MP_BITS_MAX) return {};
+    if (row.exponent.bits() > SSH_MONTGOMERY_BITS_MAX) return {};
+    bits = std::max(bits, row.exponent.bits());
+    scratch_limbs = std::max(scratch_limbs, scratch_size(row.base, count_));
+    entries += Windows(row.exponent).entries();
+  }
+  const Limbs block(allocate(scratch_limbs + (1 + entries) * count_));
+  SshLimb *scratch = block.get(), *result = scratch + scratch_limbs, *table = result + count_;
+  Windows windows[kPowersMax];
+  for (size_t i = 0; i < rows.size(); ++i) {
+    windows[i] = Windows(rows[i].exponent, table);
+    fill(table, windows[i].entries(), rows[i].base, result, scratch);
+    table += windows[i].entries() * count_;
+  }
+  bool one = true;  // the result so far is 1 and is not stored
+  for (size_t at = bits; at-- > 0;) {
+    if (!one) square(result, result, scratch);
+    for (size_t i = 0; i < rows.size(); ++i) {
+      const unsigned odd = windows[i].step(at);
+      if (odd == 0) continue;
+      const SshLimb *factor = windows[i].table() + odd / 2 * count_;
+      if (one) copy(result, factor, count_);
+      if (!one) mul(result, result, factor, scratch);
+      one = false;
+    }
+  }
+  if (one) return SshMpInt(1);
+  leave(result, scratch);
+  uint8_t *octets = reinterpret_cast<uint8_t *>(scratch);
+  ssh_limbs_store(result, octets, octets_);
+  SshMpInt out;
+  out.set_magnitude({octets, octets_});
+  return out;
+}
+
+// Nothing below branches on the exponent, on what is computed from it, or reads from an address
+// that depends on them: every half octet of it costs four squarings, a look at the whole table and
+// one multiplication, be it by 1. The block is wiped when it is released.
+void SshMontgomery::power_secret(const SshMpInt &base, Bytes exponent, uint8_t *out) const {
+  const SshMpInt one(1), zero(0);
+  const SshMpInt &taken = base.bits() > SSH_MP_BITS_MAX ? zero : base;
+  const size_t scratch_limbs = scratch_size(taken, count_);
+  const Limbs block(allocate(scratch_limbs + (2 + kSecretEntries) * count_));
+  SshLimb *scratch = block.get(), *result = scratch + scratch_limbs;
+  SshLimb *factor = result + count_, *table = factor + count_;
+  convert(table, one, scratch);
+  convert(table + count_, taken, scratch);
+  for (size_t i = 2; i < kSecretEntries; ++i) {
+    mul(table + i * count_, table + (i - 1) * count_, table + count_, scratch);
+  }
+  copy(result, table, count_);
+  for (size_t i = 0; i < 2 * exponent.size(); ++i) {
+    for (unsigned k = 0; k < kSecretWindow; ++k) square(result, result, scratch);
+    const unsigned octet = exponent[i / 2];
+    select(factor, table, count_, i % 2 == 0 ? octet >> kSecretWindow : octet % kSecretEntries);
+    mul(result, result, factor, scratch);
+  }
+  leave(result, scratch);
+  ssh_limbs_store(result, out, octets_);
+}

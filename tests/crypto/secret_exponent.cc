@@ -1,0 +1,81 @@
+// Whether time can tell a secret exponent. Memcheck reports every branch and every address that
+// depends on memory it holds for undefined, so the exponent is said to be undefined: power_secret
+// must go through without a report, and power, which is for public exponents, must not.
+#include <algorithm>
+#include <cstdio>
+#include <initializer_list>
+#include <random>
+#include <vector>
+
+#include <valgrind/memcheck.h>
+
+#include "crypto/montgomery.h"
+#include "crypto/mp_math_samples.h"
+
+namespace {
+
+using namespace mp_math;
+
+bool fails(bool wrong, const char *what, const SshMpInt &modulus) {
+  if (wrong) std::fprintf(stderr, "secret_exponent: %s (%zu bits)\n", what, modulus.bits());
+  return wrong;
+}
+
+// check makes one exponent of so many octets with a modulus of so many; false: it can be told.
+bool check(std::mt19937 &random, size_t modulus_octets, size_t exponent_octets) {
+  std::vector<uint8_t> octets = random_octets(random, modulus_octets);
+  octets.front() |= 0x80;
+  octets.back() |= 1;
+  SshMpInt modulus, exponent;
+  modulus.set_magnitude(octets);
+  const SshMpInt base = random_number(random, modulus_octets);
+  std::vector<uint8_t> secret = random_octets(random, exponent_octets);
+  secret.front() |= 1;
+  exponent.set_magnitude(secret);
+  SshMontgomery field;
+  if (fails(!field.init(modulus), "no modulus", modulus)) return false;
+  std::vector<uint8_t> expected(field.octets()), out(field.octets());
+  const SshMpInt power = field.power(base, exponent);
+  const Bytes shown = power.magnitude();
+  std::copy(shown.begin(), shown.end(), expected.end() - static_cast<ptrdiff_t>(shown.size()));
+
+  const auto before = VALGRIND_COUNT_ERRORS;
+  VALGRIND_MAKE_MEM_UNDEFINED(secret.data(), secret.size());
+  field.power_secret(base, secret, out.data());
+  const auto told = VALGRIND_COUNT_ERRORS - before;
+  VALGRIND_MAKE_MEM_DEFINED(out.data(), out.size());
+  if (fails(told != 0, "power_secret branches or looks up by its exponent", modulus)) return false;
+  return !fails(out != expected, "power_secret computes something else", modulus);
+}
+
+// control is the same with power, so that a check that could see nothing is not taken for a pass.
+bool control() {
+  SshMontgomery field;
+  const SshMpInt modulus(0x7FFFFFFF), exponent(0x12345);
+  if (!field.init(modulus)) return false;
+  const auto before = VALGRIND_COUNT_ERRORS;
+  std::fprintf(stderr, "secret_exponent: the reports that follow are wanted\n");
+  const Bytes below = exponent.magnitude().subspan(1);  // the length stays known, as it may be
+  VALGRIND_MAKE_MEM_UNDEFINED(below.data(), below.size());
+  const SshMpInt power = field.power(SshMpInt(3), exponent);
+  const auto told = VALGRIND_COUNT_ERRORS - before;
+  VALGRIND_MAKE_MEM_DEFINED(&power, sizeof power);
+  return !fails(told == 0, "memcheck does not see that power branches", modulus);
+}
+
+}  // namespace
+
+int main() {
+  if (!RUNNING_ON_VALGRIND) {
+    std::fprintf(stderr, "secret_exponent: to be run by valgrind\n");
+    return 1;
+  }
+  std::mt19937 random(6);
+  bool passed = true;
+  for (const size_t octets : std::initializer_list<size_t>{5, 9, 17, 64, 96, 128, 192}) {
+    for (const size_t exponent : std::initializer_list<size_t>{1, 20, 33}) {
+      passed &= check(random, octets, exponent);
+    }
+  }
+  return passed && control() ? 0 : 1;
+}
