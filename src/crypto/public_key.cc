@@ -6,7 +6,11 @@
 #include <string_view>
 #include <utility>
 
+#include "crypto/dh.h"
+#include "crypto/dsa.h"
 #include "crypto/key_groups.h"
+#include "crypto/key_object.h"
+#include "crypto/rsa.h"
 #include "util/fatal.h"
 #include "util/mem.h"
 #include "util/wire.h"
@@ -26,17 +30,6 @@ enum ActionFlags : uint32_t {
 };
 constexpr uint32_t kKind = kValue | kScheme;
 
-// The scheme slots of a key, in the order in which its name lists them.
-enum Slot : uint32_t { kSign, kEncrypt, kDh, kSlots };
-
-constexpr size_t kValuesMax = 4;
-enum RsaValue : uint32_t { kRsaN, kRsaE, kRsaValues };
-enum DlValue : uint32_t { kDlP, kDlG, kDlQ, kDlY, kDlValues };
-
-struct Scheme {
-  const char *name;
-};
-
 // Action is what one tag of a key type means: the scheme slot with the schemes that may go there,
 // or the place of an integer among the key's values.
 struct Action {
@@ -44,13 +37,13 @@ struct Action {
   std::string_view name;  // values have none
   uint32_t flags;
   uint32_t place;
-  const Scheme *schemes = nullptr;
+  const SshKeyScheme *schemes = nullptr;
   size_t scheme_count = 0;
 };
 
 template <size_t N>
-constexpr Action scheme_row(SshKeyTag tag, std::string_view name, Slot slot,
-                            const Scheme (&rows)[N]) {
+constexpr Action scheme_row(SshKeyTag tag, std::string_view name, SshKeySlot slot,
+                            const SshKeyScheme (&rows)[N]) {
   return {tag, name, kScheme | kGet | kDefine, slot, rows, N};
 }
 
@@ -96,7 +89,9 @@ class Writer {
   uint64_t count_ = 0;
 };
 
-struct KeyType {
+}  // namespace
+
+struct SshKeyType {
   std::string_view name;
   const Action *actions;
   size_t action_count;
@@ -105,28 +100,17 @@ struct KeyType {
   void (*export_data)(const SshPublicKey &key, Writer &out);
 };
 
-}  // namespace
-
-// SshPublicKey is one block with the schemes and the key data; its group is set only when the key
-// names a group instead of carrying its numbers, which are among the values all the same.
-struct SshPublicKey {
-  const KeyType *type;
-  const SshKeyGroup *group = nullptr;
-  const Scheme *schemes[kSlots] = {};
-  SshMpInt values[kValuesMax] = {};
-};
-
 namespace {
 
 // RSA key data puts the exponent first.
 bool import_rsa(SshPublicKey &key, Bytes data) {
-  return ssh_decode_array(
-             data, {ssh_get_mp_int(&key.values[kRsaE]), ssh_get_mp_int(&key.values[kRsaN])}) > 0;
+  return ssh_decode_array(data, {ssh_get_mp_int(&key.values[SSH_RSA_E]),
+                                 ssh_get_mp_int(&key.values[SSH_RSA_N])}) > 0;
 }
 
 void export_rsa(const SshPublicKey &key, Writer &out) {
-  out.integer(key.values[kRsaE]);
-  out.integer(key.values[kRsaN]);
+  out.integer(key.values[SSH_RSA_E]);
+  out.integer(key.values[SSH_RSA_N]);
 }
 
 // import_group reads group parameters (1 and a name, or 0 and p, g, q) and returns their length.
@@ -136,22 +120,22 @@ size_t import_group(SshPublicKey &key, Bytes data) {
   Bytes name;
   if (!ssh_decode_array(data, {ssh_get_uint32(&named)}) || named > 1) return 0;
   if (named == 0) {
-    return ssh_decode_array(data, {ssh_get_uint32(nullptr), ssh_get_mp_int(&v[kDlP]),
-                                   ssh_get_mp_int(&v[kDlG]), ssh_get_mp_int(&v[kDlQ])});
+    return ssh_decode_array(data, {ssh_get_uint32(nullptr), ssh_get_mp_int(&v[SSH_DL_P]),
+                                   ssh_get_mp_int(&v[SSH_DL_G]), ssh_get_mp_int(&v[SSH_DL_Q])});
   }
   const size_t used =
       ssh_decode_array(data, {ssh_get_uint32(nullptr), ssh_get_uint32_str_nocopy(&name)});
   if (used == 0 || name.empty()) return 0;
   key.group = ssh_key_group_find(ssh_bytes_text(name));
   if (!key.group) return 0;
-  ssh_key_group_numbers(key.group, &v[kDlP], &v[kDlQ], &v[kDlG]);
+  ssh_key_group_numbers(key.group, &v[SSH_DL_P], &v[SSH_DL_Q], &v[SSH_DL_G]);
   return used;
 }
 
 bool import_dl(SshPublicKey &key, Bytes data) {
   const size_t used = import_group(key, data);
   if (used == 0) return false;
-  return ssh_decode_array(data.subspan(used), {ssh_get_mp_int(&key.values[kDlY])}) > 0;
+  return ssh_decode_array(data.subspan(used), {ssh_get_mp_int(&key.values[SSH_DL_Y])}) > 0;
 }
 
 void export_dl(const SshPublicKey &key, Writer &out) {
@@ -159,58 +143,96 @@ void export_dl(const SshPublicKey &key, Writer &out) {
   if (key.group) {
     out.string([&] { out.text(ssh_key_group_name(key.group)); });
   } else {
-    for (const DlValue value : {kDlP, kDlG, kDlQ}) out.integer(key.values[value]);
+    for (const SshDlPlace value : {SSH_DL_P, SSH_DL_G, SSH_DL_Q}) out.integer(key.values[value]);
   }
-  out.integer(key.values[kDlY]);
+  out.integer(key.values[SSH_DL_Y]);
 }
 
-constexpr Scheme kRsaSign[] = {{"rsa-pkcs1-md5"}, {"rsa-pkcs1-sha1"}, {"rsa-pkcs1-none"}};
-constexpr Scheme kRsaEncrypt[] = {{"rsa-pkcs1-none"}};
-constexpr Scheme kDlSign[] = {{"dsa-nist-sha1"}};
-constexpr Scheme kDlDh[] = {{"plain"}};
+constexpr SshKeyScheme rsa_signature(const char *name, const char *hash) {
+  return {.name = name, .hash = hash, .verify = ssh_rsa_verify};
+}
+constexpr SshKeyScheme dsa_signature(const char *name, const char *hash) {
+  return {.name = name, .hash = hash, .verify = ssh_dsa_verify};
+}
+constexpr SshKeyScheme by_signature_only(SshKeyScheme scheme) {
+  scheme.by_signature_only = true;
+  return scheme;
+}
+
+// What signatures alone may name has names of the same pattern. "rsa-nist-sha1" is the signature
+// that an older identifier stands for; its padding is that of PKCS #1.
+constexpr SshKeyScheme kRsaSign[] = {
+    rsa_signature("rsa-pkcs1-md5", "md5"),
+    rsa_signature("rsa-pkcs1-sha1", "sha1"),
+    rsa_signature("rsa-pkcs1-none", nullptr),
+    by_signature_only(rsa_signature("rsa-nist-sha1", "sha1")),
+    by_signature_only(rsa_signature("rsa-pkcs1-sha224", "sha224")),
+    by_signature_only(rsa_signature("rsa-pkcs1-sha256", "sha256")),
+    by_signature_only(rsa_signature("rsa-pkcs1-sha384", "sha384")),
+    by_signature_only(rsa_signature("rsa-pkcs1-sha512", "sha512")),
+};
+constexpr SshKeyScheme kRsaEncrypt[] = {{.name = "rsa-pkcs1-none", .encrypt = ssh_rsa_encrypt}};
+constexpr SshKeyScheme kDlSign[] = {
+    dsa_signature("dsa-nist-sha1", "sha1"),
+    by_signature_only(dsa_signature("dsa-nist-sha224", "sha224")),
+    by_signature_only(dsa_signature("dsa-nist-sha256", "sha256")),
+};
+constexpr SshKeyScheme kDlDh[] = {{.name = "plain", .agree = ssh_dh_agree}};
 
 constexpr Action kRsaActions[] = {
-    scheme_row(SSH_KEY_TAG_SIGN, "sign", kSign, kRsaSign),
-    scheme_row(SSH_KEY_TAG_ENCRYPT, "encrypt", kEncrypt, kRsaEncrypt),
-    value_row(SSH_KEY_TAG_N, kRsaN),
-    value_row(SSH_KEY_TAG_E, kRsaE),
+    scheme_row(SSH_KEY_TAG_SIGN, "sign", SSH_KEY_SIGN, kRsaSign),
+    scheme_row(SSH_KEY_TAG_ENCRYPT, "encrypt", SSH_KEY_ENCRYPT, kRsaEncrypt),
+    value_row(SSH_KEY_TAG_N, SSH_RSA_N),
+    value_row(SSH_KEY_TAG_E, SSH_RSA_E),
 };
 constexpr Action kDlActions[] = {
-    scheme_row(SSH_KEY_TAG_SIGN, "sign", kSign, kDlSign),
-    scheme_row(SSH_KEY_TAG_DH, "dh", kDh, kDlDh),
-    value_row(SSH_KEY_TAG_P, kDlP),
-    value_row(SSH_KEY_TAG_Q, kDlQ),
-    value_row(SSH_KEY_TAG_G, kDlG),
-    value_row(SSH_KEY_TAG_Y, kDlY),
+    scheme_row(SSH_KEY_TAG_SIGN, "sign", SSH_KEY_SIGN, kDlSign),
+    scheme_row(SSH_KEY_TAG_DH, "dh", SSH_KEY_DH, kDlDh),
+    value_row(SSH_KEY_TAG_P, SSH_DL_P),
+    value_row(SSH_KEY_TAG_Q, SSH_DL_Q),
+    value_row(SSH_KEY_TAG_G, SSH_DL_G),
+    value_row(SSH_KEY_TAG_Y, SSH_DL_Y),
 };
 
-constexpr KeyType kKeyTypes[] = {
-    {"if-modn", kRsaActions, std::size(kRsaActions), kRsaValues, import_rsa, export_rsa},
-    {"dl-modp", kDlActions, std::size(kDlActions), kDlValues, import_dl, export_dl},
+constexpr SshKeyType kKeyTypes[] = {
+    {"if-modn", kRsaActions, std::size(kRsaActions), SSH_RSA_VALUES, import_rsa, export_rsa},
+    {"dl-modp", kDlActions, std::size(kDlActions), SSH_DL_VALUES, import_dl, export_dl},
 };
-constexpr std::string_view kSlotNames[kSlots] = {"sign", "encrypt", "dh"};
+constexpr std::string_view kSlotNames[SSH_KEY_SLOTS] = {"sign", "encrypt", "dh"};
 
 // A slot or place beyond the key's room cannot be chosen, because no row has one; nor is there a
 // row of both kinds or of none.
-constexpr bool row_fits(const KeyType &type, const Action &row) {
+constexpr bool row_fits(const SshKeyType &type, const Action &row) {
   const bool scheme = (row.flags & kKind) == kScheme;
   if (!scheme && (row.flags & kKind) != kValue) return false;
-  return row.place < (scheme ? uint32_t{kSlots} : type.value_count) && scheme == !row.name.empty();
+  return row.place < (scheme ? uint32_t{SSH_KEY_SLOTS} : type.value_count) &&
+         scheme == !row.name.empty();
 }
-static_assert(std::all_of(std::begin(kKeyTypes), std::end(kKeyTypes), [](const KeyType &type) {
+static_assert(std::all_of(std::begin(kKeyTypes), std::end(kKeyTypes), [](const SshKeyType &type) {
   const auto fits = [&](const Action &row) { return row_fits(type, row); };
-  return type.value_count <= kValuesMax &&
+  return type.value_count <= SSH_KEY_VALUES_MAX &&
          std::all_of(type.actions, type.actions + type.action_count, fits);
 }));
 
-const KeyType *find_type(std::string_view name) {
-  for (const KeyType &row : kKeyTypes) {
+const SshKeyScheme *find_signature_scheme(const SshKeyType &type, std::string_view name) {
+  for (size_t i = 0; i < type.action_count; ++i) {
+    const Action &row = type.actions[i];
+    if (!(row.flags & kScheme) || row.place != SSH_KEY_SIGN) continue;
+    for (size_t j = 0; j < row.scheme_count; ++j) {
+      if (row.schemes[j].name == name) return &row.schemes[j];
+    }
+  }
+  return nullptr;
+}
+
+const SshKeyType *find_type(std::string_view name) {
+  for (const SshKeyType &row : kKeyTypes) {
     if (row.name == name) return &row;
   }
   return nullptr;
 }
 
-const Action *find_tag(const KeyType *type, uint32_t tag, uint32_t flag) {
+const Action *find_tag(const SshKeyType *type, uint32_t tag, uint32_t flag) {
   for (size_t i = 0; i < type->action_count; ++i) {
     const Action &row = type->actions[i];
     if (row.tag == tag && (row.flags & flag)) return &row;
@@ -218,7 +240,7 @@ const Action *find_tag(const KeyType *type, uint32_t tag, uint32_t flag) {
   return nullptr;
 }
 
-const Action *find_action(const KeyType *type, std::string_view name) {
+const Action *find_action(const SshKeyType *type, std::string_view name) {
   constexpr uint32_t kWanted = kDefine | kScheme;
   for (size_t i = 0; i < type->action_count; ++i) {
     const Action &row = type->actions[i];
@@ -229,8 +251,9 @@ const Action *find_action(const KeyType *type, std::string_view name) {
 
 bool choose_scheme(SshPublicKey &key, const Action &action, std::string_view name) {
   for (size_t i = 0; i < action.scheme_count; ++i) {
-    if (action.schemes[i].name != name) continue;
-    key.schemes[action.place] = &action.schemes[i];
+    const SshKeyScheme &scheme = action.schemes[i];
+    if (scheme.name != name || scheme.by_signature_only) continue;
+    key.schemes[action.place] = &scheme;
     return true;
   }
   return false;
@@ -296,7 +319,7 @@ SshKeyStatus make_key(std::string_view name, SshKeyStatus unknown_type, SshPubli
   NameReader reader(name);
   std::string_view word, scheme;
   (void)reader.type(word);
-  const KeyType *type = find_type(word);
+  const SshKeyType *type = find_type(word);
   if (!type) return unknown_type;
   SshPublicKeyOwner key(new (ssh_xmalloc(sizeof(SshPublicKey))) SshPublicKey{.type = type});
   while (reader.more()) {
@@ -331,7 +354,7 @@ SshKeyStatus answer(const SshPublicKey &key, const SshKeyQuestion &question) {
     return SSH_KEY_OK;
   }
   if (!question.scheme) return SSH_KEY_REFUSED;
-  const Scheme *scheme = key.schemes[row->place];
+  const SshKeyScheme *scheme = key.schemes[row->place];
   *question.scheme = scheme ? scheme->name : nullptr;
   return SSH_KEY_OK;
 }
@@ -340,7 +363,7 @@ SshKeyStatus answer(const SshPublicKey &key, const SshKeyQuestion &question) {
 void write_name(const SshPublicKey &key, Writer &out) {
   std::string_view before = "{";
   out.text(key.type->name);
-  for (uint32_t slot = 0; slot < kSlots; ++slot) {
+  for (uint32_t slot = 0; slot < SSH_KEY_SLOTS; ++slot) {
     if (!key.schemes[slot]) continue;
     for (const std::string_view part :
          {before, kSlotNames[slot], std::string_view("{"),
@@ -360,6 +383,14 @@ void write_blob(const SshPublicKey &key, uint64_t total, Writer &out) {
 }
 
 }  // namespace
+
+SshKeySchemeFound ssh_key_signature_scheme(const SshPublicKey &key, std::string_view name) {
+  if (const SshKeyScheme *own = find_signature_scheme(*key.type, name)) return {own, true};
+  for (const SshKeyType &type : kKeyTypes) {
+    if (const SshKeyScheme *other = find_signature_scheme(type, name)) return {other, false};
+  }
+  return {};
+}
 
 SshKeyStatus ssh_public_key_define(SshPublicKey **key, const char *name,
                                    std::initializer_list<SshKeyValue> values) {

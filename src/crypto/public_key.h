@@ -1,7 +1,7 @@
-// Public-key objects: key type, chosen schemes and key data; the exported key blob both ways.
-// A key type is one row of the table in public_key.cc; the named groups of "dl-modp" are rows in
-// key_groups.cc. Keys of certificates are defined here, handed to callers as blobs and hashed into
-// public-key search keys.
+// Public-key objects: key type, chosen schemes and key data; the exported key blob both ways; what
+// schemes do with a key. A key type is one row of the table in public_key.cc, a scheme one of its
+// action's; the named groups of "dl-modp" are rows in key_groups.cc. Keys of certificates are
+// defined here, handed to callers as blobs and hashed into public-key search keys.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,14 @@ enum [[nodiscard]] SshKeyStatus : uint32_t {
   SSH_KEY_BAD_TAG = 7,       // a tag that is not allowed here
   SSH_KEY_UNKNOWN_NAME = 8,  // an unknown action or scheme name
   SSH_KEY_BAD_FORMAT = 10,   // not a key blob, or a key name that does not parse
-  SSH_KEY_REFUSED = 13       // a value or slot that the key type refuses
+  SSH_KEY_REFUSED = 13,      // a value, slot or scheme that the key type refuses
+  // What the operations of schemes answer; these never come from definition, export or import.
+  SSH_KEY_BAD_SIGNATURE = 32,   // the signature does not fit
+  SSH_KEY_NO_SCHEME = 33,       // the key has no scheme for this, or there is none of that name
+  SSH_KEY_ABSURD = 34,          // numbers with which no key works or a computation would not end
+  SSH_KEY_BAD_PEER_VALUE = 35,  // a Diffie-Hellman value that is not in the group
+  SSH_KEY_TOO_LONG = 36,        // the data does not fit a key of this size
+  SSH_KEY_NO_NOISE = 37         // the operating system has no random octets to give
 };
 // clang-format on
 
@@ -39,6 +46,7 @@ enum SshKeyTag : uint32_t {
 };
 
 struct SshPublicKey;
+class SshNoise;
 
 // SshKeyValue gives one tag its value: an integer for value tags, a scheme name for scheme tags.
 // Both are copied.
@@ -80,5 +88,30 @@ SshKeyStatus ssh_public_key_import(Bytes blob, SshPublicKey **key);
 
 // ssh_public_key_name returns a key's name in new text (ssh_xfree).
 [[nodiscard]] char *ssh_public_key_name(const SshPublicKey *key);
+
+// ssh_public_key_verify tells whether `signature` is the key's over `data`: SSH_KEY_OK or
+// SSH_KEY_BAD_SIGNATURE, or why it cannot tell. A null scheme takes the key's own; a signature may
+// name any scheme of the key's type ("rsa-pkcs1-sha1"), also those that no key name can choose.
+// RSA signatures are as long as the modulus; DSA signatures are r and s, each as long as q.
+SshKeyStatus ssh_public_key_verify(const SshPublicKey *key, const char *scheme, Bytes data,
+                                   Bytes signature);
+
+// ssh_public_key_verify_digest does the same for data that was hashed in pieces. Where a scheme has
+// no hash function, digest and data are the same.
+SshKeyStatus ssh_public_key_verify_digest(const SshPublicKey *key, const char *scheme, Bytes digest,
+                                          Bytes signature);
+
+// ssh_public_key_encrypt encrypts `data` for the key's owner by the key's scheme, into a new block
+// as long as the modulus. The padding takes octets from `noise`.
+SshKeyStatus ssh_public_key_encrypt(const SshPublicKey *key, Bytes data, SshNoise *noise,
+                                    SshBlock *out, size_t *length);
+
+// ssh_public_key_dh_agree computes what the owner of the peer's key and whoever knows
+// `secret_exponent` (big-endian, at most as long as p) have in common, into a new block as long as
+// p, leading zeros kept. The exponent's length is not secret and makes the time, its value is and
+// does not. An exponent that is too long, or gives what anybody could guess (0 does), is
+// SSH_KEY_REFUSED. One's own public value is the agreement with a key of the same group whose y is g.
+SshKeyStatus ssh_public_key_dh_agree(const SshPublicKey *key, Bytes secret_exponent, SshBlock *out,
+                                     size_t *length);
 
 using SshPublicKeyOwner = Owner<SshPublicKey, ssh_public_key_free>;

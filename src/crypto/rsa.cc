@@ -1,0 +1,120 @@
+#include "crypto/rsa.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "crypto/hash.h"
+#include "crypto/montgomery.h"
+#include "crypto/noise.h"
+#include "util/mem.h"
+
+namespace {
+
+// A padded block is 00, the type, at least eight octets of padding, 00, and the data.
+constexpr size_t kPaddingMin = 8;
+constexpr size_t kOverhead = kPaddingMin + 3;
+constexpr uint8_t kSignatureType = 1;
+constexpr uint8_t kEncryptionType = 2;
+
+// begin takes a modulus and looks at the numbers: n odd and of a sensible size, e odd, above 1 and
+// below n.
+SshKeyStatus begin(const SshMpInt *values, SshMontgomery &modulus) {
+  const SshMpInt &n = values[SSH_RSA_N], &e = values[SSH_RSA_E];
+  if (e.compare(SshMpInt(1)) <= 0 || e.compare(n) >= 0) return SSH_KEY_ABSURD;
+  if (!(e.low32() & 1)) return SSH_KEY_ABSURD;
+  if (!ssh_key_exponent_is_sensible(e.bits(), n.bits(), SSH_RSA_USUAL_E_BITS))
+    return SSH_KEY_ABSURD;
+  return modulus.init(n) ? SSH_KEY_OK : SSH_KEY_ABSURD;
+}
+
+// store writes a number below the modulus as `length` octets.
+void store(const SshMpInt &value, uint8_t *out, size_t length) {
+  const Bytes octets = value.magnitude();
+  std::memset(out, 0, length - octets.size());
+  if (!octets.empty()) std::memcpy(out + length - octets.size(), octets.data(), octets.size());
+}
+
+SshBlock allocate(size_t length) { return SshBlock(static_cast<uint8_t *>(ssh_xmalloc(length))); }
+
+uint8_t *put(uint8_t *at, Bytes octets) {
+  if (!octets.empty()) std::memcpy(at, octets.data(), octets.size());
+  return at + octets.size();
+}
+
+// wipe overwrites the octets of a number that nobody else shall find in released memory.
+void wipe(SshMpInt &value) {
+  const Bytes octets = value.magnitude();
+  ssh_wipe(const_cast<uint8_t *>(octets.data()), octets.size());
+}
+
+// fill_nonzero fills the padding of an encryption block with octets of noise that are not zero.
+bool fill_nonzero(SshNoise &noise, uint8_t *out, size_t length) {
+  uint8_t drawn[64];
+  uint8_t *const end = out + length;
+  bool good = true;
+  while (good && out < end) {
+    good = noise.octets(drawn, sizeof drawn);
+    for (size_t i = 0; good && i < sizeof drawn && out < end; ++i) {
+      if (drawn[i] != 0) *out++ = drawn[i];
+    }
+  }
+  ssh_wipe(drawn, sizeof drawn);
+  return good;
+}
+
+}  // namespace
+
+// RFC 8017 8.2.2: the block that a signature over these octets must give is built whole and
+// compared whole. Nothing of what the signature gives is parsed, so that there is nothing in it that
+// could be overlooked. DigestInfo has parameters NULL, the one form that is written; the form
+// without parameters, which RFC 8017 lets one accept, is refused, as other libraries refuse it.
+SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const char *hash, Bytes digest,
+                            Bytes signature) {
+  SshMontgomery modulus;
+  if (const SshKeyStatus status = begin(values, modulus)) return status;
+  const size_t length = modulus.octets();
+  const Bytes info = hash ? ssh_hash_digest_info(hash) : Bytes();
+  const size_t least = info.size() + kOverhead;
+  if (length < least || digest.size() > length - least) return SSH_KEY_TOO_LONG;
+  SshMpInt value;
+  if (signature.size() != length) return SSH_KEY_BAD_SIGNATURE;
+  value.set_magnitude(signature);
+  if (value.compare(values[SSH_RSA_N]) >= 0) return SSH_KEY_BAD_SIGNATURE;
+
+  const SshBlock wanted = allocate(length), found = allocate(length);
+  uint8_t *at = wanted.get();
+  *at++ = 0;
+  *at++ = kSignatureType;
+  const size_t padding = length - 3 - info.size() - digest.size();
+  at = std::fill_n(at, padding, uint8_t{0xFF});
+  *at++ = 0;
+  put(put(at, info), digest);
+  store(modulus.power(value, values[SSH_RSA_E]), found.get(), length);
+  return std::memcmp(wanted.get(), found.get(), length) == 0 ? SSH_KEY_OK : SSH_KEY_BAD_SIGNATURE;
+}
+
+// RFC 8017 7.2.1
+SshKeyStatus ssh_rsa_encrypt(const SshMpInt *values, Bytes data, SshNoise *noise, SshBlock *out,
+                             size_t *length) {
+  SshMontgomery modulus;
+  if (const SshKeyStatus status = begin(values, modulus)) return status;
+  const size_t octets = modulus.octets();
+  if (octets < kOverhead || data.size() > octets - kOverhead) return SSH_KEY_TOO_LONG;
+
+  SshBlock block = allocate(octets);
+  uint8_t *at = block.get();
+  *at++ = 0;
+  *at++ = kEncryptionType;
+  const size_t padding = octets - 3 - data.size();
+  if (!fill_nonzero(*noise, at, padding)) return SSH_KEY_NO_NOISE;
+  at += padding;
+  *at++ = 0;
+  put(at, data);
+  SshMpInt message;
+  message.set_magnitude({block.get(), octets});
+  store(modulus.power(message, values[SSH_RSA_E]), block.get(), octets);
+  wipe(message);
+  *out = std::move(block);
+  *length = octets;
+  return SSH_KEY_OK;
+}

@@ -1,0 +1,22 @@
+// Whether a certificate or CRL was signed with a given key: the signature over the octets that the
+// record keeps. Names, dates and extensions are the caller's to judge. Which scheme a signature has
+// is data of the record; a further scheme is a row of the table in crypto/public_key.cc.
+#pragma once
+
+#include "crypto/public_key.h"
+#include "x509/cert.h"
+#include "x509/crl.h"
+
+enum [[nodiscard]] SshX509Verdict{
+    SSH_X509_VALID,                 // the key's owner signed these octets
+    SSH_X509_INVALID,               // the signature is not of this key, or not over these octets
+    SSH_X509_SCHEME_NOT_SUPPORTED,  // MD2, MD4, SHA (the one before SHA-1) or ElGamal: cannot tell
+    SSH_X509_KEY_NOT_FIT            // no key, one of another type, or one with absurd numbers
+};
+
+// ssh_x509_cert_verify tells whether `cert` was signed with `issuer_key` (null: does not fit). A
+// record that was not decoded is invalid.
+SshX509Verdict ssh_x509_cert_verify(const SshX509Cert *cert, const SshPublicKey *issuer_key);
+
+// ssh_x509_crl_verify tells the same of a CRL. The CRL's DSA signatures must be DER.
+SshX509Verdict ssh_x509_crl_verify(const SshX509Crl *crl, const SshPublicKey *issuer_key);
