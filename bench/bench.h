@@ -33,6 +33,9 @@ void ssh_bench_add_asn1();
 void ssh_bench_add_request();
 void ssh_bench_add_mapping();
 void ssh_bench_add_store();
+void ssh_bench_add_hash();
+void ssh_bench_add_cipher();
+void ssh_bench_add_scheme();
 
 // ssh_bench_floor copies the octets into a new block and walks over the headers of its elements: going into
 // constructed elements, comparing each with the end of the one around it, looking at no content.

@@ -65,6 +65,9 @@ int main(int argc, char **argv) {
   ssh_bench_add_request();
   ssh_bench_add_mapping();
   ssh_bench_add_store();
+  ssh_bench_add_hash();
+  ssh_bench_add_cipher();
+  ssh_bench_add_scheme();
   SshBenchSummary summary;
   benchmark::RunSpecifiedBenchmarks(&summary);
   return summary.print() ? 0 : 1;

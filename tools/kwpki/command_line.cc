@@ -14,8 +14,8 @@ namespace {
 
 // A function here adds one command, or a few that belong together.
 constexpr void (*kCommands[])(CLI::App &app, Run &run) = {
-    add_inspect_command, add_message_commands,   add_error_command,
-    add_store_commands,  add_completion_command,
+    add_inspect_command, add_verify_command, add_message_commands,
+    add_error_command,   add_store_commands, add_completion_command,
 };
 
 int parse_and_run(int argc, const char *const *argv, const Streams &streams) {

@@ -30,6 +30,7 @@ using Run = std::function<int(const Streams &streams)>;
 //     run = [options](const Streams &streams) { return inspect(*options, streams); };
 //   });
 void add_inspect_command(CLI::App &app, Run &run);
+void add_verify_command(CLI::App &app, Run &run);
 void add_message_commands(CLI::App &app, Run &run);
 void add_error_command(CLI::App &app, Run &run);
 void add_store_commands(CLI::App &app, Run &run);

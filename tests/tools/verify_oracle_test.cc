@@ -1,0 +1,346 @@
+// `kwpki verify` over certificates and CRLs that OpenSSL makes, and over those that were found in the world, as OpenSSL
+// verifies them.
+#include <gmock/gmock.h>
+#include <openssl/dsa.h>
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+#include <openssl/x509v3.h>
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "support/tool.h"
+#include "tools/inspect_samples.h"
+
+namespace {
+
+using inspect_samples::pem;
+using nlohmann::json;
+using testing::HasSubstr;
+
+template <auto Free>
+struct With {
+  template <class T>
+  void operator()(T *object) const {
+    Free(object);
+  }
+};
+using Key = std::unique_ptr<EVP_PKEY, With<EVP_PKEY_free>>;
+using X509Owner = std::unique_ptr<X509, With<X509_free>>;
+using CrlOwner = std::unique_ptr<X509_CRL, With<X509_CRL_free>>;
+using NameOwner = std::unique_ptr<X509_NAME, With<X509_NAME_free>>;
+
+Key rsa_key() { return Key(EVP_RSA_gen(1024)); }
+
+Key dsa_key() {
+  using Context = std::unique_ptr<EVP_PKEY_CTX, With<EVP_PKEY_CTX_free>>;
+  EVP_PKEY *group = nullptr, *key = nullptr;
+  const Context parameters(EVP_PKEY_CTX_new_from_name(nullptr, "DSA", nullptr));
+  EXPECT_EQ(EVP_PKEY_paramgen_init(parameters.get()), 1);
+  EXPECT_EQ(EVP_PKEY_CTX_set_dsa_paramgen_bits(parameters.get(), 1024), 1);
+  EXPECT_EQ(EVP_PKEY_CTX_set_dsa_paramgen_q_bits(parameters.get(), 160), 1);
+  EXPECT_EQ(EVP_PKEY_paramgen(parameters.get(), &group), 1);
+  const Key owner(group);
+  const Context context(EVP_PKEY_CTX_new(group, nullptr));
+  EXPECT_EQ(EVP_PKEY_keygen_init(context.get()), 1);
+  EXPECT_EQ(EVP_PKEY_keygen(context.get(), &key), 1);
+  return Key(key);
+}
+
+NameOwner name_of(const std::string &text, int type = V_ASN1_PRINTABLESTRING) {
+  NameOwner name(X509_NAME_new());
+  X509_NAME_add_entry_by_txt(name.get(), "CN", type, reinterpret_cast<const uint8_t *>(text.data()),
+                             static_cast<int>(text.size()), -1, 0);
+  return name;
+}
+
+template <auto Encode, class T>
+std::string der_of(const T *object) {
+  uint8_t *octets = nullptr;
+  const int length = Encode(object, &octets);
+  const std::string der(reinterpret_cast<char *>(octets), static_cast<size_t>(length));
+  OPENSSL_free(octets);
+  return der;
+}
+
+// Cert is a certificate to be made.
+struct Cert {
+  NameOwner subject, issuer;
+  const Key &key, &signer;
+  const EVP_MD *hash = EVP_sha1();
+  std::string subject_key_id = {}, authority_key_id = {};
+
+  [[nodiscard]] std::string make() const {
+    const X509Owner cert(X509_new());
+    X509_set_version(cert.get(), X509_VERSION_3);
+    ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), 4711);
+    X509_set_subject_name(cert.get(), subject.get());
+    X509_set_issuer_name(cert.get(), issuer.get());
+    X509_gmtime_adj(X509_getm_notBefore(cert.get()), 0);
+    X509_gmtime_adj(X509_getm_notAfter(cert.get()), 86400);
+    X509_set_pubkey(cert.get(), key.get());
+    add_key_id(cert.get(), subject_key_id, NID_subject_key_identifier);
+    add_key_id(cert.get(), authority_key_id, NID_authority_key_identifier);
+    EXPECT_GT(X509_sign(cert.get(), signer.get(), hash), 0);
+    return der_of<i2d_X509>(cert.get());
+  }
+
+ private:
+  static void add_key_id(X509 *cert, const std::string &id, int nid) {
+    if (id.empty()) return;
+    using inspect_samples::tlv;
+    const bool own = nid == NID_subject_key_identifier;
+    const std::string value = own ? tlv(4, id) : tlv(0x30, tlv(0x80, id));
+    const std::unique_ptr<ASN1_OCTET_STRING, With<ASN1_OCTET_STRING_free>> octets(
+        ASN1_OCTET_STRING_new());
+    ASN1_OCTET_STRING_set(octets.get(), reinterpret_cast<const uint8_t *>(value.data()),
+                          static_cast<int>(value.size()));
+    const std::unique_ptr<X509_EXTENSION, With<X509_EXTENSION_free>> extension(
+        X509_EXTENSION_create_by_NID(nullptr, nid, 0, octets.get()));
+    X509_add_ext(cert, extension.get(), -1);
+  }
+};
+
+std::string crl(const char *issuer, const Key &signer) {
+  const CrlOwner list(X509_CRL_new());
+  X509_CRL_set_version(list.get(), X509_CRL_VERSION_2);
+  X509_CRL_set_issuer_name(list.get(), name_of(issuer).get());
+  const std::unique_ptr<ASN1_TIME, With<ASN1_TIME_free>> now(ASN1_TIME_adj(nullptr, 0, 0, 0));
+  X509_CRL_set1_lastUpdate(list.get(), now.get());
+  X509_CRL_set1_nextUpdate(list.get(), now.get());
+  EXPECT_GT(X509_CRL_sign(list.get(), signer.get(), EVP_sha1()), 0);
+  return der_of<i2d_X509_CRL>(list.get());
+}
+
+// changed flips a bit of the octet that lies so far in front of the end.
+std::string changed(std::string der, size_t from_end) {
+  der[der.size() - from_end] ^= 1;
+  return der;
+}
+
+// sha1_replaced puts another number in place of the last arc of sha1WithRSAEncryption.
+std::string sha1_replaced(const std::string &der, char number) {
+  const std::string oid = "\x2a\x86\x48\x86\xf7\x0d\x01\x01";
+  return inspect_samples::replaced(der, oid + '\5', oid + number);
+}
+
+class VerifyTest : public testing::Test {
+ protected:
+  std::string add(const std::string &name, const std::string &octets) {
+    return folder_.add(name, octets);
+  }
+  std::string root(const char *name, const Key &key, int type = V_ASN1_PRINTABLESTRING,
+                   const std::string &key_id = {}) {
+    return Cert{name_of(name, type), name_of(name, type), key, key, EVP_sha1(), key_id}.make();
+  }
+  std::string leaf(const Key &signer, const EVP_MD *hash = EVP_sha1(),
+                   const std::string &key_id = {}) {
+    // A certificate with a DSA signature must have a DSA key: that says how long r and s are.
+    const Key &key = &signer == &dsa_ ? dsa_ : rsa_;
+    return Cert{name_of("Leaf"), name_of("Root"), key, signer, hash, {}, key_id}.make();
+  }
+
+  const Key rsa_ = rsa_key(), other_ = rsa_key(), dsa_ = dsa_key();
+  const Directory folder_;
+};
+
+TEST_F(VerifyTest, TellsWhoSigned) {
+  const std::string root_rsa = add("rsa", root("Root", rsa_)),
+                    root_other = add("other", root("Root", other_, V_ASN1_PRINTABLESTRING, "id")),
+                    root_dsa = add("dsa", root("Root", dsa_)),
+                    other_case = add("case", root("rOOT ", rsa_)),
+                    utf8 = add("utf8", root("Root", rsa_, V_ASN1_UTF8STRING)),
+                    stranger = add("stranger", root("Stranger", rsa_)),
+                    all =
+                        add("all", pem("CERTIFICATE", root("Root", other_)) +
+                                       pem("PRIVATE KEY", "key") + pem("X509 CRL", crl("A", rsa_)) +
+                                       pem("X509 CERTIFICATE", root("Root", dsa_)) +
+                                       pem("CERTIFICATE", root("Root", rsa_)));
+  const std::string sha1 = leaf(rsa_), dsa = leaf(dsa_), list = crl("Root", rsa_);
+  const std::string dsa_list = crl("Root", dsa_);
+  using List = std::vector<std::string>;
+  const struct {
+    const char *why;
+    List issuers;
+    std::string record;
+    const char *result;
+  } rows[] = {
+      {"RSA, SHA-1", {root_rsa}, sha1, "valid"},
+      {"RSA, MD5", {root_rsa}, leaf(rsa_, EVP_md5()), "valid"},
+      {"DSA", {root_dsa}, dsa, "valid"},
+      {"a CRL", {root_rsa}, list, "valid"},
+      {"a CRL, DSA", {root_dsa}, dsa_list, "valid"},
+      {"a root by itself", {root_rsa}, root("Root", rsa_), "valid"},
+      {"any of a bundle", {all}, sha1, "valid"},
+      {"any of a bundle, DSA", {all}, dsa, "valid"},
+      {"any of a directory", {folder_.at("")}, list, "valid"},
+      {"the second of two", {root_other, root_rsa}, sha1, "valid"},
+      {"the first of two", {root_rsa, root_other}, sha1, "valid"},
+      {"a key identifier that points elsewhere",
+       {root_other, root_rsa},
+       leaf(rsa_, EVP_sha1(), "id"),
+       "valid"},
+      {"the name in another case", {other_case}, sha1, "valid"},
+      {"the name in letters that have no other form",
+       {utf8},
+       root("Root", rsa_, V_ASN1_UTF8STRING),
+       "valid"},
+      {"another key", {root_other}, sha1, "invalid"},
+      {"another key, the right one has another name", {root_other, stranger}, sha1, "invalid"},
+      {"another key of the right type", {root_other, root_dsa}, sha1, "invalid"},
+      {"a CRL, another key", {root_other}, list, "invalid"},
+      {"another name", {stranger}, sha1, "no issuer found"},
+      {"a key of another type", {root_dsa}, sha1, "no issuer found"},
+      {"a key of another type, DSA", {root_rsa}, dsa, "no issuer found"},
+      {"the leaf itself", {add("leaf", sha1)}, sha1, "no issuer found"},
+      {"the signature forged", {root_rsa}, changed(sha1, 1), "invalid"},
+      {"the signature forged, DSA", {root_dsa}, changed(dsa, 1), "invalid"},
+      {"the key forged", {root_rsa}, changed(sha1, 200), "invalid"},
+      {"a CRL forged", {root_rsa}, changed(list, 1), "invalid"},
+      {"MD2", {root_rsa}, sha1_replaced(sha1, 2), "scheme not supported"},
+      {"MD4, a CRL", {root_rsa}, sha1_replaced(list, 3), "scheme not supported"},
+      {"MD5 written over SHA-1", {root_rsa}, sha1_replaced(sha1, 4), "invalid"},
+      {"SHA-256", {root_rsa}, leaf(rsa_, EVP_sha256()), "refused"},
+      {"no certificate at all", {root_rsa}, inspect_samples::tlv(0x30, "x"), "refused"},
+  };
+  for (const auto &row : rows) {
+    List arguments = {"verify", "--json"};
+    for (const std::string &issuer : row.issuers)
+      arguments.insert(arguments.end(), {"--issuer", issuer});
+    const Result result = run(arguments, row.record);
+    ASSERT_EQ(result.objects().size(), 1u) << row.why << result.err;
+    const json shown = result.objects()[0];
+    EXPECT_EQ(shown["result"], row.result) << row.why << result.err;
+    EXPECT_EQ(result.code, shown["result"] == "valid" ? 0 : 1) << row.why << result.err;
+    EXPECT_EQ(shown["file"], "-");
+    EXPECT_EQ(shown.contains("signed_by"), shown["result"] == "valid") << row.why;
+  }
+}
+
+TEST_F(VerifyTest, NamesTheCertificateThatSigned) {
+  const std::string bundle = add(
+      "bundle", pem("CERTIFICATE", root("Root", other_)) + pem("CERTIFICATE", root("Root", rsa_)));
+  const json shown = run({"verify", "--json", "--issuer", bundle}, leaf(rsa_)).objects().at(0);
+  EXPECT_EQ(shown["signed_by"], (json{{"file", bundle}, {"block", 2}, {"subject", "CN=Root"}}));
+  EXPECT_EQ(shown["kind"], "certificate");
+  EXPECT_EQ(shown["scheme"], "rsa-pkcs1-sha1");
+  EXPECT_EQ(shown["issuer"], "CN=Root");
+}
+
+TEST_F(VerifyTest, OneLineForEachOfAllFiles) {
+  const std::string issuer = add("root", root("Root", rsa_));
+  const std::string good = add("good", leaf(rsa_)), missing = folder_.at("missing");
+  const std::string bad =
+      add("bad", pem("CERTIFICATE", leaf(other_)) + pem("PRIVATE KEY", "key") +
+                     pem("X509 CRL", crl("\x1b[31m", rsa_)) + pem("X509 CRL", crl("Root", rsa_)) +
+                     pem("CERTIFICATE", sha1_replaced(leaf(rsa_), 2)) + pem("CERTIFICATE", "x"));
+  Result result = run({"verify", "--issuer", issuer, missing, bad, good});
+  EXPECT_EQ(result.code, 3);
+  EXPECT_THAT(result.err, HasSubstr("missing: No such file"));
+  EXPECT_THAT(result.err, HasSubstr("(PEM block 2): line "));
+  const std::string lines = inspect_samples::replaced(result.out, folder_.at("") + "/", "");
+  EXPECT_THAT(lines, testing::StartsWith("bad (PEM block 1): invalid (CN=Root)\n"
+                                         "bad (PEM block 3): no issuer found (CN=\\x1b[31m)\n"
+                                         "bad (PEM block 4): valid, signed by CN=Root\n"
+                                         "bad (PEM block 5): scheme not supported (rsa-pkcs1-md2)\n"
+                                         "bad (PEM block 6): refused as a certificate: "));
+  EXPECT_THAT(lines, testing::EndsWith("\ngood: valid, signed by CN=Root\n"));
+  EXPECT_EQ(inspect_samples::count(lines, "\n"), 6u);
+}
+
+TEST_F(VerifyTest, ExitCodes) {
+  const std::string issuer = add("root", root("Root", rsa_)), good = add("good", leaf(rsa_)),
+                    list = add("list", crl("Root", rsa_)), broken = add("broken", "broken"),
+                    missing = folder_.at("missing");
+  const struct {
+    std::vector<std::string> arguments;
+    int code;
+    const char *err;
+  } rows[] = {
+      {{"--issuer", issuer, good, list}, 0, ""},
+      {{"--issuer", issuer, "--issuer", list, good}, 0, "list: a CRL is no issuer; passed over"},
+      {{"--issuer", issuer, "--issuer", broken, good}, 1, "broken: refused as an issuer"},
+      {{"--issuer", missing, "--issuer", issuer, good}, 3, "missing: No such file"},
+      {{"--issuer", issuer, broken, good, missing}, 3, "missing: No such file"},
+      {{"--issuer", issuer}, 3, "standard input: holds nothing"},
+      {{good}, 2, "--issuer is required"},
+      {{"--issuer"}, 2, "--issuer"},
+  };
+  for (const auto &row : rows) {
+    std::vector<std::string> arguments = {"verify"};
+    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+    const Result result = run(arguments);
+    EXPECT_EQ(result.code, row.code) << testing::PrintToString(arguments) << result.err;
+    EXPECT_THAT(result.err, HasSubstr(row.err));
+  }
+}
+
+// Found is a certificate or CRL of the corpus as OpenSSL reads it.
+struct Found {
+  std::string file;
+  X509Owner cert;
+  CrlOwner list;
+
+  [[nodiscard]] const X509_NAME *issuer() const {
+    return cert ? X509_get_issuer_name(cert.get()) : X509_CRL_get_issuer(list.get());
+  }
+  [[nodiscard]] bool verifies(EVP_PKEY *key) const {
+    return (cert ? X509_verify(cert.get(), key) : X509_CRL_verify(list.get(), key)) == 1;
+  }
+};
+
+Found read(const json &shown) {
+  const auto der = inspect_samples::unbase64(shown["der"]);
+  const auto size = static_cast<long>(der.size());
+  const uint8_t *at = der.data(), *again = der.data();
+  const bool is_cert = shown["kind"] == "certificate";
+  return {shown["file"], X509Owner(is_cert ? d2i_X509(nullptr, &at, size) : nullptr),
+          CrlOwner(is_cert ? nullptr : d2i_X509_CRL(nullptr, &again, size))};
+}
+
+TEST(Verify, CorpusAsOpenSslVerifiesIt) {
+  const std::string folder = KWPKI_CORPUS_DIR "/der";
+  if (!std::filesystem::exists(folder)) GTEST_SKIP() << "there is no corpus";
+  std::vector<Found> all;
+  for (const json &shown : run({"inspect", "--json", folder}).objects()) {
+    if (!shown["accepted"]) continue;
+    Found found = read(shown);
+    if (found.cert || found.list) all.push_back(std::move(found));
+  }
+  std::map<std::string, json> results;
+  for (const json &shown : run({"verify", "--json", "--issuer", folder, folder}).objects())
+    results[shown["file"]] = shown["result"];
+
+  std::map<std::string, size_t> counts;
+  for (const Found &found : all) {
+    bool named = false, valid = false;
+    for (const Found &issuer : all) {
+      if (!issuer.cert ||
+          X509_NAME_cmp(X509_get_subject_name(issuer.cert.get()), found.issuer()) != 0) {
+        continue;
+      }
+      named = true;
+      EVP_PKEY *key = X509_get0_pubkey(issuer.cert.get());
+      valid = valid || (key && found.verifies(key));
+    }
+    const std::string result = results[found.file];
+    ++counts[result];
+    // MD2 and MD4, which OpenSSL does not check here either, are the only ones that we do not support.
+    EXPECT_EQ(result == "valid", valid) << found.file << ": " << result;
+    EXPECT_EQ(result == "scheme not supported",
+              named && (found.file.find("md2rsa") != std::string::npos ||
+                        found.file.find("md4rsa") != std::string::npos))
+        << found.file << ": " << result;
+    if (!named) {
+      EXPECT_EQ(result, "no issuer found") << found.file;
+    }
+  }
+  for (const auto &[result, count] : counts) std::printf("  %zu %s\n", count, result.c_str());
+  EXPECT_GE(counts["valid"], 20u);
+  EXPECT_GE(counts["no issuer found"], 20u);
+}
+
+}  // namespace
