@@ -45,18 +45,22 @@ void Database::open(const char *path) {
   run("PRAGMA foreign_keys = ON");
 }
 
-// is_new looks at the file before anything is changed in it.
+// is_new looks at the file before anything is changed in it, and at all of it at one moment: another
+// process may be setting it up.
 bool Database::is_new(int version) {
-  const int64_t application = number("PRAGMA application_id");
-  const int64_t found = number("PRAGMA user_version");
-  const bool ours = application == kApplicationId;
-  if (!ours && number("SELECT count(*) FROM sqlite_schema") > 0) {
-    throw StoreError("this is a database of another program, not a certificate store", false);
-  }
-  if (ours && found > version) {
-    throw StoreError("the store is of the newer version " + std::to_string(found) +
-                         "; this program knows version " + std::to_string(version),
-                     false);
+  bool ours = false;
+  {
+    const Transaction moment(*this, Transaction::kRead);
+    ours = number("PRAGMA application_id") == kApplicationId;
+    const int64_t found = number("PRAGMA user_version");
+    if (!ours && number("SELECT count(*) FROM sqlite_schema") > 0) {
+      throw StoreError("this is a database of another program, not a certificate store", false);
+    }
+    if (ours && found > version) {
+      throw StoreError("the store is of the newer version " + std::to_string(found) +
+                           "; this program knows version " + std::to_string(version),
+                       false);
+    }
   }
   use_wal();
   return !ours;
