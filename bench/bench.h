@@ -9,6 +9,7 @@
 #include <string>
 
 #include "util/bytes.h"
+#include "x509/profile.h"
 
 constexpr char kBenchOurs[] = "kwpki";
 constexpr char kBenchFloor[] = "floor";  // the case that the others of its topic are divided by
@@ -18,6 +19,7 @@ struct SshBenchCase {
   const char *who;
   const char *undone;  // what it leaves undone that others of the topic do
   bool (*run)(Bytes input);
+  SshX509Profile profile = SSH_X509_CLASSIC;  // set before the case runs
 };
 
 // ssh_bench_add registers a topic's cases. `input` is called when the first of them runs; `items` are what it holds

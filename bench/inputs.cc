@@ -1,28 +1,26 @@
 #include "inputs.h"
 
+#include <openssl/ec.h>
 #include <openssl/evp.h>
+#include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <memory>
+#include <span>
+#include <string>
 #include <vector>
+
+#include "util/owner.h"
 
 namespace {
 
-template <auto Free>
-struct FreeWith {
-  template <class T>
-  void operator()(T *object) const {
-    Free(object);
-  }
-};
-using KeyOwner = std::unique_ptr<EVP_PKEY, FreeWith<EVP_PKEY_free>>;
-using CertOwner = std::unique_ptr<X509, FreeWith<X509_free>>;
-using CrlOwner = std::unique_ptr<X509_CRL, FreeWith<X509_CRL_free>>;
-using ConfOwner = std::unique_ptr<CONF, FreeWith<NCONF_free>>;
+using KeyOwner = Owner<EVP_PKEY, EVP_PKEY_free>;
+using CertOwner = Owner<X509, X509_free>;
+using CrlOwner = Owner<X509_CRL, X509_CRL_free>;
+using ConfOwner = Owner<CONF, NCONF_free>;
 
 // need ends the program where an input cannot be made: nothing could be measured.
 void need(bool made, const char *what) {
@@ -31,10 +29,24 @@ void need(bool made, const char *what) {
   std::exit(1);
 }
 
+EVP_PKEY *needed(const KeyOwner &key) {
+  need(key != nullptr, "key");
+  return key.get();
+}
+
 EVP_PKEY *key() {
   static const KeyOwner made(EVP_RSA_gen(1024));
-  need(made != nullptr, "key");
-  return made.get();
+  return needed(made);
+}
+
+EVP_PKEY *rsa_key() {
+  static const KeyOwner made(EVP_RSA_gen(2048));
+  return needed(made);
+}
+
+EVP_PKEY *ec_key() {
+  static const KeyOwner made(EVP_EC_gen("P-256"));
+  return needed(made);
 }
 
 struct Extension {
@@ -57,12 +69,29 @@ constexpr Extension kExtensions[] = {
      "OCSP;URI:http://ocsp.example.com/,caIssuers;URI:http://ca.example.com/ca.cer"},
 };
 
+constexpr char kTimestampsOid[] = "1.3.6.1.4.1.11129.2.4.2";
+
+// The values of today's server certificates; the timestamps are added to them.
+constexpr Extension kLeafExtensions[] = {
+    {"keyUsage", "critical,digitalSignature"},
+    {"extendedKeyUsage", "serverAuth,clientAuth"},
+    {"basicConstraints", "critical,CA:FALSE"},
+    {"subjectKeyIdentifier", "hash"},
+    {"authorityKeyIdentifier", "keyid:always"},
+    {"authorityInfoAccess",
+     "OCSP;URI:http://ocsp.example.com/,caIssuers;URI:http://ca.example.com/r3.cer"},
+    {"subjectAltName", "DNS:www.example.com,DNS:example.com,DNS:static.example.com"},
+    {"certificatePolicies", "2.23.140.1.2.1,1.3.6.1.4.1.99999.1.2"},
+    {"crlDistributionPoints", "URI:http://crl.example.com/r3.crl"},
+};
+
 constexpr char kPolicy[] =
     "[policy]\npolicyIdentifier=1.3.6.1.4.1.99999.1.3\nCPS.1=http://www.example.com/"
     "cps\nuserNotice.1=@notice\n"
     "[notice]\nexplicitText=Gateways only\norganization=Example Networks\nnoticeNumbers=1\n";
 
-void add_names(X509_NAME *name, const char *unit, const char *common) {
+void add_names(X509_NAME *name, const char *unit, const char *common,
+               int type = V_ASN1_PRINTABLESTRING) {
   const struct {
     const char *field, *value;
   } parts[] = {{"C", "FI"},
@@ -74,22 +103,21 @@ void add_names(X509_NAME *name, const char *unit, const char *common) {
                {"CN", common}};
   for (const auto &part : parts) {
     const auto *value = reinterpret_cast<const unsigned char *>(part.value);
-    // Printable: the one string type that all of the libraries print.
-    need(
-        X509_NAME_add_entry_by_txt(name, part.field, V_ASN1_PRINTABLESTRING, value, -1, -1, 0) == 1,
-        "name");
+    // Countries are printable by rule, and of the classic era all: every library prints that type.
+    const int own = *part.field == 'C' && !part.field[1] ? V_ASN1_PRINTABLESTRING : type;
+    need(X509_NAME_add_entry_by_txt(name, part.field, own, value, -1, -1, 0) == 1, "name");
   }
 }
 
-void add_extensions(X509 *cert) {
+void add_extensions(X509 *cert, X509 *issuer, std::span<const Extension> rows) {
   const ConfOwner conf(NCONF_new(nullptr));
   BIO *text = BIO_new_mem_buf(kPolicy, -1);
   need(NCONF_load_bio(conf.get(), text, nullptr) == 1, "policy section");
   BIO_free(text);
   X509V3_CTX context;
-  X509V3_set_ctx(&context, cert, cert, nullptr, nullptr, 0);
+  X509V3_set_ctx(&context, issuer, cert, nullptr, nullptr, 0);
   X509V3_set_nconf(&context, conf.get());
-  for (const Extension &row : kExtensions) {
+  for (const Extension &row : rows) {
     X509_EXTENSION *extension = X509V3_EXT_nconf(conf.get(), &context, row.name, row.value);
     need(extension != nullptr && X509_add_ext(cert, extension, -1) == 1, row.name);
     X509_EXTENSION_free(extension);
@@ -106,20 +134,85 @@ std::vector<uint8_t> encode(T *object, int (*encoder)(const T *, unsigned char *
   return octets;
 }
 
-std::vector<uint8_t> make_certificate() {
-  const CertOwner cert(X509_new());
+void fill(X509 *cert, EVP_PKEY *subject_key, const char *until) {
   constexpr uint8_t kSerial[] = {0x5A, 0x31, 0x0F, 0xC2, 0x77, 0x9E, 0x04, 0xB8,
                                  0x1D, 0x60, 0xE3, 0x92, 0x48, 0xAF, 0x15, 0x7B};
-  X509_set_version(cert.get(), 2);
-  ASN1_STRING_set(X509_get_serialNumber(cert.get()), kSerial, sizeof kSerial);
+  X509_set_version(cert, 2);
+  ASN1_STRING_set(X509_get_serialNumber(cert), kSerial, sizeof kSerial);
+  ASN1_TIME_set_string(X509_getm_notBefore(cert), "040101000000Z");
+  ASN1_TIME_set_string(X509_getm_notAfter(cert), until);
+  X509_set_pubkey(cert, subject_key);
+}
+
+std::vector<uint8_t> make_certificate() {
+  const CertOwner cert(X509_new());
+  fill(cert.get(), key(), "340101000000Z");
   add_names(X509_get_issuer_name(cert.get()), "Certificates", "Access CA 2");
   add_names(X509_get_subject_name(cert.get()), "Gateways", "gateway-17.example.com");
-  ASN1_TIME_set_string(X509_getm_notBefore(cert.get()), "040101000000Z");
-  ASN1_TIME_set_string(X509_getm_notAfter(cert.get()), "340101000000Z");
-  X509_set_pubkey(cert.get(), key());
-  add_extensions(cert.get());
+  add_extensions(cert.get(), cert.get(), kExtensions);
   need(X509_sign(cert.get(), key(), EVP_sha1()) > 0, "certificate");
   return encode<X509>(cert.get(), i2d_X509);
+}
+
+// timestamps are two of logs, with signatures of the usual length, as the value of their extension.
+std::string timestamps() {
+  std::string list;
+  for (const char log : {'\x11', '\x22'}) {
+    const std::string one = std::string(1, '\0') + std::string(32, log) +
+                            std::string("\0\0\1\x8B\xCF\xE5\x68\x7B\0\0\4\3\0\x47", 14) +
+                            std::string(71, '\x33');
+    list += std::string(1, '\0') + static_cast<char>(one.size()) + one;
+  }
+  list = std::string(1, '\0') + static_cast<char>(list.size()) + list;
+  return std::string("\x04\x81") + static_cast<char>(list.size()) + list;
+}
+
+void add_timestamps(X509 *cert) {
+  const std::string value = timestamps();
+  ASN1_OCTET_STRING *octets = ASN1_OCTET_STRING_new();
+  ASN1_OBJECT *id = OBJ_txt2obj(kTimestampsOid, 1);
+  ASN1_OCTET_STRING_set(octets, reinterpret_cast<const unsigned char *>(value.data()),
+                        static_cast<int>(value.size()));
+  X509_EXTENSION *extension = X509_EXTENSION_create_by_OBJ(nullptr, id, 0, octets);
+  need(extension != nullptr && X509_add_ext(cert, extension, -1) == 1, "timestamps");
+  X509_EXTENSION_free(extension);
+  ASN1_OBJECT_free(id);
+  ASN1_OCTET_STRING_free(octets);
+}
+
+std::vector<uint8_t> make_leaf(EVP_PKEY *subject_key) {
+  const CertOwner cert(X509_new()), issuer(X509_new());
+  fill(cert.get(), subject_key, "20550101000000Z");
+  add_names(X509_get_issuer_name(cert.get()), "Certificates", "R3", V_ASN1_UTF8STRING);
+  add_names(X509_get_subject_name(cert.get()), "Web", "www.example.com", V_ASN1_UTF8STRING);
+  fill(issuer.get(), subject_key, "20550101000000Z");
+  add_extensions(issuer.get(), issuer.get(), std::span(kLeafExtensions).subspan(3, 1));
+  add_extensions(cert.get(), issuer.get(), kLeafExtensions);
+  add_timestamps(cert.get());
+  need(X509_sign(cert.get(), subject_key, EVP_sha256()) > 0, "certificate of today");
+  return encode<X509>(cert.get(), i2d_X509);
+}
+
+// Roots are the certificates of a file, one behind the other.
+struct Roots {
+  std::vector<uint8_t> octets;
+  size_t count = 0;
+
+  Roots() {
+    BIO *file = BIO_new_file("/etc/ssl/certs/ca-certificates.crt", "r");
+    if (!file) return;
+    for (CertOwner cert; cert.reset(PEM_read_bio_X509(file, nullptr, nullptr, nullptr)), cert;) {
+      const std::vector<uint8_t> der = encode<X509>(cert.get(), i2d_X509);
+      octets.insert(octets.end(), der.begin(), der.end());
+      ++count;
+    }
+    BIO_free(file);
+  }
+};
+
+const Roots &roots() {
+  static const Roots kRoots;
+  return kRoots;
 }
 
 // fill_serial gives entry i a number that no other entry has.
@@ -178,6 +271,19 @@ std::vector<uint8_t> make_crl(size_t entries) {
 
 Bytes ssh_bench_certificate() {
   static const std::vector<uint8_t> der = make_certificate();
+  return der;
+}
+
+Bytes ssh_bench_roots() { return roots().octets; }
+size_t ssh_bench_root_count() { return roots().count; }
+
+Bytes ssh_bench_leaf_rsa() {
+  static const std::vector<uint8_t> der = make_leaf(rsa_key());
+  return der;
+}
+
+Bytes ssh_bench_leaf_ec() {
+  static const std::vector<uint8_t> der = make_leaf(ec_key());
   return der;
 }
 

@@ -9,6 +9,17 @@
 // ssh_bench_certificate is a certificate of about 1.2 KB: RSA, 1024 bits, ten extensions.
 [[nodiscard]] Bytes ssh_bench_certificate();
 
+// ssh_bench_roots are the certificates of the system's authorities, one behind the other, and
+// ssh_bench_root_count says how many there are: 0 where there is no such file.
+[[nodiscard]] Bytes ssh_bench_roots();
+[[nodiscard]] size_t ssh_bench_root_count();
+
+// ssh_bench_leaf_rsa and ssh_bench_leaf_ec are certificates of a server as public authorities issue
+// them now, names in UTF-8, SHA-256, ten extensions with two timestamps among them: RSA of 2048 bits,
+// and P-256 signed with P-256.
+[[nodiscard]] Bytes ssh_bench_leaf_rsa();
+[[nodiscard]] Bytes ssh_bench_leaf_ec();
+
 // ssh_bench_crl is a CRL with so many entries: serial numbers of 16 octets mostly, of 3, 9 and 20 too, a reason code
 // on every third entry. It stays in memory.
 [[nodiscard]] Bytes ssh_bench_crl(size_t entries);

@@ -11,6 +11,7 @@ namespace {
 
 void measure(benchmark::State &state, const SshBenchCase &row, const std::function<Bytes()> &input,
              size_t items) {
+  ssh_x509_set_profile(row.profile);
   const Bytes octets = input();
   if (!row.run(octets)) {  // also makes what a library makes once
     state.SkipWithError("refused its input");

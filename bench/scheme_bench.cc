@@ -10,28 +10,21 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <vector>
 
 #include "bench.h"
 #include "crypto/key_groups.h"
 #include "crypto/public_key.h"
 #include "util/mem.h"
+#include "util/owner.h"
 
 namespace {
 
 using Octets = std::vector<uint8_t>;
 
-template <auto Free>
-struct FreeWith {
-  template <class T>
-  void operator()(T *object) const {
-    Free(object);
-  }
-};
-using PeerKey = std::unique_ptr<EVP_PKEY, FreeWith<EVP_PKEY_free>>;
-using PeerContext = std::unique_ptr<EVP_PKEY_CTX, FreeWith<EVP_PKEY_CTX_free>>;
-using PeerNumber = std::unique_ptr<BIGNUM, FreeWith<BN_free>>;
+using PeerKey = Owner<EVP_PKEY, EVP_PKEY_free>;
+using PeerContext = Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
+using PeerNumber = Owner<BIGNUM, BN_free>;
 
 constexpr uint8_t kDigest[20] = {1, 2, 3, 4, 5};
 constexpr size_t kSecretOctets = 32;

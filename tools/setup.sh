@@ -6,7 +6,8 @@ set -eu
 packages="g++ clang-14 clang-format-14 clang-tidy-14 libclang-rt-14-dev cmake ninja-build make
   pkg-config binutils git libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libfmt-dev
   nlohmann-json3-dev libsqlite3-dev openssl libssl-dev libnss3-dev libnspr4-dev libmbedtls-dev
-  pandoc python3 doxygen wine wine32:i386 g++-mingw-w64-i686-posix googletest valgrind"
+  ca-certificates pandoc python3 doxygen wine wine32:i386 g++-mingw-w64-i686-posix googletest
+  valgrind"
 test "${1:-}" != sanitize-32 ||
   packages="$packages g++-multilib libgtest-dev:i386 libgmock-dev:i386 libssl-dev:i386"
 

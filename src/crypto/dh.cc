@@ -8,6 +8,10 @@
 
 namespace {
 
+// The longest prime taken, that of the largest group in use (RFC 3526 7). The exponent may be as long,
+// so that the time grows faster than with other keys.
+constexpr size_t kPrimeBitsMax = 8192;
+
 // strictly_inside is true for 1 < value < p - 1: neither of the two values whose powers are a
 // handful, whatever the exponent.
 bool strictly_inside(const SshMpInt &value, const SshMpInt &p) {
@@ -41,7 +45,7 @@ bool order_fits(const SshMpInt &p, const SshMpInt &q) {
 // begin takes p and looks at the group and at the peer's value.
 SshKeyStatus begin(const SshMpInt *values, SshMontgomery &group) {
   const SshMpInt &p = values[SSH_DL_P];
-  if (!group.init(p)) return SSH_KEY_ABSURD;
+  if (p.bits() > kPrimeBitsMax || !group.init(p)) return SSH_KEY_ABSURD;
   if (!strictly_inside(values[SSH_DL_G], p) || !order_fits(p, values[SSH_DL_Q]))
     return SSH_KEY_ABSURD;
   const bool good = strictly_inside(values[SSH_DL_Y], p) && has_order(group, values);

@@ -23,6 +23,8 @@ SshHmac::~SshHmac() {
 }
 
 bool ssh_hmac_init(SshHmac *hmac, const char *hash_name, Bytes key) {
+  ssh_wipe(&hmac->inner, sizeof hmac->inner);
+  ssh_wipe(&hmac->outer, sizeof hmac->outer);
   if (!ssh_hash_init(&hmac->inner, hash_name)) return false;
   hmac->outer = hmac->inner;
   const size_t length = ssh_hash_block_length(&hmac->inner);

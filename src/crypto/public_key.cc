@@ -392,6 +392,11 @@ SshKeySchemeFound ssh_key_signature_scheme(const SshPublicKey &key, std::string_
   return {};
 }
 
+bool ssh_public_key_can_verify(const char *scheme) {
+  const auto has = [&](const SshKeyType &type) { return find_signature_scheme(type, scheme); };
+  return std::any_of(std::begin(kKeyTypes), std::end(kKeyTypes), has);
+}
+
 SshKeyStatus ssh_public_key_define(SshPublicKey **key, const char *name,
                                    std::initializer_list<SshKeyValue> values) {
   if (!name) return SSH_KEY_BAD_FORMAT;

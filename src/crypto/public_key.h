@@ -96,6 +96,9 @@ SshKeyStatus ssh_public_key_import(Bytes blob, SshPublicKey **key);
 SshKeyStatus ssh_public_key_verify(const SshPublicKey *key, const char *scheme, Bytes data,
                                    Bytes signature);
 
+// ssh_public_key_can_verify tells whether keys of any type verify signatures of that scheme.
+[[nodiscard]] bool ssh_public_key_can_verify(const char *scheme);
+
 // ssh_public_key_verify_digest does the same for data that was hashed in pieces. Where a scheme has
 // no hash function, digest and data are the same.
 SshKeyStatus ssh_public_key_verify_digest(const SshPublicKey *key, const char *scheme, Bytes digest,
@@ -108,9 +111,10 @@ SshKeyStatus ssh_public_key_encrypt(const SshPublicKey *key, Bytes data, SshNois
 
 // ssh_public_key_dh_agree computes what the owner of the peer's key and whoever knows
 // `secret_exponent` (big-endian, at most as long as p) have in common, into a new block as long as
-// p, leading zeros kept. The exponent's length is not secret and makes the time, its value is and
-// does not. An exponent that is too long, or gives what anybody could guess (0 does), is
-// SSH_KEY_REFUSED. One's own public value is the agreement with a key of the same group whose y is g.
+// p, leading zeros kept. The exponent's length is not secret, its value is. An exponent that is too
+// long, or gives what anybody could guess (0 does), is SSH_KEY_REFUSED. The group is the caller's to
+// trust: whether p and q are primes, and large enough, is not looked at. One's own public value is
+// the agreement with a key of the same group whose y is g.
 SshKeyStatus ssh_public_key_dh_agree(const SshPublicKey *key, Bytes secret_exponent, SshBlock *out,
                                      size_t *length);
 

@@ -27,13 +27,6 @@ SshKeyStatus begin(const SshMpInt *values, SshMontgomery &modulus) {
   return modulus.init(n) ? SSH_KEY_OK : SSH_KEY_ABSURD;
 }
 
-// store writes a number below the modulus as `length` octets.
-void store(const SshMpInt &value, uint8_t *out, size_t length) {
-  const Bytes octets = value.magnitude();
-  std::memset(out, 0, length - octets.size());
-  if (!octets.empty()) std::memcpy(out + length - octets.size(), octets.data(), octets.size());
-}
-
 SshBlock allocate(size_t length) { return SshBlock(static_cast<uint8_t *>(ssh_xmalloc(length))); }
 
 uint8_t *put(uint8_t *at, Bytes octets) {
@@ -89,11 +82,13 @@ SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const char *hash, Bytes dige
   at = std::fill_n(at, padding, uint8_t{0xFF});
   *at++ = 0;
   put(put(at, info), digest);
-  store(modulus.power(value, values[SSH_RSA_E]), found.get(), length);
-  return std::memcmp(wanted.get(), found.get(), length) == 0 ? SSH_KEY_OK : SSH_KEY_BAD_SIGNATURE;
+  const bool made = modulus.power(value, values[SSH_RSA_E]).write_magnitude(found.get(), length);
+  return made && std::memcmp(wanted.get(), found.get(), length) == 0 ? SSH_KEY_OK
+                                                                     : SSH_KEY_BAD_SIGNATURE;
 }
 
-// RFC 8017 7.2.1
+// RFC 8017 7.2.1. The block is brought into Montgomery form by a division whose time tells something
+// of it, most of which is padding: who times many encryptions of one text may learn of its length.
 SshKeyStatus ssh_rsa_encrypt(const SshMpInt *values, Bytes data, SshNoise *noise, SshBlock *out,
                              size_t *length) {
   SshMontgomery modulus;
@@ -112,7 +107,7 @@ SshKeyStatus ssh_rsa_encrypt(const SshMpInt *values, Bytes data, SshNoise *noise
   put(at, data);
   SshMpInt message;
   message.set_magnitude({block.get(), octets});
-  store(modulus.power(message, values[SSH_RSA_E]), block.get(), octets);
+  (void)modulus.power(message, values[SSH_RSA_E]).write_magnitude(block.get(), octets);
   wipe(message);
   *out = std::move(block);
   *length = octets;

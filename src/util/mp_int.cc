@@ -207,6 +207,13 @@ char *SshMpInt::to_decimal() const {
   return decimal_text(number, negative_);
 }
 
+bool SshMpInt::write_magnitude(uint8_t *out, size_t length) const {
+  if (negative_ || length_ > length) return false;
+  std::memset(out, 0, length - length_);
+  if (length_ > 0) std::memcpy(out + (length - length_), data(), length_);
+  return true;
+}
+
 size_t SshMpInt::twos_complement_length() const {
   if (length_ == 0) return 1;
   const Bytes octets = magnitude();

@@ -69,6 +69,10 @@ class SshMpInt {
   // octets.
   [[nodiscard]] char *to_decimal() const;
 
+  // write_magnitude writes the magnitude as `length` octets, zeros in front; false, and nothing
+  // written, if the value is negative or longer.
+  [[nodiscard]] bool write_magnitude(uint8_t *out, size_t length) const;
+
   // twos_complement_length and write_twos_complement give the minimal content octets of a BER
   // INTEGER: the first their count (at least 1), the second the octets themselves into a block of
   // that size.

@@ -3,10 +3,9 @@
 #include "util/mem.h"
 #include "x509/decoder.h"
 #include "x509/signature.h"
+#include "x509/subject_key.h"
 
 namespace {
-
-enum : uint32_t { kRsa = 1, kDsa = 2 };
 
 // PrivateKeyUsagePeriod ::= SEQUENCE {
 //      notBefore       [0]     GeneralizedTime OPTIONAL,
@@ -103,120 +102,8 @@ bool decode_basic_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decod
          path.to_uint32(cert.path_length);  // a negative length or one of 2^32 or more is refused
 }
 
-// read_limit stores an optional integer of at most 24 bits; `tested` is the integer whose size
-// decides.
-bool read_limit(int present, const SshMpInt &integer, const SshMpInt &tested, uint32_t &out) {
-  if (!present) return true;
-  if (tested.bits() > 24) return false;
-  out = integer.low32();
-  return true;
-}
-
-// GeneralSubtree ::= SEQUENCE {
-//      base                    GeneralName,
-//      minimum         [0]     BaseDistance DEFAULT 0,
-//      maximum         [1]     BaseDistance OPTIONAL }
-bool decode_subtree(SshAsn1Node given, SshX509Subtree &subtree, SshX509Decoder &decoder) {
-  SshAsn1Node base;
-  int has_minimum = 0, has_maximum = 0;
-  SshMpInt minimum, maximum;
-  if (ssh_asn1_read_node(
-          given, "(sequence ()(any ())(optional (integer (0)))(optional (integer (1))))"_asn1,
-          &base, &has_minimum, &minimum, &has_maximum, &maximum) != SSH_ASN1_OK) {
-    return false;
-  }
-  return read_limit(has_minimum, minimum, minimum, subtree.minimum) &&
-         read_limit(has_maximum, maximum, maximum, subtree.maximum) &&
-         ssh_x509_name_decode_general(base, decoder.pool, &subtree.base);
-}
-
-// GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree
-// Deliberately reads the fields from the list itself, once for every element, and not from the
-// elements: which certificates with name constraints are accepted must stay what it was. Those of
-// today's usual form are refused. Every element thus gives what the first one gave; it is not read
-// again, but paid for, as others will walk over it.
-bool decode_subtrees(SshAsn1Node given, SshX509Subtree **list, SshX509Decoder &decoder) {
-  SshAsn1Node cursor;
-  if (ssh_asn1_read_node(given, "(sequence ()(any ()))"_asn1, &cursor) != SSH_ASN1_OK) return false;
-  SshX509Tail subtrees(list);
-  for (const SshX509Subtree *first = nullptr; cursor; cursor = ssh_asn1_node_next(cursor)) {
-    auto *subtree = decoder.pool.make<SshX509Subtree>();
-    if (first) {
-      decoder.work.spend_again(first->base ? first->base->der.size() : 0);
-      auto *base = first->base ? decoder.pool.make<SshX509Name>(*first->base) : nullptr;
-      *subtree = {nullptr, base, first->minimum, first->maximum};
-    } else if (!decode_subtree(given, *subtree, decoder)) {
-      return false;
-    }
-    if (!first) first = subtree;
-    subtrees.append(subtree);
-  }
-  return true;
-}
-
-// NameConstraints ::= SEQUENCE {
-//      permittedSubtrees       [0]     GeneralSubtrees OPTIONAL,
-//      excludedSubtrees        [1]     GeneralSubtrees OPTIONAL }                RFC 5280, 4.2.1.10
-// Deliberately the excluded subtrees are read from the permitted ones too; without permitted ones
-// there is nothing to read and the certificate is refused.
-bool decode_name_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  int has_permitted = 0, has_excluded = 0;
-  SshAsn1Node permitted, excluded;
-  if (ssh_asn1_read_node(value, "(sequence ()(optional (any (0))) (optional (any (1))))"_asn1,
-                         &has_permitted, &permitted, &has_excluded, &excluded) != SSH_ASN1_OK) {
-    return false;
-  }
-  if (has_permitted && !decode_subtrees(permitted, &cert.permitted, decoder)) return false;
-  return !has_excluded || decode_subtrees(permitted, &cert.excluded, decoder);
-}
-
-// PolicyConstraints ::= SEQUENCE {
-//      requireExplicitPolicy           [0] SkipCerts OPTIONAL,
-//      inhibitPolicyMapping            [1] SkipCerts OPTIONAL }                  RFC 5280, 4.2.1.11
-// Every element is taken as one constraint, and the size of the first integer deliberately decides
-// for both.
-bool decode_policy_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshAsn1Node node;
-  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
-  SshX509Tail constraints(&cert.policy_constraints);
-  for (; node; node = ssh_asn1_node_next(node)) {
-    auto *constraint = decoder.pool.make<SshX509PolicyConstraint>();
-    int has_explicit = 0, has_inhibit = 0;
-    SshMpInt require_explicit, inhibit;
-    if (ssh_asn1_read_node(
-            node, "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
-            &has_explicit, &require_explicit, &has_inhibit, &inhibit) != SSH_ASN1_OK) {
-      return false;
-    }
-    if (!read_limit(has_explicit, require_explicit, require_explicit,
-                    constraint->require_explicit_policy)) {
-      return false;
-    }
-    if (!read_limit(has_inhibit, inhibit, require_explicit, constraint->inhibit_policy_mapping))
-      return false;
-    constraints.append(constraint);
-  }
-  return true;
-}
-
-// AuthorityInfoAccessSyntax ::= SEQUENCE SIZE (1..MAX) OF AccessDescription
-// AccessDescription ::= SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation GeneralName }
-//                                                                 RFC 5280, 4.2.2.1
 bool decode_authority_info_access(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshAsn1Node node;
-  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
-  SshX509Tail descriptions(&cert.authority_info_access);
-  for (; node; node = ssh_asn1_node_next(node)) {
-    auto *description = decoder.pool.make<SshX509AccessDescription>();
-    SshAsn1Node location;
-    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1,
-                           &description->method, &location) != SSH_ASN1_OK) {
-      return false;
-    }
-    if (!ssh_x509_name_decode_general(location, decoder.pool, &description->location)) return false;
-    descriptions.append(description);
-  }
-  return true;
+  return ssh_x509_decode_access(value, &cert.authority_info_access, decoder);
 }
 
 bool decode_distribution_points(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -249,63 +136,12 @@ constexpr SshX509ExtensionRow<SshX509Cert> kExtensions[] = {
     {SSH_X509_EXT_ISSUER_ALT_NAME, decode_issuer_alt_name},
     {SSH_X509_EXT_SUBJECT_DIRECTORY_ATTRIBUTES, decode_directory_attributes},
     {SSH_X509_EXT_BASIC_CONSTRAINTS, decode_basic_constraints},
-    {SSH_X509_EXT_NAME_CONSTRAINTS, decode_name_constraints},
-    {SSH_X509_EXT_POLICY_CONSTRAINTS, decode_policy_constraints},
+    {SSH_X509_EXT_NAME_CONSTRAINTS, ssh_x509_decode_name_constraints},
+    {SSH_X509_EXT_POLICY_CONSTRAINTS, ssh_x509_decode_policy_constraints},
     {SSH_X509_EXT_AUTHORITY_INFO_ACCESS, decode_authority_info_access},
     {SSH_X509_EXT_CRL_DISTRIBUTION_POINTS, decode_distribution_points},
     {SSH_X509_EXT_EXTENDED_KEY_USAGE, decode_extended_key_usage},
 };
-
-// RSAPublicKey ::= SEQUENCE { modulus INTEGER, publicExponent INTEGER }            RFC 3279, 2.3.1
-bool decode_rsa_key(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record) {
-  if (!parameters) return false;
-  return ssh_asn1_read_node(key, "(sequence ()(integer ())(integer ()))"_asn1, &record.n,
-                            &record.e) == SSH_ASN1_OK;
-}
-
-// Dss-Parms ::= SEQUENCE { p INTEGER, q INTEGER, g INTEGER }; DSAPublicKey ::= INTEGER
-//                                                                   RFC 3279, 2.3.2
-bool decode_dsa_key(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record) {
-  int which = -1;
-  if (ssh_asn1_read_node(parameters,
-                         "(choice (null ())(sequence ()(integer ())(integer ())(integer ())))"_asn1,
-                         &which, &record.p, &record.q, &record.g) != SSH_ASN1_OK) {
-    return false;
-  }
-  return which == 1 && ssh_asn1_read_node(key, "(integer ())"_asn1, &record.y) == SSH_ASN1_OK;
-}
-
-// SubjectPublicKeyInfo ::= SEQUENCE {
-//      algorithm            AlgorithmIdentifier,
-//      subjectPublicKey     BIT STRING }                                         RFC 5280, 4.1
-bool decode_public_key(SshAsn1Node node, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshOid id;
-  SshAsn1Node parameters, key;
-  SshAsn1Bits bits;
-  if (ssh_asn1_read_node(
-          node, "(sequence ()(sequence ()(object-identifier ())(any ()))(bit-string ()))"_asn1, &id,
-          &parameters, &bits) != SSH_ASN1_OK) {
-    return false;
-  }
-  cert.key.algorithm = ssh_oid_find_encoded(id, SSH_OID_PUBLIC_KEY);
-  if (!cert.key.algorithm) return decoder.refuse("an unknown public-key algorithm", node.data, id);
-  const SshOidKeyType *type = cert.key.algorithm->key_type;
-  cert.public_key_type = type->code;
-  cert.allowed_usage = type->usage;
-  cert.allowed_ca_usage = type->ca_usage;
-
-  const Bytes octets = bits.octets.first(bits.bits / 8);
-  if (ssh_asn1_decode_in_place(octets, &decoder.work, &key) != SSH_ASN1_OK) {
-    return decoder.refuse("subjectPublicKey", node.data, id);
-  }
-  const bool rsa = type->code == kRsa;
-  cert.key.usable = rsa || type->code == kDsa;
-  if (!cert.key.usable) return true;
-  const bool read =
-      rsa ? decode_rsa_key(parameters, key, cert.key) : decode_dsa_key(parameters, key, cert.key);
-  return read ||
-         decoder.refuse(rsa ? "RSA key or parameters" : "DSA key or parameters", node.data, id);
-}
 
 // UniqueIdentifier ::= BIT STRING; its length is kept in bits, deliberately, unlike that of every
 // other name.
@@ -368,16 +204,23 @@ bool set_version(const TbsParts &parts, SshX509Cert &cert) {
   return true;
 }
 
+// decode_algorithms compares the algorithms by the scheme that they stand for, and where that is in
+// their parameters by these too: nobody has signed the outer ones.       RFC 5280, 4.1.1.2
 bool decode_algorithms(SshAsn1Node outer, SshAsn1Node inner, SshX509Cert &cert,
                        SshX509Decoder &decoder) {
-  const SshOidRow *row = ssh_x509_signature_algorithm(outer, decoder);
+  SshAsn1Node parameters, signed_parameters;
+  const SshOidRow *row = ssh_x509_signature_algorithm(outer, decoder, &parameters);
   if (!row) return false;
   cert.signature_key_type = row->code;
   cert.signature_scheme = row->description;
-  const SshOidRow *signed_row = ssh_x509_signature_algorithm(inner, decoder);
+  const SshOidRow *signed_row = ssh_x509_signature_algorithm(inner, decoder, &signed_parameters);
   if (!signed_row) return false;
-  if (row == signed_row || std::strcmp(row->description, signed_row->description) == 0) return true;
-  return decoder.refuse("two signature algorithms that differ", inner.data);
+  if (row != signed_row && std::strcmp(row->description, signed_row->description) != 0)
+    return decoder.refuse("two signature algorithms that differ", inner.data);
+  if (row->code != SSH_OID_KEY_RSA_PSS ||
+      ssh_bytes_equal(parameters.der(), signed_parameters.der()))
+    return true;
+  return decoder.refuse("two signature algorithms whose parameters differ", inner.data);
 }
 
 bool decode_names(const TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -415,20 +258,14 @@ bool decode_certificate(SshAsn1Node root, SshX509Cert &cert, SshX509Decoder &dec
   cert.signed_data = tbs.der();
   if (!decode_validity(parts.validity, cert))
     return decoder.refuse("Validity", parts.validity.data);
-  if (!decode_public_key(parts.key, cert, decoder))
+  if (!ssh_x509_subject_key_decode(parts.key, cert, decoder))
     return decoder.refuse("SubjectPublicKeyInfo", parts.key.data);
   if (!ssh_x509_signature_convert(signature, cert, decoder))
     return decoder.refuse("signatureValue", algorithm.data);
   if (!decode_names(parts, cert, decoder)) return false;
   constexpr std::span<const SshX509ExtensionRow<SshX509Cert>> kRows(kExtensions);
-  return !parts.has_extensions ||
-         ssh_x509_extensions_decode(parts.extensions, kRows, true, cert, decoder);
-}
-
-SshMpInt integer(Bytes content) {
-  SshMpInt value;
-  value.set_twos_complement(content);
-  return value;
+  return !parts.has_extensions || ssh_x509_extensions_decode(parts.extensions, kRows, true, cert,
+                                                             decoder, ssh_x509_further_rows());
 }
 
 }  // namespace
@@ -473,22 +310,4 @@ uint8_t *ssh_x509_cert_subject_der(SshX509Cert *cert, size_t *length) {
   if (!name) return nullptr;
   *length = name->der.size();
   return static_cast<uint8_t *>(ssh_xmemdup(name->der.data(), name->der.size()));
-}
-
-SshPublicKey *ssh_x509_cert_public_key(const SshX509Cert *cert) {
-  const SshX509Key &key = cert->key;
-  if (cert->version == 0 || !key.usable) return nullptr;
-  SshPublicKey *object = nullptr;
-  SshKeyStatus status = SSH_KEY_FAILED;
-  if (cert->public_key_type == kRsa) {
-    const SshMpInt n = integer(key.n), e = integer(key.e);
-    status = ssh_public_key_define(&object, key.algorithm->description,
-                                   {{SSH_KEY_TAG_N, &n}, {SSH_KEY_TAG_E, &e}});
-  } else {
-    const SshMpInt p = integer(key.p), q = integer(key.q), g = integer(key.g), y = integer(key.y);
-    status = ssh_public_key_define(
-        &object, key.algorithm->description,
-        {{SSH_KEY_TAG_P, &p}, {SSH_KEY_TAG_Q, &q}, {SSH_KEY_TAG_G, &g}, {SSH_KEY_TAG_Y, &y}});
-  }
-  return status == SSH_KEY_OK ? object : nullptr;
 }

@@ -21,12 +21,13 @@ constexpr size_t SSH_X509_INPUT_MAX = 0x4000000;
 
 // SshX509Key holds what a certificate says of its public key: the algorithm's row and the content
 // octets of the key's INTEGERs. The key object is made from it when asked for
-// (ssh_x509_cert_public_key).
+// (ssh_x509_cert_public_key); of the keys that have none, the info tells all there is.
 struct SshX509Key {
-  const SshOidRow *algorithm = nullptr;
-  Bytes n, e;           // RSA
-  Bytes p, q, g, y;     // DSA
-  bool usable = false;  // false for Diffie-Hellman, which has no key object
+  const SshOidRow *algorithm = nullptr;  // null for an algorithm that is not known
+  Bytes info;                            // the SubjectPublicKeyInfo
+  Bytes n, e;                            // RSA
+  Bytes p, q, g, y;                      // DSA; p, q and g are empty where they are inherited
+  bool usable = false;  // whether a key object can be made: RSA, and DSA with its parameters
 };
 
 struct SshX509Cert {
@@ -36,7 +37,7 @@ struct SshX509Cert {
   SshX509Name *issuer_names = nullptr;
   SshX509Name *subject_names = nullptr;
   SshBerTime not_before, not_after;
-  uint32_t public_key_type = 0;  // 1 RSA, 2 DSA, 4 Diffie-Hellman
+  uint32_t public_key_type = 0;  // SshOidKeyCode
   SshX509Key key;
   std::optional<SshX509KeyId> subject_key_id;
   std::optional<SshX509KeyId> authority_key_id;
@@ -54,10 +55,13 @@ struct SshX509Cert {
   SshX509DistributionPoint *distribution_points = nullptr;
   SshX509KeyPurpose *extended_key_usage = nullptr;
   SshX509AccessDescription *authority_info_access = nullptr;
-  uint32_t signature_key_type = 0;         // 1 RSA, 2 DSA, 3 ElGamal
+  SshX509Further *further = nullptr;       // null without further extensions
+  uint32_t signature_key_type = 0;         // SshOidKeyCode
   const char *signature_scheme = nullptr;  // static
   Bytes signed_data;                       // the TBSCertificate
-  Bytes signature;                         // RSA: the bits' octets; DSA: r and s, each as long as q
+  Bytes signature;                         // the bits' octets, unless it is a pair
+  SshAsn1Bits signature_value;             // the signature as it stands
+  bool signature_pair = false;             // DSA: r and s, each as long as the certificate's own q
 
   Bytes der;               // the copy of the whole input
   SshX509Refusal refusal;  // set by a failed decode

@@ -7,13 +7,14 @@
 
 namespace {
 
-// CRLReason ::= ENUMERATED { unspecified (0) .. removeFromCRL (8) }, without 7
-//                                                                   RFC 5280, 5.3.1
-bool decode_reason(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &) {
+// CRLReason ::= ENUMERATED { unspecified (0) .. aACompromise (10) }, without 7; classic: up to
+// removeFromCRL (8), as it was before RFC 3280                              RFC 5280, 5.3.1
+bool decode_reason(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
   SshMpInt reason;
   if (ssh_asn1_read_node(value, "(enum ())"_asn1, &reason) != SSH_ASN1_OK) return false;
   uint32_t code = 0;
-  if (!reason.to_uint32(code) || code > 8 || code == 7) return false;
+  const uint32_t last = decoder.rules.further_reasons ? 10 : 8;
+  if (!reason.to_uint32(code) || code > last || code == 7) return false;
   entry.reason = code;
   return true;
 }
@@ -65,12 +66,31 @@ bool decode_issuing_point(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &de
                                        decoder);
 }
 
+bool decode_authority_info_access(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+  return ssh_x509_decode_access(value, &crl.authority_info_access, decoder);
+}
+
+// FreshestCRL ::= CRLDistributionPoints                                            RFC 5280, 5.2.6
+bool decode_freshest_crl(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+  return ssh_x509_decode_points(value, crl.issuer_names, &crl.freshest_crl, decoder);
+}
+
+bool decode_extra(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+  return ssh_x509_decode_extra(value, &crl.extras, decoder);
+}
+
 constexpr SshX509ExtensionRow<SshX509Crl> kCrlExtensions[] = {
     {SSH_X509_EXT_AUTHORITY_KEY_ID, decode_authority_key_id},
     {SSH_X509_EXT_ISSUER_ALT_NAME, decode_issuer_alt_name},
     {SSH_X509_EXT_CRL_NUMBER, decode_crl_number},
     {SSH_X509_EXT_ISSUING_DISTRIBUTION_POINT, decode_issuing_point},
     {SSH_X509_EXT_DELTA_CRL_INDICATOR, decode_delta_crl},
+    {SSH_X509_EXT_AUTHORITY_INFO_ACCESS, decode_authority_info_access,
+     &SshX509Rules::access_in_crls},
+    {SSH_X509_EXT_FRESHEST_CRL, decode_freshest_crl},
+    {SSH_X509_EXT_CA_VERSION, decode_extra},
+    {SSH_X509_EXT_EXPIRED_CERTS_ON_CRL, decode_extra},
+    {SSH_X509_EXT_NEXT_CRL_PUBLISH, decode_extra},
 };
 
 // One entry of revokedCertificates:
@@ -203,6 +223,7 @@ bool decode_crl(SshAsn1Node root, SshX509Crl &crl, SshX509Decoder &decoder) {
   crl.signature_scheme = row->description;
   crl.signed_data = tbs.der();
   crl.signature = signature.octets.first(signature.bits / 8);
+  crl.signature_value = signature;
   if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder.pool, &crl.issuer_names)) {
     return decoder.refuse("issuer", parts.issuer.data);
   }
@@ -219,6 +240,7 @@ SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl, SshX509Decoder
     : at_(crl.revoked.data()),
       end_(crl.revoked.data() + crl.revoked.size()),
       decoder_(decoder),
+      rules_(crl.rules ? crl.rules : &ssh_x509_rules()),
       work_(SshAsn1Work::for_input(crl.revoked.size())) {}
 
 SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl)
@@ -242,8 +264,11 @@ bool SshX509RevokedCursor::next() {
 }
 
 bool SshX509RevokedCursor::next_unusual() {
-  SshX509Decoder decoder{pool_, decoder_ ? decoder_->refusal : nullptr,
-                         decoder_ ? decoder_->base : at_, work_};
+  SshX509Decoder decoder{.pool = pool_,
+                         .refusal = decoder_ ? decoder_->refusal : nullptr,
+                         .base = decoder_ ? decoder_->base : at_,
+                         .work = work_,
+                         .rules = *rules_};
   const SshAsn1Node node =
       ssh_asn1_list_of({at_, end_}, &decoder.work);  // spends what the decoder has
   failed_ = !ssh_x509_work_is_left(decoder);
@@ -278,6 +303,7 @@ size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl) {
   crl->der = crl->pool.copy(der);
   SshX509Decoder decoder{crl->pool, &crl->refusal, crl->der.data(),
                          SshAsn1Work::for_input(der.size())};
+  crl->rules = &decoder.rules;
   crl->pool.limit(ssh_x509_pool_most(der.size()), &decoder.work.left);
   SshAsn1Node root;
   const bool decoded = ssh_x509_decode_root(crl->der, root, decoder) &&

@@ -14,6 +14,7 @@
 #include "x509/name.h"
 
 struct SshX509Decoder;
+struct SshX509Rules;
 
 // SshX509RevokedEntry is one revoked certificate.
 struct SshX509RevokedEntry {
@@ -36,12 +37,18 @@ struct SshX509Crl {
   SshMpInt crl_number{-1};
   std::optional<SshX509IssuingDistPoint> issuing_point;
   SshMpInt delta_crl{-1};
+  SshX509DistributionPoint *freshest_crl = nullptr;
+  SshX509AccessDescription *authority_info_access = nullptr;
+  SshX509Extra *extras = nullptr;
   Bytes revoked;  // the encoded entries, in order
   size_t revoked_count = 0;
   uint32_t signature_key_type = 0;
   const char *signature_scheme = nullptr;  // static
   Bytes signed_data;                       // the TBSCertList
   Bytes signature;                         // the bits' octets as they stand
+  SshAsn1Bits signature_value;             // with the number of bits
+
+  const SshX509Rules *rules = nullptr;  // by which it was decoded, and its entries are
 
   Bytes der;               // the copy of the whole input
   SshX509Refusal refusal;  // set by a failed decode
@@ -82,6 +89,7 @@ class SshX509RevokedCursor {
   const uint8_t *at_;
   const uint8_t *end_;
   SshX509Decoder *decoder_;
+  const SshX509Rules *rules_;
   SshAsn1Work work_;
   bool failed_ = false;
   bool has_extras_ = false;  // the entry holds more than serial, date and reason

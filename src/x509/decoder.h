@@ -9,6 +9,10 @@
 #include "util/pool.h"
 #include "x509/extensions.h"
 #include "x509/oid_registry.h"
+#include "x509/profile.h"
+
+struct SshX509Cert;
+struct SshX509Extension;
 
 // SshX509Decoder is the state of one decode: where records go, what reads may still spend, and why
 // it failed.
@@ -19,6 +23,8 @@ struct SshX509Decoder {
   SshAsn1Work work;
   const uint8_t *inside =
       base;  // the structure being read: the place of a part that is missing from it
+  const SshX509Rules &rules = ssh_x509_rules();
+  const SshX509Extension *extension = nullptr;  // the one whose value is being decoded
 
   // refuse notes a refusal unless an inner one was noted before, and gives false. `at` is null for
   // a missing part.
@@ -73,15 +79,27 @@ template <class Record>
 struct SshX509ExtensionRow {
   SshX509ExtensionKind kind;
   SshX509ExtensionDecode<Record> decode;
+  bool SshX509Rules::*rule = nullptr;  // the decision that the row hangs on, if any
 };
 
-// ssh_x509_extensions_decode reads Extensions and hands each value to its decoder.
+// ssh_x509_extension_decoder finds a kind's decoder, or null.
+template <class Record>
+[[nodiscard]] SshX509ExtensionDecode<Record> ssh_x509_extension_decoder(
+    std::span<const SshX509ExtensionRow<Record>> rows, uint32_t kind, const SshX509Rules &rules) {
+  for (const auto &row : rows) {
+    if (row.kind == kind) return !row.rule || rules.*row.rule ? row.decode : nullptr;
+  }
+  return nullptr;
+}
+
+// ssh_x509_extensions_decode reads Extensions and hands each value to its decoder, which is looked
+// for in `rows`, then in `further`.
 //   Extensions ::= SEQUENCE SIZE (1..MAX) OF Extension
 template <class Record>
-[[nodiscard]] bool ssh_x509_extensions_decode(SshAsn1Node node,
-                                              std::span<const SshX509ExtensionRow<Record>> rows,
-                                              bool attributes_may_repeat, Record &record,
-                                              SshX509Decoder &decoder) {
+[[nodiscard]] bool ssh_x509_extensions_decode(
+    SshAsn1Node node, std::span<const SshX509ExtensionRow<Record>> rows, bool attributes_may_repeat,
+    Record &record, SshX509Decoder &decoder,
+    std::span<const SshX509ExtensionRow<Record>> further = {}) {
   record.extensions.clear();
   SshAsn1Node list;
   if (ssh_asn1_read_node(node, "(sequence ()(any ()))"_asn1, &list) != SSH_ASN1_OK) {
@@ -95,19 +113,19 @@ template <class Record>
       return false;
     if (!extension.row || extension.repeated) continue;
 
-    SshX509ExtensionDecode<Record> decode = nullptr;
-    for (const auto &row : rows) {
-      if (row.kind != extension.row->code) continue;
-      decode = row.decode;
-      break;
-    }
+    const uint32_t kind = extension.row->code;
+    SshX509ExtensionDecode<Record> decode = ssh_x509_extension_decoder(rows, kind, decoder.rules);
+    if (!decode) decode = ssh_x509_extension_decoder(further, kind, decoder.rules);
     if (!decode && extension.critical) {
       return decoder.refuse("a critical extension that has no place here", list.data, extension.id);
     }
     if (!decode) continue;
+    decoder.extension = &extension;
     SshAsn1Node root;
     (void)ssh_asn1_decode_in_place(extension.value, &decoder.work,
                                    &root);  // decoders see what is missing
+    if (decoder.rules.one_value && root && root.der().size() != extension.value.size())
+      return decoder.refuse("an extension with octets behind its value", list.data, extension.id);
     if (!decode(root, record, decoder)) {
       return decoder.refuse(extension.row->description, extension.value.data(), extension.id);
     }
@@ -131,6 +149,17 @@ template <class Record>
 [[nodiscard]] bool ssh_x509_decode_issuing_point(SshAsn1Node value, SshX509Name *issuer_names,
                                                  SshX509IssuingDistPoint &point,
                                                  SshX509Decoder &decoder);
+[[nodiscard]] bool ssh_x509_decode_access(SshAsn1Node value, SshX509AccessDescription **list,
+                                          SshX509Decoder &decoder);
+[[nodiscard]] bool ssh_x509_decode_extra(SshAsn1Node value, SshX509Extra **list,
+                                         SshX509Decoder &decoder);
+[[nodiscard]] bool ssh_x509_decode_name_constraints(SshAsn1Node value, SshX509Cert &cert,
+                                                    SshX509Decoder &decoder);
+[[nodiscard]] bool ssh_x509_decode_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
+                                                      SshX509Decoder &decoder);
+
+// ssh_x509_further_rows are the decoders of a certificate's further extensions.
+[[nodiscard]] std::span<const SshX509ExtensionRow<SshX509Cert>> ssh_x509_further_rows();
 
 // ssh_x509_bits_to_mask makes a mask of the first four octets of a BIT STRING: the first octet in
 // bits 0 to 7.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "x509/dn_parts.h"
+#include "x509/profile.h"
 
 namespace {
 
@@ -40,6 +41,21 @@ constexpr auto kPlainCharsets = [] {
   table[0x1E] = SSH_CHARSET_BMP;
   return table;
 }();
+
+// further_charset gives the set of a value of a type that the profile adds: NumericString, and
+// VisibleString, which is read as IA5, whose letters include all of its own. The visible set of
+// ssh_str lacks some of them.
+int16_t further_charset(uint8_t identifier) {
+  constexpr struct {
+    uint8_t identifier;
+    int16_t charset;
+  } kFurther[] = {{0x12, SSH_CHARSET_PRINTABLE}, {0x1A, SSH_CHARSET_IA5}};
+  for (const auto &row : kFurther) {
+    if (row.identifier == identifier)
+      return ssh_x509_rules().plain_text_values ? row.charset : kNoCharset;
+  }
+  return kNoCharset;
+}
 
 // CountVisitor is what checking a name takes.
 struct CountVisitor {
@@ -161,6 +177,36 @@ bool Encoder::finish(uint8_t **der, size_t *length) {
   return true;
 }
 
+// read_value reads a pair's value of one of the given types.
+bool read_value(SshAsn1Node value, SshDNPairView *pair) {
+  constexpr int32_t kCharsets[] = {SSH_CHARSET_PRINTABLE, SSH_CHARSET_T61,  SSH_CHARSET_BMP,
+                                   SSH_CHARSET_UNIVERSAL, SSH_CHARSET_UTF8, SSH_CHARSET_IA5,
+                                   SSH_CHARSET_IA5};
+  int kind = -1;
+  Bytes text[6];
+  SshAsn1Bits bits;
+  if (ssh_asn1_read_node(
+          value,
+          "(choice(printable-string ())(teletex-string ())(bmp-string ())(universal-string ())"
+          "(utf8-string ())(ia5-string ())(bit-string ()))"_asn1,
+          &kind, &text[0], &text[1], &text[2], &text[3], &text[4], &text[5],
+          &bits) != SSH_ASN1_OK) {
+    return false;
+  }
+  pair->charset = kCharsets[kind];
+  pair->value = kind == 6 ? bits.octets.first(bits.bits / 8) : text[kind];
+  return true;
+}
+
+// read_further_value reads one of a type that the profile adds; only the form of DER.
+bool read_further_value(SshAsn1Node value, SshDNPairView *pair) {
+  if (!value) return false;
+  const SshBerElement element = ssh_asn1_node_open(value);
+  pair->charset = further_charset(*element.data);
+  pair->value = element.content();
+  return pair->charset != kNoCharset;
+}
+
 }  // namespace
 
 bool SshOctets::grow(size_t n) {
@@ -239,24 +285,7 @@ bool ssh_dn_read_pair(SshAsn1Node node, SshDNPairView *pair) {
     return false;
   }
   if (!pair->type || pair->type.octets.size() > SSH_DN_TYPE_MAX) return false;
-
-  constexpr int32_t kCharsets[] = {SSH_CHARSET_PRINTABLE, SSH_CHARSET_T61,  SSH_CHARSET_BMP,
-                                   SSH_CHARSET_UNIVERSAL, SSH_CHARSET_UTF8, SSH_CHARSET_IA5,
-                                   SSH_CHARSET_IA5};
-  int kind = -1;
-  Bytes text[6];
-  SshAsn1Bits bits;
-  if (ssh_asn1_read_node(
-          value,
-          "(choice(printable-string ())(teletex-string ())(bmp-string ())(universal-string ())"
-          "(utf8-string ())(ia5-string ())(bit-string ()))"_asn1,
-          &kind, &text[0], &text[1], &text[2], &text[3], &text[4], &text[5],
-          &bits) != SSH_ASN1_OK) {
-    return false;
-  }
-  pair->charset = kCharsets[kind];
-  pair->value = kind == 6 ? bits.octets.first(bits.bits / 8) : text[kind];
-  return true;
+  return read_value(value, pair) || read_further_value(value, pair);
 }
 
 bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end, SshDNPairView *pair) {
@@ -267,6 +296,7 @@ bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end, SshDNPairView
       at == p)
     return false;
   pair->charset = kPlainCharsets[*at];
+  if (pair->charset == kNoCharset) pair->charset = further_charset(*at);
   return pair->charset != kNoCharset && ssh_dn_open_plain(at, p, *at, &pair->value) && at == p;
 }
 

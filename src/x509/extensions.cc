@@ -1,4 +1,5 @@
-// The loop's single step, the text and key-identifier records, and what several decoders share.
+// The loop's single step, the text, key-identifier and access records, and what several decoders
+// share.
 #include "x509/extensions.h"
 
 #include "util/mem.h"
@@ -81,6 +82,27 @@ bool ssh_x509_decode_key_id(SshAsn1Node value, std::optional<SshX509KeyId> &key_
   }
   for (; issuer; issuer = ssh_asn1_node_next(issuer)) {
     if (!ssh_x509_name_decode_general(issuer, decoder.pool, &record.issuer)) return false;
+  }
+  return true;
+}
+
+// AuthorityInfoAccessSyntax ::= SEQUENCE SIZE (1..MAX) OF AccessDescription
+// AccessDescription ::= SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation GeneralName }
+//                                                                 RFC 5280, 4.2.2.1, 4.2.2.2
+bool ssh_x509_decode_access(SshAsn1Node value, SshX509AccessDescription **list,
+                            SshX509Decoder &decoder) {
+  SshAsn1Node node;
+  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  SshX509Tail descriptions(list);
+  for (; node; node = ssh_asn1_node_next(node)) {
+    auto *description = decoder.pool.make<SshX509AccessDescription>();
+    SshAsn1Node location;
+    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1,
+                           &description->method, &location) != SSH_ASN1_OK) {
+      return false;
+    }
+    if (!ssh_x509_name_decode_general(location, decoder.pool, &description->location)) return false;
+    descriptions.append(description);
   }
   return true;
 }

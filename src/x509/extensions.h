@@ -13,6 +13,8 @@
 #include "util/pool.h"
 #include "x509/name.h"
 
+struct SshOidRow;
+
 // SshX509ExtensionKind numbers the extensions; it is the code of the registry's extension rows.
 enum SshX509ExtensionKind : uint32_t {
   SSH_X509_EXT_AUTHORITY_KEY_ID = 0,
@@ -39,7 +41,31 @@ enum SshX509ExtensionKind : uint32_t {
   SSH_X509_EXT_DELTA_CRL_INDICATOR = 21,
   SSH_X509_EXT_CERTIFICATE_ISSUER = 22,
   SSH_X509_EXT_UNKNOWN = 23,
-  SSH_X509_EXT_KINDS = 24
+  // The registry's further rows.
+  SSH_X509_EXT_INHIBIT_ANY_POLICY = 24,
+  SSH_X509_EXT_SUBJECT_INFO_ACCESS = 25,
+  SSH_X509_EXT_FRESHEST_CRL = 26,
+  SSH_X509_EXT_SCT_LIST = 27,
+  SSH_X509_EXT_PRECERTIFICATE_POISON = 28,
+  SSH_X509_EXT_TLS_FEATURE = 29,
+  SSH_X509_EXT_OCSP_NO_CHECK = 30,
+  SSH_X509_EXT_QC_STATEMENTS = 31,
+  SSH_X509_EXT_NETSCAPE_CERT_TYPE = 32,
+  SSH_X509_EXT_NETSCAPE_BASE_URL = 33,
+  SSH_X509_EXT_NETSCAPE_REVOCATION_URL = 34,
+  SSH_X509_EXT_NETSCAPE_CA_REVOCATION_URL = 35,
+  SSH_X509_EXT_NETSCAPE_RENEWAL_URL = 36,
+  SSH_X509_EXT_NETSCAPE_CA_POLICY_URL = 37,
+  SSH_X509_EXT_NETSCAPE_SERVER_NAME = 38,
+  SSH_X509_EXT_NETSCAPE_COMMENT = 39,
+  SSH_X509_EXT_TEMPLATE_NAME = 40,
+  SSH_X509_EXT_TEMPLATE = 41,
+  SSH_X509_EXT_CA_VERSION = 42,
+  SSH_X509_EXT_PREVIOUS_CA_HASH = 43,
+  SSH_X509_EXT_APPLICATION_POLICIES = 44,
+  SSH_X509_EXT_EXPIRED_CERTS_ON_CRL = 45,
+  SSH_X509_EXT_NEXT_CRL_PUBLISH = 46,
+  SSH_X509_EXT_KINDS = 47
 };
 
 // SshX509ExtensionSet remembers which kinds are present and which of them were marked critical.
@@ -47,13 +73,16 @@ class SshX509ExtensionSet {
  public:
   void clear() { *this = {}; }
   void set(uint32_t kind, bool critical) {
-    marks_[kind] = static_cast<uint8_t>(marks_[kind] | 1 | (critical ? 2 : 0));
+    present_ |= uint64_t{1} << kind;
+    critical_ |= uint64_t{critical} << kind;
   }
-  [[nodiscard]] bool test(uint32_t kind) const { return (marks_[kind] & 1) != 0; }
-  [[nodiscard]] bool critical(uint32_t kind) const { return (marks_[kind] & 2) != 0; }
+  [[nodiscard]] bool test(uint32_t kind) const { return (present_ >> kind & 1) != 0; }
+  [[nodiscard]] bool critical(uint32_t kind) const { return (critical_ >> kind & 1) != 0; }
 
  private:
-  uint8_t marks_[SSH_X509_EXT_KINDS] = {};
+  static_assert(SSH_X509_EXT_KINDS <= 64);
+  uint64_t present_ = 0;
+  uint64_t critical_ = 0;
 };
 
 // Key usage bits as the library numbers them: the BIT STRING's first octet in bits 0 to 7, its top
@@ -165,6 +194,34 @@ struct SshX509IssuingDistPoint {
   int only_ca_certs = 0;
   uint32_t only_some_reasons = 0;
   int indirect_crl = 0;
+};
+
+// SshX509Extra is an extension that is known by name and kept as it stands.
+struct SshX509Extra {
+  SshX509Extra *next = nullptr;
+  const SshOidRow *row = nullptr;  // of the registry: the kind, the name and a description
+  Bytes value;                     // the whole element that is the extension's value
+  Bytes octets;                    // of an OCTET STRING or BIT STRING: what it holds
+  SshX509Text text;                // of a string
+};
+
+// SshX509CertTemplate is the template that an enterprise's CA made a certificate by.
+struct SshX509CertTemplate {
+  SshOid id;
+  uint32_t major_version = 0;
+  uint32_t minor_version = 0;
+};
+
+// SshX509Further is what the further extensions of a certificate hold. It stands apart so that the
+// record of a certificate without them stays small.
+struct SshX509Further {
+  uint32_t inhibit_any_policy = SSH_X509_NO_LIMIT;
+  uint32_t tls_feature_count = 0;
+  uint32_t *tls_features = nullptr;  // TLS extension numbers; 5 is "must staple"
+  SshX509AccessDescription *subject_info_access = nullptr;
+  SshX509DistributionPoint *freshest_crl = nullptr;
+  SshX509CertTemplate *cert_template = nullptr;
+  SshX509Extra *extras = nullptr;  // in the order of the certificate
 };
 
 // SshX509Refusal says why a decode failed: which structure, where in the input, and for which

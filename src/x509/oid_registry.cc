@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "x509/profile.h"
+
 namespace {
 
 // Entry is a row as it is written below; the compiler adds the encoded identifier.
@@ -19,6 +21,16 @@ struct Entry {
 constexpr SshOidKeyType kRsa = {.code = 1, .usage = 0xF0, .ca_usage = 0xF6};
 constexpr SshOidKeyType kDsa = {.code = 2, .usage = 0xC0, .ca_usage = 0xC6};
 constexpr SshOidKeyType kDh = {.code = 4, .usage = 0x10009, .ca_usage = 0x10009};
+
+// clang-format off
+// The usages are those of RFC 4055, 1.2; RFC 5480, 3; RFC 8410, 5.
+constexpr SshOidKeyType kRsaPss = {.code = SSH_OID_KEY_RSA_PSS, .usage = 0xC0, .ca_usage = 0xC6};
+constexpr SshOidKeyType kEc = {.code = SSH_OID_KEY_EC, .usage = 0x80C9, .ca_usage = 0x80CF, .form = SSH_OID_KEY_OCTETS};
+constexpr SshOidKeyType kEd25519 = {.code = SSH_OID_KEY_ED25519, .usage = 0xC0, .ca_usage = 0xC6, .form = SSH_OID_KEY_OCTETS, .length = 32};
+constexpr SshOidKeyType kEd448 = {.code = SSH_OID_KEY_ED448, .usage = 0xC0, .ca_usage = 0xC6, .form = SSH_OID_KEY_OCTETS, .length = 57};
+constexpr SshOidKeyType kX25519 = {.code = SSH_OID_KEY_X25519, .usage = 0x8009, .ca_usage = 0x8009, .form = SSH_OID_KEY_OCTETS, .length = 32};
+constexpr SshOidKeyType kX448 = {.code = SSH_OID_KEY_X448, .usage = 0x8009, .ca_usage = 0x8009, .form = SSH_OID_KEY_OCTETS, .length = 56};
+// clang-format on
 
 constexpr const char *kRsaScheme = "if-modn{sign{rsa-pkcs1-md5},encrypt{rsa-pkcs1-none}}";
 constexpr const char *kDsaScheme = "dl-modp{sign{dsa-nist-sha1}}";
@@ -141,6 +153,81 @@ constexpr Entry kQualifiers[] = {
     {.oid = "1.3.6.1.5.5.7.2.1", .name = "pkix-id-qt-cps",     .description = "policy qualifier id",   .code = 1},
     {.oid = "1.3.6.1.5.5.7.2.2", .name = "pkix-id-qt-unotice", .description = "user notice",           .code = 2},
 };
+
+// The further rows: what public and enterprise PKIs have issued since. Each is searched after the
+// rows of its kind above, so that it can hide none of them.
+constexpr Entry kFurtherPublicKeys[] = {
+    {.oid = "1.2.840.10045.2.1",     .name = "ecPublicKey",    .description = "elliptic curve", .key_type = &kEc},
+    {.oid = "1.3.101.112",           .name = "Ed25519",        .description = "Ed25519", .key_type = &kEd25519},
+    {.oid = "1.3.101.113",           .name = "Ed448",          .description = "Ed448", .key_type = &kEd448},
+    {.oid = "1.3.101.110",           .name = "X25519",         .description = "X25519", .key_type = &kX25519},
+    {.oid = "1.3.101.111",           .name = "X448",           .description = "X448", .key_type = &kX448},
+    {.oid = "1.2.840.113549.1.1.10", .name = "rsassaPss",      .description = "RSASSA-PSS", .key_type = &kRsaPss},
+    {.oid = "1.2.840.113549.1.3.1",  .name = "dhKeyAgreement", .description = "dl-modp{dh}", .key_type = &kDh},
+};
+
+constexpr Entry kFurtherSignatures[] = {
+    {.oid = "1.2.840.113549.1.1.14", .name = "sha224WithRSAEncryption", .description = "rsa-pkcs1-sha224",
+     .key_scheme = "if-modn{sign{rsa-pkcs1-sha224},encrypt{rsa-pkcs1-none}}", .code = SSH_OID_KEY_RSA},
+    {.oid = "1.2.840.113549.1.1.11", .name = "sha256WithRSAEncryption", .description = "rsa-pkcs1-sha256",
+     .key_scheme = "if-modn{sign{rsa-pkcs1-sha256},encrypt{rsa-pkcs1-none}}", .code = SSH_OID_KEY_RSA},
+    {.oid = "1.2.840.113549.1.1.12", .name = "sha384WithRSAEncryption", .description = "rsa-pkcs1-sha384",
+     .key_scheme = "if-modn{sign{rsa-pkcs1-sha384},encrypt{rsa-pkcs1-none}}", .code = SSH_OID_KEY_RSA},
+    {.oid = "1.2.840.113549.1.1.13", .name = "sha512WithRSAEncryption", .description = "rsa-pkcs1-sha512",
+     .key_scheme = "if-modn{sign{rsa-pkcs1-sha512},encrypt{rsa-pkcs1-none}}", .code = SSH_OID_KEY_RSA},
+    {.oid = "1.2.840.113549.1.1.10", .name = "rsassaPss", .description = "rsa-pss", .code = SSH_OID_KEY_RSA_PSS},
+    {.oid = "2.16.840.1.101.3.4.3.1", .name = "dsaWithSHA-224", .description = "dsa-nist-sha224",
+     .key_scheme = "dl-modp{sign{dsa-nist-sha224}}", .code = SSH_OID_KEY_DSA},
+    {.oid = "2.16.840.1.101.3.4.3.2", .name = "dsaWithSHA-256", .description = "dsa-nist-sha256",
+     .key_scheme = "dl-modp{sign{dsa-nist-sha256}}", .code = SSH_OID_KEY_DSA},
+    {.oid = "1.2.840.10045.4.1", .name = "ecdsaWithSHA-1", .description = "ecdsa-sha1", .code = SSH_OID_KEY_EC},
+    {.oid = "1.2.840.10045.4.3.1", .name = "ecdsaWithSHA-224", .description = "ecdsa-sha224", .code = SSH_OID_KEY_EC},
+    {.oid = "1.2.840.10045.4.3.2", .name = "ecdsaWithSHA-256", .description = "ecdsa-sha256", .code = SSH_OID_KEY_EC},
+    {.oid = "1.2.840.10045.4.3.3", .name = "ecdsaWithSHA-384", .description = "ecdsa-sha384", .code = SSH_OID_KEY_EC},
+    {.oid = "1.2.840.10045.4.3.4", .name = "ecdsaWithSHA-512", .description = "ecdsa-sha512", .code = SSH_OID_KEY_EC},
+    {.oid = "1.3.101.112", .name = "Ed25519", .description = "ed25519", .code = SSH_OID_KEY_ED25519},
+    {.oid = "1.3.101.113", .name = "Ed448", .description = "ed448", .code = SSH_OID_KEY_ED448},
+};
+
+constexpr Entry kFurtherExtensions[] = {
+    {.oid = "2.5.29.54",               .name = "inhibitAnyPolicy",               .description = "inhibit any policy",               .code = 24},
+    {.oid = "1.3.6.1.5.5.7.1.11",      .name = "subjectInformationAccess",       .description = "subject information access",       .code = 25},
+    {.oid = "2.5.29.46",               .name = "freshestCRL",                    .description = "freshest CRL",                     .code = 26},
+    {.oid = "1.3.6.1.4.1.11129.2.4.2", .name = "signedCertificateTimestampList", .description = "signed certificate timestamps",    .code = 27},
+    {.oid = "1.3.6.1.4.1.11129.2.4.3", .name = "precertificatePoison",           .description = "precertificate poison",            .code = 28},
+    {.oid = "1.3.6.1.5.5.7.1.24",      .name = "tlsFeature",                     .description = "TLS feature",                      .code = 29},
+    {.oid = "1.3.6.1.5.5.7.48.1.5",    .name = "ocspNoCheck",                    .description = "OCSP no check",                    .code = 30},
+    {.oid = "1.3.6.1.5.5.7.1.3",       .name = "qcStatements",                   .description = "qualified certificate statements", .code = 31},
+    {.oid = "2.16.840.1.113730.1.1",   .name = "netscapeCertType",               .description = "Netscape certificate type",        .code = 32},
+    {.oid = "2.16.840.1.113730.1.2",   .name = "netscapeBaseURL",                .description = "Netscape base URL",                .code = 33},
+    {.oid = "2.16.840.1.113730.1.3",   .name = "netscapeRevocationURL",          .description = "Netscape revocation URL",          .code = 34},
+    {.oid = "2.16.840.1.113730.1.4",   .name = "netscapeCARevocationURL",        .description = "Netscape CA revocation URL",       .code = 35},
+    {.oid = "2.16.840.1.113730.1.7",   .name = "netscapeRenewalURL",             .description = "Netscape renewal URL",             .code = 36},
+    {.oid = "2.16.840.1.113730.1.8",   .name = "netscapeCAPolicyURL",            .description = "Netscape CA policy URL",           .code = 37},
+    {.oid = "2.16.840.1.113730.1.12",  .name = "netscapeServerName",             .description = "Netscape server name",             .code = 38},
+    {.oid = "2.16.840.1.113730.1.13",  .name = "netscapeComment",                .description = "Netscape comment",                 .code = 39},
+    {.oid = "1.3.6.1.4.1.311.20.2",    .name = "certificateTemplateName",        .description = "certificate template name",        .code = 40},
+    {.oid = "1.3.6.1.4.1.311.21.7",    .name = "certificateTemplate",            .description = "certificate template",             .code = 41},
+    {.oid = "1.3.6.1.4.1.311.21.1",    .name = "caVersion",                      .description = "CA version",                       .code = 42},
+    {.oid = "1.3.6.1.4.1.311.21.2",    .name = "previousCAHash",                 .description = "previous CA certificate hash",     .code = 43},
+    {.oid = "1.3.6.1.4.1.311.21.10",   .name = "applicationPolicies",            .description = "application policies",             .code = 44},
+    {.oid = "2.5.29.60",               .name = "expiredCertsOnCRL",              .description = "expired certificates on CRL",      .code = 45},
+    {.oid = "1.3.6.1.4.1.311.21.4",    .name = "nextCRLPublish",                 .description = "next CRL publish",                 .code = 46},
+};
+
+// Names that none of the given rows has: 2.5.4.5 stays STREET, so that the street address of X.520
+// goes by its long name, and UI is not the user id.
+constexpr Entry kFurtherAttributes[] = {
+    {.oid = "2.5.4.9",                   .name = "streetAddress",          .description = "street address of X.520",            .code = 20},
+    {.oid = "2.5.4.97",                  .name = "organizationIdentifier", .description = "organization identifier",            .code = 21},
+    {.oid = "2.5.4.15",                  .name = "businessCategory",       .description = "business category",                  .code = 22},
+    {.oid = "2.5.4.17",                  .name = "postalCode",             .description = "postal code",                        .code = 23},
+    {.oid = "1.3.6.1.4.1.311.60.2.1.1",  .name = "jurisdictionL",          .description = "locality of incorporation",          .code = 24},
+    {.oid = "1.3.6.1.4.1.311.60.2.1.2",  .name = "jurisdictionST",         .description = "state or province of incorporation", .code = 25},
+    {.oid = "1.3.6.1.4.1.311.60.2.1.3",  .name = "jurisdictionC",          .description = "country of incorporation",           .code = 26},
+    {.oid = "0.9.2342.19200300.100.1.1", .name = "UID",                    .description = "user id",                            .code = 27},
+    {.oid = "2.5.4.65",                  .name = "pseudonym",              .description = "pseudonym",                          .code = 28},
+};
 // clang-format on
 
 // Table is a kind's rows, ended by one without identifier, and an index over them: rows are chained
@@ -215,6 +302,23 @@ static_assert(std::size(kPublicKeys) == 5 && std::size(kSignatures) == 10 &&
 static_assert(std::size(kAttributes) == 20 && std::size(kPkcs9) == 9 && std::size(kOther) == 1);
 static_assert(std::size(kHold) == 4 && std::size(kQualifiers) == 3);
 
+constexpr Kind kFurther[] = {
+    {SSH_OID_PUBLIC_KEY, kTableOf<kFurtherPublicKeys>},
+    {SSH_OID_SIGNATURE, kTableOf<kFurtherSignatures>},
+    {SSH_OID_EXTENSION, kTableOf<kFurtherExtensions>},
+    {SSH_OID_DN, kTableOf<kFurtherAttributes>},
+};
+static_assert(kFurther[SSH_OID_DN].kind == SSH_OID_DN && std::size(kFurther) == SSH_OID_DN + 1);
+
+// search gives the first row that `find` finds in the tables of a kind, the given one first.
+template <class Find>
+const SshOidRow *search(SshOidKind kind, Find find) {
+  if (kind >= std::size(kKinds)) return nullptr;
+  const SshOidRow *row = find(kKinds[kind]);
+  if (row || kind >= std::size(kFurther) || !ssh_x509_rules().further_identifiers) return row;
+  return find(kFurther[kind]);
+}
+
 bool same_octets(const uint8_t *a, const uint8_t *b, size_t length) {
   while (length > 0 && a[length - 1] == b[length - 1]) --length;  // the ends differ most
   return length == 0;
@@ -256,24 +360,28 @@ bool equal_ignoring_case(const char *a, const char *b) {
 }  // namespace
 
 const SshOidRow *ssh_oid_find_by_oid(const char *oid, SshOidKind kind) {
-  if (kind >= std::size(kKinds)) return nullptr;
-  for (const SshOidRow *row = kKinds[kind].rows; row->oid; ++row) {
-    if (std::strcmp(row->oid, oid) == 0) return row;
-  }
-  return nullptr;
+  return search(kind, [oid](const Kind &table) -> const SshOidRow * {
+    for (const SshOidRow *row = table.rows; row->oid; ++row) {
+      if (std::strcmp(row->oid, oid) == 0) return row;
+    }
+    return nullptr;
+  });
 }
 
 const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind) {
-  if (!oid || kind >= std::size(kKinds)) return nullptr;
-  const SshOidRow *row = find_octets(kKinds[kind], oid.octets.data(), oid.octets.size());
-  if (row || !std::memchr(oid.octets.data(), 0x80, oid.octets.size())) return row;
-  return find_padded(kKinds[kind], oid.octets);
+  if (!oid) return nullptr;
+  return search(kind, [oid](const Kind &table) {
+    const SshOidRow *row = find_octets(table, oid.octets.data(), oid.octets.size());
+    if (row || !std::memchr(oid.octets.data(), 0x80, oid.octets.size())) return row;
+    return find_padded(table, oid.octets);
+  });
 }
 
 const SshOidRow *ssh_oid_find_by_std_name(const char *name, SshOidKind kind) {
-  if (kind >= std::size(kKinds)) return nullptr;
-  for (const SshOidRow *row = kKinds[kind].rows; row->oid; ++row) {
-    if (equal_ignoring_case(row->name, name)) return row;
-  }
-  return nullptr;
+  return search(kind, [name](const Kind &table) -> const SshOidRow * {
+    for (const SshOidRow *row = table.rows; row->oid; ++row) {
+      if (equal_ignoring_case(row->name, name)) return row;
+    }
+    return nullptr;
+  });
 }

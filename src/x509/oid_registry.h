@@ -1,5 +1,6 @@
 // The object-identifier registry: eight static tables, one a kind, from identifiers to names and
-// codes. A new identifier is one line in oid_registry.cc. Nobody frees or changes a row.
+// codes, and further rows that are searched after them where the profile has them. A new identifier
+// is one line in oid_registry.cc. Nobody frees or changes a row.
 #pragma once
 
 #include <cstdint>
@@ -17,12 +18,32 @@ enum SshOidKind : uint32_t {
   SSH_OID_POLICY_QUALIFIER = 7
 };
 
+// SshOidKeyCode numbers the types of keys and of the signatures that they make.
+enum SshOidKeyCode : uint32_t {
+  SSH_OID_KEY_UNKNOWN = 0,
+  SSH_OID_KEY_RSA = 1,
+  SSH_OID_KEY_DSA = 2,
+  SSH_OID_KEY_ELGAMAL = 3,
+  SSH_OID_KEY_DH = 4,
+  SSH_OID_KEY_EC = 5,
+  SSH_OID_KEY_ED25519 = 6,
+  SSH_OID_KEY_ED448 = 7,
+  SSH_OID_KEY_X25519 = 8,
+  SSH_OID_KEY_X448 = 9,
+  SSH_OID_KEY_RSA_PSS = 10
+};
+
+// SshOidKeyForm says what the bits of a public key hold.
+enum SshOidKeyForm : uint32_t { SSH_OID_KEY_ENCODED, SSH_OID_KEY_OCTETS };
+
 // SshOidKeyType describes the keys of a public-key algorithm; usages are masks as in
 // x509/extensions.h.
 struct SshOidKeyType {
-  uint32_t code;  // 1 RSA, 2 DSA, 4 Diffie-Hellman
+  uint32_t code;  // SshOidKeyCode
   uint32_t usage;
   uint32_t ca_usage;
+  SshOidKeyForm form = SSH_OID_KEY_ENCODED;
+  uint32_t length = 0;  // of a key that is octets; 0 for any
 };
 
 // SshOidRow is one identifier. `oid` is dotted text, null in the row that ends a table.
@@ -30,11 +51,12 @@ struct SshOidRow {
   const char *oid;
   const char *name;  // short name; for attributes the abbreviation in distinguished names
   const char
-      *description;  // kind 0: key scheme string; kind 1: signature scheme; else readable text
+      *description;  // kind 0: key scheme string, or readable text where no key object is made;
+                     // kind 1: signature scheme; else readable text
   const SshOidKeyType *key_type;  // kind 0
-  const char *key_scheme;         // kind 1: the key scheme string that the signature implies
-  uint32_t code;                  // kind 1: key type; kind 2: extension kind; kind 7: qualifier
-  SshOidConstant encoded;         // the identifier's content octets
+  const char *key_scheme;  // kind 1: the key scheme string that the signature implies, if any
+  uint32_t code;           // kind 1: key type; kind 2: extension kind; kind 7: qualifier
+  SshOidConstant encoded;  // the identifier's content octets
 };
 
 // ssh_oid_find_by_oid finds the first row of a kind whose dotted text equals `oid`, or null.

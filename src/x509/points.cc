@@ -6,7 +6,8 @@ namespace {
 // DistributionPointName ::= CHOICE {
 //      fullName                [0] GeneralNames,
 //      nameRelativeToCRLIssuer [1] RelativeDistinguishedName }
-// `issuer` is the distinguished name that a relative name extends; null refuses a relative name.
+// `find_issuer` gives the entry whose distinguished name a relative name extends; null refuses a
+// relative name. The name's own tag may stand in place of the SET's or around it.
 bool decode_point_name(SshAsn1Node node, SshX509PointName &name, auto find_issuer, SshPool &pool) {
   int which = -1;
   SshAsn1Node full, relative;
@@ -35,11 +36,12 @@ bool ssh_x509_point_name_expand(const SshX509PointName &name, SshDN *dn) {
 //      distributionPoint [0] DistributionPointName OPTIONAL,
 //      reasons           [1] ReasonFlags           OPTIONAL,
 //      cRLIssuer         [2] GeneralNames          OPTIONAL }                 RFC 5280, 4.2.1.13
+// Classic: a relative name deliberately extends the certificate's issuer even where the point names
+// a CRL issuer of its own, which by the standard it extends then.
 bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names,
                             SshX509DistributionPoint **list, SshX509Decoder &decoder) {
   SshAsn1Node node;
   if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
-  const auto find_issuer = [&] { return ssh_x509_name_find(issuer_names, SSH_X509_NAME_DN); };
   SshX509Tail points(list);
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *point = decoder.pool.make<SshX509DistributionPoint>();
@@ -53,9 +55,14 @@ bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names,
       return false;
     }
     point->reasons = ssh_x509_bits_to_mask(reasons);
-    if (has_name && !decode_point_name(name, point->name, find_issuer, decoder.pool)) return false;
     if (has_issuer && !ssh_x509_name_decode_general_names(issuer, decoder.pool, &point->crl_issuer))
       return false;
+    const auto find_issuer = [&] {
+      return has_issuer && decoder.rules.relative_to_crl_issuer
+                 ? ssh_x509_name_find(point->crl_issuer, SSH_X509_NAME_DIRECTORY)
+                 : ssh_x509_name_find(issuer_names, SSH_X509_NAME_DN);
+    };
+    if (has_name && !decode_point_name(name, point->name, find_issuer, decoder.pool)) return false;
     points.append(point);
   }
   return true;

@@ -1,12 +1,41 @@
 // Certificate policies and their qualifiers.
+#include <utility>
+
 #include "x509/decoder.h"
 
 namespace {
 
+constexpr uint32_t kSequenceTag = 16;
+
 enum : uint32_t { kQualifierCps = 1, kQualifierUserNotice = 2 };  // codes of the registry's rows
 
-constexpr SshCharset kExplicitTextCharsets[] = {SSH_CHARSET_VISIBLE, SSH_CHARSET_BMP,
-                                                SSH_CHARSET_UTF8};
+// DisplayText ::= CHOICE { ia5String, visibleString, bmpString, utf8String }
+bool decode_display_text(SshAsn1Node node, bool may_be_ia5, SshX509Text &text) {
+  constexpr SshCharset kCharsets[] = {SSH_CHARSET_IA5, SSH_CHARSET_VISIBLE, SSH_CHARSET_BMP,
+                                      SSH_CHARSET_UTF8};
+  int which = -1;
+  Bytes texts[4];
+  if (ssh_asn1_read_node(
+          node, "(choice(ia5-string ())(visible-string ())(bmp-string ())(utf8-string ()))"_asn1,
+          &which, &texts[0], &texts[1], &texts[2], &texts[3]) != SSH_ASN1_OK) {
+    return false;
+  }
+  text = {kCharsets[which], texts[which], true};
+  return which != 0 || may_be_ia5;
+}
+
+bool read_notice_reference(SshAsn1Node node, SshX509Text &organization, SshAsn1Node &numbers,
+                           const SshX509Rules &rules) {
+  if (!rules.display_text_choices) {
+    organization.present = true;
+    return ssh_asn1_read_node(node, "(sequence ()(ia5-string ())(sequence ()(any ())))"_asn1,
+                              &organization.octets, &numbers) == SSH_ASN1_OK;
+  }
+  SshAsn1Node text;
+  return ssh_asn1_read_node(node, "(sequence ()(any ())(sequence ()(any ())))"_asn1, &text,
+                            &numbers) == SSH_ASN1_OK &&
+         decode_display_text(text, true, organization);
+}
 
 // NoticeReference ::= SEQUENCE {
 //      organization     DisplayText,
@@ -14,11 +43,7 @@ constexpr SshCharset kExplicitTextCharsets[] = {SSH_CHARSET_VISIBLE, SSH_CHARSET
 bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
                              SshX509Decoder &decoder) {
   SshAsn1Node numbers;
-  qualifier.organization.present = true;
-  if (ssh_asn1_read_node(node, "(sequence ()(ia5-string ())(sequence ()(any ())))"_asn1,
-                         &qualifier.organization.octets, &numbers) != SSH_ASN1_OK) {
-    return false;
-  }
+  if (!read_notice_reference(node, qualifier.organization, numbers, decoder.rules)) return false;
   for (SshAsn1Node n = numbers; n; n = ssh_asn1_node_next(n)) ++qualifier.notice_count;
   if (qualifier.notice_count == 0) return true;
 
@@ -38,8 +63,9 @@ bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier
 // UserNotice ::= SEQUENCE {
 //      noticeRef        NoticeReference OPTIONAL,
 //      explicitText     DisplayText OPTIONAL }
-// The first element is taken as the reference whatever it is, so a notice of an explicit text alone
-// is refused; deliberate, as the set of certificates that are accepted must stay what it was.
+// Classic: the first element is taken as the reference whatever it is, so a notice of an explicit
+// text alone is refused; deliberate, as the set of certificates that are accepted must stay what it
+// was.
 bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
                         SshX509Decoder &decoder) {
   int has_reference = 0, has_text = 0;
@@ -48,17 +74,14 @@ bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
                          &has_reference, &reference, &has_text, &text) != SSH_ASN1_OK) {
     return false;
   }
-  if (has_reference && !decode_notice_reference(reference, qualifier, decoder)) return false;
-  if (!has_text) return true;
-
-  int which = -1;
-  Bytes texts[3];
-  if (ssh_asn1_read_node(text, "(choice(visible-string ())(bmp-string ())(utf8-string ()))"_asn1,
-                         &which, &texts[0], &texts[1], &texts[2]) != SSH_ASN1_OK) {
-    return false;
+  if (decoder.rules.notice_text_alone && has_reference && !has_text &&
+      !ssh_asn1_node_open(reference).is(SSH_BER_UNIVERSAL, kSequenceTag)) {
+    std::swap(reference, text);
+    std::swap(has_reference, has_text);
   }
-  qualifier.explicit_text = {kExplicitTextCharsets[which], texts[which], true};
-  return true;
+  if (has_reference && !decode_notice_reference(reference, qualifier, decoder)) return false;
+  return !has_text ||
+         decode_display_text(text, decoder.rules.display_text_choices, qualifier.explicit_text);
 }
 
 // PolicyQualifierInfo ::= SEQUENCE {

@@ -1,35 +1,37 @@
 #include "x509/signature.h"
 
+#include <algorithm>
+
 namespace {
 
-enum : uint32_t { kRsa = 1, kDsa = 2 };
-
-// put writes an integer right-aligned into `length` octets; false if it is negative or too long.
-bool put(const SshMpInt &value, uint8_t *out, size_t length) {
-  const Bytes magnitude = value.magnitude();
-  if (value.negative() || magnitude.size() > length) return false;
-  std::memset(out, 0, length - magnitude.size());
-  if (!magnitude.empty())
-    std::memcpy(out + length - magnitude.size(), magnitude.data(), magnitude.size());
-  return true;
-}
+// The longest q that r and s are made as long as. Longer ones are no key of anybody's, and what they
+// would need goes beyond what one request for memory may ask for.
+constexpr size_t kOrderMax = SSH_X509_INPUT_MAX / 2;
 
 // Dss-Sig-Value ::= SEQUENCE { r INTEGER, s INTEGER }                              RFC 3279, 2.2.2
-// The length of r and s is that of the certificate's own q, deliberately, so only a certificate
-// with a DSA key of its own can carry a DSA signature.
+// The length of r and s is that of the certificate's own q, deliberately. So a certificate without
+// a DSA key of its own, or with one that is shorter than its issuer's, can carry a DSA signature
+// only as the DER that it is.
 bool convert_dsa(Bytes octets, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node root;
   SshMpInt r, s, q;
   q.set_twos_complement(cert.key.q);
-  const size_t length = (q.bits() + 7) / 8;
-  if (length == 0 || q.negative()) return false;
+  const size_t length = q.negative() ? 0 : (q.bits() + 7) / 8;
+  if (length > kOrderMax) return false;
+  if (length == 0 && !decoder.rules.octets_as_signature) return false;
   (void)ssh_asn1_decode_in_place(octets, &decoder.work, &root);
   if (ssh_asn1_read_node(root, "(sequence ()(integer ())(integer ()))"_asn1, &r, &s) != SSH_ASN1_OK)
     return false;
+  if (r.negative() || s.negative()) return false;
+  if (length == 0 || std::max(r.magnitude().size(), s.magnitude().size()) > length) {
+    cert.signature = octets;
+    return decoder.rules.octets_as_signature;
+  }
 
   auto *signature = static_cast<uint8_t *>(decoder.pool.alloc(2 * length, 1));
   cert.signature = {signature, 2 * length};
-  return put(r, signature, length) && put(s, signature + length, length);
+  cert.signature_pair = true;
+  return r.write_magnitude(signature, length) && s.write_magnitude(signature + length, length);
 }
 
 }  // namespace
@@ -37,11 +39,12 @@ bool convert_dsa(Bytes octets, SshX509Cert &cert, SshX509Decoder &decoder) {
 // AlgorithmIdentifier ::= SEQUENCE {
 //      algorithm     OBJECT IDENTIFIER,
 //      parameters    ANY DEFINED BY algorithm OPTIONAL }
-const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Node node, SshX509Decoder &decoder) {
+const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Node node, SshX509Decoder &decoder,
+                                              SshAsn1Node *parameters) {
   SshOid id;
-  SshAsn1Node parameters;
+  SshAsn1Node any;
   if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &id,
-                         &parameters) != SSH_ASN1_OK) {
+                         parameters ? parameters : &any) != SSH_ASN1_OK) {
     (void)decoder.refuse("AlgorithmIdentifier", node.data);
     return nullptr;
   }
@@ -53,7 +56,8 @@ const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Node node, SshX509Decoder &
 bool ssh_x509_signature_convert(const SshAsn1Bits &bits, SshX509Cert &cert,
                                 SshX509Decoder &decoder) {
   const Bytes octets = bits.octets.first(bits.bits / 8);
-  if (cert.signature_key_type == kDsa) return convert_dsa(octets, cert, decoder);
+  cert.signature_value = bits;
+  if (cert.signature_key_type == SSH_OID_KEY_DSA) return convert_dsa(octets, cert, decoder);
   cert.signature = octets;
-  return cert.signature_key_type == kRsa;
+  return cert.signature_key_type != SSH_OID_KEY_ELGAMAL;
 }

@@ -7,12 +7,15 @@
 #include "x509/cert.h"
 #include "x509/decoder.h"
 
-// ssh_x509_signature_algorithm looks an AlgorithmIdentifier up; its parameters are ignored. Null if
-// it is unknown, which is noted as a refusal. RFC 5280, 4.1.1.2
+// ssh_x509_signature_algorithm looks an AlgorithmIdentifier up and stores its parameters, which it
+// does not read, if asked to. Null if it is unknown, which is noted as a refusal. RFC 5280, 4.1.1.2
 [[nodiscard]] const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Node node,
-                                                            SshX509Decoder &decoder);
+                                                            SshX509Decoder &decoder,
+                                                            SshAsn1Node *parameters = nullptr);
 
 // ssh_x509_signature_convert turns a certificate's signature bits into its record's signature, by
-// the signature's key type: RSA as it stands, DSA as r and s. False on failure.
+// the signature's key type: DSA as r and s, all others as they stand. Where the certificate's own q
+// is no measure for r and s, a DSA signature is refused, or stays DER if the profile has it so; the
+// record tells which. False on failure.
 [[nodiscard]] bool ssh_x509_signature_convert(const SshAsn1Bits &bits, SshX509Cert &cert,
                                               SshX509Decoder &decoder);

@@ -5,6 +5,7 @@
 #include "util/fatal.h"
 #include "util/mem.h"
 #include "x509/charset_tables.h"
+#include "x509/profile.h"
 
 // NOLINTBEGIN(clang-analyzer-core.NullDereference,clang-analyzer-core.NonNullParamChecker)
 // The analyzer does not see that the width of a character set tells which of the buffers is there.
@@ -74,12 +75,12 @@ SshStr *make_units(int32_t charset, const uint8_t *data, size_t length) {
   return str;
 }
 
-// decode_utf8 reads the letter at `p` and moves behind it. It deliberately knows less than all of
+// decode_narrow reads the letter at `p` and moves behind it. It deliberately knows less than all of
 // UTF-8: a letter of one octet is refused, a lone continuation octet is read together with the
 // octet after it but passed alone, and neither continuation marks nor overlong forms are looked at.
 // Search keys were stored under what this decoder makes of a name, so a wider one would no longer
 // find them.
-bool decode_utf8(const uint8_t *&p, const uint8_t *end, uint32_t *letter) {
+bool decode_narrow(const uint8_t *&p, const uint8_t *end, uint32_t *letter) {
   int ones = 0;
   while (ones < 8 && (*p & (0x80 >> ones)) != 0) ++ones;
   if (ones == 0 || ones > 6) return false;
@@ -91,7 +92,23 @@ bool decode_utf8(const uint8_t *&p, const uint8_t *end, uint32_t *letter) {
   return true;
 }
 
+// decode_standard does the same for the letters of the standard and no others: two encodings of one
+// letter would be two names that look alike.                                     RFC 3629, 3 and 4
+bool decode_standard(const uint8_t *&p, const uint8_t *end, uint32_t *letter) {
+  constexpr uint32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
+  int marks = *p < 0x80 ? 0 : *p < 0xE0 ? 1 : *p < 0xF0 ? 2 : 3;
+  if ((*p >= 0x80 && *p < 0xC0) || *p >= 0xF8 || end - p <= marks) return false;
+  const uint32_t least = kLeast[marks];
+  *letter = marks == 0 ? *p : *p & (0x3Fu >> marks);
+  for (++p; marks > 0; --marks, ++p) {
+    if ((*p & 0xC0) != 0x80) return false;
+    *letter = *letter << 6 | (*p & 0x3Fu);
+  }
+  return *letter >= least && *letter <= 0x10FFFF && (*letter < 0xD800 || *letter > 0xDFFF);
+}
+
 SshStr *make_utf8(const uint8_t *data, size_t length) {
+  const auto decode_utf8 = ssh_x509_rules().standard_utf8 ? decode_standard : decode_narrow;
   size_t count = 0;
   uint32_t letter;
   for (const uint8_t *p = data, *end = data + length; p != end; ++count) {

@@ -55,7 +55,7 @@ void ssh_str_append_letter(SshStr *str, uint32_t letter);
 // ssh_str_make makes a string from wire octets, taking over `data` (a block from ssh_xmalloc, or
 // null with length 0) whether or not it succeeds. Null if the octets do not form letters of the
 // set, or `data` is null. A block with length 0 is a string without letters in sets 0 to 7, and
-// refused in the others.
+// refused in the others. Which octets are UTF-8 is a decision of the profile.
 [[nodiscard]] SshStr *ssh_str_make(int32_t charset, uint8_t *data, size_t length);
 
 // ssh_str_get returns the wire octets in a new block (ssh_xfree); sets 0 to 7 get an uncounted zero

@@ -4,11 +4,10 @@
 #include <utility>
 
 #include "asn1/node.h"
+#include "crypto/montgomery.h"
 #include "util/mem.h"
 
 namespace {
-
-enum : uint32_t { kDsa = 2 };
 
 // Signed is what a record says of its signature.
 struct Signed {
@@ -21,37 +20,20 @@ struct DsaPair {
   SshMpInt r, s;
 };
 
-// order_length gives the octets of a DSA key's q; 0 for a key without a sensible one.
+// order_length gives the octets of a DSA key's q; 0 for a key without a sensible one, which then
+// answers for itself.
 size_t order_length(const SshPublicKey *key) {
   SshMpInt q;
   const SshKeyQuestion question = {.tag = SSH_KEY_TAG_Q, .integer = &q};
   if (ssh_public_key_get_info(key, {question}) != SSH_KEY_OK || q.negative()) return 0;
+  if (q.bits() > SSH_MONTGOMERY_BITS_MAX) return 0;
   return (q.bits() + 7) / 8;
 }
 
-// store writes a number as `length` octets; false if it is negative or longer.
-bool store(const SshMpInt &value, uint8_t *out, size_t length) {
-  const Bytes octets = value.magnitude();
-  if (value.negative() || octets.size() > length) return false;
-  std::fill_n(out, length - octets.size(), uint8_t{0});
-  std::copy(octets.begin(), octets.end(), out + (length - octets.size()));
-  return true;
-}
-
 SshX509Verdict verify(const Signed &given, const SshPublicKey *key) {
-  constexpr struct {
-    SshKeyStatus status;
-    SshX509Verdict verdict;
-  } kVerdicts[] = {
-      {SSH_KEY_OK, SSH_X509_VALID},
-      {SSH_KEY_BAD_SIGNATURE, SSH_X509_INVALID},
-      {SSH_KEY_NO_SCHEME, SSH_X509_SCHEME_NOT_SUPPORTED},
-  };
   const SshKeyStatus status = ssh_public_key_verify(key, given.scheme, given.data, given.signature);
-  for (const auto &row : kVerdicts) {
-    if (row.status == status) return row.verdict;
-  }
-  return SSH_X509_KEY_NOT_FIT;
+  if (status == SSH_KEY_OK) return SSH_X509_VALID;
+  return status == SSH_KEY_BAD_SIGNATURE ? SSH_X509_INVALID : SSH_X509_KEY_NOT_FIT;
 }
 
 // verify_pair gives r and s the form that the key takes. Where they do not fit it, no signature is
@@ -59,19 +41,10 @@ SshX509Verdict verify(const Signed &given, const SshPublicKey *key) {
 SshX509Verdict verify_pair(Signed given, const DsaPair &pair, const SshPublicKey *key) {
   const size_t length = order_length(key);
   const SshBlock block(static_cast<uint8_t *>(ssh_xmalloc(2 * length)));
-  const bool fits =
-      store(pair.r, block.get(), length) && store(pair.s, block.get() + length, length);
+  const bool fits = pair.r.write_magnitude(block.get(), length) &&
+                    pair.s.write_magnitude(block.get() + length, length);
   given.signature = fits ? Bytes(block.get(), 2 * length) : Bytes();
   return verify(given, key);
-}
-
-// halves takes r and s of a certificate's signature, which are as long as its own q, not the
-// issuer's.
-DsaPair halves(Bytes signature) {
-  DsaPair pair;
-  pair.r.set_magnitude(signature.first(signature.size() / 2));
-  pair.s.set_magnitude(signature.last(signature.size() / 2));
-  return pair;
 }
 
 // Dss-Sig-Value ::= SEQUENCE { r INTEGER, s INTEGER }                              RFC 3279, 2.2.2
@@ -92,20 +65,28 @@ DsaPair read_der(Bytes signature) {
   return good ? std::move(pair) : DsaPair{SshMpInt(-1), SshMpInt(-1)};
 }
 
+// verify_record looks at the scheme before the key, since keys of schemes that are not computed have
+// no key object. It takes the signature as it stands, not what decoding made of it, which passes over
+// some things: what is signed has one form, or anybody could make others of it. So a BIT STRING that
+// ends inside an octet leaves no signature.
+template <class Record>
+SshX509Verdict verify_record(const Record &record, const SshPublicKey *key) {
+  if (record.version == 0) return SSH_X509_INVALID;
+  if (!ssh_public_key_can_verify(record.signature_scheme)) return SSH_X509_SCHEME_NOT_SUPPORTED;
+  if (!key) return SSH_X509_KEY_NOT_FIT;
+  const SshAsn1Bits &value = record.signature_value;
+  const Bytes octets = value.bits / 8 == value.octets.size() ? value.octets : Bytes();
+  const Signed given = {record.signature_scheme, record.signed_data, octets};
+  if (record.signature_key_type != SSH_OID_KEY_DSA) return verify(given, key);
+  return verify_pair(given, read_der(octets), key);
+}
+
 }  // namespace
 
 SshX509Verdict ssh_x509_cert_verify(const SshX509Cert *cert, const SshPublicKey *issuer_key) {
-  if (cert->version == 0) return SSH_X509_INVALID;
-  if (!issuer_key) return SSH_X509_KEY_NOT_FIT;
-  const Signed given = {cert->signature_scheme, cert->signed_data, cert->signature};
-  if (cert->signature_key_type != kDsa) return verify(given, issuer_key);
-  return verify_pair(given, halves(given.signature), issuer_key);
+  return verify_record(*cert, issuer_key);
 }
 
 SshX509Verdict ssh_x509_crl_verify(const SshX509Crl *crl, const SshPublicKey *issuer_key) {
-  if (crl->version == 0) return SSH_X509_INVALID;
-  if (!issuer_key) return SSH_X509_KEY_NOT_FIT;
-  const Signed given = {crl->signature_scheme, crl->signed_data, crl->signature};
-  if (crl->signature_key_type != kDsa) return verify(given, issuer_key);
-  return verify_pair(given, read_der(given.signature), issuer_key);
+  return verify_record(*crl, issuer_key);
 }

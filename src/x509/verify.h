@@ -10,13 +10,17 @@
 enum [[nodiscard]] SshX509Verdict{
     SSH_X509_VALID,                 // the key's owner signed these octets
     SSH_X509_INVALID,               // the signature is not of this key, or not over these octets
-    SSH_X509_SCHEME_NOT_SUPPORTED,  // MD2, MD4, SHA (the one before SHA-1) or ElGamal: cannot tell
-    SSH_X509_KEY_NOT_FIT            // no key, one of another type, or one with absurd numbers
+    SSH_X509_SCHEME_NOT_SUPPORTED,  // one that is not computed here, whatever the key: cannot tell
+    SSH_X509_KEY_NOT_FIT            // no key, one of another type, too short or absurd
 };
 
+// Not computed are MD2, MD4, SHA (the one before SHA-1), ElGamal, and of the modern profile
+// RSASSA-PSS, ECDSA, Ed25519 and Ed448.
+
 // ssh_x509_cert_verify tells whether `cert` was signed with `issuer_key` (null: does not fit). A
-// record that was not decoded is invalid.
+// record that was not decoded is invalid, and so is a signature that is not DER where it has to be.
 SshX509Verdict ssh_x509_cert_verify(const SshX509Cert *cert, const SshPublicKey *issuer_key);
 
-// ssh_x509_crl_verify tells the same of a CRL. The CRL's DSA signatures must be DER.
+// ssh_x509_crl_verify tells the same of a CRL. A CRL's inner algorithm is
+// not compared with the outer one, as when it is decoded.
 SshX509Verdict ssh_x509_crl_verify(const SshX509Crl *crl, const SshPublicKey *issuer_key);

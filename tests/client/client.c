@@ -173,6 +173,19 @@ static KwPkiCert read_certificate(const char *source) {
   return cert;
 }
 
+/* starts_with_its_profile: what is signed with SHA-256 is read under the modern profile alone. */
+static void starts_with_its_profile(const char *source) {
+  char path[4096];
+  snprintf(path, sizeof path, "%s/examples/refused-sha256.der", source);
+  KwPkiCert cert = (KwPkiCert)CALL0(KwPkiCertAllocate);
+  uint8_t *data = NULL;
+  uint32_t length = 0;
+  CHECK(STATUS(KwPkiReadFile, P(path), 0, P(&data), P(&length)) == KWPKI_OK);
+  CHECK((STATUS(KwPkiCertSetBer, P(data), length, P(cert)) == KWPKI_OK) == EXPECT_MODERN);
+  CHECK(STATUS(KwPkiStringFree, P(data)) == KWPKI_OK);
+  CHECK(STATUS(KwPkiCertFree, P(cert)) == KWPKI_OK);
+}
+
 static void read_contents(KwPkiCert cert, KwPkiPublicKey key) {
   char *subject = NULL, *serial = NULL;
   const uint8_t *ber = NULL;
@@ -405,6 +418,7 @@ static void alone(const char *folder, const char *source) {
   char hosts[4096];
   snprintf(hosts, sizeof hosts, "%s/host", folder);
   void *library = load(folder);
+  starts_with_its_profile(source);
   at_every_alignment(source);
   CHECK(library_open(hosts, "KWPMAPI") && (host = library_open(hosts, "KWMA32")));
   posting = 1;

@@ -292,4 +292,32 @@ inline Verdict key(const Element &info) {
   return must(family->second == "dh" || (algorithm.size() > 1 && algorithm[1].identifier == 0x30));
 }
 
+inline std::vector<Extension> extension_list(const Element &wrapper) {
+  std::vector<Extension> list;
+  for (const Element &sequence : children(wrapper.content)) {
+    for (const Element &extension : children(sequence.content)) {
+      const auto fields = children(extension.content);
+      const Bytes octets = fields.back().content;
+      list.push_back(
+          {der::oid_text(fields[0].content), fields.size() > 2, Der(octets.begin(), octets.end())});
+    }
+  }
+  return list;
+}
+
+// certificate gives the verdict on a certificate of version 3 that is well formed, with no unique
+// identifiers.
+inline Verdict certificate(Bytes octets) {
+  const auto outer = children(children(octets)[0].content);
+  const auto tbs = children(outer[0].content);
+  if (outer.size() != 3 || tbs.size() != 8 || tbs[7].identifier != 0xA3) return Verdict::kOpen;
+  const auto signature = [](const Element &algorithm) {
+    return scheme(der::oid_text(children(algorithm.content)[0].content));
+  };
+  const std::string id = signature(outer[1]);
+  const bool has_issuer = !tbs[3].content.empty();
+  return must(!id.empty() && id == signature(tbs[2])) && name(tbs[3]) && name(tbs[5]) &&
+         key(tbs[6]) && extensions(extension_list(tbs[7]), Place::kCert, has_issuer);
+}
+
 }  // namespace classic

@@ -1,22 +1,25 @@
 // Every certificate and CRL of the corpus against the facts that other tools recorded of it: first
 // whether it must be read or refused, then what was read. Items that are refused for their
 // algorithm alone are read a second time with a classic algorithm and key in its place, so that
-// their names, times and extensions count too.
+// their names, times and extensions count too. All of it under the classic profile.
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "corpus/classic_rules.h"
+#include "corpus/items.h"
 #include "corpus/meanings.h"
+#include "corpus/name_texts.h"
 #include "support/samples.h"
 #include "support/touch.h"
-#include "support/tsv.h"
 
 namespace {
 
 using classic::Place;
 using classic::Verdict;
+using corpus_items::CertElements;
+using corpus_items::corpus;
+using corpus_items::name_der;
+using corpus_items::of;
 using der::children;
 using meanings::fact_instant;
 using meanings::instant;
@@ -25,34 +28,6 @@ using meanings::unescaped;
 using sample::Cert;
 using sample::Crl;
 
-using Groups = std::map<std::string, std::vector<const TsvRow *>>;
-
-struct Corpus {
-  const std::string folder = KWPKI_CORPUS_DIR;
-  const bool found = std::filesystem::exists(folder + "/manifest.tsv");
-  const TsvTable manifest{folder + "/manifest.tsv"}, names{folder + "/names.tsv"},
-      keys{folder + "/keys.tsv"};
-  const TsvTable attributes{folder + "/attributes.tsv"}, extensions{folder + "/extensions.tsv"};
-  const TsvTable entries{folder + "/entries.tsv"};
-  const Groups names_of = names.by("file"), keys_of = keys.by("file"),
-               attributes_of = attributes.by("file");
-  const Groups extensions_of = extensions.by("file"), entries_of = entries.by("file");
-
-  [[nodiscard]] Der read(const TsvRow &item) const {
-    return read_file(folder + "/der/" + item["file"]);
-  }
-};
-
-const Corpus &corpus() {
-  static const Corpus kCorpus;
-  return kCorpus;
-}
-
-std::vector<const TsvRow *> of(const Groups &groups, const TsvRow &item) {
-  const auto found = groups.find(item["file"]);
-  return found == groups.end() ? std::vector<const TsvRow *>{} : found->second;
-}
-
 std::vector<classic::Extension> extensions_at(const TsvRow &item, const std::string &place) {
   std::vector<classic::Extension> list;
   for (const TsvRow *row : of(corpus().extensions_of, item)) {
@@ -60,13 +35,6 @@ std::vector<classic::Extension> extensions_at(const TsvRow &item, const std::str
       list.push_back({(*row)["oid"], (*row)["critical"] == "1", unhex((*row)["value"])});
   }
   return list;
-}
-
-Der name_der(const TsvRow &item, const std::string &who) {
-  for (const TsvRow *row : of(corpus().names_of, item)) {
-    if ((*row)["who"] == who) return unhex((*row)["der"]);
-  }
-  return {};
 }
 
 Verdict name_verdict(const TsvRow &item, const std::string &who) {
@@ -82,22 +50,6 @@ Verdict time_verdict(const der::Element &time) {
   if (time.identifier == 0x17) return time.content.size() == 13 ? Verdict::kAccept : Verdict::kOpen;
   return time.identifier == 0x18 && time.content.size() == 15 ? Verdict::kAccept : Verdict::kOpen;
 }
-
-// CertElements are the elements of a certificate, found without the library.
-struct CertElements {
-  std::vector<der::Element> outer, tbs;
-  size_t first = 0;  // of the serial number
-  bool usual = false;
-
-  explicit CertElements(Bytes octets) {
-    const auto top = der::children(octets);
-    if (!top.empty()) outer = der::children(top[0].content);
-    if (outer.size() == 3) tbs = der::children(outer[0].content);
-    first = !tbs.empty() && tbs[0].identifier == 0xA0 ? 1 : 0;
-    usual = tbs.size() >= first + 6 && der::well_formed(top[0].whole);
-  }
-  [[nodiscard]] const der::Element &at(size_t i) const { return tbs[first + i]; }
-};
 
 Verdict version_verdict(const TsvRow &item, const CertElements &elements) {
   const std::string &version = item["version"];
@@ -401,60 +353,6 @@ TEST_F(CorpusTest, ItemsInClassicDress) {
   EXPECT_GE(counts.entries, 650u);
 }
 
-// The printed form of names, stated a second time.
-
-const std::map<std::string, std::string> kShortNames = {{"2.5.4.6", "C"},
-                                                        {"2.5.4.7", "L"},
-                                                        {"2.5.4.5", "STREET"},
-                                                        {"2.5.4.8", "ST"},
-                                                        {"2.5.4.10", "O"},
-                                                        {"2.5.4.11", "OU"},
-                                                        {"2.5.4.3", "CN"},
-                                                        {"2.5.4.4", "S"},
-                                                        {"2.5.4.12", "T"},
-                                                        {"2.5.4.41", "N"},
-                                                        {"2.5.4.42", "G"},
-                                                        {"2.5.4.43", "I"},
-                                                        {"2.5.4.44", "GQ"},
-                                                        {"2.5.4.45", "UI"},
-                                                        {"2.5.4.46", "DNQ"},
-                                                        {"2.5.4.54", "dmdName"},
-                                                        {"1.2.840.113549.1.9.1", "MAILTO"},
-                                                        {"1.2.840.113549.1.9.2", "UN"},
-                                                        {"1.2.840.113549.1.9.8", "UA"},
-                                                        {"0.9.2342.19200300.100.1.25", "DC"}};
-
-// printed gives a value's text, or nothing if it has none. UTF-8 holds letters of several octets
-// only.
-std::optional<std::string> printed(const std::string &tag, Der value) {
-  if (tag == "3" && !value.empty()) value.erase(value.begin());
-  const size_t unit = tag == "30" ? 2 : tag == "28" ? 4 : 1;
-  if (value.empty() || value.size() % unit) return {};
-  if (tag == "12" && std::any_of(value.begin(), value.end(), [](uint8_t c) { return c < 0x80; }))
-    return {};
-  const auto plain = [](uint8_t c) { return (c >= 0x20 && c < 0x7F) || (c >= 9 && c <= 13); };
-  if (!std::all_of(value.begin(), value.end(), plain)) return "#" + hex(value);
-  std::string text;
-  for (const uint8_t c : value) {
-    if (std::strchr("\\\"+,;", c)) text += '\\';
-    text += static_cast<char>(c);
-  }
-  return text;
-}
-
-std::optional<std::string> name_text(const TsvRow &name) {
-  std::string text;
-  for (const TsvRow *row : of(corpus().attributes_of, name)) {
-    if ((*row)["who"] != name["who"]) continue;
-    const auto value = printed((*row)["tag"], unhex((*row)["value"]));
-    if (!value) return {};
-    const auto known = kShortNames.find((*row)["oid"]);
-    if (!text.empty()) text += (*row)["part"] == "0" ? ", " : " + ";
-    text += (known == kShortNames.end() ? "OID." + (*row)["oid"] : known->second) + "=" + *value;
-  }
-  return text;
-}
-
 TEST_F(CorpusTest, NamesAndTheirTexts) {
   size_t read = 0, refused = 0, texts = 0;
   for (const TsvRow &row : corpus().names.rows) {
@@ -470,7 +368,7 @@ TEST_F(CorpusTest, NamesAndTheirTexts) {
     EXPECT_EQ(ssh_dn_decode_der(octets, &dn), good);
     ++(good ? read : refused);
     if (good) {
-      const auto expected = name_text(row);
+      const auto expected = name_texts::name_text(row, false);
       if (expected) ++texts;
       EXPECT_EQ(sample::own_text(ssh_dn_encode_ldap(&dn)), expected.value_or("(null)"));
     }

@@ -138,6 +138,11 @@ inline std::string period(const SshX509Cert &cert) {
   return text;
 }
 
+inline std::string accesses(const SshX509AccessDescription *list) {
+  return list_of(list, "|",
+                 [](const auto &a) { return oid_of(a.method) + ">" + names(a.location); });
+}
+
 // read_meaning says what the record holds for an extension kind; "-" if nothing can be compared.
 inline std::string read_meaning(const SshX509Cert &cert, uint32_t kind) {
   const auto path = [&] {
@@ -167,14 +172,64 @@ inline std::string read_meaning(const SshX509Cert &cert, uint32_t kind) {
     case 9:
       return "ca=" + std::to_string(cert.ca) + ";path=" + path();
     case 13:
-      return list_of(cert.authority_info_access, "|",
-                     [](const auto &a) { return oid_of(a.method) + ">" + names(a.location); });
+      return accesses(cert.authority_info_access);
     case 14:
       return list_of(cert.distribution_points, "", [](const auto &p) { return meaning(p); });
     case 15:
       return list_of(cert.extended_key_usage, " ", [](const auto &k) { return oid_of(k.id); });
     default:
       return "-";
+  }
+}
+
+inline std::string subtrees(const char *label, const SshX509Subtree *list) {
+  if (!list) return "";
+  return label + ("{" +
+                  list_of(list, "|",
+                          [](const SshX509Subtree &subtree) {
+                            std::string text = names(subtree.base);
+                            if (subtree.minimum) text += ",min=" + std::to_string(subtree.minimum);
+                            if (subtree.maximum != SSH_X509_NO_LIMIT)
+                              text += ",max=" + std::to_string(subtree.maximum);
+                            return text;
+                          }) +
+                  "}");
+}
+
+// without_empty_subtrees drops lists of no subtrees, which the record does not tell from none.
+inline std::string without_empty_subtrees(std::string text) {
+  for (const std::string_view empty : {"permitted{}", "excluded{}"}) {
+    const size_t at = text.find(empty);
+    if (at != std::string::npos) text.erase(at, empty.size());
+  }
+  return text;
+}
+
+inline std::string meaning(const SshX509PolicyConstraint &constraint) {
+  std::string text;
+  const auto set = [&text](const char *label, uint32_t limit) {
+    if (limit != SSH_X509_NO_LIMIT) add(text, label + std::to_string(limit));
+  };
+  set("require=", constraint.require_explicit_policy);
+  set("inhibit=", constraint.inhibit_policy_mapping);
+  return text;
+}
+
+// modern_meaning is the same for what the modern profile reads in another form, or further.
+inline std::string modern_meaning(const SshX509Cert &cert, uint32_t kind) {
+  switch (kind) {
+    case 10:
+      return subtrees("permitted", cert.permitted) + subtrees("excluded", cert.excluded);
+    case 11:
+      return cert.policy_constraints ? meaning(*cert.policy_constraints) : "";
+    case 24:
+      return std::to_string(cert.further->inhibit_any_policy);
+    case 25:
+      return accesses(cert.further->subject_info_access);
+    case 26:
+      return list_of(cert.further->freshest_crl, "", [](const auto &p) { return meaning(p); });
+    default:
+      return read_meaning(cert, kind);
   }
 }
 

@@ -6,30 +6,23 @@
 #include <openssl/evp.h>
 #include <openssl/provider.h>
 
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "crypto/cipher_rows.h"
 #include "support/hex.h"
+#include "util/owner.h"
 
 namespace {
 
 using Octets = std::vector<uint8_t>;
 
-template <auto Free>
-struct Freed {
-  template <class T>
-  void operator()(T *object) const {
-    Free(object);
-  }
-};
-using Number = std::unique_ptr<BIGNUM, Freed<BN_free>>;
-using Context = std::unique_ptr<EVP_CIPHER_CTX, Freed<EVP_CIPHER_CTX_free>>;
-using Library = std::unique_ptr<OSSL_LIB_CTX, Freed<OSSL_LIB_CTX_free>>;
-using Provider = std::unique_ptr<OSSL_PROVIDER, Freed<OSSL_PROVIDER_unload>>;
-using Cipher = std::unique_ptr<EVP_CIPHER, Freed<EVP_CIPHER_free>>;
+using Number = Owner<BIGNUM, BN_free>;
+using Context = Owner<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
+using Library = Owner<OSSL_LIB_CTX, OSSL_LIB_CTX_free>;
+using Provider = Owner<OSSL_PROVIDER, OSSL_PROVIDER_unload>;
+using Cipher = Owner<EVP_CIPHER, EVP_CIPHER_free>;
 
 Octets random_octets(std::mt19937 &random, size_t size) {
   Octets octets(size);

@@ -74,6 +74,22 @@ TEST(Noise, AnyLengthIsFilledAndNoMore) {
   }
 }
 
+// Whoever gets hold of a pool must not find in it what was given out: the state that an output came
+// from is gone, also after the last one.
+TEST(Noise, OutputLeavesAnotherState) {
+  const auto left_by = [](size_t taken) {
+    alignas(SshNoise) uint8_t place[sizeof(SshNoise)] = {};
+    auto *noise = new (place) SshNoise(all_zeros);
+    (void)take(*noise, taken);
+    std::vector<uint8_t> left(std::begin(place), std::end(place));
+    noise->~SshNoise();
+    return left;
+  };
+  EXPECT_EQ(left_by(64), left_by(64));
+  EXPECT_NE(left_by(0), left_by(1));
+  EXPECT_NE(left_by(64), left_by(65));
+}
+
 // A pool whose system gives nothing gives nothing either, however much noise it has.
 TEST(Noise, FailureOfTheSystemIsTold) {
   SshNoise noise(nothing);

@@ -39,6 +39,10 @@ kwpki inspect --entries a| all
 kwpki search --dns message --ke| --key-of --key-type --key-usage
 kwpki search --dns=message --ke| --key-of --key-type --key-usage
 kwpki search --dns |
+kwpki --profile | classic modern
+kwpki --profile classic in| inspect
+kwpki inspect --profile m| modern
+kwpki message encode --pr| --profile
 kwpki path --from-rule n| newest
 kwpki request remove --na| --name
 kwpki completion | bash fish zsh

@@ -14,6 +14,7 @@
 
 #include "kwpki/commands.h"
 #include "support/folder.h"
+#include "support/profile.h"
 
 // File closes itself.
 struct FileCloser {
@@ -42,8 +43,10 @@ struct Result {
   }
 };
 
-// run calls the tool with arguments and what standard input holds.
+// run calls the tool with arguments and what standard input holds. The profile that the tool
+// chooses is left behind.
 inline Result run(const std::vector<std::string> &arguments, const std::string &input = "") {
+  const ProfileScope kept(ssh_x509_profile());
   const File in(std::tmpfile()), out(std::tmpfile()), err(std::tmpfile());
   std::fwrite(input.data(), 1, input.size(), in.get());
   std::rewind(in.get());

@@ -62,6 +62,8 @@ TEST(Inspect, ExitCodes) {
       {{"inspect", "--color", "blue", good}, 2, "", "--color"},
       {{"inspect", "--entries", "-1", good}, 2, "", "--entries"},
       {{"inspect", "--entries", "many", good}, 2, "", "--entries"},
+      {{"inspect", "--profile", "old", good}, 2, "", "--profile"},
+      {{"inspect", "--profile"}, 2, "", "--profile"},
       {{"inspect", good}, 0, "Serial: 2047 (0x7ff)", ""},
       {{"inspect", other}, 0, "", "line 1: block 1 (PRIVATE KEY) passed over"},
       {{"inspect", bad, good}, 1, "refused as a certificate", ""},
@@ -76,6 +78,27 @@ TEST(Inspect, ExitCodes) {
     EXPECT_THAT(result.out, HasSubstr(row.out));
     EXPECT_THAT(result.err, HasSubstr(row.err));
   }
+}
+
+// Modern unless told otherwise, before the command or behind it; and told once, told for one run.
+TEST(Inspect, ReadsUnderAProfile) {
+  const std::string today = KWPKI_SOURCE_DIR "/examples/refused-sha256.der";
+  const struct {
+    std::vector<std::string> arguments;
+    int code;
+  } rows[] = {
+      {{"inspect", today}, 0},
+      {{"--profile", "classic", "inspect", today}, 1},
+      {{"inspect", "--profile", "classic", today}, 1},
+      {{"inspect", today, "--profile=modern"}, 0},
+      {{"--profile=classic", "inspect", "--profile=modern", today}, 0},
+      {{"--profile=modern", "inspect", "--profile=classic", today}, 1},
+      {{"inspect", today}, 0},
+  };
+  ASSERT_EQ(ssh_x509_profile(), SSH_X509_CLASSIC);
+  for (const auto &row : rows)
+    EXPECT_EQ(run(row.arguments).code, row.code) << testing::PrintToString(row.arguments);
+  EXPECT_THAT(run(rows[1].arguments).out, HasSubstr("(sha256WithRSAEncryption)"));
 }
 
 TEST(Inspect, FindsEveryBlockAndFile) {

@@ -1,4 +1,5 @@
 // The commands that ask the service, over stores that hold the certificates and CRLs of examples/.
+// What is refused of these rests on the classic profile, which is theirs unless they say otherwise.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -25,8 +26,7 @@ class StoreTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     directory_ = std::make_unique<Directory>();
-    imported_ =
-        std::make_unique<Result>(run({"store", "import", "--json", "--store", store(), kExamples}));
+    imported_ = std::make_unique<Result>(in({"store", "import", "--json", kExamples}));
   }
   static void TearDownTestSuite() { directory_.reset(); }
   static std::string store() { return directory_->at("store.db"); }
@@ -34,6 +34,7 @@ class StoreTest : public testing::Test {
   // in runs a command on the store that all tests read, or on another.
   static Result in(Words words, const std::string &file = store(), const std::string &input = "") {
     words.insert(words.end(), {"--store", file});
+    words.insert(words.begin(), {"--profile", "classic"});
     return run(words, input);
   }
   static json one(Words words, const std::string &file = store()) {
@@ -159,7 +160,7 @@ TEST_F(StoreTest, ShowsWhatInspectShows) {
   for (const json &cert : found) {
     const std::string pem = "-----BEGIN CERTIFICATE-----\n" + cert["der"].get<std::string>() +
                             "\n-----END CERTIFICATE-----\n";
-    const json other = run({"inspect", "--json"}, pem).objects().at(0);
+    const json other = run({"inspect", "--profile", "classic", "--json"}, pem).objects().at(0);
     EXPECT_EQ(cert["subject"], other["subject"]["text"]);
     EXPECT_EQ(cert["serial"], other["serial"]["decimal"]);
     EXPECT_EQ(cert["key"]["type"], other["public_key"]["type"]);
@@ -238,6 +239,29 @@ TEST_F(StoreTest, KeepsRequestsUntilTheyAreRemoved) {
   EXPECT_THAT(other.err, HasSubstr("no certificate request of these names (status 4"));
   EXPECT_EQ(one(with({"request", "remove"}, 4), file)["request"], "removed");
   EXPECT_EQ(in({"status"}, file).out, "certificates: 0\nauthorities: 0\ncrls: 0\nrequests: 1\n");
+}
+
+// The service shares the process with the tool, and with it the profile.
+TEST_F(StoreTest, KeepsTodaysCertificatesToo) {
+  const std::string today = example("refused-sha256.der"), file = directory_->at("today.db");
+  EXPECT_EQ(run({"add", "--profile", "classic", "--store", file, today}).code, 1);
+  EXPECT_EQ(run({"add", "--store", file, today}).code, 0);
+  const json shown = run({"inspect", "--json", today}).objects().at(0);
+  const std::string name = shown["subject"]["text"];
+  json found = run({"search", "--store", file, "--json", "--dn", name}).objects().at(0);
+  EXPECT_EQ(found["der"], shown["der"]);
+  EXPECT_EQ(found["key"]["bits"], shown["public_key"]["bits"]);
+  // What the library does not read keeps its place in a list, but has nothing to show.
+  found = run({"search", "--profile", "classic", "--store", file, "--json", "--dn", name})
+              .objects()
+              .at(0);
+  EXPECT_EQ(run({"search", "--profile", "classic", "--store", file, "--dn", name}).out,
+            "1. a certificate that is not read under this profile\n");
+  EXPECT_EQ(found, (json{{"position", 1},
+                         {"subject", nullptr},
+                         {"serial", nullptr},
+                         {"key", nullptr},
+                         {"der", ""}}));
 }
 
 TEST_F(StoreTest, RefusesBadUseAndBadStores) {

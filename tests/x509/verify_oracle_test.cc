@@ -12,22 +12,16 @@
 
 #include "support/samples.h"
 #include "support/tsv.h"
+#include "util/owner.h"
 
 namespace {
 
 using namespace sample;
 
-template <auto Free>
-struct FreeWith {
-  template <class T>
-  void operator()(T *object) const {
-    Free(object);
-  }
-};
-using PeerKey = std::unique_ptr<EVP_PKEY, FreeWith<EVP_PKEY_free>>;
-using PeerCert = std::unique_ptr<X509, FreeWith<X509_free>>;
-using PeerCrl = std::unique_ptr<X509_CRL, FreeWith<X509_CRL_free>>;
-using PeerContext = std::unique_ptr<EVP_PKEY_CTX, FreeWith<EVP_PKEY_CTX_free>>;
+using PeerKey = Owner<EVP_PKEY, EVP_PKEY_free>;
+using PeerCert = Owner<X509, X509_free>;
+using PeerCrl = Owner<X509_CRL, X509_CRL_free>;
+using PeerContext = Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 
 PeerKey dsa_key(int bits, int q_bits) {
   const PeerContext context(EVP_PKEY_CTX_new_id(EVP_PKEY_DSA, nullptr));
@@ -76,7 +70,7 @@ Der sign(Parts &parts, const PeerKey &key, const Der &algorithm, const char *has
   parts.inner_algorithm = parts.outer_algorithm = algorithm;
   const Der unsigned_record = parts.build();
   const Bytes tbs = signed_part(unsigned_record);
-  const std::unique_ptr<EVP_MD_CTX, FreeWith<EVP_MD_CTX_free>> context(EVP_MD_CTX_new());
+  const Owner<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
   Der signature(1024);
   size_t length = signature.size();
   EXPECT_EQ(
@@ -225,9 +219,10 @@ TYPED_TEST(VerifyOracle, SchemesThatCannotBeComputed) {
   }
 }
 
-TEST(VerifyOracleCrl, OneFormOfADsaSignature) {
+TYPED_TEST(VerifyOracle, OneFormOfADsaSignature) {
   const Keys &k = keys();
-  CrlParts parts;
+  typename TypeParam::Parts parts;
+  if constexpr (requires { parts.key; }) parts.key = key_info_of(k.dsa);
   sign(parts, k.dsa, der::seq({der::oid(kDsaSha1)}), "SHA1");
   const Der value(parts.signature.begin() + 3, parts.signature.end());
   const auto pair = der::children(der::children(value)[0].content);
@@ -273,7 +268,48 @@ TEST(VerifyOracleCrl, OneFormOfADsaSignature) {
   const SshPublicKeyOwner key = object_of(k.dsa);
   for (const auto &c : cases) {
     parts.signature = der::bits(c.signature);
-    EXPECT_EQ(ours<CrlKind>(parts.build(), key.get()), c.verdict) << hex(c.signature);
+    const Der der = parts.build();
+    EXPECT_EQ(TypeParam::decode_and_verify(der, key.get()).second, c.verdict) << hex(c.signature);
+    EXPECT_EQ(TypeParam::peer(der, k.dsa.get()), c.verdict == SSH_X509_VALID) << hex(c.signature);
+  }
+}
+
+// A signature of whole octets with some bits behind it is another one, which nobody made.
+TYPED_TEST(VerifyOracle, BitsBehindASignature) {
+  for (const Case &c : cases()) {
+    const Der good = make<TypeParam>(c);
+    const auto parts = der::children(der::children(good)[0].content);
+    const auto copy = [](Bytes octets) { return Der(octets.begin(), octets.end()); };
+    Der value = copy(parts[2].content);
+    value[0] = 3;
+    value.push_back(0x50);
+    const Der longer = der::seq({copy(parts[0].whole), copy(parts[1].whole), der::tlv(3, value)});
+    EXPECT_EQ(ours<TypeParam>(longer, object_of(*c.issuer).get()), SSH_X509_INVALID);
+  }
+}
+
+// r and s are made as long as q, which must not ask for more memory than there is for one request.
+TYPED_TEST(VerifyOracle, AnOrderOfMillionsOfOctets) {
+  const Der q = der::natural(Der(51 << 20, 0x55)), one = der::integer(1);
+  const Der info = der::seq(
+      {der::seq({der::oid("1.2.840.10040.4.1"), der::seq({one, q, one})}), der::bits(one)});
+  SshMpInt order;
+  order.set_magnitude(Der(51 << 20, 0x55));
+  const SshMpInt other(7);
+  SshPublicKey *key = nullptr;
+  ASSERT_EQ(ssh_public_key_define(&key, "dl-modp{sign{dsa-nist-sha1}}",
+                                  {{SSH_KEY_TAG_P, &other},
+                                   {SSH_KEY_TAG_Q, &order},
+                                   {SSH_KEY_TAG_G, &other},
+                                   {SSH_KEY_TAG_Y, &other}}),
+            SSH_KEY_OK);
+  const SshPublicKeyOwner owner(key);
+  EXPECT_EQ(ours<TypeParam>(make<TypeParam>(cases()[3]), key), SSH_X509_KEY_NOT_FIT);
+  if constexpr (requires(typename TypeParam::Parts parts) { parts.key; }) {
+    typename TypeParam::Parts parts;
+    parts.key = info;
+    const Der der = sign(parts, keys().dsa, der::seq({der::oid(kDsaSha1)}), "SHA1");
+    EXPECT_EQ(ours<TypeParam>(der, key), std::nullopt);
   }
 }
 

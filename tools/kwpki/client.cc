@@ -9,6 +9,7 @@
 #include "crypto/public_key.h"
 #include "kwpki/commands.h"
 #include "kwpki/errors.h"
+#include "kwpki/keys.h"
 #include "kwpki/text.h"
 #include "loopback/service.h"
 
@@ -33,8 +34,20 @@ void set_subject(Json &json, KwPkiCert cert) {
   json["readable"] = dn_json({der, length})["readable"];
 }
 
+// A key that has no exported form is described from the certificate.
+Json described_key_json(Bytes der) {
+  start_items();
+  const SshX509CertOwner cert(ssh_x509_cert_allocate());
+  if (!ssh_x509_cert_decode(der, cert.get())) return nullptr;
+  Json json = Json::object();
+  const Json key = key_json(*cert);
+  for (const char *name : {"type", "curve", "bits"})
+    if (key.contains(name)) json[name] = key[name];
+  return json;
+}
+
 // An exported key is RSA's, or of the kind that only DSA exports.
-Json key_json(KwPkiCert cert) {
+Json exported_key_json(KwPkiCert cert) {
   const PublicKey key(KwPkiPublicKeyAllocate());
   if (KwPkiCertGetPublicKey(cert, key.get()) != KWPKI_OK) return nullptr;
   SshPublicKey *imported = nullptr;
@@ -142,11 +155,14 @@ Json cert_json(KwPkiCert cert) {
   set_subject(json, cert);
   const std::string serial = given_text(cert, KwPkiCertGetSerialNumber);
   json["serial"] = serial.empty() ? Json() : Json(serial);
-  json["key"] = key_json(cert);
+  json["key"] = exported_key_json(cert);
   const uint8_t *data = nullptr;
   uint32_t length = 0;
   std::string der;
-  if (KwPkiCertGetBer(cert, &data, &length) == KWPKI_OK) append_base64(der, {data, length});
+  if (KwPkiCertGetBer(cert, &data, &length) == KWPKI_OK) {
+    append_base64(der, {data, length});
+    if (json["key"].is_null()) json["key"] = described_key_json({data, length});
+  }
   json["der"] = der;
   return json;
 }

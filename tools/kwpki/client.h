@@ -89,7 +89,8 @@ void check_answer(uint32_t status);
 
 // cert_json is {"subject", "serial", "key", "der"}, each by the export that gives it; "subject" is
 // null if it has no text, and "readable" then has the values as they read. "key" is {"type",
-// "bits", "length"} of the exported key, or null if the certificate has none.
+// "bits", "length"} of the exported key, or without "length" and perhaps with "curve" of one that
+// cannot be exported.
 Json cert_json(KwPkiCert cert);
 
 }  // namespace kwpki

@@ -8,6 +8,7 @@
 
 #include "kwpki/commands.h"
 #include "kwpki/text.h"
+#include "x509/profile.h"
 
 namespace kwpki {
 namespace {
@@ -18,10 +19,19 @@ constexpr void (*kCommands[])(CLI::App &app, Run &run) = {
     add_error_command,   add_store_commands, add_completion_command,
 };
 
+struct ProfileRow {
+  const char *name;
+  SshX509Profile profile;
+};
+constexpr ProfileRow kProfiles[] = {{"classic", SSH_X509_CLASSIC}, {"modern", SSH_X509_MODERN}};
+
 int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
   CLI::App app("Reads certificates and certificate revocation lists, and shows messages.", "kwpki");
   app.set_version_flag("--version", "kwpki " KWPKI_VERSION);
   app.require_subcommand(1);
+  app.allow_windows_style_options(false);  // "/certs/a.pem" is a file there too
+  add_profile_option(app);
+  ssh_x509_set_profile(SSH_X509_MODERN);  // whatever the library's own default
   Run run;
   for (const auto add_command : kCommands) add_command(app, run);
   try {
@@ -41,6 +51,20 @@ int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
 }
 
 }  // namespace
+
+// An option of a command is heeded after that of the program.
+void add_profile_option(CLI::App &app) {
+  const auto set = [](const std::string &name) {
+    for (const ProfileRow &row : kProfiles)
+      if (name == row.name) ssh_x509_set_profile(row.profile);
+  };
+  std::vector<std::string> names;
+  for (const ProfileRow &row : kProfiles) names.emplace_back(row.name);
+  app.add_option_function<std::string>("--profile", set,
+                                       "Which certificates and CRLs are read [modern]")
+      ->check(CLI::Validator(CLI::IsMember(names)).description(""))
+      ->type_name("classic|modern");
+}
 
 int run_command_line(int argc, const char *const *argv, const Streams &streams) {
   try {

@@ -36,6 +36,10 @@ void add_error_command(CLI::App &app, Run &run);
 void add_store_commands(CLI::App &app, Run &run);
 void add_completion_command(CLI::App &app, Run &run);
 
+// add_profile_option adds the option that chooses the profile of the process. It stands before the
+// command, and every command that decodes has it as well.
+void add_profile_option(CLI::App &app);
+
 // run_command_line is the whole program, for main() and for tests.
 int run_command_line(int argc, const char *const *argv, const Streams &streams);
 

@@ -1,9 +1,8 @@
 #include "kwpki/describe.h"
 
-#include <iterator>
-
 #include "crypto/hash.h"
 #include "kwpki/extensions.h"
+#include "kwpki/keys.h"
 #include "kwpki/system.h"
 #include "kwpki/text.h"
 
@@ -11,10 +10,6 @@ namespace kwpki {
 namespace {
 
 enum : uint32_t { kInteger = 2, kSequence = 16, kUtcTime = 23, kGeneralizedTime = 24 };
-
-constexpr const char *kKeyTypes[] = {"unknown", "RSA", "DSA", "ElGamal", "Diffie-Hellman"};
-
-const char *key_type(uint32_t code) { return kKeyTypes[code < std::size(kKeyTypes) ? code : 0]; }
 
 // Signed ::= SEQUENCE { tbs SEQUENCE, algorithm AlgorithmIdentifier, signature BIT STRING }
 struct Signed {
@@ -53,32 +48,14 @@ void set_unique_id(Json &json, const char *key, const SshX509Name *names) {
   if (name) json[key] = Json{{"bits", name->data_length}, {"hex", hex(name->data)}};
 }
 
-Json key_json(const SshX509Cert &cert) {
-  const SshX509Key &key = cert.key;
-  Json json = {{"type", key_type(cert.public_key_type)}};
-  json["algorithm"] = Json{{"oid", key.algorithm->oid}, {"name", key.algorithm->name}};
-  json["scheme"] = key.algorithm->description;
-  const struct {
-    const char *name;
-    Bytes value;
-  } numbers[] = {{"modulus", key.n}, {"public_exponent", key.e},
-                 {"p", key.p},       {"q", key.q},
-                 {"g", key.g},       {"y", key.y}};
-  const Bytes measured = key.n.empty() ? key.p : key.n;
-  if (!measured.empty()) json["bits"] = number_json(measured)["bits"];
-  for (const auto &number : numbers) {
-    if (!number.value.empty()) json[number.name] = number_json(number.value);
-  }
-  json["allowed_usage"] = key_usage_json(cert.allowed_usage);
-  json["allowed_ca_usage"] = key_usage_json(cert.allowed_ca_usage);
-  return json;
-}
-
 template <class Record>
 Json signature_json(const Record &record, const Signed &parts) {
-  return Json{{"scheme", record.signature_scheme},
-              {"algorithm", parts.algorithm()},
-              {"key_type", key_type(record.signature_key_type)}};
+  Json json = {{"scheme", record.signature_scheme},
+               {"algorithm", parts.algorithm()},
+               {"key_type", key_type(record.signature_key_type)}};
+  Json parameters = parts.outer.size() < 2 ? Json() : parameters_json(parts.outer[1]);
+  if (!parameters.is_null()) json["parameters"] = std::move(parameters);
+  return json;
 }
 
 template <class Record>

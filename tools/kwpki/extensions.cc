@@ -3,6 +3,7 @@
 #include <iterator>
 #include <set>
 
+#include "kwpki/extension_values.h"
 #include "kwpki/text.h"
 
 namespace kwpki {
@@ -58,8 +59,9 @@ Json subtrees_json(const SshX509Subtree *list) {
   });
 }
 
-// The record holds the first permitted subtree once for each, and under "excluded" the permitted
-// ones again: that is how the library decodes them. "der" has the encoding.
+// Under the classic profile the record holds the first permitted subtree once for each, and under
+// "excluded" the permitted ones again: that is how the library decodes them. "der" has the
+// encoding.
 Json name_constraints_json(const SshX509Cert &cert) {
   Json json = Json::object();
   if (cert.permitted) json["permitted"] = subtrees_json(cert.permitted);
@@ -91,8 +93,8 @@ void set_point_name(Json &json, const SshX509PointName &name) {
   ssh_dn_clear(&dn);
 }
 
-Json points_json(const SshX509Cert &cert) {
-  return list_json(cert.distribution_points, [](const SshX509DistributionPoint &point) {
+Json points_json(const SshX509DistributionPoint *points) {
+  return list_json(points, [](const SshX509DistributionPoint &point) {
     Json json = Json::object();
     set_point_name(json, point.name);
     if (point.reasons) json["reasons"] = reasons_json(point.reasons);
@@ -113,8 +115,8 @@ Json issuing_point_json(const SshX509Crl &crl) {
   return json;
 }
 
-Json access_json(const SshX509Cert &cert) {
-  return list_json(cert.authority_info_access, [](const SshX509AccessDescription &access) {
+Json access_json(const SshX509AccessDescription *list) {
+  return list_json(list, [](const SshX509AccessDescription &access) {
     return Json{{"method", oid_json(access.method)}, {"location", names_json(access.location)}};
   });
 }
@@ -135,9 +137,9 @@ Json purposes_json(const SshX509Cert &cert) {
 
 Json reason_json(const SshX509RevokedEntry &entry) {
   constexpr const char *kReasons[] = {
-      "unspecified",         "key compromise", "ca compromise",
-      "affiliation changed", "superseded",     "cessation of operation",
-      "certificate hold",    "unused",         "remove from crl",
+      "unspecified",     "key compromise",         "ca compromise",    "affiliation changed",
+      "superseded",      "cessation of operation", "certificate hold", "unused",
+      "remove from crl", "privilege withdrawn",    "aa compromise",
   };
   const char *name = entry.reason < std::size(kReasons) ? kReasons[entry.reason] : "unknown";
   return Json{{"code", entry.reason}, {"name", name}};
@@ -168,9 +170,19 @@ constexpr ExtensionRow<SshX509Cert> kCertRows[] = {
     {SSH_X509_EXT_BASIC_CONSTRAINTS, basic_constraints_json},
     {SSH_X509_EXT_NAME_CONSTRAINTS, name_constraints_json},
     {SSH_X509_EXT_POLICY_CONSTRAINTS, policy_constraints_json},
-    {SSH_X509_EXT_AUTHORITY_INFO_ACCESS, access_json},
-    {SSH_X509_EXT_CRL_DISTRIBUTION_POINTS, points_json},
+    {SSH_X509_EXT_AUTHORITY_INFO_ACCESS,
+     [](const SshX509Cert &cert) { return access_json(cert.authority_info_access); }},
+    {SSH_X509_EXT_CRL_DISTRIBUTION_POINTS,
+     [](const SshX509Cert &cert) { return points_json(cert.distribution_points); }},
     {SSH_X509_EXT_EXTENDED_KEY_USAGE, purposes_json},
+    {SSH_X509_EXT_INHIBIT_ANY_POLICY,
+     [](const SshX509Cert &cert) {
+       return Json{{"skip_certificates", limit_json(cert.further->inhibit_any_policy)}};
+     }},
+    {SSH_X509_EXT_SUBJECT_INFO_ACCESS,
+     [](const SshX509Cert &cert) { return access_json(cert.further->subject_info_access); }},
+    {SSH_X509_EXT_FRESHEST_CRL,
+     [](const SshX509Cert &cert) { return points_json(cert.further->freshest_crl); }},
 };
 
 constexpr ExtensionRow<SshX509Crl> kCrlRows[] = {
@@ -182,6 +194,12 @@ constexpr ExtensionRow<SshX509Crl> kCrlRows[] = {
     {SSH_X509_EXT_ISSUING_DISTRIBUTION_POINT, issuing_point_json},
     {SSH_X509_EXT_DELTA_CRL_INDICATOR,
      [](const SshX509Crl &crl) { return integer_json(crl.delta_crl); }},
+    {SSH_X509_EXT_FRESHEST_CRL,
+     [](const SshX509Crl &crl) { return points_json(crl.freshest_crl); }},
+    {SSH_X509_EXT_AUTHORITY_INFO_ACCESS,
+     [](const SshX509Crl &crl) {  // not every profile reads it here
+       return crl.authority_info_access ? access_json(crl.authority_info_access) : Json();
+     }},
 };
 
 constexpr ExtensionRow<SshX509RevokedEntry> kEntryRows[] = {
@@ -208,14 +226,16 @@ Json extension_json(const std::vector<SshBerElement> &parts,
     json["description"] = known->description;
   }
   json["critical"] = parts.size() > 2 && parts[1].content_length > 0 && parts[1].content()[0] != 0;
+  Json contents = extension_value_json(oid_text(id), parts.back().content());
   for (const auto &row : rows) {
     if (!known || row.kind != known->code) continue;
     if (seen.insert(row.kind).second) {
-      json["contents"] = row.contents(record);
+      contents = row.contents(record);
     } else {
       json["note"] = "a repetition, which the library passes over";
     }
   }
+  if (!contents.is_null()) json["contents"] = std::move(contents);
   const auto value = elements(parts.back().content());
   const bool single = value.size() == 1 && whole(value[0]).size() == parts.back().content_length;
   if (!json.contains("contents") && single && is_string(value[0])) {

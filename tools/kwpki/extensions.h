@@ -13,8 +13,8 @@ namespace kwpki {
 // entry:
 //   {"oid", "name", "description", "critical", "contents" (what the record holds), "der" (the
 //   value's octets)}.
-// "contents" is missing for identifiers that the library does not decode there; if such a value is
-// one string, "text" has it.
+// "contents" is missing for identifiers that neither the library nor the table of
+// extension_values.cc decodes there; if such a value is one string, "text" has it.
 Json extensions_json(Bytes list, const SshX509Cert &cert);
 Json extensions_json(Bytes list, const SshX509Crl &crl);
 Json extensions_json(Bytes list, const SshX509RevokedEntry &entry);

@@ -142,6 +142,11 @@ std::string read_source(const Source &source, std::FILE *standard_input, Output 
   return octets->empty() ? "holds nothing" : "";
 }
 
+std::string Place::name() const {
+  const std::string shown = file == "-" ? "standard input" : file;
+  return block ? fmt::format("{} (PEM block {})", shown, block) : shown;
+}
+
 std::vector<Block> find_blocks(Bytes file) {
   std::vector<Block> blocks;
   if (is_plainly_der(file)) return blocks;

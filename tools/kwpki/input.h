@@ -50,6 +50,14 @@ struct Block {
   std::string fault;      // what is wrong with the armour, if anything
 };
 
+// Place is where an object comes from.
+struct Place {
+  std::string file;
+  size_t block = 0;  // of a PEM file, from 1
+
+  [[nodiscard]] std::string name() const;  // for people
+};
+
 // find_blocks finds every armoured block of a file, in order; none for a file that is plainly DER.
 std::vector<Block> find_blocks(Bytes file);
 

@@ -68,6 +68,7 @@ void add_inspect_command(CLI::App &app, Run &run) {
                    "Colours: on a terminal unless NO_COLOR is set, always, or never [auto]")
       ->check(CLI::Validator(CLI::IsMember({"auto", "always", "never"})).description(""))
       ->type_name("auto|always|never");
+  add_profile_option(*command);
   command->callback([options, color, &run] {
     run = [options, color](const Streams &streams) {
       options->color = wants_color(*color, streams.out);

@@ -25,7 +25,9 @@ constexpr FieldRow kFields[] = {
     {"entry_count", "", Show::kHidden},
     {"indirect_crl", "Indirect CRL"},
     {"key_id", "Key identifier", Show::kOctets},
+    {"log_id", "Log identifier", Show::kOctets},
     {"only_ca_certificates", "Only CA certificates"},
+    {"public_value", "Public value", Show::kOctets},
     {"relative_name", "", Show::kHidden},
     {"sha1", "SHA-1", Show::kOctets},
     {"sha256", "SHA-256", Show::kOctets},
@@ -80,7 +82,10 @@ std::string label_of(const std::string &key) {
 
 std::string with_name(const Json &oid) {
   const std::string text = oid["oid"].get<std::string>();
-  return oid.contains("name") ? fmt::format("{} ({})", oid["name"].get<std::string>(), text) : text;
+  if (!oid.contains("name")) return text;
+  std::string name = oid["name"].get<std::string>();
+  if (oid.contains("nist_name")) name += "/" + oid["nist_name"].get<std::string>();
+  return fmt::format("{} ({})", name, text);
 }
 
 // A name's text, and how it reads where the library writes a value in hexadecimal or has no text.
@@ -128,7 +133,8 @@ bool in_a_line(const Json &value, std::string *text) {
   if (!value.is_object()) return false;
   if (value.contains("type") && value.contains("der")) return give(text, general_name(value));
   if (value.contains("readable")) return give(text, dn_text(value));
-  if (value.contains("oid") && value.size() <= 2) return give(text, with_name(value));
+  if (value.contains("oid") && (value.size() <= 2 || value.contains("nist_name")))
+    return give(text, with_name(value));
   if (value.contains("code")) {
     return give(text, fmt::format("{} ({})", value["name"].get<std::string>(),
                                   value["code"].get<uint32_t>()));
@@ -218,9 +224,10 @@ void Renderer::body(const std::string &label, const Json &value, size_t indent) 
   if (value.is_array()) return array(label, value, indent);
   if (value.contains("hex")) return digits(label, value, indent);
   if (value.contains("scheme") && value.contains("key_type")) {
-    return line(
-        indent, label,
-        fmt::format("{}, {}", value["scheme"].get<std::string>(), with_name(value["algorithm"])));
+    line(indent, label,
+         fmt::format("{}, {}", value["scheme"].get<std::string>(), with_name(value["algorithm"])));
+    if (value.contains("parameters")) field("parameters", value["parameters"], indent + 2);
+    return;
   }
   line(indent, label, value.empty() ? "none" : "");
   fields(value, indent + 2);

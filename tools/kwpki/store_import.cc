@@ -28,17 +28,6 @@ struct ImportOptions {
   bool directories = true;
 };
 
-// Place is where an object comes from.
-struct Place {
-  std::string file;
-  size_t block = 0;  // of a PEM file, from 1
-
-  [[nodiscard]] std::string name() const {
-    const std::string shown = file == "-" ? "standard input" : file;
-    return block ? fmt::format("{} (PEM block {})", shown, block) : shown;
-  }
-};
-
 class Importer {
  public:
   Importer(const ImportOptions &options, Output &output, const Streams &streams)
@@ -193,6 +182,7 @@ void add_import(CLI::App *command, const char *positional,
                    "Options that are handed to the service with each certificate [0]")
       ->type_name("N");
   add_store_options(command, &options->store);
+  add_profile_option(*command);
   command->callback([options, &run] {
     run = on_run([options](Output &output, const Streams &streams) {
       return Importer(*options, output, streams).run();

@@ -197,6 +197,8 @@ Search build(const Criteria &criteria, const Streams &streams) {
 
 std::string found_text(size_t position, const Json &json) {
   const std::string margin(std::to_string(position).size() + 2, ' ');
+  if (json["der"] == "")
+    return fmt::format("{}. a certificate that is not read under this profile\n", position);
   std::string subject = "no subject";
   if (json["subject"].is_string()) {
     subject = json["subject"];
@@ -204,11 +206,10 @@ std::string found_text(size_t position, const Json &json) {
     subject = json["readable"].get<std::string>() + "  (the library has no text for this name)";
   }
   const Json &key = json["key"];
-  const std::string key_text =
-      key.is_null()
-          ? "none that can be exported"
-          : fmt::format("{}, {} bits, exported in {} octets", key["type"].get<std::string>(),
-                        key["bits"].get<size_t>(), key["length"].get<size_t>());
+  std::string key_text = key.is_null() ? "none" : key["type"].get<std::string>();
+  if (key.contains("bits")) key_text += fmt::format(", {} bits", key["bits"].get<size_t>());
+  if (key.contains("length"))
+    key_text += fmt::format(", exported in {} octets", key["length"].get<size_t>());
   const std::string serial =
       json["serial"].is_string() ? json["serial"].get<std::string>() : "none that has a text";
   return fmt::format("{}. {}\n{}Serial: {}\n{}Key: {}\n", position, escape(subject), margin, serial,
@@ -299,6 +300,7 @@ void add_search_commands(CLI::App &app, Run &run) {
   command->footer(std::string(kSearchFooter) + kSearchExit);
   add_criteria(command, "", "What to find", &options->criteria);
   add_store_options(command, &options->store);
+  add_profile_option(*command);
   command->callback([options, &run] {
     run = on_run([options](Output &output, const Streams &streams) {
       return search(*options, output, streams);
@@ -314,6 +316,7 @@ void add_search_commands(CLI::App &app, Run &run) {
   add_criteria(command, "from-", "Where the path begins", &ends->from);
   add_criteria(command, "to-", "Where the path ends", &ends->to);
   add_store_options(command, &ends->store);
+  add_profile_option(*command);
   command->callback([ends, &run] {
     run = on_run(
         [ends](Output &output, const Streams &streams) { return path(*ends, output, streams); });

@@ -216,6 +216,13 @@ Json number_json(Bytes content) {
   return json;
 }
 
+Json small_json(Bytes content) {
+  if (content.empty() || content.size() > 4 || content[0] >= 0x80) return number_json(content);
+  uint32_t value = 0;
+  for (const uint8_t octet : content) value = value << 8 | octet;
+  return value;
+}
+
 Json time_json(const SshBerTime &time) {
   if (time == SshBerTime{}) return nullptr;
   std::string text = fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", time.year, time.month,

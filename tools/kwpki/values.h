@@ -59,6 +59,10 @@ Json integer_json(const SshMpInt &value);
 // number_json is {"bits", "decimal" or not, "hex"} for the content octets of an INTEGER of a key.
 Json number_json(Bytes content);
 
+// small_json is a number for the content octets of an INTEGER that is one of 31 bits at most and
+// not negative; anything else is as number_json has it.
+Json small_json(Bytes content);
+
 // ip_text is an address of 4 or 16 octets in the usual form; runs of zeros are written out.
 std::string ip_text(Bytes octets);
 

@@ -34,17 +34,6 @@ Answer answer_of(SshX509Verdict verdict) {
   return verdict == SSH_X509_INVALID ? kInvalid : kNotSupported;
 }
 
-// Place is where an object comes from.
-struct Place {
-  std::string file;
-  size_t block = 0;  // of a PEM file, from 1
-
-  [[nodiscard]] std::string name() const {
-    const std::string shown = file == "-" ? "standard input" : file;
-    return block ? fmt::format("{} (PEM block {})", shown, block) : shown;
-  }
-};
-
 std::string readable(Bytes name) {
   return name.empty() ? "" : dn_json(name)["readable"].get<std::string>();
 }

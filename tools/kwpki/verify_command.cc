@@ -13,9 +13,9 @@ subject is its issuer has the key that signed it, invalid if such certificates h
 issuer found if there is none with a key that fits the signature, scheme not supported, or refused.
 FILEs and directories are read as `kwpki inspect` does; "-" and no FILE mean standard input.
 
-Signatures with RSA over MD5 and SHA-1 and with DSA over SHA-1 are checked. Those with RSA over MD2
-and MD4, with DSA over SHA (the one before SHA-1) and with ElGamal are not supported; what has a
-newer scheme is refused. Signatures over MD5 have been forged, and for SHA-1 two documents with one
+Signatures with RSA (PKCS #1 v1.5) over MD5, SHA-1 and SHA-2 and with DSA over SHA-1 and SHA-2 are
+checked. RSASSA-PSS, ECDSA, Ed25519, Ed448, ElGamal and anything over MD2, MD4 or SHA (the one
+before SHA-1) are not supported. Signatures over MD5 have been forged, and for SHA-1 two documents with one
 signature can be made: "valid" then tells who signed long ago, and is no protection against a forger
 of today. Only the signature is checked, neither dates nor usage nor revocation.
 
@@ -36,6 +36,7 @@ void add_verify_command(CLI::App &app, Run &run) {
       ->required();
   command->add_option("FILE", options->files, "Files and directories to check")->type_name("");
   command->add_flag("--json", options->json, "Write JSON, one object a line");
+  add_profile_option(*command);
   command->callback([options, &run] {
     run = [options](const Streams &streams) { return verify(*options, streams); };
   });

@@ -1,0 +1,190 @@
+// Name constraints and policy constraints, each in two readings: the one that certificates have
+// always met here, and the standard's. The profile decides (x509/profile.h).
+#include "x509/cert.h"
+#include "x509/decoder.h"
+
+namespace {
+
+// read_limit stores an optional integer of at most 24 bits; `tested` is the integer whose size
+// decides.
+bool read_limit(int present, const SshMpInt &integer, const SshMpInt &tested, uint32_t &out) {
+  if (!present) return true;
+  if (tested.bits() > 24) return false;
+  out = integer.low32();
+  return true;
+}
+
+// GeneralSubtree ::= SEQUENCE {
+//      base                    GeneralName,
+//      minimum         [0]     BaseDistance DEFAULT 0,
+//      maximum         [1]     BaseDistance OPTIONAL }
+bool decode_subtree(SshAsn1Node given, SshX509Subtree &subtree, SshX509Decoder &decoder) {
+  SshAsn1Node base;
+  int has_minimum = 0, has_maximum = 0;
+  SshMpInt minimum, maximum;
+  if (ssh_asn1_read_node(
+          given, "(sequence ()(any ())(optional (integer (0)))(optional (integer (1))))"_asn1,
+          &base, &has_minimum, &minimum, &has_maximum, &maximum) != SSH_ASN1_OK) {
+    return false;
+  }
+  return read_limit(has_minimum, minimum, minimum, subtree.minimum) &&
+         read_limit(has_maximum, maximum, maximum, subtree.maximum) &&
+         ssh_x509_name_decode_general(base, decoder.pool, &subtree.base);
+}
+
+// GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree
+// Classic: deliberately reads the fields from the list itself, once for every element, and not from
+// the elements: which certificates with name constraints are accepted must stay what it was. Those
+// of today's usual form are refused. Every element thus gives what the first one gave; it is not
+// read again, but paid for, as others will walk over it.
+bool decode_subtrees(SshAsn1Node given, SshX509Subtree **list, SshX509Decoder &decoder) {
+  SshAsn1Node cursor;
+  if (ssh_asn1_read_node(given, "(sequence ()(any ()))"_asn1, &cursor) != SSH_ASN1_OK) return false;
+  SshX509Tail subtrees(list);
+  for (const SshX509Subtree *first = nullptr; cursor; cursor = ssh_asn1_node_next(cursor)) {
+    auto *subtree = decoder.pool.make<SshX509Subtree>();
+    if (first) {
+      decoder.work.spend_again(first->base ? first->base->der.size() : 0);
+      auto *base = first->base ? decoder.pool.make<SshX509Name>(*first->base) : nullptr;
+      *subtree = {nullptr, base, first->minimum, first->maximum};
+    } else if (!decode_subtree(given, *subtree, decoder)) {
+      return false;
+    }
+    if (!first) first = subtree;
+    subtrees.append(subtree);
+  }
+  return true;
+}
+
+// holds refuses elements that a template passes over: a constraint must not be dropped silently.
+bool holds(SshAsn1Node list, int elements) {
+  for (; list; list = ssh_asn1_node_next(list)) --elements;
+  return elements == 0;
+}
+
+// read_counts reads a list of two numbers, [0] and [1], each optional.
+bool read_counts(SshAsn1Node list, uint32_t &first, uint32_t &second) {
+  int has_first = 0, has_second = 0;
+  SshMpInt one, other;
+  return ssh_asn1_read_node(list, "(optional (integer (0)))(optional (integer (1)))"_asn1,
+                            &has_first, &one, &has_second, &other) == SSH_ASN1_OK &&
+         holds(list, has_first + has_second) && (!has_first || one.to_uint32(first)) &&
+         (!has_second || other.to_uint32(second));
+}
+
+// An empty directory name is below no entry of its own in other lists, but here it stands for the
+// whole directory.
+bool decode_base(SshAsn1Node node, SshX509Name **base, SshPool &pool) {
+  if (!ssh_x509_name_decode_general(node, pool, base)) return false;
+  if (*base) return true;
+  *base = pool.make<SshX509Name>();
+  (*base)->type = SSH_X509_NAME_DIRECTORY;
+  (*base)->der = ssh_asn1_node_child(node).der();
+  return true;
+}
+
+// The base is read by itself: its tag may be that of a number.
+bool decode_standard_subtrees(SshAsn1Node node, SshX509Subtree **list, SshX509Decoder &decoder) {
+  SshX509Tail subtrees(list);
+  for (; node; node = ssh_asn1_node_next(node)) {
+    auto *subtree = decoder.pool.make<SshX509Subtree>();
+    SshAsn1Node base;
+    if (ssh_asn1_read_node(node, "(sequence ()(any ()))"_asn1, &base) != SSH_ASN1_OK) return false;
+    if (!decode_base(base, &subtree->base, decoder.pool)) return false;
+    if (!read_counts(ssh_asn1_node_next(base), subtree->minimum, subtree->maximum)) return false;
+    subtrees.append(subtree);
+  }
+  return true;
+}
+
+bool decode_standard_name_constraints(SshAsn1Node value, SshX509Cert &cert,
+                                      SshX509Decoder &decoder) {
+  int has_permitted = 0, has_excluded = 0;
+  SshAsn1Node permitted, excluded;
+  return ssh_asn1_read_node(value,
+                            "(sequence ()(optional (sequence (0) (any ())))"
+                            "(optional (sequence (1) (any ()))))"_asn1,
+                            &has_permitted, &permitted, &has_excluded, &excluded) == SSH_ASN1_OK &&
+         holds(ssh_asn1_node_child(value), has_permitted + has_excluded) &&
+         decode_standard_subtrees(permitted, &cert.permitted, decoder) &&
+         decode_standard_subtrees(excluded, &cert.excluded, decoder);
+}
+
+bool decode_standard_policy_constraint(SshAsn1Node node, SshX509PolicyConstraint &constraint) {
+  SshAsn1Node list;
+  return ssh_asn1_read_node(node, "(sequence ()(any ()))"_asn1, &list) == SSH_ASN1_OK &&
+         read_counts(list, constraint.require_explicit_policy, constraint.inhibit_policy_mapping);
+}
+
+// Behind the standard's form comes the list of such that classic reads: nothing can be both, and what
+// was issued for classic clients stays readable.
+bool decode_standard_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
+                                        SshX509Decoder &decoder) {
+  SshX509Tail constraints(&cert.policy_constraints);
+  auto *single = decoder.pool.make<SshX509PolicyConstraint>();
+  if (decode_standard_policy_constraint(value, *single)) {
+    constraints.append(single);
+    return true;
+  }
+  SshAsn1Node list;
+  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &list) != SSH_ASN1_OK) return false;
+  for (; list; list = ssh_asn1_node_next(list)) {
+    auto *constraint = decoder.pool.make<SshX509PolicyConstraint>();
+    if (!decode_standard_policy_constraint(list, *constraint)) return false;
+    constraints.append(constraint);
+  }
+  return true;
+}
+
+}  // namespace
+
+// NameConstraints ::= SEQUENCE {
+//      permittedSubtrees       [0]     GeneralSubtrees OPTIONAL,
+//      excludedSubtrees        [1]     GeneralSubtrees OPTIONAL }                RFC 5280, 4.2.1.10
+// Classic: deliberately the excluded subtrees are read from the permitted ones too; without
+// permitted ones there is nothing to read and the certificate is refused.
+bool ssh_x509_decode_name_constraints(SshAsn1Node value, SshX509Cert &cert,
+                                      SshX509Decoder &decoder) {
+  if (decoder.rules.standard_name_constraints)
+    return decode_standard_name_constraints(value, cert, decoder);
+  int has_permitted = 0, has_excluded = 0;
+  SshAsn1Node permitted, excluded;
+  if (ssh_asn1_read_node(value, "(sequence ()(optional (any (0))) (optional (any (1))))"_asn1,
+                         &has_permitted, &permitted, &has_excluded, &excluded) != SSH_ASN1_OK) {
+    return false;
+  }
+  if (has_permitted && !decode_subtrees(permitted, &cert.permitted, decoder)) return false;
+  return !has_excluded || decode_subtrees(permitted, &cert.excluded, decoder);
+}
+
+// PolicyConstraints ::= SEQUENCE {
+//      requireExplicitPolicy           [0] SkipCerts OPTIONAL,
+//      inhibitPolicyMapping            [1] SkipCerts OPTIONAL }                  RFC 5280, 4.2.1.11
+// Classic: every element is taken as one constraint, and the size of the first integer deliberately
+// decides for both.
+bool ssh_x509_decode_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
+                                        SshX509Decoder &decoder) {
+  if (decoder.rules.standard_policy_constraints)
+    return decode_standard_policy_constraints(value, cert, decoder);
+  SshAsn1Node node;
+  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  SshX509Tail constraints(&cert.policy_constraints);
+  for (; node; node = ssh_asn1_node_next(node)) {
+    auto *constraint = decoder.pool.make<SshX509PolicyConstraint>();
+    int has_explicit = 0, has_inhibit = 0;
+    SshMpInt require_explicit, inhibit;
+    if (ssh_asn1_read_node(
+            node, "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
+            &has_explicit, &require_explicit, &has_inhibit, &inhibit) != SSH_ASN1_OK) {
+      return false;
+    }
+    if (!read_limit(has_explicit, require_explicit, require_explicit,
+                    constraint->require_explicit_policy)) {
+      return false;
+    }
+    if (!read_limit(has_inhibit, inhibit, require_explicit, constraint->inhibit_policy_mapping))
+      return false;
+    constraints.append(constraint);
+  }
+  return true;
+}

@@ -1,0 +1,168 @@
+// The further extensions of certificates, which the registry knows under the modern profile: some
+// are decoded, the others are checked to be of their type and kept. One more of those is a row in
+// kForms and in kRows.
+#include "x509/cert.h"
+#include "x509/decoder.h"
+
+namespace {
+
+// Form is what an extension that is kept consists of: the alternatives of read_form, in its order.
+enum class Form : int { kNull, kOctets, kBits, kInteger, kIa5, kBmp, kUtcTime, kTime, kSequence };
+
+// Outputs of read_form.
+struct FormValue {
+  int which = -1;
+  Bytes octets, ia5, bmp;
+  SshAsn1Bits bits;
+  SshMpInt integer;
+  SshBerTime time;
+  SshAsn1Node items;
+};
+
+bool read_form(SshAsn1Node value, FormValue &form) {
+  return ssh_asn1_read_node(value,
+                            "(choice(null ())(octet-string ())(bit-string ())(integer ())"
+                            "(ia5-string ())(bmp-string ())(utc-time ())(generalized-time ())"
+                            "(sequence () (any ())))"_asn1,
+                            &form.which, &form.octets, &form.bits, &form.integer, &form.ia5,
+                            &form.bmp, &form.time, &form.time, &form.items) == SSH_ASN1_OK;
+}
+
+struct FormRow {
+  SshX509ExtensionKind kind;
+  Form form;
+  Form other = form;
+};
+
+constexpr FormRow kForms[] = {
+    {SSH_X509_EXT_SCT_LIST, Form::kOctets},             // RFC 6962, 3.3: TLS structures inside
+    {SSH_X509_EXT_PRECERTIFICATE_POISON, Form::kNull},  // RFC 6962, 3.1
+    {SSH_X509_EXT_OCSP_NO_CHECK, Form::kNull},          // RFC 6960, 4.2.2.2.1
+    {SSH_X509_EXT_QC_STATEMENTS, Form::kSequence},      // RFC 3739, 3.2.6
+    {SSH_X509_EXT_NETSCAPE_CERT_TYPE, Form::kBits},
+    {SSH_X509_EXT_NETSCAPE_BASE_URL, Form::kIa5},
+    {SSH_X509_EXT_NETSCAPE_REVOCATION_URL, Form::kIa5},
+    {SSH_X509_EXT_NETSCAPE_CA_REVOCATION_URL, Form::kIa5},
+    {SSH_X509_EXT_NETSCAPE_RENEWAL_URL, Form::kIa5},
+    {SSH_X509_EXT_NETSCAPE_CA_POLICY_URL, Form::kIa5},
+    {SSH_X509_EXT_NETSCAPE_SERVER_NAME, Form::kIa5},
+    {SSH_X509_EXT_NETSCAPE_COMMENT, Form::kIa5},
+    {SSH_X509_EXT_TEMPLATE_NAME, Form::kBmp},
+    {SSH_X509_EXT_CA_VERSION, Form::kInteger},
+    {SSH_X509_EXT_PREVIOUS_CA_HASH, Form::kOctets},
+    {SSH_X509_EXT_APPLICATION_POLICIES, Form::kSequence},
+    {SSH_X509_EXT_EXPIRED_CERTS_ON_CRL, Form::kTime},  // X.509, 9.5.2.8
+    {SSH_X509_EXT_NEXT_CRL_PUBLISH, Form::kUtcTime, Form::kTime},
+};
+
+SshX509Further &further_of(SshX509Cert &cert, SshX509Decoder &decoder) {
+  if (!cert.further) cert.further = decoder.pool.make<SshX509Further>();
+  return *cert.further;
+}
+
+bool decode_extra(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+  return ssh_x509_decode_extra(value, &further_of(cert, decoder).extras, decoder);
+}
+
+// InhibitAnyPolicy ::= SkipCerts
+// SkipCerts ::= INTEGER (0..MAX)                                              RFC 5280, 4.2.1.14
+bool decode_inhibit_any_policy(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshMpInt skip;
+  return ssh_asn1_read_node(value, "(integer ())"_asn1, &skip) == SSH_ASN1_OK &&
+         skip.to_uint32(further_of(cert, decoder).inhibit_any_policy);
+}
+
+bool decode_subject_info_access(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+  return ssh_x509_decode_access(value, &further_of(cert, decoder).subject_info_access, decoder);
+}
+
+// FreshestCRL ::= CRLDistributionPoints                                       RFC 5280, 4.2.1.15
+bool decode_freshest_crl(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+  return ssh_x509_decode_points(value, cert.issuer_names, &further_of(cert, decoder).freshest_crl,
+                                decoder);
+}
+
+// Features ::= SEQUENCE OF INTEGER                                            RFC 7633, 4.1
+bool decode_tls_features(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshAsn1Node list;
+  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &list) != SSH_ASN1_OK) return false;
+  uint32_t count = 0;
+  for (SshAsn1Node node = list; node; node = ssh_asn1_node_next(node)) ++count;
+  SshX509Further &further = further_of(cert, decoder);
+  if (count == 0) return true;
+  further.tls_features =
+      static_cast<uint32_t *>(decoder.pool.alloc(count * sizeof(uint32_t), alignof(uint32_t)));
+  for (; list; list = ssh_asn1_node_next(list)) {
+    SshMpInt number;
+    if (ssh_asn1_read_node(list, "(integer ())"_asn1, &number) != SSH_ASN1_OK) return false;
+    if (!number.to_uint32(further.tls_features[further.tls_feature_count])) return false;
+    ++further.tls_feature_count;
+  }
+  return true;
+}
+
+// CertificateTemplate ::= SEQUENCE {
+//      templateID              OBJECT IDENTIFIER,
+//      templateMajorVersion    INTEGER (0..4294967295) OPTIONAL,
+//      templateMinorVersion    INTEGER (0..4294967295) OPTIONAL }
+bool decode_template(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+  auto *record = decoder.pool.make<SshX509CertTemplate>();
+  int has_major = 0, has_minor = 0;
+  SshMpInt major, minor;
+  if (ssh_asn1_read_node(
+          value,
+          "(sequence ()(object-identifier ())(optional(integer ()))(optional(integer ())))"_asn1,
+          &record->id, &has_major, &major, &has_minor, &minor) != SSH_ASN1_OK) {
+    return false;
+  }
+  further_of(cert, decoder).cert_template = record;
+  return major.to_uint32(record->major_version) && minor.to_uint32(record->minor_version);
+}
+
+constexpr SshX509ExtensionRow<SshX509Cert> kRows[] = {
+    {SSH_X509_EXT_INHIBIT_ANY_POLICY, decode_inhibit_any_policy},
+    {SSH_X509_EXT_SUBJECT_INFO_ACCESS, decode_subject_info_access},
+    {SSH_X509_EXT_FRESHEST_CRL, decode_freshest_crl},
+    {SSH_X509_EXT_SCT_LIST, decode_extra},
+    {SSH_X509_EXT_PRECERTIFICATE_POISON, decode_extra},
+    {SSH_X509_EXT_TLS_FEATURE, decode_tls_features},
+    {SSH_X509_EXT_OCSP_NO_CHECK, decode_extra},
+    {SSH_X509_EXT_QC_STATEMENTS, decode_extra},
+    {SSH_X509_EXT_NETSCAPE_CERT_TYPE, decode_extra},
+    {SSH_X509_EXT_NETSCAPE_BASE_URL, decode_extra},
+    {SSH_X509_EXT_NETSCAPE_REVOCATION_URL, decode_extra},
+    {SSH_X509_EXT_NETSCAPE_CA_REVOCATION_URL, decode_extra},
+    {SSH_X509_EXT_NETSCAPE_RENEWAL_URL, decode_extra},
+    {SSH_X509_EXT_NETSCAPE_CA_POLICY_URL, decode_extra},
+    {SSH_X509_EXT_NETSCAPE_SERVER_NAME, decode_extra},
+    {SSH_X509_EXT_NETSCAPE_COMMENT, decode_extra},
+    {SSH_X509_EXT_TEMPLATE_NAME, decode_extra},
+    {SSH_X509_EXT_TEMPLATE, decode_template},
+    {SSH_X509_EXT_CA_VERSION, decode_extra},
+    {SSH_X509_EXT_PREVIOUS_CA_HASH, decode_extra},
+    {SSH_X509_EXT_APPLICATION_POLICIES, decode_extra},
+};
+
+}  // namespace
+
+std::span<const SshX509ExtensionRow<SshX509Cert>> ssh_x509_further_rows() { return kRows; }
+
+bool ssh_x509_decode_extra(SshAsn1Node value, SshX509Extra **list, SshX509Decoder &decoder) {
+  const SshOidRow *row = decoder.extension->row;
+  FormValue read;
+  if (!read_form(value, read)) return false;
+  for (const FormRow &form : kForms) {
+    if (form.kind != row->code) continue;
+    if (read.which != static_cast<int>(form.form) && read.which != static_cast<int>(form.other))
+      return false;
+    auto *extra = decoder.pool.make<SshX509Extra>();
+    extra->row = row;
+    extra->value = value.der();
+    extra->octets = read.which == static_cast<int>(Form::kBits) ? read.bits.octets : read.octets;
+    if (read.which == static_cast<int>(Form::kIa5)) extra->text = {SSH_CHARSET_IA5, read.ia5, true};
+    if (read.which == static_cast<int>(Form::kBmp)) extra->text = {SSH_CHARSET_BMP, read.bmp, true};
+    SshX509Tail(list).append(extra);
+    return true;
+  }
+  return false;
+}

@@ -1,0 +1,41 @@
+#include "x509/profile.h"
+
+namespace {
+
+// One row a profile.
+constexpr SshX509Rules kProfiles[] = {
+    {},  // SSH_X509_CLASSIC
+    {    // SSH_X509_MODERN
+     .further_identifiers = true,
+     .keys_without_object = true,
+     .octets_as_signature = true,
+     .standard_utf8 = true,
+     .plain_text_values = true,
+     .one_value = true,
+     .standard_name_constraints = true,
+     .standard_policy_constraints = true,
+     .notice_text_alone = true,
+     .display_text_choices = true,
+     .relative_to_crl_issuer = true,
+     .further_reasons = true,
+     .access_in_crls = true},
+};
+
+#ifdef KWPKI_PROFILE_MODERN
+constexpr SshX509Profile kStart = SSH_X509_MODERN;
+#else
+constexpr SshX509Profile kStart = SSH_X509_CLASSIC;
+#endif
+
+}  // namespace
+
+constinit std::atomic<const SshX509Rules *> ssh_x509_current_rules{&kProfiles[kStart]};
+
+void ssh_x509_set_profile(SshX509Profile profile) {
+  const auto &rules = kProfiles[profile == SSH_X509_MODERN ? SSH_X509_MODERN : SSH_X509_CLASSIC];
+  ssh_x509_current_rules.store(&rules, std::memory_order_relaxed);
+}
+
+SshX509Profile ssh_x509_profile() {
+  return &ssh_x509_rules() == &kProfiles[SSH_X509_MODERN] ? SSH_X509_MODERN : SSH_X509_CLASSIC;
+}

@@ -1,0 +1,122 @@
+#include "x509/subject_key.h"
+
+namespace {
+
+// RSAPublicKey ::= SEQUENCE { modulus INTEGER, publicExponent INTEGER }            RFC 3279, 2.3.1
+bool read_rsa(SshAsn1Node key, SshX509Key &record) {
+  return ssh_asn1_read_node(key, "(sequence ()(integer ())(integer ()))"_asn1, &record.n,
+                            &record.e) == SSH_ASN1_OK;
+}
+
+bool decode_rsa(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record, const SshX509Rules &) {
+  record.usable = parameters && read_rsa(key, record);
+  return record.usable;
+}
+
+// An RSASSA-PSS key is an RSAPublicKey too, but no key object may be made of it: that one would
+// sign and encrypt in ways that the key is not meant for.                         RFC 4055, 1.2
+bool decode_rsa_pss(SshAsn1Node, SshAsn1Node key, SshX509Key &, const SshX509Rules &) {
+  SshX509Key checked;
+  return read_rsa(key, checked);
+}
+
+// Dss-Parms ::= SEQUENCE { p INTEGER, q INTEGER, g INTEGER }; DSAPublicKey ::= INTEGER
+// Parameters that are missing or NULL are inherited from the issuer's certificate, which is not at
+// hand.                                                                           RFC 3279, 2.3.2
+bool decode_dsa(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
+                const SshX509Rules &rules) {
+  int which = -1;
+  const bool read =
+      ssh_asn1_read_node(parameters,
+                         "(choice (null ())(sequence ()(integer ())(integer ())(integer ())))"_asn1,
+                         &which, &record.p, &record.q, &record.g) == SSH_ASN1_OK;
+  record.usable = read && which == 1;
+  const bool inherited = !parameters || (read && which == 0);
+  if (!record.usable && !(rules.keys_without_object && inherited)) return false;
+  return ssh_asn1_read_node(key, "(integer ())"_asn1, &record.y) == SSH_ASN1_OK;
+}
+
+// The keys whose numbers are read. Those of other types are not looked into.
+struct KeyRow {
+  uint32_t type;
+  bool (*decode)(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
+                 const SshX509Rules &rules);
+  const char *refusal;
+};
+constexpr KeyRow kKeys[] = {
+    {SSH_OID_KEY_RSA, decode_rsa, "RSA key or parameters"},
+    {SSH_OID_KEY_DSA, decode_dsa, "DSA key or parameters"},
+    {SSH_OID_KEY_RSA_PSS, decode_rsa_pss, "RSASSA-PSS key"},
+};
+
+// decode_bits reads the key that the bits hold.
+bool decode_bits(const SshOidKeyType &type, SshAsn1Node parameters, Bytes octets,
+                 SshX509Key &record, SshX509Decoder &decoder, const char *&refusal) {
+  refusal = "subjectPublicKey";
+  if (type.form == SSH_OID_KEY_OCTETS)
+    return type.length ? octets.size() == type.length : !octets.empty();
+
+  SshAsn1Node key;
+  if (ssh_asn1_decode_in_place(octets, &decoder.work, &key) != SSH_ASN1_OK) return false;
+  for (const KeyRow &row : kKeys) {
+    if (row.type != type.code) continue;
+    refusal = row.refusal;
+    return row.decode(parameters, key, record, decoder.rules);
+  }
+  return true;
+}
+
+SshMpInt integer(Bytes content) {
+  SshMpInt value;
+  value.set_twos_complement(content);
+  return value;
+}
+
+}  // namespace
+
+// SubjectPublicKeyInfo ::= SEQUENCE {
+//      algorithm            AlgorithmIdentifier,
+//      subjectPublicKey     BIT STRING }                                         RFC 5280, 4.1
+bool ssh_x509_subject_key_decode(SshAsn1Node node, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshOid id;
+  SshAsn1Node parameters;
+  SshAsn1Bits bits;
+  if (ssh_asn1_read_node(
+          node, "(sequence ()(sequence ()(object-identifier ())(any ()))(bit-string ()))"_asn1, &id,
+          &parameters, &bits) != SSH_ASN1_OK) {
+    return false;
+  }
+  cert.key.info = node.der();
+  cert.key.algorithm = ssh_oid_find_encoded(id, SSH_OID_PUBLIC_KEY);
+  if (!cert.key.algorithm) {
+    return decoder.rules.keys_without_object ||
+           decoder.refuse("an unknown public-key algorithm", node.data, id);
+  }
+  const SshOidKeyType *type = cert.key.algorithm->key_type;
+  cert.public_key_type = type->code;
+  cert.allowed_usage = type->usage;
+  cert.allowed_ca_usage = type->ca_usage;
+
+  const char *refusal = nullptr;
+  return decode_bits(*type, parameters, bits.octets.first(bits.bits / 8), cert.key, decoder,
+                     refusal) ||
+         decoder.refuse(refusal, node.data, id);
+}
+
+SshPublicKey *ssh_x509_cert_public_key(const SshX509Cert *cert) {
+  const SshX509Key &key = cert->key;
+  if (cert->version == 0 || !key.usable) return nullptr;
+  SshPublicKey *object = nullptr;
+  SshKeyStatus status = SSH_KEY_FAILED;
+  if (cert->public_key_type == SSH_OID_KEY_RSA) {
+    const SshMpInt n = integer(key.n), e = integer(key.e);
+    status = ssh_public_key_define(&object, key.algorithm->description,
+                                   {{SSH_KEY_TAG_N, &n}, {SSH_KEY_TAG_E, &e}});
+  } else {
+    const SshMpInt p = integer(key.p), q = integer(key.q), g = integer(key.g), y = integer(key.y);
+    status = ssh_public_key_define(
+        &object, key.algorithm->description,
+        {{SSH_KEY_TAG_P, &p}, {SSH_KEY_TAG_Q, &q}, {SSH_KEY_TAG_G, &g}, {SSH_KEY_TAG_Y, &y}});
+  }
+  return status == SSH_KEY_OK ? object : nullptr;
+}

@@ -1,0 +1,66 @@
+// The corpus: its tables, the octets of its items, and their elements found without the library. A
+// column that a test needs is a cell of a row: `item["serial"]`.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+
+#include "support/der.h"
+#include "support/hex.h"
+#include "support/tsv.h"
+
+namespace corpus_items {
+
+using Groups = std::map<std::string, std::vector<const TsvRow *>>;
+
+struct Corpus {
+  const std::string folder = KWPKI_CORPUS_DIR;
+  const bool found = std::filesystem::exists(folder + "/manifest.tsv");
+  const TsvTable manifest{folder + "/manifest.tsv"}, names{folder + "/names.tsv"},
+      keys{folder + "/keys.tsv"};
+  const TsvTable attributes{folder + "/attributes.tsv"}, extensions{folder + "/extensions.tsv"};
+  const TsvTable entries{folder + "/entries.tsv"};
+  const Groups names_of = names.by("file"), keys_of = keys.by("file"),
+               attributes_of = attributes.by("file");
+  const Groups extensions_of = extensions.by("file"), entries_of = entries.by("file");
+
+  [[nodiscard]] Der read(const TsvRow &item) const {
+    return read_file(folder + "/der/" + item["file"]);
+  }
+};
+
+inline const Corpus &corpus() {
+  static const Corpus kCorpus;
+  return kCorpus;
+}
+
+inline std::vector<const TsvRow *> of(const Groups &groups, const TsvRow &item) {
+  const auto found = groups.find(item["file"]);
+  return found == groups.end() ? std::vector<const TsvRow *>{} : found->second;
+}
+
+inline Der name_der(const TsvRow &item, const std::string &who) {
+  for (const TsvRow *row : of(corpus().names_of, item)) {
+    if ((*row)["who"] == who) return unhex((*row)["der"]);
+  }
+  return {};
+}
+
+// CertElements are the elements of a certificate, found without the library.
+struct CertElements {
+  std::vector<der::Element> outer, tbs;
+  size_t first = 0;  // of the serial number
+  bool usual = false;
+
+  explicit CertElements(Bytes octets) {
+    const auto top = der::children(octets);
+    if (!top.empty()) outer = der::children(top[0].content);
+    if (outer.size() == 3) tbs = der::children(outer[0].content);
+    first = !tbs.empty() && tbs[0].identifier == 0xA0 ? 1 : 0;
+    usual = tbs.size() >= first + 6 && der::well_formed(top[0].whole);
+  }
+  [[nodiscard]] const der::Element &at(size_t i) const { return tbs[first + i]; }
+};
+
+}  // namespace corpus_items

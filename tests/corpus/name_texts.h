@@ -1,0 +1,105 @@
+// The printed form of names, stated a second time, under both profiles. A string type or an
+// attribute of another profile is a row of the tables.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "corpus/items.h"
+
+namespace name_texts {
+
+inline const std::map<std::string, std::string> kShortNames = {
+    {"2.5.4.6", "C"},
+    {"2.5.4.7", "L"},
+    {"2.5.4.5", "STREET"},
+    {"2.5.4.8", "ST"},
+    {"2.5.4.10", "O"},
+    {"2.5.4.11", "OU"},
+    {"2.5.4.3", "CN"},
+    {"2.5.4.4", "S"},
+    {"2.5.4.12", "T"},
+    {"2.5.4.41", "N"},
+    {"2.5.4.42", "G"},
+    {"2.5.4.43", "I"},
+    {"2.5.4.44", "GQ"},
+    {"2.5.4.45", "UI"},
+    {"2.5.4.46", "DNQ"},
+    {"2.5.4.54", "dmdName"},
+    {"1.2.840.113549.1.9.1", "MAILTO"},
+    {"1.2.840.113549.1.9.2", "UN"},
+    {"1.2.840.113549.1.9.8", "UA"},
+    {"0.9.2342.19200300.100.1.25", "DC"}};
+
+inline const std::map<std::string, std::string> kModernNames = {
+    {"2.5.4.9", "streetAddress"},
+    {"2.5.4.15", "businessCategory"},
+    {"2.5.4.17", "postalCode"},
+    {"2.5.4.65", "pseudonym"},
+    {"2.5.4.97", "organizationIdentifier"},
+    {"1.3.6.1.4.1.311.60.2.1.1", "jurisdictionL"},
+    {"1.3.6.1.4.1.311.60.2.1.2", "jurisdictionST"},
+    {"1.3.6.1.4.1.311.60.2.1.3", "jurisdictionC"},
+    {"0.9.2342.19200300.100.1.1", "UID"}};
+
+// is_utf8: RFC 3629, 4.
+inline bool is_utf8(const Der &octets) {
+  constexpr uint32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
+  for (size_t i = 0; i < octets.size();) {
+    const uint8_t first = octets[i++];
+    const size_t more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : first >= 0xC0 ? 1 : 0;
+    uint32_t code = more ? first & (0x3Fu >> more) : first;
+    if ((first >= 0x80 && !more) || first >= 0xF8 || octets.size() - i < more) return false;
+    for (const size_t end = i + more; i < end; ++i) {
+      if ((octets[i] & 0xC0) != 0x80) return false;
+      code = code << 6 | (octets[i] & 0x3F);
+    }
+    if (code < kLeast[more] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) return false;
+  }
+  return true;
+}
+
+// printed gives a value's text, or nothing if it has none. Under the classic profile UTF-8 holds
+// letters of several octets only.
+inline std::optional<std::string> printed(const std::string &tag, Der value, bool modern) {
+  if (tag == "3" && !value.empty()) value.erase(value.begin());
+  const size_t unit = tag == "30" ? 2 : tag == "28" ? 4 : 1;
+  if (value.empty() || value.size() % unit) return {};
+  const auto ascii = [](uint8_t c) { return c < 0x80; };
+  if (tag == "12" && (modern ? !is_utf8(value) : std::any_of(value.begin(), value.end(), ascii))) {
+    return {};
+  }
+  const auto plain = [](uint8_t c) { return (c >= 0x20 && c < 0x7F) || (c >= 9 && c <= 13); };
+  if (!std::all_of(value.begin(), value.end(), plain)) return "#" + hex(value);
+  std::string text;
+  for (const uint8_t c : value) {
+    if (std::strchr("\\\"+,;", c)) text += '\\';
+    text += static_cast<char>(c);
+  }
+  return text;
+}
+
+inline std::string label(const std::string &oid, bool modern) {
+  auto known = kShortNames.find(oid);
+  if (known != kShortNames.end()) return known->second;
+  known = kModernNames.find(oid);
+  return modern && known != kModernNames.end() ? known->second : "OID." + oid;
+}
+
+// name_text gives the text of a row of the names, or nothing if it has none.
+inline std::optional<std::string> name_text(const TsvRow &name, bool modern) {
+  std::string text;
+  for (const TsvRow *row : corpus_items::of(corpus_items::corpus().attributes_of, name)) {
+    if ((*row)["who"] != name["who"]) continue;
+    const auto value = printed((*row)["tag"], unhex((*row)["value"]), modern);
+    if (!value) return {};
+    if (!text.empty()) text += (*row)["part"] == "0" ? ", " : " + ";
+    text += label((*row)["oid"], modern) + "=" + *value;
+  }
+  return text;
+}
+
+}  // namespace name_texts

@@ -1,0 +1,113 @@
+// What the tool shows of extensions that no record holds, in text and JSON.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "support/der.h"
+#include "support/tool.h"
+#include "tools/inspect_samples.h"
+
+namespace {
+
+using namespace inspect_samples;
+using nlohmann::json;
+using testing::HasSubstr;
+
+std::string octets(const Der &der) { return {der.begin(), der.end()}; }
+
+std::string with_extension(const char *oid, const Der &value) {
+  return certificate(name(19, "A"),
+                     extension(kwpki::hex(der::oid_octets(oid)), false, octets(value)));
+}
+
+// A TLS vector with two octets of length.
+Der counted(const Der &content) {
+  return der::join(
+      {{static_cast<uint8_t>(content.size() >> 8), static_cast<uint8_t>(content.size())}, content});
+}
+
+constexpr char kTimestamps[] = "1.3.6.1.4.1.11129.2.4.2";
+
+// A timestamp of the log 0101..., 2023-11-14T22:13:20.123Z, signed in three octets.
+Der timestamp(uint8_t version, const Der &extensions) {
+  return counted(der::join({{version},
+                            Der(32, 1),
+                            unhex("0000018bcfe5687b"),
+                            counted(extensions),
+                            {4, 3},
+                            counted({7, 8, 9})}));
+}
+Der timestamps(const Der &list) { return der::octets(counted(list)); }
+
+TEST(InspectValues, InWords) {
+  const struct {
+    const char *oid;
+    Der value;
+    std::vector<const char *> lines;
+  } rows[] = {
+      {kTimestamps,
+       timestamps(der::join({timestamp(0, {}), timestamp(0, {0xAB})})),
+       {"Count: 2\n", "Log identifier: 01:01:", "Time: 2023-11-14T22:13:20.123Z\n",
+        "Signature: ecdsa with sha256\n", "Extensions: ab\n", "Signature value: 07:08:09\n"}},
+      {kTimestamps, timestamps(timestamp(1, {})), {"Count: 1\n", "Version: 2\n"}},
+      {"1.3.6.1.4.1.11129.2.4.3", der::null(), {"a precertificate, not to be relied upon\n"}},
+      {"1.3.6.1.5.5.7.1.24",
+       der::seq({der::integer(5), der::integer(17), der::integer(300)}),
+       {"status_request (5)\n", "status_request_v2 (17)\n", "unnamed (300)\n"}},
+      {"1.3.6.1.5.5.7.48.1.5", der::null(), {"revocation is not to be checked\n"}},
+      {"1.3.6.1.5.5.7.1.3",
+       der::seq({der::seq({der::oid("0.4.0.1862.1.1")}),
+                 der::seq({der::oid("0.4.0.1862.1.3"), der::integer(10)})}),
+       {"qcsCompliance (0.4.0.1862.1.1)\n", "qcsRetentionPeriod (0.4.0.1862.1.3)\n",
+        "Value: 02:01:0a\n"}},
+      {"2.16.840.1.113730.1.1",
+       der::bits({0xE5}),
+       {"SSL client, SSL server, S/MIME, SSL CA, object signing CA\n"}},
+      {"2.16.840.1.113730.1.13", der::text(0x16, "a comment"), {": a comment\n"}},
+      {"1.3.6.1.4.1.311.20.2", der::tlv(0x1E, unhex("00430041")), {": CA\n"}},
+      {"1.3.6.1.4.1.311.21.1", der::integer(0x20003), {"Certificate index: 3\n", "Key index: 2\n"}},
+      {"1.3.6.1.4.1.311.21.2", der::octets(Der{1, 2}), {"01:02\n"}},
+      {"1.3.6.1.4.1.311.21.7",
+       der::seq({der::oid("1.3.6.1.4.1.311.21.8.1"), der::integer(100), der::integer(4)}),
+       {"Template: 1.3.6.1.4.1.311.21.8.1\n", "Major version: 100\n", "Minor version: 4\n"}},
+      {"1.3.6.1.4.1.311.21.10",
+       der::seq({der::seq({der::oid("1.3.6.1.5.5.7.3.2")})}),
+       {"Policy: clientAuth (1.3.6.1.5.5.7.3.2)\n"}},
+      {"2.5.29.54", der::integer(3), {"Skip certificates: 3\n"}},
+      {"1.3.6.1.5.5.7.1.11",
+       der::seq({der::seq({der::oid("1.3.6.1.5.5.7.48.5"), der::text(0x86, "http://r/")})}),
+       {"Method: caRepository (1.3.6.1.5.5.7.48.5)\n", "URI: http://r/\n"}},
+      {"2.5.29.46",
+       der::seq({der::seq({der::wrap(0, der::wrap(0, der::text(0x86, "http://d/")))})}),
+       {"Full name: URI: http://d/\n"}},
+  };
+  for (const auto &row : rows) {
+    const std::string der = with_extension(row.oid, row.value);
+    const Result text = run({"inspect"}, der);
+    EXPECT_EQ(text.code, 0) << row.oid << text.out;
+    EXPECT_THAT(text.out, testing::Not(HasSubstr("unknown extension"))) << row.oid;
+    for (const char *line : row.lines) EXPECT_THAT(text.out, HasSubstr(line)) << row.oid;
+    const json shown = run({"inspect", "--json"}, der).objects().at(0)["extensions"].at(0);
+    EXPECT_EQ(shown["der"], kwpki::hex(row.value));
+    EXPECT_TRUE(shown.contains("contents") || shown.contains("text")) << shown;
+  }
+}
+
+// A value that is not of its form is shown as it stands, whatever part of it is missing.
+TEST(InspectValues, BrokenTimestampsStayOctets) {
+  const Der list = der::join({timestamp(0, {0xAB}), timestamp(0, {})});
+  std::vector<Der> values = {der::octets(list), der::octets(der::join({counted(list), {0}})),
+                             der::octets(Der{}), timestamps({0, 0})};
+  for (size_t size = 1; size < list.size(); ++size) {
+    if (size != timestamp(0, {0xAB}).size())  // that is a list of one
+      values.push_back(timestamps(Der(list.begin(), list.begin() + static_cast<long>(size))));
+  }
+  for (const Der &value : values) {
+    const Result result = run({"inspect", "--json"}, with_extension(kTimestamps, value));
+    ASSERT_EQ(result.code, 0);
+    const json shown = result.objects().at(0)["extensions"].at(0);
+    EXPECT_FALSE(shown.contains("contents")) << shown;
+    EXPECT_EQ(shown["der"], kwpki::hex(value));
+  }
+}
+
+}  // namespace
