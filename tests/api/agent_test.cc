@@ -69,7 +69,7 @@ uint32_t KWPKI_CALL KWMAPostMessage(void *agent, void *policy_oid, void *message
   auto &queue = *static_cast<host::Agent *>(agent);
   const Der &request = static_cast<host::Message *>(message)->data;
   if (host::faults.answer) {
-    EXPECT_EQ(host::process(wire::envelope(host::id(request), 6, 0, {})), KWPKI_OK);
+    EXPECT_EQ(host::answer(host::id(request), 6), KWPKI_OK);
   }
   const std::lock_guard guard(queue.mutex);
   queue.posted.push_back(request);
@@ -89,7 +89,6 @@ namespace {
 
 using host::Agent;
 using host::Calls;
-using testing::ElementsAreArray;
 using ApiAgentTest = sample::Balanced;
 
 constexpr char kPolicy[] = "policy 1.3.6.1.4.1.32473.11.1.16";
@@ -97,47 +96,36 @@ constexpr char kCreate[] = "create 537460737";  // 0x20090001
 constexpr char kPost[] = "post 1.3.6.1.4.1.32473.11.1.16 2000";
 
 TEST_F(ApiAgentTest, CallsInOrderAndEveryFailure) {
+  const std::vector<std::string> whole = {kPolicy, kCreate, "set 24", kPost, "close", "delete"},
+                                 no_data = {kPolicy, kCreate, "set 24", "close", "delete"};
   const struct {
     const char *why;
     host::Faults faults;
     std::vector<std::string> calls;
     KwPkiStatus status;
   } rows[] = {
-      {"all well", {}, {kPolicy, kCreate, "set 24", kPost, "close", "delete"}, KWPKI_OK},
+      {"all well", {}, whole, KWPKI_OK},
       {"no message", {.create = true}, {kPolicy, kCreate, "close"}, KWPKI_NOT_POSTED},
-      {"no data: the agent's own status",
-       {.set = 0xDEAD0001},
-       {kPolicy, kCreate, "set 24", "close", "delete"},
-       0xDEAD0001},
-      {"no data: even if that status is 0",
-       {.set = 0},
-       {kPolicy, kCreate, "set 24", "close", "delete"},
-       0},
-      {"no post",
-       {.post = 0x84000000},
-       {kPolicy, kCreate, "set 24", kPost, "close", "delete"},
-       KWPKI_NOT_POSTED},
-      {"a post that returns 0 failed",
-       {.post = 0},
-       {kPolicy, kCreate, "set 24", kPost, "close", "delete"},
-       KWPKI_NOT_POSTED},
+      {"no data: the agent's own status", {.set = 0xDEAD0001}, no_data, 0xDEAD0001},
+      {"no data: even if that status is 0", {.set = 0}, no_data, 0},
+      {"no post", {.post = 0x84000000}, whole, KWPKI_NOT_POSTED},
+      {"a post that returns 0 failed", {.post = 0}, whole, KWPKI_NOT_POSTED},
   };
   for (const auto &row : rows) {
     Agent agent;
     Calls calls;
-    const uint32_t before = host::post(6, calls, agent);
+    const uint32_t before = host::post(6, &calls, agent);
     host::faults = row.faults;
     host::call_log.clear();
     host::logging = true;
     EXPECT_EQ(KwPkiStatusAsync(Calls::on_data, &calls, &agent), row.status) << row.why;
     host::logging = false;
     host::faults = {};
-    EXPECT_THAT(host::call_log, ElementsAreArray(row.calls)) << row.why;
+    EXPECT_EQ(host::call_log, row.calls) << row.why;
     EXPECT_EQ(host::live(), 0) << row.why;
-
-    EXPECT_EQ(host::process(wire::envelope(before + 1, 6, 5, {})), KWPKI_OK)
+    EXPECT_EQ(host::answer(before + 1, 6), KWPKI_OK)
         << row.why << ": a reply is delivered, whatever became of the post";
-    EXPECT_EQ(host::process(wire::envelope(before, 6, 5, {})), KWPKI_OK);
+    EXPECT_EQ(host::answer(before, 6), KWPKI_OK);
     EXPECT_EQ(calls.count, 2) << row.why;
   }
 }
@@ -146,17 +134,17 @@ TEST_F(ApiAgentTest, AReplyMayComeBeforeThePostReturns) {
   Agent agent;
   Calls calls;
   host::faults.answer = true;
-  const uint32_t id = host::post(6, calls, agent);
+  const uint32_t id = host::post(6, &calls, agent);
   host::faults = {};
   EXPECT_EQ(calls.count, 1);
-  EXPECT_EQ(host::process(wire::envelope(id, 6, 0, {})), KWPKI_FAILED);
+  EXPECT_EQ(host::answer(id, 6), KWPKI_FAILED);
 }
 
 TEST_F(ApiAgentTest, ManyFailuresCostOneSlotEach) {
   constexpr uint32_t kMany = 10000;
   Agent agent;
   Calls calls;
-  const uint32_t first = host::post(6, calls, agent) + 1;
+  const uint32_t first = host::post(6, &calls, agent);
   host::faults.post = 0;
   const int64_t blocks = ssh_mem_blocks();
   for (uint32_t i = 0; i < kMany; ++i) {
@@ -164,10 +152,7 @@ TEST_F(ApiAgentTest, ManyFailuresCostOneSlotEach) {
   }
   EXPECT_LT(ssh_mem_blocks() - blocks, 200);
   host::faults = {};
-  for (uint32_t i = kMany; i-- > 0;) {
-    EXPECT_EQ(host::process(wire::envelope(first + i, 6, 0, {})), KWPKI_OK);
-  }
-  EXPECT_EQ(host::process(wire::envelope(first - 1, 6, 0, {})), KWPKI_OK);
+  for (uint32_t i = kMany + 1; i-- > 0;) EXPECT_EQ(host::answer(first + i, 6), KWPKI_OK);
   EXPECT_EQ(calls.count, static_cast<int>(kMany) + 1);
 }
 

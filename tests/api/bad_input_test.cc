@@ -1,31 +1,29 @@
-// Twenty seeds, each cut at every place and changed in every octet: whatever comes is a result
-// or a documented code, without a leak and without anything that a sanitizer would mind.
+// Seeds of many kinds, each cut at every place and changed in every octet: whatever comes is a
+// result or a documented code, without a leak and without anything that a sanitizer would mind.
 
 #include "api/client.h"
 
 namespace {
 
-using client::Cert;
-using client::Crl;
-using client::Key;
 using ApiBadInputTest = sample::Balanced;
 
 std::vector<client::File> seeds() {
-  sample::CertParts version1, dsa, no_subject, big_serial, critical;
+  sample::CertParts version1, dsa, big_serial, critical;
   version1.version = {};
   dsa.key = sample::dsa_key_info(0x101);
   dsa.use_algorithm(sample::kDsaSha1);
   dsa.signature = der::bits(der::seq({der::integer(1), der::integer(0x100)}));
-  no_subject.subject = der::seq({});
   big_serial.serial = der::natural(Der(60, 0xFE));
+  big_serial.subject = der::seq({});
   critical.extensions = {sample::extension("2.5.29.15", der::bits({0x80}, 7), true),
                          sample::extension("1.2.3", der::null())};
   std::vector<client::File> all = client::examples();
   std::erase_if(all, [](const client::File &file) { return file.octets.size() > 1024; });
-  const Der parts[] = {version1.build(),          dsa.build(),      no_subject.build(),
-                       big_serial.build(),        critical.build(), client::dh_cert(),
-                       sample::CrlParts().build()};
-  for (const Der &octets : parts) all.push_back({"handmade", octets});
+  EXPECT_GE(all.size(), 13u);
+  for (const Der &octets : {version1.build(), dsa.build(), big_serial.build(), critical.build(),
+                            client::dh_cert(), sample::CrlParts().build()}) {
+    all.push_back({"handmade", octets});
+  }
   return all;
 }
 
@@ -43,47 +41,31 @@ class Reader {
 
  private:
   void ask() {
-    char *text = nullptr;
-    uint8_t *data = nullptr;
-    uint32_t length = 0;
-    const KwPkiStatus subject = KwPkiCertGetSubjectDN(cert_, &text);
-    EXPECT_TRUE(subject == KWPKI_OK || (subject == KWPKI_FAILED && !text));
-    KwPkiStringFree(text);
-    const KwPkiStatus der = KwPkiCertGetSubjectDNDer(cert_, &data, &length);
-    EXPECT_TRUE(der == KWPKI_OK || (der == KWPKI_FAILED && !data && length == 0));
-    KwPkiStringFree(data);
-    EXPECT_EQ(KwPkiCertGetSerialNumber(cert_, &text), KWPKI_OK);
-    KwPkiStringFree(text);
-    const KwPkiStatus key = KwPkiCertGetPublicKey(cert_, key_);
-    EXPECT_TRUE(key == KWPKI_OK || key == KWPKI_NO_PUBLIC_KEY);
+    const auto got = client::all(cert_);  // subject as text and DER, serial, key, encoding
+    for (const size_t i : {0u, 1u}) {
+      EXPECT_TRUE(got[i].status == KWPKI_OK || got[i] == client::kFailed);
+    }
+    EXPECT_EQ(got[2].status, KWPKI_OK);
+    EXPECT_TRUE(got[3].status == KWPKI_OK || got[3].status == KWPKI_NO_PUBLIC_KEY);
   }
 
-  Cert cert_;
-  Crl crl_;
-  Key key_;
+  client::Cert cert_;
+  client::Crl crl_;
 };
 
-TEST_F(ApiBadInputTest, NoPrefixIsAccepted) {
-  const std::vector<client::File> all = seeds();
-  ASSERT_GE(all.size(), 20u);
+TEST_F(ApiBadInputTest, CutsAreRefusedAndChangesDoNoHarm) {
   Reader reader;
-  for (const client::File &seed : all) {
+  size_t accepted = 0, tried = 0;
+  for (const client::File &seed : seeds()) {
+    EXPECT_EQ(reader.accepts(seed.octets), !seed.name.starts_with("refused")) << seed.name;
     for (size_t length = 0; length < seed.octets.size(); ++length) {
       const Der cut(seed.octets.begin(), seed.octets.begin() + static_cast<ptrdiff_t>(length));
       EXPECT_FALSE(reader.accepts(cut)) << seed.name << " cut at " << length;
     }
-    EXPECT_EQ(reader.accepts(seed.octets), !client::starts(seed, "refused")) << seed.name;
-  }
-}
-
-TEST_F(ApiBadInputTest, EveryOctetMayBeAnother) {
-  size_t accepted = 0, tried = 0;
-  Reader reader;
-  for (const client::File &seed : seeds()) {
     Der octets = seed.octets;
     for (uint8_t &octet : octets) {
       const uint8_t good = octet;
-      for (unsigned change = 1; change < 256; ++change) {
+      for (const unsigned change : {1u, 2u, 4u, 8u, 16u, 32u, 64u, 128u, 31u, 255u}) {
         octet = static_cast<uint8_t>(good ^ change);
         accepted += reader.accepts(octets);
         ++tried;

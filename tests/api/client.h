@@ -8,7 +8,6 @@
 
 #include "kwpki.h"
 #include "support/samples.h"
-#include "support/tsv.h"
 
 namespace client {
 
@@ -39,6 +38,7 @@ struct Result {
 inline void PrintTo(const Result &result, std::ostream *out) {
   *out << std::hex << result.status << std::dec << " \"" << result.value << '"';
 }
+inline const Result kFailed{KWPKI_FAILED, ""};
 
 inline KwPkiStatus set(KwPkiCert cert, Bytes octets) {
   return KwPkiCertSetBer(octets.data(), static_cast<uint32_t>(octets.size()), cert);
@@ -60,29 +60,30 @@ inline Result text(KwPkiStatus(KWPKI_CALL *get)(KwPkiCert, char **), KwPkiCert c
 inline Result subject(KwPkiCert cert) { return text(KwPkiCertGetSubjectDN, cert); }
 inline Result serial(KwPkiCert cert) { return text(KwPkiCertGetSerialNumber, cert); }
 
+// expect_octets looks at what a getter of octets gave: all or nothing.
+inline Result expect_octets(KwPkiStatus status, const uint8_t *data, uint32_t length) {
+  EXPECT_EQ(status == KWPKI_OK, data != nullptr);
+  EXPECT_EQ(status == KWPKI_OK, length > 0);
+  return {status, hex({data, length})};
+}
 inline Result subject_der(KwPkiCert cert) {
   uint8_t poison = 0, *data = &poison;
   uint32_t length = 77;
   const KwPkiStatus status = KwPkiCertGetSubjectDNDer(cert, &data, &length);
-  EXPECT_EQ(status == KWPKI_OK, data != nullptr && length > 0);
-  EXPECT_TRUE(status == KWPKI_OK || (data == nullptr && length == 0));
-  Result result{status, hex({data, length})};
+  Result result = expect_octets(status, data, length);
   EXPECT_EQ(KwPkiStringFree(data), KWPKI_OK);
   return result;
 }
-
 inline Result ber(KwPkiCert cert) {
   const uint8_t poison = 0, *data = &poison;
   uint32_t length = 77;
   const KwPkiStatus status = KwPkiCertGetBer(cert, &data, &length);
-  EXPECT_TRUE(status == KWPKI_OK || (data == nullptr && length == 0));
-  return {status, hex({data, length})};
+  return expect_octets(status, data, length);
 }
-
 inline Result key(KwPkiCert cert) {
   const Key key;
   const KwPkiStatus status = KwPkiCertGetPublicKey(cert, key);
-  return {status, hex({key->data, key->length})};
+  return expect_octets(status, key->data, key->length);
 }
 
 // all is every answer that a certificate gives.
@@ -90,38 +91,39 @@ inline std::vector<Result> all(KwPkiCert cert) {
   return {subject(cert), subject_der(cert), serial(cert), key(cert), ber(cert)};
 }
 
+// read reads a file; a failure must leave the out arguments as they are.
+inline Result read(const char *path, uint32_t armoured) {
+  uint8_t poison = 0, *data = &poison;
+  uint32_t length = 77;
+  const KwPkiStatus status = KwPkiReadFile(path, armoured, &data, &length);
+  EXPECT_EQ(status == KWPKI_OK, data != &poison);
+  if (status != KWPKI_OK) return {status, length == 77 ? "" : "a length"};
+  Result result{status, {reinterpret_cast<char *>(data), length}};
+  EXPECT_EQ(KwPkiStringFree(data), KWPKI_OK);
+  return result;
+}
+
 struct File {
   std::string name;  // without the folder
   Der octets;        // the armour taken off
 };
 
-// read reads through the library, as a client would.
-inline Der read(const std::string &path, bool armoured) {
-  uint8_t *data = nullptr;
-  uint32_t length = 0;
-  EXPECT_EQ(KwPkiReadFile(path.c_str(), armoured, &data, &length), KWPKI_OK) << path;
-  Der octets(data, data + length);
-  EXPECT_EQ(KwPkiStringFree(data), KWPKI_OK);
-  return octets;
-}
+inline std::string example(const std::string &name) { return KWPKI_SOURCE_DIR "/examples/" + name; }
 
-inline std::string example(const std::string &name) {
-  return std::string(KWPKI_SOURCE_DIR "/examples/") + name;
+inline Der example_der(const std::string &name) {
+  const Result result = read(example(name).c_str(), name.ends_with(".pem"));
+  EXPECT_EQ(result.status, KWPKI_OK) << name;
+  return Der(result.value.begin(), result.value.end());
 }
 
 inline std::vector<File> examples() {
   std::vector<File> files;
   for (const auto &entry : std::filesystem::directory_iterator(example(""))) {
-    const std::string name = entry.path().filename().string(),
-                      ending = entry.path().extension().string();
-    if (ending != ".der" && ending != ".pem") continue;
-    files.push_back({name, read(entry.path().string(), ending == ".pem")});
+    const std::string name = entry.path().filename().string();
+    if (name.ends_with(".der") || name.ends_with(".pem"))
+      files.push_back({name, example_der(name)});
   }
   return files;
-}
-
-inline bool starts(const File &file, std::string_view prefix) {
-  return file.name.compare(0, prefix.size(), prefix) == 0;
 }
 
 // Diffie-Hellman keys have no key object: a certificate with one decodes but gives no key.

@@ -1,63 +1,51 @@
-// Files through the public interface: everything that a path may lead to.
-
+// Files through the public interface: how they are asked for, and what is told of those that cannot
+// be read.
 #include <unistd.h>
 
 #include <cstdio>
 
-#include "api/files_fixture.h"
-#include "util/mem.h"
+#include "api/client.h"
+#include "support/folder.h"
 
 namespace {
 
+using client::example;
+using client::read;
 using client::Result;
-using namespace files;
+using ApiFilesTest = sample::Balanced;
+
+const Result kUnreadable{KWPKI_FILE_UNREADABLE, ""};
 
 TEST_F(ApiFilesTest, Contents) {
-  const std::string thousand(1024, 'x'), many(100000, '\0');
+  const Folder folder;
+  const std::string many(100000, '\0'), two = "-\nQUJD\n-\n-\nREVG\n-\n";
   const struct {
-    const char *what;
     std::string content;
-    Result plain, armoured;
-  } rows[] = {
-      {"armour", kArmoured, {KWPKI_OK, kArmoured}, {KWPKI_OK, "ABCDE"}},
-      {"the last of two",
-       "-\nQUJD\n-\n-\nREVG\n-\n",
-       {KWPKI_OK, "-\nQUJD\n-\n-\nREVG\n-\n"},
-       {KWPKI_OK, "DEF"}},
-      {"armour around a line end", "-\n\n\n-\n", {KWPKI_OK, "-\n\n\n-\n"}, {KWPKI_OK, ""}},
-      {"armour around nothing", "-\n-\n", {KWPKI_OK, "-\n-\n"}, kUnreadable},
-      {"armour that does not end", "-\nQUJD\n", {KWPKI_OK, "-\nQUJD\n"}, kUnreadable},
-      {"no armour", "QUJD", {KWPKI_OK, "QUJD"}, kUnreadable},
-      {"nothing", "", {KWPKI_OK, ""}, kUnreadable},
-      {"one block of octets", thousand, {KWPKI_OK, thousand}, kUnreadable},
-      {"many octets", many, {KWPKI_OK, many}, kUnreadable},
-  };
+    Result armoured;
+  } rows[] = {{two, {KWPKI_OK, "DEF"}}, {"-\n\n\n-\n", {KWPKI_OK, ""}},
+              {"-\n-\n", kUnreadable},  {"QUJD", kUnreadable},
+              {"", kUnreadable},        {many, kUnreadable}};
   for (const auto &row : rows) {
-    const std::string file = write("file", row.content);
-    EXPECT_EQ(read(file, 0), row.plain) << row.what;
-    EXPECT_EQ(read(file, 1), row.armoured) << row.what;
-    EXPECT_EQ(read(file, 0x80000000), row.armoured) << row.what << ", any flag but 0";
+    const std::string file = folder.add("file", row.content);
+    EXPECT_EQ(read(file.c_str(), 0), (Result{KWPKI_OK, row.content}));
+    EXPECT_EQ(read(file.c_str(), 1), row.armoured) << row.content;
+    EXPECT_EQ(read(file.c_str(), 0x80000000), row.armoured) << row.content << ", any flag but 0";
   }
-  EXPECT_EQ(read(client::example("crl-v1.der"), 1), kUnreadable) << "DER is no armour";
-}
-
-TEST_F(ApiFilesTest, WhatCannotBeRead) {
-  const std::string huge = write("huge", "");
+  const std::string huge = folder.add("huge", "");
   std::filesystem::resize_file(huge, SSH_XMALLOC_MAX + 1);
-  const std::string rows[] = {path("missing"), path(""), path("missing/below"), "", huge};
-  for (const std::string &name : rows) {
-    EXPECT_EQ(read(name, 0), kUnreadable) << name;
-    EXPECT_EQ(read(name, 1), kUnreadable) << name;
+  for (const std::string &name : {folder.at("missing"), folder.at(""), std::string(), huge}) {
+    for (const uint32_t armoured : {0u, 1u}) EXPECT_EQ(read(name.c_str(), armoured), kUnreadable);
   }
 }
 
 TEST_F(ApiFilesTest, StandardInput) {
-  const std::string file = write("input", kArmoured);
+  const Folder folder;
+  const std::string armour = "-\nQUJD\n-\n", file = folder.add("input", armour);
   const int terminal = dup(STDIN_FILENO);
   for (const char *name : {"-", static_cast<const char *>(nullptr)}) {
     for (const uint32_t armoured : {0u, 1u}) {
       ASSERT_TRUE(std::freopen(file.c_str(), "rb", stdin));
-      EXPECT_EQ(read(name, armoured), (Result{KWPKI_OK, armoured ? "ABCDE" : kArmoured}));
+      EXPECT_EQ(read(name, armoured), (Result{KWPKI_OK, armoured ? "ABC" : armour}));
       EXPECT_EQ(std::fgetc(stdin), EOF) << "it stays open";
     }
   }
@@ -66,6 +54,19 @@ TEST_F(ApiFilesTest, StandardInput) {
     close(terminal);
   }
   std::clearerr(stdin);
+}
+
+TEST_F(ApiFilesTest, CrlsFromFiles) {
+  const client::Crl crl;
+  const std::pair<const char *, KwPkiStatus> rows[] = {{"crl-v2.pem", KWPKI_OK},
+                                                       {"ca-root.pem", KWPKI_FAILED},
+                                                       {"chain-bundle.pem", KWPKI_FAILED},
+                                                       {"crl-v1.der", KWPKI_FILE_UNREADABLE},
+                                                       {"none.pem", KWPKI_FILE_UNREADABLE}};
+  for (const auto &[name, expected] : rows) {
+    EXPECT_EQ(KwPkiCrlReadFromFile(example(name).c_str(), crl), expected) << name;
+  }
+  EXPECT_EQ(KwPkiCrlReadFromFile(example("crl-v2.pem").c_str(), nullptr), KWPKI_FAILED);
 }
 
 }  // namespace

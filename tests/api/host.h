@@ -40,9 +40,13 @@ int live();
 // id reads the identifier of a message.
 inline uint32_t id(const Der &message) { return ssh_load_be32(message.data() + 4); }
 
-// process passes a reply to the library.
+// process passes a reply to the library, answer makes one.
 inline KwPkiStatus process(const Der &reply) {
   return KwPkiProcessAsyncResponce(reply.data(), static_cast<uint32_t>(reply.size()));
+}
+inline KwPkiStatus answer(uint32_t id, uint32_t type, const Der &payload = {},
+                          uint32_t status = 0) {
+  return process(wire::envelope(id, type, status, payload));
 }
 
 // Calls counts callbacks of every form and keeps what the last one was given.
@@ -95,23 +99,27 @@ using SearchKey = client::Handle<KwPkiSearchKey, KwPkiSearchKeyAllocate, KwPkiSe
 using Search = client::Handle<KwPkiSearch, KwPkiSearchAllocate, KwPkiSearchFree>;
 using Validity = client::Handle<KwPkiValidity, KwPkiValidityAllocate, KwPkiValidityFree>;
 
-// post makes a request whose callback has the form of a type, and gives its identifier.
-inline uint32_t post(uint32_t type, Calls &calls, Agent &agent) {
+// post makes a request whose callback has the form of a type, or is null without calls, and gives
+// its identifier.
+inline uint32_t post(uint32_t type, Calls *calls, Agent &agent) {
+  const auto on = [=](auto callback) { return calls ? callback : nullptr; };
   const Search search;
   const client::Crl crl;
   const client::Cert cert;
   const char *names[4] = {};
   const KwPkiBlock block = {};
-  const KwPkiStatus status =
-      type == 0   ? KwPkiCertAddAsync(cert, Calls::on_status, &calls, 0, &agent)
-      : type == 1 ? KwPkiCrlAddAsync(crl, Calls::on_status, &calls, &agent)
-      : type == 2 ? KwPkiSearchAsync(search, nullptr, Calls::on_list, &calls, &agent)
-      : type == 3 ? KwPkiSearchPathAsync(search, search, nullptr, Calls::on_list, &calls, &agent)
-      : type == 4 ? KwPkiCaNamesAsync(Calls::on_names, &calls, &agent)
-      : type == 5 ? KwPkiCertRequestAsync(&block, names, nullptr, Calls::on_status, &calls, &agent)
-      : type == 6 ? KwPkiStatusAsync(Calls::on_data, &calls, &agent)
-                  : KwPkiCertRequestRemoveAsync(names, Calls::on_status, &calls, &agent);
-  EXPECT_EQ(status, KWPKI_OK);
+  const auto status = on(Calls::on_status);
+  const auto list = on(Calls::on_list);
+  const KwPkiStatus posted =
+      type == 0   ? KwPkiCertAddAsync(cert, status, calls, 0, &agent)
+      : type == 1 ? KwPkiCrlAddAsync(crl, status, calls, &agent)
+      : type == 2 ? KwPkiSearchAsync(search, nullptr, list, calls, &agent)
+      : type == 3 ? KwPkiSearchPathAsync(search, search, nullptr, list, calls, &agent)
+      : type == 4 ? KwPkiCaNamesAsync(on(Calls::on_names), calls, &agent)
+      : type == 5 ? KwPkiCertRequestAsync(&block, names, nullptr, status, calls, &agent)
+      : type == 6 ? KwPkiStatusAsync(on(Calls::on_data), calls, &agent)
+                  : KwPkiCertRequestRemoveAsync(names, status, calls, &agent);
+  EXPECT_EQ(posted, KWPKI_OK);
   return id(agent.last());
 }
 

@@ -15,33 +15,29 @@ using ApiPendingTest = sample::Balanced;
 void *context(uint32_t number) { return reinterpret_cast<void *>(uintptr_t{number}); }
 
 TEST_F(ApiPendingTest, BehavesLikeAMap) {
-  std::mt19937 generator(1);
-  const auto random = [&] { return static_cast<uint32_t>(generator()); };
+  std::mt19937 random(1);
   std::map<uint32_t, uint32_t> model;
-  const auto identifier = [&] {
-    const uint32_t base = random() % 4 * 0x3FFFFFFF + random() % 3 * 0x1000;
-    return base + random() % 200;
+  const auto check_take = [&](uint32_t id) {
+    PendingRequest taken;
+    const auto found = model.find(id);
+    const bool held = found != model.end();
+    ASSERT_EQ(pending_take(id, &taken), held) << id;
+    EXPECT_EQ(taken.context, held ? context(found->second) : nullptr);
+    EXPECT_EQ(taken.form, held ? KWPKI_FORM_DATA : KWPKI_FORM_NONE);
+    if (held) model.erase(found);
   };
   for (uint32_t step = 1; step <= 20000; ++step) {
-    const uint32_t id = identifier();
+    const auto id =
+        static_cast<uint32_t>(random() % 4 * 0x3FFFFFFF + random() % 3 * 0x1000 + random() % 200);
     if (random() % 2) {
       pending_add(id, {nullptr, context(step), KWPKI_FORM_DATA});
       model.emplace(id, step);  // what is pending already stays
-      continue;
+    } else {
+      check_take(id);
     }
-    PendingRequest taken = {nullptr, context(0), KWPKI_FORM_NONE};
-    const auto found = model.find(id);
-    ASSERT_EQ(pending_take(id, &taken), found != model.end()) << id;
-    EXPECT_EQ(taken.context, context(found == model.end() ? 0 : found->second));
-    EXPECT_EQ(taken.form, found == model.end() ? KWPKI_FORM_NONE : KWPKI_FORM_DATA);
-    if (found != model.end()) model.erase(found);
   }
   EXPECT_GT(model.size(), 100u);
-  for (const auto &[id, step] : model) {
-    PendingRequest taken;
-    ASSERT_TRUE(pending_take(id, &taken));
-    EXPECT_EQ(taken.context, context(step));
-  }
+  while (!model.empty()) check_take(model.begin()->first);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Eight threads that make requests and process each other's replies: every callback is called once
 // and no identifier is issued twice. What else may go wrong is ThreadSanitizer's to see.
 #include <atomic>
-#include <deque>
 #include <set>
 #include <thread>
 
@@ -9,87 +8,65 @@
 
 namespace {
 
-using host::Agent;
-
 constexpr size_t kThreads = 8;
 constexpr size_t kRequests = 400;  // of each thread
+using Count = std::atomic<int>;    // the context of one request: how often it was called
 
-// Slot is the context of one request.
-struct Slot {
-  std::atomic<int> calls{0};
-  static void KWPKI_CALL on_status(void *context, uint32_t) {
-    ++static_cast<Slot *>(context)->calls;
-  }
-  static void KWPKI_CALL on_list(void *context, uint32_t, KwPkiCertList list) {
-    ++static_cast<Slot *>(context)->calls;
-    EXPECT_EQ(KwPkiCertListIsEmpty(list), 0u);
-    EXPECT_EQ(KwPkiCertListFree(list), KWPKI_OK);
-  }
-};
+void KWPKI_CALL on_status(void *context, uint32_t) { ++*static_cast<Count *>(context); }
+void KWPKI_CALL on_list(void *context, uint32_t, KwPkiCertList list) {
+  ++*static_cast<Count *>(context);
+  EXPECT_EQ(KwPkiCertListIsEmpty(list), 0u);
+  EXPECT_EQ(KwPkiCertListFree(list), KWPKI_OK);
+}
 
-// Replies are what waits to be processed, by whoever comes first.
-class Replies {
- public:
-  void push(Der reply) {
-    const std::lock_guard guard(mutex_);
-    waiting_.push_back(std::move(reply));
+// Worker is what one thread asks, and how much of it was answered by another.
+struct Worker {
+  host::Agent agent;
+  std::vector<Count> calls = std::vector<Count>(kRequests);
+  size_t answered = 0;
+
+  void ask(size_t i) {
+    const host::Search search;
+    const char *names[4] = {"a", "b", "c", "d"};
+    EXPECT_EQ(i % 2 == 0 ? KwPkiSearchAsync(search, nullptr, on_list, &calls[i], &agent)
+                         : KwPkiCertRequestRemoveAsync(names, on_status, &calls[i], &agent),
+              KWPKI_OK);
   }
-  bool process_one() {
-    Der reply;
+  bool answer() {
+    static const Der list = wire::list(1, {wire::element(sample::CertParts().build())});
+    Der request;
     {
-      const std::lock_guard guard(mutex_);
-      if (waiting_.empty()) return false;
-      reply = std::move(waiting_.front());
-      waiting_.pop_front();
+      const std::lock_guard guard(agent.mutex);
+      if (answered == agent.posted.size()) return false;
+      request = agent.posted[answered++];
     }
-    EXPECT_EQ(host::process(reply), KWPKI_OK);
+    const uint32_t type = ssh_load_be32(&request[8]);
+    EXPECT_EQ(host::answer(host::id(request), type, type == 2 ? list : Der()), KWPKI_OK);
     return true;
   }
-
- private:
-  std::mutex mutex_;
-  std::deque<Der> waiting_;
 };
-
-void work(Replies &replies, std::vector<Slot> &slots, Agent &agent) {
-  const host::Search search;
-  const char *names[4] = {"a", "b", "c", "d"};
-  const Der list = wire::list(1, {wire::element(sample::CertParts().build())});
-  for (size_t i = 0; i < slots.size(); ++i) {
-    const bool searching = i % 2 == 0;
-    const KwPkiStatus posted =
-        searching ? KwPkiSearchAsync(search, nullptr, Slot::on_list, &slots[i], &agent)
-                  : KwPkiCertRequestRemoveAsync(names, Slot::on_status, &slots[i], &agent);
-    EXPECT_EQ(posted, KWPKI_OK);
-    replies.push(
-        wire::envelope(host::id(agent.last()), searching ? 2 : 7, 0, searching ? list : Der()));
-    if (i % 3 != 0) replies.process_one();
-  }
-  while (replies.process_one()) continue;
-}
 
 TEST(ApiThreadsTest, RequestsAndRepliesCross) {
   const int64_t blocks = ssh_mem_blocks();
-  Replies replies;
-  std::vector<Agent> agents(kThreads);
-  std::vector<std::vector<Slot>> slots;
+  std::vector<Worker> workers(kThreads);
   std::vector<std::thread> threads;
-  for (size_t i = 0; i < kThreads; ++i) slots.emplace_back(kRequests);
-  for (size_t i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&, i] { work(replies, slots[i], agents[i]); });
+  for (size_t t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (size_t i = 0; i < kRequests; ++i) {
+        workers[t].ask(i);
+        workers[(t + 1 + i % 2) % kThreads].answer();
+      }
+    });
   }
   for (std::thread &thread : threads) thread.join();
 
   std::set<uint32_t> ids;
-  for (const Agent &agent : agents) {
-    for (const Der &message : agent.posted) ids.insert(host::id(message));
+  for (Worker &worker : workers) {
+    while (worker.answer()) continue;
+    for (const Der &message : worker.agent.posted) ids.insert(host::id(message));
+    for (const Count &count : worker.calls) EXPECT_EQ(count, 1);
   }
   EXPECT_EQ(ids.size(), kThreads * kRequests);
-  size_t once = 0;
-  for (const auto &own : slots) {
-    for (const Slot &slot : own) once += slot.calls == 1;
-  }
-  EXPECT_EQ(once, kThreads * kRequests);
   EXPECT_EQ(ssh_mem_blocks(), blocks);
 }
 

@@ -1,9 +1,8 @@
-// Object identifiers as their tests see them: octets to text and back, and random ones.
+// Object identifiers as their tests see them: octets to text and back.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 #include <vector>
 
@@ -13,11 +12,6 @@
 
 namespace oid {
 
-struct Random : std::mt19937 {
-  using std::mt19937::mt19937;
-  uint32_t operator()() { return static_cast<uint32_t>(std::mt19937::operator()()); }
-};
-
 inline std::string text_of(Bytes octets) {
   const std::vector<uint8_t> exact(octets.begin(), octets.end());
   const SshText text(ssh_ber_oid_text({exact}));
@@ -25,10 +19,19 @@ inline std::string text_of(Bytes octets) {
   return text ? text.get() : "null";
 }
 
-inline std::vector<uint8_t> octets_of(const std::string &text) {
+inline std::string octets_of(const std::string &text) {
   std::vector<uint8_t> out(SSH_OID_ENCODED_MAX(text.size()));
-  out.resize(ssh_ber_oid_from_text(text.c_str(), out.data()));
-  return out;
+  return hex({out.data(), ssh_ber_oid_from_text(text.c_str(), out.data())});
+}
+
+// arcs_of gives the text of the arcs that are read from text.
+inline std::string arcs_of(const std::string &text) {
+  size_t count = 0;
+  uint32_t *arcs = ssh_ber_oid_string_to_arcs(text.c_str(), &count);
+  if (!arcs) return "null";
+  const SshText joined(ssh_ber_arcs_to_oid_string(arcs, count));
+  ssh_xfree(arcs);
+  return joined.get();
 }
 
 }  // namespace oid

@@ -12,22 +12,16 @@ namespace {
 // CertList has a database of three certificates, whose statuses are 1 to 3, and an empty list.
 class CertList : public sample::Balanced {
  protected:
-  void SetUp() override {
-    Balanced::SetUp();
-    const uint32_t types[] = {0};
-    db_.reset(ssh_certdb_init(ssh_cm_entry_methods, {}, types));
-    list_ = ssh_cm_cert_list_allocate();
+  CertList() {
     for (uint32_t i = 0; i < 3; ++i) {
       SshCMCertificate *cert = ssh_cm_cert_allocate();
       cert->status = i + 1;
       entries_[i] = cert->entry = ssh_certdb_alloc_entry(*db_, SSH_CM_ENTRY_CERT, cert);
     }
   }
-  void TearDown() override {
-    if (list_) ssh_cm_cert_list_free(*db_, list_);
+  ~CertList() override {
+    ssh_cm_cert_list_free(*db_, list_);
     for (SshCertDBEntry *entry : entries_) ssh_certdb_free_entry(*db_, *entry);
-    db_.reset();
-    Balanced::TearDown();
   }
   void append(std::initializer_list<int> numbers) {
     for (const int i : numbers) ssh_cm_cert_list_append(*list_, *entries_[i]);
@@ -46,8 +40,8 @@ class CertList : public sample::Balanced {
     return seen;
   }
 
-  SshCertDBOwner db_;
-  SshCMCertList *list_ = nullptr;
+  SshCertDBOwner db_{ssh_certdb_init(ssh_cm_entry_methods, {}, std::vector<uint32_t>{0})};
+  SshCMCertList *list_ = ssh_cm_cert_list_allocate();
   SshCertDBEntry *entries_[3] = {};
 };
 
@@ -58,26 +52,17 @@ TEST_F(CertList, IsWalked) {
   append({0, 1, 2, 1});
   EXPECT_FALSE(ssh_cm_cert_list_is_empty(list_));
   EXPECT_EQ(walk(list_, "+-."), "000") << "there is no position yet";
-  EXPECT_EQ(walk(list_, "<.+.+.+.+.+."), "112233220202");
-  EXPECT_EQ(walk(list_, "-.-.-.-.+."), "3322110122");
-  EXPECT_EQ(walk(list_, ">-><+>"), "232122");
-  for (const SshCMCertListNode *node = list_->head; node; node = node->next) {
-    EXPECT_EQ(node->list, list_);
-    EXPECT_EQ(node->next ? node->next->prev : list_->tail, node);
-  }
+  EXPECT_EQ(walk(list_, "<.+.+.+.+.+."), "112233220202") << "a step beyond the end stays";
+  EXPECT_EQ(walk(list_, "-.-.-.-.+.>-><+>"), "3322110122232122");
 }
 
 TEST_F(CertList, NodesHoldReferences) {
   append({0, 0, 1});
-  EXPECT_EQ(entries_[0]->refcount, 3);
-  EXPECT_EQ(entries_[1]->refcount, 2);
   for (SshCertDBEntry *entry : entries_) ssh_certdb_release_entry(*db_, *entry);
   EXPECT_EQ(db_->pool_count, 1u);
   EXPECT_EQ(walk(list_, "<++"), "112");
   ssh_cm_cert_list_free(*db_, std::exchange(list_, nullptr));
   EXPECT_EQ(db_->pool_count, 3u);
-  EXPECT_EQ(entries_[0]->object, nullptr);
-  ssh_cm_cert_list_free(*db_, nullptr);
 }
 
 TEST_F(CertList, WhatIsNoCertificateIsFatal) {
@@ -92,7 +77,6 @@ TEST_F(CertList, WhatIsNoCertificateIsFatal) {
   EXPECT_FATAL((void)ssh_cm_cert_list_prev(list_), last);
   list_->current = list_->tail;
   EXPECT_EQ(ssh_cm_cert_list_current(list_), entries_[2]->object) << "of whatever type";
-  EXPECT_EQ(walk(list_, "-."), "22");
   entries_[0]->type = entries_[2]->type = SSH_CM_ENTRY_CERT;
 }
 

@@ -14,10 +14,7 @@ namespace {
 // Keys is a list of search keys that frees itself.
 struct Keys : sample::Balanced {
   SshCertDBKey *list = nullptr;
-  void TearDown() override {
-    ssh_certdb_key_free_list(&list);
-    Balanced::TearDown();
-  }
+  ~Keys() override { ssh_certdb_key_free_list(&list); }
   // newest takes the newest key off the list: its type and octets, or "none".
   std::string newest() {
     if (!list) return "none";
@@ -54,15 +51,11 @@ TEST_F(Keys, SpellingsOfAName) {
     std::vector<std::string> texts;
     std::vector<Der> ders;
   } rows[] = {
-      {cn(kPrintable, "first last"),
-       {"CN=First Last", " cn = FIRST   last ", "OID.2.5.4.3=\"  first last  \"",
-        "CN=#4669727374206C617374"},
-       {cn(kPrintable, "First Last"), cn(kT61, " FIRST  LAST"), cn(kIa5, "first last "),
-        cn(kBmp, "\0F\0i\0r\0s\0t\0 \0L\0a\0s\0t"sv),
-        cn(kUniversal,
-           "\0\0\0F\0\0\0i\0\0\0r\0\0\0s\0\0\0t\0\0\0 \0\0\0L\0\0\0a\0\0\0s\0\0\0t"sv)}},
-      {cn(kPrintable, "firstlast"), {"CN=firstLAST"}, {}},
-      {name("2.5.4.10", kPrintable, "first last"), {"O=first last"}, {}},
+      {cn(kPrintable, "f l"),
+       {"CN=F L", " cn = F   l ", "OID.2.5.4.3=\"  f l  \"", "CN=#66206C"},
+       {cn(kT61, " F  L"), cn(kIa5, "f l "), cn(kBmp, "\0F\0 \0L"sv),
+        cn(kUniversal, "\0\0\0F\0\0\0 \0\0\0l"sv)}},
+      {name("2.5.4.10", kPrintable, "f l"), {"O=f l"}, {}},
       // Only letters of PrintableString are folded, and its tag covers IA5 and T.61.
       {cn(kPrintable, "A@ b"), {"CN=A@   b"}, {cn(kIa5, " A@ b")}},
       {cn(kPrintable, "a@ b"), {"CN=a@ b"}, {cn(kBmp, "\0a\0@\0 \0b"sv)}},
@@ -70,14 +63,10 @@ TEST_F(Keys, SpellingsOfAName) {
       {cn(kBmp, "\x04\x16\0 \0A"sv),
        {},
        {cn(kBmp, "\0 \x04\x16\0 \0 \0A"sv), cn(kUniversal, "\0\0\x04\x16\0\0\0 \0\0\0A"sv)}},
-      {cn(kBmp, "\x04\x16\0 \0a"sv), {}, {cn(kBmp, "\x04\x16\0 \0a"sv)}},
       {cn(kBmp, "\0\xE9"sv), {}, {cn(kUtf8, "\xC3\xA9"), cn(kUniversal, "\0\0\0\xE9"sv)}},
       // The two attributes of IA5String, whatever the letters.
-      {name(kEmail, kIa5, "root"),
-       {"MAILTO=ROOT"},
-       {name(kEmail, kPrintable, "Root"), name(kEmail, kIa5, "root")}},
+      {name(kEmail, kIa5, "root"), {"MAILTO=ROOT"}, {name(kEmail, kPrintable, "Root")}},
       {name(kEmail, kIa5, "Root@x"), {"MAILTO=Root@x"}, {name(kEmail, kT61, " Root@x")}},
-      {name(kEmail, kIa5, "root@x"), {"MAILTO=root@x"}, {}},
       {name(kUnstructured, kIa5, "n\xA7"), {"UN=#6EA7"}, {}},
       {cn(kPrintable, ""), {"CN=", "CN=\"  \""}, {cn(kPrintable, " ")}},
       {der::seq({}), {"", " "}, {der::seq({})}},
@@ -95,19 +84,18 @@ TEST_F(Keys, SpellingsOfAName) {
 }
 
 TEST_F(Keys, NamesThatMakeNoKey) {
-  for (const char *text : {"CN", "XX=a", "CN=a,", "CN=\xE9", "O=\xE9, CN=a", "OID.1=x"}) {
+  for (const char *text : {"CN", "XX=a", "CN=\xE9", "O=\xE9, CN=a", "OID.1=x"}) {
     EXPECT_EQ(of_text(text), "none refused") << text;
   }
   const Der good = cn(kPrintable, "a");
-  const Der cut(good.begin(), good.end() - 1);
-  for (const Der &der :
-       {Der{}, cut, der::join({good, good}), cn(0x04, "a"), cn(kPrintable, ""), cn(kBmp, "a"),
-        cn(kUniversal, "\0\x11\0\0"sv), cn(kUniversal, "\0\1\4\0"sv), cn(kUtf8, "a"),
-        der::seq({der::set({der::attribute("2.5.4.10", der::text(kPrintable, "b"))}),
-                  der::set({der::attribute("2.5.4.3", der::text(kPrintable, ""))})})}) {
+  for (const Der &der : {Der{}, der::join({good, good}), cn(0x04, "a"), cn(kPrintable, ""),
+                         cn(kBmp, "a"), cn(kUniversal, "\0\1\4\0"sv), cn(kUtf8, "a")}) {
     EXPECT_EQ(of_der(der), "none refused") << hex(der);
   }
   EXPECT_FALSE(ssh_cm_key_set_dn(&list, nullptr));
+  const std::string long_name(SSH_CM_NAME_MAX, 'x');
+  EXPECT_FALSE(ssh_cm_key_set_dn(&list, ("CN=" + long_name).c_str()));
+  EXPECT_FALSE(ssh_cm_key_set_dn_der(&list, cn(kPrintable, long_name)));
   EXPECT_EQ(newest(), "none");
 }
 
@@ -139,11 +127,6 @@ TEST_F(Keys, OctetsAreTakenAsTheyStand) {
   EXPECT_FALSE(ssh_cm_key_set_ip(&list, address));
   EXPECT_TRUE(ssh_cm_key_set_ip(&list, Bytes(address).first(SSH_CM_KEY_MAX)));
   EXPECT_EQ(list->length, SSH_CM_KEY_MAX);
-  ssh_certdb_key_free_list(&list);
-  const std::string long_name(SSH_CM_NAME_MAX, 'x');
-  EXPECT_FALSE(ssh_cm_key_set_dn(&list, ("CN=" + long_name).c_str()));
-  EXPECT_FALSE(ssh_cm_key_set_dn_der(&list, cn(kPrintable, long_name)));
-  EXPECT_EQ(newest(), "none");
 }
 
 TEST_F(Keys, APublicKeyIsTheDigestOfItsExport) {
@@ -152,7 +135,6 @@ TEST_F(Keys, APublicKeyIsTheDigestOfItsExport) {
     parts.key = info;
     const sample::Cert cert(parts.build());
     const SshPublicKeyOwner key(ssh_x509_cert_public_key(&*cert));
-    ASSERT_TRUE(key);
     uint8_t *blob = nullptr;
     uint32_t length = 0;
     ASSERT_EQ(ssh_public_key_export(key.get(), &blob, &length), SSH_KEY_OK);
@@ -166,9 +148,6 @@ TEST_F(Keys, APublicKeyIsTheDigestOfItsExport) {
 
 TEST_F(Keys, ConstraintsHaveTheirOwnCopy) {
   const Owner<SshCMSearchConstraints, ssh_cm_search_free> search(ssh_cm_search_allocate());
-  EXPECT_TRUE(!search->keys && !search->second_keys && search->path_length == -1);
-  EXPECT_EQ(search->key_usage + search->key_type + search->rule + search->group_mode, 0u);
-  EXPECT_TRUE(search->not_before == SshBerTime() && search->not_after == SshBerTime());
   EXPECT_EQ(ssh_cm_search_set_keys(*search, nullptr), SSH_CM_OK) << "no keys are none set";
   ssh_certdb_key_push(&list, 5, unhex("61"), 9);
   ssh_certdb_key_push(&list, 4, {}, 8);
@@ -176,7 +155,6 @@ TEST_F(Keys, ConstraintsHaveTheirOwnCopy) {
   const SshCertDBKey *const held = search->keys;
   EXPECT_EQ(ssh_cm_search_set_keys(*search, list), SSH_CM_EMPTY);
   ssh_certdb_key_free_list(&list);
-  EXPECT_EQ(list, nullptr);
   EXPECT_TRUE(search->keys == held && held->type == 4 && held->length == 0 && held->value == 8);
   ASSERT_TRUE(held->next && !held->next->next);
   EXPECT_EQ(hex(held->next->bytes()) + " " + std::to_string(held->next->value), "61 9");

@@ -58,7 +58,7 @@ struct CertElements {
     if (!top.empty()) outer = der::children(top[0].content);
     if (outer.size() == 3) tbs = der::children(outer[0].content);
     first = !tbs.empty() && tbs[0].identifier == 0xA0 ? 1 : 0;
-    usual = tbs.size() >= first + 6 && der::well_formed(top[0].whole);
+    usual = outer.size() == 3 && der::well_formed(top[0].whole);
   }
   [[nodiscard]] const der::Element &at(size_t i) const { return tbs[first + i]; }
 };

@@ -37,31 +37,18 @@ inline std::string fact_instant(const std::string &cell) {
 inline std::string oid_of(SshOid oid) { return der::oid_text(oid.octets); }
 
 inline std::string meaning(const SshX509Name &name) {
-  const std::string whole = hex(name.der);
-  const auto element = der::children(name.der);
-  switch (name.type) {
-    case SSH_X509_NAME_EMAIL:
-      return "email=" + std::string(ssh_bytes_text(name.text));
-    case SSH_X509_NAME_DNS:
-      return "dns=" + std::string(ssh_bytes_text(name.text));
-    case SSH_X509_NAME_URI:
-      return "uri=" + std::string(ssh_bytes_text(name.text));
-    case SSH_X509_NAME_DIRECTORY:
-      return "dn=" + whole;
-    case SSH_X509_NAME_IP:
-      return "ip=" + hex(name.data);
-    case SSH_X509_NAME_REGISTERED_ID:
-      return "rid=" + der::oid_text(name.data);
-    case SSH_X509_NAME_X400:
-      return "x400=" + hex(element[0].content);
-    case SSH_X509_NAME_EDI_PARTY:
-      return "edi=" + hex(element[0].content);
-    case SSH_X509_NAME_OTHER:
-      break;
-    default:
-      return "?";
-  }
-  const auto parts = der::children(element[0].content);
+  const std::string text(ssh_bytes_text(name.text));
+  const auto elements = der::children(name.der);
+  if (name.type == SSH_X509_NAME_EMAIL) return "email=" + text;
+  if (name.type == SSH_X509_NAME_DNS) return "dns=" + text;
+  if (name.type == SSH_X509_NAME_URI) return "uri=" + text;
+  if (name.type == SSH_X509_NAME_DIRECTORY) return "dn=" + hex(name.der);
+  if (name.type == SSH_X509_NAME_IP) return "ip=" + hex(name.data);
+  if (name.type == SSH_X509_NAME_REGISTERED_ID) return "rid=" + der::oid_text(name.data);
+  if (name.type == SSH_X509_NAME_X400) return "x400=" + hex(elements[0].content);
+  if (name.type == SSH_X509_NAME_EDI_PARTY) return "edi=" + hex(elements[0].content);
+  if (name.type != SSH_X509_NAME_OTHER) return "?";
+  const auto parts = der::children(elements[0].content);
   return "other=" + der::oid_text(parts[0].content) + ":" + hex(parts[1].content);
 }
 
@@ -75,14 +62,6 @@ inline std::string names(const SshX509Name *list) {
   return text;
 }
 
-template <class T, class Text>
-inline std::string list_of(const T *list, const char *separator, Text text) {
-  std::string all;
-  for (const T *item = list; item; item = item->next)
-    all += (item == list ? "" : separator) + text(*item);
-  return all;
-}
-
 // bit_numbers lists the bits of a mask as ASN.1 numbers them.
 inline std::string bit_numbers(uint32_t mask) {
   std::string text;
@@ -92,8 +71,13 @@ inline std::string bit_numbers(uint32_t mask) {
   return text;
 }
 
+// add appends a part, if there is one.
 inline void add(std::string &text, const std::string &part) {
-  text += (text.empty() ? "" : ";") + part;
+  text += (text.empty() || part.empty() ? "" : ";") + part;
+}
+
+inline std::string limit(const char *label, uint32_t value, uint32_t none) {
+  return value == none ? "" : label + std::to_string(value);
 }
 
 inline std::string meaning(const SshX509KeyId &id) {
@@ -125,10 +109,18 @@ inline std::string meaning(const SshX509IssuingDistPoint &point) {
   return text;
 }
 
+inline std::string meaning(const SshX509PolicyQualifier &qualifier) { return oid_of(qualifier.id); }
+inline std::string meaning(const SshX509KeyPurpose &purpose) { return oid_of(purpose.id); }
+inline std::string meaning(const SshX509Attribute &attribute) { return oid_of(attribute.type); }
+inline std::string meaning(const SshX509PolicyMapping &mapping) {
+  return oid_of(mapping.issuer_policy) + "=" + oid_of(mapping.subject_policy);
+}
+
+template <class T>
+std::string list_of(const T *list, const char *separator);
+
 inline std::string meaning(const SshX509PolicyInfo &policy) {
-  if (!policy.qualifiers) return oid_of(policy.id);
-  return oid_of(policy.id) + "{" +
-         list_of(policy.qualifiers, ",", [](const auto &q) { return oid_of(q.id); }) + "}";
+  return oid_of(policy.id) + (policy.qualifiers ? "{" + list_of(policy.qualifiers, ",") + "}" : "");
 }
 
 inline std::string period(const SshX509Cert &cert) {
@@ -138,62 +130,59 @@ inline std::string period(const SshX509Cert &cert) {
   return text;
 }
 
-inline std::string accesses(const SshX509AccessDescription *list) {
-  return list_of(list, "|",
-                 [](const auto &a) { return oid_of(a.method) + ">" + names(a.location); });
+inline std::string meaning(const SshX509AccessDescription &access) {
+  return oid_of(access.method) + ">" + names(access.location);
+}
+
+inline std::string meaning(const SshX509Subtree &subtree) {
+  return names(subtree.base) + limit(",min=", subtree.minimum, 0) +
+         limit(",max=", subtree.maximum, SSH_X509_NO_LIMIT);
+}
+
+inline std::string meaning(const SshX509PolicyConstraint &constraint) {
+  std::string text;
+  add(text, limit("require=", constraint.require_explicit_policy, SSH_X509_NO_LIMIT));
+  add(text, limit("inhibit=", constraint.inhibit_policy_mapping, SSH_X509_NO_LIMIT));
+  return text;
+}
+
+// list_of stands behind all that it may list.
+template <class T>
+std::string list_of(const T *list, const char *separator) {
+  std::string all;
+  for (const T *item = list; item; item = item->next)
+    all += (item == list ? "" : separator) + meaning(*item);
+  return all;
+}
+
+inline std::string subtrees(const char *label, const SshX509Subtree *list) {
+  return list ? label + ("{" + list_of(list, "|") + "}") : "";
 }
 
 // read_meaning says what the record holds for an extension kind; "-" if nothing can be compared.
 inline std::string read_meaning(const SshX509Cert &cert, uint32_t kind) {
-  const auto path = [&] {
-    return cert.path_length == SSH_X509_NO_LIMIT ? "-" : std::to_string(cert.path_length);
-  };
-  switch (kind) {
-    case 0:
-      return meaning(*cert.authority_key_id);
-    case 1:
-      return hex(cert.subject_key_id->key_id);
-    case 2:
-      return bit_numbers(cert.key_usage);
-    case 3:
-      return period(cert);
-    case 4:
-      return list_of(cert.policies, " ", [](const auto &p) { return meaning(p); });
-    case 5:
-      return list_of(cert.policy_mappings, " ", [](const auto &m) {
-        return oid_of(m.issuer_policy) + "=" + oid_of(m.subject_policy);
-      });
-    case 6:
-      return names(cert.subject_names);
-    case 7:
-      return names(cert.issuer_names);
-    case 8:
-      return list_of(cert.directory_attributes, " ", [](const auto &a) { return oid_of(a.type); });
-    case 9:
-      return "ca=" + std::to_string(cert.ca) + ";path=" + path();
-    case 13:
-      return accesses(cert.authority_info_access);
-    case 14:
-      return list_of(cert.distribution_points, "", [](const auto &p) { return meaning(p); });
-    case 15:
-      return list_of(cert.extended_key_usage, " ", [](const auto &k) { return oid_of(k.id); });
-    default:
-      return "-";
+  if (kind == 0) return meaning(*cert.authority_key_id);
+  if (kind == 1) return hex(cert.subject_key_id->key_id);
+  if (kind == 2) return bit_numbers(cert.key_usage);
+  if (kind == 3) return period(cert);
+  if (kind == 4) return list_of(cert.policies, " ");
+  if (kind == 5) return list_of(cert.policy_mappings, " ");
+  if (kind == 6) return names(cert.subject_names);
+  if (kind == 7) return names(cert.issuer_names);
+  if (kind == 8) return list_of(cert.directory_attributes, " ");
+  if (kind == 9) {
+    return "ca=" + std::to_string(cert.ca) + ";path=" +
+           (cert.path_length == SSH_X509_NO_LIMIT ? "-" : std::to_string(cert.path_length));
   }
-}
-
-inline std::string subtrees(const char *label, const SshX509Subtree *list) {
-  if (!list) return "";
-  return label + ("{" +
-                  list_of(list, "|",
-                          [](const SshX509Subtree &subtree) {
-                            std::string text = names(subtree.base);
-                            if (subtree.minimum) text += ",min=" + std::to_string(subtree.minimum);
-                            if (subtree.maximum != SSH_X509_NO_LIMIT)
-                              text += ",max=" + std::to_string(subtree.maximum);
-                            return text;
-                          }) +
-                  "}");
+  if (kind == 10)
+    return subtrees("permitted", cert.permitted) + subtrees("excluded", cert.excluded);
+  if (kind == 11) return list_of(cert.policy_constraints, " ");
+  if (kind == 13) return list_of(cert.authority_info_access, "|");
+  if (kind == 14) return list_of(cert.distribution_points, "");
+  if (kind == 15) return list_of(cert.extended_key_usage, " ");
+  if (kind == 24) return std::to_string(cert.further->inhibit_any_policy);
+  if (kind == 25) return list_of(cert.further->subject_info_access, "|");
+  return kind == 26 ? list_of(cert.further->freshest_crl, "") : "-";
 }
 
 // without_empty_subtrees drops lists of no subtrees, which the record does not tell from none.
@@ -203,34 +192,6 @@ inline std::string without_empty_subtrees(std::string text) {
     if (at != std::string::npos) text.erase(at, empty.size());
   }
   return text;
-}
-
-inline std::string meaning(const SshX509PolicyConstraint &constraint) {
-  std::string text;
-  const auto set = [&text](const char *label, uint32_t limit) {
-    if (limit != SSH_X509_NO_LIMIT) add(text, label + std::to_string(limit));
-  };
-  set("require=", constraint.require_explicit_policy);
-  set("inhibit=", constraint.inhibit_policy_mapping);
-  return text;
-}
-
-// modern_meaning is the same for what the modern profile reads in another form, or further.
-inline std::string modern_meaning(const SshX509Cert &cert, uint32_t kind) {
-  switch (kind) {
-    case 10:
-      return subtrees("permitted", cert.permitted) + subtrees("excluded", cert.excluded);
-    case 11:
-      return cert.policy_constraints ? meaning(*cert.policy_constraints) : "";
-    case 24:
-      return std::to_string(cert.further->inhibit_any_policy);
-    case 25:
-      return accesses(cert.further->subject_info_access);
-    case 26:
-      return list_of(cert.further->freshest_crl, "", [](const auto &p) { return meaning(p); });
-    default:
-      return read_meaning(cert, kind);
-  }
 }
 
 inline std::string read_meaning(const SshX509Crl &crl, uint32_t kind) {

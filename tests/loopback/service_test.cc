@@ -12,8 +12,7 @@ using client::Ask;
 using client::List;
 using client::Reply;
 using client::tags_found;
-using loopback::KeyList;
-using testing::ElementsAre;
+using namespace std::string_view_literals;
 using Tags = std::vector<uint32_t>;
 
 // The examples in the order in which they are added: their tags are 1 to 5.
@@ -44,64 +43,59 @@ class ServiceTest : public sample::Balanced {
   loopback::Service service_;
 };
 
-// key makes a key as a client does.
-template <class Set, class... Arguments>
-KeyList key(Set set, Arguments... arguments) {
+// key asks for octets, dn and public_key for what the library makes of a name and a certificate.
+Ask key(SshCMKeyType type, std::string_view octets) {
+  return {.keys = {{type, Der(octets.begin(), octets.end())}}};
+}
+Ask made(SshCertDBKey *list) {
+  EXPECT_TRUE(list);
+  const Ask ask = key(static_cast<SshCMKeyType>(list->type), ssh_bytes_text(list->bytes()));
+  ssh_certdb_key_free_list(&list);
+  return ask;
+}
+Ask dn(const std::string &text) {
   SshCertDBKey *list = nullptr;
-  EXPECT_TRUE(set(&list, arguments...));
-  return KeyList(list);
+  (void)ssh_cm_key_set_dn(&list, text.c_str());
+  return made(list);
 }
-KeyList dn(const char *text) { return key(ssh_cm_key_set_dn, text); }
-KeyList dns(const char *text) { return key(ssh_cm_key_set_dns, text, 0u); }
-KeyList email(const char *text) { return key(ssh_cm_key_set_email, text, 0u); }
-KeyList uri(const char *text) { return key(ssh_cm_key_set_uri, text, 0u); }
-KeyList oid(const char *text) { return key(ssh_cm_key_set_oid, text, 0u); }
-KeyList ip(std::string_view digits) {
-  const Der address = unhex(digits);
-  return key(ssh_cm_key_set_ip, Bytes(address));
-}
-KeyList public_key(const char *example) {
+Ask public_key(const char *example) {
   const sample::Cert cert(client::example(example));
   const SshPublicKeyOwner owner(ssh_x509_cert_public_key(cert.record.get()));
-  return key(ssh_cm_key_set_public_key, owner.get());
+  SshCertDBKey *list = nullptr;
+  (void)ssh_cm_key_set_public_key(&list, owner.get());
+  return made(list);
 }
+const Ask kWww = key(SSH_CM_KEY_DNS, "www.example.com");
+const Ask kPolicy = key(SSH_CM_KEY_OID, "1.3.6.1.4.1.99999.2");
+const Ask kEmail = key(SSH_CM_KEY_EMAIL, "one@example.com");
 
 TEST_F(ServiceTest, FindsByEveryKindOfKey) {
-  const struct {
-    KeyList key;
-    Tags found;
-  } kRows[] = {
+  const std::pair<Ask, Tags> kRows[] = {
       {dn("c=fi, l=HELSINKI, o=example  oy , ou=Web, cn=WWW.example.com"), {3}},
       {dn("C=FI, O=Example Oy, CN=Example Issuing"), {2}},  // as issuer it does not count
-      {ip("C000020A"), {3}},
-      {ip("20010DB8000000000000000000000010"), {3}},
-      {ip("C000020B"), {}},
-      {dns("www.example.com"), {3}},
-      {dns("*.cdn.example.com"), {3}},
-      {dns("WWW.example.com"), {}},
-      {uri("https://www.example.com/about?lang=en"), {3}},
-      {uri("http://pki.example.com/"), {}},  // the issuer's
-      {email("webmaster@example.com"), {3}},
-      {email("one@example.com"), {4}},  // in the subject
-      {oid("1.3.6.1.4.1.99999.7"), {3}},
-      {oid("1.3.6.1.4.1.99999.2"), {2, 3}},
-      {oid("1.3.6.1.5.5.7.3.4"), {3}},
+      {key(SSH_CM_KEY_IP, "\xC0\0\2\x0A"sv), {3}},
+      {key(SSH_CM_KEY_IP, "\x20\1\x0D\xB8\0\0\0\0\0\0\0\0\0\0\0\x10"sv), {3}},
+      {kWww, {3}},
+      {key(SSH_CM_KEY_DNS, "WWW.example.com"), {}},
+      {key(SSH_CM_KEY_URI, "https://www.example.com/about?lang=en"), {3}},
+      {key(SSH_CM_KEY_URI, "http://pki.example.com/"), {}},  // the issuer's
+      {key(SSH_CM_KEY_EMAIL, "webmaster@example.com"), {3}},
+      {kEmail, {4}},  // in the subject
+      {kPolicy, {2, 3}},
+      {key(SSH_CM_KEY_OID, "1.3.6.1.5.5.7.3.4"), {3}},
       {public_key("v3-dsa.pem"), {5}},
       {public_key("ca-root.pem"), {1}},
   };
-  for (const auto &row : kRows) {
-    const std::string what = std::to_string(row.key->type) + " " + hex(row.key->bytes());
-    EXPECT_EQ(tags_found(service_, Ask().add(row.key)), row.found) << what;
-    Ask other = Ask().add(row.key);
-    other.keys[0].first = other.keys[0].first == 5 ? 6 : 5;
+  for (const auto &[ask, found] : kRows) {
+    const std::string what = std::to_string(ask.keys[0].first) + " " + hex(ask.keys[0].second);
+    EXPECT_EQ(tags_found(service_, ask), found) << what;
+    Ask other = ask;
+    other.keys[0].first = other.keys[0].first == SSH_CM_KEY_DNS ? SSH_CM_KEY_URI : SSH_CM_KEY_DNS;
     EXPECT_EQ(tags_found(service_, other), Tags{}) << what;
   }
-}
-
-TEST_F(ServiceTest, CombinesKeysByGroupMode) {
-  Ask both = Ask().add(dns("www.example.com")).add(oid("1.3.6.1.4.1.99999.2"));
+  Ask both = Ask(kWww).add(kPolicy);
   EXPECT_EQ(tags_found(service_, both), Tags{3});
-  both.add(email("one@example.com")).add(dns("www.example.com"));
+  both.add(kEmail).add(kWww);
   EXPECT_EQ(tags_found(service_, both), Tags{});
   both.group_mode = 1;
   EXPECT_EQ(tags_found(service_, both), (Tags{2, 3, 4}));
@@ -136,7 +130,7 @@ TEST_F(ServiceTest, AppliesConstraints) {
     EXPECT_EQ(tags_found(service_, row.ask, row.valid), row.found) << row.why;
     Ask keyed = row.ask;  // the same through keys instead of a scan
     keyed.group_mode = 1;
-    keyed.add(oid("1.3.6.1.4.1.99999.2")).add(email("one@example.com"));
+    keyed.add(kPolicy).add(kEmail);
     for (const char *name : {"ca-root.pem", "v3-dsa.pem"}) keyed.add(public_key(name));
     EXPECT_EQ(tags_found(service_, keyed, row.valid), row.found) << row.why;
   }
@@ -153,9 +147,7 @@ TEST_F(ServiceTest, ElementsAreCompleteAndAListIsCutToFit) {
     EXPECT_EQ(hex(list.found[i].certificate), hex(client::example(kExamples[i])));
     EXPECT_EQ(list.found[i].serial, i + 1);
   }
-  std::vector<uint32_t> types;
-  for (const auto &[type, data] : list.found[2].keys) types.push_back(type);
-  EXPECT_THAT(types, ElementsAre(3, 4, 4, 5, 5, 6, 10, 12, 12, 12, 12, 12, 12, 12, 13));
+  EXPECT_EQ(list.found[2].key_types, (Tags{3, 4, 4, 5, 5, 6, 10, 12, 12, 12, 12, 12, 12, 12, 13}));
 
   const size_t size = client::example(kExamples[0]).size() + client::example(kExamples[1]).size();
   loopback::Service small(nullptr, size + 600);
@@ -180,7 +172,7 @@ Der issued(const std::string &subject, const std::string &issuer, bool ca,
   return parts.build();
 }
 
-Ask named(const std::string &name) { return Ask().add(dn(("CN=" + name).c_str())); }
+Ask named(const std::string &name) { return dn("CN=" + name); }
 
 TEST_F(ServiceTest, FindsPaths) {
   const auto until = [](const std::string &hour) {
@@ -200,8 +192,7 @@ TEST_F(ServiceTest, FindsPaths) {
   old.version = {};
   old.subject = old.issuer = der::common_name("Old");
   add(old.build());
-  const Ask root = Ask().add(dn("C=FI, O=Example Oy, OU=Roots, CN=Example Root"));
-  const Ask rich = Ask().add(dns("www.example.com"));
+  const Ask root = dn("C=FI, O=Example Oy, OU=Roots, CN=Example Root");
   Ask any_ca, newest = named("Link 2");
   any_ca.rule = loopback::kRuleAuthorities;
   newest.rule = loopback::kRuleNewest;
@@ -211,12 +202,12 @@ TEST_F(ServiceTest, FindsPaths) {
     Tags path;
     Der valid = client::validity();
   } kRows[] = {
-      {"to the root", rich, root, {3, 2, 1}},
-      {"to the nearest", rich, any_ca, {3, 2}},
-      {"down is no way", root, rich, {}},
+      {"to the root", kWww, root, {3, 2, 1}},
+      {"to the nearest", kWww, any_ca, {3, 2}},
+      {"down is no way", root, kWww, {}},
       {"itself", root, root, {1}},
-      {"another root", rich, Ask().add(public_key("v3-dsa.pem")), {}},
-      {"only the root is valid", rich, root, {}, client::validity("2040/01/01/00:00:00")},
+      {"another root", kWww, public_key("v3-dsa.pem"), {}},
+      {"only the root is valid", kWww, root, {}, client::validity("2040/01/01/00:00:00")},
       {"loops end", named("Round A"), root, {}},
       {"into a loop", named("Round A"), named("round b"), {23, 24}},
       {"issued by no CA", named("Leaf"), named("No CA"), {}},
@@ -229,9 +220,7 @@ TEST_F(ServiceTest, FindsPaths) {
   };
   for (const auto &row : kRows)
     EXPECT_EQ(path(row.first, row.second, row.valid), row.path) << row.why;
-}
 
-TEST_F(ServiceTest, PathsHaveALimit) {
   for (int i = 1; i < 17; ++i) {
     add(issued("Long " + std::to_string(i), "Long " + std::to_string(i + 1), true));
   }
@@ -257,23 +246,17 @@ TEST_F(ServiceTest, KeepsWhatIsAddedOnce) {
   const Der name = der::text(0x82, "a.test");
   twice.extensions.push_back(sample::extension("2.5.29.17", der::seq({name, name})));
   add(twice.build());
-  EXPECT_EQ(tags_found(service_, Ask().add(dns("a.test"))), Tags{6});
+  EXPECT_EQ(tags_found(service_, key(SSH_CM_KEY_DNS, "a.test")), Tags{6});
   add(issued("www", "Issuer", true));
   add(issued("www", "Other issuer", true));
   EXPECT_EQ(told(), "certificates=8\nauthorities=5\ncrls=2\nrequests=0\n");
 
   const Reply names = client::ask(service_, client::request(1, 4, {}));
-  std::vector<Bytes> text(5);
-  uint32_t count = 0;
-  ASSERT_EQ(
-      ssh_decode_array(names.payload,
-                       {ssh_get_uint32(&count), ssh_get_uint32_str_nocopy(&text[0]),
-                        ssh_get_uint32_str_nocopy(&text[1]), ssh_get_uint32_str_nocopy(&text[2]),
-                        ssh_get_uint32_str_nocopy(&text[3])}),
-      names.payload.size());
-  EXPECT_EQ(count, 4u);
-  EXPECT_EQ(ssh_bytes_text(text[1]), "C=FI, O=Example Oy, CN=Example Issuing");
-  EXPECT_EQ(ssh_bytes_text(text[3]), "CN=www");
+  const Der expected = client::octets(
+      {ssh_put_uint32(4), client::text("C=FI, O=Example Oy, OU=Roots, CN=Example Root"),
+       client::text("C=FI, O=Example Oy, CN=Example Issuing"),
+       client::text("C=FI, O=Example Oy, CN=DSA with SHA-1"), client::text("CN=www")});
+  EXPECT_EQ(hex(names.payload), hex(expected));
 }
 
 TEST_F(ServiceTest, KeepsCertificateRequestsUnderTheirNames) {
@@ -281,15 +264,10 @@ TEST_F(ServiceTest, KeepsCertificateRequestsUnderTheirNames) {
     return client::octets(
         {client::text("a"), client::text(""), client::text("c"), client::text(last)});
   };
-  const auto keep = [&](const char *last) {
-    const Der data = client::octets({client::text("data")}),
-              further = client::octets({client::text("more")});
-    return status(5, der::join({data, names(last), further}));
-  };
-  EXPECT_EQ(status(7, names("d")), loopback::kNotFound);
-  EXPECT_EQ(keep("d"), loopback::kOk);
-  EXPECT_EQ(keep("d"), loopback::kOk);
-  EXPECT_EQ(keep("e"), loopback::kOk);
+  const Der data = client::octets({client::text("data")});
+  for (const char *last : {"d", "d", "e"}) {
+    EXPECT_EQ(status(5, der::join({data, names(last), data})), loopback::kOk);
+  }
   EXPECT_THAT(told(), testing::HasSubstr("requests=2"));
   EXPECT_EQ(status(7, names("d")), loopback::kOk);
   EXPECT_EQ(status(7, names("d")), loopback::kNotFound);
@@ -310,70 +288,63 @@ TEST_F(ServiceTest, RefusesMalformedPayloads) {
     ssh_store_be32(payload.data() + 8, count);  // behind two empty times
     return payload;
   };
-  const Der four(16);
   const struct {
-    const char *why;
     uint32_t type, status;
     Der payload;
   } kRows[] = {
-      {"a rule that is none", 2, loopback::kUnknownRule, search(rule)},
-      {"the same in a path", 3, loopback::kUnknownRule, der::join({Ask().build(), search(rule)})},
-      {"a flag of 2", 2, loopback::kMalformed, search(mode)},
-      {"no time", 2, loopback::kMalformed, search(time)},
-      {"too many keys", 2, loopback::kTooLarge, search(keys)},
-      {"more keys than octets", 2, loopback::kMalformed, with_count(0xFFFFFFFF)},
-      {"the same", 2, loopback::kMalformed, with_count(0x40000000)},
-      {"one key that is not there", 2, loopback::kMalformed, with_count(1)},
-      {"no such request", 8, loopback::kUnknownType, {}},
-      {"no such request", 0xFFFFFFFF, loopback::kUnknownType, {}},
-      {"one constraint for a path", 3, loopback::kMalformed, fine},
-      {"certificate: more behind", 0, loopback::kMalformed, Der(9)},
-      {"CRL: more behind", 1, loopback::kMalformed, Der(5)},
-      {"search: more behind", 2, loopback::kMalformed, der::join({fine, Der(1)})},
-      {"path: more behind", 3, loopback::kMalformed, der::join({Ask().build(), fine, Der(1)})},
-      {"CA names: more behind", 4, loopback::kMalformed, Der(1)},
-      {"request: more behind", 5, loopback::kMalformed, Der(25)},
-      {"status: more behind", 6, loopback::kMalformed, Der(1)},
-      {"remove: more behind", 7, loopback::kMalformed, Der(17)},
-      {"remove: fewer", 7, loopback::kMalformed, Der(15)},
+      {2, loopback::kUnknownRule, search(rule)},
+      {3, loopback::kUnknownRule, der::join({Ask().build(), search(rule)})},
+      {2, loopback::kMalformed, search(mode)},
+      {2, loopback::kMalformed, search(time)},
+      {2, loopback::kTooLarge, search(keys)},
+      {2, loopback::kMalformed, with_count(0xFFFFFFFF)},  // more keys than octets
+      {2, loopback::kMalformed, with_count(0x40000000)},
+      {2, loopback::kMalformed, with_count(1)},
+      {8, loopback::kUnknownType, {}},
+      {0xFFFFFFFF, loopback::kUnknownType, {}},
+      {3, loopback::kMalformed, fine},  // one constraint for a path
+      // Octets behind what there is to be; for the last there are too few.
+      {0, loopback::kMalformed, Der(9)},
+      {1, loopback::kMalformed, Der(5)},
+      {2, loopback::kMalformed, der::join({fine, Der(1)})},
+      {3, loopback::kMalformed, der::join({Ask().build(), fine, Der(1)})},
+      {4, loopback::kMalformed, Der(1)},
+      {5, loopback::kMalformed, Der(25)},
+      {6, loopback::kMalformed, Der(1)},
+      {7, loopback::kMalformed, Der(17)},
+      {7, loopback::kMalformed, Der(15)},
   };
-  for (const auto &row : kRows) {
+  for (size_t i = 0; i < std::size(kRows); ++i) {
+    const auto &row = kRows[i];
     const Reply reply = client::ask(service_, client::request(5, row.type, row.payload));
-    EXPECT_EQ(reply.status, row.status) << row.why;
-    EXPECT_EQ(reply.type, row.type) << row.why;
-    EXPECT_TRUE(reply.payload.empty()) << row.why;
-    EXPECT_TRUE(loopback::service_status_text(reply.status)) << row.why;
+    EXPECT_EQ(reply.status, row.status) << i;
+    EXPECT_TRUE(reply.type == row.type && reply.payload.empty()) << i;
+    EXPECT_TRUE(loopback::service_status_text(reply.status)) << i;
   }
 }
 
 TEST(SecondsOf, CountsAsTheCalendarDoes) {
-  const struct {
-    SshBerTime time;
-    int64_t seconds;
-  } kRows[] = {
-      {{1970, 1, 1}, 0},
+  const std::pair<SshBerTime, int64_t> kRows[] = {
       {{1969, 12, 31, 23, 59, 59}, -1},
       {{2000, 2, 29, 12, 0, 1}, 951825601},
       {{2000, 3, 1}, 951868800},
       {{2100, 3, 1}, 4107542400},
       {{2026, 1, 31, 0, 0, 0, 0, 1, 2, 30}, 1769808600},  // east of Greenwich
   };
-  for (const auto &row : kRows) EXPECT_EQ(loopback::seconds_of(row.time), row.seconds);
+  for (const auto &[time, seconds] : kRows) EXPECT_EQ(loopback::seconds_of(time), seconds);
 }
 
 // Every cut and every change of an octet: answered under the identifier and type that it carries,
 // or dropped if it has none.
 TEST_F(ServiceTest, AnswersOrDropsDamagedRequests) {
-  Ask what = Ask().add(dns("www.example.com")).add(oid("1.3.6.1.4.1.99999.2"));
+  Ask what = Ask(kWww).add(kPolicy);
   what.not_before = "2030 Jan  1st, 00:00:00 GMT";
   const Der whole = client::search_request(0x01020304, what);
-  for (size_t length = 0; length < whole.size(); ++length) {
-    const Der cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length));
-    const Reply reply = client::ask(service_, cut);
-    EXPECT_EQ(reply.answered, length >= 20) << length;
-    EXPECT_EQ(reply.status, length >= 20 ? loopback::kMalformed : 0u) << length;
-  }
   for (size_t at = 0; at < whole.size(); ++at) {
+    const Der cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(at));
+    const Reply none = client::ask(service_, cut);
+    EXPECT_EQ(none.answered, at >= 20) << at;
+    EXPECT_EQ(none.status, at >= 20 ? loopback::kMalformed : 0u) << at;
     for (const unsigned change : {0x01u, 0x80u, 0xFFu}) {
       Der damaged = whole;
       damaged[at] = static_cast<uint8_t>(damaged[at] ^ change);
@@ -381,9 +352,8 @@ TEST_F(ServiceTest, AnswersOrDropsDamagedRequests) {
       ASSERT_TRUE(reply.answered);
       EXPECT_EQ(reply.id, ssh_load_be32(damaged.data() + 4));
       EXPECT_EQ(reply.type, ssh_load_be32(damaged.data() + 8));
-      if (at < 4 || (at >= 12 && at < 24)) {  // the rest of the envelope
-        EXPECT_EQ(reply.status, loopback::kMalformed) << at;
-      }
+      const bool envelope = at < 4 || (at >= 12 && at < 24);
+      EXPECT_TRUE(!envelope || reply.status == loopback::kMalformed) << at;
     }
   }
   EXPECT_EQ(tags_found(service_, what), Tags{3});

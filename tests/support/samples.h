@@ -126,14 +126,13 @@ inline std::string own_text(char *text) {
 inline std::string dotted(SshOid oid) { return own_text(ssh_ber_oid_text(oid)); }
 inline std::string decimal(const SshMpInt &value) { return own_text(value.to_decimal()); }
 
-// Balanced is a test that must leave no block of the library behind.
+// Balanced is a test that must leave no block of the library behind, with its members gone.
 class Balanced : public testing::Test {
  protected:
-  void SetUp() override { blocks_ = ssh_mem_blocks(); }
-  void TearDown() override { EXPECT_EQ(ssh_mem_blocks(), blocks_); }
+  ~Balanced() override { EXPECT_EQ(ssh_mem_blocks(), blocks_); }
 
  private:
-  int64_t blocks_ = 0;
+  const int64_t blocks_ = ssh_mem_blocks();
 };
 
 // expect_refusal_at checks that a refusal lies inside the given part of the input (or at its end).

@@ -14,11 +14,7 @@ inline Der u32(uint32_t value) {
           static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
 }
 
-inline Der join(const std::vector<Der> &pieces) {
-  Der all;
-  for (const Der &piece : pieces) all.insert(all.end(), piece.begin(), piece.end());
-  return all;
-}
+using der::join;
 
 inline Der str(Bytes octets) {
   return join({u32(static_cast<uint32_t>(octets.size())), Der(octets.begin(), octets.end())});

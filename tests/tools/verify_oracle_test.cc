@@ -26,18 +26,6 @@ using X509Owner = Owner<X509, X509_free>;
 using CrlOwner = Owner<X509_CRL, X509_CRL_free>;
 using NameOwner = Owner<X509_NAME, X509_NAME_free>;
 
-Key rsa_key() { return Key(EVP_RSA_gen(1024)); }
-Key plain_key(int type) {
-  const Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context(EVP_PKEY_CTX_new_id(type, nullptr));
-  EVP_PKEY *key = nullptr;
-  EXPECT_EQ(EVP_PKEY_keygen_init(context.get()), 1);
-  if (type == EVP_PKEY_EC) {
-    EXPECT_EQ(EVP_PKEY_CTX_set_ec_paramgen_curve_nid(context.get(), NID_X9_62_prime256v1), 1);
-  }
-  EXPECT_EQ(EVP_PKEY_keygen(context.get(), &key), 1);
-  return Key(key);
-}
-
 Key dsa_key() {
   using Context = Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
   EVP_PKEY *group = nullptr, *key = nullptr;
@@ -143,12 +131,13 @@ class VerifyTest : public testing::Test {
     return Cert{name_of("Leaf"), name_of("Root"), rsa_, signer, hash, {}, key_id}.make();
   }
   // A certificate with a DSA key of its own has the signature as r and s, as long as its q.
-  [[nodiscard]] std::string dsa_leaf(const EVP_MD *hash) const {
-    return Cert{name_of("Leaf"), name_of("Root"), dsa_, dsa_, hash}.make();
+  [[nodiscard]] std::string dsa_leaf() const {
+    return Cert{name_of("Leaf"), name_of("Root"), dsa_, dsa_}.make();
   }
 
-  const Key rsa_ = rsa_key(), other_ = rsa_key(), dsa_ = dsa_key(), ec_ = plain_key(EVP_PKEY_EC),
-            ed25519_ = plain_key(EVP_PKEY_ED25519);
+  const Key rsa_{EVP_RSA_gen(1024)}, other_{EVP_RSA_gen(1024)},
+      dsa_ = dsa_key(), ec_{EVP_EC_gen("P-256")},
+      ed25519_{EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519")};
   const Directory folder_;
 };
 
@@ -165,8 +154,7 @@ TEST_F(VerifyTest, TellsWhoSigned) {
                                        pem("PRIVATE KEY", "key") + pem("X509 CRL", crl("A", rsa_)) +
                                        pem("X509 CERTIFICATE", root("Root", dsa_)) +
                                        pem("CERTIFICATE", root("Root", rsa_)));
-  const std::string sha1 = leaf(rsa_), dsa = dsa_leaf(EVP_sha1()), list = crl("Root", rsa_);
-  const std::string dsa_list = crl("Root", dsa_);
+  const std::string sha1 = leaf(rsa_), dsa = dsa_leaf(), list = crl("Root", rsa_);
   using List = std::vector<std::string>;
   const struct {
     const char *why;
@@ -175,23 +163,14 @@ TEST_F(VerifyTest, TellsWhoSigned) {
     const char *result;
   } rows[] = {
       {"RSA, SHA-1", {root_rsa}, sha1, "valid"},
-      {"RSA, MD5", {root_rsa}, leaf(rsa_, EVP_md5()), "valid"},
       {"DSA", {root_dsa}, dsa, "valid"},
       {"DSA under an RSA key", {root_dsa}, leaf(dsa_), "valid"},
-      {"DSA, SHA-256", {root_dsa}, dsa_leaf(EVP_sha256()), "valid"},
-      {"DSA, SHA-224, under an RSA key", {root_dsa}, leaf(dsa_, EVP_sha224()), "valid"},
-      {"SHA-224", {root_rsa}, leaf(rsa_, EVP_sha224()), "valid"},
       {"SHA-256", {root_rsa}, leaf(rsa_, EVP_sha256()), "valid"},
-      {"SHA-384", {root_rsa}, leaf(rsa_, EVP_sha384()), "valid"},
-      {"SHA-512", {root_rsa}, leaf(rsa_, EVP_sha512()), "valid"},
       {"a CRL", {root_rsa}, list, "valid"},
-      {"a CRL, DSA", {root_dsa}, dsa_list, "valid"},
       {"a root by itself", {root_rsa}, root("Root", rsa_), "valid"},
       {"any of a bundle", {all}, sha1, "valid"},
-      {"any of a bundle, DSA", {all}, dsa, "valid"},
       {"any of a directory", {folder_.at("")}, list, "valid"},
       {"the second of two", {root_other, root_rsa}, sha1, "valid"},
-      {"the first of two", {root_rsa, root_other}, sha1, "valid"},
       {"a key identifier that points elsewhere",
        {root_other, root_rsa},
        leaf(rsa_, EVP_sha1(), "id"),
@@ -203,11 +182,9 @@ TEST_F(VerifyTest, TellsWhoSigned) {
        "valid"},
       {"another key", {root_other}, sha1, "invalid"},
       {"another key, the right one has another name", {root_other, stranger}, sha1, "invalid"},
-      {"another key of the right type", {root_other, root_dsa}, sha1, "invalid"},
       {"a CRL, another key", {root_other}, list, "invalid"},
       {"another name", {stranger}, sha1, "no issuer found"},
       {"a key of another type", {root_dsa}, sha1, "no issuer found"},
-      {"a key of another type, DSA", {root_rsa}, dsa, "no issuer found"},
       {"the leaf itself", {add("leaf", sha1)}, sha1, "no issuer found"},
       {"the signature forged", {root_rsa}, changed(sha1, 1), "invalid"},
       {"the signature forged, DSA", {root_dsa}, changed(dsa, 1), "invalid"},
@@ -215,13 +192,10 @@ TEST_F(VerifyTest, TellsWhoSigned) {
       {"a CRL forged", {root_rsa}, changed(list, 1), "invalid"},
       {"MD2", {root_rsa}, sha1_replaced(sha1, 2), "scheme not supported"},
       {"MD4, a CRL", {root_rsa}, sha1_replaced(list, 3), "scheme not supported"},
-      {"MD5 written over SHA-1", {root_rsa}, sha1_replaced(sha1, 4), "invalid"},
-      {"SHA-256 forged", {root_rsa}, changed(leaf(rsa_, EVP_sha256()), 1), "invalid"},
-      {"DSA under an RSA key forged", {root_dsa}, changed(leaf(dsa_), 1), "invalid"},
       {"ECDSA", {root_ec}, leaf(ec_, EVP_sha256()), "scheme not supported"},
       {"ECDSA, another name", {stranger}, leaf(ec_, EVP_sha256()), "no issuer found"},
       {"Ed25519", {root_rsa}, leaf(ed25519_, nullptr), "scheme not supported"},
-      {"SHA-1 of a name with a key on a curve", {root_ec}, sha1, "no issuer found"},
+      {"a name with a key on a curve alone", {root_ec}, sha1, "no issuer found"},
       {"no certificate at all", {root_rsa}, inspect_samples::tlv(0x30, "x"), "refused"},
   };
   for (const auto &row : rows) {

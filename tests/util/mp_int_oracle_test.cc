@@ -1,5 +1,6 @@
-// Arithmetic and decimals against OpenSSL.
+// Arithmetic, encodings and decimals against OpenSSL.
 #include <gtest/gtest.h>
+#include <openssl/asn1.h>
 #include <openssl/bn.h>
 #include <openssl/crypto.h>
 
@@ -28,17 +29,40 @@ std::string peer_decimal(const SshMpInt &value) {
   return text.get();
 }
 
-// Compare, halve, bits and decimals against the independent implementation, around the inline size.
+std::string peer_twos_complement(const SshMpInt &value) {
+  ASN1_INTEGER *integer = BN_to_ASN1_INTEGER(bignum(value).get(), nullptr);
+  uint8_t *der = nullptr;
+  const int length = i2d_ASN1_INTEGER(integer, &der);
+  const std::string content = hex({der + 2, static_cast<size_t>(length) - 2});
+  ASN1_INTEGER_free(integer);
+  OPENSSL_free(der);
+  return content;
+}
+
+// random_int is of up to `most` octets, often with a run of zeros or ones at its start.
+SshMpInt random_int(std::mt19937 &random, size_t most) {
+  std::vector<uint8_t> octets(random() % (most + 1));
+  const uint8_t run[] = {static_cast<uint8_t>(random()), 0x80, 0xFF, 0x00};
+  for (uint8_t &octet : octets) octet = static_cast<uint8_t>(random());
+  std::fill_n(octets.begin(), octets.empty() ? 0 : random() % octets.size(), run[random() % 4]);
+  SshMpInt value;
+  value.set_magnitude(octets, random() % 2 == 0);
+  return value;
+}
+
 TEST(MpInt, AgreesWithAnIndependentImplementation) {
   std::mt19937 random(2);
   for (int i = 0; i < 3000; ++i) {
-    SshMpInt a = random_int(random, i % 50 == 0 ? 700 : 30);
-    const SshMpInt b = random_int(random, 30);
+    SshMpInt a = random_int(random, i % 50 == 0 ? 700 : 30), back(i);
+    const SshMpInt b = random_int(random, 40);
     const Number peer_a = bignum(a), peer_b = bignum(b);
     const auto sign = [](int order) { return (order > 0) - (order < 0); };
     ASSERT_EQ(sign(a.compare(b)), sign(BN_cmp(peer_a.get(), peer_b.get())));
     ASSERT_EQ(a.bits(), static_cast<size_t>(BN_num_bits(peer_a.get())));
     ASSERT_EQ(decimal(a), peer_decimal(a));
+    ASSERT_EQ(hex(twos_complement(b)), peer_twos_complement(b));
+    back.set_twos_complement(twos_complement(b));
+    ASSERT_EQ(back, b);
     BN_rshift1(peer_a.get(), peer_a.get());
     a.halve();
     ASSERT_EQ(BN_cmp(bignum(a).get(), peer_a.get()), 0);
@@ -55,7 +79,6 @@ TEST(MpInt, LargeDecimals) {
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
   EXPECT_EQ(text, peer_decimal(value));
   EXPECT_LT(seconds.count(), 5) << "a few tenths of a second without sanitizers";
-
   octets.push_back(0);
   value.set_magnitude(octets);
   EXPECT_EQ(value.to_decimal(), nullptr);

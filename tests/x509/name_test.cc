@@ -6,21 +6,20 @@
 
 namespace {
 
-using sample::own_text;
+using namespace der;
+using namespace sample;
 using NameTest = sample::Balanced;
 
 // Subject gives a certificate's other subject names, in the order of the list: newest first.
 struct Subject {
-  sample::Cert cert;
-  explicit Subject(const std::vector<Der> &names)
-      : cert(sample::with_extension("2.5.29.17", der::seq(names))) {}
+  Cert cert;
+  explicit Subject(const std::vector<Der> &names) : cert(with_extension("2.5.29.17", seq(names))) {}
   explicit operator bool() const { return static_cast<bool>(cert); }
   [[nodiscard]] SshX509Name *first() const { return cert->subject_names; }
 };
 
 TEST_F(NameTest, GeneralNames) {
-  const Der kOther =
-      der::tlv(0xA0, der::join({der::oid("1.2.3"), der::wrap(0, der::text(0x0C, "x"))}));
+  const Der kOther = tlv(0xA0, join({oid("1.2.3"), wrap(0, text(0x0C, "x"))}));
   const struct {
     const char *why;
     Der name;
@@ -30,16 +29,16 @@ TEST_F(NameTest, GeneralNames) {
     bool whole_der = true;
   } rows[] = {
       {"other name", kOther, SSH_X509_NAME_OTHER, "(null)", hex(kOther)},
-      {"primitive other name", der::text(0x80, "x"), SSH_X509_NAME_OTHER, "(null)", "800178"},
-      {"mail", der::text(0x81, "a@b"), SSH_X509_NAME_EMAIL, "a@b", ""},
-      {"host", der::text(0x82, "b.example"), SSH_X509_NAME_DNS, "b.example", ""},
-      {"host without letters", der::text(0x82, ""), SSH_X509_NAME_DNS, "(null)", ""},
-      {"X.400", der::wrap(3, der::null()), SSH_X509_NAME_X400, "(null)", ""},
-      {"EDI", der::wrap(5, der::null()), SSH_X509_NAME_EDI_PARTY, "(null)", ""},
-      {"address", der::text(0x86, "http://c/"), SSH_X509_NAME_URI, "http://c/", ""},
-      {"IP", der::tlv(0x87, unhex("7F000001")), SSH_X509_NAME_IP, "(null)", "7f000001"},
-      {"IP of any length", der::tlv(0x87, {}), SSH_X509_NAME_IP, "(null)", ""},
-      {"identifier", der::tlv(0x88, unhex("2A030405")), SSH_X509_NAME_REGISTERED_ID, "1.2.3.4.5",
+      {"primitive other name", text(0x80, "x"), SSH_X509_NAME_OTHER, "(null)", "800178"},
+      {"mail", text(0x81, "a@b"), SSH_X509_NAME_EMAIL, "a@b", ""},
+      {"host", text(0x82, "b.example"), SSH_X509_NAME_DNS, "b.example", ""},
+      {"host without letters", text(0x82, ""), SSH_X509_NAME_DNS, "(null)", ""},
+      {"X.400", wrap(3, null()), SSH_X509_NAME_X400, "(null)", ""},
+      {"EDI", wrap(5, null()), SSH_X509_NAME_EDI_PARTY, "(null)", ""},
+      {"address", text(0x86, "http://c/"), SSH_X509_NAME_URI, "http://c/", ""},
+      {"IP", tlv(0x87, unhex("7F000001")), SSH_X509_NAME_IP, "(null)", "7f000001"},
+      {"IP of any length", tlv(0x87, {}), SSH_X509_NAME_IP, "(null)", ""},
+      {"identifier", tlv(0x88, unhex("2A030405")), SSH_X509_NAME_REGISTERED_ID, "1.2.3.4.5",
        "2a030405"},
   };
   for (const auto &row : rows) {
@@ -52,35 +51,25 @@ TEST_F(NameTest, GeneralNames) {
     EXPECT_EQ(hex(name->der), hex(row.name)) << row.why;
     EXPECT_EQ(name->taken, 0u);
   }
-  const Subject directory({der::wrap(4, der::common_name("D"))});
+  const Subject directory({wrap(4, common_name("D"))});
   ASSERT_TRUE(directory);
   EXPECT_EQ(directory.first()->type, SSH_X509_NAME_DIRECTORY);
-  EXPECT_EQ(hex(directory.first()->der), hex(der::common_name("D")));
+  EXPECT_EQ(hex(directory.first()->der), hex(common_name("D")));
   EXPECT_EQ(own_text(ssh_x509_name_text(directory.first())), "CN=D");
-  EXPECT_EQ(Subject({der::wrap(4, der::seq({}))}).first()->type, SSH_X509_NAME_DN)
+  EXPECT_EQ(Subject({wrap(4, seq({}))}).first()->type, SSH_X509_NAME_DN)
       << "an empty name adds no entry";
 }
 
 TEST_F(NameTest, GeneralNamesThatAreRefused) {
-  const struct {
-    const char *why;
-    Der name;
-  } rows[] = {
-      {"no alternative", der::tlv(0x89, {})},
-      {"a universal string", der::text(0x16, "a@b")},
-      {"a directory name without a name", der::wrap(4, {})},
-      {"a directory name that is none", der::wrap(4, der::null())},
-      {"a directory name with a bad value", der::wrap(4, der::seq({der::set({der::null()})}))},
-      {"an identifier without arcs", der::tlv(0x88, {})},
-      {"an identifier that is cut", der::tlv(0x88, unhex("2A83"))},
-      {"mail of indefinite length", der::indefinite(0xA1, {der::null()})},
-  };
-  for (const auto &row : rows)
-    EXPECT_FALSE(Subject({der::text(0x82, "good"), row.name})) << row.why;
+  const std::vector<Der> names = {
+      tlv(0x89, {}), text(0x16, "a@b"),  // no alternatives
+      wrap(4, {}),   wrap(4, null()),          wrap(4, seq({set({null()})})),
+      tlv(0x88, {}), tlv(0x88, unhex("2A83")), indefinite(0xA1, {null()})};
+  for (const Der &name : names) EXPECT_FALSE(Subject({text(0x82, "good"), name})) << hex(name);
 }
 
 TEST_F(NameTest, ListsReadNewestFirst) {
-  const Subject subject({der::text(0x82, "one"), der::text(0x81, "mail"), der::text(0x82, "two")});
+  const Subject subject({text(0x82, "one"), text(0x81, "mail"), text(0x82, "two")});
   ASSERT_TRUE(subject);
   std::string order;
   for (const SshX509Name *n = subject.first(); n; n = n->next)

@@ -78,69 +78,51 @@ TEST(OidRegistry, CodesRunOnInTheTablesThatNumberTheirRows) {
 
 TEST(OidRegistry, Oddities) {
   const SshOidRow *first = ssh_oid_find_by_oid("1.3.14.3.2.29", SSH_OID_SIGNATURE);
-  EXPECT_STREQ(first->name, "rsaWithSHA-1");
   EXPECT_STREQ(first->key_scheme, "if-modn{sign{rsa-nist-sha1}}");
   EXPECT_EQ(ssh_oid_find_by_std_name("rsaWithSHA", SSH_OID_SIGNATURE), first + 1);
   EXPECT_STREQ(first[1].oid, first->oid);
-
   EXPECT_EQ(ssh_oid_find_by_oid("2.5.29.1", SSH_OID_EXTENSION)->code, 23u);
   EXPECT_STREQ(ssh_oid_find_by_oid("2.5.4.5", SSH_OID_DN)->name, "STREET");
   EXPECT_STREQ(ssh_oid_find_by_std_name("mailto", SSH_OID_DN)->oid, "1.2.840.113549.1.9.1");
   EXPECT_STREQ(ssh_oid_find_by_oid("1.2.840.113549.1.9.1", SSH_OID_PKCS9)->name, "emailAddress");
-  EXPECT_EQ(ssh_oid_find_by_oid("1.2.840.10046.2.1", SSH_OID_PUBLIC_KEY)->key_type->usage,
-            0x10009u);
-
-  for (const char *name : {"MAIL", "MAILTOO", "", "C "}) {
+  for (const char *name : {"MAIL", "MAILTOO", "", "C "})
     EXPECT_EQ(ssh_oid_find_by_std_name(name, SSH_OID_DN), nullptr) << name;
-  }
-  for (const char *oid : {"2.5.29.99", "2.5.29", "2.5.29.35.1", "2.5.29.035", ""}) {
+  for (const char *oid : {"2.5.29.99", "2.5.29", "2.5.29.35.1", "2.5.29.035", ""})
     EXPECT_EQ(ssh_oid_find_by_oid(oid, SSH_OID_EXTENSION), nullptr) << oid;
-  }
 }
 
 TEST(OidRegistry, OctetsAreLookedUpAsTheirTextIs) {
-  const struct {
-    const char *why;
-    const char *octets;
-    const char *name;  // extension, null for none
-  } rows[] = {
-      {"plain", "551d23", "authorityKeyIdentifier"},
-      {"padded arc", "551d8023", "authorityKeyIdentifier"},
-      {"padded twice", "55801d808023", "authorityKeyIdentifier"},
-      {"as much padding as an arc may have", "551d80808023", "authorityKeyIdentifier"},
-      {"padding that makes the arc too long", "551d8080808023", nullptr},
-      {"an 80 that counts", "551d818023", nullptr},
-      {"cut in the padding", "551d80", nullptr},
-      {"padded zero", "2a864886f67d0741 8000", "unknown (Entrust ANX)"},
-      {"longer than any row", "551d23551d23551d23551d23551d23551d23", nullptr},
-      {"none", "", nullptr},
-  };
-  for (const auto &row : rows) {
-    const std::vector<uint8_t> octets = unhex(row.octets);
+  const auto expect_name = [](const char *digits, const char *name) {
+    const std::vector<uint8_t> octets = unhex(digits);
     const SshOidRow *found = ssh_oid_find_encoded({octets}, SSH_OID_EXTENSION);
-    EXPECT_EQ(found, by_text(octets, SSH_OID_EXTENSION)) << row.why;
-    EXPECT_STREQ(found ? found->name : nullptr, row.name) << row.why;
-  }
+    EXPECT_EQ(found, by_text(octets, SSH_OID_EXTENSION)) << digits;
+    EXPECT_STREQ(found ? found->name : nullptr, name) << digits;
+  };
+  // Padding is passed over, as much as an arc may have.
+  for (const char *digits : {"551d23", "551d8023", "55801d808023", "551d80808023"})
+    expect_name(digits, "authorityKeyIdentifier");
+  expect_name("2a864886f67d0741 8000", "unknown (Entrust ANX)");
+  for (const char *digits :
+       {"551d8080808023", "551d818023", "551d80", "551d23551d23551d23551d23551d23551d23", ""})
+    expect_name(digits, nullptr);
 }
 
-TEST(OidRegistry, EveryOneByteChangeAgreesWithItsText) {
+TEST(OidRegistry, EveryChangeOfAnOctetOrPaddingAgreesWithItsText) {
   for (const FirstRow &first : kFirst) {
+    const auto expect_agreement = [&first](Bytes octets) {
+      ASSERT_EQ(ssh_oid_find_encoded({octets}, first.kind), by_text(octets, first.kind))
+          << hex(octets);
+    };
     for (const SshOidRow *row = ssh_oid_find_by_oid(first.oid, first.kind); row->oid; ++row) {
-      std::vector<uint8_t> octets = encoded(row->oid);
-      for (uint8_t &octet : octets) {
-        const uint8_t kept = octet;
+      const std::vector<uint8_t> octets = encoded(row->oid);
+      for (size_t at = 0; at < octets.size(); ++at) {
+        std::vector<uint8_t> changed = octets, padded = octets;
         for (uint32_t value = 0; value < 256; ++value) {
-          octet = static_cast<uint8_t>(value);
-          ASSERT_EQ(ssh_oid_find_encoded({octets}, first.kind), by_text(octets, first.kind))
-              << hex(octets);
+          changed[at] = static_cast<uint8_t>(value);
+          expect_agreement(changed);
         }
-        octet = kept;
-      }
-      for (size_t at = 1; at <= octets.size(); ++at) {
-        std::vector<uint8_t> padded = octets;
-        padded.insert(padded.begin() + static_cast<std::ptrdiff_t>(at), 0x80);
-        ASSERT_EQ(ssh_oid_find_encoded({padded}, first.kind), by_text(padded, first.kind))
-            << hex(padded);
+        padded.insert(padded.begin() + static_cast<std::ptrdiff_t>(at) + 1, 0x80);
+        expect_agreement(padded);
       }
     }
   }

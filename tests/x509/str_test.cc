@@ -38,38 +38,31 @@ TEST_F(Strings, WireOctetsAreReadAndWritten) {
   const struct {
     const char *why;
     int32_t charset;
-    std::string_view octets;
-    std::string_view letters;
-    std::string_view back;  // "null": refused; empty: the same octets
+    std::string_view octets, letters, back = "";  // empty: the same octets
   } rows[] = {
-      {"bytes are taken as they are", SSH_CHARSET_PRINTABLE, "5f ff", "5F FF", ""},
-      {"no octets", SSH_CHARSET_T61, "", "", "null"},
-      {"BMP", SSH_CHARSET_BMP, "00e9 ffff", "E9 FFFF", ""},
-      {"BMP of odd length", SSH_CHARSET_BMP, "00e900", "", "null"},
-      {"BMP without letters", SSH_CHARSET_BMP, "", "", "null"},
-      {"universal", SSH_CHARSET_UNIVERSAL, "00010000 80000000", "10000 80000000", ""},
-      {"universal of length 6", SSH_CHARSET_UNIVERSAL, "000100000000", "", "null"},
-      {"two octets", SSH_CHARSET_UTF8, "c3a9", "E9", ""},
-      {"a letter of one octet", SSH_CHARSET_UTF8, "616263", "", "null"},
-      {"a letter of one octet at the end", SSH_CHARSET_UTF8, "c3a961", "", "null"},
-      {"three to six octets", SSH_CHARSET_UTF8, "e282ac f0908080 f888808080 fc8480808080",
-       "20AC 10000 200000 4000000", ""},
-      {"the greatest letter", SSH_CHARSET_UTF8, "fdbfbfbfbfbf", "7FFFFFFF", ""},
-      {"seven leading ones", SSH_CHARSET_UTF8, "fe8080808080", "", "null"},
-      {"cut", SSH_CHARSET_UTF8, "e282", "", "null"},
+      {"bytes are taken as they are", SSH_CHARSET_PRINTABLE, "5f ff", "5F FF"},
+      {"BMP", SSH_CHARSET_BMP, "00e9 ffff", "E9 FFFF"},
+      {"universal", SSH_CHARSET_UNIVERSAL, "00010000 80000000", "10000 80000000"},
+      {"two to six octets", SSH_CHARSET_UTF8, "c3a9 e282ac f0908080 f888808080 fc8480808080",
+       "E9 20AC 10000 200000 4000000"},
+      {"the greatest letter", SSH_CHARSET_UTF8, "fdbfbfbfbfbf", "7FFFFFFF"},
       {"a lone continuation is read with the next and passed alone", SSH_CHARSET_UTF8, "85c3a9",
        "143 E9", "c583c3a9"},
-      {"a lone continuation at the end", SSH_CHARSET_UTF8, "c3a985", "", "null"},
       {"overlong", SSH_CHARSET_UTF8, "c181 e08181", "41 41", "4141"},
       {"no continuation mark", SSH_CHARSET_UTF8, "c369", "E9", "c3a9"},
   };
   for (const auto &row : rows) {
     const SshStrOwner str = make_hex(row.charset, row.octets);
-    const std::string same = hex(unhex(row.octets));
-    EXPECT_EQ(wire(str.get()), row.back.empty() ? same : row.back) << row.why;
-    if (!str) continue;
+    EXPECT_EQ(wire(str.get()), row.back.empty() ? hex(unhex(row.octets)) : row.back) << row.why;
     EXPECT_EQ(letters(str.get()), row.letters) << row.why;
   }
+  // Letters of one octet are no UTF-8, nor is what is cut, a last lone continuation and fe.
+  for (const char *octets : {"616263", "c3a961", "e282", "c3a985", "fe8080808080"})
+    EXPECT_EQ(make_hex(SSH_CHARSET_UTF8, octets), nullptr) << octets;
+  for (const char *octets : {"", "00e900"})
+    EXPECT_EQ(make_hex(SSH_CHARSET_BMP, octets), nullptr) << octets;
+  EXPECT_EQ(make_hex(SSH_CHARSET_T61, ""), nullptr);
+  EXPECT_EQ(make_hex(SSH_CHARSET_UNIVERSAL, "000100000000"), nullptr);
   EXPECT_EQ(wire(of_letters(SSH_CHARSET_UTF8, {0x41, 0x7FF, 0x800, 0xFFFF}).get()),
             "41dfbfe0a080efbfbf");
   EXPECT_EQ(wire(of_letters(SSH_CHARSET_UTF8, {0x41, 0x80000000}).get()), "null");
@@ -133,49 +126,40 @@ TEST_F(Strings, LettersOfTheSmallSets) {
 
 TEST_F(Strings, ConvertAllLettersOrNone) {
   const struct {
-    const char *why;
     int32_t from;
     std::initializer_list<uint32_t> letters;
     int32_t to;
     const char *result;  // wire octets
   } rows[] = {
-      {"above U+FFFF to universal", SSH_CHARSET_UTF8, {0x10000}, SSH_CHARSET_UNIVERSAL, "null"},
-      {"above U+FFFF to itself", SSH_CHARSET_UTF8, {0x10000}, SSH_CHARSET_UTF8, "null"},
-      {"U+FFFF has no letter", SSH_CHARSET_BMP, {0xFFFF}, SSH_CHARSET_T61, "null"},
-      {"U+FFFF between wide sets", SSH_CHARSET_BMP, {0xFFFF}, SSH_CHARSET_UTF8, "efbfbf"},
-      {"the last letter fails", SSH_CHARSET_UNIVERSAL, {'a', 'b', 0x100}, SSH_CHARSET_T61, "null"},
-      {"ISO 8859-2 to -4", SSH_CHARSET_ISO_8859_2, {0xB1, 0xE8}, SSH_CHARSET_ISO_8859_4, "b1e8"},
-      {"T.61 to BMP", SSH_CHARSET_T61, {0xA4, 0xC1, 0xE0}, SSH_CHARSET_BMP, "0024e0062126"},
-      {"no letters", SSH_CHARSET_BMP, {}, SSH_CHARSET_T61, ""},
+      {SSH_CHARSET_UTF8, {0x10000}, SSH_CHARSET_UNIVERSAL, "null"},  // above U+FFFF: even to itself
+      {SSH_CHARSET_UTF8, {0x10000}, SSH_CHARSET_UTF8, "null"},
+      {SSH_CHARSET_BMP, {0xFFFF}, SSH_CHARSET_T61, "null"},  // no letter but in the wide sets
+      {SSH_CHARSET_BMP, {0xFFFF}, SSH_CHARSET_UTF8, "efbfbf"},
+      {SSH_CHARSET_UNIVERSAL, {'a', 'b', 0x100}, SSH_CHARSET_T61, "null"},
+      {SSH_CHARSET_ISO_8859_2, {0xB1, 0xE8}, SSH_CHARSET_ISO_8859_4, "b1e8"},
+      {SSH_CHARSET_T61, {0xA4, 0xC1, 0xE0}, SSH_CHARSET_BMP, "0024e0062126"},
+      {SSH_CHARSET_BMP, {}, SSH_CHARSET_T61, ""},
   };
   for (const auto &row : rows) {
-    const SshStrOwner from = of_letters(row.from, row.letters);
-    const SshStrOwner to(ssh_str_charset_test(from.get(), row.to));
-    EXPECT_EQ(wire(to.get()), row.result) << row.why;
-    EXPECT_EQ(to ? to->charset : row.to, row.to) << row.why;
+    const SshStrOwner to(ssh_str_charset_test(of_letters(row.from, row.letters).get(), row.to));
+    EXPECT_EQ(wire(to.get()), row.result) << row.from << " to " << row.to;
+    EXPECT_EQ(to ? to->charset : row.to, row.to);
   }
   EXPECT_EQ(ssh_str_charset_test(nullptr, SSH_CHARSET_BMP), nullptr);
 }
 
 TEST_F(Strings, ChooseTheFirstSetThatHoldsEveryLetter) {
-  const struct {
-    std::initializer_list<uint32_t> letters;
-    int32_t chosen;  // -1: none
-  } rows[] = {
-      {{'A', '_', '"'}, SSH_CHARSET_PRINTABLE},
-      {{'A', '@'}, SSH_CHARSET_IA5},
-      {{'A', 0xE6}, SSH_CHARSET_T61},
-      {{'A', 0xE9}, SSH_CHARSET_BMP},
-      {{'\\', 0xA7}, SSH_CHARSET_BMP},
-      {{'$', 0xA7}, SSH_CHARSET_T61},
-      {{0x10000}, -1},
-      {{}, SSH_CHARSET_PRINTABLE},
+  const auto chosen = [](std::initializer_list<uint32_t> letters) {
+    const SshStrOwner str(ssh_str_charset_choose(of_letters(SSH_CHARSET_UNIVERSAL, letters).get()));
+    return str ? str->charset : -1;
   };
-  for (const auto &row : rows) {
-    const SshStrOwner chosen(
-        ssh_str_charset_choose(of_letters(SSH_CHARSET_UNIVERSAL, row.letters).get()));
-    EXPECT_EQ(chosen ? chosen->charset : -1, row.chosen);
-  }
+  EXPECT_EQ(chosen({'A', '_', '"'}), SSH_CHARSET_PRINTABLE);
+  EXPECT_EQ(chosen({}), SSH_CHARSET_PRINTABLE);
+  EXPECT_EQ(chosen({'A', '@'}), SSH_CHARSET_IA5);
+  EXPECT_EQ(chosen({'$', 0xA7, 0xE6}), SSH_CHARSET_T61);
+  EXPECT_EQ(chosen({'A', 0xE9}), SSH_CHARSET_BMP);
+  EXPECT_EQ(chosen({'\\', 0xA7}), SSH_CHARSET_BMP);
+  EXPECT_EQ(chosen({0x10000}), -1);
   EXPECT_EQ(ssh_str_charset_choose(nullptr), nullptr);
 }
 
@@ -206,43 +190,43 @@ TEST_F(Strings, MoreLettersThanABlockHoldsAreRefused) {
 
 TEST_F(StringsDeathTest, UnknownSetsAreFatal) {
   GTEST_FLAG_SET(death_test_style, "fast");
-  const auto with = [](int32_t charset) {
-    SshStr *str = ssh_str_allocate(SSH_CHARSET_T61, 0);
-    str->charset = charset;
-    return str;
+  static size_t n;
+  static uint32_t letter;
+  const struct {
+    int32_t charset;
+    void (*call)(SshStr *);
+    const char *message;
+  } rows[] = {
+      {0, [](SshStr *) { (void)ssh_str_allocate(11, 0); }, "allocate: unknown character set 11\\."},
+      {0, [](SshStr *) { (void)ssh_str_make(-1, nullptr, 0); },
+       "make: unknown character set 4294967295\\."},
+      {11, [](SshStr *s) { ssh_str_realloc(s, 1); }, "realloc: character set 11 not supported\\."},
+      {12, [](SshStr *s) { ssh_str_append_letter(s, 1); },
+       "append_letter: character set 12 unsupported\\."},
+      {11, [](SshStr *s) { (void)ssh_str_get_letter(s, 0, &letter); },
+       "get_letter: unknown character set\\."},
+      {11, [](SshStr *s) { (void)ssh_str_get(s, &n); }, "get: unknown character set 11\\."},
+      {-1, [](SshStr *s) { (void)ssh_str_get_canonical(s, &n); },
+       "get_canonical: unknown character set 4294967295\\."},
+      {SSH_CHARSET_BMP, [](SshStr *s) { (void)ssh_str_get_data(s, &n); },
+       "get_date: cannot convert to unsigned char\\."},
+      {1, [](SshStr *s) { (void)ssh_str_charset_test(s, 11); },
+       "charset_test: output charset unknown\\."},
+      {11, [](SshStr *s) { (void)ssh_str_charset_test(s, 1); },
+       "charset_test: character set 11 not defined\\.\n"},
   };
-  size_t n;
-  uint32_t letter;
-  const auto status = testing::ExitedWithCode(1);
-  // Messages go to standard output, which death tests do not see: send them to standard error.
-  const auto dies = [&](auto call, const char *message) {
-    EXPECT_EXIT(
-        {
-          ssh_fatal_register([](void *, const char *text) { std::fprintf(stderr, "[%s]", text); },
-                             nullptr, nullptr);
-          call();
-        },
-        status, message);
-  };
-  dies([] { (void)ssh_str_allocate(11, 0); },
-       "\\[ssh_str_allocate: unknown character set 11\\.\\]");
-  dies([&] { ssh_str_realloc(with(11), 1); },
-       "\\[ssh_str_realloc: character set 11 not supported\\.\\]");
-  dies([&] { ssh_str_append_letter(with(12), 1); },
-       "\\[ssh_str_append_letter: character set 12 unsupported\\.\\]");
-  dies([&] { (void)ssh_str_get_letter(with(11), 0, &letter); },
-       "\\[ssh_str_get_letter: unknown character set\\.\\]");
-  dies([] { (void)ssh_str_make(-1, nullptr, 0); },
-       "\\[ssh_str_make: unknown character set 4294967295\\.\\]");
-  dies([&] { (void)ssh_str_get(with(11), &n); }, "\\[ssh_str_get: unknown character set 11\\.\\]");
-  dies([&] { (void)ssh_str_get_canonical(with(-1), &n); },
-       "\\[ssh_str_get_canonical: unknown character set 4294967295\\.\\]");
-  dies([&] { (void)ssh_str_get_data(with(SSH_CHARSET_BMP), &n); },
-       "\\[ssh_str_get_date: cannot convert to unsigned char\\.\\]");
-  dies([&] { (void)ssh_str_charset_test(with(1), 11); },
-       "\\[ssh_str_charset_test: output charset unknown\\.\\]");
-  dies([&] { (void)ssh_str_charset_test(with(11), 1); },
-       "\\[ssh_str_charset_test: character set 11 not defined\\.\n\\]");
+  for (const auto &row : rows) {
+    const SshStrOwner str(ssh_str_allocate(SSH_CHARSET_T61, 0));
+    // Messages go to standard output, which death tests do not see: send them to standard error.
+    const auto die = [&] {
+      ssh_fatal_register([](void *, const char *text) { std::fprintf(stderr, "[%s]", text); },
+                         nullptr, nullptr);
+      str->charset = row.charset;
+      row.call(str.get());
+    };
+    EXPECT_EXIT(die(), testing::ExitedWithCode(1),
+                "\\[ssh_str_" + std::string(row.message) + "\\]");
+  }
 }
 
 }  // namespace
