@@ -21,12 +21,14 @@ size_t length_octets(uint32_t length) {
   return count;
 }
 
-// Levels remembers the constructed elements around the walk, outermost first: where each one ends
-// and whether its length is indefinite. The first levels lie in the object itself, so that ordinary
-// input takes no heap call.
+// Levels remembers the lists around the walk, outermost first: where each one ends, and whether it is
+// plain (see ssh_ber_check). The first levels lie in the object itself, so that ordinary input takes
+// no heap call.
 class Levels {
  public:
-  ~Levels() { ssh_xfree(heap_); }
+  ~Levels() {
+    if (heap_) ssh_xfree(heap_);
+  }
 
   // grow makes room for twice as many levels; false beyond all use.
   [[nodiscard]] bool grow() {
@@ -58,12 +60,17 @@ struct Header {
   bool indefinite;
 };
 
-// read_header reads the header at `p`, the usual kind right here; false if it or its content is cut
-// or too long.
+// read_header reads the header at `p`, the frequent kinds right here; false if it or its content is
+// cut or too long.
 inline bool read_header(const uint8_t *p, const uint8_t *end, Header &header) {
-  if (end - p >= 2 && (p[0] & kLongTag) != kLongTag && p[1] < 0x80) {
+  if (ssh_ber_is_usual(p, end)) {
     header = {p + 2, p[1], (p[0] & 0x20) != 0, false};
-    return p[1] <= end - p - 2;
+    return true;
+  }
+  uint32_t length = 0;
+  if (const uint8_t *content = ssh_ber_find_long_content(p, end, length)) {
+    header = {content, length, (p[0] & 0x20) != 0, false};
+    return true;
   }
   SshBerElement element;
   if (ssh_ber_open_long(p, end, element) != SSH_BER_OK) return false;
@@ -112,19 +119,6 @@ SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end, SshBerEl
 
 SshBerStatus ssh_ber_open_long(const uint8_t *p, const uint8_t *end, SshBerElement &element) {
   if (p == end) return SSH_BER_CUT;
-  if (end - p >= 4 && (p[0] & kLongTag) != kLongTag && (p[1] == 0x81 || p[1] == 0x82)) {
-    const auto header = static_cast<uint8_t>(p[1] - 0x80 + 2);
-    const uint32_t length = p[1] == 0x81 ? p[2] : uint32_t{p[2]} << 8 | p[3];
-    if (length > static_cast<size_t>(end - p) - header) return SSH_BER_CUT;
-    element = {static_cast<uint8_t>(p[0] >> 6),
-               (p[0] & 0x20) != 0,
-               false,
-               header,
-               p[0] & kLongTag,
-               length,
-               p};
-    return SSH_BER_OK;
-  }
   element = {};
   element.data = p;
   element.cls = static_cast<uint8_t>(*p >> 6);
@@ -171,30 +165,29 @@ SshBerExtent ssh_ber_check(Bytes octets) {
   uint32_t *outer = levels.data();
   size_t depth = 0;
   const uint8_t *p = base, *end = base + octets.size();
-  bool indefinite = false;
+  bool plain = false;  // whether the list stands inside an element and ends at `end`
   const auto leave = [&] {
     // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.Assign): it was set on the way in
     const uint32_t level = outer[--depth];
     end = base + (level >> 1);
-    indefinite = (level & 1) != 0;
+    plain = (level & 1) != 0;
   };
   for (;;) {
-    // Nearly all elements have a tag and a length of one octet each and stand inside another one.
-    while (depth > 0) {
-      if (p == end && !indefinite) {
-        leave();
-        continue;
-      }
-      if (!ssh_ber_is_usual(p, end)) break;
-      if ((p[0] & 0x20) != 0) {
+    // Nearly all elements are usual ones and stand in such a list.
+    while (plain) {
+      while (ssh_ber_is_usual(p, end)) {
+        const uint8_t *const content_end = p + 2 + p[1];
+        if ((p[0] & 0x20) == 0) {
+          p = content_end;
+          continue;
+        }
         if (depth == levels.capacity()) break;
-        outer[depth++] = static_cast<uint32_t>(end - base) << 1 | (indefinite ? 1u : 0u);
-        indefinite = false;
-        end = p + 2 + p[1];
+        outer[depth++] = static_cast<uint32_t>(end - base) << 1 | 1;
         p += 2;
-      } else {
-        p += 2 + p[1];
+        end = content_end;
       }
+      if (p != end) break;
+      leave();
     }
     if (depth == 0) {
       extent.good = static_cast<size_t>(p - base);
@@ -203,7 +196,7 @@ SshBerExtent ssh_ber_check(Bytes octets) {
     }
     if (ssh_ber_is_end(p, end)) {
       p += 2;
-      if (indefinite) leave();
+      if (depth > 0 && !plain) leave();
       continue;
     }
     Header header;
@@ -216,10 +209,10 @@ SshBerExtent ssh_ber_check(Bytes octets) {
       if (!levels.grow()) break;
       outer = levels.data();
     }
-    outer[depth++] = static_cast<uint32_t>(end - base) << 1 | (indefinite ? 1u : 0u);
+    outer[depth++] = static_cast<uint32_t>(end - base) << 1 | (plain ? 1u : 0u);
     p = header.content;
-    indefinite = header.indefinite;
-    if (!indefinite) end = p + header.length;
+    plain = !header.indefinite;
+    if (plain) end = p + header.length;
   }
   return {extent.good, extent.elements - 1, true, depth > 0, p};
 }
@@ -247,8 +240,6 @@ struct SshBerFreelistRecord {
   uint32_t kind;
   void *block;
 };
-
-SshBerFreelist ssh_ber_freelist_alloc() { return nullptr; }
 
 void ssh_ber_freelist_add(SshBerFreelist *list, uint32_t kind, void *block) {
   if (!list) ssh_fatal("ssh_ber_freelist_add: freelist not defined.");

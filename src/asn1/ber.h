@@ -4,6 +4,7 @@
 // written in create.cc, one row a keyword.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -59,11 +60,32 @@ struct SshBerElement {
 [[nodiscard]] SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end,
                                                 SshBerElement &element);
 
-// ssh_ber_is_usual is true at an element whose tag and length take one octet each, whose content lies
-// before `end`, and which is no end of contents. Nearly all are such, so walks look at them inline.
+// kSshBerOneOctetTag tells of an identifier octet that no others follow, and that it does not begin
+// an end of contents.
+inline constexpr auto kSshBerOneOctetTag = [] {
+  std::array<bool, 256> table = {};
+  for (size_t octet = 1; octet < table.size(); ++octet) table[octet] = (octet & 0x1F) != 0x1F;
+  return table;
+}();
+
+// ssh_ber_is_usual is true at an element whose tag and length take one octet each and whose content
+// lies before `end`. Nearly all are such, so walks look at them inline. The length is compared with
+// its sign, which makes those of several octets too long to fit.
 [[nodiscard]] inline bool ssh_ber_is_usual(const uint8_t *p, const uint8_t *end) {
-  return end - p >= 2 && (p[0] & 0x1F) != 0x1F && p[1] < 0x80 && (p[0] | p[1]) != 0 &&
-         p[1] <= end - p - 2;
+  const ptrdiff_t room = end - p - 2;
+  return room >= 0 && static_cast<size_t>(static_cast<int8_t>(p[1])) <= static_cast<size_t>(room) &&
+         kSshBerOneOctetTag[p[0]];
+}
+
+// ssh_ber_find_long_content finds the content of an element whose tag takes one octet and whose length
+// two or three, as those of most elements do that are not usual; null if the element is no such one
+// or is cut.
+[[nodiscard]] inline const uint8_t *ssh_ber_find_long_content(const uint8_t *p, const uint8_t *end,
+                                                              uint32_t &length) {
+  if (end - p < 4 || !kSshBerOneOctetTag[p[0]] || (p[1] != 0x81 && p[1] != 0x82)) return nullptr;
+  const uint8_t *const content = p + p[1] - 0x80 + 2;
+  length = p[1] == 0x81 ? p[2] : uint32_t{p[2]} << 8 | p[3];
+  return length <= static_cast<size_t>(end - content) ? content : nullptr;
 }
 
 // ssh_ber_open_long is the general case behind ssh_ber_open; call that.
@@ -132,7 +154,7 @@ enum : uint32_t { SSH_BER_FREELIST_BLOCK = 1, SSH_BER_FREELIST_TEXT = 2 };
 struct SshBerFreelistRecord;
 using SshBerFreelist = SshBerFreelistRecord *;
 
-[[nodiscard]] SshBerFreelist ssh_ber_freelist_alloc();
+[[nodiscard]] inline SshBerFreelist ssh_ber_freelist_alloc() { return nullptr; }
 
 // ssh_ber_freelist_add records `block`; a kind other than the two above adds nothing; a null list
 // is fatal.

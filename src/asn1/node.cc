@@ -5,15 +5,24 @@
 
 namespace {
 
-// first_of skips end-of-contents octets, which are no nodes, and gives the list from its first
-// element on.
-SshAsn1Node first_of(const uint8_t *p, const uint8_t *end, SshAsn1Work *work) {
+// first_of_any skips end-of-contents octets, which are no nodes, and gives the list from its first
+// element on; first_of has the frequent cases inline.
+[[gnu::noinline]] SshAsn1Node first_of_any(const uint8_t *p, const uint8_t *end,
+                                           SshAsn1Work *work) {
   while (p != end && ssh_ber_is_end(p, end)) p += 2;
   SshBerElement element;
   if (p == end || ssh_ber_open(p, end, element) != SSH_BER_OK) return {};
   const uint8_t *next = ssh_ber_element_end(element, end, work->left);
   if (!next) return {};
   return {p, next, end, work};
+}
+
+inline SshAsn1Node first_of(const uint8_t *p, const uint8_t *end, SshAsn1Work *work) {
+  if (ssh_ber_is_usual(p, end)) return {p, p + 2 + p[1], end, work};
+  uint32_t length = 0;
+  const uint8_t *const content = ssh_ber_find_long_content(p, end, length);
+  if (content) return {p, content + length, end, work};
+  return first_of_any(p, end, work);
 }
 
 SshAsn1Status status_of(const SshBerExtent &extent) {

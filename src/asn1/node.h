@@ -4,6 +4,8 @@
 // walk are in node.cc, reading in read.cc, creating in create.cc.
 #pragma once
 
+#include <algorithm>
+
 #include "asn1/reader.h"
 #include "asn1/template.h"
 #include "asn1/view.h"
@@ -116,7 +118,8 @@ SshAsn1Status ssh_asn1_read_node(SshAsn1Node node, SshAsn1Template<Text>, Output
   SshAsn1Cursor cursor = {node.data, node.end};
   const SshAsn1Status status = SshAsn1CompiledRead<kOps>::template list<0, kOps.size()>(
       reader, cursor, SshAsn1Order::kSequence);
-  reader.finish(status, kOps.data(), kOps.size());
+  if constexpr (std::ranges::any_of(kOps, ssh_asn1_gives_block))
+    reader.finish(status, kOps.data(), kOps.size());
   return status;
 }
 

@@ -52,6 +52,13 @@ class Arcs {
   bool valid_ = true;
 };
 
+bool arcs_are_valid(Bytes octets) {
+  Arcs arcs(octets);
+  for (uint32_t arc; arcs.next(arc);) {
+  }
+  return arcs.valid();
+}
+
 constexpr size_t digits(uint32_t value) {
   size_t count = 1;
   for (; value >= 10; value /= 10) ++count;
@@ -112,12 +119,13 @@ char *ssh_ber_arcs_to_oid_string(const uint32_t *arcs, size_t count) {
   return text;
 }
 
-bool ssh_ber_oid_is_valid(Bytes octets) {
+bool ssh_ber_oid_is_valid_long(Bytes octets) {
   if (octets.empty()) return false;
-  Arcs arcs(octets);
-  for (uint32_t arc; arcs.next(arc);) {
+  // An arc is too long if four of its octets are not its last: one of them is looked at here.
+  for (size_t i = kArcOctetsMax; i < octets.size(); i += kArcOctetsMax) {
+    if (octets[i] >= 0x80) return arcs_are_valid(octets);
   }
-  return arcs.valid();
+  return octets.size() == 1 || octets.back() < 0x80;
 }
 
 char *ssh_ber_oid_text(SshOid oid) {

@@ -25,8 +25,12 @@ struct SshOid {
 [[nodiscard]] char *ssh_ber_arcs_to_oid_string(const uint32_t *arcs, size_t count);
 
 // ssh_ber_oid_is_valid is true if the octets read as an identifier: not empty, not cut, no arc
-// above 28 bits.
-[[nodiscard]] bool ssh_ber_oid_is_valid(Bytes octets);
+// above 28 bits. In the four octets after the first no arc can be too long.
+[[nodiscard]] bool ssh_ber_oid_is_valid_long(Bytes octets);  // the general case
+[[nodiscard]] inline bool ssh_ber_oid_is_valid(Bytes octets) {
+  if (octets.size() > 5) return ssh_ber_oid_is_valid_long(octets);
+  return octets.size() == 1 || (octets.size() > 1 && octets.back() < 0x80);
+}
 
 // ssh_ber_oid_text returns an identifier's dotted text (ssh_xfree), or null if the octets are not
 // valid.

@@ -1,100 +1,98 @@
 // Reading: the rarer steps, and the walk over the program of a template that comes at run time.
 #include "asn1/node.h"
-#include "util/fatal.h"
 
-bool SshAsn1Reader::open_long(const uint8_t *p, const uint8_t *end, SshAsn1Place &place) {
+bool SshAsn1Reader::open_long(const uint8_t *p, const uint8_t *end, SshAsn1Place &place,
+                              SshAsn1Work *work) {
+  uint32_t length = 0;
+  const uint8_t *const content = ssh_ber_find_long_content(p, end, length);
+  if (!content || work->left <= 1) return open_unusual(p, end, place, work);
+  place = ssh_asn1_place_of(p, content, length);
+  --work->left;
+  return true;
+}
+
+bool SshAsn1Reader::open_unusual(const uint8_t *p, const uint8_t *end, SshAsn1Place &place,
+                                 SshAsn1Work *work) {
   while (p != end && ssh_ber_is_end(p, end)) p += 2;
   SshBerElement element;
-  if (p == end || work_->left == 0 || ssh_ber_open(p, end, element) != SSH_BER_OK) return false;
-  --work_->left;
-  const uint8_t *element_end = ssh_ber_element_end(element, end, work_->left);
+  if (p == end || work->left == 0 || ssh_ber_open(p, end, element) != SSH_BER_OK) return false;
+  --work->left;
+  const uint8_t *element_end = ssh_ber_element_end(element, end, work->left);
   place = {ssh_asn1_identifier(element.cls, element.tag),
            element.constructed,
            element.indefinite,
            p,
            p + element.header_length,
            element_end};
-  return element_end && work_->left;
+  return element_end && work->left;
 }
 
 // enter_wrapper opens the element inside an explicit tag, if it is the one that the template asks
 // for.
 bool SshAsn1Reader::enter_wrapper(const SshAsn1Op &op, const SshAsn1Place &wrapper,
-                                  SshAsn1Place &inner) {
-  if (!wrapper.constructed || !open(wrapper.content, wrapper.content_end(), inner)) return false;
+                                  SshAsn1Place &inner, SshAsn1Work *work) {
+  if (!wrapper.constructed || !open(wrapper.content, wrapper.content_end(), inner, work))
+    return false;
   if (op.any_tag || op.type == SSH_ASN1_ANY) return true;
   return inner.identifier ==
          ssh_asn1_identifier(SSH_BER_UNIVERSAL, kSshAsn1Keywords[op.keyword].tag);
 }
 
-// locate_from looks for a template element from `p` to the end of the list. What stands behind
-// others can be found again from each of them, so its octets are paid for: whoever reads it walks
-// over them without an account.
-bool SshAsn1Reader::locate_from(const SshAsn1Op &op, const uint8_t *p, SshAsn1Cursor &cursor,
-                                SshAsn1Place &place) {
+// search looks for a template element from `p` to the end of the list. What stands behind others can
+// be found again from each of them, so its octets are paid for: whoever reads it walks over them
+// without an account.
+SshAsn1Reader::Search SshAsn1Reader::search(const SshAsn1Op &op, const uint8_t *p,
+                                            const uint8_t *end, SshAsn1Work *work) {
+  Search search = {};
   SshAsn1Place inner;
-  for (; open(p, cursor.end, place); p = place.end) {
-    cursor.passed |= mark_of(place.identifier);
-    if (!fits(op, place) || (op.is_explicit && !enter_wrapper(op, place, inner))) continue;
-    work_->spend_again(static_cast<size_t>(place.end - p));
+  for (; open(p, end, search.place, work); p = search.place.end) {
+    search.passed |= mark_of(search.place.identifier);
+    if (!fits(op, search.place)) continue;
+    if (op.is_explicit && !enter_wrapper(op, search.place, inner, work)) continue;
+    work->spend_again(static_cast<size_t>(search.place.end - p));
+    search.found = true;
+    break;
+  }
+  return search;
+}
+
+SshAsn1Status SshAsn1Reader::missing(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end,
+                                     SshAsn1Work *work) {
+  SshAsn1Place left;
+  const bool ordinary = op.type <= SSH_ASN1_CONSTRUCTED;
+  return ordinary && !open(p, end, left, work) ? SSH_ASN1_NODE_NULL : SSH_ASN1_MATCH_NOT_FOUND;
+}
+
+uint32_t SshAsn1Reader::low32(Bytes content) {
+  SshMpInt value;
+  value.set_twos_complement(content);
+  return value.low32();
+}
+
+bool SshAsn1Reader::read_bits(Bytes content, SshAsn1Bits &bits) {
+  if (content.empty()) return false;
+  const size_t all = 8 * (content.size() - 1);
+  if (content[0] > all) return false;  // more unused bits than there are
+  bits = {content.subspan(1), all - content[0]};
+  return true;
+}
+
+// give_content decodes into blocks or text of the caller's own.
+bool SshAsn1Reader::give_content(const SshAsn1Op &op, Bytes content) {
+  if (op.type == SSH_ASN1_OCTETS) {
+    give_octets(op, content, content.size());
     return true;
   }
-  return false;
-}
-
-bool SshAsn1Reader::read_other_content(const SshAsn1Op &op, Bytes content) {
-  switch (op.type) {
-    case SSH_ASN1_BOOLEAN:
-      if (content.size() != 1) return false;
-      out<int>(op) = content[0] ? 1 : 0;
-      return true;
-    case SSH_ASN1_INTEGER:
-      if (op.owned)
-        out<Bytes>(op) = content;
-      else
-        out<SshMpInt>(op).set_twos_complement(content);
-      return true;
-    case SSH_ASN1_SHORT: {
-      SshMpInt value;
-      value.set_twos_complement(content);
-      out<uint32_t>(op) = value.low32();
-      return true;
-    }
-    case SSH_ASN1_BITS:
-      return read_bits(op, content);
-    case SSH_ASN1_OCTETS:
-      give_octets(op, content, content.size());
-      return true;
-    case SSH_ASN1_NULL:
-      return content.empty();
-    case SSH_ASN1_OID:
-      return give_oid_text(op, content);
-    case SSH_ASN1_UTC_TIME:
-      return ssh_ber_utc_time_decode(content, &out<SshBerTime>(op));
-    case SSH_ASN1_GENERALIZED_TIME:
-      return ssh_ber_generalized_time_decode(content, &out<SshBerTime>(op));
-    default:
-      ssh_fatal("ssh_asn1_read_node_recurse: command definition corrupted.");
+  if (op.type == SSH_ASN1_BITS) {
+    SshAsn1Bits bits;
+    if (!read_bits(content, bits)) return false;
+    give_octets(op, bits.octets, bits.bits);
+    return true;
   }
-}
-
-bool SshAsn1Reader::give_oid_text(const SshAsn1Op &op, Bytes content) {
   char *text = ssh_ber_oid_text({content});
   if (!text) return false;
   ssh_ber_freelist_add(&freelist_, SSH_BER_FREELIST_TEXT, text);
   out<char *>(op) = text;
-  return true;
-}
-
-bool SshAsn1Reader::read_bits(const SshAsn1Op &op, Bytes content) {
-  if (content.empty()) return false;
-  const size_t all = 8 * (content.size() - 1);
-  if (content[0] > all) return false;  // more unused bits than there are
-  const size_t bits = all - content[0];
-  if (op.owned)
-    give_octets(op, content.subspan(1), bits);
-  else
-    out<SshAsn1Bits>(op) = {content.subspan(1), bits};
   return true;
 }
 

@@ -7,6 +7,7 @@
 
 #include "asn1/template.h"
 #include "asn1/view.h"
+#include "util/fatal.h"
 
 // How the elements of a list are looked for.
 enum class SshAsn1Order : uint8_t { kSequence, kSet, kChoice };
@@ -26,6 +27,11 @@ struct SshAsn1Place {
   }
 };
 
+// ssh_asn1_place_of describes an element of definite length whose tag takes one octet.
+inline SshAsn1Place ssh_asn1_place_of(const uint8_t *p, const uint8_t *content, size_t length) {
+  return {ssh_asn1_identifier_of(*p), (*p & 0x20) != 0, false, p, content, content + length};
+}
+
 // SshAsn1Cursor is a position in a list of elements.
 struct SshAsn1Cursor {
   const uint8_t *first;
@@ -33,6 +39,11 @@ struct SshAsn1Cursor {
   const uint8_t *at = first;
   uint64_t passed = 0;  // a mark for each element before `at`: without its mark, one is not there
 };
+
+// ssh_asn1_gives_block is true for elements that are decoded into a block or text of the caller's own.
+constexpr bool ssh_asn1_gives_block(const SshAsn1Op &op) {
+  return op.owned && op.type != SSH_ASN1_INTEGER;
+}
 
 // SshAsn1Chosen is what a choice has come to.
 struct SshAsn1Chosen {
@@ -42,6 +53,8 @@ struct SshAsn1Chosen {
   bool found = false;
 };
 
+// SshAsn1Reader is the steps. In a compiled read they are all inlined, and what is too rare for that
+// is static and takes no reader: so a reader needs no memory, nor do the places and cursors.
 class SshAsn1Reader {
  public:
   SshAsn1Reader(void *const *outputs, SshAsn1Work *work) : outputs_(outputs), work_(work) {}
@@ -59,7 +72,7 @@ class SshAsn1Reader {
     if (op.is_explicit) {
       const SshAsn1Place wrapper = place;
       list_end = wrapper.content_end();
-      if (!enter_wrapper(op, wrapper, place)) return SSH_ASN1_BER_STEP_FAILED;
+      if (!enter_wrapper(op, wrapper, place, work_)) return SSH_ASN1_BER_STEP_FAILED;
     }
     const SshAsn1Status status = read_place(op, place, list_end, optional, found, children);
     if (found) cursor.at = after;
@@ -67,10 +80,11 @@ class SshAsn1Reader {
   }
 
   // choice_begin opens the element that a choice is about; false if there is none.
-  bool choice_begin(const SshAsn1Op &op, SshAsn1Cursor &cursor, SshAsn1Chosen &chosen) {
+  [[gnu::always_inline]] bool choice_begin(const SshAsn1Op &op, SshAsn1Cursor &cursor,
+                                           SshAsn1Chosen &chosen) {
     out<int>(op) = -1;
     chosen.after = cursor.at;
-    return open(cursor.at, cursor.end, chosen.here);
+    return open(cursor.at, cursor.end, chosen.here, work_);
   }
 
   // choice_try reads one alternative unless its header already tells that it does not fit; `read`
@@ -93,7 +107,8 @@ class SshAsn1Reader {
     return SSH_ASN1_OK;
   }
 
-  void choice_end(const SshAsn1Chosen &chosen, SshAsn1Cursor &cursor, bool &found) {
+  [[gnu::always_inline]] void choice_end(const SshAsn1Chosen &chosen, SshAsn1Cursor &cursor,
+                                         bool &found) {
     cursor.at = chosen.after;
     cursor.passed |= mark_of(chosen.here.identifier);
     found = chosen.found;
@@ -104,26 +119,26 @@ class SshAsn1Reader {
   static SshAsn1Order order_inside(const SshAsn1Op &op, const SshAsn1Place &place) {
     const uint32_t keyword = kSshAsn1Keywords[op.keyword].tag;
     const bool own_tag = op.is_explicit || !op.tagged;
-    const uint32_t tag = op.any_tag ? place.identifier & kSshAsn1TagMask
+    const uint32_t tag = op.any_tag ? ssh_asn1_tag_of(place.identifier)
                          : own_tag  ? keyword
                                     : op.tag;
     return tag == 17 || (tag != 16 && keyword == 17) ? SshAsn1Order::kSet : SshAsn1Order::kSequence;
   }
 
   // missing tells why a mandatory element was not found.
-  SshAsn1Status missing(const SshAsn1Op &op, const SshAsn1Cursor &cursor) {
-    SshAsn1Place left;
-    const bool ordinary = op.type <= SSH_ASN1_CONSTRUCTED;
-    return ordinary && !open(cursor.at, cursor.end, left) ? SSH_ASN1_NODE_NULL
-                                                          : SSH_ASN1_MATCH_NOT_FOUND;
+  [[gnu::always_inline]] SshAsn1Status missing(const SshAsn1Op &op,
+                                               const SshAsn1Cursor &cursor) const {
+    return missing(op, cursor.at, cursor.end, work_);
   }
 
   // nothing_here tells a list that has ended from one whose work is spent.
-  [[nodiscard]] SshAsn1Status nothing_here() const {
+  [[nodiscard, gnu::always_inline]] SshAsn1Status nothing_here() const {
     return work_->left ? SSH_ASN1_OK : SSH_ASN1_BER_STEP_FAILED;
   }
 
-  void set_flag(const SshAsn1Op &op, bool value) { out<int>(op) = value ? 1 : 0; }
+  [[gnu::always_inline]] void set_flag(const SshAsn1Op &op, bool value) {
+    out<int>(op) = value ? 1 : 0;
+  }
 
   // finish closes the freelist: after a failure no block stays allocated and none stays visible.
   void finish(SshAsn1Status status, const SshAsn1Op *ops, size_t count) {
@@ -132,7 +147,8 @@ class SshAsn1Reader {
 
  private:
   static uint64_t mark_of(uint32_t identifier) {
-    return uint64_t{1} << ((identifier >> 26 ^ identifier) & 63);
+    const uint32_t tag = ssh_asn1_tag_of(identifier);
+    return uint64_t{1} << ((ssh_asn1_class_of(identifier) << 4 ^ tag >> 26 ^ tag) & 63);
   }
 
   // takes_anything is true for template elements that are content with whatever stands at the
@@ -147,23 +163,43 @@ class SshAsn1Reader {
 
   // open opens the element at `p`, stepping over end-of-contents octets; false at the end of the
   // list and when all work is spent.
-  [[gnu::always_inline]] bool open(const uint8_t *p, const uint8_t *end, SshAsn1Place &place) {
-    if (p == end) return false;
-    if (!ssh_ber_is_usual(p, end) || work_->left <= 1) return open_long(p, end, place);
-    --work_->left;
-    place = {ssh_asn1_identifier(static_cast<uint8_t>(p[0] >> 6), p[0] & 0x1Fu),
-             (p[0] & 0x20) != 0,
-             false,
-             p,
-             p + 2,
-             p + 2 + p[1]};
+  [[gnu::always_inline]] static bool open(const uint8_t *p, const uint8_t *end, SshAsn1Place &place,
+                                          SshAsn1Work *work) {
+    if (!ssh_ber_is_usual(p, end) || work->left <= 1) {
+      SshAsn1Place opened;
+      if (p == end || !open_long(p, end, opened, work)) return false;
+      place = opened;
+      return true;
+    }
+    place = ssh_asn1_place_of(p, p + 2, p[1]);
+    --work->left;
     return true;
   }
-  bool open_long(const uint8_t *p, const uint8_t *end, SshAsn1Place &place);
 
-  bool enter_wrapper(const SshAsn1Op &op, const SshAsn1Place &wrapper, SshAsn1Place &inner);
-  bool locate_from(const SshAsn1Op &op, const uint8_t *p, SshAsn1Cursor &cursor,
-                   SshAsn1Place &place);
+  static bool open_long(const uint8_t *p, const uint8_t *end, SshAsn1Place &place,
+                        SshAsn1Work *work);
+  [[gnu::noinline]] static bool open_unusual(const uint8_t *p, const uint8_t *end,
+                                             SshAsn1Place &place, SshAsn1Work *work);
+  static bool enter_wrapper(const SshAsn1Op &op, const SshAsn1Place &wrapper, SshAsn1Place &inner,
+                            SshAsn1Work *work);
+  static SshAsn1Status missing(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end,
+                               SshAsn1Work *work);
+
+  struct Search {
+    SshAsn1Place place;
+    uint64_t passed;
+    bool found;
+  };
+  static Search search(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end,
+                       SshAsn1Work *work);
+  [[gnu::always_inline]] bool locate_from(const SshAsn1Op &op, const uint8_t *p,
+                                          SshAsn1Cursor &cursor, SshAsn1Place &place) {
+    if (p == cursor.end) return false;
+    const Search result = search(op, p, cursor.end, work_);
+    cursor.passed |= result.passed;
+    place = result.place;
+    return result.found;
+  }
 
   // locate looks for a template element: tagged ones among the whole list, so that they may stand
   // in any order, untagged ones from the cursor on; in a set every element among the whole set; in
@@ -173,19 +209,20 @@ class SshAsn1Reader {
     const bool whole_list =
         order == SshAsn1Order::kSet || (op.tagged && order == SshAsn1Order::kSequence);
     const bool anything = takes_anything(op);
-    if (whole_list && !anything && (cursor.passed & mark_of(op.identifier))) {
+    if (whole_list && !anything && (cursor.passed & mark_of(op.identifier)))
       return locate_from(op, cursor.first, cursor, place);
-    }
-    if (!open(cursor.at, cursor.end, place)) return false;
+    if (!open(cursor.at, cursor.end, place, work_)) return false;
     cursor.passed |= mark_of(place.identifier);
     SshAsn1Place inner;
-    if ((anything || fits(op, place)) && (!op.is_explicit || enter_wrapper(op, place, inner)))
+    if ((anything || fits(op, place)) &&
+        (!op.is_explicit || enter_wrapper(op, place, inner, work_)))
       return true;
     if (anything || order == SshAsn1Order::kChoice) return false;
     return locate_from(op, place.end, cursor, place);
   }
 
-  SshAsn1Status nothing_found(const SshAsn1Op &op, SshAsn1Order order, bool optional, bool &found) {
+  [[gnu::always_inline]] SshAsn1Status nothing_found(const SshAsn1Op &op, SshAsn1Order order,
+                                                     bool optional, bool &found) {
     const bool may_be_nothing =
         op.type == SSH_ASN1_ANY && !op.tagged && !optional && order != SshAsn1Order::kChoice;
     if (may_be_nothing && work_->left) {
@@ -213,26 +250,49 @@ class SshAsn1Reader {
     return read_content(op, place.bytes()) ? SSH_ASN1_OK : SSH_ASN1_DECODE_FAILED;
   }
 
-  // read_content decodes a primitive's content; what is most frequent is decided here.
+  // read_content decodes a primitive's content.
   [[gnu::always_inline]] bool read_content(const SshAsn1Op &op, Bytes content) {
-    if (op.type == SSH_ASN1_OCTETS && !op.owned) {
-      out<Bytes>(op) = content.empty() ? Bytes() : content;
-      return true;
+    if (ssh_asn1_gives_block(op)) return give_content(op, content);
+    switch (op.type) {
+      case SSH_ASN1_BOOLEAN:
+        if (content.size() != 1) return false;
+        out<int>(op) = content[0] ? 1 : 0;
+        return true;
+      case SSH_ASN1_INTEGER:
+        if (op.owned)
+          out<Bytes>(op) = content;
+        else
+          out<SshMpInt>(op).set_twos_complement(content);
+        return true;
+      case SSH_ASN1_SHORT:
+        out<uint32_t>(op) = low32(content);
+        return true;
+      case SSH_ASN1_BITS:
+        return read_bits(content, out<SshAsn1Bits>(op));
+      case SSH_ASN1_OCTETS:
+        out<Bytes>(op) = content.empty() ? Bytes() : content;
+        return true;
+      case SSH_ASN1_NULL:
+        return content.empty();
+      case SSH_ASN1_OID:
+        out<SshOid>(op) = {content};
+        return ssh_ber_oid_is_valid(content);
+      case SSH_ASN1_UTC_TIME:
+        return ssh_ber_utc_time_decode(content, &out<SshBerTime>(op));
+      case SSH_ASN1_GENERALIZED_TIME:
+        return ssh_ber_generalized_time_decode(content, &out<SshBerTime>(op));
+      default:
+        ssh_fatal("ssh_asn1_read_node_recurse: command definition corrupted.");
     }
-    if (op.type == SSH_ASN1_OID && !op.owned) {
-      out<SshOid>(op) = {content};
-      return ssh_ber_oid_is_valid(content);
-    }
-    return read_other_content(op, content);
   }
-  bool read_other_content(const SshAsn1Op &op, Bytes content);
-  bool read_bits(const SshAsn1Op &op, Bytes content);
-  bool give_oid_text(const SshAsn1Op &op, Bytes content);
+  static uint32_t low32(Bytes content);
+  static bool read_bits(Bytes content, SshAsn1Bits &bits);
+  bool give_content(const SshAsn1Op &op, Bytes content);
   void give_octets(const SshAsn1Op &op, Bytes octets, size_t length);
   void finish_blocks(SshAsn1Status status, const SshAsn1Op *ops, size_t count);
 
   template <class T>
-  T &out(const SshAsn1Op &op, uint32_t index = 0) {
+  [[gnu::always_inline]] T &out(const SshAsn1Op &op, uint32_t index = 0) {
     return *static_cast<T *>(outputs_[op.argument + index]);
   }
 
@@ -245,7 +305,8 @@ class SshAsn1Reader {
 template <const auto &Ops>
 struct SshAsn1CompiledRead {
   template <uint32_t I, uint32_t End>
-  static SshAsn1Status list(SshAsn1Reader &reader, SshAsn1Cursor &cursor, SshAsn1Order order) {
+  [[gnu::always_inline]] static SshAsn1Status list(SshAsn1Reader &reader, SshAsn1Cursor &cursor,
+                                                   SshAsn1Order order) {
     if constexpr (I == End) {
       return SSH_ASN1_OK;
     } else {
@@ -259,8 +320,9 @@ struct SshAsn1CompiledRead {
 
  private:
   template <uint32_t I>
-  static SshAsn1Status element(SshAsn1Reader &reader, SshAsn1Cursor &cursor, SshAsn1Order order,
-                               bool optional, bool &found) {
+  [[gnu::always_inline]] static SshAsn1Status element(SshAsn1Reader &reader, SshAsn1Cursor &cursor,
+                                                      SshAsn1Order order, bool optional,
+                                                      bool &found) {
     constexpr const SshAsn1Op &kOp = Ops[I];
     if constexpr (kOp.type == SSH_ASN1_OPTIONAL) {
       bool inner = false;
@@ -276,7 +338,8 @@ struct SshAsn1CompiledRead {
       return status;
     } else {
       return reader.read_simple(
-          kOp, cursor, order, optional, found, [&reader](const SshAsn1Place &place) {
+          kOp, cursor, order, optional,
+          found, [&reader](const SshAsn1Place &place) __attribute__((always_inline)) {
             SshAsn1Cursor inside = {place.content, place.content_end()};
             // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): the reader has set the place
             return list<I + 1, kOp.end>(reader, inside, SshAsn1Reader::order_inside(kOp, place));
@@ -285,12 +348,14 @@ struct SshAsn1CompiledRead {
   }
 
   template <uint32_t I, uint32_t Alternative>
-  static SshAsn1Status alternatives(SshAsn1Reader &reader, const SshAsn1Cursor &cursor,
-                                    bool optional, SshAsn1Chosen &chosen) {
+  [[gnu::always_inline]] static SshAsn1Status alternatives(SshAsn1Reader &reader,
+                                                           const SshAsn1Cursor &cursor,
+                                                           bool optional, SshAsn1Chosen &chosen) {
     if constexpr (Alternative == Ops[I].end) {
       return SSH_ASN1_OK;
     } else {
-      const auto read = [&reader, optional](SshAsn1Cursor &tried, bool &matched) {
+      const auto read = [&reader, optional ](SshAsn1Cursor & tried, bool &matched)
+          __attribute__((always_inline)) {
         return element<Alternative>(reader, tried, SshAsn1Order::kChoice, optional, matched);
       };
       const SshAsn1Status status =

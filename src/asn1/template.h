@@ -65,11 +65,21 @@ constexpr SshAsn1Binding kSshAsn1Bindings[] = {
 };
 static_assert(std::size(kSshAsn1Bindings) == SSH_ASN1_OPTIONAL + 1);
 
-// ssh_asn1_identifier packs class and tag number into one word. Tag numbers of the input have at
-// most 28 bits, so a template's number above that is given one which no input has.
-constexpr uint32_t kSshAsn1TagMask = 0x3FFFFFFF;
+// ssh_asn1_identifier packs class and tag number into one word: as in an identifier octet if the
+// number fits into one, else with kSshAsn1LongTag. Tag numbers of the input have at most 28 bits, so
+// a template's number above that is given one which no input has.
+constexpr uint32_t kSshAsn1LongTag = 1 << 29;
+constexpr uint32_t kSshAsn1TagMask = kSshAsn1LongTag - 1;
 constexpr uint32_t ssh_asn1_identifier(uint8_t cls, uint32_t tag) {
-  return uint32_t{cls} << 30 | (tag < kSshAsn1TagMask ? tag : kSshAsn1TagMask);
+  if (tag < 0x1F) return uint32_t{cls} << 6 | tag;
+  return uint32_t{cls} << 30 | kSshAsn1LongTag | (tag < kSshAsn1TagMask ? tag : kSshAsn1TagMask);
+}
+constexpr uint32_t ssh_asn1_identifier_of(uint8_t octet) { return octet & 0xDFu; }
+constexpr uint32_t ssh_asn1_class_of(uint32_t identifier) {
+  return identifier & kSshAsn1LongTag ? identifier >> 30 : identifier >> 6;
+}
+constexpr uint32_t ssh_asn1_tag_of(uint32_t identifier) {
+  return identifier & (identifier & kSshAsn1LongTag ? kSshAsn1TagMask : 0x1F);
 }
 
 // SshAsn1Op is one element of a program, in the order of the text; its children follow it up to

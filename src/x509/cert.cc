@@ -125,7 +125,7 @@ bool decode_extended_key_usage(SshAsn1Node value, SshX509Cert &cert, SshX509Deco
   return true;
 }
 
-constexpr SshX509ExtensionRow<SshX509Cert> kExtensions[] = {
+constexpr SshX509ExtensionTable<SshX509Cert> kExtensions({
     {SSH_X509_EXT_AUTHORITY_KEY_ID, decode_authority_key_id},
     {SSH_X509_EXT_SUBJECT_KEY_ID, decode_subject_key_id},
     {SSH_X509_EXT_KEY_USAGE, decode_key_usage},
@@ -141,7 +141,7 @@ constexpr SshX509ExtensionRow<SshX509Cert> kExtensions[] = {
     {SSH_X509_EXT_AUTHORITY_INFO_ACCESS, decode_authority_info_access},
     {SSH_X509_EXT_CRL_DISTRIBUTION_POINTS, decode_distribution_points},
     {SSH_X509_EXT_EXTENDED_KEY_USAGE, decode_extended_key_usage},
-};
+});
 
 // UniqueIdentifier ::= BIT STRING; its length is kept in bits, deliberately, unlike that of every
 // other name.
@@ -263,9 +263,9 @@ bool decode_certificate(SshAsn1Node root, SshX509Cert &cert, SshX509Decoder &dec
   if (!ssh_x509_signature_convert(signature, cert, decoder))
     return decoder.refuse("signatureValue", algorithm.data);
   if (!decode_names(parts, cert, decoder)) return false;
-  constexpr std::span<const SshX509ExtensionRow<SshX509Cert>> kRows(kExtensions);
-  return !parts.has_extensions || ssh_x509_extensions_decode(parts.extensions, kRows, true, cert,
-                                                             decoder, ssh_x509_further_rows());
+  return !parts.has_extensions ||
+         ssh_x509_extensions_decode(parts.extensions, kExtensions, true, cert, decoder,
+                                    &ssh_x509_further_extensions);
 }
 
 }  // namespace

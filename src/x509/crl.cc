@@ -36,12 +36,12 @@ bool decode_certificate_issuer(SshAsn1Node value, SshX509RevokedEntry &entry,
   return ssh_x509_name_decode_general_names(value, decoder.pool, &entry.certificate_issuer);
 }
 
-constexpr SshX509ExtensionRow<SshX509RevokedEntry> kEntryExtensions[] = {
+constexpr SshX509ExtensionTable<SshX509RevokedEntry> kEntryExtensions({
     {SSH_X509_EXT_REASON_CODE, decode_reason},
     {SSH_X509_EXT_HOLD_INSTRUCTION, decode_hold_instruction},
     {SSH_X509_EXT_INVALIDITY_DATE, decode_invalidity_date},
     {SSH_X509_EXT_CERTIFICATE_ISSUER, decode_certificate_issuer},
-};
+});
 
 bool decode_authority_key_id(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
   return ssh_x509_decode_key_id(value, crl.authority_key_id, decoder);
@@ -79,7 +79,7 @@ bool decode_extra(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
   return ssh_x509_decode_extra(value, &crl.extras, decoder);
 }
 
-constexpr SshX509ExtensionRow<SshX509Crl> kCrlExtensions[] = {
+constexpr SshX509ExtensionTable<SshX509Crl> kCrlExtensions({
     {SSH_X509_EXT_AUTHORITY_KEY_ID, decode_authority_key_id},
     {SSH_X509_EXT_ISSUER_ALT_NAME, decode_issuer_alt_name},
     {SSH_X509_EXT_CRL_NUMBER, decode_crl_number},
@@ -91,7 +91,7 @@ constexpr SshX509ExtensionRow<SshX509Crl> kCrlExtensions[] = {
     {SSH_X509_EXT_CA_VERSION, decode_extra},
     {SSH_X509_EXT_EXPIRED_CERTS_ON_CRL, decode_extra},
     {SSH_X509_EXT_NEXT_CRL_PUBLISH, decode_extra},
-};
+});
 
 // One entry of revokedCertificates:
 //   SEQUENCE {
@@ -109,8 +109,8 @@ bool decode_entry(SshAsn1Node node, SshX509RevokedEntry &entry, SshX509Decoder &
                          &entry.date, &entry.date) != SSH_ASN1_OK) {
     return decoder.refuse("revocationDate", node.data);
   }
-  constexpr std::span<const SshX509ExtensionRow<SshX509RevokedEntry>> kRows(kEntryExtensions);
-  return !has_extensions || ssh_x509_extensions_decode(extensions, kRows, false, entry, decoder);
+  return !has_extensions ||
+         ssh_x509_extensions_decode(extensions, kEntryExtensions, false, entry, decoder);
 }
 
 constexpr uint8_t kReasonExtension[] = {0x30, 0x0C, 0x30, 0x0A, 0x06, 0x03, 0x55,
@@ -229,9 +229,8 @@ bool decode_crl(SshAsn1Node root, SshX509Crl &crl, SshX509Decoder &decoder) {
   }
   crl.revoked = parts.revoked.list();
   if (!decode_entries(crl, decoder)) return false;
-  constexpr std::span<const SshX509ExtensionRow<SshX509Crl>> kRows(kCrlExtensions);
   return !parts.has_extensions ||
-         ssh_x509_extensions_decode(parts.extensions, kRows, false, crl, decoder);
+         ssh_x509_extensions_decode(parts.extensions, kCrlExtensions, false, crl, decoder);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstddef>
-#include <span>
 
 #include "asn1/node.h"
 #include "util/pool.h"
@@ -77,29 +76,37 @@ using SshX509ExtensionDecode = bool (*)(SshAsn1Node value, Record &record, SshX5
 // SshX509ExtensionRow gives a kind its decoder. Kinds without a row pass when not critical.
 template <class Record>
 struct SshX509ExtensionRow {
-  SshX509ExtensionKind kind;
-  SshX509ExtensionDecode<Record> decode;
+  SshX509ExtensionKind kind = SSH_X509_EXT_UNKNOWN;
+  SshX509ExtensionDecode<Record> decode = nullptr;
   bool SshX509Rules::*rule = nullptr;  // the decision that the row hangs on, if any
 };
 
-// ssh_x509_extension_decoder finds a kind's decoder, or null.
+// SshX509ExtensionTable has rows at the places of their kinds, and empty ones at the others.
 template <class Record>
-[[nodiscard]] SshX509ExtensionDecode<Record> ssh_x509_extension_decoder(
-    std::span<const SshX509ExtensionRow<Record>> rows, uint32_t kind, const SshX509Rules &rules) {
-  for (const auto &row : rows) {
-    if (row.kind == kind) return !row.rule || rules.*row.rule ? row.decode : nullptr;
+struct SshX509ExtensionTable {
+  SshX509ExtensionRow<Record> rows[SSH_X509_EXT_KINDS] = {};
+
+  template <size_t N>
+  consteval explicit SshX509ExtensionTable(const SshX509ExtensionRow<Record> (&given)[N]) {
+    for (const auto &row : given) rows[row.kind] = row;
   }
-  return nullptr;
-}
+
+  // decoder finds a kind's decoder, or null.
+  [[nodiscard]] SshX509ExtensionDecode<Record> decoder(uint32_t kind,
+                                                       const SshX509Rules &rules) const {
+    const auto &row = rows[kind];
+    return !row.rule || rules.*row.rule ? row.decode : nullptr;
+  }
+};
 
 // ssh_x509_extensions_decode reads Extensions and hands each value to its decoder, which is looked
-// for in `rows`, then in `further`.
+// for in `table`, then in `further`.
 //   Extensions ::= SEQUENCE SIZE (1..MAX) OF Extension
 template <class Record>
 [[nodiscard]] bool ssh_x509_extensions_decode(
-    SshAsn1Node node, std::span<const SshX509ExtensionRow<Record>> rows, bool attributes_may_repeat,
+    SshAsn1Node node, const SshX509ExtensionTable<Record> &table, bool attributes_may_repeat,
     Record &record, SshX509Decoder &decoder,
-    std::span<const SshX509ExtensionRow<Record>> further = {}) {
+    const SshX509ExtensionTable<Record> *further = nullptr) {
   record.extensions.clear();
   SshAsn1Node list;
   if (ssh_asn1_read_node(node, "(sequence ()(any ()))"_asn1, &list) != SSH_ASN1_OK) {
@@ -114,8 +121,8 @@ template <class Record>
     if (!extension.row || extension.repeated) continue;
 
     const uint32_t kind = extension.row->code;
-    SshX509ExtensionDecode<Record> decode = ssh_x509_extension_decoder(rows, kind, decoder.rules);
-    if (!decode) decode = ssh_x509_extension_decoder(further, kind, decoder.rules);
+    SshX509ExtensionDecode<Record> decode = table.decoder(kind, decoder.rules);
+    if (!decode && further) decode = further->decoder(kind, decoder.rules);
     if (!decode && extension.critical) {
       return decoder.refuse("a critical extension that has no place here", list.data, extension.id);
     }
@@ -158,8 +165,8 @@ template <class Record>
 [[nodiscard]] bool ssh_x509_decode_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
                                                       SshX509Decoder &decoder);
 
-// ssh_x509_further_rows are the decoders of a certificate's further extensions.
-[[nodiscard]] std::span<const SshX509ExtensionRow<SshX509Cert>> ssh_x509_further_rows();
+// ssh_x509_further_extensions are the decoders of a certificate's further extensions.
+extern const SshX509ExtensionTable<SshX509Cert> ssh_x509_further_extensions;
 
 // ssh_x509_bits_to_mask makes a mask of the first four octets of a BIT STRING: the first octet in
 // bits 0 to 7.

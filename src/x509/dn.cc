@@ -20,11 +20,9 @@ constexpr const char *kUnstructuredName = "1.2.840.113549.1.9.2";
 // stands after it.
 SshAsn1Node only(SshAsn1Node node) { return ssh_asn1_list_of(node.der(), node.work); }
 
-// plain_type is true for a valid object identifier. Four octets after the first make no arc too
-// long.
+// plain_type is true for an object identifier that a pair may have.
 bool plain_type(Bytes octets) {
-  if (octets.size() > 5) return octets.size() <= SSH_DN_TYPE_MAX && ssh_ber_oid_is_valid(octets);
-  return octets.size() == 1 || (octets.size() > 1 && octets.back() < 0x80);
+  return octets.size() <= SSH_DN_TYPE_MAX && ssh_ber_oid_is_valid(octets);
 }
 
 // kPlainCharsets gives the character set of a value by its identifier octet. A bit string, which is

@@ -1,8 +1,10 @@
 // The text form of names: printing and parsing. Only octets are looked at; no locale takes part.
+#include <algorithm>
 #include <array>
 
 #include "x509/dn_parts.h"
 #include "x509/oid_registry.h"
+#include "x509/profile.h"
 
 namespace {
 
@@ -92,6 +94,15 @@ bool print_value(Printer &printer, const SshStr *value) {
   return octets != nullptr;
 }
 
+// shows_letters is true for a value whose octets are its letters: in the sets of one octet a letter,
+// and in the standard's UTF-8 for ASCII. A string of more letters than fit into a block has no text.
+bool shows_letters(const SshDNPairView &pair) {
+  if (pair.charset <= SSH_CHARSET_T61) return true;
+  if (pair.charset != SSH_CHARSET_UTF8 || !ssh_x509_rules().standard_utf8) return false;
+  return pair.value.size() <= SSH_XMALLOC_MAX / sizeof(uint32_t) &&
+         std::all_of(pair.value.begin(), pair.value.end(), [](uint8_t c) { return c < 0x80; });
+}
+
 // PrintVisitor prints Name DER without making a name of it.
 struct PrintVisitor {
   Printer printer;
@@ -108,7 +119,7 @@ void PrintVisitor::pair(const SshDNPairView &pair) {
   printer.type(row, row ? row->oid : oid.get());
   if (pair.value.empty()) {
     missing = true;
-  } else if (pair.charset <= SSH_CHARSET_T61) {
+  } else if (shows_letters(pair)) {
     printer.value(pair.value);
   } else {
     auto *octets = static_cast<uint8_t *>(ssh_xmemdup(pair.value.data(), pair.value.size()));

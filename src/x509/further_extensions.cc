@@ -1,6 +1,6 @@
 // The further extensions of certificates, which the registry knows under the modern profile: some
 // are decoded, the others are checked to be of their type and kept. One more of those is a row in
-// kForms and in kRows.
+// kForms and in the table below.
 #include "x509/cert.h"
 #include "x509/decoder.h"
 
@@ -119,7 +119,9 @@ bool decode_template(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decod
   return major.to_uint32(record->major_version) && minor.to_uint32(record->minor_version);
 }
 
-constexpr SshX509ExtensionRow<SshX509Cert> kRows[] = {
+}  // namespace
+
+constinit const SshX509ExtensionTable<SshX509Cert> ssh_x509_further_extensions({
     {SSH_X509_EXT_INHIBIT_ANY_POLICY, decode_inhibit_any_policy},
     {SSH_X509_EXT_SUBJECT_INFO_ACCESS, decode_subject_info_access},
     {SSH_X509_EXT_FRESHEST_CRL, decode_freshest_crl},
@@ -141,11 +143,7 @@ constexpr SshX509ExtensionRow<SshX509Cert> kRows[] = {
     {SSH_X509_EXT_CA_VERSION, decode_extra},
     {SSH_X509_EXT_PREVIOUS_CA_HASH, decode_extra},
     {SSH_X509_EXT_APPLICATION_POLICIES, decode_extra},
-};
-
-}  // namespace
-
-std::span<const SshX509ExtensionRow<SshX509Cert>> ssh_x509_further_rows() { return kRows; }
+});
 
 bool ssh_x509_decode_extra(SshAsn1Node value, SshX509Extra **list, SshX509Decoder &decoder) {
   const SshOidRow *row = decoder.extension->row;

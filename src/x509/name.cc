@@ -8,11 +8,24 @@ char *text_of(Bytes octets) {
   return octets.empty() ? nullptr : static_cast<char *>(ssh_xmemdup(octets.data(), octets.size()));
 }
 
-// The name type of each GeneralName alternative, in the order of their tags.
-constexpr SshX509NameType kAlternatives[] = {
-    SSH_X509_NAME_OTHER, SSH_X509_NAME_EMAIL,     SSH_X509_NAME_DNS,
-    SSH_X509_NAME_X400,  SSH_X509_NAME_DIRECTORY, SSH_X509_NAME_EDI_PARTY,
-    SSH_X509_NAME_URI,   SSH_X509_NAME_IP,        SSH_X509_NAME_REGISTERED_ID,
+// Alternative is one of GeneralName: its type, and what of an entry holds its octets, if they are
+// kept apart.
+struct Alternative {
+  SshX509NameType type;
+  Bytes SshX509Name::*octets;
+};
+
+// In the order of their tags.
+constexpr Alternative kAlternatives[] = {
+    {SSH_X509_NAME_OTHER, nullptr},
+    {SSH_X509_NAME_EMAIL, &SshX509Name::text},
+    {SSH_X509_NAME_DNS, &SshX509Name::text},
+    {SSH_X509_NAME_X400, nullptr},
+    {SSH_X509_NAME_DIRECTORY, nullptr},
+    {SSH_X509_NAME_EDI_PARTY, nullptr},
+    {SSH_X509_NAME_URI, &SshX509Name::text},
+    {SSH_X509_NAME_IP, &SshX509Name::data},
+    {SSH_X509_NAME_REGISTERED_ID, &SshX509Name::data},
 };
 
 }  // namespace
@@ -70,28 +83,25 @@ bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshPool &po
 //      registeredID              [8]  OBJECT IDENTIFIER }                   RFC 5280, 4.2.1.6
 bool ssh_x509_name_decode_general(SshAsn1Node node, SshPool &pool, SshX509Name **list) {
   int which = -1;
-  SshAsn1Node other, x400, directory, edi;
-  Bytes email, dns, uri, ip;
+  SshAsn1Node any;
   SshOid id;
+  Bytes *const octets = &id.octets;  // no more than one of the alternatives is read
   if (ssh_asn1_read_node(
           node,
           "(choice(any (0))(ia5-string (1))(ia5-string (2))(any (3))(any (e 4))(any (5))"
           "(ia5-string (6))(octet-string (7))(object-identifier (8)))"_asn1,
-          &which, &other, &email, &dns, &x400, &directory, &edi, &uri, &ip, &id) != SSH_ASN1_OK) {
+          &which, &any, octets, octets, &any, &any, &any, octets, octets, &id) != SSH_ASN1_OK) {
     return false;
   }
-  const SshX509NameType type = kAlternatives[which];
-  if (type == SSH_X509_NAME_DIRECTORY) return ssh_x509_name_decode_dn(directory, type, pool, list);
+  const Alternative &alternative = kAlternatives[which];
+  if (alternative.type == SSH_X509_NAME_DIRECTORY)
+    return ssh_x509_name_decode_dn(any, alternative.type, pool, list);
 
   auto *name = pool.make<SshX509Name>();
-  name->type = type;
+  name->type = alternative.type;
   name->der = node.der();
-  if (type == SSH_X509_NAME_OTHER) name->data = node.der();
-  if (type == SSH_X509_NAME_EMAIL) name->text = email;
-  if (type == SSH_X509_NAME_DNS) name->text = dns;
-  if (type == SSH_X509_NAME_URI) name->text = uri;
-  if (type == SSH_X509_NAME_IP) name->data = ip;
-  if (type == SSH_X509_NAME_REGISTERED_ID) name->data = id.octets;
+  if (alternative.octets) name->*alternative.octets = *octets;
+  if (alternative.type == SSH_X509_NAME_OTHER) name->data = name->der;
   name->data_length = static_cast<uint32_t>(name->data.size());
   ssh_x509_name_add(list, name);
   return true;
