@@ -81,6 +81,11 @@ struct SshX509ExtensionRow {
   bool SshX509Rules::*rule = nullptr;  // the decision that the row hangs on, if any
 };
 
+// Deliberately not constexpr: a call while a table is made is the compiler's error message.
+namespace extension_table_error {
+void a_kind_has_two_rows();
+}
+
 // SshX509ExtensionTable has rows at the places of their kinds, and empty ones at the others.
 template <class Record>
 struct SshX509ExtensionTable {
@@ -88,7 +93,10 @@ struct SshX509ExtensionTable {
 
   template <size_t N>
   consteval explicit SshX509ExtensionTable(const SshX509ExtensionRow<Record> (&given)[N]) {
-    for (const auto &row : given) rows[row.kind] = row;
+    for (const auto &row : given) {
+      if (rows[row.kind].decode) extension_table_error::a_kind_has_two_rows();
+      rows[row.kind] = row;
+    }
   }
 
   // decoder finds a kind's decoder, or null.
