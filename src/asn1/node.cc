@@ -98,6 +98,14 @@ SshAsn1Node ssh_asn1_node_next_long(SshAsn1Node node) {
   return first_of(node.next, node.end, node.work);
 }
 
+SshAsn1Node ssh_asn1_node_find(SshAsn1Node list, uint8_t identifier) {
+  const uint32_t wanted = ssh_asn1_identifier_of(identifier);
+  while (list &&
+         (ssh_asn1_identifier_of(*list.data) != wanted || ssh_asn1_node_open(list).indefinite))
+    list = ssh_asn1_node_next(list);
+  return list;
+}
+
 SshAsn1Node ssh_asn1_node_child(SshAsn1Node node) {
   if (!node) return {};
   const SshBerElement element = ssh_asn1_node_open(node);

@@ -50,6 +50,10 @@ SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1N
   return {p, p + 2 + p[1], node.end, node.work};
 }
 
+// ssh_asn1_node_find gives the first element of the list with this identifier octet and a definite
+// length, which is the one that a template would find; the null node if there is none.
+[[nodiscard]] SshAsn1Node ssh_asn1_node_find(SshAsn1Node list, uint8_t identifier);
+
 // ssh_asn1_node_child gives the first element inside a node, or the null node if it has none or is
 // primitive.
 [[nodiscard]] SshAsn1Node ssh_asn1_node_child(SshAsn1Node node);
@@ -81,8 +85,8 @@ SshAsn1Status ssh_asn1_encode_node(SshAsn1Context *context, SshAsn1Node node);
 [[nodiscard]] SshAsn1Node ssh_asn1_list_of(Bytes octets, SshAsn1Work *work);
 
 // ssh_asn1_run_read and ssh_asn1_run_create are behind the typed fronts below; call those.
-SshAsn1Status ssh_asn1_run_read(SshAsn1Node node, const SshAsn1Op *ops, uint32_t count,
-                                void *const *outputs);
+SshAsn1Status ssh_asn1_run_read(SshAsn1Mode mode, SshAsn1Node node, const SshAsn1Op *ops,
+                                uint32_t count, void *const *outputs);
 
 struct SshAsn1Input {
   int number = 0;
@@ -105,22 +109,30 @@ struct SshAsn1Input {
 SshAsn1Status ssh_asn1_run_create(SshAsn1Context *context, SshAsn1Node *node, const SshAsn1Op *ops,
                                   uint32_t count, const SshAsn1Input *inputs);
 
-// ssh_asn1_read_node matches a template against the list that starts at `node` and stores what it
-// finds. An absent optional element sets its flag to 0 and leaves its outputs alone. Views live as
-// long as the node's octets; blocks and text are the caller's (ssh_xfree) on success, and freed and
-// null again on failure.
+// ssh_asn1_read_node_as is ssh_asn1_read_node in a mode of the caller's choice. The template is held
+// against all of the list: in a mode that tells, elements behind the last that it takes are left over.
 template <SshAsn1Text Text, class... Outputs>
-SshAsn1Status ssh_asn1_read_node(SshAsn1Node node, SshAsn1Template<Text>, Outputs... outputs) {
+SshAsn1Status ssh_asn1_read_node_as(SshAsn1Mode mode, SshAsn1Node node, SshAsn1Template<Text>,
+                                    Outputs... outputs) {
   constexpr auto &kOps = kSshAsn1Ops<Text, false, Outputs...>;
   void *const pointers[] = {static_cast<void *>(outputs)..., nullptr};
   SshAsn1Work none = {1};
-  SshAsn1Reader reader(pointers, node.work ? node.work : &none);
+  SshAsn1Reader reader(pointers, node.work ? node.work : &none, mode);
   SshAsn1Cursor cursor = {node.data, node.end};
   const SshAsn1Status status = SshAsn1CompiledRead<kOps>::template list<0, kOps.size()>(
       reader, cursor, SshAsn1Order::kSequence);
   if constexpr (std::ranges::any_of(kOps, ssh_asn1_gives_block))
     reader.finish(status, kOps.data(), kOps.size());
   return status;
+}
+
+// ssh_asn1_read_node matches a template against the list that starts at `node` and stores what it
+// finds. An absent optional element sets its flag to 0 and leaves its outputs alone. Views live as
+// long as the node's octets; blocks and text are the caller's (ssh_xfree) on success, and freed and
+// null again on failure.
+template <SshAsn1Text Text, class... Outputs>
+SshAsn1Status ssh_asn1_read_node(SshAsn1Node node, SshAsn1Template<Text> text, Outputs... outputs) {
+  return ssh_asn1_read_node_as(SshAsn1Mode::kSearch, node, text, outputs...);
 }
 
 // ssh_asn1_read_tree reads from a tree's current node.
@@ -163,14 +175,20 @@ SshAsn1Status ssh_asn1_parse_run_time(const char *caller, const char *text, cons
 // ssh_asn1_read_node_text and ssh_asn1_create_node_text take a template that comes at run time. A
 // null one is fatal.
 template <class... Outputs>
-SshAsn1Status ssh_asn1_read_node_text(SshAsn1Node node, const char *text, Outputs... outputs) {
+SshAsn1Status ssh_asn1_read_node_text_as(SshAsn1Mode mode, SshAsn1Node node, const char *text,
+                                         Outputs... outputs) {
   constexpr uint32_t kFits[] = {ssh_asn1_output_fits<Outputs>()..., 0};
   SshAsn1Program program;
   const SshAsn1Status status = ssh_asn1_parse_run_time("ssh_asn1_read_node: format string NULL.",
                                                        text, kFits, sizeof...(Outputs), &program);
   if (status != SSH_ASN1_OK) return status;
   void *const pointers[] = {static_cast<void *>(outputs)..., nullptr};
-  return ssh_asn1_run_read(node, program.ops, program.count, pointers);
+  return ssh_asn1_run_read(mode, node, program.ops, program.count, pointers);
+}
+
+template <class... Outputs>
+SshAsn1Status ssh_asn1_read_node_text(SshAsn1Node node, const char *text, Outputs... outputs) {
+  return ssh_asn1_read_node_text_as(SshAsn1Mode::kSearch, node, text, outputs...);
 }
 
 // ssh_asn1_read_tree_text does the same from a tree's current node.

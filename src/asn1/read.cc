@@ -56,6 +56,35 @@ SshAsn1Reader::Search SshAsn1Reader::search(const SshAsn1Op &op, const uint8_t *
   return search;
 }
 
+// is_end is true where a list holds no further element: end-of-contents octets are none.
+bool SshAsn1Reader::is_end(const uint8_t *p, const uint8_t *end, SshAsn1Work *work) {
+  SshAsn1Place left;
+  return !open(p, end, left, work);
+}
+
+SshAsn1Status SshAsn1Reader::nothing_left(const SshAsn1Cursor &cursor, SshAsn1Work *work) {
+  uint32_t elements = 0;
+  SshAsn1Place place;
+  for (const uint8_t *p = cursor.first; open(p, cursor.end, place, work); p = place.end) ++elements;
+  return elements == cursor.taken ? SSH_ASN1_OK : SSH_ASN1_MATCH_NOT_FOUND;
+}
+
+// nothing_known_left counts the elements that carry a tag of the template's. One without content
+// holds nothing that could be lost.
+SshAsn1Status SshAsn1Reader::nothing_known_left(const SshAsn1Cursor &cursor, const SshAsn1Op *ops,
+                                                uint32_t first, uint32_t last, SshAsn1Work *work) {
+  uint32_t known = 0;
+  SshAsn1Place place;
+  for (const uint8_t *p = cursor.first; open(p, cursor.end, place, work); p = place.end) {
+    if (place.content == place.end) continue;
+    for (uint32_t i = first; i != last;) {
+      known += ops[i].tagged && ops[i].identifier == place.identifier ? 1 : 0;
+      i = ops[i].type >= SSH_ASN1_CHOICE ? i + 1 : ops[i].end;  // into what stands in the same list
+    }
+  }
+  return known == cursor.tagged ? SSH_ASN1_OK : SSH_ASN1_MATCH_NOT_FOUND;
+}
+
 SshAsn1Status SshAsn1Reader::missing(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end,
                                      SshAsn1Work *work) {
   SshAsn1Place left;
@@ -124,14 +153,15 @@ class RunTimeRead {
  public:
   RunTimeRead(SshAsn1Reader &reader, const SshAsn1Op *ops) : reader_(reader), ops_(ops) {}
 
-  SshAsn1Status list(uint32_t op, uint32_t op_end, SshAsn1Cursor cursor, SshAsn1Order order) {
-    for (; op != op_end; op = ops_[op].end) {
+  SshAsn1Status list(uint32_t first, uint32_t last, SshAsn1Cursor cursor, SshAsn1Order order) {
+    for (uint32_t op = first; op != last; op = ops_[op].end) {
       bool found = false;
       const SshAsn1Status status = element(op, cursor, order, false, found);
       if (status != SSH_ASN1_OK) return status;
       if (!found) return reader_.missing(ops_[op], cursor);
     }
-    return SSH_ASN1_OK;
+    if (first == last || SshAsn1Reader::is_list_of(ops_, first, last)) return SSH_ASN1_OK;
+    return reader_.list_done(cursor, ops_, first, last);
   }
 
  private:
@@ -175,10 +205,10 @@ class RunTimeRead {
 
 }  // namespace
 
-SshAsn1Status ssh_asn1_run_read(SshAsn1Node node, const SshAsn1Op *ops, uint32_t count,
-                                void *const *outputs) {
+SshAsn1Status ssh_asn1_run_read(SshAsn1Mode mode, SshAsn1Node node, const SshAsn1Op *ops,
+                                uint32_t count, void *const *outputs) {
   SshAsn1Work none = {1};
-  SshAsn1Reader reader(outputs, node.work ? node.work : &none);
+  SshAsn1Reader reader(outputs, node.work ? node.work : &none, mode);
   RunTimeRead read(reader, ops);
   const SshAsn1Status status = read.list(0, count, {node.data, node.end}, SshAsn1Order::kSequence);
   reader.finish(status, ops, count);

@@ -1,4 +1,5 @@
-// The steps of reading: how an element of a template is looked for in a list, matched and decoded.
+// The steps of reading: how an element of a template is looked for in a list, matched and decoded, and
+// what becomes of elements that no part of the template takes (SshAsn1Mode).
 // They are written once and run in two ways: read.cc walks over the program of a template that
 // comes at run time, and SshAsn1CompiledRead, below, is the same walk unrolled by the compiler, in
 // which every question about the template is answered beforehand. Recursion goes over the
@@ -11,6 +12,18 @@
 
 // How the elements of a list are looked for.
 enum class SshAsn1Order : uint8_t { kSequence, kSet, kChoice };
+
+// SshAsn1Mode tells what a read makes of elements that its template does not read where they stand.
+enum class SshAsn1Mode : uint8_t {
+  // They are passed over, also where they carry a tag that the template names; a primitive type in
+  // constructed form is passed over too, and its outputs stay as they are.
+  kSearch,
+  // An element that carries a tag which the template gives is read or an error; so is a primitive type
+  // in constructed form, and a second element under an explicit tag. Others are passed over.
+  kKnown,
+  // Every element is read or an error. An "any" that is all of a list stands for the whole list.
+  kWhole
+};
 
 // SshAsn1Place is an opened element.
 struct SshAsn1Place {
@@ -37,7 +50,10 @@ struct SshAsn1Cursor {
   const uint8_t *first;
   const uint8_t *end;
   const uint8_t *at = first;
-  uint64_t passed = 0;  // a mark for each element before `at`: without its mark, one is not there
+  uint64_t passed = 0;   // a mark for each element before `at`: without its mark, one is not there
+  uint32_t taken = 0;    // elements that the template has taken
+  uint32_t tagged = 0;   // those of them that it gives a tag and that are not empty
+  bool strayed = false;  // whether one of them was not found at `at`
 };
 
 // ssh_asn1_gives_block is true for elements that are decoded into a block or text of the caller's own.
@@ -57,7 +73,8 @@ struct SshAsn1Chosen {
 // is static and takes no reader: so a reader needs no memory, nor do the places and cursors.
 class SshAsn1Reader {
  public:
-  SshAsn1Reader(void *const *outputs, SshAsn1Work *work) : outputs_(outputs), work_(work) {}
+  SshAsn1Reader(void *const *outputs, SshAsn1Work *work, SshAsn1Mode mode)
+      : outputs_(outputs), work_(work), mode_(mode) {}
 
   // read_simple reads an ordinary element or an "any"; `children` reads what is inside a place.
   template <class Children>
@@ -67,12 +84,17 @@ class SshAsn1Reader {
     SshAsn1Place place;
     if (!locate(op, cursor, order, place)) return nothing_found(op, order, optional, found);
     found = true;
+    ++cursor.taken;
+    if (op.tagged && place.content != place.end) ++cursor.tagged;
     const uint8_t *const after = place.end;
     const uint8_t *list_end = cursor.end;
     if (op.is_explicit) {
       const SshAsn1Place wrapper = place;
       list_end = wrapper.content_end();
       if (!enter_wrapper(op, wrapper, place, work_)) return SSH_ASN1_BER_STEP_FAILED;
+      if (mode_ != SshAsn1Mode::kSearch && place.end != list_end &&
+          !is_end(place.end, list_end, work_))
+        return SSH_ASN1_MATCH_NOT_FOUND;
     }
     const SshAsn1Status status = read_place(op, place, list_end, optional, found, children);
     if (found) cursor.at = after;
@@ -111,7 +133,25 @@ class SshAsn1Reader {
                                          bool &found) {
     cursor.at = chosen.after;
     cursor.passed |= mark_of(chosen.here.identifier);
+    if (chosen.found) ++cursor.taken;
     found = chosen.found;
+  }
+
+  // list_done ends the reading of a list: `ops`, from `first` to `last`, are the elements that the
+  // template has for it.
+  [[gnu::always_inline]] SshAsn1Status list_done(const SshAsn1Cursor &cursor, const SshAsn1Op *ops,
+                                                 uint32_t first, uint32_t last) const {
+    if (mode_ == SshAsn1Mode::kSearch || (!cursor.strayed && cursor.at == cursor.end))
+      return SSH_ASN1_OK;
+    return mode_ == SshAsn1Mode::kWhole ? nothing_left(cursor, work_)
+                                        : nothing_known_left(cursor, ops, first, last, work_);
+  }
+
+  // is_list_of is true for elements that are a list of any: one "any" and nothing else.
+  static constexpr bool is_list_of(const SshAsn1Op *ops, uint32_t first, uint32_t last) {
+    const uint32_t only =
+        ops[first].type == SSH_ASN1_OPTIONAL && first + 1 != last ? first + 1 : first;
+    return ops[only].type == SSH_ASN1_ANY && !ops[only].tagged && ops[only].end == last;
   }
 
   // order_inside tells how the children of an element are looked for: as a set if it is one, or if
@@ -185,6 +225,11 @@ class SshAsn1Reader {
   static SshAsn1Status missing(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end,
                                SshAsn1Work *work);
 
+  static bool is_end(const uint8_t *p, const uint8_t *end, SshAsn1Work *work);
+  static SshAsn1Status nothing_left(const SshAsn1Cursor &cursor, SshAsn1Work *work);
+  static SshAsn1Status nothing_known_left(const SshAsn1Cursor &cursor, const SshAsn1Op *ops,
+                                          uint32_t first, uint32_t last, SshAsn1Work *work);
+
   struct Search {
     SshAsn1Place place;
     uint64_t passed;
@@ -197,6 +242,7 @@ class SshAsn1Reader {
     if (p == cursor.end) return false;
     const Search result = search(op, p, cursor.end, work_);
     cursor.passed |= result.passed;
+    cursor.strayed |= result.found;
     place = result.place;
     return result.found;
   }
@@ -244,6 +290,7 @@ class SshAsn1Reader {
     if (place.constructed || place.indefinite) {
       // A primitive type in constructed form is passed over without an error: its outputs stay as
       // they are, and as an optional element it counts as absent.
+      if (mode_ != SshAsn1Mode::kSearch) return SSH_ASN1_DECODE_FAILED;
       if (optional) found = false;
       return SSH_ASN1_OK;
     }
@@ -298,23 +345,27 @@ class SshAsn1Reader {
 
   void *const *outputs_;
   SshAsn1Work *work_;
+  SshAsn1Mode mode_;
   SshBerFreelist freelist_ = ssh_ber_freelist_alloc();
 };
 
 // SshAsn1CompiledRead is the walk over one compiled template, unrolled.
 template <const auto &Ops>
 struct SshAsn1CompiledRead {
-  template <uint32_t I, uint32_t End>
+  template <uint32_t First, uint32_t End, uint32_t I = First>
   [[gnu::always_inline]] static SshAsn1Status list(SshAsn1Reader &reader, SshAsn1Cursor &cursor,
                                                    SshAsn1Order order) {
     if constexpr (I == End) {
-      return SSH_ASN1_OK;
+      if constexpr (First == End || SshAsn1Reader::is_list_of(Ops.data(), First, End))
+        return SSH_ASN1_OK;
+      else
+        return reader.list_done(cursor, Ops.data(), First, End);
     } else {
       bool found = false;
       const SshAsn1Status status = element<I>(reader, cursor, order, false, found);
       if (status != SSH_ASN1_OK) return status;
       if (!found) return reader.missing(Ops[I], cursor);
-      return list<Ops[I].end, End>(reader, cursor, order);
+      return list<First, End, Ops[I].end>(reader, cursor, order);
     }
   }
 

@@ -36,5 +36,6 @@ struct SshAsn1Node {
 
   explicit operator bool() const { return data != nullptr; }
   [[nodiscard]] Bytes der() const { return {data, static_cast<size_t>(next - data)}; }
+  [[nodiscard]] SshAsn1Node alone() const { return {data, next, next, work}; }
   [[nodiscard]] Bytes list() const { return {data, static_cast<size_t>(end - data)}; }
 };

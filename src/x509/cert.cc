@@ -7,15 +7,16 @@
 
 namespace {
 
+constexpr uint8_t kBitString = 0x03;
+
 // PrivateKeyUsagePeriod ::= SEQUENCE {
 //      notBefore       [0]     GeneralizedTime OPTIONAL,
 //      notAfter        [1]     GeneralizedTime OPTIONAL }                    RFC 3280, 4.2.1.4
-bool decode_key_usage_period(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &) {
+bool decode_key_usage_period(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   int has_from = 0, has_to = 0;
-  return ssh_asn1_read_node(
-             value,
-             "(sequence ()(optional(generalized-time (0)))(optional(generalized-time (1))))"_asn1,
-             &has_from, &cert.key_not_before, &has_to, &cert.key_not_after) == SSH_ASN1_OK;
+  return decoder.read(
+      value, "(sequence ()(optional(generalized-time (0)))(optional(generalized-time (1))))"_asn1,
+      &has_from, &cert.key_not_before, &has_to, &cert.key_not_after);
 }
 
 bool decode_authority_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -24,16 +25,15 @@ bool decode_authority_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decode
 
 // SubjectKeyIdentifier ::= OCTET STRING
 //                                                                 RFC 5280, 4.2.1.2
-bool decode_subject_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &) {
-  return ssh_asn1_read_node(value, "(octet-string ())"_asn1,
-                            &cert.subject_key_id.emplace().key_id) == SSH_ASN1_OK;
+bool decode_subject_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+  return decoder.read(value, "(octet-string ())"_asn1, &cert.subject_key_id.emplace().key_id);
 }
 
 // KeyUsage ::= BIT STRING
 //                                                                 RFC 5280, 4.2.1.3
-bool decode_key_usage(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &) {
+bool decode_key_usage(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Bits bits;
-  if (ssh_asn1_read_node(value, "(bit-string ())"_asn1, &bits) != SSH_ASN1_OK) return false;
+  if (!decoder.read(value, "(bit-string ())"_asn1, &bits)) return false;
   cert.key_usage = ssh_x509_bits_to_mask(bits);
   return true;
 }
@@ -47,12 +47,12 @@ bool decode_policies(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decod
 //      subjectDomainPolicy     CertPolicyId }                                    RFC 5280, 4.2.1.5
 bool decode_policy_mappings(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node node;
-  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
   SshX509Tail mappings(&cert.policy_mappings);
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *mapping = decoder.pool.make<SshX509PolicyMapping>();
-    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(object-identifier ()))"_asn1,
-                           &mapping->issuer_policy, &mapping->subject_policy) != SSH_ASN1_OK) {
+    if (!decoder.read(node, "(sequence ()(object-identifier ())(object-identifier ()))"_asn1,
+                      &mapping->issuer_policy, &mapping->subject_policy)) {
       return false;
     }
     mappings.append(mapping);
@@ -61,11 +61,11 @@ bool decode_policy_mappings(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder
 }
 
 bool decode_subject_alt_name(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  return ssh_x509_name_decode_general_names(value, decoder.pool, &cert.subject_names);
+  return ssh_x509_name_decode_general_names(value, decoder, &cert.subject_names);
 }
 
 bool decode_issuer_alt_name(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  return ssh_x509_name_decode_general_names(value, decoder.pool, &cert.issuer_names);
+  return ssh_x509_name_decode_general_names(value, decoder, &cert.issuer_names);
 }
 
 // SubjectDirectoryAttributes ::= SEQUENCE SIZE (1..MAX) OF Attribute
@@ -73,13 +73,13 @@ bool decode_issuer_alt_name(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder
 // Attribute ::= SEQUENCE { type OBJECT IDENTIFIER, values SET OF AttributeValue }
 bool decode_directory_attributes(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node node;
-  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
   SshX509Tail attributes(&cert.directory_attributes);
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *attribute = decoder.pool.make<SshX509Attribute>();
     SshAsn1Node values;
-    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1,
-                           &attribute->type, &values) != SSH_ASN1_OK) {
+    if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &attribute->type,
+                      &values)) {
       return false;
     }
     attribute->value = values.der();
@@ -91,15 +91,13 @@ bool decode_directory_attributes(SshAsn1Node value, SshX509Cert &cert, SshX509De
 // BasicConstraints ::= SEQUENCE {
 //      cA                 BOOLEAN DEFAULT FALSE,
 //      pathLenConstraint  INTEGER (0..MAX) OPTIONAL }                            RFC 5280, 4.2.1.9
-bool decode_basic_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &) {
+bool decode_basic_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   int has_ca = 0, has_path = 0;
   SshMpInt path;
-  if (ssh_asn1_read_node(value, "(sequence ()(optional(boolean ()))(optional(integer ())))"_asn1,
-                         &has_ca, &cert.ca, &has_path, &path) != SSH_ASN1_OK) {
-    return false;
-  }
-  return !has_path ||
-         path.to_uint32(cert.path_length);  // a negative length or one of 2^32 or more is refused
+  // A negative length or one of 2^32 or more is refused.
+  return decoder.read_whole(value, "(sequence ()(optional(boolean ()))(optional(integer ())))"_asn1,
+                            &has_ca, &cert.ca, &has_path, &path) &&
+         (!has_path || path.to_uint32(cert.path_length));
 }
 
 bool decode_authority_info_access(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -114,12 +112,11 @@ bool decode_distribution_points(SshAsn1Node value, SshX509Cert &cert, SshX509Dec
 //                                                                RFC 5280, 4.2.1.12
 bool decode_extended_key_usage(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node node;
-  if (ssh_asn1_read_node(value, "(sequence () (any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  if (!decoder.read(value, "(sequence () (any ()))"_asn1, &node)) return false;
   SshX509Tail purposes(&cert.extended_key_usage);
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *purpose = decoder.pool.make<SshX509KeyPurpose>();
-    if (ssh_asn1_read_node(node, "(object-identifier ())"_asn1, &purpose->id) != SSH_ASN1_OK)
-      return false;
+    if (!decoder.read(node, "(object-identifier ())"_asn1, &purpose->id)) return false;
     purposes.append(purpose);
   }
   return true;
@@ -154,13 +151,13 @@ void add_unique_id(const SshAsn1Bits &bits, SshPool &pool, SshX509Name **list) {
 }
 
 // Validity ::= SEQUENCE { notBefore Time, notAfter Time }
-bool decode_validity(SshAsn1Node node, SshX509Cert &cert) {
+bool decode_validity(SshAsn1Node node, SshX509Cert &cert, SshX509Decoder &decoder) {
   int from = -1, to = -1;
-  return ssh_asn1_read_node(node,
-                            "(sequence ()(choice (utc-time ()) (generalized-time ()))"
-                            "(choice (utc-time ()) (generalized-time ())))"_asn1,
-                            &from, &cert.not_before, &cert.not_before, &to, &cert.not_after,
-                            &cert.not_after) == SSH_ASN1_OK;
+  return decoder.read(node,
+                      "(sequence ()(choice (utc-time ()) (generalized-time ()))"
+                      "(choice (utc-time ()) (generalized-time ())))"_asn1,
+                      &from, &cert.not_before, &cert.not_before, &to, &cert.not_after,
+                      &cert.not_after);
 }
 
 // TbsParts are the elements of a TBSCertificate.
@@ -182,16 +179,21 @@ struct TbsParts {
 //      issuerUniqueID  [1]  IMPLICIT UniqueIdentifier OPTIONAL,
 //      subjectUniqueID [2]  IMPLICIT UniqueIdentifier OPTIONAL,
 //      extensions      [3]  EXPLICIT Extensions OPTIONAL }                       RFC 5280, 4.1
-bool read_tbs(SshAsn1Node tbs, TbsParts &parts, SshX509Cert &cert) {
-  return ssh_asn1_read_node(
-             tbs,
-             "(sequence ()(optional(integer (e 0)))(integer ())(any ())(any ())(any ())(any "
-             "())(any ())"
-             "(optional(bit-string (1)))(optional(bit-string (2)))(optional(any (e 3))))"_asn1,
-             &parts.has_version, &parts.version, &cert.serial, &parts.algorithm, &parts.issuer,
-             &parts.validity, &parts.subject, &parts.key, &parts.has_issuer_id, &parts.issuer_id,
-             &parts.has_subject_id, &parts.subject_id, &parts.has_extensions,
-             &parts.extensions) == SSH_ASN1_OK;
+bool read_tbs(SshAsn1Node tbs, TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
+  return decoder.read_known(
+      tbs,
+      "(sequence ()(optional(integer (e 0)))(integer ())(any ())(any ())(any ())(any "
+      "())(any ())"
+      "(optional(bit-string (1)))(optional(bit-string (2)))(optional(any (e 3))))"_asn1,
+      &parts.has_version, &parts.version, &cert.serial, &parts.algorithm, &parts.issuer,
+      &parts.validity, &parts.subject, &parts.key, &parts.has_issuer_id, &parts.issuer_id,
+      &parts.has_subject_id, &parts.subject_id, &parts.has_extensions, &parts.extensions);
+}
+
+// version_of gives the INTEGER under the version's tag, which is there.
+SshAsn1Node version_of(SshAsn1Node tbs) {
+  constexpr uint8_t kVersion = 0xA0;
+  return ssh_asn1_node_child(ssh_asn1_node_find(ssh_asn1_node_child(tbs), kVersion));
 }
 
 // set_version gives the record its version if the fields that are present belong to it.
@@ -209,6 +211,8 @@ bool set_version(const TbsParts &parts, SshX509Cert &cert) {
 bool decode_algorithms(SshAsn1Node outer, SshAsn1Node inner, SshX509Cert &cert,
                        SshX509Decoder &decoder) {
   SshAsn1Node parameters, signed_parameters;
+  cert.algorithm = outer.der();
+  cert.signed_algorithm = inner.der();
   const SshOidRow *row = ssh_x509_signature_algorithm(outer, decoder, &parameters);
   if (!row) return false;
   cert.signature_key_type = row->code;
@@ -224,11 +228,10 @@ bool decode_algorithms(SshAsn1Node outer, SshAsn1Node inner, SshX509Cert &cert,
 }
 
 bool decode_names(const TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
-  if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder.pool, &cert.issuer_names)) {
+  if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder, &cert.issuer_names)) {
     return decoder.refuse("issuer", parts.issuer.data);
   }
-  if (!ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder.pool,
-                               &cert.subject_names)) {
+  if (!ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder, &cert.subject_names)) {
     return decoder.refuse("subject", parts.subject.data);
   }
   if (parts.has_issuer_id) add_unique_id(parts.issuer_id, decoder.pool, &cert.issuer_names);
@@ -240,28 +243,29 @@ bool decode_names(const TbsParts &parts, SshX509Cert &cert, SshX509Decoder &deco
 //      tbsCertificate       TBSCertificate,
 //      signatureAlgorithm   AlgorithmIdentifier,
 //      signatureValue       BIT STRING }                                         RFC 5280, 4.1
-bool decode_certificate(SshAsn1Node root, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_certificate(SshAsn1Node sequence, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node tbs, algorithm;
   SshAsn1Bits signature;
   TbsParts parts;
-  if (ssh_asn1_read_node(root, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs,
-                         &algorithm, &signature) != SSH_ASN1_OK) {
-    return decoder.refuse("Certificate", root.data);
+  cert.element = sequence.der();
+  if (!decoder.read(sequence, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs, &algorithm,
+                    &signature)) {
+    return decoder.refuse("Certificate", sequence.data);
   }
   decoder.inside = tbs.data;
-  if (!read_tbs(tbs, parts, cert)) return decoder.refuse("TBSCertificate", tbs.data);
-  if (!parts.has_extensions && ssh_x509_has_unread_extensions(tbs, 3)) {
-    return decoder.refuse("extensions of a form that cannot be read", tbs.data);
-  }
-  if (!set_version(parts, cert)) return decoder.refuse("version", tbs.data);
-  if (!decode_algorithms(algorithm, parts.algorithm, cert, decoder)) return false;
+  if (!read_tbs(tbs, parts, cert, decoder)) return decoder.refuse("TBSCertificate", tbs.data);
+  if (!set_version(parts, cert))
+    return decoder.refuse("version", parts.has_version ? version_of(tbs).data : nullptr);
+  if (!decode_algorithms(ssh_x509_sequence_in(algorithm), ssh_x509_sequence_in(parts.algorithm),
+                         cert, decoder))
+    return false;
   cert.signed_data = tbs.der();
-  if (!decode_validity(parts.validity, cert))
+  if (!decode_validity(parts.validity, cert, decoder))
     return decoder.refuse("Validity", parts.validity.data);
-  if (!ssh_x509_subject_key_decode(parts.key, cert, decoder))
+  if (!ssh_x509_subject_key_decode(ssh_x509_sequence_in(parts.key), cert, decoder))
     return decoder.refuse("SubjectPublicKeyInfo", parts.key.data);
   if (!ssh_x509_signature_convert(signature, cert, decoder))
-    return decoder.refuse("signatureValue", algorithm.data);
+    return decoder.refuse("signatureValue", ssh_asn1_node_find(algorithm, kBitString).data);
   if (!decode_names(parts, cert, decoder)) return false;
   return !parts.has_extensions ||
          ssh_x509_extensions_decode(parts.extensions, kExtensions, true, cert, decoder,
@@ -288,15 +292,16 @@ size_t ssh_x509_cert_decode(Bytes der, SshX509Cert *cert) {
   SshX509Decoder decoder{cert->pool, &cert->refusal, cert->der.data(),
                          SshAsn1Work::for_input(der.size())};
   cert->pool.limit(ssh_x509_pool_most(der.size()), &decoder.work.left);
-  SshAsn1Node root;
-  const bool decoded = ssh_x509_decode_root(cert->der, root, decoder) &&
-                       decode_certificate(root, *cert, decoder) && ssh_x509_work_is_left(decoder);
+  SshAsn1Node root, sequence;
+  const bool decoded = ssh_x509_decode_root(cert->der, root, sequence, decoder) &&
+                       decode_certificate(sequence, *cert, decoder) &&
+                       ssh_x509_work_is_left(decoder);
   cert->pool.limit(0, nullptr);
   if (!decoded) {
     cert->version = 0;
     return 0;
   }
-  return root.list().size();
+  return ssh_x509_encoded_size(root);
 }
 
 char *ssh_x509_cert_subject_text(SshX509Cert *cert) {

@@ -59,11 +59,15 @@ struct SshX509Cert {
   uint32_t signature_key_type = 0;         // SshOidKeyCode
   const char *signature_scheme = nullptr;  // static
   Bytes signed_data;                       // the TBSCertificate
+  Bytes algorithm;                         // the AlgorithmIdentifier that is not signed
+  Bytes signed_algorithm;                  // the one in the TBSCertificate
+  Bytes extension_list;                    // for SshX509ExtensionCursor
   Bytes signature;                         // the bits' octets, unless it is a pair
   SshAsn1Bits signature_value;             // the signature as it stands
   bool signature_pair = false;             // DSA: r and s, each as long as the certificate's own q
 
   Bytes der;               // the copy of the whole input
+  Bytes element;           // the Certificate in it; other octets may stand around it
   SshX509Refusal refusal;  // set by a failed decode
   SshPool pool;
 };

@@ -22,14 +22,14 @@ bool decode_subtree(SshAsn1Node given, SshX509Subtree &subtree, SshX509Decoder &
   SshAsn1Node base;
   int has_minimum = 0, has_maximum = 0;
   SshMpInt minimum, maximum;
-  if (ssh_asn1_read_node(
+  if (!decoder.read_known(
           given, "(sequence ()(any ())(optional (integer (0)))(optional (integer (1))))"_asn1,
-          &base, &has_minimum, &minimum, &has_maximum, &maximum) != SSH_ASN1_OK) {
+          &base, &has_minimum, &minimum, &has_maximum, &maximum)) {
     return false;
   }
   return read_limit(has_minimum, minimum, minimum, subtree.minimum) &&
          read_limit(has_maximum, maximum, maximum, subtree.maximum) &&
-         ssh_x509_name_decode_general(base, decoder.pool, &subtree.base);
+         ssh_x509_name_decode_general(base, decoder, &subtree.base);
 }
 
 // GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree
@@ -39,7 +39,7 @@ bool decode_subtree(SshAsn1Node given, SshX509Subtree &subtree, SshX509Decoder &
 // read again, but paid for, as others will walk over it.
 bool decode_subtrees(SshAsn1Node given, SshX509Subtree **list, SshX509Decoder &decoder) {
   SshAsn1Node cursor;
-  if (ssh_asn1_read_node(given, "(sequence ()(any ()))"_asn1, &cursor) != SSH_ASN1_OK) return false;
+  if (!decoder.read(given, "(sequence ()(any ()))"_asn1, &cursor)) return false;
   SshX509Tail subtrees(list);
   for (const SshX509Subtree *first = nullptr; cursor; cursor = ssh_asn1_node_next(cursor)) {
     auto *subtree = decoder.pool.make<SshX509Subtree>();
@@ -56,42 +56,48 @@ bool decode_subtrees(SshAsn1Node given, SshX509Subtree **list, SshX509Decoder &d
   return true;
 }
 
-// holds refuses elements that a template passes over: a constraint must not be dropped silently.
+// holds refuses elements besides those that are read: a constraint must not be dropped silently. The
+// list of subtrees is one of them, which is found behind the permitted ones.
 bool holds(SshAsn1Node list, int elements) {
   for (; list; list = ssh_asn1_node_next(list)) --elements;
   return elements == 0;
 }
 
-// read_counts reads a list of two numbers, [0] and [1], each optional.
-bool read_counts(SshAsn1Node list, uint32_t &first, uint32_t &second) {
-  int has_first = 0, has_second = 0;
-  SshMpInt one, other;
-  return ssh_asn1_read_node(list, "(optional (integer (0)))(optional (integer (1)))"_asn1,
-                            &has_first, &one, &has_second, &other) == SSH_ASN1_OK &&
-         holds(list, has_first + has_second) && (!has_first || one.to_uint32(first)) &&
-         (!has_second || other.to_uint32(second));
+// store_counts stores two optional numbers.
+bool store_counts(int has_first, const SshMpInt &one, uint32_t &first, int has_second,
+                  const SshMpInt &other, uint32_t &second) {
+  return (!has_first || one.to_uint32(first)) && (!has_second || other.to_uint32(second));
 }
 
 // An empty directory name is below no entry of its own in other lists, but here it stands for the
 // whole directory.
-bool decode_base(SshAsn1Node node, SshX509Name **base, SshPool &pool) {
-  if (!ssh_x509_name_decode_general(node, pool, base)) return false;
+bool decode_base(SshAsn1Node node, SshX509Name **base, SshX509Decoder &decoder) {
+  if (!ssh_x509_name_decode_general(node, decoder, base)) return false;
   if (*base) return true;
-  *base = pool.make<SshX509Name>();
+  *base = decoder.pool.make<SshX509Name>();
   (*base)->type = SSH_X509_NAME_DIRECTORY;
   (*base)->der = ssh_asn1_node_child(node).der();
   return true;
 }
 
 // The base is read by itself: its tag may be that of a number.
+bool decode_standard_subtree(SshAsn1Node node, SshX509Subtree &subtree, SshX509Decoder &decoder) {
+  SshAsn1Node base;
+  int has_minimum = 0, has_maximum = 0;
+  SshMpInt minimum, maximum;
+  return decoder.read_whole(node, "(sequence ()(any ()))"_asn1, &base) &&
+         decode_base(base.alone(), &subtree.base, decoder) &&
+         decoder.read_whole_list(ssh_asn1_node_next(base),
+                                 "(optional (integer (0)))(optional (integer (1)))"_asn1,
+                                 &has_minimum, &minimum, &has_maximum, &maximum) &&
+         store_counts(has_minimum, minimum, subtree.minimum, has_maximum, maximum, subtree.maximum);
+}
+
 bool decode_standard_subtrees(SshAsn1Node node, SshX509Subtree **list, SshX509Decoder &decoder) {
   SshX509Tail subtrees(list);
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *subtree = decoder.pool.make<SshX509Subtree>();
-    SshAsn1Node base;
-    if (ssh_asn1_read_node(node, "(sequence ()(any ()))"_asn1, &base) != SSH_ASN1_OK) return false;
-    if (!decode_base(base, &subtree->base, decoder.pool)) return false;
-    if (!read_counts(ssh_asn1_node_next(base), subtree->minimum, subtree->maximum)) return false;
+    if (!decode_standard_subtree(node, *subtree, decoder)) return false;
     subtrees.append(subtree);
   }
   return true;
@@ -101,19 +107,23 @@ bool decode_standard_name_constraints(SshAsn1Node value, SshX509Cert &cert,
                                       SshX509Decoder &decoder) {
   int has_permitted = 0, has_excluded = 0;
   SshAsn1Node permitted, excluded;
-  return ssh_asn1_read_node(value,
+  return decoder.read_whole(value,
                             "(sequence ()(optional (sequence (0) (any ())))"
                             "(optional (sequence (1) (any ()))))"_asn1,
-                            &has_permitted, &permitted, &has_excluded, &excluded) == SSH_ASN1_OK &&
-         holds(ssh_asn1_node_child(value), has_permitted + has_excluded) &&
+                            &has_permitted, &permitted, &has_excluded, &excluded) &&
          decode_standard_subtrees(permitted, &cert.permitted, decoder) &&
          decode_standard_subtrees(excluded, &cert.excluded, decoder);
 }
 
-bool decode_standard_policy_constraint(SshAsn1Node node, SshX509PolicyConstraint &constraint) {
-  SshAsn1Node list;
-  return ssh_asn1_read_node(node, "(sequence ()(any ()))"_asn1, &list) == SSH_ASN1_OK &&
-         read_counts(list, constraint.require_explicit_policy, constraint.inhibit_policy_mapping);
+bool decode_standard_policy_constraint(SshAsn1Node node, SshX509PolicyConstraint &constraint,
+                                       SshX509Decoder &decoder) {
+  int has_explicit = 0, has_inhibit = 0;
+  SshMpInt require_explicit, inhibit;
+  return decoder.read_whole(node,
+                            "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
+                            &has_explicit, &require_explicit, &has_inhibit, &inhibit) &&
+         store_counts(has_explicit, require_explicit, constraint.require_explicit_policy,
+                      has_inhibit, inhibit, constraint.inhibit_policy_mapping);
 }
 
 // Behind the standard's form comes the list of such that classic reads: nothing can be both, and what
@@ -122,15 +132,15 @@ bool decode_standard_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
                                         SshX509Decoder &decoder) {
   SshX509Tail constraints(&cert.policy_constraints);
   auto *single = decoder.pool.make<SshX509PolicyConstraint>();
-  if (decode_standard_policy_constraint(value, *single)) {
+  if (decode_standard_policy_constraint(value, *single, decoder)) {
     constraints.append(single);
     return true;
   }
   SshAsn1Node list;
-  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &list) != SSH_ASN1_OK) return false;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &list)) return false;
   for (; list; list = ssh_asn1_node_next(list)) {
     auto *constraint = decoder.pool.make<SshX509PolicyConstraint>();
-    if (!decode_standard_policy_constraint(list, *constraint)) return false;
+    if (!decode_standard_policy_constraint(list, *constraint, decoder)) return false;
     constraints.append(constraint);
   }
   return true;
@@ -149,10 +159,13 @@ bool ssh_x509_decode_name_constraints(SshAsn1Node value, SshX509Cert &cert,
     return decode_standard_name_constraints(value, cert, decoder);
   int has_permitted = 0, has_excluded = 0;
   SshAsn1Node permitted, excluded;
-  if (ssh_asn1_read_node(value, "(sequence ()(optional (any (0))) (optional (any (1))))"_asn1,
-                         &has_permitted, &permitted, &has_excluded, &excluded) != SSH_ASN1_OK) {
+  if (!decoder.read_known(value, "(sequence ()(optional (any (0))) (optional (any (1))))"_asn1,
+                          &has_permitted, &permitted, &has_excluded, &excluded)) {
     return false;
   }
+  const int lists = has_permitted + has_excluded;
+  if (!holds(ssh_asn1_node_child(ssh_x509_sequence_in(value)), lists > 0 ? lists + 1 : 0))
+    return false;
   if (has_permitted && !decode_subtrees(permitted, &cert.permitted, decoder)) return false;
   return !has_excluded || decode_subtrees(permitted, &cert.excluded, decoder);
 }
@@ -167,15 +180,15 @@ bool ssh_x509_decode_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
   if (decoder.rules.standard_policy_constraints)
     return decode_standard_policy_constraints(value, cert, decoder);
   SshAsn1Node node;
-  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
   SshX509Tail constraints(&cert.policy_constraints);
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *constraint = decoder.pool.make<SshX509PolicyConstraint>();
     int has_explicit = 0, has_inhibit = 0;
     SshMpInt require_explicit, inhibit;
-    if (ssh_asn1_read_node(
-            node, "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
-            &has_explicit, &require_explicit, &has_inhibit, &inhibit) != SSH_ASN1_OK) {
+    if (!decoder.read_whole(node,
+                            "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
+                            &has_explicit, &require_explicit, &has_inhibit, &inhibit)) {
       return false;
     }
     if (!read_limit(has_explicit, require_explicit, require_explicit,

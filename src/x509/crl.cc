@@ -7,11 +7,13 @@
 
 namespace {
 
+constexpr uint8_t kInteger = 0x02;
+
 // CRLReason ::= ENUMERATED { unspecified (0) .. aACompromise (10) }, without 7; classic: up to
 // removeFromCRL (8), as it was before RFC 3280                              RFC 5280, 5.3.1
 bool decode_reason(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
   SshMpInt reason;
-  if (ssh_asn1_read_node(value, "(enum ())"_asn1, &reason) != SSH_ASN1_OK) return false;
+  if (!decoder.read_known(value, "(enum ())"_asn1, &reason)) return false;
   uint32_t code = 0;
   const uint32_t last = decoder.rules.further_reasons ? 10 : 8;
   if (!reason.to_uint32(code) || code > last || code == 7) return false;
@@ -20,20 +22,20 @@ bool decode_reason(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder
 }
 
 // HoldInstructionCode ::= OBJECT IDENTIFIER                                        RFC 3280, 5.3.2
-bool decode_hold_instruction(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &) {
-  return ssh_asn1_read_node(value, "(object-identifier ())"_asn1, &entry.hold_instruction) ==
-         SSH_ASN1_OK;
+bool decode_hold_instruction(SshAsn1Node value, SshX509RevokedEntry &entry,
+                             SshX509Decoder &decoder) {
+  return decoder.read(value, "(object-identifier ())"_asn1, &entry.hold_instruction);
 }
 
 // InvalidityDate ::= GeneralizedTime                                               RFC 5280, 5.3.2
-bool decode_invalidity_date(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &) {
-  return ssh_asn1_read_node(value, "(generalized-time ())"_asn1, &entry.invalidity_date) ==
-         SSH_ASN1_OK;
+bool decode_invalidity_date(SshAsn1Node value, SshX509RevokedEntry &entry,
+                            SshX509Decoder &decoder) {
+  return decoder.read(value, "(generalized-time ())"_asn1, &entry.invalidity_date);
 }
 
 bool decode_certificate_issuer(SshAsn1Node value, SshX509RevokedEntry &entry,
                                SshX509Decoder &decoder) {
-  return ssh_x509_name_decode_general_names(value, decoder.pool, &entry.certificate_issuer);
+  return ssh_x509_name_decode_general_names(value, decoder, &entry.certificate_issuer);
 }
 
 constexpr SshX509ExtensionTable<SshX509RevokedEntry> kEntryExtensions({
@@ -48,17 +50,17 @@ bool decode_authority_key_id(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder 
 }
 
 bool decode_issuer_alt_name(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
-  return ssh_x509_name_decode_general_names(value, decoder.pool, &crl.issuer_names);
+  return ssh_x509_name_decode_general_names(value, decoder, &crl.issuer_names);
 }
 
 // CRLNumber ::= INTEGER (0..MAX)                                                   RFC 5280, 5.2.3
-bool decode_crl_number(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &) {
-  return ssh_asn1_read_node(value, "(integer ())"_asn1, &crl.crl_number) == SSH_ASN1_OK;
+bool decode_crl_number(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+  return decoder.read(value, "(integer ())"_asn1, &crl.crl_number);
 }
 
 // BaseCRLNumber ::= CRLNumber                                                      RFC 5280, 5.2.4
-bool decode_delta_crl(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &) {
-  return ssh_asn1_read_node(value, "(integer ())"_asn1, &crl.delta_crl) == SSH_ASN1_OK;
+bool decode_delta_crl(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+  return decoder.read_known(value, "(integer ())"_asn1, &crl.delta_crl);
 }
 
 bool decode_issuing_point(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
@@ -101,13 +103,13 @@ constexpr SshX509ExtensionTable<SshX509Crl> kCrlExtensions({
 bool decode_entry(SshAsn1Node node, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
   int has_extensions = 0, which = -1;
   SshAsn1Node date, extensions;
-  if (ssh_asn1_read_node(node, "(sequence ()(integer ())(any ())(optional(any ())))"_asn1,
-                         &entry.serial, &date, &has_extensions, &extensions) != SSH_ASN1_OK) {
+  if (!decoder.read_whole(node, "(sequence ()(integer ())(any ())(optional(any ())))"_asn1,
+                          &entry.serial, &date, &has_extensions, &extensions)) {
     return decoder.refuse("an entry of revokedCertificates", node.data);
   }
-  if (ssh_asn1_read_node(date, "(choice(utc-time ()) (generalized-time ()))"_asn1, &which,
-                         &entry.date, &entry.date) != SSH_ASN1_OK) {
-    return decoder.refuse("revocationDate", node.data);
+  if (!decoder.read_whole(date, "(choice(utc-time ()) (generalized-time ()))"_asn1, &which,
+                          &entry.date, &entry.date)) {
+    return decoder.refuse("revocationDate", date.data);
   }
   return !has_extensions ||
          ssh_x509_extensions_decode(extensions, kEntryExtensions, false, entry, decoder);
@@ -136,6 +138,7 @@ const uint8_t *decode_usual_entry(const uint8_t *p, const uint8_t *end, bool kee
                         std::memcmp(rest.data(), kReasonExtension, sizeof kReasonExtension) == 0;
     if (!reason || rest.back() > 8 || rest.back() == 7) return nullptr;
     entry.extensions.set(SSH_X509_EXT_REASON_CODE, false);
+    entry.extension_list = rest.subspan(2);
     entry.reason = rest.back();
   }
   if (keep_serial) entry.serial.set_twos_complement({serial + 2, serial[1]});
@@ -159,8 +162,8 @@ struct TbsParts {
 //      nextUpdate              Time OPTIONAL,
 //      revokedCertificates     SEQUENCE OF SEQUENCE { ... } OPTIONAL,
 //      crlExtensions      [0]  EXPLICIT Extensions OPTIONAL }                    RFC 5280, 5.1
-bool read_tbs(SshAsn1Node tbs, TbsParts &parts, SshX509Crl &crl) {
-  return ssh_asn1_read_node(tbs,
+bool read_tbs(SshAsn1Node tbs, TbsParts &parts, SshX509Crl &crl, SshX509Decoder &decoder) {
+  return decoder.read_known(tbs,
                             "(sequence ()(optional (integer ()))(any ())(any ())(choice  "
                             "(generalized-time ()) (utc-time ()))"
                             "(optional (choice  (generalized-time ())  (utc-time ())))(optional "
@@ -170,18 +173,26 @@ bool read_tbs(SshAsn1Node tbs, TbsParts &parts, SshX509Crl &crl) {
                             &parts.this_form, &crl.this_update, &crl.this_update, &parts.has_next,
                             &parts.next_form, &crl.next_update, &crl.next_update,
                             &parts.has_revoked, &parts.revoked, &parts.has_extensions,
-                            &parts.extensions) == SSH_ASN1_OK;
+                            &parts.extensions);
 }
 
-// has_unread_entries is true if a list of entries stands behind the issuer that the template did
-// not take for its indefinite length. Revocations must not be dropped silently.
-bool has_unread_entries(const TbsParts &parts) {
-  if (parts.has_revoked) return false;
-  for (SshAsn1Node node = ssh_asn1_node_next(parts.issuer); node; node = ssh_asn1_node_next(node)) {
+// lies_in is true for a node, or a list of nodes, that lies inside of an element.
+bool lies_in(SshAsn1Node node, SshAsn1Node element) {
+  return node && node.data > element.data && node.data < element.next;
+}
+
+// unread_list finds an element behind the issuer that may be a list of entries or extensions, and
+// that no field took: one with a tag that the template does not give, or a second one. Revocations
+// must not be dropped silently.
+SshAsn1Node unread_list(const TbsParts &parts) {
+  SshAsn1Node node = ssh_asn1_node_next(parts.issuer);
+  for (; node; node = ssh_asn1_node_next(node)) {
     const SshBerElement element = ssh_asn1_node_open(node);
-    if (element.is(SSH_BER_UNIVERSAL, 16) && element.indefinite) return true;
+    const bool list = element.cls != SSH_BER_UNIVERSAL || element.tag == 16 || element.tag == 17;
+    const bool filled = element.indefinite || element.content_length > 0;
+    if (list && filled && !lies_in(parts.revoked, node) && !lies_in(parts.extensions, node)) break;
   }
-  return false;
+  return node;
 }
 
 // set_version: a version that is given must be 2 (encoded 1); otherwise extensions tell.
@@ -201,22 +212,24 @@ bool decode_entries(SshX509Crl &crl, SshX509Decoder &decoder) {
 //      signatureAlgorithm   AlgorithmIdentifier,
 //      signatureValue       BIT STRING }                                         RFC 5280, 5.1
 // Deliberately only the outer algorithm is looked at; that of the TBSCertList may differ.
-bool decode_crl(SshAsn1Node root, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool decode_crl(SshAsn1Node sequence, SshX509Crl &crl, SshX509Decoder &decoder) {
   SshAsn1Node tbs, algorithm;
   SshAsn1Bits signature;
   TbsParts parts;
-  if (ssh_asn1_read_node(root, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs,
-                         &algorithm, &signature) != SSH_ASN1_OK) {
-    return decoder.refuse("CertificateList", root.data);
+  crl.element = sequence.der();
+  if (!decoder.read(sequence, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs, &algorithm,
+                    &signature)) {
+    return decoder.refuse("CertificateList", sequence.data);
   }
   decoder.inside = tbs.data;
-  if (!read_tbs(tbs, parts, crl)) return decoder.refuse("TBSCertList", tbs.data);
-  if (!parts.has_extensions && ssh_x509_has_unread_extensions(tbs, 0)) {
-    return decoder.refuse("extensions of a form that cannot be read", tbs.data);
-  }
-  if (has_unread_entries(parts))
-    return decoder.refuse("entries of a form that cannot be read", tbs.data);
-  if (!set_version(parts, crl)) return decoder.refuse("version", tbs.data);
+  if (!read_tbs(tbs, parts, crl, decoder)) return decoder.refuse("TBSCertList", tbs.data);
+  if (const SshAsn1Node unread = unread_list(parts))
+    return decoder.refuse("a list of a form that cannot be read", unread.data);
+  if (!set_version(parts, crl))
+    return decoder.refuse("version", ssh_asn1_node_find(ssh_asn1_node_child(tbs), kInteger).data);
+  algorithm = ssh_x509_sequence_in(algorithm);
+  crl.algorithm = algorithm.der();
+  crl.signed_algorithm = parts.algorithm.der();
   const SshOidRow *row = ssh_x509_signature_algorithm(algorithm, decoder);
   if (!row) return false;
   crl.signature_key_type = row->code;
@@ -224,7 +237,7 @@ bool decode_crl(SshAsn1Node root, SshX509Crl &crl, SshX509Decoder &decoder) {
   crl.signed_data = tbs.der();
   crl.signature = signature.octets.first(signature.bits / 8);
   crl.signature_value = signature;
-  if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder.pool, &crl.issuer_names)) {
+  if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder, &crl.issuer_names)) {
     return decoder.refuse("issuer", parts.issuer.data);
   }
   crl.revoked = parts.revoked.list();
@@ -252,6 +265,7 @@ bool SshX509RevokedCursor::next() {
     has_extras_ = false;
   }
   entry_.extensions.clear();
+  entry_.extension_list = {};
   entry_.reason = 0;
   // With a decoder the walk only checks the entries, and any octets are a serial number.
   if (const uint8_t *next = decode_usual_entry(at_, end_, decoder_ == nullptr, entry_)) {
@@ -304,13 +318,13 @@ size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl) {
                          SshAsn1Work::for_input(der.size())};
   crl->rules = &decoder.rules;
   crl->pool.limit(ssh_x509_pool_most(der.size()), &decoder.work.left);
-  SshAsn1Node root;
-  const bool decoded = ssh_x509_decode_root(crl->der, root, decoder) &&
-                       decode_crl(root, *crl, decoder) && ssh_x509_work_is_left(decoder);
+  SshAsn1Node root, sequence;
+  const bool decoded = ssh_x509_decode_root(crl->der, root, sequence, decoder) &&
+                       decode_crl(sequence, *crl, decoder) && ssh_x509_work_is_left(decoder);
   crl->pool.limit(0, nullptr);
   if (!decoded) {
     crl->version = 0;
     return 0;
   }
-  return root.list().size();
+  return ssh_x509_encoded_size(root);
 }

@@ -25,7 +25,8 @@ struct SshX509RevokedEntry {
   SshOid hold_instruction;
   SshBerTime invalidity_date;
   SshX509Name *certificate_issuer = nullptr;
-  Bytes der;  // the whole entry
+  Bytes extension_list;  // for SshX509ExtensionCursor
+  Bytes der;             // the whole entry
 };
 
 struct SshX509Crl {
@@ -45,12 +46,16 @@ struct SshX509Crl {
   uint32_t signature_key_type = 0;
   const char *signature_scheme = nullptr;  // static
   Bytes signed_data;                       // the TBSCertList
+  Bytes algorithm;                         // the AlgorithmIdentifier that is not signed
+  Bytes signed_algorithm;                  // what stands for it in the TBSCertList, as it stands
+  Bytes extension_list;                    // for SshX509ExtensionCursor
   Bytes signature;                         // the bits' octets as they stand
   SshAsn1Bits signature_value;             // with the number of bits
 
   const SshX509Rules *rules = nullptr;  // by which it was decoded, and its entries are
 
   Bytes der;               // the copy of the whole input
+  Bytes element;           // the CertificateList in it; other octets may stand around it
   SshX509Refusal refusal;  // set by a failed decode
   SshPool pool;
 };

@@ -26,11 +26,48 @@ struct SshX509Decoder {
   const SshX509Extension *extension = nullptr;  // the one whose value is being decoded
 
   // refuse notes a refusal unless an inner one was noted before, and gives false. `at` is null for
-  // a missing part.
-  bool refuse(const char *structure, const uint8_t *at, SshOid identifier = {}) {
-    if (refusal && !*refusal)
-      *refusal = {structure, static_cast<size_t>((at ? at : inside) - base), identifier};
-    return false;
+  // a missing part. Where the work is spent, that is the reason, whatever was being read.
+  bool refuse(const char *structure, const uint8_t *at, SshOid identifier = {});
+
+  // read reads a structure that has nothing to lose: classic passes over what the template does not
+  // ask for, as its clients have always met it.
+  template <SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read(SshAsn1Node node, SshAsn1Template<Text> text, Outputs... outputs) const {
+    return read_as(rules.reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kSearch, node, text,
+                   outputs...);
+  }
+
+  // read_known reads a structure with fields that can take something away: under both profiles they
+  // are read or the input is refused. Fields that are not known pass under classic.
+  template <SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read_known(SshAsn1Node node, SshAsn1Template<Text> text,
+                                Outputs... outputs) const {
+    return read_as(rules.reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kKnown, node, text,
+                   outputs...);
+  }
+
+  // read_whole reads an element of which under both profiles nothing may be left over: an item of a list
+  // whose items can take something away, or all of a constraint.
+  template <SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read_whole(SshAsn1Node node, SshAsn1Template<Text> text,
+                                Outputs... outputs) const {
+    return read_as(SshAsn1Mode::kWhole, node, text, outputs...);
+  }
+
+  // read_whole_list does so with the elements from `list` on.
+  template <SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read_whole_list(SshAsn1Node list, SshAsn1Template<Text> text,
+                                     Outputs... outputs) const {
+    return ssh_asn1_read_node_as(SshAsn1Mode::kWhole, list, text, outputs...) == SSH_ASN1_OK;
+  }
+
+ private:
+  template <SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] static bool read_as(SshAsn1Mode mode, SshAsn1Node node, SshAsn1Template<Text> text,
+                                    Outputs... outputs) {
+    // An element that is read whole is read where it stands, whatever follows it.
+    const SshAsn1Node list = mode == SshAsn1Mode::kWhole ? node.alone() : node;
+    return ssh_asn1_read_node_as(mode, list, text, outputs...) == SSH_ASN1_OK;
   }
 };
 
@@ -45,17 +82,23 @@ struct SshX509Decoder {
 // CRLs hold stays far below it.
 [[nodiscard]] constexpr size_t ssh_x509_pool_most(size_t input) { return input * 8 + 0x1000000; }
 
-// ssh_x509_decode_root parses an input; octets after the first good element are tolerated.
-[[nodiscard]] bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshX509Decoder &decoder);
+// ssh_x509_decode_root parses an input; octets after the first good element are tolerated. `root` is
+// the list of its elements, and `sequence` the one of them that is read: the first SEQUENCE.
+[[nodiscard]] bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshAsn1Node &sequence,
+                                        SshX509Decoder &decoder);
+
+// ssh_x509_sequence_in gives the SEQUENCE that a template finds in a list, or the list's first element
+// where it finds none.
+[[nodiscard]] SshAsn1Node ssh_x509_sequence_in(SshAsn1Node list);
+
+// ssh_x509_encoded_size gives the octets that the elements of a list take.
+[[nodiscard]] size_t ssh_x509_encoded_size(SshAsn1Node list);
 
 // ssh_x509_work_is_left refuses an input whose reading ran out of work: lists may have ended early.
 [[nodiscard]] bool ssh_x509_work_is_left(SshX509Decoder &decoder);
 
-// SshX509Extension is one Extension as it was read.
-struct SshX509Extension {
-  SshOid id;
-  int critical = 0;
-  Bytes value;
+// SshX509Extension is an Extension that is being decoded.
+struct SshX509Extension : SshX509ExtensionView {
   const SshOidRow *row = nullptr;  // null: unknown
   bool repeated = false;           // a duplicate that is passed over
 };
@@ -117,9 +160,9 @@ template <class Record>
     const SshX509ExtensionTable<Record> *further = nullptr) {
   record.extensions.clear();
   SshAsn1Node list;
-  if (ssh_asn1_read_node(node, "(sequence ()(any ()))"_asn1, &list) != SSH_ASN1_OK) {
+  if (!decoder.read_whole(node, "(sequence ()(any ()))"_asn1, &list))
     return decoder.refuse("Extensions", node.data);
-  }
+  record.extension_list = list.list();
   for (; list; list = ssh_asn1_node_next(list)) {
     decoder.inside = list.data;
     SshX509Extension extension;
@@ -147,11 +190,6 @@ template <class Record>
   }
   return true;
 }
-
-// ssh_x509_has_unread_extensions is true if a TBSCertificate or TBSCertList carries extensions
-// under the context tag `tag` that its template did not take, as for an indefinite length. Such
-// input is refused: a critical extension must never be dropped silently.
-[[nodiscard]] bool ssh_x509_has_unread_extensions(SshAsn1Node tbs, uint32_t tag);
 
 // The extension decoders, by record part. Those for general name lists and identifiers serve
 // several extensions.

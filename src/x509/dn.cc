@@ -16,9 +16,10 @@ constexpr uint32_t kPairsPerContext = 256;
 constexpr const char *kEmail = "1.2.840.113549.1.9.1";
 constexpr const char *kUnstructuredName = "1.2.840.113549.1.9.2";
 
-// only gives a node without its siblings: an element that does not match is a fault, whatever
-// stands after it.
-SshAsn1Node only(SshAsn1Node node) { return ssh_asn1_list_of(node.der(), node.work); }
+// mode is how the parts of a name are read.
+SshAsn1Mode mode() {
+  return ssh_x509_rules().reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kSearch;
+}
 
 // plain_type is true for an object identifier that a pair may have.
 bool plain_type(Bytes octets) {
@@ -183,8 +184,8 @@ bool read_value(SshAsn1Node value, SshDNPairView *pair) {
   int kind = -1;
   Bytes text[6];
   SshAsn1Bits bits;
-  if (ssh_asn1_read_node(
-          value,
+  if (ssh_asn1_read_node_as(
+          mode(), value.alone(),
           "(choice(printable-string ())(teletex-string ())(bmp-string ())(universal-string ())"
           "(utf8-string ())(ia5-string ())(bit-string ()))"_asn1,
           &kind, &text[0], &text[1], &text[2], &text[3], &text[4], &text[5],
@@ -273,13 +274,14 @@ bool ssh_dn_open_rdn(Bytes der, SshAsn1Work *work, SshAsn1Node *pairs) {
 }
 
 bool ssh_dn_read_rdn(SshAsn1Node node, SshAsn1Node *pairs) {
-  return ssh_asn1_read_node(only(node), "(set ()(any ()))"_asn1, pairs) == SSH_ASN1_OK;
+  return ssh_asn1_read_node(node.alone(), "(set ()(any ()))"_asn1, pairs) == SSH_ASN1_OK;
 }
 
 bool ssh_dn_read_pair(SshAsn1Node node, SshDNPairView *pair) {
   SshAsn1Node value;
-  if (ssh_asn1_read_node(only(node), "(sequence ()(object-identifier ())(any ()))"_asn1,
-                         &pair->type, &value) != SSH_ASN1_OK) {
+  if (ssh_asn1_read_node_as(mode(), node.alone(),
+                            "(sequence ()(object-identifier ())(any ()))"_asn1, &pair->type,
+                            &value) != SSH_ASN1_OK) {
     return false;
   }
   if (!pair->type || pair->type.octets.size() > SSH_DN_TYPE_MAX) return false;

@@ -5,6 +5,23 @@
 #include "util/mem.h"
 #include "x509/decoder.h"
 
+namespace {
+
+// Extension ::= SEQUENCE {
+//      extnID      OBJECT IDENTIFIER,
+//      critical    BOOLEAN DEFAULT FALSE,
+//      extnValue   OCTET STRING }                                                RFC 5280, 4.1
+bool read_extension(SshAsn1Node node, SshX509ExtensionView &extension) {
+  extension.der = node.der();
+  return ssh_asn1_read_node_as(
+             SshAsn1Mode::kWhole, node.alone(),
+             "(sequence ()(object-identifier ())(optional(boolean ()))(octet-string ()))"_asn1,
+             &extension.id, &extension.has_critical, &extension.critical,
+             &extension.value) == SSH_ASN1_OK;
+}
+
+}  // namespace
+
 SshStr *ssh_x509_text_make(const SshX509Text &text) {
   if (!text.present || text.octets.empty()) return nullptr;
   auto *copy = static_cast<uint8_t *>(ssh_xmemdup(text.octets.data(), text.octets.size()));
@@ -17,30 +34,56 @@ uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits) {
   return mask;
 }
 
-bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshX509Decoder &decoder) {
+bool SshX509Decoder::refuse(const char *structure, const uint8_t *at, SshOid identifier) {
+  if (!refusal || *refusal) return false;
+  const auto offset = static_cast<size_t>((at ? at : inside) - base);
+  if (work.left)
+    *refusal = {structure, offset, identifier};
+  else
+    *refusal = {"an encoding that takes too much work", offset, {}};
+  return false;
+}
+
+bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshAsn1Node &sequence,
+                          SshX509Decoder &decoder) {
   const uint8_t *fault = nullptr;
   const SshAsn1Status status = ssh_asn1_decode_in_place(der, &decoder.work, &root, &fault);
   if (status == SSH_ASN1_BER_OPEN_FAILED) return decoder.refuse("BER encoding", fault);
-  return root || decoder.refuse("nothing to decode", der.data());
+  if (!root) return decoder.refuse("nothing to decode", der.data());
+  sequence = ssh_x509_sequence_in(root);
+  return true;
+}
+
+SshAsn1Node ssh_x509_sequence_in(SshAsn1Node list) {
+  constexpr uint8_t kSequence = 0x30;
+  const SshAsn1Node found = ssh_asn1_node_find(list, kSequence);
+  return found ? found : list;
+}
+
+size_t ssh_x509_encoded_size(SshAsn1Node list) {
+  size_t size = 0;
+  for (; list; list = ssh_asn1_node_next(list)) size += list.der().size();
+  return size;
 }
 
 bool ssh_x509_work_is_left(SshX509Decoder &decoder) {
-  return decoder.work.left != 0 ||
-         decoder.refuse("an encoding that takes too much work", decoder.base);
+  return decoder.work.left != 0 || decoder.refuse(nullptr, decoder.base);
 }
 
-// Extension ::= SEQUENCE {
-//      extnID      OBJECT IDENTIFIER,
-//      critical    BOOLEAN DEFAULT FALSE,
-//      extnValue   OCTET STRING }
+SshX509ExtensionCursor::SshX509ExtensionCursor(Bytes list)
+    : work_(SshAsn1Work::for_input(list.size())), list_(list) {}
+
+bool SshX509ExtensionCursor::next() {
+  const SshAsn1Node node = ssh_asn1_list_of(list_, &work_);
+  if (!node) return false;
+  list_ = {node.next, node.end};
+  extension_ = {};
+  return read_extension(node, extension_);
+}
+
 bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat, SshX509ExtensionSet &set,
                              SshX509Extension &extension, SshX509Decoder &decoder) {
-  int has_critical = 0;
-  if (ssh_asn1_read_node(
-          node, "(sequence ()(object-identifier ())(optional(boolean ()))(octet-string ()))"_asn1,
-          &extension.id, &has_critical, &extension.critical, &extension.value) != SSH_ASN1_OK) {
-    return decoder.refuse("Extension", node.data);
-  }
+  if (!read_extension(node, extension)) return decoder.refuse("Extension", node.data);
   extension.row = ssh_oid_find_encoded(extension.id, SSH_OID_EXTENSION);
   if (!extension.row) {
     return !extension.critical ||
@@ -55,15 +98,6 @@ bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat, SshX5
   return true;
 }
 
-bool ssh_x509_has_unread_extensions(SshAsn1Node tbs, uint32_t tag) {
-  for (SshAsn1Node node = ssh_asn1_node_child(tbs); node; node = ssh_asn1_node_next(node)) {
-    const SshBerElement element = ssh_asn1_node_open(node);
-    if (element.is(SSH_BER_CONTEXT, tag) && (element.indefinite || element.content_length))
-      return true;
-  }
-  return false;
-}
-
 // AuthorityKeyIdentifier ::= SEQUENCE {
 //      keyIdentifier             [0] KeyIdentifier            OPTIONAL,
 //      authorityCertIssuer       [1] GeneralNames             OPTIONAL,
@@ -73,15 +107,14 @@ bool ssh_x509_decode_key_id(SshAsn1Node value, std::optional<SshX509KeyId> &key_
   SshX509KeyId &record = key_id.emplace();
   int has_id = 0, has_issuer = 0, has_serial = 0;
   SshAsn1Node issuer;
-  if (ssh_asn1_read_node(
+  if (!decoder.read_known(
           value,
           "(sequence ()(optional(octet-string (0)))(optional(sequence (1) (any ())))(optional(integer (2))))"_asn1,
-          &has_id, &record.key_id, &has_issuer, &issuer, &has_serial,
-          &record.serial) != SSH_ASN1_OK) {
+          &has_id, &record.key_id, &has_issuer, &issuer, &has_serial, &record.serial)) {
     return false;
   }
   for (; issuer; issuer = ssh_asn1_node_next(issuer)) {
-    if (!ssh_x509_name_decode_general(issuer, decoder.pool, &record.issuer)) return false;
+    if (!ssh_x509_name_decode_general(issuer, decoder, &record.issuer)) return false;
   }
   return true;
 }
@@ -92,16 +125,16 @@ bool ssh_x509_decode_key_id(SshAsn1Node value, std::optional<SshX509KeyId> &key_
 bool ssh_x509_decode_access(SshAsn1Node value, SshX509AccessDescription **list,
                             SshX509Decoder &decoder) {
   SshAsn1Node node;
-  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
   SshX509Tail descriptions(list);
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *description = decoder.pool.make<SshX509AccessDescription>();
     SshAsn1Node location;
-    if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1,
-                           &description->method, &location) != SSH_ASN1_OK) {
+    if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1,
+                      &description->method, &location)) {
       return false;
     }
-    if (!ssh_x509_name_decode_general(location, decoder.pool, &description->location)) return false;
+    if (!ssh_x509_name_decode_general(location, decoder, &description->location)) return false;
     descriptions.append(description);
   }
   return true;

@@ -194,6 +194,7 @@ struct SshX509IssuingDistPoint {
   int only_ca_certs = 0;
   uint32_t only_some_reasons = 0;
   int indirect_crl = 0;
+  int only_attribute_certs = 0;  // read where the profile knows it
 };
 
 // SshX509Extra is an extension that is known by name and kept as it stands.
@@ -222,6 +223,32 @@ struct SshX509Further {
   SshX509DistributionPoint *freshest_crl = nullptr;
   SshX509CertTemplate *cert_template = nullptr;
   SshX509Extra *extras = nullptr;  // in the order of the certificate
+};
+
+// SshX509ExtensionView is one Extension of a decoded list, as it was read.
+struct SshX509ExtensionView {
+  SshOid id;
+  int has_critical = 0;  // whether the flag is there; without it the extension is not critical
+  int critical = 0;
+  Bytes value;  // what the OCTET STRING holds
+  Bytes der;    // the whole Extension
+};
+
+// SshX509ExtensionCursor walks over the extension_list of a decoded record, which must outlive it.
+//   SshX509ExtensionCursor cursor(cert.extension_list);
+//   while (cursor.next()) use(cursor.extension());
+class SshX509ExtensionCursor {
+ public:
+  explicit SshX509ExtensionCursor(Bytes list);
+
+  // next goes to the first or following Extension; false at the end.
+  [[nodiscard]] bool next();
+  [[nodiscard]] const SshX509ExtensionView &extension() const { return extension_; }
+
+ private:
+  SshAsn1Work work_;
+  Bytes list_;
+  SshX509ExtensionView extension_;
 };
 
 // SshX509Refusal says why a decode failed: which structure, where in the input, and for which

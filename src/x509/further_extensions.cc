@@ -19,13 +19,13 @@ struct FormValue {
   SshAsn1Node items;
 };
 
-bool read_form(SshAsn1Node value, FormValue &form) {
-  return ssh_asn1_read_node(value,
-                            "(choice(null ())(octet-string ())(bit-string ())(integer ())"
-                            "(ia5-string ())(bmp-string ())(utc-time ())(generalized-time ())"
-                            "(sequence () (any ())))"_asn1,
-                            &form.which, &form.octets, &form.bits, &form.integer, &form.ia5,
-                            &form.bmp, &form.time, &form.time, &form.items) == SSH_ASN1_OK;
+bool read_form(SshAsn1Node value, FormValue &form, SshX509Decoder &decoder) {
+  return decoder.read(value,
+                      "(choice(null ())(octet-string ())(bit-string ())(integer ())"
+                      "(ia5-string ())(bmp-string ())(utc-time ())(generalized-time ())"
+                      "(sequence () (any ())))"_asn1,
+                      &form.which, &form.octets, &form.bits, &form.integer, &form.ia5, &form.bmp,
+                      &form.time, &form.time, &form.items);
 }
 
 struct FormRow {
@@ -68,7 +68,7 @@ bool decode_extra(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder)
 // SkipCerts ::= INTEGER (0..MAX)                                              RFC 5280, 4.2.1.14
 bool decode_inhibit_any_policy(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshMpInt skip;
-  return ssh_asn1_read_node(value, "(integer ())"_asn1, &skip) == SSH_ASN1_OK &&
+  return decoder.read(value, "(integer ())"_asn1, &skip) &&
          skip.to_uint32(further_of(cert, decoder).inhibit_any_policy);
 }
 
@@ -85,7 +85,7 @@ bool decode_freshest_crl(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &d
 // Features ::= SEQUENCE OF INTEGER                                            RFC 7633, 4.1
 bool decode_tls_features(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node list;
-  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &list) != SSH_ASN1_OK) return false;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &list)) return false;
   uint32_t count = 0;
   for (SshAsn1Node node = list; node; node = ssh_asn1_node_next(node)) ++count;
   SshX509Further &further = further_of(cert, decoder);
@@ -94,7 +94,7 @@ bool decode_tls_features(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &d
       static_cast<uint32_t *>(decoder.pool.alloc(count * sizeof(uint32_t), alignof(uint32_t)));
   for (; list; list = ssh_asn1_node_next(list)) {
     SshMpInt number;
-    if (ssh_asn1_read_node(list, "(integer ())"_asn1, &number) != SSH_ASN1_OK) return false;
+    if (!decoder.read(list, "(integer ())"_asn1, &number)) return false;
     if (!number.to_uint32(further.tls_features[further.tls_feature_count])) return false;
     ++further.tls_feature_count;
   }
@@ -109,10 +109,10 @@ bool decode_template(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decod
   auto *record = decoder.pool.make<SshX509CertTemplate>();
   int has_major = 0, has_minor = 0;
   SshMpInt major, minor;
-  if (ssh_asn1_read_node(
+  if (!decoder.read(
           value,
           "(sequence ()(object-identifier ())(optional(integer ()))(optional(integer ())))"_asn1,
-          &record->id, &has_major, &major, &has_minor, &minor) != SSH_ASN1_OK) {
+          &record->id, &has_major, &major, &has_minor, &minor)) {
     return false;
   }
   further_of(cert, decoder).cert_template = record;
@@ -148,7 +148,7 @@ constinit const SshX509ExtensionTable<SshX509Cert> ssh_x509_further_extensions({
 bool ssh_x509_decode_extra(SshAsn1Node value, SshX509Extra **list, SshX509Decoder &decoder) {
   const SshOidRow *row = decoder.extension->row;
   FormValue read;
-  if (!read_form(value, read)) return false;
+  if (!read_form(value, read, decoder)) return false;
   for (const FormRow &form : kForms) {
     if (form.kind != row->code) continue;
     if (read.which != static_cast<int>(form.form) && read.which != static_cast<int>(form.other))

@@ -1,6 +1,7 @@
 #include "x509/name.h"
 
 #include "util/mem.h"
+#include "x509/decoder.h"
 
 namespace {
 
@@ -59,12 +60,12 @@ char *ssh_x509_name_text(const SshX509Name *name) {
   return text_of(name->text);
 }
 
-bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshPool &pool,
+bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshX509Decoder &decoder,
                              SshX509Name **list) {
   bool empty = false;
   if (!node || !ssh_dn_check_der(node.der(), &empty)) return false;
   if (empty) return true;
-  auto *name = pool.make<SshX509Name>();
+  auto *name = decoder.pool.make<SshX509Name>();
   name->type = type;
   name->der = node.der();
   ssh_x509_name_add(list, name);
@@ -81,23 +82,22 @@ bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshPool &po
 //      uniformResourceIdentifier [6]  IA5String,
 //      iPAddress                 [7]  OCTET STRING,
 //      registeredID              [8]  OBJECT IDENTIFIER }                   RFC 5280, 4.2.1.6
-bool ssh_x509_name_decode_general(SshAsn1Node node, SshPool &pool, SshX509Name **list) {
+bool ssh_x509_name_decode_general(SshAsn1Node node, SshX509Decoder &decoder, SshX509Name **list) {
   int which = -1;
   SshAsn1Node any;
   SshOid id;
   Bytes *const octets = &id.octets;  // no more than one of the alternatives is read
-  if (ssh_asn1_read_node(
-          node,
-          "(choice(any (0))(ia5-string (1))(ia5-string (2))(any (3))(any (e 4))(any (5))"
-          "(ia5-string (6))(octet-string (7))(object-identifier (8)))"_asn1,
-          &which, &any, octets, octets, &any, &any, &any, octets, octets, &id) != SSH_ASN1_OK) {
+  if (!decoder.read(node,
+                    "(choice(any (0))(ia5-string (1))(ia5-string (2))(any (3))(any (e 4))(any (5))"
+                    "(ia5-string (6))(octet-string (7))(object-identifier (8)))"_asn1,
+                    &which, &any, octets, octets, &any, &any, &any, octets, octets, &id)) {
     return false;
   }
   const Alternative &alternative = kAlternatives[which];
   if (alternative.type == SSH_X509_NAME_DIRECTORY)
-    return ssh_x509_name_decode_dn(any, alternative.type, pool, list);
+    return ssh_x509_name_decode_dn(any, alternative.type, decoder, list);
 
-  auto *name = pool.make<SshX509Name>();
+  auto *name = decoder.pool.make<SshX509Name>();
   name->type = alternative.type;
   name->der = node.der();
   if (alternative.octets) name->*alternative.octets = *octets;
@@ -108,11 +108,12 @@ bool ssh_x509_name_decode_general(SshAsn1Node node, SshPool &pool, SshX509Name *
 }
 
 // GeneralNames ::= SEQUENCE SIZE (1..MAX) OF GeneralName, also under an implicit tag
-bool ssh_x509_name_decode_general_names(SshAsn1Node node, SshPool &pool, SshX509Name **list) {
+bool ssh_x509_name_decode_general_names(SshAsn1Node node, SshX509Decoder &decoder,
+                                        SshX509Name **list) {
   SshAsn1Node name;
-  if (ssh_asn1_read_node(node, "(sequence (*) (any ()))"_asn1, &name) != SSH_ASN1_OK) return false;
+  if (!decoder.read(node, "(sequence (*) (any ()))"_asn1, &name)) return false;
   for (; name; name = ssh_asn1_node_next(name)) {
-    if (!ssh_x509_name_decode_general(name, pool, list)) return false;
+    if (!ssh_x509_name_decode_general(name, decoder, list)) return false;
   }
   return true;
 }

@@ -9,8 +9,9 @@
 
 #include "asn1/node.h"
 #include "asn1/oid.h"
-#include "util/pool.h"
 #include "x509/dn.h"
+
+struct SshX509Decoder;
 
 enum SshX509NameType : uint32_t {
   SSH_X509_NAME_DN = 0,         // the issuer's or subject's own name
@@ -56,12 +57,12 @@ void ssh_x509_name_reset(SshX509Name *list);
 
 // ssh_x509_name_decode_dn checks a Name and adds one entry for it to `list`; an empty name adds
 // none.
-[[nodiscard]] bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshPool &pool,
-                                           SshX509Name **list);
+[[nodiscard]] bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type,
+                                           SshX509Decoder &decoder, SshX509Name **list);
 
 // ssh_x509_name_decode_general adds one GeneralName, ssh_x509_name_decode_general_names those of a
 // SEQUENCE under any tag. RFC 5280, 4.2.1.6
-[[nodiscard]] bool ssh_x509_name_decode_general(SshAsn1Node node, SshPool &pool,
+[[nodiscard]] bool ssh_x509_name_decode_general(SshAsn1Node node, SshX509Decoder &decoder,
                                                 SshX509Name **list);
-[[nodiscard]] bool ssh_x509_name_decode_general_names(SshAsn1Node node, SshPool &pool,
+[[nodiscard]] bool ssh_x509_name_decode_general_names(SshAsn1Node node, SshX509Decoder &decoder,
                                                       SshX509Name **list);

@@ -7,15 +7,19 @@ namespace {
 //      fullName                [0] GeneralNames,
 //      nameRelativeToCRLIssuer [1] RelativeDistinguishedName }
 // `find_issuer` gives the entry whose distinguished name a relative name extends; null refuses a
-// relative name. The name's own tag may stand in place of the SET's or around it.
-bool decode_point_name(SshAsn1Node node, SshX509PointName &name, auto find_issuer, SshPool &pool) {
+// relative name. The SET of a relative name stands under [1]; its pairs alone do so where the profile
+// says that the tag is implicit, as the standard does. They are why [1] may hold several elements.
+bool decode_point_name(SshAsn1Node node, SshX509PointName &name, auto find_issuer,
+                       SshX509Decoder &decoder) {
   int which = -1;
   SshAsn1Node full, relative;
-  if (ssh_asn1_read_node(node, "(choice(any (0)) (any (e 1)))"_asn1, &which, &full, &relative) !=
-      SSH_ASN1_OK) {
+  if (ssh_asn1_read_node(node.alone(), "(choice(any (0)) (any (e 1)))"_asn1, &which, &full,
+                         &relative) != SSH_ASN1_OK) {
     return false;
   }
-  if (which == 0) return ssh_x509_name_decode_general_names(full, pool, &name.full);
+  if (which == 0) return ssh_x509_name_decode_general_names(full, decoder, &name.full);
+  const bool set = ssh_asn1_node_open(relative).is(SSH_BER_UNIVERSAL, 17);
+  if (!set && !decoder.rules.implicit_relative_names) return false;
   if (!ssh_dn_check_rdn_der(relative.list())) return false;
   const SshX509Name *issuer = find_issuer();
   if (!issuer) return false;
@@ -41,28 +45,28 @@ bool ssh_x509_point_name_expand(const SshX509PointName &name, SshDN *dn) {
 bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names,
                             SshX509DistributionPoint **list, SshX509Decoder &decoder) {
   SshAsn1Node node;
-  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
   SshX509Tail points(list);
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *point = decoder.pool.make<SshX509DistributionPoint>();
     int has_name = 0, has_reasons = 0, has_issuer = 0;
     SshAsn1Node name, issuer;
     SshAsn1Bits reasons;
-    if (ssh_asn1_read_node(
-            node,
+    if (!decoder.read_known(
+            node.alone(),
             "(sequence ()(optional(any (e 0)))(optional(bit-string (1)))(optional(any (2))))"_asn1,
-            &has_name, &name, &has_reasons, &reasons, &has_issuer, &issuer) != SSH_ASN1_OK) {
+            &has_name, &name, &has_reasons, &reasons, &has_issuer, &issuer)) {
       return false;
     }
     point->reasons = ssh_x509_bits_to_mask(reasons);
-    if (has_issuer && !ssh_x509_name_decode_general_names(issuer, decoder.pool, &point->crl_issuer))
+    if (has_issuer && !ssh_x509_name_decode_general_names(issuer, decoder, &point->crl_issuer))
       return false;
     const auto find_issuer = [&] {
       return has_issuer && decoder.rules.relative_to_crl_issuer
                  ? ssh_x509_name_find(point->crl_issuer, SSH_X509_NAME_DIRECTORY)
                  : ssh_x509_name_find(issuer_names, SSH_X509_NAME_DN);
     };
-    if (has_name && !decode_point_name(name, point->name, find_issuer, decoder.pool)) return false;
+    if (has_name && !decode_point_name(name, point->name, find_issuer, decoder)) return false;
     points.append(point);
   }
   return true;
@@ -73,23 +77,33 @@ bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names,
 //      onlyContainsUserCerts      [1] BOOLEAN DEFAULT FALSE,
 //      onlyContainsCACerts        [2] BOOLEAN DEFAULT FALSE,
 //      onlySomeReasons            [3] ReasonFlags OPTIONAL,
-//      indirectCRL                [4] BOOLEAN DEFAULT FALSE }                 RFC 5280, 5.2.5
+//      indirectCRL                [4] BOOLEAN DEFAULT FALSE,
+//      onlyContainsAttributeCerts [5] BOOLEAN DEFAULT FALSE }                 RFC 5280, 5.2.5
+// Classic does not know the last and passes over it, as over any field that it does not know.
 // Finding the issuer for a relative name deliberately takes it, unlike in a certificate's
 // distribution points.
 bool ssh_x509_decode_issuing_point(SshAsn1Node value, SshX509Name *issuer_names,
                                    SshX509IssuingDistPoint &point, SshX509Decoder &decoder) {
-  int has_name = 0, has_user = 0, has_ca = 0, has_reasons = 0, has_indirect = 0;
+  int has_name = 0, has_user = 0, has_ca = 0, has_reasons = 0, has_indirect = 0, has_attribute = 0;
   SshAsn1Node name;
   SshAsn1Bits reasons;
-  if (ssh_asn1_read_node(
-          value,
-          "(sequence ()(optional(any (e 0)))(optional(boolean (1)))(optional(boolean (2)))"
-          "(optional(bit-string (3)))(optional(boolean (4))))"_asn1,
-          &has_name, &name, &has_user, &point.only_user_certs, &has_ca, &point.only_ca_certs,
-          &has_reasons, &reasons, &has_indirect, &point.indirect_crl) != SSH_ASN1_OK) {
-    return false;
-  }
+  const bool read =
+      decoder.rules.attribute_certs_flag
+          ? decoder.read_known(
+                value,
+                "(sequence ()(optional(any (e 0)))(optional(boolean (1)))(optional(boolean (2)))"
+                "(optional(bit-string (3)))(optional(boolean (4)))(optional(boolean (5))))"_asn1,
+                &has_name, &name, &has_user, &point.only_user_certs, &has_ca, &point.only_ca_certs,
+                &has_reasons, &reasons, &has_indirect, &point.indirect_crl, &has_attribute,
+                &point.only_attribute_certs)
+          : decoder.read_known(
+                value,
+                "(sequence ()(optional(any (e 0)))(optional(boolean (1)))(optional(boolean (2)))"
+                "(optional(bit-string (3)))(optional(boolean (4))))"_asn1,
+                &has_name, &name, &has_user, &point.only_user_certs, &has_ca, &point.only_ca_certs,
+                &has_reasons, &reasons, &has_indirect, &point.indirect_crl);
+  if (!read) return false;
   point.only_some_reasons = ssh_x509_bits_to_mask(reasons);
   const auto take_issuer = [&] { return ssh_x509_name_take(issuer_names, SSH_X509_NAME_DN); };
-  return !has_name || decode_point_name(name, point.name, take_issuer, decoder.pool);
+  return !has_name || decode_point_name(name, point.name, take_issuer, decoder);
 }

@@ -10,14 +10,15 @@ constexpr uint32_t kSequenceTag = 16;
 enum : uint32_t { kQualifierCps = 1, kQualifierUserNotice = 2 };  // codes of the registry's rows
 
 // DisplayText ::= CHOICE { ia5String, visibleString, bmpString, utf8String }
-bool decode_display_text(SshAsn1Node node, bool may_be_ia5, SshX509Text &text) {
+bool decode_display_text(SshAsn1Node node, bool may_be_ia5, SshX509Text &text,
+                         SshX509Decoder &decoder) {
   constexpr SshCharset kCharsets[] = {SSH_CHARSET_IA5, SSH_CHARSET_VISIBLE, SSH_CHARSET_BMP,
                                       SSH_CHARSET_UTF8};
   int which = -1;
   Bytes texts[4];
-  if (ssh_asn1_read_node(
+  if (!decoder.read(
           node, "(choice(ia5-string ())(visible-string ())(bmp-string ())(utf8-string ()))"_asn1,
-          &which, &texts[0], &texts[1], &texts[2], &texts[3]) != SSH_ASN1_OK) {
+          &which, &texts[0], &texts[1], &texts[2], &texts[3])) {
     return false;
   }
   text = {kCharsets[which], texts[which], true};
@@ -25,16 +26,15 @@ bool decode_display_text(SshAsn1Node node, bool may_be_ia5, SshX509Text &text) {
 }
 
 bool read_notice_reference(SshAsn1Node node, SshX509Text &organization, SshAsn1Node &numbers,
-                           const SshX509Rules &rules) {
-  if (!rules.display_text_choices) {
+                           SshX509Decoder &decoder) {
+  if (!decoder.rules.display_text_choices) {
     organization.present = true;
-    return ssh_asn1_read_node(node, "(sequence ()(ia5-string ())(sequence ()(any ())))"_asn1,
-                              &organization.octets, &numbers) == SSH_ASN1_OK;
+    return decoder.read(node, "(sequence ()(ia5-string ())(sequence ()(any ())))"_asn1,
+                        &organization.octets, &numbers);
   }
   SshAsn1Node text;
-  return ssh_asn1_read_node(node, "(sequence ()(any ())(sequence ()(any ())))"_asn1, &text,
-                            &numbers) == SSH_ASN1_OK &&
-         decode_display_text(text, true, organization);
+  return decoder.read(node, "(sequence ()(any ())(sequence ()(any ())))"_asn1, &text, &numbers) &&
+         decode_display_text(text, true, organization, decoder);
 }
 
 // NoticeReference ::= SEQUENCE {
@@ -43,7 +43,7 @@ bool read_notice_reference(SshAsn1Node node, SshX509Text &organization, SshAsn1N
 bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
                              SshX509Decoder &decoder) {
   SshAsn1Node numbers;
-  if (!read_notice_reference(node, qualifier.organization, numbers, decoder.rules)) return false;
+  if (!read_notice_reference(node, qualifier.organization, numbers, decoder)) return false;
   for (SshAsn1Node n = numbers; n; n = ssh_asn1_node_next(n)) ++qualifier.notice_count;
   if (qualifier.notice_count == 0) return true;
 
@@ -52,7 +52,7 @@ bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier
   std::memset(qualifier.notice_numbers, 0, size);
   for (SshAsn1Node n = numbers; n; n = ssh_asn1_node_next(n)) {
     SshMpInt number;
-    if (ssh_asn1_read_node(n, "(integer ())"_asn1, &number) != SSH_ASN1_OK) return false;
+    if (!decoder.read(n, "(integer ())"_asn1, &number)) return false;
     if (number.bits() > 16) return false;
     // Deliberately always the first slot: applications have come to read the last number there.
     qualifier.notice_numbers[0] = number.low32();
@@ -70,8 +70,8 @@ bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
                         SshX509Decoder &decoder) {
   int has_reference = 0, has_text = 0;
   SshAsn1Node reference, text;
-  if (ssh_asn1_read_node(node, "(sequence ()(optional(any ()))(optional(any ())))"_asn1,
-                         &has_reference, &reference, &has_text, &text) != SSH_ASN1_OK) {
+  if (!decoder.read(node, "(sequence ()(optional(any ()))(optional(any ())))"_asn1, &has_reference,
+                    &reference, &has_text, &text)) {
     return false;
   }
   if (decoder.rules.notice_text_alone && has_reference && !has_text &&
@@ -80,8 +80,8 @@ bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
     std::swap(has_reference, has_text);
   }
   if (has_reference && !decode_notice_reference(reference, qualifier, decoder)) return false;
-  return !has_text ||
-         decode_display_text(text, decoder.rules.display_text_choices, qualifier.explicit_text);
+  return !has_text || decode_display_text(text, decoder.rules.display_text_choices,
+                                          qualifier.explicit_text, decoder);
 }
 
 // PolicyQualifierInfo ::= SEQUENCE {
@@ -90,8 +90,8 @@ bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
 bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
                       SshX509Decoder &decoder) {
   SshAsn1Node value;
-  if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &qualifier.id,
-                         &value) != SSH_ASN1_OK) {
+  if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &qualifier.id,
+                    &value)) {
     return false;
   }
   const SshOidRow *row = ssh_oid_find_encoded(qualifier.id, SSH_OID_POLICY_QUALIFIER);
@@ -99,8 +99,7 @@ bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
   if (row->code == kQualifierUserNotice) return decode_user_notice(value, qualifier, decoder);
   if (row->code != kQualifierCps) return false;
   qualifier.cps_uri.present = true;
-  return ssh_asn1_read_node(value, "(ia5-string ())"_asn1, &qualifier.cps_uri.octets) ==
-         SSH_ASN1_OK;
+  return decoder.read(value, "(ia5-string ())"_asn1, &qualifier.cps_uri.octets);
 }
 
 }  // namespace
@@ -113,15 +112,15 @@ bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
 bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list,
                               SshX509Decoder &decoder) {
   SshAsn1Node node;
-  if (ssh_asn1_read_node(value, "(sequence ()(any ()))"_asn1, &node) != SSH_ASN1_OK) return false;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
   SshX509Tail policies(list);
   for (; node; node = ssh_asn1_node_next(node)) {
     auto *policy = decoder.pool.make<SshX509PolicyInfo>();
     int has_qualifiers = 0;
     SshAsn1Node item;
-    if (ssh_asn1_read_node(
-            node, "(sequence ()(object-identifier ())(optional (sequence () (any ()))))"_asn1,
-            &policy->id, &has_qualifiers, &item) != SSH_ASN1_OK) {
+    if (!decoder.read(node,
+                      "(sequence ()(object-identifier ())(optional (sequence () (any ()))))"_asn1,
+                      &policy->id, &has_qualifiers, &item)) {
       return false;
     }
     SshX509Tail qualifiers(&policy->qualifiers);

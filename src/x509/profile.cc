@@ -9,6 +9,7 @@ constexpr SshX509Rules kProfiles[] = {
      .further_identifiers = true,
      .keys_without_object = true,
      .octets_as_signature = true,
+     .reads_whole = true,
      .standard_utf8 = true,
      .plain_text_values = true,
      .one_value = true,
@@ -17,6 +18,8 @@ constexpr SshX509Rules kProfiles[] = {
      .notice_text_alone = true,
      .display_text_choices = true,
      .relative_to_crl_issuer = true,
+     .implicit_relative_names = true,
+     .attribute_certs_flag = true,
      .further_reasons = true,
      .access_in_crls = true},
 };

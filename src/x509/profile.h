@@ -21,6 +21,9 @@ struct SshX509Rules {
   bool keys_without_object;  // unknown algorithms and inherited DSA parameters: RFC 3279, 2.3.2
   bool octets_as_signature;  // DSA that the own q cannot hold keeps its DER: RFC 3279, 2.2.2
 
+  // Structures.
+  bool reads_whole;  // what no field of a structure takes is refused: X.690, 8.9; RFC 5280, 4.1
+
   // Text.
   bool standard_utf8;      // UTF8String as all others read it, with ASCII: RFC 3629, 4
   bool plain_text_values;  // names hold NumericString and VisibleString too: X.520; RFC 4519
@@ -32,6 +35,8 @@ struct SshX509Rules {
   bool notice_text_alone;            // a user notice without a reference: RFC 5280, 4.2.1.4
   bool display_text_choices;         // notices hold each kind of DisplayText: RFC 5280, 4.2.1.4
   bool relative_to_crl_issuer;       // names extend the point's own CRL issuer: RFC 5280, 4.2.1.13
+  bool implicit_relative_names;      // [1] stands in place of the SET's tag: RFC 5280, 4.2.1.13
+  bool attribute_certs_flag;         // onlyContainsAttributeCerts: RFC 5280, 5.2.5
   bool further_reasons;              // CRL reasons 9 and 10: RFC 5280, 5.3.1
   bool access_in_crls;               // authority information access: RFC 5280, 5.2.7
 };

@@ -20,8 +20,7 @@ bool convert_dsa(Bytes octets, SshX509Cert &cert, SshX509Decoder &decoder) {
   if (length > kOrderMax) return false;
   if (length == 0 && !decoder.rules.octets_as_signature) return false;
   (void)ssh_asn1_decode_in_place(octets, &decoder.work, &root);
-  if (ssh_asn1_read_node(root, "(sequence ()(integer ())(integer ()))"_asn1, &r, &s) != SSH_ASN1_OK)
-    return false;
+  if (!decoder.read(root, "(sequence ()(integer ())(integer ()))"_asn1, &r, &s)) return false;
   if (r.negative() || s.negative()) return false;
   if (length == 0 || std::max(r.magnitude().size(), s.magnitude().size()) > length) {
     cert.signature = octets;
@@ -43,8 +42,8 @@ const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Node node, SshX509Decoder &
                                               SshAsn1Node *parameters) {
   SshOid id;
   SshAsn1Node any;
-  if (ssh_asn1_read_node(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &id,
-                         parameters ? parameters : &any) != SSH_ASN1_OK) {
+  if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &id,
+                    parameters ? parameters : &any)) {
     (void)decoder.refuse("AlgorithmIdentifier", node.data);
     return nullptr;
   }

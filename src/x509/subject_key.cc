@@ -3,44 +3,43 @@
 namespace {
 
 // RSAPublicKey ::= SEQUENCE { modulus INTEGER, publicExponent INTEGER }            RFC 3279, 2.3.1
-bool read_rsa(SshAsn1Node key, SshX509Key &record) {
-  return ssh_asn1_read_node(key, "(sequence ()(integer ())(integer ()))"_asn1, &record.n,
-                            &record.e) == SSH_ASN1_OK;
+bool read_rsa(SshAsn1Node key, SshX509Key &record, SshX509Decoder &decoder) {
+  return decoder.read(key, "(sequence ()(integer ())(integer ()))"_asn1, &record.n, &record.e);
 }
 
-bool decode_rsa(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record, const SshX509Rules &) {
-  record.usable = parameters && read_rsa(key, record);
+bool decode_rsa(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
+                SshX509Decoder &decoder) {
+  record.usable = parameters && read_rsa(key, record, decoder);
   return record.usable;
 }
 
 // An RSASSA-PSS key is an RSAPublicKey too, but no key object may be made of it: that one would
 // sign and encrypt in ways that the key is not meant for.                         RFC 4055, 1.2
-bool decode_rsa_pss(SshAsn1Node, SshAsn1Node key, SshX509Key &, const SshX509Rules &) {
+bool decode_rsa_pss(SshAsn1Node, SshAsn1Node key, SshX509Key &, SshX509Decoder &decoder) {
   SshX509Key checked;
-  return read_rsa(key, checked);
+  return read_rsa(key, checked, decoder);
 }
 
 // Dss-Parms ::= SEQUENCE { p INTEGER, q INTEGER, g INTEGER }; DSAPublicKey ::= INTEGER
 // Parameters that are missing or NULL are inherited from the issuer's certificate, which is not at
 // hand.                                                                           RFC 3279, 2.3.2
 bool decode_dsa(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
-                const SshX509Rules &rules) {
+                SshX509Decoder &decoder) {
   int which = -1;
-  const bool read =
-      ssh_asn1_read_node(parameters,
-                         "(choice (null ())(sequence ()(integer ())(integer ())(integer ())))"_asn1,
-                         &which, &record.p, &record.q, &record.g) == SSH_ASN1_OK;
+  const bool read = decoder.read(
+      parameters, "(choice (null ())(sequence ()(integer ())(integer ())(integer ())))"_asn1,
+      &which, &record.p, &record.q, &record.g);
   record.usable = read && which == 1;
   const bool inherited = !parameters || (read && which == 0);
-  if (!record.usable && !(rules.keys_without_object && inherited)) return false;
-  return ssh_asn1_read_node(key, "(integer ())"_asn1, &record.y) == SSH_ASN1_OK;
+  if (!record.usable && !(decoder.rules.keys_without_object && inherited)) return false;
+  return decoder.read(key, "(integer ())"_asn1, &record.y);
 }
 
 // The keys whose numbers are read. Those of other types are not looked into.
 struct KeyRow {
   uint32_t type;
   bool (*decode)(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
-                 const SshX509Rules &rules);
+                 SshX509Decoder &decoder);
   const char *refusal;
 };
 constexpr KeyRow kKeys[] = {
@@ -61,7 +60,7 @@ bool decode_bits(const SshOidKeyType &type, SshAsn1Node parameters, Bytes octets
   for (const KeyRow &row : kKeys) {
     if (row.type != type.code) continue;
     refusal = row.refusal;
-    return row.decode(parameters, key, record, decoder.rules);
+    return row.decode(parameters, key, record, decoder);
   }
   return true;
 }
@@ -81,9 +80,9 @@ bool ssh_x509_subject_key_decode(SshAsn1Node node, SshX509Cert &cert, SshX509Dec
   SshOid id;
   SshAsn1Node parameters;
   SshAsn1Bits bits;
-  if (ssh_asn1_read_node(
-          node, "(sequence ()(sequence ()(object-identifier ())(any ()))(bit-string ()))"_asn1, &id,
-          &parameters, &bits) != SSH_ASN1_OK) {
+  if (!decoder.read(node,
+                    "(sequence ()(sequence ()(object-identifier ())(any ()))(bit-string ()))"_asn1,
+                    &id, &parameters, &bits)) {
     return false;
   }
   cert.key.info = node.der();

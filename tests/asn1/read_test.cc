@@ -70,7 +70,8 @@ struct Outputs {
 
 // read runs any template with an output for each of its elements, views or blocks of the caller's
 // own, and gives the status followed by what each element stored: "?" where nothing was written.
-std::string read(std::string_view text, SshAsn1Node node, bool owned) {
+std::string read(std::string_view text, SshAsn1Node node, bool owned,
+                 SshAsn1Mode mode = SshAsn1Mode::kSearch) {
   SshAsn1Program program = SshAsn1Parser(text.data(), text.size()).run();
   std::vector<uint32_t> fits, told;
   std::vector<void *> pointers;
@@ -92,7 +93,8 @@ std::string read(std::string_view text, SshAsn1Node node, bool owned) {
   EXPECT_EQ(program.fault, SSH_ASN1_TEMPLATE_OK) << text;
 
   const int64_t blocks = ssh_mem_blocks();
-  const SshAsn1Status status = ssh_asn1_run_read(node, program.ops, program.count, pointers.data());
+  const SshAsn1Status status =
+      ssh_asn1_run_read(mode, node, program.ops, program.count, pointers.data());
   std::string result = std::to_string(status);
   for (const uint32_t i : told) {
     const SshAsn1Op &op = program.ops[i];
@@ -250,6 +252,53 @@ TEST(Read, Choice) {
   expect("(choice (null ())(sequence ()(integer ())))", "0500 = 0 0 ?", "3003020105 = 0 1 5");
   expect("(choice (boolean ())(null ()))", "0100 = 17");
   expect("(choice (null ())(choice (boolean ())(integer ())))", "020105 = 0 1 1 ? 5");
+}
+
+// What a template does not read where it stands is passed over, refused where it carries a tag of the
+// template's, or refused whatever it is.
+TEST(Read, Modes) {
+  constexpr std::string_view kPair = "(sequence ()(optional(boolean ()))(optional(integer ())))";
+  constexpr std::string_view kTagged = "(sequence ()(optional(any (e 0)))(optional(integer (1))))";
+  const struct {
+    std::string_view text, octets, searching, known, whole;
+  } rows[] = {
+      {kPair, "30060101ff020105", "0 1 1 1 5", "0 1 1 1 5", "0 1 1 1 5"},
+      {kPair, "3006 020105 0101ff", "0 1 1 0 ?", "0 1 1 0 ?", "21"},
+      {kPair, "3008 0101ff 0500 020105", "0 1 1 1 5", "0 1 1 1 5", "21"},
+      {kPair, "3008 0101ff 020105 0500", "0 1 1 1 5", "0 1 1 1 5", "21"},
+      {kPair, "3008 0101ff 0000 020105", "0 1 1 1 5", "0 1 1 1 5", "0 1 1 1 5"},
+      {kPair, "3008 2103 0101ff 020105", "0 0 ? 1 5", "17", "17"},
+      {kPair, "3009 2180 0101ff 0000 0500", "0 0 ? 0 ?", "0 0 ? 0 ?", "21"},
+      {kTagged, "3007 8101058002 0500", "0 0 ? 1 5", "21", "21"},
+      {kTagged, "3007 810105 a002 0500", "0 1 0500 1 5", "0 1 0500 1 5", "0 1 0500 1 5"},
+      {kTagged, "3005 a000 810105", "0 0 ? 1 5", "0 0 ? 1 5", "21"},
+      {kTagged, "3008 a002 0500 a002 0500", "0 1 0500 0 ?", "21", "21"},
+      {kTagged, "3006 a004 0500 0500", "0 1 05000500 0 ?", "21", "21"},
+      {kTagged, "3006 a004 0500 0000", "0 1 05000000 0 ?", "0 1 05000000 0 ?", "0 1 05000000 0 ?"},
+      {kTagged, "3006 a080 0500 0000", "0 0 ? 0 ?", "21", "21"},
+      {kTagged, "3005 a103 020105", "0 0 ? 0 ?", "17", "17"},
+      {kTagged, "3003 820105", "0 0 ? 0 ?", "0 0 ? 0 ?", "21"},
+      {"(sequence ()(optional(octet-string (0))))", "3005 0101ff 8000", "0 1 '", "0 1 '", "21"},
+      {"(sequence ()(null ())(any ()))", "3006 0500 0500 0500", "0 05000500", "0 05000500", "21"},
+      {"(sequence ()(choice (null ())(integer ())))", "3004 0500 0500", "0 0 ?", "0 0 ?", "21"},
+      {"(set ()(boolean ())(integer ()))", "3106 020105 0101ff", "0 1 5", "0 1 5", "0 1 5"},
+      // A list of any is all of the list; at the top it is what stands there.
+      {"(sequence ()(any ()))", "3004 0500 0500", "0 05000500", "0 05000500", "0 05000500"},
+      {"(sequence ()(optional (any ())))", "3004 0500 0500", "0 1 05000500", "0 1 05000500",
+       "0 1 05000500"},
+      {"(null ())", "0500 0500", "0", "0", "21"},
+  };
+  for (const auto &row : rows) {
+    const std::vector<uint8_t> octets = unhex(row.octets);
+    SshAsn1Work work = SshAsn1Work::for_input(octets.size());
+    SshAsn1Node node;
+    (void)ssh_asn1_decode_in_place(octets, &work, &node);
+    EXPECT_EQ(read(row.text, node, false), row.searching) << row.text << row.octets;
+    EXPECT_EQ(read(row.text, node, false, SshAsn1Mode::kKnown), row.known)
+        << row.text << row.octets;
+    EXPECT_EQ(read(row.text, node, false, SshAsn1Mode::kWhole), row.whole)
+        << row.text << row.octets;
+  }
 }
 
 // Searching a list over and over meets the budget, and the read says so rather than "not found".

@@ -61,6 +61,15 @@ inline bool qualifier(const Element &qualifier) {
          (notice.size() == 1 || notice[1].identifier != 0x16);
 }
 
+// point_name tells whether the name of a distribution point is read.
+inline bool point_name(const Element &point) {
+  return all(point.content, [](const Element &field) {
+    const auto name = field.identifier == 0xA0 ? children(field.content) : std::vector<Element>{};
+    return name.empty() || name[0].identifier != 0xA1 ||
+           children(name[0].content)[0].identifier == 0x31;
+  });
+}
+
 // value tells whether an extension's value is read, by its kind.
 inline bool value(uint32_t kind, const Element &root) {
   if (kind == SSH_X509_EXT_CERTIFICATE_POLICIES) {
@@ -73,6 +82,10 @@ inline bool value(uint32_t kind, const Element &root) {
   if (kind == SSH_X509_EXT_NAME_CONSTRAINTS) return root.content.empty();
   if (kind == SSH_X509_EXT_POLICY_CONSTRAINTS)
     return all(root.content, [](const Element &e) { return e.identifier == 0x30; });
+  // Names relative to an issuer read only as a SET under their own tag.
+  if (kind == SSH_X509_EXT_CRL_DISTRIBUTION_POINTS)
+    return all(root.content, [](const Element &point) { return point_name(point); });
+  if (kind == SSH_X509_EXT_ISSUING_DISTRIBUTION_POINT) return point_name(root);
   return kind != SSH_X509_EXT_REASON_CODE || root.content[0] < 9;
 }
 

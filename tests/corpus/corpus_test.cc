@@ -34,6 +34,7 @@ struct VerdictRow {
   const char *number;  // the item's, with which its file's name begins
   const char *reason;  // for which it is refused
   bool of_algorithms = false;
+  bool by_modern = false;  // alone: classic passes over it
 };
 constexpr VerdictRow kRefused[] = {
     {"020-", "an RSA key without parameters, which RFC 3279, 2.3.1 calls for", true},
@@ -45,8 +46,10 @@ constexpr VerdictRow kRefused[] = {
     {"097-", "version 8"},
     {"108-", "alternative names whose lengths do not add up"},
     {"117-", "a distribution point whose name is neither full nor relative"},
+    {"140-", "a distribution point with a [4]: RFC 5280, 4.2.1.13", false, true},
     {"147-", "a subtree of no kind of name"},
     {"215-", "two signature algorithms: RFC 5280, 4.1.1.2", true},
+    {"272-", "an issuing distribution point with a [9]: RFC 5280, 5.2.5", false, true},
     {"277-", "reason 12"},
     {"299-", "version 3 of a CRL"},
     {"300-", "version 1 of a CRL, in so many words"},
@@ -75,7 +78,8 @@ bool expected(const TsvRow &item, const Mode &mode) {
     if ((*row)["critical"] == "1" && !known((*row)["oid"], SSH_OID_EXTENSION)) return false;
   }
   for (const VerdictRow &row : kRefused) {
-    if (item["file"].starts_with(row.number)) return mode.dressed && row.of_algorithms;
+    if (item["file"].starts_with(row.number))
+      return (mode.dressed && row.of_algorithms) || (mode.classic() && row.by_modern);
   }
   size_t rejected = 0;
   for (const char *tool : {"openssl", "gnutls", "pyca", "asn1crypto"})
