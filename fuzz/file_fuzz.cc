@@ -1,35 +1,8 @@
 // Any octets as a file: the plain reader returns them, and the armour reader agrees with its own parts.
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <string>
-
 #include "asn1/files.h"
-#include "fuzz.h"
+
+#include "memory_file.h"
 #include "util/owner.h"
-
-namespace {
-
-// MemoryFile is a file of the given octets that the readers can open by name.
-class MemoryFile {
- public:
-  explicit MemoryFile(Bytes octets) : file_(memfd_create("file_fuzz", 0)) {
-    require(file_ >= 0);
-    require(octets.empty() ||
-            write(file_, octets.data(), octets.size()) == static_cast<ssize_t>(octets.size()));
-    name_ = "/proc/self/fd/" + std::to_string(file_);
-  }
-  MemoryFile(const MemoryFile &) = delete;
-  MemoryFile &operator=(const MemoryFile &) = delete;
-  ~MemoryFile() { close(file_); }
-  [[nodiscard]] const char *name() const { return name_.c_str(); }
-
- private:
-  int file_;
-  std::string name_;
-};
-
-}  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const Balance balance;

@@ -5,30 +5,16 @@
 
 #include <memory>
 
-#include "asn1/files.h"
-#include "fuzz.h"
+#include "samples.h"
 #include "util/wire.h"
 
 namespace {
 
-// A CA that issued itself, and a certificate of it for the DNS name a.test and b@a.test.
-constexpr const char *kCertificates[] = {
-    "MIHTMIG0oAMCAQICBRI0VniQMA0GCSqGSIb3DQEBBQUAMBExDzANBgNVBAMTBklzc3VlcjAgFw0wMTAyMDMwNDA1"
-    "MDZaGA8yMDUxMDIwMzA0MDUwNlowETEPMA0GA1UEAxMGSXNzdWVyMD0wDQYJKoZIhvcNAQEBBQADLAAwKQIiAMEZ"
-    "PEIDF9ZYdcWgHhcjmpTpMcS66+8ekB1dqBZ/e2JMEQIDAQABoxAwDjAMBgNVHRMEBTADAQH/MA0GCSqGSIb3DQEB"
-    "BQUAAwsAABEiM0RVZneImQ==",
-    "MIHjMIHEoAMCAQICBRI0VniQMA0GCSqGSIb3DQEBBQUAMBExDzANBgNVBAMTBklzc3VlcjAgFw0wMTAyMDMwNDA1"
-    "MDZaGA8yMDUxMDIwMzA0MDUwNlowEjEQMA4GA1UEAxMHU3ViamVjdDA9MA0GCSqGSIb3DQEBAQUAAywAMCkCIgDB"
-    "GTxCAxfWWHXFoB4XI5qU6THEuuvvHpAdXagWf3tiTBECAwEAAaMfMB0wGwYDVR0RBBQwEoIGYS50ZXN0gQhiQGEu"
-    "dGVzdDANBgkqhkiG9w0BAQUFAAMLAAARIjNEVWZ3iJk="};
-
 std::unique_ptr<loopback::Service> filled_service() {
   auto service = std::make_unique<loopback::Service>(nullptr);
   for (const char *text : kCertificates) {
-    size_t length = 0;
-    const SshBlock der(ssh_base64_to_buf(text, &length));
     SshBuffer payload, request, reply;
-    ssh_encode_buffer(payload, {ssh_put_uint32(0), ssh_put_uint32_str({der.get(), length})});
+    ssh_encode_buffer(payload, {ssh_put_uint32(0), ssh_put_uint32_str(unbase64(text))});
     ssh_encode_buffer(request,
                       {ssh_put_uint32(1), ssh_put_uint32(0), ssh_put_uint32(0), ssh_put_uint32(999),
                        ssh_put_uint32(0), ssh_put_uint32_str(ssh_buffer_bytes(payload))});
