@@ -1,11 +1,12 @@
 # The front door; CONTRIBUTING.md says what stands behind each word.
 PREFIX ?= /usr/local
 
-.PHONY: demo test bench fuzz check doc install
+.PHONY: demo test bench fuzz soak check doc install
 demo: ; tools/demo.sh
 test: ; tools/test.sh
 bench: ; tools/bench.sh
 fuzz: ; tools/fuzz.sh
+soak: ; tools/soak.sh
 check: ; tools/check.sh
 doc: ; tools/build.sh native doc
 install: ; tools/build.sh native kwpki KwPki kwpki_share && cmake --install build/native --prefix "$(PREFIX)"
