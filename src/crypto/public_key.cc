@@ -266,9 +266,10 @@ class NameReader {
  public:
   explicit NameReader(std::string_view name) : rest_(name) {}
 
-  // type reads the key-type name.
+  // type reads the key-type name. Braces with nothing in them choose no scheme, as none at all do.
   bool type(std::string_view &type) {
     if (!word(type)) return false;
+    if (rest_ == "{}") rest_ = {};
     more_ = skip('{');
     return more_ || rest_.empty();
   }

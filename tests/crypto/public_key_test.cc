@@ -57,7 +57,7 @@ TEST(PublicKey, NamesThatParseAndTheirSpelling) {
     std::vector<const char *> names;
     const char *spelled = "";
   } cases[] = {
-      {SSH_KEY_OK, {"if-modn"}, "if-modn"},
+      {SSH_KEY_OK, {"if-modn", "if-modn{}"}, "if-modn"},
       {SSH_KEY_OK, {"if-modn{encrypt{rsa-pkcs1-none},sign{rsa-pkcs1-sha1}}"}, kRsaName},
       {SSH_KEY_OK,
        {"if-modn{sign{rsa-pkcs1-md5},sign{rsa-pkcs1-none}}"},
@@ -66,7 +66,7 @@ TEST(PublicKey, NamesThatParseAndTheirSpelling) {
        {"if-modn{verify{rsa-pkcs1-md5}}", "if-modn{sign{rsa-nist-sha1}}", "if-modn{dh}",
         "if-modn{sign{rsa-pkcs1-sha256}}", "if-modn{sign}", "if-modn{sign{rsa-pkcs1-md5},verify}"}},
       {SSH_KEY_BAD_FORMAT,  // parsed whole before anything is looked up
-       {"if-modn{verify}x", "", "{sign}", "if-modn{", "if-modn}", "if-modn{}", "if-modn,",
+       {"if-modn{verify}x", "", "{sign}", "if-modn{", "if-modn}", "if-modn{}{}", "if-modn,",
         "if-modn{sign{}}", "if-modn{sign{rsa-pkcs1-md5}", "if-modn{sign{rsa-pkcs1-md5}}}",
         "if-modn{sign{rsa-pkcs1-md5},}", "if-modn{,sign{rsa-pkcs1-md5}}",
         "if-modn{sign{rsa-pkcs1-md5,rsa-pkcs1-sha1}}", "if-modn{sign{rsa-pkcs1-md5{x}}}",
