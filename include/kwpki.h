@@ -419,8 +419,8 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeyFree(KwPkiSearchKey key);
  *  @param[in] ignored  any value
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
- *  @retval KWPKI_FAILED  the text is not a name, a value of it fits no string type, it is longer
- *                        than 1 MiB, or a pointer is null */
+ *  @retval KWPKI_FAILED  the text is not a name, a value of it is empty or fits no string type, it
+ *                        is longer than 1 MiB, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t ignored, KwPkiSearchKey key);
 
 /** KwPkiSearchKeySetDNDer adds a distinguished name given as DER, as KwPkiSearchKeySetDN does.
@@ -431,8 +431,8 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t ignored, KwP
  *  @param[in] length   its length in octets
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
- *  @retval KWPKI_FAILED  the encoding is not a name, a value of it fits no string type, it is
- *                        longer than 1 MiB, or a pointer is null */
+ *  @retval KWPKI_FAILED  the encoding is not a name, a value of it is empty or fits no string type,
+ *                        it is longer than 1 MiB, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNDer(const uint8_t *data, uint32_t length,
                                               KwPkiSearchKey key);
 

@@ -281,10 +281,13 @@ bool Parser::escape() {
   return true;
 }
 
+// kept_string makes a value. As in DER, one without octets is none, so that both forms of a name are
+// found, or refused, alike.
 SshStr *Parser::kept_string(int32_t charset) const {
   const Bytes octets = kept_.bytes();
+  if (octets.empty()) return nullptr;
   auto *copy = static_cast<uint8_t *>(ssh_xmalloc(octets.size()));
-  if (!octets.empty()) std::memcpy(copy, octets.data(), octets.size());
+  std::memcpy(copy, octets.data(), octets.size());
   return ssh_str_make(charset, copy, octets.size());
 }
 

@@ -63,8 +63,11 @@ TEST_F(Names, TextIsReadAndPrinted) {
       {" \tCn = a + oU=b ; O=c, OIDandmore.1.2=x", "CN=a + OU=b, O=c, OID.1.2=x"},
       {"OID.2.5.4.3=x", "CN=x", "300c 310a 3008 0603550403 130178"},
       {"oid . 1 . 2.3 = x", "OID.1.2.3=x", "300b 3109 3007 06022a03 130178"},
-      {"CN=#414 + CN=#aBfF, CN=# 41 ,CN=#4\\\n \t1+O=#", "CN=#0414 + CN=#abff, CN=A, CN=A + O="},
-      {"CN=", "CN=", "300b 3109 3007 0603550403 1300"},
+      {"CN=#414 + CN=#aBfF, CN=# 41 ,CN=#4\\\n \t1+O=#0",
+       "CN=#0414 + CN=#abff, CN=A, CN=A + O=#00"},
+      {"CN=", "(null)", "(null)"},  // as from DER, a value without octets is none
+      {"O=x, CN=# + OU=a", "(null)", "(null)"},
+      {"CN=\" \", O=x", "(null)", "(null)"},
       {"CN=a\"+;\"b, CN=\"a\\\"b, c\" + CN=a\\,b\\\\\\63",
        "CN=a\\+\\;b, CN=a\\\"b\\, c + CN=a\\,b\\\\63"},
       {"CN=a\\\n \t b, CN=\"a\\\n  b\", CN=\"  a\", CN=a\nb \t, O=\"c  \"",
