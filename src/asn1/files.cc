@@ -126,7 +126,10 @@ const uint8_t *find_line_end(const uint8_t *at, const uint8_t *end) {
 }  // namespace
 
 bool ssh_read_file(const char *name, uint8_t **data, size_t *length) {
-  if (!name || std::strcmp(name, "-") == 0) return read_stream(stdin, data, length);
+  if (!name || std::strcmp(name, "-") == 0) {
+    const SshBinaryInput binary;
+    return read_stream(stdin, data, length);
+  }
   const File file(std::fopen(name, "rb"));
   return file && read_stream(file.get(), data, length);
 }

@@ -8,6 +8,16 @@
 
 #include "util/bytes.h"
 
+// SshBinaryInput gives standard input octet by octet for as long as it lives; afterwards it is read as
+// it was before. What a system does about it is in files_posix.cc and files_win32.cc.
+class SshBinaryInput {
+ public:
+  SshBinaryInput();
+  ~SshBinaryInput();
+  SshBinaryInput(const SshBinaryInput &) = delete;
+  SshBinaryInput &operator=(const SshBinaryInput &) = delete;
+};
+
 // ssh_read_file reads a whole file (null or "-": standard input, which is left open). False if it
 // cannot be opened or read, is a directory, or is larger than one allocation may be
 // (SSH_XMALLOC_MAX).

@@ -1,7 +1,7 @@
 /* client MODE FOLDER SOURCE is a host in plain C: it loads the library of FOLDER at run time, as hosts
  * do, and finds every export of SOURCE/src/api/exports.txt by its name. The modes:
- *   alone    there is no host library: requests are not posted, everything else works; then the
- *            doubles of FOLDER/host are loaded and requests are posted
+ *   alone    standard input is read; there is no host library: requests are not posted, everything
+ *            else works; then the doubles of FOLDER/host are loaded and requests are posted
  *   hosted   the doubles are where the system looks for libraries
  *   unload   the library is loaded and unloaded with requests pending, a thousand times
  * In the first two every export is called at every alignment of the stack. */
@@ -317,10 +317,27 @@ static void at_every_alignment(const char *source) {
   shift = 0;
 }
 
+/* from_standard_input reads what a text would lose: a line end of two octets, and what is behind the
+ * character that ends one. */
+static void from_standard_input(void) {
+  static const uint8_t octets[] = {0x30, 0x0D, 0x0A, 0x41, 0x1A, 0x42, 0x43};
+  const char *const names[] = {"-", NULL};
+  for (int i = 0; i < 2; ++i) {
+    uint8_t *data = NULL;
+    uint32_t length = 0;
+    input_from(octets, sizeof octets);
+    OK(KwPkiReadFile, P(names[i]), 0, P(&data), P(&length));
+    CHECK(length == sizeof octets && memcmp(data, octets, length) == 0);
+    CHECK(input_is_text());
+    OK(KwPkiStringFree, P(data));
+  }
+}
+
 static void alone(const char *folder, const char *source) {
   char hosts[4096];
   snprintf(hosts, sizeof hosts, "%s/host", folder);
   void *library = load(folder);
+  from_standard_input();
   at_every_alignment(source);
   CHECK(library_open(hosts, "KWPMAPI") && (host = library_open(hosts, "KWMA32")));
   posting = 1;

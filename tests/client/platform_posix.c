@@ -1,7 +1,9 @@
 #include <dlfcn.h>
 #include <malloc.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "platform.h"
 
@@ -30,5 +32,16 @@ uintptr_t checked_call(Function function, uint32_t count, const uintptr_t *argum
   return ((uintptr_t(*)(uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t))function)(
       a[0], a[1], a[2], a[3], a[4], a[5]);
 }
+
+void input_from(const void *octets, size_t length) {
+  int ends[2];
+  if (pipe(ends) || write(ends[1], octets, length) != (ssize_t)length) abort();
+  close(ends[1]);
+  dup2(ends[0], STDIN_FILENO);
+  close(ends[0]);
+  clearerr(stdin);
+}
+
+int input_is_text(void) { return 1; }
 
 Resources resources_now(void) { return (Resources){mallinfo2().uordblks, 0}; }
