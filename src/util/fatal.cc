@@ -1,5 +1,6 @@
 #include "util/fatal.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +12,7 @@ constexpr size_t kMessageMax = 512;
 SshMessageCallback fatal_callback = nullptr;
 SshMessageCallback warning_callback = nullptr;
 void *callback_context = nullptr;
+std::atomic_flag failed;
 
 void deliver(SshMessageCallback callback, const char *format, va_list arguments) {
   char message[kMessageMax] = {};
@@ -32,6 +34,7 @@ void ssh_fatal_register(SshMessageCallback fatal, SshMessageCallback warning, vo
 }
 
 void ssh_fatal(const char *format, ...) {
+  if (failed.test_and_set()) ssh_end_process();
   va_list arguments;
   va_start(arguments, format);
   deliver(fatal_callback, format, arguments);

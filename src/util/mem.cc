@@ -25,16 +25,21 @@ void *counted(void *block) {
 // printable gives a size the type of the "%ld" that the messages have always used.
 long printable(size_t size) { return static_cast<long>(size); }
 
+// take gives a block of at least one octet, however large.
+void *take(size_t size) {
+  size = std::max<size_t>(size, 1);
+  void *block = heap_refuses() ? nullptr : counted(std::malloc(size));
+  if (!block) ssh_fatal("ssh_xmalloc: out of memory (allocating %ld bytes)", printable(size));
+  return block;
+}
+
 }  // namespace
 
 void *ssh_xmalloc(size_t size, const char *) {
   if (size > SSH_XMALLOC_MAX) {
     ssh_fatal("ssh_xmalloc: allocation too large (allocating %ld bytes)", printable(size));
   }
-  size = std::max<size_t>(size, 1);
-  void *block = heap_refuses() ? nullptr : counted(std::malloc(size));
-  if (!block) ssh_fatal("ssh_xmalloc: out of memory (allocating %ld bytes)", printable(size));
-  return block;
+  return take(size);
 }
 
 void *ssh_xcalloc(size_t count, size_t size) {
@@ -89,7 +94,7 @@ void *ssh_xmemdup(const void *data, size_t length) {
   if (length > SSH_XMALLOC_MAX) {
     ssh_fatal("ssh_xmemdup: allocation too large (allocating %ld bytes)", printable(length));
   }
-  auto *block = static_cast<uint8_t *>(ssh_xmalloc(length + 1));
+  auto *block = static_cast<uint8_t *>(take(length + 1));  // the limit is that of what is copied
   if (length > 0) std::memcpy(block, data, length);
   block[length] = 0;
   return block;

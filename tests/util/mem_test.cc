@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <numeric>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/fatal.h"
@@ -59,8 +60,11 @@ TEST(Mem, LargestAndSmallestBlocks) {
   EXPECT_EQ(*smallest, 7);
   const SshBlock cleared(static_cast<uint8_t *>(ssh_xcalloc(0, 0)));
   EXPECT_EQ(*cleared, 0);
+  const SshBlock copy(static_cast<uint8_t *>(ssh_xmemdup(largest.get(), SSH_XMALLOC_MAX)));
+  EXPECT_EQ(copy.get()[SSH_XMALLOC_MAX - 1], 1);
+  EXPECT_EQ(copy.get()[SSH_XMALLOC_MAX], 0) << "the limit is that of what is copied";
   ssh_xfree(nullptr, "tag");
-  EXPECT_EQ(ssh_mem_blocks(), before + 3);
+  EXPECT_EQ(ssh_mem_blocks(), before + 4);
 }
 
 TEST(Mem, CopiesAreTerminatedAndWipingIsExact) {
@@ -81,6 +85,30 @@ TEST(Fatal, PrintsToStandardOutputAndExits) {
         ssh_fatal("a %s and %d", "text", 7);
       },
       testing::ExitedWithCode(1), testing::Eq("a text and 7\n"));
+}
+
+void fail_again() { ssh_fatal("second."); }
+
+// What a handler does that fails itself: the process ends, and nobody is told a second time.
+TEST(Fatal, ASecondErrorEndsTheProcessAtOnceThreads) {
+  void (*const kRows[])() = {
+      fail_again,
+      [] { std::thread(fail_again).join(); },
+      [] {
+        std::atexit(fail_again);
+        std::exit(7);
+      },
+  };
+  for (const auto row : kRows) {
+    const auto handler = [](void *context, const char *message) {
+      std::fputs(message, stderr);
+      std::fflush(stderr);
+      (*static_cast<void (*const *)()>(context))();
+    };
+    EXPECT_EXIT(
+        (ssh_fatal_register(handler, nullptr, const_cast<void (**)()>(&row)), ssh_fatal("first.")),
+        testing::ExitedWithCode(1), testing::Eq("first."));
+  }
 }
 
 TEST(Fatal, WarningReturnsAndIsCut) {
