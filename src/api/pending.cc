@@ -38,18 +38,55 @@ struct Path {
   void **places[kBranchLevels + 1];
 };
 
-// walk follows an identifier as far as there are nodes and, with `make`, makes those that are
-// missing. Null if it ends early.
-Leaf *walk(uint32_t identifier, bool make, Path *path) {
+// Spare has nodes for the levels below `count`, made while the lock is free: no memory ends the
+// process, and what runs at its end may ask for the table.
+class Spare {
+ public:
+  Spare() = default;
+  Spare(const Spare &) = delete;
+  Spare &operator=(const Spare &) = delete;
+  ~Spare() {
+    for (uint32_t level = 0; level < count_; ++level) ssh_xfree(nodes_[level]);
+  }
+
+  void make(uint32_t count) {
+    for (; count_ < count; ++count_)
+      nodes_[count_] = ssh_xcalloc(1, count_ > 0 ? sizeof(Branch) : sizeof(Leaf));
+  }
+  [[nodiscard]] uint32_t count() const { return count_; }
+  [[nodiscard]] void *take(uint32_t level) { return std::exchange(nodes_[level], nullptr); }
+
+ private:
+  uint32_t count_ = 0;
+  void *nodes_[kBranchLevels + 1];
+};
+
+// walk follows an identifier as far as there are nodes, and gives its leaf or null.
+Leaf *walk(uint32_t identifier, Path *path) {
   void **place = &root;
   for (uint32_t level = kBranchLevels;; --level) {
     path->places[level] = place;
-    if (!*place && !make) return nullptr;
-    if (!*place) *place = ssh_xcalloc(1, level > 0 ? sizeof(Branch) : sizeof(Leaf));
+    if (!*place) return nullptr;
     if (level == 0) return static_cast<Leaf *>(*place);
-    auto *branch = static_cast<Branch *>(*place);
-    place = &branch->children[digit(identifier, level)];
-    if (!*place && make) ++branch->used;
+    place = &static_cast<Branch *>(*place)->children[digit(identifier, level)];
+  }
+}
+
+// grow does so and takes nodes for those that are missing. Null, with no node taken, if there are
+// too few; `missing` is then how many are needed.
+Leaf *grow(uint32_t identifier, Spare &spare, uint32_t *missing) {
+  void **place = &root;
+  Branch *above = nullptr;
+  for (uint32_t level = kBranchLevels;; --level) {
+    if (!*place) {
+      *missing = level + 1;
+      if (level >= spare.count()) return nullptr;
+      *place = spare.take(level);
+      if (above) ++above->used;
+    }
+    if (level == 0) return static_cast<Leaf *>(*place);
+    above = static_cast<Branch *>(*place);
+    place = &above->children[digit(identifier, level)];
   }
 }
 
@@ -80,22 +117,30 @@ struct AtUnload {
   }
 } at_unload;
 
+// try_add returns 0, or how many nodes it needs.
+uint32_t try_add(uint32_t identifier, const PendingRequest &request, Spare &spare) {
+  const std::lock_guard guard(table);
+  uint32_t missing = 0;
+  Leaf *leaf = grow(identifier, spare, &missing);
+  if (!leaf) return missing;
+  PendingRequest &slot = leaf->slots[digit(identifier, 0)];
+  if (slot.form != KWPKI_FORM_NONE) return 0;
+  slot = request;
+  ++leaf->used;
+  return 0;
+}
+
 }  // namespace
 
 void pending_add(uint32_t identifier, const PendingRequest &request) {
-  const std::lock_guard guard(table);
-  Path path;
-  Leaf *leaf = walk(identifier, true, &path);
-  PendingRequest &slot = leaf->slots[digit(identifier, 0)];
-  if (slot.form != KWPKI_FORM_NONE) return;
-  slot = request;
-  ++leaf->used;
+  Spare spare;
+  while (const uint32_t missing = try_add(identifier, request, spare)) spare.make(missing);
 }
 
 bool pending_take(uint32_t identifier, PendingRequest *request) {
   const std::lock_guard guard(table);
   Path path;
-  Leaf *leaf = walk(identifier, false, &path);
+  Leaf *leaf = walk(identifier, &path);
   if (!leaf) return false;
   PendingRequest &slot = leaf->slots[digit(identifier, 0)];
   if (slot.form == KWPKI_FORM_NONE) return false;

@@ -2,9 +2,12 @@
 // share leaves, those that share branches, and those that share nothing.
 #include "api/pending.h"
 
+#include <gmock/gmock.h>
+
 #include <map>
 #include <random>
 
+#include "support/fatal.h"
 #include "support/samples.h"
 
 namespace {
@@ -38,6 +41,26 @@ TEST_F(ApiPendingTest, BehavesLikeAMap) {
   }
   EXPECT_GT(model.size(), 100u);
   while (!model.empty()) check_take(model.begin()->first);
+}
+
+// Whichever of its nodes there is no memory for: what runs at the end still finds the table as it was.
+TEST_F(ApiPendingTest, RunningOutOfMemoryHoldsNoLock) {
+  const auto take_at_exit = [] {
+    PendingRequest taken;
+    std::fputs(pending_take(1, &taken) && !pending_take(1u << 30, &taken) ? " taken" : " lost",
+               stderr);
+  };
+  for (const uint64_t node : {1u, 2u, 5u}) {
+    EXPECT_EXIT(
+        {
+          fatal_to_stderr();
+          pending_add(1, {nullptr, nullptr, KWPKI_FORM_DATA});
+          std::atexit(take_at_exit);
+          ssh_mem_fail_at(node);
+          pending_add(1u << 30, {nullptr, nullptr, KWPKI_FORM_DATA});
+        },
+        testing::ExitedWithCode(1), testing::ContainsRegex("out of memory .* taken"));
+  }
 }
 
 }  // namespace
