@@ -7,15 +7,15 @@
 
 namespace {
 
-// read_time reads a time of a record; no text is a time that is not set. False for what is none.
-bool read_time(Bytes text, SshBerTime &time) {
+// read_time reads a time of a record. No text is a time that is not set, and so is what is no time:
+// nothing here needs these times, and the certificate is worth more than they are.
+void read_time(Bytes text, SshBerTime &time) {
   constexpr size_t kLongest = 1024;  // of what is read as a time
-  if (text.empty()) return true;
-  if (text.size() > kLongest) return false;
+  if (text.empty() || text.size() > kLongest) return;
   char terminated[kLongest + 1];
   std::memcpy(terminated, text.data(), text.size());
   terminated[text.size()] = 0;
-  return ssh_ber_time_set_from_string(&time, terminated);
+  (void)ssh_ber_time_set_from_string(&time, terminated);
 }
 
 uint32_t encode_cert(const void *object, SshBuffer &output) {
@@ -107,20 +107,20 @@ uint32_t ssh_cm_cert_encode_record(const SshCMCertificate &cert, SshBuffer &outp
 }
 
 SshCMStatus ssh_cm_cert_decode_record(Bytes record, SshCMCertificate &cert) {
-  Bytes ber, text, time_1, time_2, time_3, time_4, time_5, time_6;
+  Bytes ber, text, times[6];
   uint32_t bool_0 = 0, counter = 0, bool_a = 0;
   const auto time = ssh_get_uint32_str_nocopy;
   const size_t read = ssh_decode_array(
       record, {ssh_get_uint32_str_nocopy(&ber), ssh_get_uint32(&cert.status),
-               ssh_get_boolean(&bool_0), time(&time_1), time(&time_2), time(&time_3), time(&time_4),
-               ssh_get_uint32(&counter), ssh_get_mp_int(&cert.number), ssh_get_uint32(&cert.word_a),
-               ssh_get_boolean(&bool_a), time(&time_5), ssh_get_uint32(&cert.word_b), time(&time_6),
-               ssh_get_uint32_str_nocopy(&text)});
-  const bool readable = read && read_time(time_1, cert.time_1) && read_time(time_2, cert.time_2) &&
-                        read_time(time_3, cert.time_3) && read_time(time_4, cert.time_4) &&
-                        read_time(time_5, cert.time_5) && read_time(time_6, cert.time_6);
-  if (!readable) return SSH_CM_RECORD_UNREADABLE;
+               ssh_get_boolean(&bool_0), time(&times[0]), time(&times[1]), time(&times[2]),
+               time(&times[3]), ssh_get_uint32(&counter), ssh_get_mp_int(&cert.number),
+               ssh_get_uint32(&cert.word_a), ssh_get_boolean(&bool_a), time(&times[4]),
+               ssh_get_uint32(&cert.word_b), time(&times[5]), ssh_get_uint32_str_nocopy(&text)});
+  if (!read) return SSH_CM_RECORD_UNREADABLE;
 
+  SshBerTime *const carried[] = {&cert.time_1, &cert.time_2, &cert.time_3,
+                                 &cert.time_4, &cert.time_5, &cert.time_6};
+  for (size_t i = 0; i < std::size(carried); ++i) read_time(times[i], *carried[i]);
   cert.bool_0 = static_cast<int32_t>(bool_0);
   cert.counter = static_cast<int32_t>(counter);
   cert.bool_a = static_cast<int32_t>(bool_a);

@@ -18,6 +18,6 @@ extern const SshCertDBMethods ssh_cm_entry_methods;
 uint32_t ssh_cm_cert_encode_record(const SshCMCertificate &cert, SshBuffer &output);
 
 // ssh_cm_cert_decode_record reads such a record into an empty certificate.
-// SSH_CM_RECORD_UNREADABLE if it is cut short or a time in it does not parse;
-// SSH_CM_CERT_UNDECODABLE if its certificate does not decode. The object may then be partly filled.
+// SSH_CM_RECORD_UNREADABLE if it is cut short; SSH_CM_CERT_UNDECODABLE if its certificate does not
+// decode. The object may then be partly filled. A time that does not parse is left unset.
 SshCMStatus ssh_cm_cert_decode_record(Bytes record, SshCMCertificate &cert);

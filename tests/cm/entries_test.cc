@@ -77,7 +77,7 @@ TEST_F(Entries, RecordOfACertificateIsExact) {
   EXPECT_EQ(decode(record.build()), SSH_CM_OK);
 }
 
-TEST_F(Entries, RecordsThatAreRefused) {
+TEST_F(Entries, RecordsWithOddTimesAndThoseThatAreRefused) {
   const Der good = Record().build();
   for (size_t length = 0; length < good.size(); ++length) {
     const Der cut(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length));
@@ -91,9 +91,13 @@ TEST_F(Entries, RecordsThatAreRefused) {
     Record record;
     record.times[i] = longest;
     EXPECT_EQ(ssh_cm_cert_decode_record(record.build(), *cert), SSH_CM_OK) << i;
-    for (const std::string &time : {longest + " ", std::string("2001"), std::string(1, 0)}) {
+    for (const std::string &time : {longest + " ", std::string("2001"), std::string(1, 0),
+                                    std::string("2001 Mar 22th, 14:03:09 GMT")}) {
       record.times[i] = time;
-      EXPECT_EQ(decode(record.build()), SSH_CM_RECORD_UNREADABLE) << i << time;
+      const CertOwner odd(ssh_cm_cert_allocate());
+      EXPECT_EQ(ssh_cm_cert_decode_record(record.build(), *odd), SSH_CM_OK) << i << time;
+      record.times[i].clear();
+      EXPECT_EQ(encode(*odd), hex(record.build())) << "the time is not set, all else is there";
     }
   }
   for (const Der &ber : {Der{}, sample::CrlParts().build()}) {
