@@ -15,6 +15,7 @@ struct Decode {
   Bytes rest;
   uint8_t **blocks;
   size_t block_count = 0;
+  bool overrun = false;  // a special field was read and claimed more than there is
 };
 
 void put_uint32(SshBuffer &buffer, const SshPut &field) {
@@ -139,6 +140,7 @@ bool get_data(Decode &decode, const SshGet &field) {
 bool get_special(Decode &decode, const SshGet &field) {
   Bytes octets;
   const size_t used = field.decoder(decode.rest, field.context);
+  decode.overrun = used > decode.rest.size();
   return used > 0 && take(decode, used, octets);
 }
 
@@ -162,7 +164,7 @@ constexpr FormatRow kFormats[] = {
 };
 static_assert(std::size(kFormats) == SSH_FORMAT_END);
 
-// undo releases what the fields before a failed one have stored.
+// undo releases what fields have stored.
 void undo(const Decode &decode, std::span<const SshGet> done) {
   for (size_t i = 0; i < decode.block_count; ++i) ssh_xfree_wiped(decode.blocks[i]);
   const Bytes cleanup(reinterpret_cast<const uint8_t *>(1), size_t{0});
@@ -221,7 +223,7 @@ size_t ssh_decode_array_va(Bytes input, std::span<const SshGet> fields) {
                 static_cast<int>(fields[i].code));
     }
     if (kFormats[fields[i].code].get(decode, fields[i])) continue;
-    undo(decode, fields.first(i));
+    undo(decode, fields.first(i + decode.overrun));
     return 0;
   }
   return input.size() - decode.rest.size();

@@ -32,9 +32,9 @@ enum SshFormat : uint32_t {
 using SshEncoder = void (*)(SshBuffer &buffer, const void *context);
 
 // SshDecoder reads a value of the caller's from the front of `input`, which holds all that remains,
-// and returns how many octets it consumed; 0 is failure. When a later field fails, a decoder that
-// had succeeded is called once more with ssh_decode_cleanup(input) true, so that it releases what
-// it stored; its result is then ignored.
+// and returns how many octets it consumed; 0 is failure, and so is more than there were. When the
+// decode fails, a decoder that did not return 0 is called once more with ssh_decode_cleanup(input)
+// true, so that it releases what it stored; its result is then ignored.
 using SshDecoder = size_t (*)(Bytes input, void *context);
 
 // ssh_decode_cleanup is true for the input of a clean-up call: no octets at the address 1.

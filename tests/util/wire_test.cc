@@ -33,6 +33,16 @@ size_t get_own(Bytes input, void *context) {
   return 0;
 }
 
+// get_too_much reads no more than there is and claims one octet more; get_none fails by itself.
+size_t get_too_much(Bytes input, void *context) {
+  const size_t used = get_own(input, context);
+  return used ? input.size() + 1 : 0;
+}
+size_t get_none(Bytes input, void *context) {
+  static_cast<Own *>(context)->cleanups += ssh_decode_cleanup(input);
+  return 0;
+}
+
 TEST(Wire, Octets) {
   const SshMpInt one(1), minus_256(-256), zero(0);
   const Bytes text = ssh_text_bytes("abc");
@@ -152,6 +162,20 @@ TEST(Wire, EveryTruncationFailsCleanly) {
     }
     EXPECT_EQ(ssh_mem_blocks(), before);
   }
+}
+
+TEST(Wire, ASpecialFieldThatClaimsTooMuchIsCleanedUp) {
+  const std::vector<uint8_t> octets = unhex("000000016121 000000016221");
+  const int64_t before = ssh_mem_blocks();
+  Own first, second;
+  EXPECT_EQ(ssh_decode_array(
+                octets, {ssh_get_special(get_own, &first), ssh_get_special(get_too_much, &second),
+                         ssh_get_special(get_own, nullptr)}),
+            0u);
+  EXPECT_EQ(first.cleanups * 10 + second.cleanups, 11);
+  EXPECT_EQ(ssh_decode_array(octets, {ssh_get_special(get_none, &first)}), 0u);
+  EXPECT_EQ(first.cleanups, 1) << "it has stored nothing";
+  EXPECT_EQ(ssh_mem_blocks(), before);
 }
 
 TEST(Wire, DecodeBufferConsumesOnSuccessOnly) {
