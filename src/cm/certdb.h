@@ -78,6 +78,7 @@ struct SshCertDB {
   SshCertDBEntry *free_pool = nullptr;
   std::span<SshCertDBSearchMethod> methods;  // one a key type
   SshCertDBMethods callbacks = {};
+  uint32_t flag = 1;  // nothing reads it
   SshCertDBLimits limits;
   uint32_t entries_allocated = 0;  // ever
   uint32_t memory_used = 0;        // octets charged; wraps, see ssh_certdb_free

@@ -30,6 +30,7 @@ void free_counter(uint32_t type, void *object) {
 
 SshCertDB *make(const SshCertDBLimits &limits, const std::vector<uint32_t> &types) {
   SshCertDB *database = ssh_certdb_init({nullptr, nullptr, free_counter}, limits, types);
+  EXPECT_EQ(database->flag, 1u);
   database->now = [] { return clock_now; };
   return database;
 }
