@@ -102,7 +102,9 @@ bool ssh_x509_name_decode_general(SshAsn1Node node, SshX509Decoder &decoder, Ssh
   name->der = node.der();
   if (alternative.octets) name->*alternative.octets = *octets;
   if (alternative.type == SSH_X509_NAME_OTHER) name->data = name->der;
-  name->data_length = static_cast<uint32_t>(name->data.size());
+  // An identifier counts as its dotted text, which ends by itself and has no length.
+  if (alternative.type != SSH_X509_NAME_REGISTERED_ID)
+    name->data_length = static_cast<uint32_t>(name->data.size());
   ssh_x509_name_add(list, name);
   return true;
 }

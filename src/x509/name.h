@@ -31,7 +31,7 @@ struct SshX509Name {
   SshX509Name *next = nullptr;
   SshX509NameType type = SSH_X509_NAME_DN;
   uint32_t taken = 0;        // set by ssh_x509_name_take
-  uint32_t data_length = 0;  // octets; for a unique identifier bits, deliberately
+  uint32_t data_length = 0;  // octets; of a unique identifier bits, of a type 9 none, deliberately
   Bytes text;  // types 2, 3, 8: IA5 text as it stands; types 0, 5: see ssh_x509_name_text
   Bytes data;  // types 1, 4, 9 (the identifier's octets), 10
   Bytes der;   // types 0, 5: the Name; other general names: the whole GeneralName

@@ -26,7 +26,7 @@ TEST_F(NameTest, GeneralNames) {
     SshX509NameType type;
     const char *text;
     std::string data;
-    bool whole_der = true;
+    bool counted = true;  // the length of the data
   } rows[] = {
       {"other name", kOther, SSH_X509_NAME_OTHER, "(null)", hex(kOther)},
       {"primitive other name", text(0x80, "x"), SSH_X509_NAME_OTHER, "(null)", "800178"},
@@ -39,7 +39,7 @@ TEST_F(NameTest, GeneralNames) {
       {"IP", tlv(0x87, unhex("7F000001")), SSH_X509_NAME_IP, "(null)", "7f000001"},
       {"IP of any length", tlv(0x87, {}), SSH_X509_NAME_IP, "(null)", ""},
       {"identifier", tlv(0x88, unhex("2A030405")), SSH_X509_NAME_REGISTERED_ID, "1.2.3.4.5",
-       "2a030405"},
+       "2a030405", false},
   };
   for (const auto &row : rows) {
     const Subject subject({row.name});
@@ -48,6 +48,7 @@ TEST_F(NameTest, GeneralNames) {
     EXPECT_EQ(name->type, row.type) << row.why;
     EXPECT_EQ(own_text(ssh_x509_name_text(name)), row.text) << row.why;
     EXPECT_EQ(hex(name->data), row.data) << row.why;
+    EXPECT_EQ(name->data_length, row.counted ? name->data.size() : 0) << row.why;
     EXPECT_EQ(hex(name->der), hex(row.name)) << row.why;
     EXPECT_EQ(name->taken, 0u);
   }
