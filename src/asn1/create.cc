@@ -18,6 +18,8 @@ class Builder {
 
   // list encodes the elements [op, op_end) one after the other.
   bool list(uint32_t op, uint32_t op_end, Bytes &out);
+  // adopt makes a copy of octets in the context.
+  bool adopt(Bytes &out);
   [[nodiscard]] SshAsn1Status status() const { return status_; }
 
  private:
@@ -65,6 +67,14 @@ bool Builder::list(uint32_t op, uint32_t op_end, Bytes &out) {
     if (!parts[i].empty()) std::memcpy(at, parts[i].data(), parts[i].size());
     at += parts[i].size();
   }
+  return true;
+}
+
+bool Builder::adopt(Bytes &out) {
+  uint8_t *at = nullptr;
+  if (!octets(out.size(), &at)) return false;
+  if (!out.empty()) std::memcpy(at, out.data(), out.size());
+  out = {at, out.size()};
   return true;
 }
 
@@ -265,6 +275,9 @@ SshAsn1Status ssh_asn1_run_create(SshAsn1Context *context, SshAsn1Node *node, co
   Builder builder(context, ops, inputs);
   Bytes encoding;
   if (!builder.list(0, count, encoding)) return builder.status();
+  // With nothing around it, the node of an "any" is still where it was, which may not last.
+  const bool lone_any = count == 1 && ops[0].type == SSH_ASN1_ANY && !ops[0].tagged;
+  if (lone_any && !builder.adopt(encoding)) return builder.status();
   *node = ssh_asn1_list_of(encoding, &context->work);
   return SSH_ASN1_OK;
 }

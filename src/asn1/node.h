@@ -198,15 +198,29 @@ SshAsn1Status ssh_asn1_read_tree_text(const SshAsn1Tree *tree, const char *text,
   if (!text) ssh_fatal("ssh_asn1_read_tree: format string NULL.");
   return ssh_asn1_read_node_text(tree->current, text, outputs...);
 }
+
+// ssh_asn1_parse_for_create does as ssh_asn1_parse_run_time for text to create from, in which "choice"
+// and "optional" are unknown.
+SshAsn1Status ssh_asn1_parse_for_create(const char *text, const uint32_t *fits, size_t count,
+                                        SshAsn1Program *program);
+
 template <class... Inputs>
 SshAsn1Status ssh_asn1_create_node_text(SshAsn1Context *context, SshAsn1Node *node,
                                         const char *text, Inputs... inputs) {
   constexpr uint32_t kFits[] = {ssh_asn1_input_fits<Inputs>()..., 0};
   SshAsn1Program program;
-  const SshAsn1Status status =
-      ssh_asn1_parse_run_time("ssh_asn1_create_node: called with NULL format string.", text, kFits,
-                              sizeof...(Inputs), &program);
+  const SshAsn1Status status = ssh_asn1_parse_for_create(text, kFits, sizeof...(Inputs), &program);
   if (status != SSH_ASN1_OK) return status;
   const SshAsn1Input values[] = {SshAsn1Input(inputs)..., SshAsn1Input()};
   return ssh_asn1_run_create(context, node, program.ops, program.count, values);
+}
+
+// ssh_asn1_create_tree_text does the same and makes a tree of the result.
+template <class... Inputs>
+SshAsn1Status ssh_asn1_create_tree_text(SshAsn1Context *context, SshAsn1Tree **tree,
+                                        const char *text, Inputs... inputs) {
+  SshAsn1Node root;
+  const SshAsn1Status status = ssh_asn1_create_node_text(context, &root, text, inputs...);
+  if (status == SSH_ASN1_OK) *tree = ssh_asn1_new_tree(context, root);
+  return status;
 }

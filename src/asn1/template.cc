@@ -4,8 +4,9 @@
 #include "asn1/node.h"
 #include "util/fatal.h"
 
-SshAsn1Status ssh_asn1_parse_run_time(const char *caller, const char *text, const uint32_t *fits,
-                                      size_t count, SshAsn1Program *program) {
+namespace {
+
+SshAsn1Status parse(const char *caller, const char *text, SshAsn1Program *program) {
   if (!text) ssh_fatal("%s", caller);
   *program = SshAsn1Parser(text, std::strlen(text)).run();
   if (program->fault == SSH_ASN1_TEMPLATE_IMPLICATION) {
@@ -13,10 +14,33 @@ SshAsn1Status ssh_asn1_parse_run_time(const char *caller, const char *text, cons
   }
   // A closing parenthesis too many ends the list of elements; what stands before it counts.
   if (program->fault == SSH_ASN1_TEMPLATE_UNBALANCED) program->fault = SSH_ASN1_TEMPLATE_OK;
-  if (program->fault != SSH_ASN1_TEMPLATE_OK) return static_cast<SshAsn1Status>(program->fault);
+  return static_cast<SshAsn1Status>(program->fault);
+}
+
+SshAsn1Status bind(const uint32_t *fits, size_t count, SshAsn1Program *program) {
   ssh_asn1_bind(*program, fits, count);
   if (program->fault != SSH_ASN1_TEMPLATE_OK) {
     ssh_fatal("ssh_asn1_parse_command_list: arguments do not match the format string.");
   }
   return SSH_ASN1_OK;
+}
+
+}  // namespace
+
+SshAsn1Status ssh_asn1_parse_run_time(const char *caller, const char *text, const uint32_t *fits,
+                                      size_t count, SshAsn1Program *program) {
+  const SshAsn1Status status = parse(caller, text, program);
+  return status == SSH_ASN1_OK ? bind(fits, count, program) : status;
+}
+
+SshAsn1Status ssh_asn1_parse_for_create(const char *text, const uint32_t *fits, size_t count,
+                                        SshAsn1Program *program) {
+  const SshAsn1Status status =
+      parse("ssh_asn1_create_node: called with NULL format string.", text, program);
+  if (status != SSH_ASN1_OK) return status;
+  // Asked before the arguments are, of which these two have none on create.
+  for (uint32_t i = 0; i < program->count; ++i) {
+    if (program->ops[i].type >= SSH_ASN1_CHOICE) return SSH_ASN1_UNKNOWN_COMMAND;
+  }
+  return bind(fits, count, program);
 }

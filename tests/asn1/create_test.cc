@@ -30,6 +30,13 @@ struct Nodes {
   SshAsn1Node node;
 };
 
+// octets_of gives the octets of an argument that is a node.
+Bytes octets_of(SshAsn1Node node) { return node.list(); }
+template <class Other>
+Bytes octets_of(const Other &) {
+  return {};
+}
+
 // expect creates what a template describes and compares it with hexadecimal text, or, after "!",
 // with a status.
 template <SshAsn1Text Text, class... Inputs>
@@ -39,6 +46,8 @@ void expect(std::string_view wanted, SshAsn1Template<Text> text, Inputs... input
     const SshAsn1ContextOwner context(ssh_asn1_init());
     SshAsn1Node node;
     const SshAsn1Status status = ssh_asn1_create_node(context.get(), &node, text, inputs...);
+    for (const Bytes given : {Bytes(), octets_of(inputs)...})
+      EXPECT_TRUE(!node || given.empty() || node.data != given.data()) << "not the context's own";
     const std::string got = status == SSH_ASN1_OK ? all(node) : "!" + std::to_string(status);
     const bool fails = wanted.starts_with('!');
     EXPECT_EQ(got, fails ? std::string(wanted) : hex(unhex(wanted))) << Text.text;

@@ -6,6 +6,7 @@
 
 #include "asn1/node.h"
 #include "support/fatal.h"
+#include "support/hex.h"
 
 namespace {
 
@@ -72,9 +73,17 @@ TEST(RunTimeText, MalformedTextIsAStatus) {
         << row.text;
     EXPECT_EQ(static_cast<bool>(node), row.create == SSH_ASN1_OK);
   }
+  // These two have no arguments on create, where they mean nothing; nor are those of others looked at.
   for (const char *text : {"(choice (null ()))", "(set ()(optional (null ())))"}) {
+    EXPECT_EQ(ssh_asn1_create_node_text(context.get(), &node, text), SSH_ASN1_UNKNOWN_COMMAND);
     EXPECT_EQ(ssh_asn1_create_node_text(context.get(), &node, text, 0), SSH_ASN1_UNKNOWN_COMMAND);
+    SshAsn1Tree *tree = nullptr;
+    EXPECT_EQ(ssh_asn1_create_tree_text(context.get(), &tree, text), SSH_ASN1_UNKNOWN_COMMAND);
+    EXPECT_EQ(tree, nullptr);
   }
+  SshAsn1Tree *tree = nullptr;
+  ASSERT_EQ(ssh_asn1_create_tree_text(context.get(), &tree, "(integer-short ())", 5U), SSH_ASN1_OK);
+  EXPECT_EQ(hex(ssh_asn1_get_current(tree).der()), "020105");
 }
 
 TEST(RunTimeText, ProgrammingErrorsAreFatal) {
@@ -92,7 +101,10 @@ TEST(RunTimeText, ProgrammingErrorsAreFatal) {
   EXPECT_FATAL(read(nullptr), "ssh_asn1_read_node: format string NULL.");
   EXPECT_FATAL((void)ssh_asn1_read_tree_text(&tree, nullptr),
                "ssh_asn1_read_tree: format string NULL.");
-  EXPECT_FATAL(create(nullptr), "ssh_asn1_create_node: called with NULL format string.");
+  const char kNoText[] = "ssh_asn1_create_node: called with NULL format string.";
+  SshAsn1Tree *made = nullptr;
+  EXPECT_FATAL(create(nullptr), kNoText);
+  EXPECT_FATAL((void)ssh_asn1_create_tree_text(context.get(), &made, nullptr), kNoText);
   const char kImplication[] = "ssh_asn1_parse_command_list: implication not supported.";
   EXPECT_FATAL(read("(integer-short () x)", &word), kImplication);
   EXPECT_FATAL(create("(set () set)"), kImplication);
