@@ -65,13 +65,13 @@ struct Arguments {
   }
 };
 
-SshAsn1Status read(SshAsn1Program program, SshAsn1Node node, bool owned) {
+SshAsn1Status read(SshAsn1Program program, SshAsn1Mode mode, SshAsn1Node node, bool owned) {
   Arguments arguments(program, owned);
   ssh_asn1_bind(program, arguments.fits.data(), arguments.fits.size() - 1);
   require(program.fault == SSH_ASN1_TEMPLATE_OK);
   const int64_t blocks = ssh_mem_blocks();
   const SshAsn1Status status =
-      ssh_asn1_run_read(node, program.ops, program.count, arguments.outputs.data());
+      ssh_asn1_run_read(mode, node, program.ops, program.count, arguments.outputs.data());
   if (status == SSH_ASN1_OK) return status;
   for (const Values &value : arguments.values) require(!value.block && !value.text);
   const size_t integers = 2 * arguments.values.size();  // large ones hold a block each
@@ -113,11 +113,19 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
       creatable = false;
   }
   const Bytes octets(data + std::min(length + 1, size), data + size);
-  SshAsn1Work work = SshAsn1Work::for_input(octets.size()), same_work = work;
-  SshAsn1Node node, same;
-  const SshAsn1Status status = ssh_asn1_decode_in_place(octets, &work, &node);
-  require(ssh_asn1_decode_in_place(octets, &same_work, &same) == status);
-  if (readable) require(read(program, node, false) == read(program, same, true));
-  if (creatable) create(program, node);
+  bool laxer = true;  // whether the laxer mode read it: a stricter one reads no more
+  for (const SshAsn1Mode mode : {SshAsn1Mode::kSearch, SshAsn1Mode::kKnown, SshAsn1Mode::kWhole}) {
+    SshAsn1Work work = SshAsn1Work::for_input(octets.size()), same_work = work;
+    SshAsn1Node node, same;
+    const SshAsn1Status status = ssh_asn1_decode_in_place(octets, &work, &node);
+    require(ssh_asn1_decode_in_place(octets, &same_work, &same) == status);
+    if (readable) {
+      const SshAsn1Status result = read(program, mode, node, false);
+      require(result == read(program, mode, same, true));
+      require(laxer || result != SSH_ASN1_OK);
+      laxer = result == SSH_ASN1_OK;
+    }
+    if (creatable && mode == SshAsn1Mode::kSearch) create(program, node);
+  }
   return 0;
 }

@@ -76,7 +76,7 @@ SshAsn1Status SshAsn1Reader::nothing_known_left(const SshAsn1Cursor &cursor, con
   uint32_t known = 0;
   SshAsn1Place place;
   for (const uint8_t *p = cursor.first; open(p, cursor.end, place, work); p = place.end) {
-    if (place.content == place.end) continue;
+    if (place.empty()) continue;
     for (uint32_t i = first; i != last;) {
       known += ops[i].tagged && ops[i].identifier == place.identifier ? 1 : 0;
       i = ops[i].type >= SSH_ASN1_CHOICE ? i + 1 : ops[i].end;  // into what stands in the same list

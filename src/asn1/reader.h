@@ -35,6 +35,7 @@ struct SshAsn1Place {
   const uint8_t *end;
 
   [[nodiscard]] Bytes bytes() const { return {content, end}; }
+  [[nodiscard]] bool empty() const { return content == end && !indefinite; }
   [[nodiscard]] const uint8_t *content_end() const {
     return constructed && indefinite ? end - 2 : end;
   }
@@ -85,7 +86,7 @@ class SshAsn1Reader {
     if (!locate(op, cursor, order, place)) return nothing_found(op, order, optional, found);
     found = true;
     ++cursor.taken;
-    if (op.tagged && place.content != place.end) ++cursor.tagged;
+    if (op.tagged && !place.empty()) ++cursor.tagged;
     const uint8_t *const after = place.end;
     const uint8_t *list_end = cursor.end;
     if (op.is_explicit) {

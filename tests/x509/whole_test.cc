@@ -91,6 +91,7 @@ TEST(Whole, WrappersAndSecondLists) {
         {"indefinite form inside", wrap(tag, indefinite(0x30, {kKnown}))},
         {"a SET inside", wrap(tag, set({kKnown}))},
         {"primitive", tlv(0x80 + tag, list)},
+        {"primitive, indefinite", join({{static_cast<uint8_t>(0x80 + tag), 0x80}, list, kEnd})},
         {"two", join({wrapper, wrapper})},
         {"two lists inside", wrap(tag, join({list, list}))},
         {"a NULL in front inside", wrap(tag, join({null(), list}))},
