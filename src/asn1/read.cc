@@ -56,33 +56,34 @@ SshAsn1Reader::Search SshAsn1Reader::search(const SshAsn1Op &op, const uint8_t *
   return search;
 }
 
-// is_end is true where a list holds no further element: end-of-contents octets are none.
-bool SshAsn1Reader::is_end(const uint8_t *p, const uint8_t *end, SshAsn1Work *work) {
-  SshAsn1Place left;
-  return !open(p, end, left, work);
+// is_end is true where no element follows: end-of-contents octets are none.
+bool SshAsn1Reader::is_end(const uint8_t *p, const uint8_t *end) {
+  while (ssh_ber_is_end(p, end)) p += 2;
+  return p == end;
 }
 
-SshAsn1Status SshAsn1Reader::nothing_left(const SshAsn1Cursor &cursor, SshAsn1Work *work) {
-  uint32_t elements = 0;
-  SshAsn1Place place;
-  for (const uint8_t *p = cursor.first; open(p, cursor.end, place, work); p = place.end) ++elements;
-  return elements == cursor.taken ? SSH_ASN1_OK : SSH_ASN1_MATCH_NOT_FOUND;
-}
-
-// nothing_known_left counts the elements that carry a tag of the template's. One without content
-// holds nothing that could be lost.
-SshAsn1Status SshAsn1Reader::nothing_known_left(const SshAsn1Cursor &cursor, const SshAsn1Op *ops,
-                                                uint32_t first, uint32_t last, SshAsn1Work *work) {
-  uint32_t known = 0;
-  SshAsn1Place place;
-  for (const uint8_t *p = cursor.first; open(p, cursor.end, place, work); p = place.end) {
+// known_fields_read is true if the elements of a structure that carry a tag which the template gives
+// are those that it has read: each is the first of its tag and as the template wants it. One without
+// content holds nothing that could be lost. The structure is the template's first element.
+bool SshAsn1Reader::known_fields_read(const uint8_t *p, const uint8_t *end, const SshAsn1Op *ops,
+                                      size_t count, SshAsn1Work *work) {
+  const Search structure = search(ops[0], p, end, work);
+  SshAsn1Place place, inner;
+  uint64_t seen = 0;  // a bit for each element of the template
+  end = structure.place.content_end();
+  for (p = structure.place.content; open(p, end, place, work); p = place.end) {
     if (place.empty()) continue;
-    for (uint32_t i = first; i != last;) {
-      known += ops[i].tagged && ops[i].identifier == place.identifier ? 1 : 0;
-      i = ops[i].type >= SSH_ASN1_CHOICE ? i + 1 : ops[i].end;  // into what stands in the same list
+    for (size_t i = 1; i < count;) {
+      const SshAsn1Op &op = ops[i];
+      const uint64_t bit = uint64_t{1} << i;
+      i = op.type >= SSH_ASN1_CHOICE ? i + 1 : op.end;  // into what stands in the same list
+      if (!op.tagged || op.identifier != place.identifier) continue;
+      if ((seen & bit) || !fits(op, place)) return false;
+      if (op.is_explicit && !enter_wrapper(op, place, inner, work)) return false;
+      seen |= bit;
     }
   }
-  return known == cursor.tagged ? SSH_ASN1_OK : SSH_ASN1_MATCH_NOT_FOUND;
+  return true;
 }
 
 SshAsn1Status SshAsn1Reader::missing(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end,
@@ -160,8 +161,8 @@ class RunTimeRead {
       if (status != SSH_ASN1_OK) return status;
       if (!found) return reader_.missing(ops_[op], cursor);
     }
-    if (first == last || SshAsn1Reader::is_list_of(ops_, first, last)) return SSH_ASN1_OK;
-    return reader_.list_done(cursor, ops_, first, last);
+    if (first != last && !SshAsn1Reader::is_list_of(ops_, first, last)) reader_.list_done(cursor);
+    return SSH_ASN1_OK;
   }
 
  private:
@@ -210,7 +211,8 @@ SshAsn1Status ssh_asn1_run_read(SshAsn1Mode mode, SshAsn1Node node, const SshAsn
   SshAsn1Work none = {1};
   SshAsn1Reader reader(outputs, node.work ? node.work : &none, mode);
   RunTimeRead read(reader, ops);
-  const SshAsn1Status status = read.list(0, count, {node.data, node.end}, SshAsn1Order::kSequence);
+  SshAsn1Status status = read.list(0, count, {node.data, node.end}, SshAsn1Order::kSequence);
+  if (status == SSH_ASN1_OK) status = reader.verdict(node, ops, count);
   reader.finish(status, ops, count);
   return status;
 }

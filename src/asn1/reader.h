@@ -18,10 +18,11 @@ enum class SshAsn1Mode : uint8_t {
   // They are passed over, also where they carry a tag that the template names; a primitive type in
   // constructed form is passed over too, and its outputs stay as they are.
   kSearch,
-  // An element that carries a tag which the template gives is read or an error; so is a primitive type
-  // in constructed form, and a second element under an explicit tag. Others are passed over.
+  // An element of a structure that carries the tag of a field is read or an error; so is a primitive
+  // type in constructed form, and a second element under an explicit tag. Others are passed over.
   kKnown,
-  // Every element is read or an error. An "any" that is all of a list stands for the whole list.
+  // Every element is read where it stands, in the order of the template, or an error. An "any" that is
+  // all of a list stands for the whole list.
   kWhole
 };
 
@@ -51,10 +52,7 @@ struct SshAsn1Cursor {
   const uint8_t *first;
   const uint8_t *end;
   const uint8_t *at = first;
-  uint64_t passed = 0;   // a mark for each element before `at`: without its mark, one is not there
-  uint32_t taken = 0;    // elements that the template has taken
-  uint32_t tagged = 0;   // those of them that it gives a tag and that are not empty
-  bool strayed = false;  // whether one of them was not found at `at`
+  uint64_t passed = 0;  // a mark for each element before `at`: without its mark, one is not there
 };
 
 // ssh_asn1_gives_block is true for elements that are decoded into a block or text of the caller's own.
@@ -85,16 +83,13 @@ class SshAsn1Reader {
     SshAsn1Place place;
     if (!locate(op, cursor, order, place)) return nothing_found(op, order, optional, found);
     found = true;
-    ++cursor.taken;
-    if (op.tagged && !place.empty()) ++cursor.tagged;
     const uint8_t *const after = place.end;
     const uint8_t *list_end = cursor.end;
     if (op.is_explicit) {
       const SshAsn1Place wrapper = place;
       list_end = wrapper.content_end();
       if (!enter_wrapper(op, wrapper, place, work_)) return SSH_ASN1_BER_STEP_FAILED;
-      if (mode_ != SshAsn1Mode::kSearch && place.end != list_end &&
-          !is_end(place.end, list_end, work_))
+      if (place.end != list_end && mode_ != SshAsn1Mode::kSearch && !is_end(place.end, list_end))
         return SSH_ASN1_MATCH_NOT_FOUND;
     }
     const SshAsn1Status status = read_place(op, place, list_end, optional, found, children);
@@ -134,18 +129,23 @@ class SshAsn1Reader {
                                          bool &found) {
     cursor.at = chosen.after;
     cursor.passed |= mark_of(chosen.here.identifier);
-    if (chosen.found) ++cursor.taken;
     found = chosen.found;
   }
 
-  // list_done ends the reading of a list: `ops`, from `first` to `last`, are the elements that the
-  // template has for it.
-  [[gnu::always_inline]] SshAsn1Status list_done(const SshAsn1Cursor &cursor, const SshAsn1Op *ops,
-                                                 uint32_t first, uint32_t last) const {
-    if (mode_ == SshAsn1Mode::kSearch || (!cursor.strayed && cursor.at == cursor.end))
-      return SSH_ASN1_OK;
-    return mode_ == SshAsn1Mode::kWhole ? nothing_left(cursor, work_)
-                                        : nothing_known_left(cursor, ops, first, last, work_);
+  // list_done ends the reading of a list: nearly always nothing is left of it.
+  [[gnu::always_inline]] void list_done(const SshAsn1Cursor &cursor) {
+    if (cursor.at != cursor.end && mode_ != SshAsn1Mode::kSearch)
+      leftovers_ |= !is_end(cursor.at, cursor.end);
+  }
+
+  // verdict tells whether the mode allows what was not taken where it stood. `node` is what the
+  // template of `count` elements has been read from.
+  [[gnu::always_inline]] SshAsn1Status verdict(SshAsn1Node node, const SshAsn1Op *ops,
+                                               size_t count) const {
+    if (mode_ == SshAsn1Mode::kSearch || !leftovers_) return SSH_ASN1_OK;
+    const bool good =
+        mode_ == SshAsn1Mode::kKnown && known_fields_read(node.data, node.end, ops, count, work_);
+    return good ? SSH_ASN1_OK : SSH_ASN1_MATCH_NOT_FOUND;
   }
 
   // is_list_of is true for elements that are a list of any: one "any" and nothing else.
@@ -225,11 +225,10 @@ class SshAsn1Reader {
                             SshAsn1Work *work);
   static SshAsn1Status missing(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end,
                                SshAsn1Work *work);
+  static bool is_end(const uint8_t *p, const uint8_t *end);
 
-  static bool is_end(const uint8_t *p, const uint8_t *end, SshAsn1Work *work);
-  static SshAsn1Status nothing_left(const SshAsn1Cursor &cursor, SshAsn1Work *work);
-  static SshAsn1Status nothing_known_left(const SshAsn1Cursor &cursor, const SshAsn1Op *ops,
-                                          uint32_t first, uint32_t last, SshAsn1Work *work);
+  static bool known_fields_read(const uint8_t *p, const uint8_t *end, const SshAsn1Op *ops,
+                                size_t count, SshAsn1Work *work);
 
   struct Search {
     SshAsn1Place place;
@@ -243,7 +242,8 @@ class SshAsn1Reader {
     if (p == cursor.end) return false;
     const Search result = search(op, p, cursor.end, work_);
     cursor.passed |= result.passed;
-    cursor.strayed |= result.found;
+    leftovers_ |=
+        result.found && result.place.data != cursor.at && !is_end(cursor.at, result.place.data);
     place = result.place;
     return result.found;
   }
@@ -347,6 +347,7 @@ class SshAsn1Reader {
   void *const *outputs_;
   SshAsn1Work *work_;
   SshAsn1Mode mode_;
+  bool leftovers_ = false;  // whether anything was passed over: in between or at the end of a list
   SshBerFreelist freelist_ = ssh_ber_freelist_alloc();
 };
 
@@ -357,10 +358,9 @@ struct SshAsn1CompiledRead {
   [[gnu::always_inline]] static SshAsn1Status list(SshAsn1Reader &reader, SshAsn1Cursor &cursor,
                                                    SshAsn1Order order) {
     if constexpr (I == End) {
-      if constexpr (First == End || SshAsn1Reader::is_list_of(Ops.data(), First, End))
-        return SSH_ASN1_OK;
-      else
-        return reader.list_done(cursor, Ops.data(), First, End);
+      if constexpr (First != End && !SshAsn1Reader::is_list_of(Ops.data(), First, End))
+        reader.list_done(cursor);
+      return SSH_ASN1_OK;
     } else {
       bool found = false;
       const SshAsn1Status status = element<I>(reader, cursor, order, false, found);

@@ -13,6 +13,11 @@
 struct SshX509Cert;
 struct SshX509Extension;
 
+// ssh_x509_is_sequence is true for a SEQUENCE of definite length.
+[[nodiscard]] inline bool ssh_x509_is_sequence(SshAsn1Node node) {
+  return node && node.data[0] == 0x30 && node.data[1] != 0x80;
+}
+
 // SshX509Decoder is the state of one decode: where records go, what reads may still spend, and why
 // it failed.
 struct SshX509Decoder {
@@ -66,7 +71,9 @@ struct SshX509Decoder {
   [[nodiscard]] static bool read_as(SshAsn1Mode mode, SshAsn1Node node, SshAsn1Template<Text> text,
                                     Outputs... outputs) {
     // An element that is read whole is read where it stands, whatever follows it.
-    const SshAsn1Node list = mode == SshAsn1Mode::kWhole ? node.alone() : node;
+    const bool alone =
+        mode == SshAsn1Mode::kWhole || (mode == SshAsn1Mode::kKnown && ssh_x509_is_sequence(node));
+    const SshAsn1Node list = alone ? node.alone() : node;
     return ssh_asn1_read_node_as(mode, list, text, outputs...) == SSH_ASN1_OK;
   }
 };
@@ -89,7 +96,11 @@ struct SshX509Decoder {
 
 // ssh_x509_sequence_in gives the SEQUENCE that a template finds in a list, or the list's first element
 // where it finds none.
-[[nodiscard]] SshAsn1Node ssh_x509_sequence_in(SshAsn1Node list);
+[[nodiscard]] inline SshAsn1Node ssh_x509_sequence_in(SshAsn1Node list) {
+  if (ssh_x509_is_sequence(list)) return list;
+  const SshAsn1Node found = ssh_asn1_node_find(list, 0x30);
+  return found ? found : list;
+}
 
 // ssh_x509_encoded_size gives the octets that the elements of a list take.
 [[nodiscard]] size_t ssh_x509_encoded_size(SshAsn1Node list);

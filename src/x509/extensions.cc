@@ -54,12 +54,6 @@ bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshAsn1Node &sequence,
   return true;
 }
 
-SshAsn1Node ssh_x509_sequence_in(SshAsn1Node list) {
-  constexpr uint8_t kSequence = 0x30;
-  const SshAsn1Node found = ssh_asn1_node_find(list, kSequence);
-  return found ? found : list;
-}
-
 size_t ssh_x509_encoded_size(SshAsn1Node list) {
   size_t size = 0;
   for (; list; list = ssh_asn1_node_next(list)) size += list.der().size();
