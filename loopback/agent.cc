@@ -13,13 +13,18 @@
 
 namespace {
 
-// Data is what a message carries. Its buffer wipes itself.
-using Data = std::unique_ptr<SshBuffer>;
+// Data is what a message carries. Its block wipes itself.
+struct Data {
+  SshBlock block;
+  size_t length = 0;
+
+  explicit operator bool() const { return block != nullptr; }
+  [[nodiscard]] Bytes bytes() const { return {block.get(), length}; }
+};
 
 Data copy_of(Bytes octets) {
-  Data data = std::make_unique<SshBuffer>();
-  ssh_buffer_append(*data, octets);
-  return data;
+  return {SshBlock(static_cast<uint8_t *>(ssh_xmemdup(octets.data(), octets.size()))),
+          octets.size()};
 }
 
 struct Message {
@@ -33,7 +38,7 @@ struct KwLoopbackAgent {
 
   Data take() {
     const std::lock_guard lock(mutex);
-    if (queue.empty()) return nullptr;
+    if (queue.empty()) return {};
     Data data = std::move(queue.front());
     queue.pop_front();
     return data;
@@ -94,11 +99,7 @@ void *KWPKI_CALL KWMACreateMessage(uint32_t kind) {
 uint32_t KWPKI_CALL KWMASetMessageData(void *message, const void *data, uint32_t length) {
   if (!message || (!data && length > 0)) return KW_HOST_BAD_ARGUMENT;
   if (length > KW_MESSAGE_MAX) return KW_HOST_TOO_LARGE;
-  try {
-    static_cast<Message *>(message)->data = copy_of({static_cast<const uint8_t *>(data), length});
-  } catch (const std::bad_alloc &) {
-    return KW_HOST_OUT_OF_MEMORY;
-  }
+  static_cast<Message *>(message)->data = copy_of({static_cast<const uint8_t *>(data), length});
   return KW_HOST_OK;
 }
 
@@ -109,7 +110,7 @@ uint32_t KWPKI_CALL KWMAPostMessage(void *agent, void *policy_oid, void *message
   const Agent open = agents().find(agent);
   if (!open) return KW_HOST_NO_AGENT;
   try {
-    return post(*open, ssh_buffer_bytes(*data));
+    return post(*open, data.bytes());
   } catch (const std::bad_alloc &) {
     return KW_HOST_OUT_OF_MEMORY;
   }
@@ -143,7 +144,7 @@ int KwLoopbackReceive(KwLoopbackAgent *agent, uint8_t **data, uint32_t *length) 
   if (!open || !data || !length) return 0;
   while (const Data request = open->take()) {
     SshBuffer reply;
-    if (!open->service.answer(ssh_buffer_bytes(*request), reply)) continue;
+    if (!open->service.answer(request.bytes(), reply)) continue;
     *length = ssh_buffer_len(reply);
     *data = static_cast<uint8_t *>(ssh_xmemdup(ssh_buffer_ptr(reply), *length));
     return 1;
@@ -156,7 +157,7 @@ int KwLoopbackPeek(KwLoopbackAgent *agent, const uint8_t **data, uint32_t *lengt
   if (!open || !data || !length) return 0;
   const std::lock_guard lock(open->mutex);
   if (open->queue.empty()) return 0;
-  const Bytes request = ssh_buffer_bytes(*open->queue.front());
+  const Bytes request = open->queue.front().bytes();
   *data = request.data();
   *length = static_cast<uint32_t>(request.size());
   return 1;

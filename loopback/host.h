@@ -25,8 +25,8 @@ enum KwHostStatus : uint32_t {
   KW_HOST_OUT_OF_MEMORY = 0x84000004,
 };
 
-// KW_MESSAGE_MAX bounds the data of a message: what a fresh buffer of the library takes.
-constexpr uint32_t KW_MESSAGE_MAX = 0x63FE000;
+// KW_MESSAGE_MAX bounds the data of a message: the library's longest payload in its envelope.
+constexpr uint32_t KW_MESSAGE_MAX = 0x63FE000 + 24;
 
 extern "C" {
 

@@ -8,8 +8,8 @@
 
 #include "util/bytes.h"
 
-// SshBinaryInput gives standard input octet by octet for as long as it lives; afterwards it is read as
-// it was before. What a system does about it is in files_posix.cc and files_win32.cc.
+// SshBinaryInput gives standard input octet by octet for as long as it lives; afterwards it is read
+// as it was before. What a system does about it is in files_posix.cc and files_win32.cc.
 class SshBinaryInput {
  public:
   SshBinaryInput();

@@ -200,8 +200,8 @@ SshAsn1Status ssh_asn1_read_tree_text(const SshAsn1Tree *tree, const char *text,
   return ssh_asn1_read_node_text(tree->current, text, outputs...);
 }
 
-// ssh_asn1_parse_for_create does as ssh_asn1_parse_run_time for text to create from, in which "choice"
-// and "optional" are unknown.
+// ssh_asn1_parse_for_create does as ssh_asn1_parse_run_time for text to create from, in which
+// "choice" and "optional" are unknown.
 SshAsn1Status ssh_asn1_parse_for_create(const char *text, const uint32_t *fits, size_t count,
                                         SshAsn1Program *program);
 

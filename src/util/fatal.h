@@ -22,8 +22,8 @@ void ssh_fatal_register(SshMessageCallback fatal, SshMessageCallback warning, vo
 // what runs at the end or from another thread, ends the process at once.
 [[noreturn]] SSH_PRINTF_LIKE void ssh_fatal(const char *format, ...);
 
-// ssh_end_process ends the process with status 1 and runs nothing on the way; the system's part is in
-// fatal_posix.cc and fatal_win32.cc.
+// ssh_end_process ends the process with status 1 and runs nothing on the way; the system's part is
+// in fatal_posix.cc and fatal_win32.cc.
 [[noreturn]] void ssh_end_process();
 
 // ssh_warning formats and delivers a message in the same way and returns.

@@ -11,9 +11,9 @@
 #include "util/owner.h"
 #include "x509/str.h"
 
-// SshDNAva is one attribute-value pair. A value that is empty or that no character set takes is null:
-// the name still decodes, but has no text, cannot be encoded and makes no search key. `oid` is dotted
-// text, `value` a string; the pair owns both.
+// SshDNAva is one attribute-value pair. A value that is empty or that no character set takes is
+// null: the name still decodes, but has no text, cannot be encoded and makes no search key. `oid`
+// is dotted text, `value` a string; the pair owns both.
 struct SshDNAva {
   SshDNAva *next = nullptr;
   char *oid = nullptr;

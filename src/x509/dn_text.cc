@@ -281,8 +281,8 @@ bool Parser::escape() {
   return true;
 }
 
-// kept_string makes a value. As in DER, one without octets is none, so that both forms of a name are
-// found, or refused, alike.
+// kept_string makes a value. As in DER, one without octets is none, so that both forms of a name
+// are found, or refused, alike.
 SshStr *Parser::kept_string(int32_t charset) const {
   const Bytes octets = kept_.bytes();
   if (octets.empty()) return nullptr;

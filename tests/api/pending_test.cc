@@ -43,7 +43,7 @@ TEST_F(ApiPendingTest, BehavesLikeAMap) {
   while (!model.empty()) check_take(model.begin()->first);
 }
 
-// Whichever of its nodes there is no memory for: what runs at the end still finds the table as it was.
+// Whichever of its nodes there is no memory for: what runs at the end finds the table as it was.
 TEST_F(ApiPendingTest, RunningOutOfMemoryHoldsNoLock) {
   const auto take_at_exit = [] {
     PendingRequest taken;

@@ -73,7 +73,7 @@ TEST(RunTimeText, MalformedTextIsAStatus) {
         << row.text;
     EXPECT_EQ(static_cast<bool>(node), row.create == SSH_ASN1_OK);
   }
-  // These two have no arguments on create, where they mean nothing; nor are those of others looked at.
+  // These two have no arguments on create, where they mean nothing; no others are looked at either.
   for (const char *text : {"(choice (null ()))", "(set ()(optional (null ())))"}) {
     EXPECT_EQ(ssh_asn1_create_node_text(context.get(), &node, text), SSH_ASN1_UNKNOWN_COMMAND);
     EXPECT_EQ(ssh_asn1_create_node_text(context.get(), &node, text, 0), SSH_ASN1_UNKNOWN_COMMAND);

@@ -317,8 +317,8 @@ static void at_every_alignment(const char *source) {
   shift = 0;
 }
 
-/* from_standard_input reads what a text would lose: a line end of two octets, and what is behind the
- * character that ends one. */
+/* from_standard_input reads what a text would lose: a line end of two octets, and what is behind
+ * the character that ends one. */
 static void from_standard_input(void) {
   static const uint8_t octets[] = {0x30, 0x0D, 0x0A, 0x41, 0x1A, 0x42, 0x43};
   const char *const names[] = {"-", NULL};

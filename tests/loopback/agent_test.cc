@@ -8,6 +8,7 @@
 #include <set>
 #include <thread>
 
+#include "api/envelope.h"
 #include "loopback/host.h"
 #include "loopback/kwloopback.h"
 #include "support/folder.h"
@@ -119,6 +120,18 @@ TEST_F(AgentTest, AnswersInOrderAndNotBeforeItIsAsked) {
   EXPECT_FALSE(receive(agent).answered);
   EXPECT_EQ(post(agent, client::request(5, 6, {})), KW_HOST_OK);
   KwLoopbackClose(agent);  // with a request that nobody answered
+}
+
+// A certificate request whose payload is as long as the library lets it be.
+TEST_F(AgentTest, TakesTheLongestRequest) {
+  Der payload(KWPKI_PAYLOAD_MAX);
+  ssh_store_be32(payload.data(), KWPKI_PAYLOAD_MAX - 24);  // it and five empty texts
+  const Der body = client::request(1, 5, payload);
+  EXPECT_EQ(body.size(), KW_MESSAGE_MAX) << "one octet more is refused";
+  KwLoopbackAgent *agent = open("");
+  const Reply reply = ask(agent, body);
+  EXPECT_TRUE(reply.answered && reply.status == loopback::kOk);
+  KwLoopbackClose(agent);
 }
 
 void execute(const std::string &path, const char *statement) {

@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
-
 #include "kwpki/message_decode.h"
 #include "kwpki/message_encode.h"
 #include "support/hex.h"
@@ -259,6 +257,9 @@ TEST(Message, DefaultsAndOtherSpellings) {
 TEST(Message, BadJsonIsToldWithItsPlace) {
   const std::string key = R"({"request_type": 2, "payload": {"constraints": {"keys": [)";
   const std::string deep(1000000, '[');
+  std::string members = "{", values = "[";
+  for (size_t i = 0; i < 65; ++i) members += "\"m" + std::to_string(i) + "\":0,";
+  for (size_t i = 0; i < 4000001; ++i) values += "0,";
   const struct {
     std::string json, err;
   } rows[] = {
@@ -289,6 +290,8 @@ TEST(Message, BadJsonIsToldWithItsPlace) {
           [{"element_type": 1, "tag": 3}]}})",
        "payload.elements[0].tag: stands behind what ends"},
       {deep, "nested deeper"},
+      {members, "m64: more members than any object has"},
+      {values, "more values than a message has"},
   };
   for (const auto &row : rows) {
     const Result result = run({"message", "encode"}, row.json);
@@ -298,8 +301,7 @@ TEST(Message, BadJsonIsToldWithItsPlace) {
   }
 }
 
-TEST(Message, WorkIsBounded) {
-  const auto start = std::chrono::steady_clock::now();
+TEST(Message, ItemsAboveTheLimitStayOctets) {
   const size_t items = kwpki::kMessageItemsMax + 50000;
   Octets many = unhex(reply(2, u32(items) + "00000000 00000000 00000000"));
   many.resize(many.size() + items * 4, 0);
@@ -311,18 +313,6 @@ TEST(Message, WorkIsBounded) {
   EXPECT_EQ(decoded.faults[0].field, "payload.elements[250000]");
   EXPECT_EQ(kwpki::encode_message(decoded.json), many);
   EXPECT_EQ(kwpki::encode_message(kwpki::parse_message_json(decoded.json.dump())), many);
-
-  std::string members = "{";
-  for (size_t i = 0; i < 200000; ++i) members += "\"m" + std::to_string(i) + "\":0,";
-  const std::string numbers = "{\"rest\":[" + [] {
-    std::string text;
-    for (size_t i = 0; i < 5000000; ++i) text += "0,";
-    return text;
-  }() + "0]}";
-  for (const std::string &text : {members + "\"x\":0}", numbers}) {
-    EXPECT_THROW(kwpki::parse_message_json(text), kwpki::MessageError);
-  }
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
 
 TEST(Message, FilesAndOutput) {

@@ -4,7 +4,6 @@
 #include <openssl/bn.h>
 #include <openssl/crypto.h>
 
-#include <chrono>
 #include <memory>
 
 #include "util/mp_int_samples.h"
@@ -74,11 +73,7 @@ TEST(MpInt, LargeDecimals) {
   std::vector<uint8_t> octets(SSH_MP_DECIMAL_MAX, 0xFE);
   SshMpInt value;
   value.set_magnitude(octets, true);
-  const auto start = std::chrono::steady_clock::now();
-  const std::string text = decimal(value);
-  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
-  EXPECT_EQ(text, peer_decimal(value));
-  EXPECT_LT(seconds.count(), 5) << "a few tenths of a second without sanitizers";
+  EXPECT_EQ(decimal(value), peer_decimal(value));
   octets.push_back(0);
   value.set_magnitude(octets);
   EXPECT_EQ(value.to_decimal(), nullptr);
