@@ -39,8 +39,11 @@
  *  8. The agent consists of six functions, KWMACreateMessage, KWMASetMessageData,
  *     KWMAPostMessage and KWMADeleteMessage of the library KWMA32, ZrpCreatePolicyOID and ZrpClose
  *     of KWPMAPI. Each is looked for when a request is posted, until it is found: one that is in
- *     the process already is taken, else its library is loaded. What was found is used until the
- *     process ends, so the host must not unload it. Everything but posting works without them.
+ *     the process already is taken, else its library is loaded. Windows looks for that beside the
+ *     program, beside KwPki.dll, in the system's folder and in folders of PATH whose path is
+ *     absolute, and nowhere else; other systems look where they look for libraries. What was found
+ *     is used until the process ends, so the host must not unload it. Everything but posting works
+ *     without them.
  *     An agent argument is handed to KWMAPostMessage as it is, null included.
  */
 /** @file kwpki.h

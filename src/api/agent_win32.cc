@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "api/agent.h"
+#include "util/library.h"
 #include "util/owner.h"
 
 namespace {
@@ -30,7 +31,6 @@ void *find_in_process(const char *name) {
 
 void *find_host_function(const char *library, const char *name) {
   if (void *address = find_in_process(name)) return address;
-  // Never freed: its functions are used until the process ends.
-  HMODULE loaded = LoadLibraryA(library);
+  const auto loaded = static_cast<HMODULE>(ssh_library_load_near(library));
   return loaded ? reinterpret_cast<void *>(GetProcAddress(loaded, name)) : nullptr;
 }

@@ -1,12 +1,13 @@
 #include <windows.h>
 
 #include "crypto/noise.h"
+#include "util/library.h"
 
 namespace {
 
 // RtlGenRandom is exported under this name alone. It is looked up when needed, so that what does
-// not need noise does not need the library; the system takes that one from its own folder only.
-constexpr char kLibrary[] = "advapi32.dll";
+// not need noise does not need the library.
+constexpr char kLibrary[] = "advapi32";
 constexpr char kFunction[] = "SystemFunction036";
 using RtlGenRandom = BOOLEAN(WINAPI *)(void *out, ULONG length);
 
@@ -14,11 +15,9 @@ using RtlGenRandom = BOOLEAN(WINAPI *)(void *out, ULONG length);
 
 bool ssh_noise_system(uint8_t *out, size_t length) {
   if (length > MAXLONG) return false;
-  const HMODULE library = LoadLibraryA(kLibrary);
+  const auto library = static_cast<HMODULE>(ssh_library_load_system(kLibrary));
   if (!library) return false;
   const auto fill =
       reinterpret_cast<RtlGenRandom>(reinterpret_cast<void *>(GetProcAddress(library, kFunction)));
-  const bool good = fill && fill(out, static_cast<ULONG>(length));
-  FreeLibrary(library);
-  return good;
+  return fill && fill(out, static_cast<ULONG>(length));
 }

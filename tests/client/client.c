@@ -2,7 +2,9 @@
  * do, and finds every export of SOURCE/src/api/exports.txt by its name. The modes:
  *   alone    standard input is read; there is no host library: requests are not posted, everything
  *            else works; then the doubles of FOLDER/host are loaded and requests are posted
- *   hosted   the doubles are where the system looks for libraries
+ *   hosted   the doubles are where the system looks for libraries, and nothing foreign is loaded
+ *            from the current folder
+ *   placed   the doubles are beside the library or the program, and go before what PATH has
  *   unload   the library is loaded and unloaded with requests pending, a thousand times
  * In the first two every export is called at every alignment of the stack. */
 #include <kwpki.h>
@@ -11,6 +13,10 @@
 #include <string.h>
 
 #include "platform.h"
+
+#ifndef LONG_FOLDER
+#define LONG_FOLDER NULL /* the host is found otherwise */
+#endif
 
 enum { kNames = 64, kNameRoom = 64, kLoads = 1000, kWarm = 100, kPending = 10, kStatus = 77 };
 
@@ -144,7 +150,7 @@ static void KWPKI_CALL on_data(void *context, uint32_t status, uint8_t *data, ui
 static uint32_t expect_posted(KwPkiStatus status, uint32_t type) {
   CHECK(status == (posting ? KWPKI_OK : KWPKI_NOT_POSTED));
   if (posting) {
-    if (!host) host = library_open(".", "KWMA32"); /* it is loaded by now */
+    if (!host) host = library_loaded("KWMA32");
     CHECK(host);
     uint32_t length = 0;
     intptr_t moved = 0;
@@ -345,14 +351,35 @@ static void alone(const char *folder, const char *source) {
   library_close(library);
 }
 
+/* request makes one that is not answered. */
+static void request(void) {
+  static Seen seen;
+  expect_posted(STATUS(KwPkiStatusAsync, P(on_data), P(&seen), P(agent)), 6);
+}
+
+static void hosted(const char *folder, const char *source) {
+  void *library = load(folder);
+  if (search_in(NULL)) request();
+  posting = 1;
+  search_in(LONG_FOLDER);
+  at_every_alignment(source);
+  library_close(library);
+}
+
+static void placed(const char *folder) {
+  posting = 1;
+  search_in("foreign");
+  void *library = load(folder);
+  request();
+  library_close(library);
+}
+
 static void unload(const char *folder, const char *source) {
   Resources before = {0, 0};
   for (int i = 0; i < kLoads; ++i) {
     if (i == kWarm) before = resources_now();
     void *library = load(folder);
-    Seen seen = {0};
-    for (int request = 0; request < kPending; ++request)
-      expect_posted(STATUS(KwPkiStatusAsync, P(on_data), P(&seen), P(agent)), 6);
+    for (int pending = 0; pending < kPending; ++pending) request();
     if (i % 100 == 0) everything(source);
     library_close(library);
   }
@@ -370,10 +397,9 @@ int main(int argc, char **argv) {
   if (strcmp(argv[1], "alone") == 0) {
     alone(argv[2], argv[3]);
   } else if (strcmp(argv[1], "hosted") == 0) {
-    posting = 1;
-    void *library = load(argv[2]);
-    at_every_alignment(argv[3]);
-    library_close(library);
+    hosted(argv[2], argv[3]);
+  } else if (strcmp(argv[1], "placed") == 0) {
+    placed(argv[2]);
   } else {
     CHECK(strcmp(argv[1], "unload") == 0);
     unload(argv[2], argv[3]);

@@ -19,6 +19,17 @@ void *library_open(const char *folder, const char *name) {
 
 void library_close(void *library) { FreeLibrary(library); }
 
+void *library_loaded(const char *name) { return GetModuleHandleA(name); }
+
+int search_in(const char *folder) {
+  char here[MAX_PATH], path[4096];
+  GetCurrentDirectoryA(sizeof here, here);
+  /* relative to the current folder, to the root of its drive, and to the drive's current folder */
+  snprintf(path, sizeof path, ".;..\\foreign;%s;%.2s.;;%s\\..\\%s", here + 2, here, here,
+           folder ? folder : "nowhere");
+  return SetEnvironmentVariableA("PATH", path);
+}
+
 Function library_find(void *library, const char *name) {
   FARPROC address = GetProcAddress(library, name);
   Function function;
