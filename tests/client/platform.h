@@ -16,8 +16,8 @@ void library_close(void *library);
 void *library_loaded(const char *name); /* one that the process has; null if it has none */
 Function library_find(void *library, const char *name);
 
-/* search_in makes PATH lead to the current folder by every kind of relative path, and then, unless it
- * is null, to `folder` beside it by an absolute one. 0 where PATH is not for libraries. */
+/* search_in makes PATH lead to the current folder by every kind of relative path, and then, unless
+ * it is null, to `folder` beside it by an absolute one. 0 where PATH is not for libraries. */
 int search_in(const char *folder);
 
 /* checked_call calls with `count` arguments. Where the convention is stdcall, the stack pointer is

@@ -1,7 +1,8 @@
 #!/bin/sh
-# dll.sh OBJDUMP DLL IMPORT-LIBRARY EXPORTS.TXT VERSION: what a built DLL shows, what it needs, and that it is as hard
-# to attack as the system allows.
-objdump=$1 dll=$2 imports=$3 exports=$4 version=$5
+# dll.sh OBJDUMP DLL IMPORT-LIBRARY EXPORTS.TXT VERSION TOOL ARCHIVE...: what a built DLL shows, what it needs, and that
+# it and the tool are as hard to attack as the system allows; the archives are what they are made of.
+objdump=$1 dll=$2 imports=$3 exports=$4 version=$5 tool=$6
+shift 6
 bad=0
 complain() { echo "$dll: $*"; bad=1; }
 head=$("$objdump" -p "$dll")
@@ -15,10 +16,15 @@ msvcrt.dll" "$(echo "$head" | sed -n 's/.*DLL Name: //p' | sort)"
 same "import library" "$wanted" \
   "$("$objdump" -t "$imports" | sed -n 's/.*__imp__\(.*\)@[0-9]*$/\1/p' | sort)"
 
-for word in DYNAMIC_BASE NX_COMPAT; do
-  echo "$head" | grep -q "$word" || complain "no $word"
+for file in "$dll" "$tool"; do
+  for word in DYNAMIC_BASE NX_COMPAT HIGHLOW; do  # the last is of relocations, which moving takes
+    "$objdump" -p "$file" | grep -q "$word" || complain "no $word in $file"
+  done
 done
-echo "$head" | grep -q 'HIGHLOW' || complain "cannot be loaded at another address"
+for archive; do
+  "$objdump" -t "$archive" | grep -q '(sec *0).* ___stack_chk_fail$' ||
+    complain "$archive does not guard its stack"
+done
 echo "$head" | grep -q 'Time/Date.*1970' || complain "has the time when it was built"
 # The version resource is UTF-16.
 tr -d '\000' <"$dll" | grep -aq "FileVersion.*$version" || complain "no version $version"
