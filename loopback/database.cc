@@ -1,6 +1,9 @@
 #include "loopback/database.h"
 
+#include <sys/stat.h>
+
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 namespace loopback {
@@ -11,19 +14,47 @@ constexpr int kBusyMilliseconds = 10000;
 constexpr int kApplicationId = 0x4B775063;  // marks a file as ours
 
 [[noreturn]] void refuse(const char *path, const std::string &why) {
-  throw StoreError(std::string(path ? path : "the store in memory") + ": " + why, false);
+  throw StoreError(std::string(path ? path : "the store in memory") + ": " + why);
+}
+
+StoreError::Kind kind_of(int code) {
+  code &= 0xFF;
+  if (code == SQLITE_BUSY) return StoreError::kBusy;
+  if (code == SQLITE_READONLY) return StoreError::kReadOnly;
+  return code == SQLITE_CANTOPEN ? StoreError::kUnopened : StoreError::kOther;
+}
+
+FileState state_of(const std::string &path) {
+  struct stat file = {};
+  if (stat(path.c_str(), &file) != 0) return {};
+  return {static_cast<int64_t>(file.st_dev), static_cast<int64_t>(file.st_ino), file.st_size,
+          file.st_mtim.tv_sec, file.st_mtim.tv_nsec};
+}
+
+// frozen_uri names a file as one that nobody changes.
+std::string frozen_uri(const std::string &path) {
+  std::string uri = "file://";
+  for (const char octet : path) {
+    const char plain[] = {octet, '\0'};
+    uri += octet == '%' ? "%25" : octet == '?' ? "%3f" : octet == '#' ? "%23" : plain;
+  }
+  return uri + "?immutable=1";
 }
 
 }  // namespace
 
 Database::Database(const char *path, const char *schema, int version) {
   try {
-    open(path);
+    if (path && !*path) throw StoreError("the name of the store is empty");
+    if (path) path_ = std::filesystem::absolute(path).string();
+    open();
     if (!is_new(version)) return;
     set_up(schema, version);
   } catch (const StoreError &error) {
     close();
-    if (error.busy()) refuse(path, "another process keeps it locked");
+    if (error.kind() == StoreError::kBusy) refuse(path, "another process keeps it locked");
+    if (error.kind() == StoreError::kUnopened && log_beside())
+      refuse(path, "it was left open, and may not be written to here, which closing it takes");
     refuse(path, error.what());
   }
 }
@@ -35,14 +66,65 @@ void Database::close() noexcept {
   statements_.clear();
   sqlite3_close(handle_);
   handle_ = nullptr;
+  frozen_.reset();
 }
 
-void Database::open(const char *path) {
-  if (path && !*path) throw StoreError("the name of the store is empty", false);
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-  check(sqlite3_open_v2(path ? path : ":memory:", &handle_, flags, nullptr));
+void Database::open() {
+  connect(path_.empty() ? ":memory:" : path_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  if (must_freeze()) freeze();
+}
+
+// connect trusts nothing that somebody may have put into the file: its views and triggers call only
+// what has no effect outside of them, and its own tables are not to be written to.
+void Database::connect(const std::string &name, int flags) {
+  check(sqlite3_open_v2(name.c_str(), &handle_, flags | SQLITE_OPEN_NOMUTEX, nullptr));
+  check(sqlite3_db_config(handle_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr));
+  check(sqlite3_db_config(handle_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
   check(sqlite3_busy_timeout(handle_, kBusyMilliseconds));
   run("PRAGMA foreign_keys = ON");
+}
+
+// must_freeze tells whether the file can be read in no other way. Even a reader needs a log and locks
+// beside it, which it cannot make where it may not write, and should not where others do.
+bool Database::must_freeze() {
+  if (path_.empty() || log_beside()) return false;
+  if (read_only()) return true;
+  try {
+    (void)number("PRAGMA schema_version");
+    return false;
+  } catch (const StoreError &error) {
+    if (error.kind() != StoreError::kUnopened && error.kind() != StoreError::kReadOnly) throw;
+    return !log_beside();
+  }
+}
+
+// freeze opens the file as one that nobody changes, and remembers what it was, to find out if
+// somebody does.
+void Database::freeze() {
+  close();
+  frozen_ = state_of(path_);
+  connect(frozen_uri(path_), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+}
+
+bool Database::log_beside() const {
+  return state_of(path_ + "-wal") != FileState{} || state_of(path_ + "-journal") != FileState{};
+}
+
+// refresh opens a frozen file again if it is not what it was.
+void Database::refresh() {
+  if (handle_ && (!frozen_ || (*frozen_ == state_of(path_) && !log_beside()))) return;
+  try {
+    close();
+    open();
+  } catch (const StoreError &) {
+    close();  // the next one tries again
+    throw;
+  }
+}
+
+void Database::check_whole() const {
+  if (frozen_ && *frozen_ != state_of(path_))
+    throw StoreError("the store was changed while it was read", StoreError::kBusy);
 }
 
 // is_new looks at the file before anything is changed in it, and at all of it at one moment: another
@@ -54,15 +136,14 @@ bool Database::is_new(int version) {
     ours = number("PRAGMA application_id") == kApplicationId;
     const int64_t found = number("PRAGMA user_version");
     if (!ours && number("SELECT count(*) FROM sqlite_schema") > 0) {
-      throw StoreError("this is a database of another program, not a certificate store", false);
+      throw StoreError("this is a database of another program, not a certificate store");
     }
     if (ours && found > version) {
       throw StoreError("the store is of the newer version " + std::to_string(found) +
-                           "; this program knows version " + std::to_string(version),
-                       false);
+                       "; this program knows version " + std::to_string(version));
     }
   }
-  use_wal();
+  if (!read_only()) use_wal();
   return !ours;
 }
 
@@ -77,7 +158,7 @@ void Database::use_wal() {
       run("PRAGMA wal_autocheckpoint = 8000");  // pages: adds wait for the disk less often
       return;
     } catch (const StoreError &error) {
-      if (!error.busy() || std::chrono::steady_clock::now() > end) throw;
+      if (error.kind() != StoreError::kBusy || std::chrono::steady_clock::now() > end) throw;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
@@ -112,13 +193,15 @@ void Database::run(const char *text) {
 
 void Database::check(int code) {
   if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE) return;
-  if ((code & 0xFF) == SQLITE_NOTADB) throw StoreError("this is not a certificate store", false);
-  throw StoreError(handle_ ? sqlite3_errmsg(handle_) : sqlite3_errstr(code),
-                   (code & 0xFF) == SQLITE_BUSY);
+  if ((code & 0xFF) == SQLITE_NOTADB) throw StoreError("this is not a certificate store");
+  throw StoreError(handle_ ? sqlite3_errmsg(handle_) : sqlite3_errstr(code), kind_of(code));
 }
 
 Transaction::Transaction(Database &database, Kind kind)
     : lock_(database.mutex_), database_(database) {
+  database.refresh();
+  if (kind == kWrite && database.read_only())
+    throw StoreError("the store may only be read", StoreError::kReadOnly);
   // A writer takes its lock at once: one that has read already could not wait for it.
   database.run(kind == kWrite ? "BEGIN IMMEDIATE" : "BEGIN");
 }
@@ -132,6 +215,7 @@ Transaction::~Transaction() {
 void Transaction::commit() {
   database_.run("COMMIT");
   open_ = false;
+  database_.check_whole();
 }
 
 Query::~Query() {

@@ -4,8 +4,10 @@
 
 #include <sqlite3.h>
 
+#include <array>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <unordered_map>
@@ -14,20 +16,27 @@
 
 namespace loopback {
 
-// StoreError says why the file could not be used. `busy` is true if another process kept it locked.
+// StoreError says why the file could not be used: another process kept it locked, it may only be
+// read, it or what belongs beside it cannot be opened, or something else.
 class StoreError : public std::runtime_error {
  public:
-  StoreError(const std::string &text, bool busy) : std::runtime_error(text), busy_(busy) {}
-  [[nodiscard]] bool busy() const { return busy_; }
+  enum Kind : uint8_t { kBusy, kReadOnly, kUnopened, kOther };
+  explicit StoreError(const std::string &text, Kind kind = kOther)
+      : std::runtime_error(text), kind_(kind) {}
+  [[nodiscard]] Kind kind() const { return kind_; }
 
  private:
-  bool busy_;
+  Kind kind_;
 };
+
+// FileState is what a file is known again by: its device, its number, its size and when it was
+// changed. It is all zero if there is no file.
+using FileState = std::array<int64_t, 5>;
 
 class Database {
  public:
   // Database opens or makes a file (null: in memory) and sets up an empty one with the statements
-  // of `schema`, whose version the file must have.
+  // of `schema`, whose version the file must have. A file that may only be read is opened for that.
   Database(const char *path, const char *schema, int version);
   ~Database();
   Database(const Database &) = delete;
@@ -42,19 +51,28 @@ class Database {
   friend class Transaction;
   friend class Query;
   int64_t number(const char *pragma);
-  void open(const char *path);
+  void open();
+  void connect(const std::string &name, int flags);
+  [[nodiscard]] bool must_freeze();
+  void freeze();
+  [[nodiscard]] bool read_only() const { return sqlite3_db_readonly(handle_, "main") == 1; }
+  [[nodiscard]] bool log_beside() const;
+  void refresh();
+  void check_whole() const;
   bool is_new(int version);
   void use_wal();
   void set_up(const char *schema, int version);
   void close() noexcept;
 
+  std::string path_;  // absolute; empty: in memory
   sqlite3 *handle_ = nullptr;
+  std::optional<FileState> frozen_;  // what the file was, if it is read without locks
   std::unordered_map<const char *, sqlite3_stmt *> statements_;  // by address: texts are literals
   std::mutex mutex_;                                             // held by a transaction
 };
 
 // Transaction keeps the database for one thread, and what is read or written in its scope together.
-// What is written is undone unless it is committed.
+// What is written is undone unless it is committed; what was read is whole if that succeeds.
 class Transaction {
  public:
   enum Kind { kRead, kWrite };

@@ -21,11 +21,17 @@ constexpr const char *kStatusTexts[] = {
     "there is no certificate request of these names",
     "the rule of the search has no meaning",
     "the search has too many keys, or its answer does not fit into a reply",
-    "the store is locked by another process",
+    "the store is locked or being changed by another process",
     "the store could not be read or written",
     "out of memory",
+    "the store may only be read",
 };
 static_assert(std::size(kStatusTexts) == kServiceStatuses);
+
+uint32_t status_of(const StoreError &error) {
+  if (error.kind() == StoreError::kBusy) return kStoreBusy;
+  return error.kind() == StoreError::kReadOnly ? kStoreReadOnly : kStoreFailed;
+}
 
 // check looks at what a search may not ask for.
 uint32_t check(const Constraints &constraints) {
@@ -55,7 +61,7 @@ bool Service::answer(Bytes request, SshBuffer &reply) noexcept {
   try {
     status = dispatch(envelope, payload);
   } catch (const StoreError &error) {
-    status = error.busy() ? kStoreBusy : kStoreFailed;
+    status = status_of(error);
   } catch (const std::bad_alloc &) {
     status = kOutOfMemory;
   } catch (const std::exception &) {
@@ -107,16 +113,18 @@ uint32_t Service::perform(const CrlAdd &request, Output &) {
 
 uint32_t Service::perform(const Search &request, Output &reply) {
   if (const uint32_t refused = check(request.constraints)) return refused;
-  const Transaction transaction(store_.database(), Transaction::kRead);
+  Transaction transaction(store_.database(), Transaction::kRead);
   encode_found(find_certificates(store_, request.constraints, request.validity), reply);
+  transaction.commit();
   return kOk;
 }
 
 uint32_t Service::perform(const PathSearch &request, Output &reply) {
   if (const uint32_t refused = check(request.first)) return refused;
   if (const uint32_t refused = check(request.second)) return refused;
-  const Transaction transaction(store_.database(), Transaction::kRead);
+  Transaction transaction(store_.database(), Transaction::kRead);
   encode_found(find_path(store_, request), reply);
+  transaction.commit();
   return kOk;
 }
 
@@ -136,8 +144,9 @@ void Service::encode_found(const std::vector<int64_t> &ids, Output &reply) {
 }
 
 uint32_t Service::perform(const CaNames &, Output &reply) {
-  const Transaction transaction(store_.database(), Transaction::kRead);
+  Transaction transaction(store_.database(), Transaction::kRead);
   const std::vector<std::string> names = store_.authority_names();
+  transaction.commit();
   size_t size = 4;
   for (const std::string &name : names) size += 4 + name.size();
   if (size > reply_max_) return kTooLarge;
@@ -146,8 +155,9 @@ uint32_t Service::perform(const CaNames &, Output &reply) {
 }
 
 uint32_t Service::perform(const StatusQuery &, Output &reply) {
-  const Transaction transaction(store_.database(), Transaction::kRead);
+  Transaction transaction(store_.database(), Transaction::kRead);
   const Counts counts = store_.counts();
+  transaction.commit();
   const std::string text = "certificates=" + std::to_string(counts.certificates) +
                            "\nauthorities=" + std::to_string(counts.authorities) +
                            "\ncrls=" + std::to_string(counts.crls) +

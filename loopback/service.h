@@ -15,10 +15,11 @@ enum ServiceStatus : uint32_t {
   kNotFound = 4,     // no certificate request has these names
   kUnknownRule = 5,  // the rule of a search has no meaning
   kTooLarge = 6,     // too many keys, or the answer does not fit into a reply
-  kStoreBusy = 7,    // another process kept the store locked for ten seconds
+  kStoreBusy = 7,    // another process kept the store locked for ten seconds, or changed it
   kStoreFailed = 8,  // the store could not be read or written
   kOutOfMemory = 9,
-  kServiceStatuses = 10,
+  kStoreReadOnly = 10,  // the store may only be read
+  kServiceStatuses = 11,
 };
 
 // service_status_text says what a status means, in static text; null for one that is none of these.

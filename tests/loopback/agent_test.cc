@@ -12,6 +12,7 @@
 #include "loopback/host.h"
 #include "loopback/kwloopback.h"
 #include "support/folder.h"
+#include "support/locked.h"
 #include "support/samples.h"
 #include "support/service_client.h"
 
@@ -169,7 +170,50 @@ TEST_F(AgentTest, AFailingStoreIsAStatus) {
     EXPECT_EQ(ask(agent, body).status, loopback::kStoreFailed);
   }
   EXPECT_TRUE(serials(agent).empty());  // the add that failed left nothing behind
+  // What a store brings along neither looks about the process nor can be told to change itself.
+  execute(path(), "CREATE VIEW crl AS SELECT file AS der FROM pragma_database_list");
+  EXPECT_EQ(ask(agent, client::request(1, 6, {})).status, loopback::kStoreFailed);
   KwLoopbackClose(agent);
+  loopback::Database database(path().c_str(), "", 1);
+  EXPECT_THROW(database.run("PRAGMA writable_schema = ON; DELETE FROM sqlite_schema"),
+               loopback::StoreError);
+}
+
+// A store that may only be read is read without locks. What its owner does meanwhile is noticed.
+TEST_F(AgentTest, WhatMayOnlyBeReadIsReadAsItIs) {
+  const std::string file = folder_.add("shared/store.db", "");
+  KwLoopbackAgent *owner = open(file), *reader = nullptr;
+  EXPECT_EQ(ask(owner, client::add_request(1, numbered(1))).status, loopback::kOk);
+  KwLoopbackClose(owner);
+  {
+    const Locked locked(file);
+    if (!locked.holds()) GTEST_SKIP() << "everybody may write here";
+    reader = open(file);
+    EXPECT_EQ(serials(reader).size(), 1u);
+  }
+  owner = open(file);
+  EXPECT_EQ(ask(owner, client::add_request(1, numbered(2))).status, loopback::kOk);
+  KwLoopbackClose(owner);
+  {
+    const Locked locked(file);
+    EXPECT_EQ(serials(reader).size(), 2u);
+    EXPECT_EQ(ask(reader, client::add_request(1, numbered(2))).status, loopback::kStoreReadOnly);
+  }
+  KwLoopbackClose(reader);
+
+  std::optional<loopback::Database> database;
+  {
+    const Locked locked(file);
+    database.emplace(file.c_str(), "", 1);
+  }
+  loopback::Transaction read(*database, loopback::Transaction::kRead);
+  std::filesystem::last_write_time(file, std::filesystem::file_time_type());
+  EXPECT_THROW(read.commit(), loopback::StoreError);
+
+  (void)folder_.add("shared/store.db-wal", "what was not taken in yet");
+  const Locked locked(file);
+  KwLoopbackAgent *none = nullptr;
+  EXPECT_THAT(KwLoopbackOpen(file.c_str(), &none), HasSubstr("it was left open"));
 }
 
 // add_until_killed tells the number of each certificate after its add was confirmed.

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "support/locked.h"
 #include "support/tool.h"
 
 namespace {
@@ -262,6 +263,41 @@ TEST_F(StoreTest, KeepsTodaysCertificatesToo) {
                          {"serial", nullptr},
                          {"key", nullptr},
                          {"der", ""}}));
+}
+
+TEST_F(StoreTest, SearchesWhatMayOnlyBeRead) {
+  const std::string file = directory_->add("50% of #1?/store.db", "");
+  EXPECT_EQ(in({"add", example("ca-issuing.pem"), example("ca-root.pem")}, file).code, 0);
+  const struct {
+    Words words;
+    int code;
+    const char *out, *err;
+  } rows[] = {
+      {{"search", "--path-length", "1"}, 0, "1. C=FI, O=Example Oy, OU=Roots", ""},
+      {{"path", "--from-path-length", "0", "--to-path-length", "1"}, 0, "OU=Roots", ""},
+      {{"ca-names"}, 0, "CN=Example Issuing\n", ""},
+      {{"status"}, 0, "certificates: 2\n", ""},
+      {{"add", example("v1-rsa.der")},
+       1,
+       "0 certificates",
+       "the store may only be read (status 10"},
+      {{"add", example("ca-root.pem")}, 1, "0 certificates", "the store may only be read"},
+      {{"request", "--name", "a", example("README.md")}, 1, "", "the store may only be read"},
+      {{"request", "remove", "--name", "a"}, 1, "", "the store may only be read"},
+  };
+  for (const mode_t mode : {0444u, 0666u}) {
+    const Locked locked(file, mode);
+    if (!locked.holds()) GTEST_SKIP() << "everybody may write here";
+    for (const auto &row : rows) {
+      const Result result = in(row.words, file);
+      EXPECT_EQ(result.code, row.code) << testing::PrintToString(row.words) << result.err;
+      EXPECT_THAT(result.out, HasSubstr(row.out));
+      EXPECT_THAT(result.err, HasSubstr(row.err));
+    }
+  }
+  const Locked locked(file);
+  EXPECT_THAT(in({"add", example("v1-rsa.der")}, directory_->at("50% of #1?/new.db")).err,
+              HasSubstr("new.db: unable to open"));
 }
 
 TEST_F(StoreTest, RefusesBadUseAndBadStores) {
