@@ -31,6 +31,12 @@ void ssh_xfree_wiped(void *block);
 // ssh_mem_block_size tells how many octets of a block may be written to: at least those asked for.
 [[nodiscard]] size_t ssh_mem_block_size(void *block);
 
+// ssh_mem_heap_size bounds what a block of `size` octets takes of the heap: heaps keep up to two
+// words beside a block and round to 16 octets.
+[[nodiscard]] constexpr size_t ssh_mem_heap_size(size_t size) {
+  return (size + 2 * sizeof(void *) + 15) & ~size_t{15};
+}
+
 // ssh_xstrdup returns a copy of the text with its terminator.
 [[nodiscard]] char *ssh_xstrdup(const char *text);
 

@@ -7,42 +7,74 @@
 namespace {
 
 constexpr size_t kSmallestBlock = 512;
+constexpr size_t kLargestBlock = SSH_XMALLOC_MAX - 64;  // with its header within one request
 
 }  // namespace
 
 void SshPool::reserve(size_t size) {
-  if (size <= left_) return;
-  add_block(size);
+  if (size > left_) add_block(room_for(size));
 }
 
-// add_block makes a fresh block of at least `size` octets the current one; what the old one had
-// left is given up. Each block is at least as large as all before it, so their number grows with
-// the logarithm of what they hold.
-void SshPool::add_block(size_t size) {
-  constexpr size_t largest = SSH_XMALLOC_MAX - sizeof(Block);
-  const size_t before = held();
-  // A size beyond the limit stays beyond it, so that ssh_xmalloc refuses it.
-  const size_t room = std::max(std::min(size, SSH_XMALLOC_MAX), std::min(before, largest));
-  if (work_ && before + room > most_) *work_ = 0;
+// room_for tells how large a fresh block for `size` octets is. Each is at least as large as all
+// before it, so their number grows with the logarithm of what they hold; only the last one below
+// the limit has to be content with what is left.
+size_t SshPool::room_for(size_t size) const {
+  return std::max(size, std::min({held(), kLargestBlock, below_limit()}));
+}
+
+// below_limit tells how large a fresh block may be. What the heap rounds up is taken off.
+size_t SshPool::below_limit() const {
+  if (!work_) return SIZE_MAX;
+  const size_t taken = held() + ssh_mem_heap_size(sizeof(Block));
+  return taken < most_ ? std::min((most_ - taken) & ~size_t{15}, kLargestBlock) : 0;
+}
+
+bool SshPool::fits(size_t size) const {
+  return size <= below_limit() || (!spill_ && size + alignof(std::max_align_t) <= left_);
+}
+
+// add_block makes a fresh block the current one; what the old one had left is given up.
+void SshPool::add_block(size_t room) {
+  // A size beyond what one request may ask for stays beyond it, so that ssh_xmalloc refuses it.
+  room = std::min(room, SSH_XMALLOC_MAX);
   auto *block = static_cast<Block *>(ssh_xmalloc(sizeof(Block) + room));
   *block = {blocks_, room};
   blocks_ = block;
-  free_ = reinterpret_cast<uint8_t *>(block + 1);
-  left_ = room;
+  use(*block);
+}
+
+void SshPool::use(Block &block) {
+  free_ = reinterpret_cast<uint8_t *>(&block + 1);
+  left_ = block.size;
 }
 
 size_t SshPool::held() const {
   size_t octets = 0;
-  for (const Block *block = blocks_; block; block = block->next) octets += block->size;
+  for (const Block *block = blocks_; block; block = block->next) {
+    octets += ssh_mem_heap_size(sizeof(Block) + block->size);
+  }
   return octets;
 }
 
 void *SshPool::alloc_in_new_block(size_t size) {
-  add_block(blocks_ ? size : std::max(size, kSmallestBlock));
+  if (size > below_limit()) {
+    spend(size);
+  } else {
+    add_block(room_for(blocks_ ? size : std::max(size, kSmallestBlock)));
+  }
   uint8_t *at = free_;
   free_ += size;
   left_ -= size;
   return at;
+}
+
+// spend ends the decode. Lists that are made without any read go on for all that, so the pieces of
+// the spill are given out again where they do not suffice.
+void SshPool::spend(size_t size) {
+  *work_ = 0;
+  if (spill_ && size <= SSH_POOL_SPILL) return use(*spill_);
+  add_block(std::max(size, SSH_POOL_SPILL));
+  if (size <= SSH_POOL_SPILL) spill_ = blocks_;
 }
 
 Bytes SshPool::copy(Bytes bytes) {
@@ -59,8 +91,7 @@ void SshPool::rewind() {
   release();
   newest->next = nullptr;
   blocks_ = newest;
-  free_ = reinterpret_cast<uint8_t *>(newest + 1);
-  left_ = newest->size;
+  use(*newest);
 }
 
 void SshPool::release() {
@@ -71,4 +102,5 @@ void SshPool::release() {
   }
   free_ = nullptr;
   left_ = 0;
+  spill_ = nullptr;
 }

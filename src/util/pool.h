@@ -10,6 +10,9 @@
 
 #include "util/bytes.h"
 
+// SSH_POOL_SPILL is what a pool may take beyond its limit, in octets.
+constexpr size_t SSH_POOL_SPILL = 16384;
+
 class SshPool {
  public:
   SshPool() = default;
@@ -41,18 +44,25 @@ class SshPool {
   // copy returns a view of the pool's own copy of `bytes`.
   [[nodiscard]] Bytes copy(Bytes bytes);
 
-  // held counts the octets of the pool's blocks.
+  // held bounds what the pool's blocks take of the heap.
   [[nodiscard]] size_t held() const;
 
   // release frees every block; the pool is empty and usable again.
   void release();
 
-  // limit sets `*work` to 0 once the blocks hold more than `most` octets, so that a decode that
-  // draws on that work ends; null: no limit. Allocations go on until it does.
+  // limit keeps what the blocks take of the heap at `most` octets; null: no limit. A piece that
+  // does not fit sets `*work` to 0, so that a decode that draws on that work ends. Until it does,
+  // it gets pieces from SSH_POOL_SPILL further octets: those are given out again and again where
+  // they do not suffice, as the record is refused and nobody will read it.
   void limit(size_t most, uint64_t *work) {
     most_ = most;
     work_ = work;
   }
+
+  // fits is true if a piece of `size` octets stays below the limit and below what one request for
+  // memory may ask for. Pieces that can be larger than SSH_POOL_SPILL must be asked for first:
+  // above the limit they take a block of their own.
+  [[nodiscard]] bool fits(size_t size) const;
 
   // rewind forgets what was allocated but keeps the newest block for the next use.
   void rewind();
@@ -63,11 +73,16 @@ class SshPool {
     size_t size;
   };
   void *alloc_in_new_block(size_t size);
-  void add_block(size_t size);
+  void add_block(size_t room);
+  void use(Block &block);
+  void spend(size_t size);
+  [[nodiscard]] size_t room_for(size_t size) const;
+  [[nodiscard]] size_t below_limit() const;
 
   Block *blocks_ = nullptr;
   uint8_t *free_ = nullptr;
   size_t left_ = 0;
   size_t most_ = 0;
   uint64_t *work_ = nullptr;
+  Block *spill_ = nullptr;  // one of the blocks, the last resort
 };

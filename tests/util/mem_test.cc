@@ -142,6 +142,31 @@ TEST(Pool, OneBlockWhenReservedAndFewOtherwise) {
   EXPECT_EQ(ssh_mem_blocks(), before);
 }
 
+TEST(Pool, StaysBelowItsLimitAndNeverFails) {
+  constexpr size_t kMost = 100000, kSpill = ssh_mem_heap_size(SSH_POOL_SPILL + 16);
+  for (const size_t piece : {size_t{1}, size_t{72}, size_t{5000}, SSH_POOL_SPILL}) {
+    SshPool pool;
+    uint64_t work = 7;
+    pool.reserve(3000);
+    pool.limit(kMost, &work);
+    const auto take = [&] { std::memset(pool.alloc(piece, 8), 0xA5, piece); };
+    size_t taken = 0;
+    while (work > 0) {
+      EXPECT_LE(pool.held(), kMost) << piece;
+      EXPECT_FALSE(pool.fits(kMost));
+      taken += piece;
+      take();
+    }
+    EXPECT_GE(taken + 3 * piece, kMost / (piece < 8 ? 8 : 1) * 9 / 10) << piece;
+    for (int i = 0; i < 50000; ++i) take();
+    EXPECT_LE(pool.held(), kMost + kSpill) << piece;
+    EXPECT_FALSE(pool.fits(1));
+    pool.limit(0, nullptr);
+    EXPECT_TRUE(pool.fits(kMost));
+    std::memset(pool.alloc(kMost, 1), 0xA5, kMost);
+  }
+}
+
 TEST(Pool, PiecesAreAlignedAndApart) {
   SshPool pool;
   std::vector<Bytes> pieces;
