@@ -2,11 +2,13 @@
 // share. Inside of x509: nothing to the right includes this header.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 
 #include "asn1/node.h"
 #include "util/pool.h"
 #include "x509/extensions.h"
+#include "x509/memory.h"
 #include "x509/oid_registry.h"
 #include "x509/profile.h"
 
@@ -81,13 +83,17 @@ struct SshX509Decoder {
 // ssh_x509_pool_size estimates the memory of a record from its input: a copy of the octets and what
 // stands beside.
 [[nodiscard]] constexpr size_t ssh_x509_pool_size(size_t input) {
-  return input + (input < 8192 ? input : 8192) + 512;
+  return input + std::min<size_t>(input, 8192) + std::min<size_t>(input / 2, 512);
 }
 
-// ssh_x509_pool_most bounds the memory of a record. Records of hostile input may be many times its
-// size: two octets are enough for a name. Beyond this bound the decode fails; what certificates and
-// CRLs hold stays far below it.
-[[nodiscard]] constexpr size_t ssh_x509_pool_most(size_t input) { return input * 8 + 0x1000000; }
+// ssh_x509_pool_most is what the pool may take of ssh_x509_record_most. The rest is for what stands
+// beside it: integers, which have blocks of their own and are no longer than the input; of a CRL
+// the copy of the input, as its entries have a pool to themselves; and the stack of the check for
+// nesting, which is not there for long.
+[[nodiscard]] constexpr size_t ssh_x509_pool_most(size_t input) {
+  constexpr size_t kCheck = 0x600000;
+  return ssh_x509_record_most(input) - 2 * input - kCheck;
+}
 
 // ssh_x509_decode_root parses an input; octets after the first good element are tolerated. `root` is
 // the list of its elements, and `sequence` the one of them that is read: the first SEQUENCE.

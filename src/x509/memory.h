@@ -1,0 +1,10 @@
+// What decodes may take of memory, in proportion to their input.
+// The decoders keep to it; whoever decodes many inputs can reckon with it beforehand.
+#pragma once
+
+#include <cstddef>
+
+// ssh_x509_record_most bounds what the decode of an input takes of the heap, and its record after
+// it. Records of hostile input may be many times its size: two octets are enough for a name. Beyond
+// this bound the decode fails; what certificates and CRLs hold stays far below it.
+[[nodiscard]] constexpr size_t ssh_x509_record_most(size_t input) { return input * 8 + 0x1000000; }
