@@ -90,6 +90,7 @@ bool decode_tls_features(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &d
   for (SshAsn1Node node = list; node; node = ssh_asn1_node_next(node)) ++count;
   SshX509Further &further = further_of(cert, decoder);
   if (count == 0) return true;
+  if (!decoder.pool.fits(count * sizeof(uint32_t))) return false;
   further.tls_features =
       static_cast<uint32_t *>(decoder.pool.alloc(count * sizeof(uint32_t), alignof(uint32_t)));
   for (; list; list = ssh_asn1_node_next(list)) {

@@ -48,6 +48,7 @@ bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier
   if (qualifier.notice_count == 0) return true;
 
   const size_t size = qualifier.notice_count * sizeof(uint32_t);
+  if (!decoder.pool.fits(size)) return false;
   qualifier.notice_numbers = static_cast<uint32_t *>(decoder.pool.alloc(size, alignof(uint32_t)));
   std::memset(qualifier.notice_numbers, 0, size);
   for (SshAsn1Node n = numbers; n; n = ssh_asn1_node_next(n)) {
