@@ -1,5 +1,6 @@
 #include "api/reply_list.h"
 
+#include <algorithm>
 #include <new>
 
 #include "api/handles.h"
@@ -15,10 +16,29 @@ constexpr SshCertDBLimits kLimits = {
 // Integers for the identifier, octets for the keys.
 constexpr uint32_t kDataTypes[SSH_CERTDB_KEY_TYPES] = {0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 
-// kElementMemory is what an element takes beside its certificate and keys.
-constexpr size_t kElementMemory = sizeof(SshCMCertificate) + sizeof(SshCertDBEntry) +
-                                  SSH_CERTDB_KEY_TYPES * sizeof(SshCertDBEntry *) +
-                                  sizeof(SshCMCertListNode);
+// kElementMemory bounds what an element takes beside its certificate's record and its keys.
+constexpr size_t kElementMemory = ssh_mem_heap_size(sizeof(SshCMCertificate)) +
+                                  ssh_mem_heap_size(sizeof(SshCertDBEntry)) +
+                                  ssh_mem_heap_size(sizeof(SshCMCertListNode));
+
+// Account is what the elements of a list may still take of the heap. It is asked before they do.
+class Account {
+ public:
+  explicit Account(size_t most) : left_(most) {}
+
+  // take is false from the first time on that there is not enough left.
+  bool take(size_t octets) {
+    if (exceeded_ || octets > left_) return !(exceeded_ = true);
+    left_ -= octets;
+    return true;
+  }
+  void give_back(size_t octets) { left_ += octets; }
+  [[nodiscard]] bool exceeded() const { return exceeded_; }
+
+ private:
+  size_t left_;
+  bool exceeded_ = false;
+};
 
 // Reader takes fields from the front of a payload.
 class Reader {
@@ -37,7 +57,7 @@ class Reader {
 };
 
 // read_keys links keys in the order read. Those of types that there are not are dropped.
-bool read_keys(Reader &reader, SshCertDBKey **keys, size_t *memory) {
+bool read_keys(Reader &reader, SshCertDBKey **keys, Account &account) {
   uint32_t count = 0;
   if (!reader.uint32(&count)) return false;
   for (; count > 0; --count) {
@@ -47,52 +67,58 @@ bool read_keys(Reader &reader, SshCertDBKey **keys, size_t *memory) {
         {ssh_get_uint32(&type), ssh_get_uint32_str_nocopy(&data), ssh_get_uint32(&value)});
     if (!read) return false;
     if (type >= SSH_CERTDB_KEY_TYPES) continue;
+    if (!account.take(ssh_mem_heap_size(sizeof(SshCertDBKey) + data.size()))) return false;
     ssh_certdb_key_push(keys, type, data, value);
     keys = &(*keys)->next;
-    *memory += sizeof(SshCertDBKey) + data.size();
   }
   return true;
 }
 
 // read_entry_fields reads what follows the certificate in an element.
-bool read_entry_fields(Reader &reader, SshCertDBEntry &entry, size_t *memory) {
+bool read_entry_fields(Reader &reader, SshCertDBEntry &entry, Account &account) {
   uint32_t keep_until = 0, aux_value = 0;
-  if (!reader.uint32(&entry.tag) || !read_keys(reader, &entry.keys, memory)) return false;
+  if (!reader.uint32(&entry.tag) || !read_keys(reader, &entry.keys, account)) return false;
   if (!reader.fields({ssh_get_uint32(&keep_until), ssh_get_uint32(&aux_value)})) return false;
   entry.keep_until = static_cast<int32_t>(keep_until);
   entry.aux_value = static_cast<int32_t>(aux_value);
   return true;
 }
 
+// decode_certificate makes an element's object, which stays empty if its certificate does not
+// decode; null if the account has not enough for the largest record that can come of it.
+SshCMCertificate *decode_certificate(Bytes ber, Account &account) {
+  const size_t most = ssh_cm_cert_memory_most(ber.size());
+  if (!account.take(kElementMemory) || !account.take(most)) return nullptr;
+  SshCMCertificate *cert = ssh_cm_cert_allocate();
+  (void)ssh_cm_cert_set_ber(*cert, ber);
+  account.give_back(most - ssh_cm_cert_memory(*cert));
+  return cert;
+}
+
 // read_certificate adds one element to the list. Once the certificate is there, it is kept, even if
 // the rest of its element cannot be read.
-bool read_certificate(Reader &reader, KwPkiCertListObject &result, size_t *memory) {
+bool read_certificate(Reader &reader, KwPkiCertListObject &result, Account &account) {
   Bytes ber;
   if (!reader.fields({ssh_get_uint32_str_nocopy(&ber)})) return false;
-  SshCMCertificate *cert = ssh_cm_cert_allocate();
-  if (ssh_cm_cert_set_ber(*cert, ber) == SSH_CM_OK) *memory += cert->cert.current->pool.held();
+  SshCMCertificate *cert = decode_certificate(ber, account);
+  if (!cert) return false;
   SshCertDBEntry *entry = ssh_certdb_alloc_entry(*result.database, SSH_CM_ENTRY_CERT, cert);
   cert->entry = entry;
-  const bool whole = read_entry_fields(reader, *entry, memory);
+  const bool whole = read_entry_fields(reader, *entry, account);
   ssh_cm_cert_list_append(*result.list, *entry);
   ssh_certdb_release_entry(*result.database, *entry);  // from here on it is the list's
-  *memory += kElementMemory;
   return whole;
 }
 
-// read_elements gives false only if the elements take too much memory.
-bool read_elements(Reader &reader, uint32_t count, size_t memory_max, KwPkiCertListObject &result) {
-  size_t memory = 0;
+void read_elements(Reader &reader, uint32_t count, KwPkiCertListObject &result, Account &account) {
   for (; count > 0; --count) {
     uint32_t type = 0;
-    if (!reader.uint32(&type)) return true;
+    if (!reader.uint32(&type)) return;
     // Of an element of another type nothing more is read; deliberately, its octets are not
     // skipped.
     if (type != SSH_CM_ENTRY_CERT) continue;
-    if (!read_certificate(reader, result, &memory)) return true;
-    if (memory > memory_max) return false;
+    if (!read_certificate(reader, result, account)) return;
   }
-  return true;
 }
 
 KwPkiCertList make_list() {
@@ -105,7 +131,11 @@ KwPkiCertList make_list() {
 
 }  // namespace
 
-KwPkiCertList reply_list_decode(Bytes payload, size_t memory_max) {
+size_t reply_list_memory_most(size_t payload) {
+  return std::min(payload * 12 + 0x4000000, KWPKI_LIST_MEMORY_MAX);
+}
+
+KwPkiCertList reply_list_decode(Bytes payload) {
   Reader reader(payload);
   uint32_t count = 0, reserved = 0, state = 0;
   Bytes text;
@@ -119,7 +149,9 @@ KwPkiCertList reply_list_decode(Bytes payload, size_t memory_max) {
   if (!text.empty()) {
     result->search_state->text.reset(static_cast<char *>(ssh_xmemdup(text.data(), text.size())));
   }
-  if (read_elements(reader, count, memory_max, *result)) return result;
+  Account account(reply_list_memory_most(payload.size()) - text.size());
+  read_elements(reader, count, *result, account);
+  if (!account.exceeded()) return result;
   (void)KwPkiCertListFree(result);
   return nullptr;
 }

@@ -6,14 +6,17 @@
 #include "kwpki.h"
 #include "util/bytes.h"
 
-// KWPKI_LIST_MEMORY_MAX is where a list becomes too large, in octets of what its elements hold, not
-// counting what the heap adds: 100,000 certificates of a usual size take half of it, and a 32-bit
-// process can still give it. It is looked at after each element.
-constexpr size_t KWPKI_LIST_MEMORY_MAX = 0x30000000;
+// KWPKI_LIST_MEMORY_MAX is what a list may take of the heap, in octets: half of the 2 GiB that a
+// 32-bit process has, so that a message of 100 MiB, a request and the program itself find room
+// beside it. With pointers twice as wide it is twice as much.
+constexpr size_t KWPKI_LIST_MEMORY_MAX = size_t{0x10000000} * sizeof(void *);
+
+// reply_list_memory_most bounds what the list of a reply of that many octets may take of the heap,
+// beside its empty database: twelve times as much and 64 MiB, up to KWPKI_LIST_MEMORY_MAX.
+[[nodiscard]] size_t reply_list_memory_most(size_t payload);
 
 // reply_list_decode returns the list of a search reply, released with KwPkiCertListFree. Null if
-// the state of the search cannot be read, or if the elements take more than `memory_max`.
+// the state of the search cannot be read, or if an element could take more memory than is left.
 // Reading ends without an error at the first element that cannot be read; a certificate that does
 // not decode stays in the list, empty.
-[[nodiscard]] KwPkiCertList reply_list_decode(Bytes payload,
-                                              size_t memory_max = KWPKI_LIST_MEMORY_MAX);
+[[nodiscard]] KwPkiCertList reply_list_decode(Bytes payload);

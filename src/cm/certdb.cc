@@ -62,12 +62,8 @@ void list_entry(SshCertDB &database, SshCertDBEntry &entry) {
   mark_listed(database, entry);
 }
 
-// fresh_entry allocates an entry and its chain links in one block.
 SshCertDBEntry *fresh_entry(SshCertDB &database) {
-  const size_t links = database.methods.size() * sizeof(SshCertDBEntry *);
-  void *block = ssh_xcalloc(1, sizeof(SshCertDBEntry) + links);
-  auto *entry = new (block) SshCertDBEntry;
-  entry->same_key_next = reinterpret_cast<SshCertDBEntry **>(entry + 1);
+  auto *entry = new (ssh_xmalloc(sizeof(SshCertDBEntry))) SshCertDBEntry;
   entry->all_next = database.all_entries;
   database.all_entries = entry;
   ++database.entries_allocated;
@@ -149,6 +145,7 @@ void destroy_entry(SshCertDB &database, SshCertDBEntry *entry) {
   free_object(database, *entry);
   const auto types = static_cast<uint32_t>(database.methods.size());
   database.memory_used -= types * kTypeCharge + kEntryCharge;
+  ssh_xfree(entry->same_key_next);
   ssh_xfree(entry);
 }
 

@@ -40,13 +40,15 @@ struct SshCertDBEntry {
   uint32_t ber_len = 0;
   uint32_t tag = 0;  // what the service says of the entry; nothing here interprets it
   uint32_t reserved = 0;
-  uint8_t id[4] = {};                        // the key of type 0
-  SshCertDBKey *keys = nullptr;              // owned; newest first, or as a reply gives them
-  SshCertDBEntry *next = nullptr;            // on either list or the pool
-  SshCertDBEntry *prev = nullptr;            // on either list
-  SshCertDBEntry *all_next = nullptr;        // of every entry of the database
-  SshCertDBEntry **same_key_next = nullptr;  // a key type: the next entry with an equal key
-  uint32_t flags = 0;                        // SshCertDBFlag
+  uint8_t id[4] = {};                  // the key of type 0
+  SshCertDBKey *keys = nullptr;        // owned; newest first, or as a reply gives them
+  SshCertDBEntry *next = nullptr;      // on either list or the pool
+  SshCertDBEntry *prev = nullptr;      // on either list
+  SshCertDBEntry *all_next = nullptr;  // of every entry of the database
+  // A key type: the next entry with an equal key. Null until the entry is in a chain for the first
+  // time, as the entries of replies never are.
+  SshCertDBEntry **same_key_next = nullptr;
+  uint32_t flags = 0;  // SshCertDBFlag
   int32_t refcount = 0;
   int32_t keep_until = 0;  // seconds since 1970: kept until then once nobody refers to it
   int32_t aux_value = 0;   // the last word of the entry in a reply; nothing here interprets it

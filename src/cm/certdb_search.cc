@@ -1,6 +1,7 @@
 // The indexes of the certificate database: chains of entries with an equal key.
 #include "cm/certdb.h"
 #include "util/fatal.h"
+#include "util/mem.h"
 
 namespace {
 
@@ -50,6 +51,10 @@ SshCertDBEntry *ssh_certdb_search_method_find(const SshCertDB &database, uint32_
 
 void ssh_certdb_search_method_add(SshCertDB &database, uint32_t key_type, Bytes key,
                                   SshCertDBEntry &entry) {
+  if (!entry.same_key_next) {
+    void *links = ssh_xcalloc(database.methods.size(), sizeof(SshCertDBEntry *));
+    entry.same_key_next = static_cast<SshCertDBEntry **>(links);
+  }
   SshCertDBEntry *last = ssh_certdb_search_method_find(database, key_type, key);
   if (!last) return ssh_mapping_put(mapping_of(database, key_type), key, &entry);
   while (last->same_key_next[key_type]) last = last->same_key_next[key_type];
@@ -60,7 +65,7 @@ bool ssh_certdb_search_method_remove(SshCertDB &database, uint32_t key_type, Byt
                                      SshCertDBEntry &entry) {
   SshMapping &mapping = mapping_of(database, key_type);
   auto *first = static_cast<SshCertDBEntry *>(ssh_mapping_get(mapping, key));
-  if (!first) return false;
+  if (!first || !entry.same_key_next) return false;
 
   SshCertDBEntry *&successor = entry.same_key_next[key_type];
   if (first != &entry) {

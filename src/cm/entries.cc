@@ -93,39 +93,42 @@ void free_object(uint32_t type, void *object) {
 const SshCertDBMethods ssh_cm_entry_methods = {encode, decode, free_object};
 
 uint32_t ssh_cm_cert_encode_record(const SshCMCertificate &cert, SshBuffer &output) {
-  const SshBerTimeText time_1(cert.time_1), time_2(cert.time_2), time_3(cert.time_3),
-      time_4(cert.time_4), time_5(cert.time_5), time_6(cert.time_6);
+  const SshCMCarried nothing;
+  const SshCMCarried &said = cert.carried ? *cert.carried : nothing;
+  const SshBerTimeText time_1(said.time_1), time_2(said.time_2), time_3(said.time_3),
+      time_4(said.time_4), time_5(said.time_5), time_6(said.time_6);
   const auto time = [](const SshBerTimeText &text) { return ssh_put_uint32_str(text.bytes()); };
-  const Bytes text = cert.text ? ssh_text_bytes(cert.text.get()) : Bytes();
+  const Bytes text = said.text ? ssh_text_bytes(said.text.get()) : Bytes();
   return ssh_encode_buffer(
-      output, {ssh_put_uint32_str(ssh_cm_cert_encoding(cert)), ssh_put_uint32(cert.status),
-               ssh_put_boolean(static_cast<uint32_t>(cert.bool_0)), time(time_1), time(time_2),
-               time(time_3), time(time_4), ssh_put_uint32(static_cast<uint32_t>(cert.counter)),
-               ssh_put_mp_int(&cert.number), ssh_put_uint32(cert.word_a),
-               ssh_put_boolean(static_cast<uint32_t>(cert.bool_a)), time(time_5),
-               ssh_put_uint32(cert.word_b), time(time_6), ssh_put_uint32_str(text)});
+      output, {ssh_put_uint32_str(ssh_cm_cert_encoding(cert)), ssh_put_uint32(said.status),
+               ssh_put_boolean(static_cast<uint32_t>(said.bool_0)), time(time_1), time(time_2),
+               time(time_3), time(time_4), ssh_put_uint32(static_cast<uint32_t>(said.counter)),
+               ssh_put_mp_int(&said.number), ssh_put_uint32(said.word_a),
+               ssh_put_boolean(static_cast<uint32_t>(said.bool_a)), time(time_5),
+               ssh_put_uint32(said.word_b), time(time_6), ssh_put_uint32_str(text)});
 }
 
 SshCMStatus ssh_cm_cert_decode_record(Bytes record, SshCMCertificate &cert) {
   Bytes ber, text, times[6];
+  SshCMCarried &said = ssh_cm_cert_carried(cert);
   uint32_t bool_0 = 0, counter = 0, bool_a = 0;
   const auto time = ssh_get_uint32_str_nocopy;
   const size_t read = ssh_decode_array(
-      record, {ssh_get_uint32_str_nocopy(&ber), ssh_get_uint32(&cert.status),
+      record, {ssh_get_uint32_str_nocopy(&ber), ssh_get_uint32(&said.status),
                ssh_get_boolean(&bool_0), time(&times[0]), time(&times[1]), time(&times[2]),
-               time(&times[3]), ssh_get_uint32(&counter), ssh_get_mp_int(&cert.number),
-               ssh_get_uint32(&cert.word_a), ssh_get_boolean(&bool_a), time(&times[4]),
-               ssh_get_uint32(&cert.word_b), time(&times[5]), ssh_get_uint32_str_nocopy(&text)});
+               time(&times[3]), ssh_get_uint32(&counter), ssh_get_mp_int(&said.number),
+               ssh_get_uint32(&said.word_a), ssh_get_boolean(&bool_a), time(&times[4]),
+               ssh_get_uint32(&said.word_b), time(&times[5]), ssh_get_uint32_str_nocopy(&text)});
   if (!read) return SSH_CM_RECORD_UNREADABLE;
 
-  SshBerTime *const carried[] = {&cert.time_1, &cert.time_2, &cert.time_3,
-                                 &cert.time_4, &cert.time_5, &cert.time_6};
+  SshBerTime *const carried[] = {&said.time_1, &said.time_2, &said.time_3,
+                                 &said.time_4, &said.time_5, &said.time_6};
   for (size_t i = 0; i < std::size(carried); ++i) read_time(times[i], *carried[i]);
-  cert.bool_0 = static_cast<int32_t>(bool_0);
-  cert.counter = static_cast<int32_t>(counter);
-  cert.bool_a = static_cast<int32_t>(bool_a);
+  said.bool_0 = static_cast<int32_t>(bool_0);
+  said.counter = static_cast<int32_t>(counter);
+  said.bool_a = static_cast<int32_t>(bool_a);
   if (!text.empty()) {
-    cert.text.reset(static_cast<char *>(ssh_xmemdup(text.data(), text.size())));
+    said.text.reset(static_cast<char *>(ssh_xmemdup(text.data(), text.size())));
   }
   return ssh_cm_cert_set_ber(cert, ber) == SSH_CM_OK ? SSH_CM_OK : SSH_CM_CERT_UNDECODABLE;
 }

@@ -5,6 +5,7 @@
 
 #include "util/fatal.h"
 #include "util/mem.h"
+#include "x509/memory.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ Object *make() {
 
 template <class Object>
 void destroy(Object *object) {
+  if (!object) return;
   object->~Object();
   ssh_xfree(object);
 }
@@ -59,6 +61,7 @@ void ssh_cm_cert_free(SshCMCertificate *cert) {
   if (!cert) return;
   if (cert->entry) ssh_fatal("ssh_cm_cert_free: tried to free db's certificate.");
   release<ssh_x509_cert_free>(cert->cert);
+  destroy(cert->carried);
   destroy(cert);
 }
 
@@ -67,6 +70,11 @@ void ssh_cm_crl_free(SshCMCrl *crl) {
   if (crl->entry) ssh_fatal("ssh_cm_crl_free: tried to free db's crl.");
   release<ssh_x509_crl_free>(crl->crl);
   destroy(crl);
+}
+
+SshCMCarried &ssh_cm_cert_carried(SshCMCertificate &cert) {
+  if (!cert.carried) cert.carried = make<SshCMCarried>();
+  return *cert.carried;
 }
 
 SshCMStatus ssh_cm_cert_set_ber(SshCMCertificate &cert, Bytes ber) {
@@ -91,6 +99,18 @@ Bytes ssh_cm_cert_encoding(const SshCMCertificate &cert) {
 Bytes ssh_cm_crl_encoding(const SshCMCrl &crl) {
   return crl.crl.current ? crl.crl.current->der : Bytes();
 }
+
+size_t ssh_cm_cert_memory(const SshCMCertificate &cert) {
+  const SshX509Cert *record = cert.cert.current;
+  if (!record) return 0;
+  const auto of_key_id = [](const std::optional<SshX509KeyId> &id) {
+    return id ? id->serial.held() : 0;
+  };
+  return ssh_mem_heap_size(sizeof *record) + record->pool.held() + record->serial.held() +
+         of_key_id(record->subject_key_id) + of_key_id(record->authority_key_id);
+}
+
+size_t ssh_cm_cert_memory_most(size_t input) { return ssh_x509_record_most(input); }
 
 SshCMStatus ssh_cm_cert_get_record(SshCMCertificate *cert, SshX509Cert **record) {
   if (!cert || !cert->cert.current) return SSH_CM_EMPTY;

@@ -41,11 +41,9 @@ struct SshCMRecord {
   Kept *kept = nullptr;     // newest first; each link lies in the pool of its own record
 };
 
-// SshCMCertificate is a certificate object. Fields marked "carried" come with it from the
-// service; what they and the others mean is the service's affair.
-struct SshCMCertificate {
-  SshCertDBEntry *entry = nullptr;  // the owning database entry; null: the application's own
-  SshCMRecord<SshX509Cert> cert;
+// SshCMCarried is what the service says of a certificate. Fields marked "carried" come with an
+// encoded record; what they and the others mean is the service's affair.
+struct SshCMCarried {
   uint32_t status = 0;  // carried
   int32_t flag_a = 1;
   int32_t flag_b = 0;
@@ -68,6 +66,14 @@ struct SshCMCertificate {
   uint32_t limit = 32;
 };
 
+// SshCMCertificate is a certificate object. What the service says stands apart: it is ten times as
+// large as the rest, and the certificates of search replies come without it.
+struct SshCMCertificate {
+  SshCertDBEntry *entry = nullptr;  // the owning database entry; null: the application's own
+  SshCMRecord<SshX509Cert> cert;
+  SshCMCarried *carried = nullptr;  // null while all of it has its first values
+};
+
 // SshCMCrl is a CRL object.
 struct SshCMCrl {
   SshCertDBEntry *entry = nullptr;  // as in a certificate
@@ -86,6 +92,9 @@ struct SshCMCrl {
 void ssh_cm_cert_free(SshCMCertificate *cert);
 void ssh_cm_crl_free(SshCMCrl *crl);
 
+// ssh_cm_cert_carried gives what the service says of a certificate, to be changed.
+[[nodiscard]] SshCMCarried &ssh_cm_cert_carried(SshCMCertificate &cert);
+
 // ssh_cm_cert_set_ber and ssh_cm_crl_set_ber decode an encoding (which may be the object's own) and
 // make it the object's; octets after it are kept with it. On SSH_CM_BER_UNDECODABLE the object is
 // empty afterwards.
@@ -100,6 +109,11 @@ SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber);
 // nothing of an empty object.
 [[nodiscard]] Bytes ssh_cm_cert_encoding(const SshCMCertificate &cert);
 [[nodiscard]] Bytes ssh_cm_crl_encoding(const SshCMCrl &crl);
+
+// ssh_cm_cert_memory bounds what a certificate's record takes of the heap, 0 for an empty object;
+// ssh_cm_cert_memory_most what that can be for an encoding of `input` octets, its decode included.
+[[nodiscard]] size_t ssh_cm_cert_memory(const SshCMCertificate &cert);
+[[nodiscard]] size_t ssh_cm_cert_memory_most(size_t input);
 
 // ssh_cm_cert_get_record shows the decoded certificate, valid until the next set, with no name of
 // its two lists taken. A missing or empty object gives SSH_CM_EMPTY and leaves `record` alone.

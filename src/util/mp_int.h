@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "util/bytes.h"
+#include "util/mem.h"
 
 constexpr size_t SSH_MP_INLINE = 24;
 
@@ -46,6 +47,9 @@ class SshMpInt {
   [[nodiscard]] Bytes magnitude() const { return {data(), length_}; }
   [[nodiscard]] bool negative() const { return negative_; }
   [[nodiscard]] bool is_zero() const { return length_ == 0; }
+
+  // held bounds what the integer takes of the heap.
+  [[nodiscard]] size_t held() const { return on_heap() ? ssh_mem_heap_size(length_) : 0; }
 
   // bits counts the significant bits of the magnitude; 0 for 0.
   [[nodiscard]] size_t bits() const;

@@ -15,7 +15,7 @@ class CertList : public sample::Balanced {
   CertList() {
     for (uint32_t i = 0; i < 3; ++i) {
       SshCMCertificate *cert = ssh_cm_cert_allocate();
-      cert->status = i + 1;
+      ssh_cm_cert_carried(*cert).status = i + 1;
       entries_[i] = cert->entry = ssh_certdb_alloc_entry(*db_, SSH_CM_ENTRY_CERT, cert);
     }
   }
@@ -35,7 +35,7 @@ class CertList : public sample::Balanced {
                                      : *steps == '+' ? ssh_cm_cert_list_next(list)
                                      : *steps == '-' ? ssh_cm_cert_list_prev(list)
                                                      : ssh_cm_cert_list_current(list);
-      seen += std::to_string(cert ? cert->status : 0);
+      seen += std::to_string(cert ? cert->carried->status : 0);
     }
     return seen;
   }

@@ -50,27 +50,29 @@ TEST_F(Entries, RecordOfACertificateIsExact) {
   Record record;
   const CertOwner cert(ssh_cm_cert_allocate());
   ASSERT_EQ(ssh_cm_cert_set_ber(*cert, record.ber), SSH_CM_OK);
-  cert->status = 0xFEDCBA98;
-  cert->bool_0 = 7;  // any number but 0 is true
-  cert->bool_a = -1;
-  cert->time_1 = {2001, 3, 22, 14, 3, 9, 0, 1, 0, 0};
-  cert->time_2 = {1999, 12, 1, 0, 0, 0, 0, 0, 0, 0};
-  cert->time_4 = {2038, 1, 19, 3, 14, 8, 0, 0, 0, 0};
-  cert->time_5 = {2024, 2, 29, 23, 59, 59, 0, 0, 0, 0};
-  cert->time_6 = {1970, 1, 3, 1, 2, 3, 0, 0, 0, 0};
-  cert->time_0 = cert->time_7 = cert->time_6;
-  cert->counter = -7;
-  cert->number.set_magnitude(unhex("01ff"));
-  cert->word_a = 0xA0A1A2A3;
-  cert->word_b = 0xB0B1B2B3;
-  cert->word_0 = cert->word_c = cert->word_d = cert->limit = 77;
-  cert->flag_a = cert->flag_b = cert->flag_c = 9;
-  cert->text.reset(ssh_xstrdup("what it says"));
+  SshCMCarried &said = ssh_cm_cert_carried(*cert);
+  said.status = 0xFEDCBA98;
+  said.bool_0 = 7;  // any number but 0 is true
+  said.bool_a = -1;
+  said.time_1 = {2001, 3, 22, 14, 3, 9, 0, 1, 0, 0};
+  said.time_2 = {1999, 12, 1, 0, 0, 0, 0, 0, 0, 0};
+  said.time_4 = {2038, 1, 19, 3, 14, 8, 0, 0, 0, 0};
+  said.time_5 = {2024, 2, 29, 23, 59, 59, 0, 0, 0, 0};
+  said.time_6 = {1970, 1, 3, 1, 2, 3, 0, 0, 0, 0};
+  said.time_0 = said.time_7 = said.time_6;
+  said.counter = -7;
+  said.number.set_magnitude(unhex("01ff"));
+  said.word_a = 0xA0A1A2A3;
+  said.word_b = 0xB0B1B2B3;
+  said.word_0 = said.word_c = said.word_d = said.limit = 77;
+  said.flag_a = said.flag_b = said.flag_c = 9;
+  said.text.reset(ssh_xstrdup("what it says"));
   EXPECT_EQ(encode(*cert), hex(record.build()));
   EXPECT_EQ(decode(record.build()), SSH_CM_OK);
 
   const CertOwner fresh(ssh_cm_cert_allocate());
-  EXPECT_TRUE(fresh->flag_a == 1 && fresh->flag_b == 0 && fresh->flag_c == 1 && fresh->limit == 32);
+  const SshCMCarried first;
+  EXPECT_TRUE(first.flag_a == 1 && first.flag_b == 0 && first.flag_c == 1 && first.limit == 32);
   record = {{}, Der(5), {}, unhex("ffffffff 00000000 00000000 00"), Der(4), ""};
   EXPECT_EQ(encode(*fresh), hex(record.build()));
   record.ber = Record().ber;
