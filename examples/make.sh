@@ -99,11 +99,8 @@ noticeNumbers = 1, 2, 3
 [rich_point_1]
 fullname = URI:http://pki.example.com/a.crl, URI:ldap://ldap.example.com/cn=a
 [rich_point_2]
-relativename = rich_point_name
 reasons = keyCompromise, CACompromise
 CRLissuer = dirName:rich_directory
-[rich_point_name]
-CN = Second list
 [rich_period]
 notBefore = IMP:0, GENTIME:20260101000000Z
 notAfter = IMP:1, GENTIME:20301231235959Z

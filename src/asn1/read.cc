@@ -62,17 +62,23 @@ bool SshAsn1Reader::is_end(const uint8_t *p, const uint8_t *end) {
   return p == end;
 }
 
-// known_fields_read is true if the elements of a structure that carry a tag which the template gives
-// are those that it has read: each is the first of its tag and as the template wants it. One without
-// content holds nothing that could be lost. The structure is the template's first element.
-bool SshAsn1Reader::known_fields_read(const uint8_t *p, const uint8_t *end, const SshAsn1Op *ops,
-                                      size_t count, SshAsn1Work *work) {
+// fields_read is true if the elements of a structure that carry a tag which the template gives are
+// those that it has read: each is the first of its tag and as the template wants it. Others pass if
+// the mode asks for what is known alone, as does an element without content: it holds nothing that
+// could be lost. The structure is the template's first element.
+bool SshAsn1Reader::fields_read(const uint8_t *p, const uint8_t *end, const SshAsn1Op *ops,
+                                size_t count, SshAsn1Mode mode, SshAsn1Work *work) {
+  const bool known_alone = mode == SshAsn1Mode::kKnown;
   const Search structure = search(ops[0], p, end, work);
   SshAsn1Place place, inner;
   uint64_t seen = 0;  // a bit for each element of the template
+  if (!structure.found || !ops[0].children) return known_alone;
+  const bool alone = is_end(p, structure.place.data) && is_end(structure.place.end, end);
+  if (!alone && !known_alone) return false;
   end = structure.place.content_end();
   for (p = structure.place.content; open(p, end, place, work); p = place.end) {
-    if (place.empty()) continue;
+    if (known_alone && place.empty()) continue;
+    bool known = false;
     for (size_t i = 1; i < count;) {
       const SshAsn1Op &op = ops[i];
       const uint64_t bit = uint64_t{1} << i;
@@ -81,7 +87,9 @@ bool SshAsn1Reader::known_fields_read(const uint8_t *p, const uint8_t *end, cons
       if ((seen & bit) || !fits(op, place)) return false;
       if (op.is_explicit && !enter_wrapper(op, place, inner, work)) return false;
       seen |= bit;
+      known = true;
     }
+    if (!known && !known_alone) return false;
   }
   return true;
 }

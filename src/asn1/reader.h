@@ -21,8 +21,8 @@ enum class SshAsn1Mode : uint8_t {
   // An element of a structure that carries the tag of a field is read or an error; so is a primitive
   // type in constructed form, and a second element under an explicit tag. Others are passed over.
   kKnown,
-  // Every element is read where it stands, in the order of the template, or an error. An "any" that is
-  // all of a list stands for the whole list.
+  // Every element is read where it stands or an error; but fields that all have tags of their own may
+  // change places. An "any" that is all of a list stands for the whole list.
   kWhole
 };
 
@@ -143,8 +143,7 @@ class SshAsn1Reader {
   [[gnu::always_inline]] SshAsn1Status verdict(SshAsn1Node node, const SshAsn1Op *ops,
                                                size_t count) const {
     if (mode_ == SshAsn1Mode::kSearch || !leftovers_) return SSH_ASN1_OK;
-    const bool good =
-        mode_ == SshAsn1Mode::kKnown && known_fields_read(node.data, node.end, ops, count, work_);
+    const bool good = fields_read(node.data, node.end, ops, count, mode_, work_);
     return good ? SSH_ASN1_OK : SSH_ASN1_MATCH_NOT_FOUND;
   }
 
@@ -227,8 +226,8 @@ class SshAsn1Reader {
                                SshAsn1Work *work);
   static bool is_end(const uint8_t *p, const uint8_t *end);
 
-  static bool known_fields_read(const uint8_t *p, const uint8_t *end, const SshAsn1Op *ops,
-                                size_t count, SshAsn1Work *work);
+  static bool fields_read(const uint8_t *p, const uint8_t *end, const SshAsn1Op *ops, size_t count,
+                          SshAsn1Mode mode, SshAsn1Work *work);
 
   struct Search {
     SshAsn1Place place;
