@@ -9,11 +9,14 @@
 namespace {
 
 std::atomic<uint64_t> requests_until_failure{0};
+std::atomic<bool> stays_exhausted{false};
 std::atomic<int64_t> blocks_in_use{0};
 
 // heap_refuses counts one heap request against the failure that a test has asked for.
 bool heap_refuses() {
-  if (requests_until_failure.load(std::memory_order_relaxed) == 0) return false;
+  const uint64_t left = requests_until_failure.load(std::memory_order_relaxed);
+  if (left == 0) return false;
+  if (left == 1 && stays_exhausted.load(std::memory_order_relaxed)) return true;
   return requests_until_failure.fetch_sub(1, std::memory_order_relaxed) == 1;
 }
 
@@ -107,6 +110,9 @@ void ssh_wipe(void *data, size_t length) {
   if (length > 0) fill(data, 0, length);
 }
 
-void ssh_mem_fail_at(uint64_t n) { requests_until_failure.store(n, std::memory_order_relaxed); }
+void ssh_mem_fail_at(uint64_t n, bool onwards) {
+  stays_exhausted.store(onwards, std::memory_order_relaxed);
+  requests_until_failure.store(n, std::memory_order_relaxed);
+}
 
 int64_t ssh_mem_blocks() { return blocks_in_use.load(std::memory_order_relaxed); }

@@ -35,7 +35,7 @@ TEST(Mem, FatalTexts) {
                refused("ssh_xcalloc", "allocating 65536*65536"));
   EXPECT_FATAL((void)ssh_xcalloc(3, 0x55555556), refused("ssh_xcalloc", "allocating 3*1431655766"));
 
-  const auto fail_at = ssh_mem_fail_at;
+  const auto fail_at = [](uint64_t n) { ssh_mem_fail_at(n); };
   EXPECT_FATAL((fail_at(1), (void)ssh_xmalloc(0)), refused("ssh_xmalloc", "allocating 1"));
   EXPECT_FATAL((fail_at(1), (void)ssh_xcalloc(0, 3)), refused("ssh_xcalloc", "allocating 1*3"));
   EXPECT_FATAL((fail_at(1), (void)ssh_xcalloc(2, 0)), refused("ssh_xcalloc", "allocating 2*1"));
