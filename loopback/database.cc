@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <new>
 #include <thread>
 
 namespace loopback {
@@ -56,6 +57,9 @@ Database::Database(const char *path, const char *schema, int version) {
     if (error.kind() == StoreError::kUnopened && log_beside())
       refuse(path, "it was left open, and may not be written to here, which closing it takes");
     refuse(path, error.what());
+  } catch (const std::bad_alloc &) {
+    close();
+    throw;
   }
 }
 
@@ -194,6 +198,7 @@ void Database::run(const char *text) {
 void Database::check(int code) {
   if (code == SQLITE_OK || code == SQLITE_ROW || code == SQLITE_DONE) return;
   if ((code & 0xFF) == SQLITE_NOTADB) throw StoreError("this is not a certificate store");
+  if ((code & 0xFF) == SQLITE_NOMEM) throw std::bad_alloc();
   throw StoreError(handle_ ? sqlite3_errmsg(handle_) : sqlite3_errstr(code), kind_of(code));
 }
 

@@ -1,9 +1,7 @@
 // Input and output that only some systems have: pipes, full devices, and names of any octets.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -60,29 +58,6 @@ TEST(Inspect, NamedPipesDoNotHoldItUp) {
   EXPECT_EQ(result.code, 3);
   EXPECT_THAT(result.out, HasSubstr("Serial: 2047"));
   EXPECT_THAT(result.err, HasSubstr("named pipe"));
-}
-
-TEST(Inspect, OutputThatCannotBeWritten) {
-  std::signal(SIGPIPE, SIG_IGN);
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  close(ends[0]);
-  const Directory directory;
-  const std::string path = directory.add("c.der", certificate(name(19, "A"), ""));
-  const char *argv[] = {"kwpki", "inspect", path.c_str()};
-  const struct {
-    std::FILE *out;
-    int code;
-    const char *err;
-  } rows[] = {{fdopen(ends[1], "w"), 0, ""}, {std::fopen("/dev/full", "w"), 3, "cannot write"}};
-  for (const auto &row : rows) {
-    const File out(row.out), err(std::tmpfile());
-    ASSERT_TRUE(out);
-    EXPECT_EQ(kwpki::run_command_line(3, argv, {stdin, out.get(), err.get()}), row.code);
-    const std::string said = contents(err.get());
-    EXPECT_EQ(said.empty(), *row.err == '\0');
-    EXPECT_THAT(said, HasSubstr(row.err));
-  }
 }
 
 TEST(Message, OutputThatCannotBeWritten) {

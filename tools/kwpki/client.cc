@@ -146,8 +146,10 @@ std::string status_text(uint32_t status) {
   return fmt::format("{} (status {} of the service)", text ? text : "unknown", status);
 }
 
-void check_answer(uint32_t status) {
-  if (status != 0) throw Failure{kExitRefused, "", status_text(status)};
+void check_answer(uint32_t status, const std::string &name) {
+  if (status == 0) return;
+  const int exit = status == loopback::kOutOfMemory ? kExitUnreadable : kExitRefused;
+  throw Failure{exit, name, status_text(status)};
 }
 
 Json cert_json(KwPkiCert cert) {

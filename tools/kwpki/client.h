@@ -84,8 +84,9 @@ class Session {
 std::string code_text(KwPkiStatus code);
 std::string status_text(uint32_t status);
 
-// check_answer throws Failure unless the service answered with success.
-void check_answer(uint32_t status);
+// check_answer throws Failure, about `name` if there is one, unless the service answered with
+// success.
+void check_answer(uint32_t status, const std::string &name = "");
 
 // cert_json is {"subject", "serial", "key", "der"}, each by the export that gives it; "subject" is
 // null if it has no text, and "readable" then has the values as they read. "key" is {"type",

@@ -1,9 +1,6 @@
-#include <fmt/format.h>
-
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
-#include <new>
 #include <sstream>
 
 #include "kwpki/commands.h"
@@ -25,6 +22,11 @@ struct ProfileRow {
 };
 constexpr ProfileRow kProfiles[] = {{"classic", SSH_X509_CLASSIC}, {"modern", SSH_X509_MODERN}};
 
+// say writes a message. Where standard error is full or closed, the exit code has to do.
+void say(const Streams &streams, const std::string &text) {
+  std::fputs(("kwpki: " + text + "\n").c_str(), streams.err);
+}
+
 int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
   CLI::App app("Reads certificates and certificate revocation lists, and shows messages.", "kwpki");
   app.set_version_flag("--version", "kwpki " KWPKI_VERSION);
@@ -38,8 +40,7 @@ int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
     if (error.get_exit_code() != 0) {
-      fmt::print(streams.err, "kwpki: {}\nRun with --help for more information.\n",
-                 escape(error.what()));
+      say(streams, escape(error.what()) + "\nRun with --help for more information.");
       return kExitUsage;
     }
     std::ostringstream help;
@@ -68,13 +69,13 @@ void add_profile_option(CLI::App &app) {
 
 int run_command_line(int argc, const char *const *argv, const Streams &streams) {
   try {
-    return parse_and_run(argc, argv, streams);
+    const int exit = parse_and_run(argc, argv, streams);
+    errno = 0;
+    if (std::fflush(streams.out) != 0 && errno != EPIPE) throw OutputClosed{errno};
+    return exit;
   } catch (const OutputClosed &closed) {
     if (closed.error == EPIPE) return kExitOk;
-    fmt::print(streams.err, "kwpki: cannot write: {}\n", std::strerror(closed.error));
-    return kExitUnreadable;
-  } catch (const std::bad_alloc &) {
-    std::fputs("kwpki: out of memory\n", streams.err);
+    say(streams, std::string("cannot write: ") + std::strerror(closed.error));
     return kExitUnreadable;
   }
 }

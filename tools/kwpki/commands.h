@@ -16,8 +16,8 @@ namespace kwpki {
 // Exit codes. When several apply, the largest wins.
 enum : int { kExitOk = 0, kExitRefused = 1, kExitUsage = 2, kExitUnreadable = 3 };
 
-// Run does what the command line asked for and returns the exit code. What it does not catch
-// itself, run_command_line does: OutputClosed and std::bad_alloc.
+// Run does what the command line asked for and returns the exit code. OutputClosed is caught by
+// run_command_line, which also flushes what was written last.
 using Run = std::function<int(const Streams &streams)>;
 
 // The commands. `run` outlives the parsing, which is when it is set; options that it needs belong
@@ -40,7 +40,11 @@ void add_completion_command(CLI::App &app, Run &run);
 // command, and every command that decodes has it as well.
 void add_profile_option(CLI::App &app);
 
-// run_command_line is the whole program, for main() and for tests.
+// prepare_process is for main.cc: from then on the process ends with a message and kExitUnreadable
+// where memory runs out, closed streams are errors, and so are those that nobody reads.
+void prepare_process();
+
+// run_command_line is the whole program but for that, for main() and for tests.
 int run_command_line(int argc, const char *const *argv, const Streams &streams);
 
 }  // namespace kwpki

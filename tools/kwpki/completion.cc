@@ -267,7 +267,6 @@ void add_completion_command(CLI::App &app, Run &run) {
     run = [&app, shell](const Streams &streams) {
       Output output(streams);
       output.write(completion_script(app, *shell));
-      output.flush();
       return kExitOk;
     };
   });

@@ -110,14 +110,12 @@ int show_error(const ErrorOptions &options, const Streams &streams) {
   };
   if (options.code.empty()) {
     for (const ErrorRow &row : kErrors) write(row);
-    output.flush();
     return kExitOk;
   }
   const std::optional<uint32_t> code = parse_code(options.code);
   const ErrorRow *row = code ? find_error(*code) : find_named(options.code);
   if (row) {
     write(*row);
-    output.flush();
     return kExitOk;
   }
   output.message("", code ? fmt::format("no code of the library: 0x{:08X} ({})", *code, *code)

@@ -71,9 +71,7 @@ int Inspector::run() {
     for (const Source &source : found.sources) inspect_source(source);
     output_.flush();
   } catch (const OutputClosed &closed) {
-    if (closed.error == EPIPE) return exit_;
-    fmt::print(streams_.err, "kwpki: cannot write: {}\n", std::strerror(closed.error));
-    return kExitUnreadable;
+    if (closed.error != EPIPE) throw;
   }
   return exit_;
 }

@@ -200,7 +200,6 @@ int message_encode(const MessageEncodeOptions &options, const Streams &streams) 
       options.hex ? hex(message) + "\n" : std::string(ssh_bytes_text(message));
   if (options.output.empty()) {
     output.write(octets);
-    output.flush();
     return kExitOk;
   }
   problem = write_output(options.output, octets);

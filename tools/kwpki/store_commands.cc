@@ -68,7 +68,6 @@ int show_status(const StoreOptions &options, Output &output) {
       output.write(fmt::format("{}: {}\n", escape(name), escape(text)));
     }
   }
-  output.flush();
   return kExitOk;
 }
 
@@ -110,7 +109,6 @@ int do_request(const RequestOptions &options, Output &output, const Streams &str
   } else {
     output.write(fmt::format("certificate request {}\n", done));
   }
-  output.flush();
   return kExitOk;
 }
 

@@ -131,7 +131,7 @@ void Importer::add(const Place &place, const char *kind,
   StatusAnswer answer;
   session_.exchange([&](void *agent) { return post(&answer, agent); });
   if (answer.status == loopback::kUndecodable) return refuse(place, status_text(answer.status));
-  if (answer.status != 0) throw Failure{kExitRefused, place.name(), status_text(answer.status)};
+  check_answer(answer.status, place.name());
   ++(kind[1] == 'e' ? certificates_ : crls_);
   report(place, "added", "kind", kind);
   output_.progress(options_.store.store, "certificates and CRLs added", certificates_ + crls_);

@@ -13,6 +13,10 @@ namespace kwpki {
 // is_terminal tells whether a file is a terminal that understands escape sequences.
 bool is_terminal(std::FILE *file);
 
+// open_missing_files makes standard streams that are closed fail. Otherwise the next file that is
+// opened would take their place, and be read or overwritten for them.
+void open_missing_files();
+
 // use_octets makes a standard stream pass on every octet as it is.
 void use_octets(std::FILE *file);
 

@@ -16,6 +16,8 @@ bool is_terminal(std::FILE *file) {
          SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
 }
 
+void open_missing_files() {}  // streams without a file have none that another could take
+
 void use_octets(std::FILE *file) { (void)_setmode(_fileno(file), _O_BINARY); }
 
 std::optional<std::array<uint8_t, 32>> sha256(Bytes octets) {

@@ -1,0 +1,175 @@
+// How the tool ends where its streams or memory fail: with the exit status of its manual page and,
+// wherever there is a place for it, a word of why.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+
+#include "support/child.h"
+#include "support/tool.h"
+#include "tools/inspect_samples.h"
+#include "util/mem.h"
+
+namespace {
+
+using namespace inspect_samples;
+using testing::HasSubstr;
+using Arguments = std::vector<std::string>;
+
+std::string example(const std::string &name) { return KWPKI_SOURCE_DIR "/examples/" + name; }
+
+// become_tool makes the process the tool as it is built.
+[[noreturn]] void become_tool(const Arguments &arguments) {
+  std::vector<char *> argv = {const_cast<char *>("kwpki")};
+  for (const std::string &argument : arguments)
+    argv.push_back(const_cast<char *>(argument.c_str()));
+  argv.push_back(nullptr);
+  execv(KWPKI_TOOL, argv.data());
+  std::_Exit(126);
+}
+
+enum Stream { kOpen, kFull, kClosed, kBroken };
+constexpr const char *kNames[] = {"open", "full", "closed", "broken"};
+
+// become makes a file descriptor such a stream; `open` is what it is if it is open.
+void become(int file, Stream stream, int open_file) {
+  int ends[2] = {open_file, open_file};
+  if (stream == kFull) ends[1] = open("/dev/full", O_RDWR);
+  if (stream == kBroken && pipe(ends) == 0) close(ends[0]);
+  dup2(ends[1], file);
+  if (stream == kClosed) close(file);
+}
+
+TEST(Ending, EveryStateOfTheStandardStreams) {
+  const Directory directory;
+  const std::string good = directory.add("c.der", certificate(name(19, "A"), "")),
+                    bad = directory.add("bad.der", "\x30\x01"), other = directory.at("out"),
+                    root = example("ca-root.pem"),
+                    message = directory.add("m", R"({"request_type": 6, "request_id": 7})");
+  const struct {
+    Arguments arguments;
+    int status;
+    bool writes;
+    bool reads = false;
+  } commands[] = {
+      {{"inspect", good}, 0, true},
+      {{"inspect", "--json", good}, 0, true},
+      {{"inspect"}, 0, true, true},
+      {{"inspect", directory.at("missing")}, 3, false},
+      {{"inspect", bad}, 1, true},
+      {{"verify", "--issuer", root, root}, 0, true},
+      {{"error"}, 0, true},
+      {{"error", "nonsense"}, 1, false},
+      {{"completion", "bash"}, 0, true},
+      {{"message", "encode", message}, 0, true},
+      {{"message", "encode", message, "--output", other}, 0, false},
+      {{"nonsense"}, 2, false},
+      {{"--help"}, 0, true},
+      {{"inspect", "--help"}, 0, true},
+      {{"--version"}, 0, true},
+  };
+  for (const auto &command : commands) {
+    for (const Stream in : {kOpen, kClosed}) {
+      if (in == kClosed && !command.reads) continue;
+      for (const Stream out : {kOpen, kFull, kClosed, kBroken}) {
+        for (const Stream err : {kOpen, kFull, kClosed}) {
+          const Ended ended = in_child([&] {
+            const int said = dup(STDOUT_FILENO), null = open("/dev/null", O_RDWR);
+            become(STDIN_FILENO, in, open(good.c_str(), O_RDONLY));
+            become(STDOUT_FILENO, out, null);
+            become(STDERR_FILENO, err, said);
+            become_tool(command.arguments);
+          });
+          const bool lost = command.writes && (out == kFull || out == kClosed);
+          const int expected = in == kClosed || lost ? 3 : command.status;
+          const std::string where = testing::PrintToString(command.arguments) + ", out " +
+                                    kNames[out] + ", err " + kNames[err] + ", in " + kNames[in];
+          EXPECT_EQ(ended.status, expected) << where << ": " << ended.out;
+          if (lost && in == kOpen && err == kOpen) {
+            EXPECT_THAT(ended.out, HasSubstr("kwpki: cannot write: ")) << where;
+          }
+        }
+      }
+    }
+  }
+}
+
+const Arguments kCommands[] = {
+    {"inspect", example("v3-rich.der"), example("chain-bundle.pem"), example("crl-v2.pem")},
+    {"inspect", "--json", "--tree", example("v3-rich.der")},
+    {"verify", "--issuer", example("ca-root.pem"), example("ca-issuing.pem")},
+    {"search", "--dns", "www.example.com", "--store"},
+    {"store", "import", example("ca-root.pem"), "--store"},
+};
+
+// with_store gives the arguments of a command with a store of the examples, if it asks for one.
+Arguments with_store(Arguments arguments, const std::string &store) {
+  if (arguments.back() == "--store") arguments.push_back(store);
+  return arguments;
+}
+std::string store_of_examples(const Directory &directory) {
+  const std::string store = directory.at("store");
+  EXPECT_NE(run({"store", "import", example("chain-bundle.pem"), "--store", store}).code, 3);
+  return store;
+}
+
+// A block of the library's is the first that is not to be had.
+TEST(Ending, TheLibraryIsOutOfMemory) {
+  const Directory directory;
+  const std::string store = store_of_examples(directory);
+  for (const Arguments &command : kCommands) {
+    uint64_t n = 1;
+    for (;; n += 1 + n / 8) {
+      const Ended ended = in_child([&] {
+        dup2(STDOUT_FILENO, STDERR_FILENO);
+        kwpki::prepare_process();
+        ssh_mem_fail_at(n, true);
+        std::vector<const char *> argv = {"kwpki"};
+        const Arguments arguments = with_store(command, store);
+        for (const std::string &argument : arguments) argv.push_back(argument.c_str());
+        std::exit(kwpki::run_command_line(static_cast<int>(argv.size()), argv.data(),
+                                          {stdin, stdout, stderr}));
+      });
+      if (ended.out.find("out of memory") == std::string::npos) {
+        EXPECT_EQ(ended.status, 0) << command[0] << ", block " << n << ": " << ended.out;
+        break;
+      }
+      ASSERT_EQ(ended.status, 3) << command[0] << ", block " << n << ": " << ended.out;
+    }
+    EXPECT_GT(n, 1u) << command[0] << " allocates";
+  }
+}
+
+#ifdef KWPKI_SHIPPED  // the sanitizers take more than there is
+// The process has too little room, from so little that the tool just starts.
+TEST(Ending, TheProcessIsOutOfMemory) {
+  constexpr rlim_t kCoarse = 0x100000, kFine = 0x10000;
+  const Directory directory;
+  const std::string store = store_of_examples(directory);
+  for (const Arguments &command : kCommands) {
+    const auto run_within = [&](rlim_t limit) {
+      return in_child([&] {
+        const Arguments arguments = with_store(command, store);
+        const int null = open("/dev/null", O_WRONLY);
+        dup2(STDOUT_FILENO, STDERR_FILENO);
+        dup2(null, STDOUT_FILENO);
+        const rlimit room = {limit, limit};
+        if (setrlimit(RLIMIT_AS, &room) == 0) become_tool(arguments);
+      });
+    };
+    constexpr int kNotStarted = 127;  // by the loader
+    rlim_t limit = 8 * kCoarse;
+    while (run_within(limit).status == kNotStarted) limit += kCoarse;
+    limit -= kCoarse;
+    int refused = 0;
+    for (Ended ended = {1, ""}; ended.status != 0; limit += kFine) {
+      ended = run_within(limit);
+      if (ended.status == 0 || ended.status == kNotStarted) continue;
+      ASSERT_EQ(ended.status, 3) << command[0] << " within " << limit << ": " << ended.out;
+      ++refused;
+    }
+    EXPECT_GT(refused, 0) << command[0];
+  }
+}
+#endif
+
+}  // namespace
