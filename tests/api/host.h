@@ -20,13 +20,13 @@ struct Agent {
   Der last() { return posted.empty() ? Der() : posted.back(); }
 };
 
-// Faults says what the functions do wrong, or too early: with `answer` a status request is answered
-// while it is being posted.
+// Faults says what the functions do wrong.
 struct Faults {
   bool create = false;
-  bool answer = false;
   uint32_t set = 0x4000000;
   uint32_t post = 0x4000000;
+  const char *leave_at = "";  // the function, by its first word in the log, that does not return
+  void (*leave)() = nullptr;
 };
 extern thread_local Faults faults;
 
