@@ -178,34 +178,6 @@ TEST_F(ApiRepliesTest, SearchState) {
   }
 }
 
-// A callback that does everything a callback may: it frees its list, starts a request and processes
-// the reply, as often as it is told to.
-struct Eager {
-  Agent *agent;
-  int left;
-  int called = 0;
-  static void KWPKI_CALL on_list(void *context, uint32_t, KwPkiCertList list) {
-    auto &self = *static_cast<Eager *>(context);
-    ++self.called;
-    EXPECT_EQ(subjects(list), (std::vector<std::string>{"a"}));
-    EXPECT_EQ(KwPkiCertListFree(list), KWPKI_OK);
-    if (self.left-- > 0) self.ask();
-  }
-  void ask() {
-    const host::Search search;
-    ASSERT_EQ(KwPkiSearchAsync(search, nullptr, on_list, this, agent), KWPKI_OK);
-    const Der payload = wire::list(1, {wire::element(cert_named("a"))});
-    EXPECT_EQ(host::answer(host::id(agent->last()), 2, payload), KWPKI_OK);
-  }
-};
-
-TEST_F(ApiRepliesTest, FromInsideACallback) {
-  Agent agent;
-  Eager eager = {&agent, 20};
-  eager.ask();
-  EXPECT_EQ(eager.called, 21);
-}
-
 TEST_F(ApiRepliesTest, ALongPayloadKeepsTheRequest) {
   Agent agent;
   Calls calls;
