@@ -21,11 +21,14 @@ constexpr size_t SSH_X509_INPUT_MAX = 0x4000000;
 
 // SshX509Key holds what a certificate says of its public key: the algorithm's row and the content
 // octets of the key's INTEGERs. The key object is made from it when asked for
-// (ssh_x509_cert_public_key); of the keys that have none, the info tells all there is.
+// (ssh_x509_cert_public_key); of keys that have none, x509/algorithm.h tells more.
 struct SshX509Key {
   const SshOidRow *algorithm = nullptr;  // null for an algorithm that is not known
   Bytes info;                            // the SubjectPublicKeyInfo
-  Bytes n, e;                            // RSA
+  SshOid id;                             // its algorithm
+  Bytes parameters;                      // the algorithm's, as they stand; empty without any
+  Bytes value;                           // the octets of the bits
+  Bytes n, e;                            // RSA, also of RSASSA-PSS
   Bytes p, q, g, y;                      // DSA; p, q and g are empty where they are inherited
   bool usable = false;  // whether a key object can be made: RSA, and DSA with its parameters
 };

@@ -328,3 +328,22 @@ size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl) {
   }
   return ssh_x509_encoded_size(root);
 }
+
+// A time stands where a certificate has the SEQUENCE of its validity. Its octets are not looked at:
+// they may be why the CRL is refused.
+bool ssh_x509_looks_like_crl(Bytes der) {
+  SshAsn1Work work = SshAsn1Work::for_input(der.size());
+  SshAsn1Node root;
+  SshMpInt version;
+  Bytes time;
+  SshAsn1Node algorithm, issuer;
+  int has_version = 0, which = -1;
+  (void)ssh_asn1_decode_in_place(der, &work, &root);
+  return root &&
+         ssh_asn1_read_node(ssh_x509_sequence_in(root),
+                            "(sequence ()(sequence ()(optional(integer ()))(sequence ()(any ()))"
+                            "(sequence ()(any ()))"
+                            "(choice(octet-string (u 23))(octet-string (u 24)))))"_asn1,
+                            &has_version, &version, &algorithm, &issuer, &which, &time,
+                            &time) == SSH_ASN1_OK;
+}

@@ -285,6 +285,7 @@ bool ssh_dn_read_pair(SshAsn1Node node, SshDNPairView *pair) {
     return false;
   }
   if (!pair->type || pair->type.octets.size() > SSH_DN_TYPE_MAX) return false;
+  pair->element = value.der();
   return read_value(value, pair) || read_further_value(value, pair);
 }
 
@@ -295,6 +296,7 @@ bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end, SshDNPairView
   if (!ssh_dn_open_plain(at, p, 0x06, &pair->type.octets) || !plain_type(pair->type.octets) ||
       at == p)
     return false;
+  pair->element = {at, p};
   pair->charset = kPlainCharsets[*at];
   if (pair->charset == kNoCharset) pair->charset = further_charset(*at);
   return pair->charset != kNoCharset && ssh_dn_open_plain(at, p, *at, &pair->value) && at == p;

@@ -77,6 +77,7 @@ struct SshDNPairView {
   SshOid type;
   int32_t charset = SSH_CHARSET_PRINTABLE;
   Bytes value;
+  Bytes element;  // the whole value, with its header
 };
 
 // ssh_dn_read_pair reads the AttributeTypeAndValue at `node`, ssh_dn_read_rdn the pairs of the

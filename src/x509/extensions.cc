@@ -28,6 +28,29 @@ SshStr *ssh_x509_text_make(const SshX509Text &text) {
   return ssh_str_make(text.charset, copy, text.octets.size());
 }
 
+bool ssh_x509_text_read(Bytes octets, SshX509Text *text) {
+  constexpr SshCharset kCharsets[] = {
+      SSH_CHARSET_UTF8, SSH_CHARSET_PRINTABLE, SSH_CHARSET_PRINTABLE,
+      SSH_CHARSET_T61,  SSH_CHARSET_IA5,       SSH_CHARSET_VISIBLE,
+      SSH_CHARSET_IA5,  SSH_CHARSET_UNIVERSAL, SSH_CHARSET_BMP};
+  int which = -1;
+  Bytes letters;  // no more than one of the alternatives is read
+  Bytes *const out = &letters;
+  SshAsn1Work work = SshAsn1Work::for_input(octets.size());
+  SshAsn1Node root;
+  if (ssh_asn1_decode_in_place(octets, &work, &root) != SSH_ASN1_OK ||
+      ssh_asn1_read_node_as(
+          SshAsn1Mode::kWhole, root,
+          "(choice(utf8-string ())(printable-string (u 18))(printable-string ())"
+          "(teletex-string ())(ia5-string ())(visible-string ())(general-string ())"
+          "(universal-string ())(bmp-string ()))"_asn1,
+          &which, out, out, out, out, out, out, out, out, out) != SSH_ASN1_OK) {
+    return false;
+  }
+  *text = {kCharsets[which], letters, true};
+  return true;
+}
+
 uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits) {
   uint32_t mask = 0;
   for (uint32_t i = 0; i < 32 && i < bits.bits; i += 8) mask |= uint32_t{bits.octets[i / 8]} << i;
@@ -73,6 +96,19 @@ bool SshX509ExtensionCursor::next() {
   list_ = {node.next, node.end};
   extension_ = {};
   return read_extension(node, extension_);
+}
+
+bool SshX509ItemCursor::next() {
+  const SshAsn1Node node = ssh_asn1_list_of(items_, &work_);
+  if (!node) return false;
+  items_ = {node.next, node.end};
+  int has_value = 0;
+  SshAsn1Node value;
+  failed_ = ssh_asn1_read_node_as(SshAsn1Mode::kWhole, node.alone(),
+                                  "(sequence ()(object-identifier ())(optional(any ())))"_asn1,
+                                  &type_, &has_value, &value) != SSH_ASN1_OK;
+  value_ = has_value ? value.der() : Bytes();
+  return !failed_;
 }
 
 bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat, SshX509ExtensionSet &set,

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "asn1/node.h"
+#include "asn1/time.h"
 #include "util/mp_int.h"
 #include "util/pool.h"
 #include "x509/name.h"
@@ -117,6 +118,10 @@ struct SshX509Text {
 };
 [[nodiscard]] SshStr *ssh_x509_text_make(const SshX509Text &text);
 
+// ssh_x509_text_read reads octets that are one string of any type; false if they are not. Letters of
+// NumericString are PRINTABLE ones, those of GeneralString count as IA5.
+[[nodiscard]] bool ssh_x509_text_read(Bytes octets, SshX509Text *text);
+
 struct SshX509PolicyQualifier {
   SshX509PolicyQualifier *next = nullptr;
   SshOid id;
@@ -202,13 +207,16 @@ struct SshX509Extra {
   SshX509Extra *next = nullptr;
   const SshOidRow *row = nullptr;  // of the registry: the kind, the name and a description
   Bytes value;                     // the whole element that is the extension's value
-  Bytes octets;                    // of an OCTET STRING or BIT STRING: what it holds
+  Bytes octets;                    // of an OCTET STRING, BIT STRING or INTEGER: what it holds
   SshX509Text text;                // of a string
+  SshBerTime time;                 // of a time
+  Bytes items;                     // of a SEQUENCE: its elements, for SshX509ItemCursor
 };
 
 // SshX509CertTemplate is the template that an enterprise's CA made a certificate by.
 struct SshX509CertTemplate {
   SshOid id;
+  int has_major = 0, has_minor = 0;  // whether the versions are there
   uint32_t major_version = 0;
   uint32_t minor_version = 0;
 };
@@ -249,6 +257,27 @@ class SshX509ExtensionCursor {
   SshAsn1Work work_;
   Bytes list_;
   SshX509ExtensionView extension_;
+};
+
+// SshX509ItemCursor walks over the items of a SshX509Extra, each of which begins with an identifier:
+//   Item ::= SEQUENCE { type OBJECT IDENTIFIER, value ANY OPTIONAL }
+// Decoding does not look into them: `failed` tells of one that is of another form.
+class SshX509ItemCursor {
+ public:
+  explicit SshX509ItemCursor(Bytes items)
+      : work_(SshAsn1Work::for_input(items.size())), items_(items) {}
+
+  // next goes to the first or following item; false at the end and at one of another form.
+  [[nodiscard]] bool next();
+  [[nodiscard]] SshOid type() const { return type_; }
+  [[nodiscard]] Bytes value() const { return value_; }  // the whole element, empty without one
+  [[nodiscard]] bool failed() const { return failed_; }
+
+ private:
+  SshAsn1Work work_;
+  Bytes items_, value_;
+  SshOid type_;
+  bool failed_ = false;
 };
 
 // SshX509Refusal says why a decode failed: which structure, where in the input, and for which

@@ -12,9 +12,8 @@ enum class Form : int { kNull, kOctets, kBits, kInteger, kIa5, kBmp, kUtcTime, k
 // Outputs of read_form.
 struct FormValue {
   int which = -1;
-  Bytes octets, ia5, bmp;
+  Bytes octets, integer, ia5, bmp;
   SshAsn1Bits bits;
-  SshMpInt integer;
   SshBerTime time;
   SshAsn1Node items;
 };
@@ -108,12 +107,11 @@ bool decode_tls_features(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &d
 //      templateMinorVersion    INTEGER (0..4294967295) OPTIONAL }
 bool decode_template(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   auto *record = decoder.pool.make<SshX509CertTemplate>();
-  int has_major = 0, has_minor = 0;
   SshMpInt major, minor;
   if (!decoder.read(
           value,
           "(sequence ()(object-identifier ())(optional(integer ()))(optional(integer ())))"_asn1,
-          &record->id, &has_major, &major, &has_minor, &minor)) {
+          &record->id, &record->has_major, &major, &record->has_minor, &minor)) {
     return false;
   }
   further_of(cert, decoder).cert_template = record;
@@ -157,9 +155,14 @@ bool ssh_x509_decode_extra(SshAsn1Node value, SshX509Extra **list, SshX509Decode
     auto *extra = decoder.pool.make<SshX509Extra>();
     extra->row = row;
     extra->value = value.der();
-    extra->octets = read.which == static_cast<int>(Form::kBits) ? read.bits.octets : read.octets;
-    if (read.which == static_cast<int>(Form::kIa5)) extra->text = {SSH_CHARSET_IA5, read.ia5, true};
-    if (read.which == static_cast<int>(Form::kBmp)) extra->text = {SSH_CHARSET_BMP, read.bmp, true};
+    const auto is = [&](Form wanted) { return read.which == static_cast<int>(wanted); };
+    extra->octets = is(Form::kBits)      ? read.bits.octets
+                    : is(Form::kInteger) ? read.integer
+                                         : read.octets;
+    if (is(Form::kIa5)) extra->text = {SSH_CHARSET_IA5, read.ia5, true};
+    if (is(Form::kBmp)) extra->text = {SSH_CHARSET_BMP, read.bmp, true};
+    extra->time = read.time;
+    if (is(Form::kSequence)) extra->items = read.items.list();
     SshX509Tail(list).append(extra);
     return true;
   }

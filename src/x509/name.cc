@@ -60,6 +60,23 @@ char *ssh_x509_name_text(const SshX509Name *name) {
   return text_of(name->text);
 }
 
+// OtherName ::= SEQUENCE {
+//      type-id    OBJECT IDENTIFIER,
+//      value      [0] EXPLICIT ANY DEFINED BY type-id }                       RFC 5280, 4.2.1.6
+bool ssh_x509_name_other(const SshX509Name &name, SshOid *type, Bytes *value) {
+  SshAsn1Work work = SshAsn1Work::for_input(name.data.size());
+  SshAsn1Node root, any;
+  if (name.type != SSH_X509_NAME_OTHER ||
+      ssh_asn1_decode_in_place(name.data, &work, &root) != SSH_ASN1_OK ||
+      ssh_asn1_read_node_as(SshAsn1Mode::kWhole, root,
+                            "(sequence (0)(object-identifier ())(any (e 0)))"_asn1, type,
+                            &any) != SSH_ASN1_OK) {
+    return false;
+  }
+  *value = any.der();
+  return true;
+}
+
 bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshX509Decoder &decoder,
                              SshX509Name **list) {
   bool empty = false;

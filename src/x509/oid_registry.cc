@@ -319,6 +319,13 @@ const SshOidRow *search(SshOidKind kind, Find find) {
   return find(kFurther[kind]);
 }
 
+const SshOidRow *find_text(const Kind &kind, const char *oid) {
+  for (const SshOidRow *row = kind.rows; row->oid; ++row) {
+    if (std::strcmp(row->oid, oid) == 0) return row;
+  }
+  return nullptr;
+}
+
 bool same_octets(const uint8_t *a, const uint8_t *b, size_t length) {
   while (length > 0 && a[length - 1] == b[length - 1]) --length;  // the ends differ most
   return length == 0;
@@ -360,12 +367,16 @@ bool equal_ignoring_case(const char *a, const char *b) {
 }  // namespace
 
 const SshOidRow *ssh_oid_find_by_oid(const char *oid, SshOidKind kind) {
-  return search(kind, [oid](const Kind &table) -> const SshOidRow * {
-    for (const SshOidRow *row = table.rows; row->oid; ++row) {
-      if (std::strcmp(row->oid, oid) == 0) return row;
-    }
-    return nullptr;
-  });
+  return search(kind, [oid](const Kind &table) { return find_text(table, oid); });
+}
+
+const SshOidRow *ssh_oid_find_of_any_kind(const char *oid) {
+  const SshOidRow *row = nullptr;
+  for (uint32_t kind = 0; !row && kind < std::size(kKinds); ++kind) {
+    row = find_text(kKinds[kind], oid);
+    if (!row && kind < std::size(kFurther)) row = find_text(kFurther[kind], oid);
+  }
+  return row;
 }
 
 const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind) {

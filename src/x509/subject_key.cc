@@ -15,9 +15,8 @@ bool decode_rsa(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
 
 // An RSASSA-PSS key is an RSAPublicKey too, but no key object may be made of it: that one would
 // sign and encrypt in ways that the key is not meant for.                         RFC 4055, 1.2
-bool decode_rsa_pss(SshAsn1Node, SshAsn1Node key, SshX509Key &, SshX509Decoder &decoder) {
-  SshX509Key checked;
-  return read_rsa(key, checked, decoder);
+bool decode_rsa_pss(SshAsn1Node, SshAsn1Node key, SshX509Key &record, SshX509Decoder &decoder) {
+  return read_rsa(key, record, decoder);
 }
 
 // Dss-Parms ::= SEQUENCE { p INTEGER, q INTEGER, g INTEGER }; DSAPublicKey ::= INTEGER
@@ -86,6 +85,9 @@ bool ssh_x509_subject_key_decode(SshAsn1Node node, SshX509Cert &cert, SshX509Dec
     return false;
   }
   cert.key.info = node.der();
+  cert.key.id = id;
+  cert.key.parameters = parameters.der();
+  cert.key.value = bits.octets;
   cert.key.algorithm = ssh_oid_find_encoded(id, SSH_OID_PUBLIC_KEY);
   if (!cert.key.algorithm) {
     return decoder.rules.keys_without_object ||

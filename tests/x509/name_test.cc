@@ -51,6 +51,11 @@ TEST_F(NameTest, GeneralNames) {
     EXPECT_EQ(name->data_length, row.counted ? name->data.size() : 0) << row.why;
     EXPECT_EQ(hex(name->der), hex(row.name)) << row.why;
     EXPECT_EQ(name->taken, 0u);
+    SshOid type;
+    Bytes value;
+    const bool other = ssh_x509_name_other(*name, &type, &value);
+    EXPECT_EQ(other, row.name == kOther) << row.why;
+    EXPECT_EQ(hex(type.octets) + hex(value), other ? "2a03" + hex(text(0x0C, "x")) : "");
   }
   const Subject directory({wrap(4, common_name("D"))});
   ASSERT_TRUE(directory);

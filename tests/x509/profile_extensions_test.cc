@@ -49,8 +49,10 @@ std::string points(const SshX509DistributionPoint *list) {
 
 std::string extras(const SshX509Extra *list) {
   std::string all;
-  for (; list; list = list->next)
-    all += hex(list->value) + "/" + hex(list->octets) + "/" + text(list->text);
+  for (; list; list = list->next) {
+    all += hex(list->value) + "/" + hex(list->octets) + "/" + text(list->text) + hex(list->items);
+    if (list->time.year) all += std::to_string(list->time.year);
+  }
   return all;
 }
 
@@ -268,7 +270,8 @@ TEST_F(ProfileExtensions, NewKinds) {
 
 // Those that are kept as they stand are of their type; every value is tried with every other kind.
 TEST_F(ProfileExtensions, KeptKinds) {
-  const Der items = der::seq({der::seq({der::oid("0.4.0.1862.1.1")})}), octets = unhex("04020001");
+  const Der item = der::seq({der::oid("0.4.0.1862.1.1")}), items = der::seq({item}),
+            octets = unhex("04020001");
   const std::string ia5 = "/" + std::to_string(SSH_CHARSET_IA5) + ":hi",
                     bmp = "/" + std::to_string(SSH_CHARSET_BMP) + ":Ab",
                     netscape = "2.16.840.1.113730.1.";
@@ -279,13 +282,13 @@ TEST_F(ProfileExtensions, KeptKinds) {
   } forms[] = {{der::null(), "/", {"1.3.6.1.4.1.11129.2.4.3", "1.3.6.1.5.5.7.48.1.5"}},
                {octets, "0001/", {"1.3.6.1.4.1.11129.2.4.2", "1.3.6.1.4.1.311.21.2"}},
                {der::bits({0x40}, 6), "40/", {netscape + "1"}},
-               {der::integer(0x10001), "/", {"1.3.6.1.4.1.311.21.1"}},
+               {der::integer(0x10001), "010001/", {"1.3.6.1.4.1.311.21.1"}},
                {der::text(0x16, "hi"),
                 ia5,
                 {netscape + "2", netscape + "3", netscape + "4", netscape + "7", netscape + "8",
                  netscape + "12", netscape + "13"}},
                {der::text(0x1E, "Ab"), bmp, {"1.3.6.1.4.1.311.20.2"}},
-               {items, "/", {"1.3.6.1.5.5.7.1.3", "1.3.6.1.4.1.311.21.10"}}};
+               {items, "/" + hex(item), {"1.3.6.1.5.5.7.1.3", "1.3.6.1.4.1.311.21.10"}}};
   for (const auto &form : forms) {
     for (const std::string &id : form.ids) {
       run(id.c_str(), {{"its form", form.value, kPassed, hex(form.value) + "/" + form.shown}});
@@ -305,7 +308,7 @@ TEST_F(ProfileExtensions, KeptKinds) {
   const Cert cert(parts.build());
   ASSERT_TRUE(cert && cert->further);
   EXPECT_EQ(cert->further->inhibit_any_policy, 1u);
-  EXPECT_EQ(extras(cert->further->extras), hex(items) + "//" + hex(octets) + "/0001/");
+  EXPECT_EQ(extras(cert->further->extras), hex(items) + "//" + hex(item) + hex(octets) + "/0001/");
   EXPECT_STREQ(cert->further->extras->row->name, "qcStatements");
   parts.extensions.push_back(parts.extensions[0]);
   EXPECT_FALSE(Cert(parts.build()));
@@ -345,11 +348,11 @@ TEST_F(ProfileExtensions, ExtensionsOfCrls) {
       {"2.5.29.46", {"none", der::null(), kPassed, kRefused}},
       {"1.3.6.1.5.5.7.1.1", {"", info, kPassed, "1.3.6.1.5.5.7.48.2>dns=d.example"}},
       {"1.3.6.1.5.5.7.1.1", {"none", der::seq({der::null()}), kPassed, kRefused}},
-      {"1.3.6.1.4.1.311.21.1", {"", der::integer(2), kPassed, "020102//"}},
-      {"2.5.29.60", {"", general, kPassed, hex(general) + "//"}},
+      {"1.3.6.1.4.1.311.21.1", {"", der::integer(2), kPassed, "020102/02/"}},
+      {"2.5.29.60", {"", general, kPassed, hex(general) + "//2030"}},
       {"2.5.29.60", {"short year", utc, kPassed, kRefused}},
-      {"1.3.6.1.4.1.311.21.4", {"", utc, kPassed, hex(utc) + "//"}},
-      {"1.3.6.1.4.1.311.21.4", {"long year", general, kPassed, hex(general) + "//"}},
+      {"1.3.6.1.4.1.311.21.4", {"", utc, kPassed, hex(utc) + "//2030"}},
+      {"1.3.6.1.4.1.311.21.4", {"long year", general, kPassed, hex(general) + "//2030"}},
       {"1.3.6.1.4.1.311.21.4", {"month 13", der::text(0x17, "301302030405Z"), kPassed, kRefused}},
       {"2.5.29.54", {"of certificates alone", der::integer(1), kPassed, kPassed}},
       {"2.5.29.28", {"issuing point", der::seq({kRelative}), kRefused, kUnitOfIssuer}},

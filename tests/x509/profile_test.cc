@@ -76,6 +76,7 @@ TEST_F(Profiles, FurtherRowsHideNoGivenOne) {
         EXPECT_EQ(ssh_oid_find_by_oid(row->oid, table.kind), found) << row->oid;
         EXPECT_EQ(ssh_oid_find_encoded({octets}, table.kind), found) << row->oid;
         EXPECT_EQ(ssh_oid_find_by_std_name(row->name, table.kind), found) << row->name;
+        EXPECT_STREQ(ssh_oid_find_of_any_kind(row->oid)->name, row->name) << row->oid;
       }
     }
     EXPECT_TRUE(table.kind != SSH_OID_EXTENSION || next == SSH_X509_EXT_KINDS);
