@@ -39,15 +39,20 @@ inline std::string extension(std::string_view oid, bool critical, const std::str
   return tlv(0x30, tlv(6, bin(oid)) + (critical ? bin("0101ff") : "") + tlv(4, value));
 }
 
-inline std::string certificate(const std::string &subject, const std::string &extensions) {
+// fields makes those of a TBSCertificate, wrapped a certificate or CRL of them.
+inline std::string fields(const std::string &subject, const std::string &extensions) {
   const std::string key =
       tlv(0x30, tlv(2, bin("00c1") + std::string(63, '\x11')) + bin("0203010001"));
   const std::string info =
       tlv(0x30, tlv(0x30, bin("06092a864886f70d010101 0500")) + tlv(3, std::string(1, '\0') + key));
-  const std::string tbs = bin("a003020102 020207ff") + kAlgorithm + name(19, "Issuer") +
-                          tlv(0x30, kNow + kNow) + subject + info +
-                          (extensions.empty() ? "" : tlv(0xA3, tlv(0x30, extensions)));
-  return tlv(0x30, tlv(0x30, tbs) + kAlgorithm + kSignature);
+  return bin("a003020102 020207ff") + kAlgorithm + name(19, "Issuer") + tlv(0x30, kNow + kNow) +
+         subject + info + (extensions.empty() ? "" : tlv(0xA3, tlv(0x30, extensions)));
+}
+inline std::string wrapped(const std::string &tbs, const std::string &behind = "") {
+  return tlv(0x30, tlv(0x30, tbs) + behind + kAlgorithm + kSignature);
+}
+inline std::string certificate(const std::string &subject, const std::string &extensions) {
+  return wrapped(fields(subject, extensions));
 }
 
 inline std::string crl(size_t entries) {
@@ -56,7 +61,7 @@ inline std::string crl(size_t entries) {
     list += tlv(0x30, tlv(2, std::string(1, static_cast<char>(i + 1))) + kNow);
   const std::string tbs =
       bin("020101") + kAlgorithm + name(19, "Issuer") + kNow + kNow + tlv(0x30, list);
-  return tlv(0x30, tlv(0x30, tbs) + kAlgorithm + kSignature);
+  return wrapped(tbs);
 }
 
 inline std::string pem(const std::string &label, const std::string &der) {

@@ -119,7 +119,7 @@ TEST(Inspect, FindsEveryBlockAndFile) {
   fs::create_directory_symlink(directory.at("a"), directory.at("a/loop"), ignored);
 
   const Result all = run({"inspect", "--json", directory.at("a"), directory.at("b")});
-  EXPECT_EQ(all.code, 0) << all.err;
+  EXPECT_EQ(all.code, 1) << all.err;  // octets behind a certificate are a finding
   std::vector<std::string> seen;
   for (const json &object : all.objects()) {
     seen.push_back(object["kind"] == "crl" ? "crl" : object["subject"]["text"].get<std::string>());
@@ -180,6 +180,69 @@ TEST(Inspect, ShowsTheStepThatRefused) {
   std::string list = crl(2);
   list[list.find(kNow, list.find(kNow) + 2 * kNow.size()) + 4] = 'x';  // the first entry's date
   EXPECT_THAT(run({"inspect"}, list).out, HasSubstr("refused as a CRL"));
+}
+
+// What is shown comes from one reading, the library's: what that passes over changes nothing else, and
+// what stands around the one element is said.
+TEST(Inspect, ShowsWhatWasRead) {
+  const std::string extensions =
+      extension("551d13", true, bin("30030101ff")) + extension("551d0f", false, bin("03020780"));
+  const std::string subject = name(19, "A"), signed_fields = fields(subject, extensions);
+  const std::string plain = wrapped(signed_fields), null = bin("0500");
+  const std::string list = tlv(0x30, extensions),
+                    freshest = extension("551d2e", false, bin("3000"));
+  const std::string two_values =
+      tlv(0x30, bin("0603551d0e") + tlv(4, bin("0401aa")) + tlv(4, bin("0401bb")));
+  const struct {
+    const char *why;
+    std::string der;
+    bool classic, modern;
+    const char *around;
+  } rows[] = {
+      {"nothing unusual", plain, true, true, ""},
+      {"octets in front", null + plain, true, true, "2 octets in front of the certificate\n"},
+      {"one behind", plain + "x", true, true, "1 octet behind the certificate\n"},
+      {"both", null + plain + null + null, true, true,
+       "2 octets in front of the certificate, 4 octets behind the certificate\n"},
+      {"NULL between the signed part and the algorithm", wrapped(signed_fields, null), true, false,
+       ""},
+      {"NULL between version and serial",
+       wrapped(signed_fields.substr(0, 5) + null + signed_fields.substr(5)), true, false, ""},
+      {"two lists of extensions, the last with another",
+       wrapped(signed_fields + tlv(0xA3, tlv(0x30, freshest))), false, false, ""},
+      {"the same twice", wrapped(signed_fields + tlv(0xA3, list)), false, false, ""},
+      {"NULL beside the extensions", wrapped(fields(subject, "") + tlv(0xA3, null + list)), false,
+       false, ""},
+      {"two values", certificate(subject, extensions + two_values), false, false, ""},
+  };
+  const json expected = run({"inspect", "--json"}, plain).objects().at(0);
+  for (const auto &row : rows) {
+    for (const char *profile : {"classic", "modern"}) {
+      const bool accepted = *profile == 'c' ? row.classic : row.modern;
+      const Result text = run({"inspect", "--profile", profile}, row.der);
+      const Result shown = run({"inspect", "--json", "--profile", profile}, row.der);
+      EXPECT_EQ(text.code, accepted && !*row.around ? 0 : 1) << row.why << text.out;
+      EXPECT_EQ(shown.code, text.code) << row.why;
+      const json object = shown.objects().at(0);
+      ASSERT_EQ(object["accepted"], accepted) << row.why << " " << profile;
+      EXPECT_EQ(text.out.find("refused") == std::string::npos, accepted) << row.why << text.out;
+      if (!accepted) continue;
+      EXPECT_THAT(text.out, HasSubstr(std::string("certificate\n  ") + row.around)) << row.why;
+      for (const char *member :
+           {"serial", "signature", "issuer", "subject", "public_key", "extensions"})
+        EXPECT_EQ(object[member], expected[member]) << row.why << " " << member;
+      if (!*row.around) continue;
+      EXPECT_EQ(object["fingerprints"], expected["fingerprints"]) << row.why;
+      EXPECT_EQ(object["der"], expected["der"]) << row.why;
+    }
+  }
+}
+
+TEST(Inspect, WhatGoesWrongWithOneInputIsSaid) {
+  EXPECT_EQ(kwpki::fault_of([] {}), "");
+  EXPECT_EQ(kwpki::fault_of([] { throw std::runtime_error("no room"); }), "no room");
+  EXPECT_EQ(kwpki::fault_of([] { throw std::bad_alloc(); }), "out of memory");
+  EXPECT_THROW((void)kwpki::fault_of([] { throw kwpki::OutputClosed{1}; }), kwpki::OutputClosed);
 }
 
 // A tree covers its input without a gap: each element begins where the one before it, or its

@@ -255,17 +255,22 @@ TEST_F(VerifyTest, OneLineForEachOfAllFiles) {
 TEST_F(VerifyTest, ExitCodes) {
   const std::string issuer = add("root", root("Root", rsa_)), good = add("good", leaf(rsa_)),
                     list = add("list", crl("Root", rsa_)), broken = add("broken", "broken"),
-                    missing = folder_.at("missing");
+                    missing = folder_.at("missing"),
+                    front = add("front", std::string("\5\0", 2) + leaf(rsa_)),
+                    behind = add("behind", root("Root", rsa_) + "xyz");
   const struct {
     std::vector<std::string> arguments;
     int code;
-    const char *err;
+    const char *err, *out = "";
   } rows[] = {
       {{"--issuer", issuer, good, list}, 0, ""},
       {{"--issuer", issuer, "--issuer", list, good}, 0, "list: a CRL is no issuer; passed over"},
       {{"--issuer", issuer, "--issuer", broken, good}, 1, "broken: refused as an issuer"},
       {{"--issuer", missing, "--issuer", issuer, good}, 3, "missing: No such file"},
       {{"--issuer", issuer, broken, good, missing}, 3, "missing: No such file"},
+      {{"--issuer", issuer, front}, 1, "", "CN=Root; 2 octets in front of the certificate\n"},
+      {{"--issuer", issuer, "--json", front}, 1, "", R"("leading_octets":2)"},
+      {{"--issuer", behind, good}, 1, "behind: 3 octets behind the certificate", "valid"},
       {{"--issuer", issuer}, 3, "standard input: holds nothing"},
       {{good}, 2, "--issuer is required"},
       {{"--issuer"}, 2, "--issuer"},
@@ -276,6 +281,7 @@ TEST_F(VerifyTest, ExitCodes) {
     const Result result = run(arguments);
     EXPECT_EQ(result.code, row.code) << testing::PrintToString(arguments) << result.err;
     EXPECT_THAT(result.err, HasSubstr(row.err));
+    EXPECT_THAT(result.out, HasSubstr(row.out));
   }
 }
 

@@ -9,9 +9,7 @@
 
 namespace kwpki {
 
-// own_octets shows the first element of an input, without what follows it.
-Bytes own_octets(Bytes input);
-
+// These show records that were decoded.
 Json certificate_json(const SshX509Cert &cert);
 Json crl_json(const SshX509Crl &crl);
 Json entry_json(const SshX509RevokedEntry &entry);
@@ -19,11 +17,13 @@ Json entry_json(const SshX509RevokedEntry &entry);
 // refusal_json is {"structure", "offset", "identifier" if there is one}.
 Json refusal_json(const SshX509Refusal &refusal);
 
+// set_surroundings adds how many octets stand around the one element that was read, as "leading_octets"
+// and "trailing_octets", if any do. surroundings_text says so to people: "2 octets in front of the
+// certificate, 8 octets behind it", or "".
+void set_surroundings(Json &json, Bytes input, Bytes element);
+std::string surroundings_text(Bytes input, Bytes element, std::string_view kind);
+
 // fingerprints_json is {"sha1", "sha256"} in hex.
 Json fingerprints_json(Bytes der);
-
-// looks_like_crl guesses from its structure what an input that neither decoder takes was meant to
-// be.
-bool looks_like_crl(Bytes input);
 
 }  // namespace kwpki

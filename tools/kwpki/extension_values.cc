@@ -10,21 +10,6 @@
 namespace kwpki {
 namespace {
 
-enum : uint32_t {
-  kInteger = 2,
-  kBits = 3,
-  kOctets = 4,
-  kNull = 5,
-  kIdentifier = 6,
-  kSequence = 16
-};
-
-// only gives the one element of a value if it has this tag, else null.
-const SshBerElement *only(const std::vector<SshBerElement> &value, uint32_t tag, Bytes octets) {
-  if (value.size() != 1 || !value[0].is(SSH_BER_UNIVERSAL, tag)) return nullptr;
-  return whole(value[0]).size() == octets.size() ? value.data() : nullptr;
-}
-
 // Reader reads the numbers and vectors of RFC 8446, section 3; what runs past the end fails it.
 class Reader {
  public:
@@ -86,12 +71,10 @@ Json timestamp_json(Bytes octets) {
   return reader.whole() ? json : Json();
 }
 
-// The list is an OCTET STRING inside the extension's own: RFC 6962, 3.3.
-Json timestamps_json(Bytes value) {
-  const auto list = elements(value);
-  const SshBerElement *octets = only(list, kOctets, value);
-  if (!octets) return nullptr;
-  Reader outer(octets->content());
+}  // namespace
+
+Json timestamps_json(Bytes octets) {
+  Reader outer(octets);
   Reader reader(outer.vector());
   if (!outer.whole()) return nullptr;
   Json timestamps = Json::array();
@@ -104,113 +87,37 @@ Json timestamps_json(Bytes value) {
   return Json{{"count", timestamps.size()}, {"timestamps", std::move(timestamps)}};
 }
 
-Json poison_json(Bytes value) {
-  return only(elements(value), kNull, value) ? Json("a precertificate, not to be relied upon")
-                                             : Json();
-}
-
-Json no_check_json(Bytes value) {
-  return only(elements(value), kNull, value) ? Json("revocation is not to be checked") : Json();
-}
-
-// Features are numbers of TLS extensions: RFC 7633.
-Json features_json(Bytes value) {
-  const auto outer = elements(value);
-  const SshBerElement *list = only(outer, kSequence, value);
-  if (!list) return nullptr;
+Json items_json(Bytes items, const char *name) {
   Json json = Json::array();
-  for (const SshBerElement &feature : elements(list->content())) {
-    const Json code = small_json(feature.content());
-    if (!feature.is(SSH_BER_UNIVERSAL, kInteger) || !code.is_number() || !take_item())
-      return nullptr;
-    const char *name = code == 5 ? "status_request" : code == 17 ? "status_request_v2" : "unnamed";
-    json.push_back({{"name", name}, {"code", code}});
+  SshX509ItemCursor cursor(items);
+  while (cursor.next()) {
+    if (!take_item()) {
+      json.push_back(kOmitted);
+      break;
+    }
+    Json shown = {{name, oid_json(cursor.type())}};
+    if (!cursor.value().empty()) shown["value"] = hex(cursor.value());
+    json.push_back(std::move(shown));
   }
-  return json;
+  return cursor.failed() ? Json() : json;
 }
 
-Json netscape_type_json(Bytes value) {
+Json netscape_type_json(const SshX509Extra &extra) {
   constexpr std::string_view kBitNames[] = {"SSL client",     "SSL server",       "S/MIME",
                                             "object signing", "reserved",         "SSL CA",
                                             "S/MIME CA",      "object signing CA"};
-  const auto outer = elements(value);
-  const SshBerElement *bits = only(outer, kBits, value);
-  if (!bits || bits->content_length == 0 || bits->content_length > 5) return nullptr;
+  if (extra.octets.size() > 4) return nullptr;
   uint32_t mask = 0;
-  for (size_t i = bits->content_length; i-- > 1;) mask = mask << 8 | bits->content()[i];
+  for (size_t i = extra.octets.size(); i-- > 0;) mask = mask << 8 | extra.octets[i];
   return bits_json(mask, kBitNames);
 }
 
-// CertificateTemplate ::= SEQUENCE { templateID OBJECT IDENTIFIER, majorVersion INTEGER,
-// minorVersion INTEGER OPTIONAL }
-Json template_json(Bytes value) {
-  const auto outer = elements(value);
-  const SshBerElement *list = only(outer, kSequence, value);
-  const auto parts = list ? elements(list->content()) : outer;
-  if (!list || parts.empty() || !parts[0].is(SSH_BER_UNIVERSAL, kIdentifier)) return nullptr;
-  Json json = {{"template", oid_json({parts[0].content()})}};
-  constexpr const char *kVersions[] = {"major_version", "minor_version"};
-  for (size_t i = 1; i < std::min<size_t>(parts.size(), 3); ++i)
-    json[kVersions[i - 1]] = small_json(parts[i].content());
-  return json;
-}
-
 // The low half counts the CA's certificates, the high half its keys.
-Json ca_version_json(Bytes value) {
-  const auto outer = elements(value);
-  const SshBerElement *number = only(outer, kInteger, value);
-  const Json version = number ? small_json(number->content()) : Json();
+Json ca_version_json(const SshX509Extra &extra) {
+  const Json version = small_json(extra.octets);
   if (!version.is_number()) return nullptr;
   return Json{{"certificate_index", version.get<uint32_t>() & 0xFFFF},
               {"key_index", version.get<uint32_t>() >> 16}};
-}
-
-Json octets_json(Bytes value) {
-  const auto outer = elements(value);
-  const SshBerElement *octets = only(outer, kOctets, value);
-  return octets ? Json{{"value", hex(octets->content())}} : Json();
-}
-
-// items_json lists the identifiers with which the SEQUENCEs of a SEQUENCE begin, and what follows.
-Json items_json(Bytes value, const char *name) {
-  const auto outer = elements(value);
-  const SshBerElement *list = only(outer, kSequence, value);
-  if (!list) return nullptr;
-  Json json = Json::array();
-  for (const SshBerElement &item : elements(list->content())) {
-    const auto parts = elements(item.content());
-    if (parts.empty() || !parts[0].is(SSH_BER_UNIVERSAL, kIdentifier) || !take_item())
-      return nullptr;
-    Json shown = {{name, oid_json({parts[0].content()})}};
-    if (parts.size() > 1) shown["value"] = hex(whole(parts[1]));
-    json.push_back(std::move(shown));
-  }
-  return json;
-}
-
-struct ValueRow {
-  std::string_view oid;
-  Json (*contents)(Bytes value);
-};
-constexpr ValueRow kValues[] = {
-    {"1.3.6.1.4.1.11129.2.4.2", timestamps_json},
-    {"1.3.6.1.4.1.11129.2.4.3", poison_json},
-    {"1.3.6.1.5.5.7.1.24", features_json},
-    {"1.3.6.1.5.5.7.48.1.5", no_check_json},
-    {"1.3.6.1.5.5.7.1.3", [](Bytes value) { return items_json(value, "statement"); }},
-    {"2.16.840.1.113730.1.1", netscape_type_json},
-    {"1.3.6.1.4.1.311.21.1", ca_version_json},
-    {"1.3.6.1.4.1.311.21.2", octets_json},
-    {"1.3.6.1.4.1.311.21.7", template_json},
-    {"1.3.6.1.4.1.311.21.10", [](Bytes value) { return items_json(value, "policy"); }},
-};
-
-}  // namespace
-
-Json extension_value_json(const std::string &oid, Bytes value) {
-  const auto *row = std::find_if(std::begin(kValues), std::end(kValues),
-                                 [&](const ValueRow &r) { return r.oid == oid; });
-  return row == std::end(kValues) ? Json() : row->contents(value);
 }
 
 }  // namespace kwpki

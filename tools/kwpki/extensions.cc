@@ -1,7 +1,6 @@
 #include "kwpki/extensions.h"
 
 #include <iterator>
-#include <set>
 
 #include "kwpki/extension_values.h"
 #include "kwpki/text.h"
@@ -135,6 +134,26 @@ Json purposes_json(const SshX509Cert &cert) {
                    [](const SshX509KeyPurpose &purpose) { return oid_json(purpose.id); });
 }
 
+// Features are numbers of TLS extensions: RFC 7633.
+Json features_json(const SshX509Cert &cert) {
+  Json json = Json::array();
+  for (uint32_t i = 0; i < cert.further->tls_feature_count && take_item(); ++i) {
+    const uint32_t code = cert.further->tls_features[i];
+    const char *name = code == 5 ? "status_request" : code == 17 ? "status_request_v2" : "unnamed";
+    json.push_back({{"name", name}, {"code", code}});
+  }
+  if (json.size() < cert.further->tls_feature_count) json.push_back(kOmitted);
+  return json;
+}
+
+Json template_json(const SshX509Cert &cert) {
+  const SshX509CertTemplate &record = *cert.further->cert_template;
+  Json json = {{"template", oid_json(record.id)}};
+  if (record.has_major) json["major_version"] = record.major_version;
+  if (record.has_minor) json["minor_version"] = record.minor_version;
+  return json;
+}
+
 Json reason_json(const SshX509RevokedEntry &entry) {
   constexpr const char *kReasons[] = {
       "unspecified",     "key compromise",         "ca compromise",    "affiliation changed",
@@ -183,6 +202,8 @@ constexpr ExtensionRow<SshX509Cert> kCertRows[] = {
      [](const SshX509Cert &cert) { return access_json(cert.further->subject_info_access); }},
     {SSH_X509_EXT_FRESHEST_CRL,
      [](const SshX509Cert &cert) { return points_json(cert.further->freshest_crl); }},
+    {SSH_X509_EXT_TLS_FEATURE, features_json},
+    {SSH_X509_EXT_TEMPLATE, template_json},
 };
 
 constexpr ExtensionRow<SshX509Crl> kCrlRows[] = {
@@ -212,68 +233,110 @@ constexpr ExtensionRow<SshX509RevokedEntry> kEntryRows[] = {
      [](const SshX509RevokedEntry &entry) { return names_json(entry.certificate_issuer); }},
 };
 
-// Extension ::= SEQUENCE { extnID OBJECT IDENTIFIER, critical BOOLEAN DEFAULT FALSE, extnValue
-// OCTET STRING }
+// ExtraRow gives a kind of extension that the library keeps as it stands a description. Those without a
+// row are a text or octets.
+struct ExtraRow {
+  SshX509ExtensionKind kind;
+  Json (*contents)(const SshX509Extra &extra);
+};
+constexpr ExtraRow kExtraRows[] = {
+    {SSH_X509_EXT_SCT_LIST,
+     [](const SshX509Extra &extra) { return timestamps_json(extra.octets); }},
+    {SSH_X509_EXT_PRECERTIFICATE_POISON,
+     [](const SshX509Extra &) { return Json("a precertificate, not to be relied upon"); }},
+    {SSH_X509_EXT_OCSP_NO_CHECK,
+     [](const SshX509Extra &) { return Json("revocation is not to be checked"); }},
+    {SSH_X509_EXT_QC_STATEMENTS,
+     [](const SshX509Extra &extra) { return items_json(extra.items, "statement"); }},
+    {SSH_X509_EXT_APPLICATION_POLICIES,
+     [](const SshX509Extra &extra) { return items_json(extra.items, "policy"); }},
+    {SSH_X509_EXT_NETSCAPE_CERT_TYPE, netscape_type_json},
+    {SSH_X509_EXT_CA_VERSION, ca_version_json},
+    {SSH_X509_EXT_PREVIOUS_CA_HASH,
+     [](const SshX509Extra &extra) {
+       return Json{{"value", hex(extra.octets)}};
+     }},
+    {SSH_X509_EXT_EXPIRED_CERTS_ON_CRL,
+     [](const SshX509Extra &extra) { return time_json(extra.time); }},
+    {SSH_X509_EXT_NEXT_CRL_PUBLISH,
+     [](const SshX509Extra &extra) { return time_json(extra.time); }},
+};
+
+const SshX509Extra *extras_of(const SshX509Cert &cert) {
+  return cert.further ? cert.further->extras : nullptr;
+}
+const SshX509Extra *extras_of(const SshX509Crl &crl) { return crl.extras; }
+const SshX509Extra *extras_of(const SshX509RevokedEntry &) { return nullptr; }
+
+// set_contents shows what the record holds of a kind.
 template <class Record>
-Json extension_json(const std::vector<SshBerElement> &parts,
+void set_contents(Json &json, uint32_t kind, std::span<const ExtensionRow<Record>> rows,
+                  const Record &record) {
+  Json contents;
+  for (const auto &row : rows) {
+    if (row.kind == kind) contents = row.contents(record);
+  }
+  for (const SshX509Extra *extra = extras_of(record); extra; extra = extra->next) {
+    if (extra->row->code != kind) continue;
+    for (const ExtraRow &row : kExtraRows) {
+      if (row.kind == kind) contents = row.contents(*extra);
+    }
+  }
+  if (!contents.is_null()) json["contents"] = std::move(contents);
+}
+
+template <class Record>
+Json extension_json(const SshX509ExtensionView &extension,
                     std::span<const ExtensionRow<Record>> rows, const Record &record,
-                    std::set<uint32_t> &seen) {
-  const SshOid id{parts.front().content()};
-  Json json = oid_json(id);
-  const SshOidRow *known = ssh_oid_find_encoded(id, SSH_OID_EXTENSION);
+                    SshX509ExtensionSet &seen) {
+  Json json = oid_json(extension.id);
+  const SshOidRow *known = ssh_oid_find_encoded(extension.id, SSH_OID_EXTENSION);
   if (known) {
     json["name"] = known->name;
     json["description"] = known->description;
   }
-  json["critical"] = parts.size() > 2 && parts[1].content_length > 0 && parts[1].content()[0] != 0;
-  Json contents = extension_value_json(oid_text(id), parts.back().content());
-  for (const auto &row : rows) {
-    if (!known || row.kind != known->code) continue;
-    if (seen.insert(row.kind).second) {
-      contents = row.contents(record);
-    } else {
-      json["note"] = "a repetition, which the library passes over";
-    }
+  json["critical"] = extension.critical != 0;
+  const uint32_t kind = known ? known->code : SSH_X509_EXT_UNKNOWN;
+  if (kind != SSH_X509_EXT_UNKNOWN && seen.test(kind)) {
+    json["note"] = "a repetition, which the library passes over";
+  } else {
+    set_contents(json, kind, rows, record);
+    seen.set(kind, false);
   }
-  if (!contents.is_null()) json["contents"] = std::move(contents);
-  const auto value = elements(parts.back().content());
-  const bool single = value.size() == 1 && whole(value[0]).size() == parts.back().content_length;
-  if (!json.contains("contents") && single && is_string(value[0])) {
-    set_text(json, "text", string_text(value[0].tag, value[0].content()));
-  }
-  json["der"] = hex(parts.back().content());
+  SshX509Text text;
+  if (!json.contains("contents") && ssh_x509_text_read(extension.value, &text))
+    set_string(json, text);
+  json["der"] = hex(extension.value);
   return json;
 }
 
 template <class Record>
-Json describe(Bytes list, std::span<const ExtensionRow<Record>> rows, const Record &record) {
+Json describe(std::span<const ExtensionRow<Record>> rows, const Record &record) {
   Json json = Json::array();
-  std::set<uint32_t> seen;
-  const auto outer = elements(list);
-  for (const SshBerElement &element : outer.empty() ? outer : elements(outer[0].content())) {
-    const auto parts = elements(element.content());
-    if (parts.empty()) continue;
+  SshX509ExtensionSet seen;
+  SshX509ExtensionCursor cursor(record.extension_list);
+  while (cursor.next()) {
     if (!take_item()) {
       json.push_back(kOmitted);
       break;
     }
-    json.push_back(extension_json(parts, rows, record, seen));
+    json.push_back(extension_json(cursor.extension(), rows, record, seen));
   }
   return json;
 }
 
 }  // namespace
 
-Json extensions_json(Bytes list, const SshX509Cert &cert) {
-  return describe(list, std::span<const ExtensionRow<SshX509Cert>>(kCertRows), cert);
+Json extensions_json(const SshX509Cert &cert) {
+  return describe(std::span<const ExtensionRow<SshX509Cert>>(kCertRows), cert);
 }
 
-Json extensions_json(Bytes list, const SshX509Crl &crl) {
-  return describe(list, std::span<const ExtensionRow<SshX509Crl>>(kCrlRows), crl);
+Json extensions_json(const SshX509Crl &crl) {
+  return describe(std::span<const ExtensionRow<SshX509Crl>>(kCrlRows), crl);
 }
 
-Json extensions_json(Bytes list, const SshX509RevokedEntry &entry) {
-  return describe(list, std::span<const ExtensionRow<SshX509RevokedEntry>>(kEntryRows), entry);
+Json extensions_json(const SshX509RevokedEntry &entry) {
+  return describe(std::span<const ExtensionRow<SshX509RevokedEntry>>(kEntryRows), entry);
 }
 
 }  // namespace kwpki

@@ -1,6 +1,6 @@
 // Extensions as JSON, in the order of the encoding: what the record holds of each, and its octets.
 // The contents of a kind are described by one row of the tables in extensions.cc, for both kinds of
-// output.
+// output. Nothing here looks into the encoding: what the library does not read is shown as octets.
 #pragma once
 
 #include "kwpki/values.h"
@@ -9,14 +9,13 @@
 
 namespace kwpki {
 
-// extensions_json lists the extensions of `list`, the Extensions element of a certificate, CRL or
-// entry:
+// extensions_json lists the extensions of a record:
 //   {"oid", "name", "description", "critical", "contents" (what the record holds), "der" (the
 //   value's octets)}.
-// "contents" is missing for identifiers that neither the library nor the table of
-// extension_values.cc decodes there; if such a value is one string, "text" has it.
-Json extensions_json(Bytes list, const SshX509Cert &cert);
-Json extensions_json(Bytes list, const SshX509Crl &crl);
-Json extensions_json(Bytes list, const SshX509RevokedEntry &entry);
+// "contents" is missing for identifiers that the library does not decode there; if such a value is one
+// string, "text" has it.
+Json extensions_json(const SshX509Cert &cert);
+Json extensions_json(const SshX509Crl &crl);
+Json extensions_json(const SshX509RevokedEntry &entry);
 
 }  // namespace kwpki

@@ -38,6 +38,8 @@ class Inspector {
   int run();
 
  private:
+  template <class Show>
+  void guard(const std::string &name, Show show);
   void inspect_source(const Source &source);
   void inspect_blocks(const Source &source, const std::vector<Block> &blocks);
   void inspect_object(const Object &object);
@@ -50,6 +52,8 @@ class Inspector {
   void finish_json(const Object &object, Json json, Bytes der, const SshX509Crl *crl);
   void write_base64(Bytes octets);
   void head(const Object &object, std::string_view what);
+  template <class Record>
+  void accepted_head(const Object &object, const Record &record, const char *what);
   void unreadable(const std::string &name, const std::string &why);
 
   const InspectOptions &options_;
@@ -58,6 +62,7 @@ class Inspector {
   Style style_;
   int exit_ = kExitOk;
   bool first_ = true;
+  bool in_line_ = false;  // a line of JSON has begun and not ended
 };
 
 int Inspector::run() {
@@ -68,7 +73,9 @@ int Inspector::run() {
   }
   try {
     for (const Problem &problem : found.problems) unreadable(problem.name, problem.text);
-    for (const Source &source : found.sources) inspect_source(source);
+    for (const Source &source : found.sources) {
+      guard(source.name, [&] { inspect_source(source); });
+    }
     output_.flush();
   } catch (const OutputClosed &closed) {
     if (closed.error != EPIPE) throw;
@@ -79,6 +86,17 @@ int Inspector::run() {
 void Inspector::unreadable(const std::string &name, const std::string &why) {
   output_.message(name, why);
   exit_ = kExitUnreadable;
+}
+
+// guard keeps what goes wrong with one input from the others.
+template <class Show>
+void Inspector::guard(const std::string &name, Show show) {
+  const std::string fault = fault_of(show);
+  if (fault.empty()) return;
+  if (in_line_) output_.write("\n");
+  in_line_ = false;
+  output_.message(name == "-" ? "standard input" : name, "refused: cannot be shown: " + fault);
+  exit_ = std::max<int>(exit_, kExitRefused);
 }
 
 void Inspector::inspect_source(const Source &source) {
@@ -107,7 +125,8 @@ void Inspector::inspect_blocks(const Source &source, const std::vector<Block> &b
     if (!block.fault.empty())
       output_.message(source.name, fmt::format("line {}: {}", block.line, block.fault));
     const std::vector<uint8_t> octets = block_octets(block);
-    inspect_object({source.name, octets, &block, i + 1, blocks.size()});
+    const Object object = {source.name, octets, &block, i + 1, blocks.size()};
+    guard(object.where(), [&] { inspect_object(object); });
   }
 }
 
@@ -119,7 +138,7 @@ void Inspector::inspect_object(const Object &object) {
   if (ssh_x509_crl_decode(object.octets, crl.get())) return show_crl(object, *crl);
   exit_ = std::max<int>(exit_, kExitRefused);
   const bool labelled = object.block && object.block->label.ends_with("CRL");
-  const bool is_crl = labelled || looks_like_crl(object.octets);
+  const bool is_crl = labelled || ssh_x509_looks_like_crl(object.octets);
   show_refused(object, is_crl ? crl->refusal : cert->refusal, is_crl ? "crl" : "certificate");
 }
 
@@ -127,6 +146,16 @@ void Inspector::head(const Object &object, std::string_view what) {
   std::string text = first_ ? "" : "\n";
   first_ = false;
   output_.write(text + style_.heading(fmt::format("{}: {}", escape(object.where()), what)) + "\n");
+}
+
+// What stands around the object is no part of it, and nobody vouches for it.
+template <class Record>
+void Inspector::accepted_head(const Object &object, const Record &record, const char *what) {
+  const std::string around = surroundings_text(record.der, record.element, what);
+  if (!around.empty()) exit_ = std::max<int>(exit_, kExitRefused);
+  if (options_.json) return;
+  head(object, what);
+  if (!around.empty()) output_.write("  " + style_.warning(around) + "\n");
 }
 
 Json Inspector::start(const Object &object, const char *kind, bool accepted) const {
@@ -158,6 +187,7 @@ void Inspector::finish_json(const Object &object, Json json, Bytes der, const Ss
   if (options_.tree) json["tree"] = tree_json(object.octets, {}, options_.tree_lines);
   std::string text = json.dump(-1, ' ', true, Json::error_handler_t::replace);
   text.pop_back();
+  in_line_ = true;
   if (crl) {
     text += ",\"entries\":[";
     SshX509RevokedCursor cursor(*crl);
@@ -175,15 +205,16 @@ void Inspector::finish_json(const Object &object, Json json, Bytes der, const Ss
   output_.write(text + ",\"der\":\"");
   write_base64(der);
   output_.write("\"}\n");
+  in_line_ = false;
 }
 
 void Inspector::show_certificate(const Object &object, const SshX509Cert &cert) {
+  accepted_head(object, cert, "certificate");
   if (options_.json) {
     Json json = start(object, "certificate", true);
     json.update(certificate_json(cert));
-    return finish_json(object, std::move(json), own_octets(object.octets), nullptr);
+    return finish_json(object, std::move(json), cert.element, nullptr);
   }
-  head(object, "certificate");
   if (options_.tree) return show_tree(object, {});
   std::string text;
   render(certificate_json(cert), 2, style_, &text);
@@ -191,12 +222,12 @@ void Inspector::show_certificate(const Object &object, const SshX509Cert &cert) 
 }
 
 void Inspector::show_crl(const Object &object, const SshX509Crl &crl) {
+  accepted_head(object, crl, "CRL");
   if (options_.json) {
     Json json = start(object, "crl", true);
     json.update(crl_json(crl));
-    return finish_json(object, std::move(json), own_octets(object.octets), &crl);
+    return finish_json(object, std::move(json), crl.element, &crl);
   }
-  head(object, "CRL");
   if (options_.tree) return show_tree(object, {});
   std::string text;
   render(crl_json(crl), 2, style_, &text);

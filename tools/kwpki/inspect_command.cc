@@ -22,8 +22,9 @@ JSON is one object a line, one for each certificate or CRL, in ASCII; members th
 are hexadecimal, "der" is base64. Messages go to standard error, and so does progress if that is
 a terminal and reading takes more than a second.
 
-Exit status: 0 everything was read; 1 something was refused; 2 wrong use; 3 a file could not be
-read or output not be written. If 1 and 3 both apply, it is 3.)";
+Exit status: 0 everything was read; 1 something was refused, or has octets in front of it or behind
+it; 2 wrong use; 3 a file could not be read or output not be written. If 1 and 3 both apply, it is
+3.)";
 
 // count_option adds an option that takes a number or "all".
 void count_option(CLI::App *app, const std::string &name, const std::string &help, size_t *value,

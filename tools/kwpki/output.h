@@ -4,6 +4,8 @@
 
 #include <chrono>
 #include <cstdio>
+#include <exception>
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -45,5 +47,18 @@ class Output {
   bool shown_ = false;  // a line of progress stands there
   Clock::time_point next_;
 };
+
+// fault_of calls `action` and gives "", or what it threw in words. OutputClosed passes: it ends everything.
+template <class Action>
+std::string fault_of(Action action) {
+  try {
+    action();
+  } catch (const std::bad_alloc &) {
+    return "out of memory";
+  } catch (const std::exception &exception) {
+    return exception.what();
+  }
+  return {};
+}
 
 }  // namespace kwpki

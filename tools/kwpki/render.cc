@@ -25,6 +25,7 @@ constexpr FieldRow kFields[] = {
     {"entry_count", "", Show::kHidden},
     {"indirect_crl", "Indirect CRL"},
     {"key_id", "Key identifier", Show::kOctets},
+    {"leading_octets", "", Show::kHidden},
     {"log_id", "Log identifier", Show::kOctets},
     {"only_ca_certificates", "Only CA certificates"},
     {"public_value", "Public value", Show::kOctets},
@@ -33,6 +34,7 @@ constexpr FieldRow kFields[] = {
     {"sha256", "SHA-256", Show::kOctets},
     {"signature_value", "Signature value", Show::kOctets},
     {"signed_data", "", Show::kHidden},
+    {"trailing_octets", "", Show::kHidden},
     {"value", "Value", Show::kOctets},
 };
 

@@ -1,11 +1,12 @@
 // `kwpki store import` and `kwpki add`.
 #include <fmt/format.h>
 
-#include "kwpki/describe.h"
 #include "kwpki/input.h"
 #include "kwpki/store_commands.h"
 #include "kwpki/text.h"
 #include "loopback/service.h"
+#include "x509/cert.h"
+#include "x509/crl.h"
 
 namespace kwpki {
 namespace {
@@ -105,19 +106,24 @@ void Importer::import_block(const Place &place, const Block &block) {
   import_object(place, block_octets(block));
 }
 
-// Octets behind the object, such as the trust settings of an armoured certificate, stay out of the
+// Octets around the object, such as the trust settings of an armoured certificate, stay out of the
 // store.
 void Importer::import_object(const Place &place, Bytes octets) {
-  const Bytes own = own_octets(octets);
-  const auto length = static_cast<uint32_t>(own.size());
+  const auto set = [](auto function, auto object, Bytes own) {
+    return function(own.data(), static_cast<uint32_t>(own.size()), object) == KWPKI_OK;
+  };
+  const SshX509CertOwner cert_record(ssh_x509_cert_allocate());
+  const SshX509CrlOwner crl_record(ssh_x509_crl_allocate());
   const Cert cert(KwPkiCertAllocate());
-  if (KwPkiCertSetBer(own.data(), length, cert.get()) == KWPKI_OK) {
+  const Crl crl(KwPkiCrlAllocate());
+  if (ssh_x509_cert_decode(octets, cert_record.get()) &&
+      set(KwPkiCertSetBer, cert.get(), cert_record->element)) {
     return add(place, "certificate", [&](StatusAnswer *answer, void *agent) {
       return KwPkiCertAddAsync(cert.get(), StatusAnswer::take, answer, flags_, agent);
     });
   }
-  const Crl crl(KwPkiCrlAllocate());
-  if (KwPkiCrlSetBer(own.data(), length, crl.get()) == KWPKI_OK) {
+  if (ssh_x509_crl_decode(octets, crl_record.get()) &&
+      set(KwPkiCrlSetBer, crl.get(), crl_record->element)) {
     return add(place, "crl", [&](StatusAnswer *answer, void *agent) {
       return KwPkiCrlAddAsync(crl.get(), StatusAnswer::take, answer, agent);
     });

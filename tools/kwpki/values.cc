@@ -5,9 +5,11 @@
 #include <array>
 #include <utility>
 
+#include "asn1/ber.h"
 #include "kwpki/oid_names.h"
 #include "kwpki/text.h"
 #include "util/owner.h"
+#include "x509/dn_parts.h"
 
 namespace kwpki {
 namespace {
@@ -44,17 +46,17 @@ std::string quote_value(const std::string &value) {
   return out;
 }
 
-// AttributeTypeAndValue ::= SEQUENCE { type OBJECT IDENTIFIER, value ANY }
-Json attribute_json(const SshBerElement &pair) {
-  const auto parts = elements(pair.content());
-  if (parts.size() < 2) return {{"der", hex(whole(pair))}};
-  const SshBerElement &value = parts[1];
-  Json json = oid_json({parts[0].content()});
-  if (is_string(value)) {
-    json["type"] = find_string(value.tag)->name;
-    set_text(json, "text", string_text(value.tag, value.content()));
+Json attribute_json(const SshDNPairView &pair) {
+  Json json = oid_json(pair.type);
+  SshBerElement value;
+  const Bytes octets = pair.element;
+  const bool opened =
+      ssh_ber_open(octets.data(), octets.data() + octets.size(), value) == SSH_BER_OK;
+  if (const StringRow *row = opened && !value.constructed ? find_string(value.tag) : nullptr) {
+    json["type"] = row->name;
+    set_text(json, "text", string_text(value.tag, pair.value));
   }
-  json["value"] = hex(whole(value));
+  json["value"] = hex(octets);
   return json;
 }
 
@@ -90,17 +92,13 @@ void set_unique_id(Json &json, const SshX509Name &name) {
   json["octets"] = hex(name.data);
 }
 
-// OtherName ::= [0] SEQUENCE { type-id OBJECT IDENTIFIER, value [0] EXPLICIT ANY }
 void set_other(Json &json, const SshX509Name &name) {
-  const auto outer = elements(name.data);
-  if (outer.empty()) return;
-  const auto parts = elements(outer[0].content());
-  if (parts.size() < 2) return;
-  json.update(oid_json({parts[0].content()}));
-  const auto values = elements(parts[1].content());
-  if (values.size() == 1 && is_string(values[0])) {
-    set_text(json, "text", string_text(values[0].tag, values[0].content()));
-  }
+  SshOid type;
+  Bytes value;
+  SshX509Text text;
+  if (!ssh_x509_name_other(name, &type, &value)) return;
+  json.update(oid_json(type));
+  if (ssh_x509_text_read(value, &text)) set_string(json, text);
 }
 
 void set_nothing(Json &, const SshX509Name &) {}
@@ -122,6 +120,33 @@ constexpr NameRow kNames[] = {
     {SSH_X509_NAME_URI, "URI", set_ia5},
     {SSH_X509_NAME_REGISTERED_ID, "registered ID", set_identifier},
     {SSH_X509_NAME_OTHER, "other", set_other},
+};
+
+// DnVisitor collects the attributes of a name.
+class DnVisitor {
+ public:
+  void rdn() {
+    end_ = end_ || !take_item();
+    if (end_) return;
+    rdns_.push_back(Json::array());
+    if (rdns_.size() > 1) readable_ += ", ";
+  }
+  void pair(const SshDNPairView &view) {
+    if (end_ || !take_item()) return;
+    Json &pairs = rdns_.back();
+    pairs.push_back(attribute_json(view));
+    readable_ += (pairs.size() > 1 ? " + " : "") + readable_pair(pairs.back());
+  }
+  void give(Json &json) {
+    if (end_) rdns_.push_back(kOmitted);
+    json["readable"] = readable_;
+    json["attributes"] = std::move(rdns_);
+  }
+
+ private:
+  Json rdns_ = Json::array();
+  std::string readable_;
+  bool end_ = false;
 };
 
 }  // namespace
@@ -146,33 +171,9 @@ bool take_item() {
   return true;
 }
 
-std::vector<SshBerElement> elements(Bytes octets) {
-  std::vector<SshBerElement> list;
-  const uint8_t *const end = octets.data() + octets.size();
-  uint64_t work = octets.size() + 16;
-  for (const uint8_t *p = octets.data(); p != end && p;) {
-    SshBerElement element;
-    if (ssh_ber_open(p, end, element) != SSH_BER_OK) break;
-    p = ssh_ber_element_end(element, end, work);
-    if (element.indefinite && element.constructed && p) {
-      element.content_length = static_cast<uint32_t>(p - element.data) - element.header_length;
-    }
-    if (p && !element.is(SSH_BER_UNIVERSAL, 0)) list.push_back(element);
-  }
-  return list;
-}
-
-Bytes whole(const SshBerElement &element) {
-  return {element.data, size_t{element.header_length} + element.content_length};
-}
-
 void set_text(Json &object, const std::string &key, std::string_view text) {
   object[key] = as_utf8(text);
   if (!is_utf8(text)) object[key + "_hex"] = hex(ssh_text_bytes(text));
-}
-
-bool is_string(const SshBerElement &element) {
-  return element.cls == SSH_BER_UNIVERSAL && !element.constructed && find_string(element.tag);
 }
 
 std::string string_text(uint32_t tag, Bytes content) {
@@ -235,41 +236,24 @@ Json time_json(const SshBerTime &time) {
 
 Json limit_json(uint32_t value) { return value == SSH_X509_NO_LIMIT ? Json() : Json(value); }
 
+void set_string(Json &object, const SshX509Text &text) {
+  set_text(object, "text", string_text(kTagOfCharset[text.charset], text.octets));
+}
+
 Json text_json(const SshX509Text &text) {
   if (!text.present) return nullptr;
   Json json = Json::object();
-  set_text(json, "text", string_text(kTagOfCharset[text.charset], text.octets));
+  set_string(json, text);
   return json;
 }
 
-// Name ::= SEQUENCE OF RelativeDistinguishedName; RelativeDistinguishedName ::= SET OF
-// AttributeTypeAndValue
 Json dn_json(Bytes der) {
-  SshDN dn = {};
-  char *text = ssh_dn_decode_der(der, &dn) ? ssh_dn_encode_ldap(&dn) : nullptr;
-  ssh_dn_clear(&dn);
-
+  char *text = ssh_dn_der_to_ldap(der);
   Json json = {{"text", nullptr}};
   if (text) set_text(json, "text", take(text));
-  Json rdns = Json::array();
-  std::string readable;
-  const auto name = elements(der);
-  for (const SshBerElement &rdn : name.empty() ? name : elements(name[0].content())) {
-    if (!take_item()) {
-      rdns.push_back(kOmitted);
-      break;
-    }
-    Json pairs = Json::array();
-    if (!readable.empty()) readable += ", ";
-    for (const SshBerElement &pair : elements(rdn.content())) {
-      if (!take_item()) break;
-      pairs.push_back(attribute_json(pair));
-      readable += (pairs.size() > 1 ? " + " : "") + readable_pair(pairs.back());
-    }
-    rdns.push_back(std::move(pairs));
-  }
-  json["readable"] = readable;
-  json["attributes"] = std::move(rdns);
+  DnVisitor visitor;
+  (void)ssh_dn_walk(der, visitor);
+  visitor.give(json);
   json["der"] = hex(der);
   return json;
 }

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include "asn1/ber.h"
 #include "asn1/time.h"
 #include "util/mp_int.h"
 #include "x509/extensions.h"
@@ -29,18 +28,8 @@ void start_items();
 bool take_item();
 extern const Json kOmitted;
 
-// elements lists the elements inside `octets` up to the first fault. Each view lives as long as the
-// octets.
-std::vector<SshBerElement> elements(Bytes octets);
-
-// whole shows an element with its header.
-Bytes whole(const SshBerElement &element);
-
 // set_text adds octets that should be text: as UTF-8, and beside it as KEY_hex if they are not.
 void set_text(Json &object, const std::string &key, std::string_view text);
-
-// is_string is true for the universal string types.
-bool is_string(const SshBerElement &element);
 
 // string_text reads the content of a string type with this universal tag as UTF-8; other tags give
 // the octets.
@@ -72,8 +61,10 @@ Json time_json(const SshBerTime &time);
 // limit_json is a number, or null for SSH_X509_NO_LIMIT.
 Json limit_json(uint32_t value);
 
-// text_json is a string of a certificate as UTF-8, or null if it is absent.
+// text_json is a string of a certificate as UTF-8, or null if it is absent; set_string adds one as
+// set_text does.
 Json text_json(const SshX509Text &text);
+void set_string(Json &object, const SshX509Text &text);
 
 // dn_json is {"text", "readable", "attributes", "der"} for the DER of a Name. "text" is what the
 // library gives (null if it has none); "readable" decodes every value by its string type.

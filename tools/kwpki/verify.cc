@@ -69,6 +69,7 @@ struct Record {
   const char *scheme;
   Bytes issuer;
   const std::optional<SshX509KeyId> &key_id;
+  Bytes input, element;
   std::function<SshX509Verdict(const SshPublicKey *)> verify;
 };
 
@@ -88,6 +89,8 @@ class Verifier {
 
  private:
   using Take = void (Verifier::*)(const Place &place, Bytes octets);
+  template <class Action>
+  void guard(const Place &place, Action action);
   void read_all(const std::vector<std::string> &names, Take take);
   void read_file(const Source &source, Take take);
   void read_blocks(const Source &source, const std::vector<Block> &blocks, Take take);
@@ -123,10 +126,19 @@ void Verifier::fail(const std::string &name, const std::string &why, int exit) {
   exit_ = std::max(exit_, exit);
 }
 
+// guard keeps what goes wrong with one input from the others.
+template <class Action>
+void Verifier::guard(const Place &place, Action action) {
+  const std::string fault = fault_of(action);
+  if (!fault.empty()) fail(place.name(), "refused: cannot be checked: " + fault, kExitRefused);
+}
+
 void Verifier::read_all(const std::vector<std::string> &names, Take take) {
   const Found found = find_sources(names);
   for (const Problem &problem : found.problems) fail(problem.name, problem.text, kExitUnreadable);
-  for (const Source &source : found.sources) read_file(source, take);
+  for (const Source &source : found.sources) {
+    guard({source.name}, [&] { read_file(source, take); });
+  }
 }
 
 void Verifier::read_file(const Source &source, Take take) {
@@ -154,7 +166,7 @@ void Verifier::read_blocks(const Source &source, const std::vector<Block> &block
     }
     if (!block.fault.empty())
       output_.message(place.name(), fmt::format("line {}: {}", block.line, block.fault));
-    (this->*take)(place, block_octets(block));
+    guard(place, [&] { (this->*take)(place, block_octets(block)); });
   }
 }
 
@@ -162,6 +174,8 @@ void Verifier::read_blocks(const Source &source, const std::vector<Block> &block
 void Verifier::take_issuer(const Place &place, Bytes octets) {
   SshX509CertOwner cert(ssh_x509_cert_allocate());
   if (ssh_x509_cert_decode(octets, cert.get())) {
+    const std::string around = surroundings_text(cert->der, cert->element, "certificate");
+    if (!around.empty()) fail(place.name(), around, kExitRefused);
     SshPublicKeyOwner key(ssh_x509_cert_public_key(cert.get()));
     std::string name = compared(own_name(cert->subject_names));
     issuers_.emplace(std::move(name), Issuer{place, std::move(cert), std::move(key)});
@@ -179,18 +193,19 @@ void Verifier::take_object(const Place &place, Bytes octets) {
   start_items();
   const SshX509CertOwner cert(ssh_x509_cert_allocate());
   if (ssh_x509_cert_decode(octets, cert.get())) {
-    return check(place, {"certificate", cert->signature_scheme, own_name(cert->issuer_names),
-                         cert->authority_key_id, [&](const SshPublicKey *key) {
-                           return ssh_x509_cert_verify(cert.get(), key);
-                         }});
+    return check(place,
+                 {"certificate", cert->signature_scheme, own_name(cert->issuer_names),
+                  cert->authority_key_id, cert->der, cert->element,
+                  [&](const SshPublicKey *key) { return ssh_x509_cert_verify(cert.get(), key); }});
   }
   const SshX509CrlOwner crl(ssh_x509_crl_allocate());
   if (ssh_x509_crl_decode(octets, crl.get())) {
     return check(place,
                  {"crl", crl->signature_scheme, own_name(crl->issuer_names), crl->authority_key_id,
+                  crl->der, crl->element,
                   [&](const SshPublicKey *key) { return ssh_x509_crl_verify(crl.get(), key); }});
   }
-  const bool is_crl = looks_like_crl(octets);
+  const bool is_crl = ssh_x509_looks_like_crl(octets);
   report_refused(place, is_crl ? "crl" : "certificate", is_crl ? crl->refusal : cert->refusal);
 }
 
@@ -228,6 +243,13 @@ void Verifier::report_checked(const Place &place, Answer answer, const Record &r
     detail = ", signed by " + shown(subject);
   } else {
     detail = fmt::format(" ({})", answer == kNotSupported ? record.scheme : shown(name));
+  }
+  const char *kind = record.kind[1] == 'r' ? "CRL" : record.kind;
+  const std::string around = surroundings_text(record.input, record.element, kind);
+  if (!around.empty()) {
+    detail += "; " + around;
+    set_surroundings(members, record.input, record.element);
+    exit_ = std::max<int>(exit_, kExitRefused);
   }
   report(place, answer, detail, members);
 }

@@ -19,8 +19,9 @@ before SHA-1) are not supported. Signatures over MD5 have been forged, and for S
 signature can be made: "valid" then tells who signed long ago, and is no protection against a forger
 of today. Only the signature is checked, neither dates nor usage nor revocation.
 
-Exit status: 0 everything is valid; 1 something is not, or was refused; 2 wrong use; 3 a file could
-not be read or output not be written. If 1 and 3 both apply, it is 3.)";
+Exit status: 0 everything is valid; 1 something is not, was refused, or has octets in front of it or
+behind it; 2 wrong use; 3 a file could not be read or output not be written. If 1 and 3 both apply,
+it is 3.)";
 
 }  // namespace
 
