@@ -1,0 +1,189 @@
+// Any octets through `kwpki inspect` and `kwpki verify`: whatever they are, the tool ends with an exit
+// status, writes JSON, and says of a certificate or CRL what the record says.
+
+#include "kwpki/input.h"
+#include "kwpki/inspect.h"
+#include "kwpki/text.h"
+#include "kwpki/values.h"
+#include "kwpki/verify.h"
+#include "memory_file.h"
+#include "profiles.h"
+#include "x509/cert.h"
+#include "x509/crl.h"
+
+namespace {
+
+using kwpki::Json;
+
+struct Said {
+  int exit;
+  std::string text;
+};
+
+// run_tool calls a command with the octets as standard input.
+template <class Options, class Command>
+Said run_tool(Command command, const Options &options, Bytes input) {
+  static std::FILE *const nowhere = std::fopen("/dev/null", "w");
+  uint8_t none = 0;
+  std::FILE *in = fmemopen(input.empty() ? &none : const_cast<uint8_t *>(input.data()),
+                           input.empty() ? 1 : input.size(), "r");
+  char *text = nullptr;
+  size_t size = 0;
+  std::FILE *out = open_memstream(&text, &size);
+  require(in && out && nowhere);
+  Said said{command(options, {in, out, nowhere}), {}};
+  std::fclose(in);
+  std::fclose(out);
+  said.text.assign(text, size);
+  std::free(text);
+  return said;
+}
+
+std::vector<Json> objects(const std::string &text) {
+  std::vector<Json> list;
+  size_t at = 0;
+  for (size_t end = 0; (end = text.find('\n', at)) != std::string::npos; at = end + 1) {
+    list.push_back(Json::parse(text.begin() + static_cast<ptrdiff_t>(at),
+                               text.begin() + static_cast<ptrdiff_t>(end), nullptr, false));
+    require(!list.back().is_discarded());
+  }
+  require(at == text.size());
+  return list;
+}
+
+std::string number_of(const SshMpInt &value) {
+  return (value.negative() ? "-" : "") + (value.is_zero() ? "00" : kwpki::hex(value.magnitude()));
+}
+
+// check_extensions holds a list against the set of kinds that decoding has entered.
+void check_extensions(const Json &list, const SshX509ExtensionSet &set, Bytes encoded) {
+  SshX509ExtensionSet shown;
+  SshX509ExtensionCursor cursor(encoded);
+  for (const Json &extension : list) {
+    require(cursor.next());
+    const SshX509ExtensionView &view = cursor.extension();
+    require(extension["oid"] == kwpki::oid_text(view.id));
+    require(extension["critical"] == (view.critical != 0));
+    require(extension["der"] == kwpki::hex(view.value));
+    const SshOidRow *row = ssh_oid_find_encoded(view.id, SSH_OID_EXTENSION);
+    require(row || !view.critical);
+    if (!row || shown.test(row->code)) continue;
+    require(set.test(row->code) &&
+            (set.critical(row->code) == (view.critical != 0) || row->code == SSH_X509_EXT_UNKNOWN));
+    shown.set(row->code, false);
+  }
+  require(!cursor.next());
+  for (uint32_t kind = 0; kind < SSH_X509_EXT_KINDS; ++kind)
+    require(set.test(kind) == shown.test(kind));
+}
+
+size_t count_general(const SshX509Name *names) {
+  size_t count = 0;
+  for (; names; names = names->next) count += names->type >= SSH_X509_NAME_EMAIL;
+  return count;
+}
+
+void check_name(const Json &shown, const SshX509Name *names) {
+  const SshX509Name *own = ssh_x509_name_find(names, SSH_X509_NAME_DN);
+  require(shown.contains("der") == (own != nullptr));
+  if (!own) return require(shown["attributes"].empty());
+  SshDN dn = {};
+  require(ssh_dn_decode_der(own->der, &dn) && dn.count == shown["attributes"].size());
+  for (uint32_t i = 0; i < dn.count; ++i) {
+    const Json &pairs = shown["attributes"][i];
+    const SshDNAva *pair = dn.rdns[i]->pairs;
+    for (size_t k = 0; k < pairs.size(); ++k, pair = pair->next)
+      require(pair && pairs[k]["oid"] == pair->oid);
+    require(!pair);
+  }
+  ssh_dn_clear(&dn);
+}
+
+template <class Record>
+void check_common(const Json &shown, const Record &record) {
+  require(shown["version"] == record.version);
+  require(shown["signature"]["scheme"] == record.signature_scheme);
+  check_name(shown["issuer"], record.issuer_names);
+  check_extensions(shown["extensions"], record.extensions, record.extension_list);
+  std::string der;
+  kwpki::append_base64(der, record.element);
+  require(shown["der"] == der);
+  const size_t leading = shown.value("leading_octets", size_t{0});
+  const size_t trailing = shown.value("trailing_octets", size_t{0});
+  require(record.der.data() + leading == record.element.data());
+  require(leading + record.element.size() + trailing == record.der.size());
+  for (const Json &extension : shown["extensions"]) {
+    if (extension.value("name", "") == "issuerAlternativeName")
+      require(extension["contents"].size() == count_general(record.issuer_names));
+  }
+}
+
+void check_certificate(const Json &shown, const SshX509Cert &cert) {
+  check_common(shown, cert);
+  require(shown["serial"]["hex"] == number_of(cert.serial));
+  check_name(shown["subject"], cert.subject_names);
+  for (const Json &extension : shown["extensions"]) {
+    const std::string name = extension.value("name", "");
+    if (name == "subjectAlternativeName")
+      require(extension["contents"].size() == count_general(cert.subject_names));
+    if (name == "basicConstraints") require(extension["contents"]["ca"] == (cert.ca != 0));
+  }
+}
+
+void check_crl(const Json &shown, const SshX509Crl &crl) {
+  check_common(shown, crl);
+  require(shown["entry_count"] == crl.revoked_count);
+  require(shown["entries"].size() == crl.revoked_count);
+  SshX509RevokedCursor cursor(crl);
+  for (const Json &entry : shown["entries"]) {
+    require(cursor.next());
+    require(entry["serial"]["hex"] == number_of(cursor.entry().serial));
+    check_extensions(entry["extensions"], cursor.entry().extensions, cursor.entry().extension_list);
+    for (const Json &extension : entry["extensions"]) {
+      if (extension.value("name", "") == "crlReason")
+        require(extension["contents"]["code"] == cursor.entry().reason);
+    }
+  }
+}
+
+bool check_input(Bytes input) {
+  const Balance balance;
+  const SshX509CertOwner cert(ssh_x509_cert_allocate());
+  const SshX509CrlOwner crl(ssh_x509_crl_allocate());
+  const bool is_cert = ssh_x509_cert_decode(input, cert.get()) > 0;
+  const bool is_crl = !is_cert && ssh_x509_crl_decode(input, crl.get()) > 0;
+  const Bytes element = is_cert ? cert->element : crl->element;
+  const bool whole = (is_cert || is_crl) && element.size() == input.size();
+
+  kwpki::InspectOptions options;
+  options.tree_lines = 16;  // the trees of what is refused would take most of the time
+  const Said text = run_tool(kwpki::inspect, options, input);
+  options.json = true;
+  const Said said = run_tool(kwpki::inspect, options, input);
+  const MemoryFile file(input);
+  kwpki::VerifyOptions issuers;
+  issuers.json = true;
+  issuers.issuers = {file.name()};
+  const Said verified = run_tool(kwpki::verify, issuers, input);
+  const std::vector<Json> shown = objects(said.text), checked = objects(verified.text);
+  require(text.exit == said.exit);
+  require(shown.size() == checked.size());
+  if (input.empty() || !kwpki::find_blocks(input).empty()) return false;
+
+  require(shown.size() == 1);
+  const Json &object = shown[0];
+  require(said.exit == (whole ? kwpki::kExitOk : kwpki::kExitRefused));
+  require(object["accepted"] == (is_cert || is_crl));
+  require((checked[0]["result"] == "refused") == !(is_cert || is_crl));
+  require(whole || verified.exit == kwpki::kExitRefused);
+  if (is_cert) check_certificate(object, *cert);
+  if (is_crl) check_crl(object, *crl);
+  return is_cert || is_crl;
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  under_both_profiles(false, [=] { return check_input({data, size}); });
+  return 0;
+}
