@@ -1,7 +1,8 @@
 #!/bin/sh
 # test.sh is the whole proof: every test in the release build, every test again under the sanitizers,
 # the tests with threads under ThreadSanitizer, the tree built without a warning by the second
-# compiler, which replays the fuzz corpora, and the Windows library with its tests under Wine.
+# compiler, with which each fuzz target runs for some seconds, and the Windows library with its tests
+# under Wine.
 set -eu
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
