@@ -93,7 +93,7 @@ void free_object(uint32_t type, void *object) {
 const SshCertDBMethods ssh_cm_entry_methods = {encode, decode, free_object};
 
 uint32_t ssh_cm_cert_encode_record(const SshCMCertificate &cert, SshBuffer &output) {
-  const SshCMCarried nothing;
+  const SshCMCarried nothing = {};
   const SshCMCarried &said = cert.carried ? *cert.carried : nothing;
   const SshBerTimeText time_1(said.time_1), time_2(said.time_2), time_3(said.time_3),
       time_4(said.time_4), time_5(said.time_5), time_6(said.time_6);
