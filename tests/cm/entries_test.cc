@@ -71,7 +71,7 @@ TEST_F(Entries, RecordOfACertificateIsExact) {
   EXPECT_EQ(decode(record.build()), SSH_CM_OK);
 
   const CertOwner fresh(ssh_cm_cert_allocate());
-  const SshCMCarried first;
+  const SshCMCarried first = {};
   EXPECT_TRUE(first.flag_a == 1 && first.flag_b == 0 && first.flag_c == 1 && first.limit == 32);
   record = {{}, Der(5), {}, unhex("ffffffff 00000000 00000000 00"), Der(4), ""};
   EXPECT_EQ(encode(*fresh), hex(record.build()));
