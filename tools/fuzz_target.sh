@@ -14,7 +14,7 @@ mkdir -p build/fuzz/findings "$corpus"
 trap : INT TERM  # libFuzzer ends then, and what it did is counted all the same
 start=$(date +%s)
 status=0
-"build/fuzz/bin/${name}_fuzz" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 -verbosity=0 \
+"build/fuzz/bin/${name}_fuzz" -timeout=60 -rss_limit_mb=2048 -print_final_stats=1 -verbosity=0 \
   -artifact_prefix="build/fuzz/findings/$name-" "$@" "$corpus" "fuzz/corpus/$name" \
   >"$log" 2>&1 || status=$?
 case $status in
