@@ -127,16 +127,17 @@ std::string read_source(const Source &source, std::FILE *standard_input, Output 
     if (!opened) return reason(errno);
     file = opened.get();
   }
-  constexpr size_t kChunk = 0x40000;
+  constexpr size_t kFirst = 0x2000, kMost = 0x40000;  // most files are small
   octets->clear();
   for (;;) {
     const size_t held = octets->size();
-    octets->resize(held + kChunk);
-    const size_t count = std::fread(octets->data() + held, 1, kChunk, file);
+    const size_t chunk = std::clamp(held, kFirst, kMost);
+    octets->resize(held + chunk);
+    const size_t count = std::fread(octets->data() + held, 1, chunk, file);
     octets->resize(held + count);
     if (octets->size() > kFileMax) return fmt::format("larger than {} MiB", kFileMax >> 20);
     if (std::ferror(file)) return reason(errno);
-    if (count < kChunk) break;
+    if (count < chunk) break;
     if (output) output->progress(source.name, "octets read", octets->size());
   }
   return octets->empty() ? "holds nothing" : "";
