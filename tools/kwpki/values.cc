@@ -48,15 +48,13 @@ std::string quote_value(const std::string &value) {
 
 Json attribute_json(const SshDNPairView &pair) {
   Json json = oid_json(pair.type);
-  SshBerElement value;
-  const Bytes octets = pair.element;
-  const bool opened =
-      ssh_ber_open(octets.data(), octets.data() + octets.size(), value) == SSH_BER_OK;
-  if (const StringRow *row = opened && !value.constructed ? find_string(value.tag) : nullptr) {
+  // The identifier octet of a plain string is its tag alone.
+  const uint8_t identifier = pair.element.empty() ? 0 : pair.element[0];
+  if (const StringRow *row = find_string(identifier)) {
     json["type"] = row->name;
-    set_text(json, "text", string_text(value.tag, pair.value));
+    set_text(json, "text", string_text(identifier, pair.value));
   }
-  json["value"] = hex(octets);
+  json["value"] = hex(pair.element);
   return json;
 }
 

@@ -1,0 +1,20 @@
+#!/bin/sh
+# one_reading.sh TOOL REGISTRY.CC: the tool shows records and reads nothing again. Elements are
+# opened by --tree alone, and where a DER file is told from text. No identifier has a row both in
+# the registry and in the tool's own table, where the second would never be found.
+grep -nE '_asn1\b|ssh_asn1_|ssh_ber_(open|check|[a-z_]*decode)\(' "$1"/*.cc "$1"/*.h |
+  grep -vE '/tree[.]cc:|/input[.]cc:.*ssh_ber_open' && exit 1
+awk '
+  match($0, /^ *\{(\.oid = )?"[0-9.]+"/) {
+    split($0, part, "\"")
+    rows[FILENAME]++
+    if (part[2] in first && first[part[2]] != FILENAME) {
+      print part[2] " is in " first[part[2]] " and in " FILENAME
+      bad = 1
+    }
+    first[part[2]] = FILENAME
+  }
+  END {
+    if (!rows[ARGV[1]] || !rows[ARGV[2]]) { print "a table without rows"; bad = 1 }
+    exit bad
+  }' "$2" "$1/oid_names.cc"
