@@ -1,5 +1,6 @@
-// The frame of the benchmarks: a topic is a table of cases that do the same work on the same input, ours, the
-// peers' and the floor's; the summary puts each beside its floor. main.cc calls one function a topic file.
+// The frame of the benchmarks: a topic is a table of cases that do the same work on the same input,
+// ours, the peers' and the floor's; the summary puts each beside its floor. main.cc calls one
+// function a topic file.
 // A new topic is a *_bench.cc with such a table; a new peer is a row.
 #pragma once
 
@@ -14,7 +15,8 @@
 constexpr char kBenchOurs[] = "kwpki";
 constexpr char kBenchFloor[] = "floor";  // the case that the others of its topic are divided by
 
-// SshBenchCase does a topic's work once, from the octets to everything released; false if that failed.
+// SshBenchCase does a topic's work once, from the octets to everything released; false if that
+// failed.
 struct SshBenchCase {
   const char *who;
   const char *undone;  // what it leaves undone that others of the topic do
@@ -22,8 +24,8 @@ struct SshBenchCase {
   SshX509Profile profile = SSH_X509_CLASSIC;  // set before the case runs
 };
 
-// ssh_bench_add registers a topic's cases. `input` is called when the first of them runs; `items` are what it holds
-// (entries of a CRL): times are also given for one of them.
+// ssh_bench_add registers a topic's cases. `input` is called when the first of them runs; `items`
+// are what it holds (entries of a CRL): times are also given for one of them.
 void ssh_bench_add(const std::string &topic, const std::function<Bytes()> &input, size_t items,
                    std::span<const SshBenchCase> cases);
 
@@ -39,6 +41,7 @@ void ssh_bench_add_hash();
 void ssh_bench_add_cipher();
 void ssh_bench_add_scheme();
 
-// ssh_bench_floor copies the octets into a new block and walks over the headers of its elements: going into
-// constructed elements, comparing each with the end of the one around it, looking at no content.
+// ssh_bench_floor copies the octets into a new block and walks over the headers of its elements:
+// going into constructed elements, comparing each with the end of the one around it, looking at no
+// content.
 [[nodiscard]] bool ssh_bench_floor(Bytes input);

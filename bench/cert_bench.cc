@@ -1,5 +1,6 @@
 // Certificates: decode and free, and decode with subject text, serial number and key blob. One of
-// the classic era under its profile; under the modern one a server's of today, and the system's roots.
+// the classic era under its profile; under the modern one a server's of today, and the system's
+// roots.
 #include "x509/cert.h"
 
 #include <mbedtls/x509_crt.h>

@@ -4,8 +4,8 @@
 
 namespace {
 
-// read_header steps over one identifier and length, and gives the length; false if the octets end or are not DER of
-// the forms that the inputs have.
+// read_header steps over one identifier and length, and gives the length; false if the octets end
+// or are not DER of the forms that the inputs have.
 bool read_header(const uint8_t *&p, const uint8_t *end, size_t &length) {
   if (end - p < 2 || (p[0] & 0x1F) == 0x1F) return false;
   length = p[1];

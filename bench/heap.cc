@@ -6,7 +6,8 @@
 #include <cerrno>
 #include <cstdlib>
 
-// The C library's allocator under its second names, so that replacing the first ones needs no dynamic look-up.
+// The C library's allocator under its second names, so that replacing the first ones needs no
+// dynamic look-up.
 extern "C" {
 void *__libc_malloc(size_t size);
 void *__libc_calloc(size_t count, size_t size);

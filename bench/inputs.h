@@ -1,5 +1,6 @@
-// The octets that the benchmarks work on. They are made when first asked for, by OpenSSL, from nothing random but one
-// key, so that every run measures certificates and CRLs of the same shape. A new shape is a function here.
+// The octets that the benchmarks work on. They are made when first asked for, by OpenSSL, from
+// nothing random but one key, so that every run measures certificates and CRLs of the same shape. A
+// new shape is a function here.
 #pragma once
 
 #include <cstddef>
@@ -15,13 +16,13 @@
 [[nodiscard]] size_t ssh_bench_root_count();
 
 // ssh_bench_leaf_rsa and ssh_bench_leaf_ec are certificates of a server as public authorities issue
-// them now, names in UTF-8, SHA-256, ten extensions with two timestamps among them: RSA of 2048 bits,
-// and P-256 signed with P-256.
+// them now, names in UTF-8, SHA-256, ten extensions with two timestamps among them: RSA of 2048
+// bits, and P-256 signed with P-256.
 [[nodiscard]] Bytes ssh_bench_leaf_rsa();
 [[nodiscard]] Bytes ssh_bench_leaf_ec();
 
-// ssh_bench_crl is a CRL with so many entries: serial numbers of 16 octets mostly, of 3, 9 and 20 too, a reason code
-// on every third entry. It stays in memory.
+// ssh_bench_crl is a CRL with so many entries: serial numbers of 16 octets mostly, of 3, 9 and 20
+// too, a reason code on every third entry. It stays in memory.
 [[nodiscard]] Bytes ssh_bench_crl(size_t entries);
 
 // ssh_bench_name is the text of the certificate's subject as the name parsers read it.

@@ -1,5 +1,6 @@
-// Requests and replies: what encoding, keeping on record and posting costs through an agent that does nothing, what
-// a reply costs beside the decode of its certificates, and the pending table with many open requests.
+// Requests and replies: what encoding, keeping on record and posting costs through an agent that
+// does nothing, what a reply costs beside the decode of its certificates, and the pending table
+// with many open requests.
 #include <benchmark/benchmark.h>
 
 #include <map>

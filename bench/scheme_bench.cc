@@ -1,5 +1,6 @@
-// What schemes do with a key: signatures held against a digest, and Diffie-Hellman agreement. Keys are made once, on
-// both sides. OpenSSL's keep the Montgomery form of their modulus from one use to the next; ours computes it each time.
+// What schemes do with a key: signatures held against a digest, and Diffie-Hellman agreement. Keys
+// are made once, on both sides. OpenSSL's keep the Montgomery form of their modulus from one use to
+// the next; ours computes it each time.
 #include <benchmark/benchmark.h>
 #include <openssl/bn.h>
 #include <openssl/core_names.h>

@@ -1,4 +1,5 @@
-// The last page of a run: every case beside the floor of its topic, and the targets with what was reached.
+// The last page of a run: every case beside the floor of its topic, and the targets with what was
+// reached.
 // It reads medians of processor time. A new target is a row in summary.cc.
 #pragma once
 

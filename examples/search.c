@@ -1,5 +1,5 @@
-/* search, called from the folder above, adds two certificates to a store in memory, asks for those of
- * a DNS name and prints what is found.
+/* search, called from the folder above, adds two certificates to a store in memory, asks for those
+ * of a DNS name and prints what is found.
  *     cc search.c -I../loopback -lKwPki -lKWMA32 -lKWPMAPI -o search */
 #include <kwloopback.h>
 #include <kwpki.h>

@@ -1,11 +1,12 @@
-// Any octets as Name DER: the checker and the decoder agree, and what is written reads back the same.
+// Any octets as Name DER: the checker and the decoder agree, and what is written reads back the
+// same.
 #include "profiles.h"
 #include "x509/dn.h"
 
 namespace {
 
-// check_encoding writes a name and reads it back. The tag of a value deliberately does not follow its
-// content, so a value may be lost on the way; a name that can be written again is the same.
+// check_encoding writes a name and reads it back. The tag of a value deliberately does not follow
+// its content, so a value may be lost on the way; a name that can be written again is the same.
 void check_encoding(const SshDN &dn, bool canonical) {
   uint8_t *der = nullptr, *again = nullptr;
   size_t length = 0, again_length = 0;

@@ -1,4 +1,5 @@
-// Any octets as a file: the plain reader returns them, and the armour reader agrees with its own parts.
+// Any octets as a file: the plain reader returns them, and the armour reader agrees with its own
+// parts.
 #include "asn1/files.h"
 
 #include "memory_file.h"

@@ -1,5 +1,5 @@
-// Any octets through `kwpki inspect` and `kwpki verify`: whatever they are, the tool ends with an exit
-// status, writes JSON, and says of a certificate or CRL what the record says.
+// Any octets through `kwpki inspect` and `kwpki verify`: whatever they are, the tool ends with an
+// exit status, writes JSON, and says of a certificate or CRL what the record says.
 
 #include "kwpki/input.h"
 #include "kwpki/inspect.h"

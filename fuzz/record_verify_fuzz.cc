@@ -1,5 +1,5 @@
-// Any octets as an issuer and what it is said to have signed: a certificate or CRL whose signed part is changed is not
-// valid any more, and nothing but its issuer's key decides.
+// Any octets as an issuer and what it is said to have signed: a certificate or CRL whose signed
+// part is changed is not valid any more, and nothing but its issuer's key decides.
 #include <algorithm>
 
 #include "profiles.h"

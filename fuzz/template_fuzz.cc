@@ -1,5 +1,5 @@
-// Template text up to a zero octet, then octets to read with it. Views and blocks must tell the same story,
-// and what the template creates must be well-formed.
+// Template text up to a zero octet, then octets to read with it. Views and blocks must tell the
+// same story, and what the template creates must be well-formed.
 #include <algorithm>
 #include <deque>
 #include <vector>
@@ -26,7 +26,8 @@ struct Values {
   SshAsn1Node node;
 };
 
-// Arguments are outputs for a whole template: blocks where `owned` asks for them and the type has such.
+// Arguments are outputs for a whole template: blocks where `owned` asks for them and the type has
+// such.
 struct Arguments {
   std::vector<uint32_t> fits;
   std::vector<void *> outputs;
@@ -107,7 +108,8 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (program.fault != SSH_ASN1_TEMPLATE_OK) return 0;
   bool readable = true, creatable = true;
   for (const SshAsn1Op &op : std::span(program.ops, program.count)) {
-    // Reading a childless SEQUENCE is a programming error, and a universal tag 0 writes the end of its list.
+    // Reading a childless SEQUENCE is a programming error, and a universal tag 0 writes the end of
+    // its list.
     if (op.type == SSH_ASN1_CONSTRUCTED && !op.children) readable = false;
     if (op.type < SSH_ASN1_CHOICE && op.tagged && op.cls == SSH_BER_UNIVERSAL && op.tag == 0)
       creatable = false;

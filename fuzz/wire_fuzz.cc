@@ -1,5 +1,5 @@
-// A count, so many field codes, then octets to decode as these fields. What is decoded is written in a form
-// that decodes to the same octets, and a failure leaves nothing allocated.
+// A count, so many field codes, then octets to decode as these fields. What is decoded is written
+// in a form that decodes to the same octets, and a failure leaves nothing allocated.
 #include <vector>
 
 #include "fuzz.h"
@@ -97,7 +97,8 @@ SshPut put(const Field &field) {
   }
 }
 
-// decode reads the fields that `codes` names; the octets used, and in `encoding` the same fields written again.
+// decode reads the fields that `codes` names; the octets used, and in `encoding` the same fields
+// written again.
 size_t decode(Bytes codes, Bytes input, std::vector<uint8_t> &encoding) {
   std::vector<Field> fields(codes.size());
   std::vector<SshGet> gets;

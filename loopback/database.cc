@@ -88,8 +88,8 @@ void Database::connect(const std::string &name, int flags) {
   run("PRAGMA foreign_keys = ON");
 }
 
-// must_freeze tells whether the file can be read in no other way. Even a reader needs a log and locks
-// beside it, which it cannot make where it may not write, and should not where others do.
+// must_freeze tells whether the file can be read in no other way. Even a reader needs a log and
+// locks beside it, which it cannot make where it may not write, and should not where others do.
 bool Database::must_freeze() {
   if (path_.empty() || log_beside()) return false;
   if (read_only()) return true;
@@ -131,8 +131,8 @@ void Database::check_whole() const {
     throw StoreError("the store was changed while it was read", StoreError::kBusy);
 }
 
-// is_new looks at the file before anything is changed in it, and at all of it at one moment: another
-// process may be setting it up.
+// is_new looks at the file before anything is changed in it, and at all of it at one moment:
+// another process may be setting it up.
 bool Database::is_new(int version) {
   bool ours = false;
   {

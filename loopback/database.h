@@ -1,4 +1,5 @@
-// A thin layer over SQLite: opening a file of ours, transactions, statements that are prepared once.
+// A thin layer over SQLite: opening a file of ours, transactions, statements that are prepared
+// once.
 // Every failure is a StoreError, but for std::bad_alloc; nothing here knows what the tables hold.
 #pragma once
 

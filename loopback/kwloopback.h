@@ -28,9 +28,9 @@ const char *KwLoopbackOpen(const char *path, KwLoopbackAgent **agent);
  * the body of the reply, which goes back through KwLoopbackFree, or 0 if there is no request. */
 int KwLoopbackReceive(KwLoopbackAgent *agent, uint8_t **data, uint32_t *length);
 
-/* KwLoopbackPeek shows the oldest request that was not yet answered, for tools that trace. Returns 1
- * and its body, which is valid until it is answered or the agent is closed, or 0 if there is none.
- */
+/* KwLoopbackPeek shows the oldest request that was not yet answered, for tools that trace. Returns
+ * 1 and its body, which is valid until it is answered or the agent is closed, or 0 if there is
+ * none. */
 int KwLoopbackPeek(KwLoopbackAgent *agent, const uint8_t **data, uint32_t *length);
 
 /* KwLoopbackFree wipes and frees a reply. */

@@ -1,13 +1,14 @@
 #!/bin/sh
-# check.sh looks at the tree before a commit: formatting, clang-tidy, and the tests that hold the rules
-# of the layers; then every test and fuzz corpus in 32 bits. tools/check.sh --fix formats instead of
-# complaining.
+# check.sh looks at the tree before a commit: formatting, clang-tidy, and the tests that hold the
+# rules of the layers; then every test and fuzz corpus in 32 bits. tools/check.sh --fix formats
+# instead of complaining.
 set -eu
 cd "$(dirname "$0")/.."
 mode="--dry-run -Werror"
 test "${1:-}" != --fix || mode=-i
 
-find src include tests tools fuzz bench examples loopback -name '*.h' -o -name '*.cc' -o -name '*.c' |
+find src include tests tools fuzz bench examples loopback \
+  -name '*.h' -o -name '*.cc' -o -name '*.c' |
   xargs clang-format-14 $mode
 
 tools/build.sh sanitize-clang

@@ -1,7 +1,7 @@
 #!/bin/sh
-# demo.sh builds the tool and the libraries, prints the certificates and CRLs of examples/, puts them
-# into a store of the loopback host and searches it, compiles two C programs here as a client would,
-# and shows a certificate that openssl makes of itself.
+# demo.sh builds the tool and the libraries, prints the certificates and CRLs of examples/, puts
+# them into a store of the loopback host and searches it, compiles two C programs here as a client
+# would, and shows a certificate that openssl makes of itself.
 set -eu
 cd "$(dirname "$0")/.."
 out=build/native
@@ -56,5 +56,6 @@ run_example search "-lKwPki -lKWMA32 -lKWPMAPI"
 
 title "kwpki inspect, over a certificate of today: openssl req -x509 -newkey rsa:2048"
 openssl req -x509 -newkey rsa:2048 -nodes -keyout "$work/key.pem" -out "$work/today.pem" \
-  -subj "/C=FI/O=Example Oy/CN=today.example.com" 2>"$work/openssl.log" || cat "$work/openssl.log" >&2
+  -subj "/C=FI/O=Example Oy/CN=today.example.com" 2>"$work/openssl.log" ||
+  cat "$work/openssl.log" >&2
 "$kwpki" inspect "$work/today.pem"

@@ -1,5 +1,5 @@
-# What is shipped is made hard to attack: the targets of a directory that calls harden_here(). Not so
-# where a sanitizer looks for the same faults, with a stack and checked functions of its own.
+# What is shipped is made hard to attack: the targets of a directory that calls harden_here(). Not
+# so where a sanitizer looks for the same faults, with a stack and checked functions of its own.
 option(KWPKI_HARDENED "Build the library and the tool with the compiler's defences" ON)
 if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
   set(KWPKI_HARDENED OFF)

@@ -29,10 +29,12 @@ root=""
 test "$(id -u)" = 0 || root=sudo
 echo "setup.sh: installing$missing"
 dpkg --print-foreign-architectures | grep -qx i386 || $root dpkg --add-architecture i386
-# A source without the other architecture complains, and the rest is brought up to date all the same.
+# A source without the other architecture complains, and the rest is brought up to date all the
+# same.
 $root apt-get update -qq || echo "setup.sh: not every package list could be read" >&2
 install() {
-  $root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" $missing
+  $root env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "$@" $missing
 }
 # Libraries of two architectures install beside each other in one version only: that of the release,
 # or, where later ones are installed already, the latest of both.

@@ -1,8 +1,8 @@
 #!/bin/sh
-# test.sh is the whole proof: every test in the release build, every test again under the sanitizers,
-# the tests with threads under ThreadSanitizer, the tree built without a warning by the second
-# compiler, with which each fuzz target runs for some seconds, and the Windows library with its tests
-# under Wine.
+# test.sh is the whole proof: every test in the release build, every test again under the
+# sanitizers, the tests with threads under ThreadSanitizer, the tree built without a warning by the
+# second compiler, with which each fuzz target runs for some seconds, and the Windows library with
+# its tests under Wine.
 set -eu
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
@@ -14,7 +14,8 @@ tools/build.sh sanitize
 ctest --preset sanitize -j "$jobs" -LE compile_fail
 
 tools/build.sh tsan api_test loopback_test
-# Where addresses are laid out at random over too wide a range, ThreadSanitizer needs a fixed layout.
+# Where addresses are laid out at random over too wide a range, ThreadSanitizer needs a fixed
+# layout.
 fixed=""
 build/tsan/bin/api_test --gtest_list_tests >/dev/null 2>&1 || fixed="setarch -R"
 $fixed ctest --preset tsan -j "$jobs" -R Threads

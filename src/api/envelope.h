@@ -33,8 +33,8 @@ constexpr uint32_t KWPKI_PAYLOAD_MAX = SSH_BUFFER_FRESH_MAX;
 // again from 0; 0x7FFFFFFF is never issued. No two calls get the same one in a round.
 [[nodiscard]] uint32_t request_identifier_take(std::atomic<uint32_t> &counter);
 
-// request_envelope_encode returns a payload of at most KWPKI_PAYLOAD_MAX octets in its envelope, and
-// the length of both. A status of KWPKI_NEW_REQUEST stores a fresh identifier in `identifier`;
+// request_envelope_encode returns a payload of at most KWPKI_PAYLOAD_MAX octets in its envelope,
+// and the length of both. A status of KWPKI_NEW_REQUEST stores a fresh identifier in `identifier`;
 // with any other, `identifier` says which one to use.
 [[nodiscard]] SshBlock request_envelope_encode(uint32_t *length, uint32_t *identifier,
                                                uint32_t type, uint32_t reserved, uint32_t status,

@@ -21,9 +21,9 @@ size_t length_octets(uint32_t length) {
   return count;
 }
 
-// Levels remembers the lists around the walk, outermost first: where each one ends, and whether it is
-// plain (see ssh_ber_check). The first levels lie in the object itself, so that ordinary input takes
-// no heap call.
+// Levels remembers the lists around the walk, outermost first: where each one ends, and whether it
+// is plain (see ssh_ber_check). The first levels lie in the object itself, so that ordinary input
+// takes no heap call.
 class Levels {
  public:
   ~Levels() {

@@ -77,9 +77,9 @@ inline constexpr auto kSshBerOneOctetTag = [] {
          kSshBerOneOctetTag[p[0]];
 }
 
-// ssh_ber_find_long_content finds the content of an element whose tag takes one octet and whose length
-// two or three, as those of most elements do that are not usual; null if the element is no such one
-// or is cut.
+// ssh_ber_find_long_content finds the content of an element whose tag takes one octet and whose
+// length two or three, as those of most elements do that are not usual; null if the element is no
+// such one or is cut.
 [[nodiscard]] inline const uint8_t *ssh_ber_find_long_content(const uint8_t *p, const uint8_t *end,
                                                               uint32_t &length) {
   if (end - p < 4 || !kSshBerOneOctetTag[p[0]] || (p[1] != 0x81 && p[1] != 0x82)) return nullptr;

@@ -109,8 +109,9 @@ struct SshAsn1Input {
 SshAsn1Status ssh_asn1_run_create(SshAsn1Context *context, SshAsn1Node *node, const SshAsn1Op *ops,
                                   uint32_t count, const SshAsn1Input *inputs);
 
-// ssh_asn1_read_node_as is ssh_asn1_read_node in a mode of the caller's choice. The template is held
-// against all of the list: in a mode that tells, elements behind the last that it takes are left over.
+// ssh_asn1_read_node_as is ssh_asn1_read_node in a mode of the caller's choice. The template is
+// held against all of the list: in a mode that tells, elements behind the last that it takes are
+// left over.
 template <SshAsn1Text Text, class... Outputs>
 SshAsn1Status ssh_asn1_read_node_as(SshAsn1Mode mode, SshAsn1Node node, SshAsn1Template<Text>,
                                     Outputs... outputs) {

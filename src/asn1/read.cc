@@ -38,9 +38,9 @@ bool SshAsn1Reader::enter_wrapper(const SshAsn1Op &op, const SshAsn1Place &wrapp
          ssh_asn1_identifier(SSH_BER_UNIVERSAL, kSshAsn1Keywords[op.keyword].tag);
 }
 
-// search looks for a template element from `p` to the end of the list. What stands behind others can
-// be found again from each of them, so its octets are paid for: whoever reads it walks over them
-// without an account.
+// search looks for a template element from `p` to the end of the list. What stands behind others
+// can be found again from each of them, so its octets are paid for: whoever reads it walks over
+// them without an account.
 SshAsn1Reader::Search SshAsn1Reader::search(const SshAsn1Op &op, const uint8_t *p,
                                             const uint8_t *end, SshAsn1Work *work) {
   Search search = {};

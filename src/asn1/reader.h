@@ -1,5 +1,5 @@
-// The steps of reading: how an element of a template is looked for in a list, matched and decoded, and
-// what becomes of elements that no part of the template takes (SshAsn1Mode).
+// The steps of reading: how an element of a template is looked for in a list, matched and decoded,
+// and what becomes of elements that no part of the template takes (SshAsn1Mode).
 // They are written once and run in two ways: read.cc walks over the program of a template that
 // comes at run time, and SshAsn1CompiledRead, below, is the same walk unrolled by the compiler, in
 // which every question about the template is answered beforehand. Recursion goes over the
@@ -18,11 +18,12 @@ enum class SshAsn1Mode : uint8_t {
   // They are passed over, also where they carry a tag that the template names; a primitive type in
   // constructed form is passed over too, and its outputs stay as they are.
   kSearch,
-  // An element of a structure that carries the tag of a field is read or an error; so is a primitive
-  // type in constructed form, and a second element under an explicit tag. Others are passed over.
+  // An element of a structure that carries the tag of a field is read or an error; so is a
+  // primitive type in constructed form, and a second element under an explicit tag. Others are
+  // passed over.
   kKnown,
-  // Every element is read where it stands or an error; but fields that all have tags of their own may
-  // change places. An "any" that is all of a list stands for the whole list.
+  // Every element is read where it stands or an error; but fields that all have tags of their own
+  // may change places. An "any" that is all of a list stands for the whole list.
   kWhole
 };
 
@@ -55,7 +56,8 @@ struct SshAsn1Cursor {
   uint64_t passed = 0;  // a mark for each element before `at`: without its mark, one is not there
 };
 
-// ssh_asn1_gives_block is true for elements that are decoded into a block or text of the caller's own.
+// ssh_asn1_gives_block is true for elements that are decoded into a block or text of the caller's
+// own.
 constexpr bool ssh_asn1_gives_block(const SshAsn1Op &op) {
   return op.owned && op.type != SSH_ASN1_INTEGER;
 }
@@ -68,8 +70,8 @@ struct SshAsn1Chosen {
   bool found = false;
 };
 
-// SshAsn1Reader is the steps. In a compiled read they are all inlined, and what is too rare for that
-// is static and takes no reader: so a reader needs no memory, nor do the places and cursors.
+// SshAsn1Reader is the steps. In a compiled read they are all inlined, and what is too rare for
+// that is static and takes no reader: so a reader needs no memory, nor do the places and cursors.
 class SshAsn1Reader {
  public:
   SshAsn1Reader(void *const *outputs, SshAsn1Work *work, SshAsn1Mode mode)

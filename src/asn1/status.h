@@ -23,7 +23,7 @@ enum [[nodiscard]] SshAsn1Status : uint32_t {
   SSH_ASN1_BER_STEP_FAILED = 15,
   SSH_ASN1_BER_CLOSE_FAILED = 16,
   SSH_ASN1_DECODE_FAILED = 17,  // a primitive's content, on read
-  SSH_ASN1_ENCODE_FAILED = 18,  // a primitive's content, on create; shares the text of 17 on purpose
+  SSH_ASN1_ENCODE_FAILED = 18,  // a primitive's content, on create; the text is 17's on purpose
   SSH_ASN1_BUFFER_OVERFLOW = 19,
   SSH_ASN1_BUFFER_TOO_SMALL = 20,
   SSH_ASN1_MATCH_NOT_FOUND = 21,

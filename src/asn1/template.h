@@ -66,8 +66,8 @@ constexpr SshAsn1Binding kSshAsn1Bindings[] = {
 static_assert(std::size(kSshAsn1Bindings) == SSH_ASN1_OPTIONAL + 1);
 
 // ssh_asn1_identifier packs class and tag number into one word: as in an identifier octet if the
-// number fits into one, else with kSshAsn1LongTag. Tag numbers of the input have at most 28 bits, so
-// a template's number above that is given one which no input has.
+// number fits into one, else with kSshAsn1LongTag. Tag numbers of the input have at most 28 bits,
+// so a template's number above that is given one which no input has.
 constexpr uint32_t kSshAsn1LongTag = 1 << 29;
 constexpr uint32_t kSshAsn1TagMask = kSshAsn1LongTag - 1;
 constexpr uint32_t ssh_asn1_identifier(uint8_t cls, uint32_t tag) {

@@ -1,5 +1,6 @@
 // Search keys: typed octets in a list that reads newest first. Entries of the certificate database
-// carry them, and searches ask for them. A key and its octets are one block, wiped when it is freed.
+// carry them, and searches ask for them. A key and its octets are one block, wiped when it is
+// freed.
 // What the types mean and how octets become keys is told in search.h.
 #pragma once
 

@@ -1,6 +1,6 @@
-// Searches: the keys that an application asks for, brought into the form in which they are compared,
-// and the constraints that go with them. A further kind of key is a type here and a function that
-// makes its octets.
+// Searches: the keys that an application asks for, brought into the form in which they are
+// compared, and the constraints that go with them. A further kind of key is a type here and a
+// function that makes its octets.
 #pragma once
 
 #include <cstdint>

@@ -8,8 +8,8 @@
 
 namespace {
 
-// The longest prime taken, that of the largest group in use (RFC 3526 7). The exponent may be as long,
-// so that the time grows faster than with other keys.
+// The longest prime taken, that of the largest group in use (RFC 3526 7). The exponent may be as
+// long, so that the time grows faster than with other keys.
 constexpr size_t kPrimeBitsMax = 8192;
 
 // strictly_inside is true for 1 < value < p - 1: neither of the two values whose powers are a

@@ -12,8 +12,8 @@ bool in_range(const SshMpInt &value, const SshMpInt &below) {
   return !value.negative() && !value.is_zero() && value.compare(below) < 0;
 }
 
-// begin takes p and looks at the numbers: p odd and of a sensible size, q as well, above 1 and below
-// p, and 1 < g, y < p. Whether p and q are primes is for whoever vouches for the key.
+// begin takes p and looks at the numbers: p odd and of a sensible size, q as well, above 1 and
+// below p, and 1 < g, y < p. Whether p and q are primes is for whoever vouches for the key.
 SshKeyStatus begin(const SshMpInt *values, SshMontgomery &modulus) {
   const SshMpInt &p = values[SSH_DL_P], &q = values[SSH_DL_Q];
   const SshMpInt one(1);

@@ -22,7 +22,8 @@ enum SshDlPlace : uint32_t { SSH_DL_P, SSH_DL_G, SSH_DL_Q, SSH_DL_Y, SSH_DL_VALU
 constexpr size_t SSH_KEY_VALUES_MAX = 4;
 
 // ssh_key_exponent_is_sensible bounds the time of a power: beside a modulus of up to 3072 bits an
-// exponent of a key may be as long as that, beside a longer one only as long as such keys have them.
+// exponent of a key may be as long as that, beside a longer one only as long as such keys have
+// them.
 // Otherwise a key of others' making would keep a process busy for seconds.
 constexpr bool ssh_key_exponent_is_sensible(size_t exponent_bits, size_t modulus_bits,
                                             size_t usual_bits) {

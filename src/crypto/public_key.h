@@ -112,9 +112,9 @@ SshKeyStatus ssh_public_key_encrypt(const SshPublicKey *key, Bytes data, SshNois
 // ssh_public_key_dh_agree computes what the owner of the peer's key and whoever knows
 // `secret_exponent` (big-endian, at most as long as p) have in common, into a new block as long as
 // p, leading zeros kept. The exponent's length is not secret, its value is. An exponent that is too
-// long, or gives what anybody could guess (0 does), is SSH_KEY_REFUSED. The group is the caller's to
-// trust: whether p and q are primes, and large enough, is not looked at. One's own public value is
-// the agreement with a key of the same group whose y is g.
+// long, or gives what anybody could guess (0 does), is SSH_KEY_REFUSED. The group is the caller's
+// to trust: whether p and q are primes, and large enough, is not looked at. One's own public value
+// is the agreement with a key of the same group whose y is g.
 SshKeyStatus ssh_public_key_dh_agree(const SshPublicKey *key, Bytes secret_exponent, SshBlock *out,
                                      size_t *length);
 

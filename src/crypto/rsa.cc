@@ -58,8 +58,8 @@ bool fill_nonzero(SshNoise &noise, uint8_t *out, size_t length) {
 }  // namespace
 
 // RFC 8017 8.2.2: the block that a signature over these octets must give is built whole and
-// compared whole. Nothing of what the signature gives is parsed, so that there is nothing in it that
-// could be overlooked. DigestInfo has parameters NULL, the one form that is written; the form
+// compared whole. Nothing of what the signature gives is parsed, so that there is nothing in it
+// that could be overlooked. DigestInfo has parameters NULL, the one form that is written; the form
 // without parameters, which RFC 8017 lets one accept, is refused, as other libraries refuse it.
 SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const char *hash, Bytes digest,
                             Bytes signature) {
@@ -87,8 +87,9 @@ SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const char *hash, Bytes dige
                                                                      : SSH_KEY_BAD_SIGNATURE;
 }
 
-// RFC 8017 7.2.1. The block is brought into Montgomery form by a division whose time tells something
-// of it, most of which is padding: who times many encryptions of one text may learn of its length.
+// RFC 8017 7.2.1. The block is brought into Montgomery form by a division whose time tells
+// something of it, most of which is padding: who times many encryptions of one text may learn of
+// its length.
 SshKeyStatus ssh_rsa_encrypt(const SshMpInt *values, Bytes data, SshNoise *noise, SshBlock *out,
                              size_t *length) {
   SshMontgomery modulus;

@@ -43,8 +43,8 @@ struct SshBuffer {
 // null) and returns it. The address holds until the next append. Growing too large is fatal.
 uint8_t *ssh_buffer_append_space(SshBuffer &buffer, uint8_t **out, size_t n);
 
-// ssh_buffer_reserve makes sure that the next `n` octets are appended without growing. A buffer that
-// holds nothing yet takes up to SSH_BUFFER_FRESH_MAX octets; growing too large is fatal.
+// ssh_buffer_reserve makes sure that the next `n` octets are appended without growing. A buffer
+// that holds nothing yet takes up to SSH_BUFFER_FRESH_MAX octets; growing too large is fatal.
 void ssh_buffer_reserve(SshBuffer &buffer, size_t n);
 
 // ssh_buffer_append appends a copy of `data`, which must not lie in the buffer itself.

@@ -1,5 +1,5 @@
-// What the parameters of algorithms hold, and the numbers of keys that have no key object: none of it
-// decides whether a certificate is read, so it is read when somebody asks. An algorithm with
+// What the parameters of algorithms hold, and the numbers of keys that have no key object: none of
+// it decides whether a certificate is read, so it is read when somebody asks. An algorithm with
 // parameters of its own is a function here.
 #pragma once
 
@@ -25,11 +25,12 @@ struct SshX509PssParameters {
   SshMpInt trailer_field{1};
 };
 
-// ssh_x509_pss_parameters_read reads RSASSA-PSS-params; false if they are none.        RFC 4055, 3.1
+// ssh_x509_pss_parameters_read reads RSASSA-PSS-params; false if they are none.        RFC 4055,
+// 3.1
 [[nodiscard]] bool ssh_x509_pss_parameters_read(Bytes parameters, SshX509PssParameters *pss);
 
-// SshX509Curve is what an EC key's parameters say of its curve: that it is the issuer's, its name, or the
-// bits of the field that it is over.
+// SshX509Curve is what an EC key's parameters say of its curve: that it is the issuer's, its name,
+// or the bits of the field that it is over.
 struct SshX509Curve {
   bool implied = false;
   SshOid name;
@@ -39,6 +40,6 @@ struct SshX509Curve {
 // ssh_x509_curve_read reads ECParameters, or none; false if they are of no form.
 [[nodiscard]] bool ssh_x509_curve_read(Bytes parameters, SshX509Curve *curve);
 
-// ssh_x509_dh_numbers_read fills p, g, q and y of `numbers` with the INTEGERs of a Diffie-Hellman key, as
-// far as the key has them: the parameters of PKCS #3 have no q.
+// ssh_x509_dh_numbers_read fills p, g, q and y of `numbers` with the INTEGERs of a Diffie-Hellman
+// key, as far as the key has them: the parameters of PKCS #3 have no q.
 void ssh_x509_dh_numbers_read(const SshX509Key &key, SshX509Key *numbers);

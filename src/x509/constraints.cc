@@ -56,8 +56,8 @@ bool decode_subtrees(SshAsn1Node given, SshX509Subtree **list, SshX509Decoder &d
   return true;
 }
 
-// holds refuses elements besides those that are read: a constraint must not be dropped silently. The
-// list of subtrees is one of them, which is found behind the permitted ones.
+// holds refuses elements besides those that are read: a constraint must not be dropped silently.
+// The list of subtrees is one of them, which is found behind the permitted ones.
 bool holds(SshAsn1Node list, int elements) {
   for (; list; list = ssh_asn1_node_next(list)) --elements;
   return elements == 0;
@@ -126,8 +126,8 @@ bool decode_standard_policy_constraint(SshAsn1Node node, SshX509PolicyConstraint
                       has_inhibit, inhibit, constraint.inhibit_policy_mapping);
 }
 
-// Behind the standard's form comes the list of such that classic reads: nothing can be both, and what
-// was issued for classic clients stays readable.
+// Behind the standard's form comes the list of such that classic reads: nothing can be both, and
+// what was issued for classic clients stays readable.
 bool decode_standard_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
                                         SshX509Decoder &decoder) {
   SshX509Tail constraints(&cert.policy_constraints);

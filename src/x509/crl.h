@@ -70,8 +70,8 @@ using SshX509CrlOwner = Owner<SshX509Crl, ssh_x509_crl_free>;
 // (never 0), or 0 on failure. Octets after the CRL are tolerated.
 [[nodiscard]] size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl);
 
-// ssh_x509_looks_like_crl guesses what an input that neither decoder takes was meant to be: true if it
-// begins like a CRL, up to the date of its issue, and not like a certificate.
+// ssh_x509_looks_like_crl guesses what an input that neither decoder takes was meant to be: true if
+// it begins like a CRL, up to the date of its issue, and not like a certificate.
 [[nodiscard]] bool ssh_x509_looks_like_crl(Bytes der);
 
 // SshX509RevokedCursor walks over the entries of a decoded CRL, which must outlive it.

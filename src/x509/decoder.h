@@ -53,8 +53,8 @@ struct SshX509Decoder {
                    outputs...);
   }
 
-  // read_whole reads an element of which under both profiles nothing may be left over: an item of a list
-  // whose items can take something away, or all of a constraint.
+  // read_whole reads an element of which under both profiles nothing may be left over: an item of a
+  // list whose items can take something away, or all of a constraint.
   template <SshAsn1Text Text, class... Outputs>
   [[nodiscard]] bool read_whole(SshAsn1Node node, SshAsn1Template<Text> text,
                                 Outputs... outputs) const {
@@ -95,13 +95,13 @@ struct SshX509Decoder {
   return ssh_x509_record_most(input) - 2 * input - kCheck;
 }
 
-// ssh_x509_decode_root parses an input; octets after the first good element are tolerated. `root` is
-// the list of its elements, and `sequence` the one of them that is read: the first SEQUENCE.
+// ssh_x509_decode_root parses an input; octets after the first good element are tolerated. `root`
+// is the list of its elements, and `sequence` the one of them that is read: the first SEQUENCE.
 [[nodiscard]] bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshAsn1Node &sequence,
                                         SshX509Decoder &decoder);
 
-// ssh_x509_sequence_in gives the SEQUENCE that a template finds in a list, or the list's first element
-// where it finds none.
+// ssh_x509_sequence_in gives the SEQUENCE that a template finds in a list, or the list's first
+// element where it finds none.
 [[nodiscard]] inline SshAsn1Node ssh_x509_sequence_in(SshAsn1Node list) {
   if (ssh_x509_is_sequence(list)) return list;
   const SshAsn1Node found = ssh_asn1_node_find(list, 0x30);

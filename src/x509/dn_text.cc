@@ -94,8 +94,9 @@ bool print_value(Printer &printer, const SshStr *value) {
   return octets != nullptr;
 }
 
-// shows_letters is true for a value whose octets are its letters: in the sets of one octet a letter,
-// and in the standard's UTF-8 for ASCII. A string of more letters than fit into a block has no text.
+// shows_letters is true for a value whose octets are its letters: in the sets of one octet a
+// letter, and in the standard's UTF-8 for ASCII. A string of more letters than fit into a block has
+// no text.
 bool shows_letters(const SshDNPairView &pair) {
   if (pair.charset <= SSH_CHARSET_T61) return true;
   if (pair.charset != SSH_CHARSET_UTF8 || !ssh_x509_rules().standard_utf8) return false;

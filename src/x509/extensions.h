@@ -118,8 +118,8 @@ struct SshX509Text {
 };
 [[nodiscard]] SshStr *ssh_x509_text_make(const SshX509Text &text);
 
-// ssh_x509_text_read reads octets that are one string of any type; false if they are not. Letters of
-// NumericString are PRINTABLE ones, those of GeneralString count as IA5.
+// ssh_x509_text_read reads octets that are one string of any type; false if they are not. Letters
+// of NumericString are PRINTABLE ones, those of GeneralString count as IA5.
 [[nodiscard]] bool ssh_x509_text_read(Bytes octets, SshX509Text *text);
 
 struct SshX509PolicyQualifier {
@@ -259,7 +259,8 @@ class SshX509ExtensionCursor {
   SshX509ExtensionView extension_;
 };
 
-// SshX509ItemCursor walks over the items of a SshX509Extra, each of which begins with an identifier:
+// SshX509ItemCursor walks over the items of a SshX509Extra, each of which begins with an
+// identifier:
 //   Item ::= SEQUENCE { type OBJECT IDENTIFIER, value ANY OPTIONAL }
 // Decoding does not look into them: `failed` tells of one that is of another form.
 class SshX509ItemCursor {

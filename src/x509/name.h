@@ -55,8 +55,9 @@ void ssh_x509_name_reset(SshX509Name *list);
 // none.
 [[nodiscard]] char *ssh_x509_name_text(const SshX509Name *name);
 
-// ssh_x509_name_other takes an entry of type 10 apart: the type of the name, and the whole element that
-// is its value. False for other entries, and if it is no OtherName: decoding does not look into it.
+// ssh_x509_name_other takes an entry of type 10 apart: the type of the name, and the whole element
+// that is its value. False for other entries, and if it is no OtherName: decoding does not look
+// into it.
 [[nodiscard]] bool ssh_x509_name_other(const SshX509Name &name, SshOid *type, Bytes *value);
 
 // ssh_x509_name_decode_dn checks a Name and adds one entry for it to `list`; an empty name adds

@@ -65,8 +65,9 @@ struct SshOidRow {
 // ssh_oid_find_encoded finds the same row from an identifier's octets, without making text.
 [[nodiscard]] const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind);
 
-// ssh_oid_find_of_any_kind finds the first row of any kind and of either profile whose dotted text equals
-// `oid`, or null. It is for names that people are shown; what is read is decided by the others.
+// ssh_oid_find_of_any_kind finds the first row of any kind and of either profile whose dotted text
+// equals `oid`, or null. It is for names that people are shown; what is read is decided by the
+// others.
 [[nodiscard]] const SshOidRow *ssh_oid_find_of_any_kind(const char *oid);
 
 // ssh_oid_find_by_std_name finds the first row whose whole name equals `name`, ignoring ASCII case,

@@ -7,8 +7,9 @@ namespace {
 //      fullName                [0] GeneralNames,
 //      nameRelativeToCRLIssuer [1] RelativeDistinguishedName }
 // `find_issuer` gives the entry whose distinguished name a relative name extends; null refuses a
-// relative name. The SET of a relative name stands under [1]; its pairs alone do so where the profile
-// says that the tag is implicit, as the standard does. They are why [1] may hold several elements.
+// relative name. The SET of a relative name stands under [1]; its pairs alone do so where the
+// profile says that the tag is implicit, as the standard does. They are why [1] may hold several
+// elements.
 bool decode_point_name(SshAsn1Node node, SshX509PointName &name, auto find_issuer,
                        SshX509Decoder &decoder) {
   int which = -1;

@@ -4,8 +4,8 @@
 
 namespace {
 
-// The longest q that r and s are made as long as. Longer ones are no key of anybody's, and what they
-// would need goes beyond what one request for memory may ask for.
+// The longest q that r and s are made as long as. Longer ones are no key of anybody's, and what
+// they would need goes beyond what one request for memory may ask for.
 constexpr size_t kOrderMax = SSH_X509_INPUT_MAX / 2;
 
 // Dss-Sig-Value ::= SEQUENCE { r INTEGER, s INTEGER }                              RFC 3279, 2.2.2

@@ -65,10 +65,10 @@ DsaPair read_der(Bytes signature) {
   return good ? std::move(pair) : DsaPair{SshMpInt(-1), SshMpInt(-1)};
 }
 
-// verify_record looks at the scheme before the key, since keys of schemes that are not computed have
-// no key object. It takes the signature as it stands, not what decoding made of it, which passes over
-// some things: what is signed has one form, or anybody could make others of it. So a BIT STRING that
-// ends inside an octet leaves no signature.
+// verify_record looks at the scheme before the key, since keys of schemes that are not computed
+// have no key object. It takes the signature as it stands, not what decoding made of it, which
+// passes over some things: what is signed has one form, or anybody could make others of it. So a
+// BIT STRING that ends inside an octet leaves no signature.
 template <class Record>
 SshX509Verdict verify_record(const Record &record, const SshPublicKey *key) {
   if (record.version == 0) return SSH_X509_INVALID;

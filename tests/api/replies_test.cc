@@ -382,9 +382,9 @@ TEST_F(ApiRepliesTest, NothingIsLeftBehindInFreedMemory) {
 
 }  // namespace
 
-// The linker leads the library's calls of ssh_xmalloc and the others here (tests/CMakeLists.txt, which
-// knows their names). Blocks start as zeros, so that nothing is found in them that others had left
-// there.
+// The linker leads the library's calls of ssh_xmalloc and the others here (tests/CMakeLists.txt,
+// which knows their names). Blocks start as zeros, so that nothing is found in them that others had
+// left there.
 #define JOIN(prefix, name) prefix##name
 #define REAL(name) JOIN(__real_, name)
 #define WRAPPED(name) JOIN(__wrap_, name)

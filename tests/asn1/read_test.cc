@@ -254,8 +254,8 @@ TEST(Read, Choice) {
   expect("(choice (null ())(choice (boolean ())(integer ())))", "020105 = 0 1 1 ? 5");
 }
 
-// What a template does not read where it stands is passed over, refused where it carries a tag of the
-// template's, or refused whatever it is.
+// What a template does not read where it stands is passed over, refused where it carries a tag of
+// the template's, or refused whatever it is.
 TEST(Read, Modes) {
   constexpr std::string_view kPair = "(sequence ()(optional(boolean ()))(optional(integer ())))";
   constexpr std::string_view kTagged = "(sequence ()(optional(any (e 0)))(optional(integer (1))))";

@@ -1,5 +1,5 @@
-/* client MODE FOLDER SOURCE is a host in plain C: it loads the library of FOLDER at run time, as hosts
- * do, and finds every export of SOURCE/src/api/exports.txt by its name. The modes:
+/* client MODE FOLDER SOURCE is a host in plain C: it loads the library of FOLDER at run time, as
+ * hosts do, and finds every export of SOURCE/src/api/exports.txt by its name. The modes:
  *   alone    standard input is read; there is no host library: requests are not posted, everything
  *            else works; then the doubles of FOLDER/host are loaded and requests are posted
  *   hosted   the doubles are where the system looks for libraries, and nothing foreign is loaded
@@ -80,7 +80,7 @@ static void *load(const char *folder) {
   return library;
 }
 
-/* ---- Replies ---------------------------------------------------------------------------------- */
+/* --- Replies ---------------------------------------------------------------------------------- */
 
 typedef struct Message {
   uint32_t length;
@@ -108,7 +108,7 @@ static KwPkiStatus process(uint32_t id, uint32_t type, const Message *payload) {
   return STATUS(KwPkiProcessAsyncResponce, P(reply.data), reply.length);
 }
 
-/* ---- Callbacks -------------------------------------------------------------------------------- */
+/* --- Callbacks -------------------------------------------------------------------------------- */
 
 typedef struct Seen {
   int calls;
@@ -144,7 +144,7 @@ static void KWPKI_CALL on_data(void *context, uint32_t status, uint8_t *data, ui
   OK(KwPkiStringFree, P(data));
 }
 
-/* ---- What a client does ----------------------------------------------------------------------- */
+/* --- What a client does ----------------------------------------------------------------------- */
 
 /* expect_posted looks at the status of a request and at what the host got of it. */
 static uint32_t expect_posted(KwPkiStatus status, uint32_t type) {

@@ -26,7 +26,8 @@ class CertList : public sample::Balanced {
   void append(std::initializer_list<int> numbers) {
     for (const int i : numbers) ssh_cm_cert_list_append(*list_, *entries_[i]);
   }
-  // walk takes steps (< first, > last, + next, - prev, . current) and gives the statuses, 0 for null.
+  // walk takes steps (< first, > last, + next, - prev, . current) and gives the statuses, 0 for
+  // null.
   static std::string walk(SshCMCertList *list, const char *steps) {
     std::string seen;
     for (; *steps; ++steps) {

@@ -1,5 +1,5 @@
-// Octets and numbers to calculate with: from hexadecimal text, and at random, also of the words that
-// make carries, borrows and wrong estimates.
+// Octets and numbers to calculate with: from hexadecimal text, and at random, also of the words
+// that make carries, borrows and wrong estimates.
 #pragma once
 
 #include <random>

@@ -148,8 +148,8 @@ TEST(RsaScheme, ForgedBlocks) {
   }
 }
 
-// With e = 3 and 8 octets FF, free octets behind the digest let anybody choose a signature as a cube
-// root, without a key.
+// With e = 3 and 8 octets FF, free octets behind the digest let anybody choose a signature as a
+// cube root, without a key.
 TEST(RsaScheme, CubeRootForgery) {
   constexpr size_t kLong = 256;
   const Octets lowest = short_run(8, sha1_info(), 0, kLong);

@@ -1,6 +1,7 @@
 #!/bin/sh
-# dll.sh OBJDUMP DLL IMPORT-LIBRARY EXPORTS.TXT VERSION TOOL ARCHIVE...: what a built DLL shows, what it needs, and that
-# it and the tool are as hard to attack as the system allows; the archives are what they are made of.
+# dll.sh OBJDUMP DLL IMPORT-LIBRARY EXPORTS.TXT VERSION TOOL ARCHIVE...: what a built DLL shows,
+# what it needs, and that it and the tool are as hard to attack as the system allows; the archives
+# are what they are made of.
 objdump=$1 dll=$2 imports=$3 exports=$4 version=$5 tool=$6
 shift 6
 bad=0
@@ -10,7 +11,8 @@ head=$("$objdump" -p "$dll")
 # same WHAT WANTED FOUND
 same() { test "$2" = "$3" || complain "$1: wanted $2; found $3"; }
 wanted=$(sort "$exports")
-same exports "$wanted" "$(echo "$head" | sed -n '/Name Pointer\] Table/,/^$/s/.*\] //p' | grep -v Table | sort)"
+same exports "$wanted" \
+  "$(echo "$head" | sed -n '/Name Pointer\] Table/,/^$/s/.*\] //p' | grep -v Table | sort)"
 same libraries "KERNEL32.dll
 msvcrt.dll" "$(echo "$head" | sed -n 's/.*DLL Name: //p' | sort)"
 same "import library" "$wanted" \

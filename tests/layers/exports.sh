@@ -3,7 +3,8 @@
 # what exports.txt promises and what the header declares; and it holds the library to its SONAME.
 wanted=$(sort "$2")
 visible=$(nm -D --defined-only "$1" | awk '{ print $NF }' | sort)
-declared=$(sed 's|//.*||' "$3" | grep -o 'KWPKI_CALL  *KwPki[A-Za-z0-9]*(' | grep -o 'KwPki[A-Za-z0-9]*' | sort)
+declared=$(sed 's|//.*||' "$3" | grep -o 'KWPKI_CALL  *KwPki[A-Za-z0-9]*(' |
+  grep -o 'KwPki[A-Za-z0-9]*' | sort)
 bad=0
 differ() {  # differ WHAT LIST
   test "$wanted" = "$2" && return

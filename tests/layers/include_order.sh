@@ -31,7 +31,8 @@ find . -name '*.h' -o -name '*.cc' | sed 's|^\./||' | sort | xargs awk -v layers
   /^[ \t]*#[ \t]*include[ \t]*</ {
     split($0, part, "[<>]")
     if (part[2] in allocates) offend("<" part[2] "> allocates; memory comes from util")
-    else if (part[2] ~ "/" && part[2] !~ "^(sys|netinet|arpa)/") offend("<" part[2] "> is another library")
+    else if (part[2] ~ "/" && part[2] !~ "^(sys|netinet|arpa)/")
+      offend("<" part[2] "> is another library")
   }
   END {
     if (!files) { print "no source files"; bad = 1 }

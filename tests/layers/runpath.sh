@@ -1,7 +1,7 @@
 #!/bin/sh
-# runpath.sh FOLDER... holds where the programs and libraries built there look for others: folders of
-# RUNPATH are absolute or lie at $ORIGIN, and names have no folder. An empty element, as in "/lib:",
-# is the current folder.
+# runpath.sh FOLDER... holds where the programs and libraries built there look for others: folders
+# of RUNPATH are absolute or lie at $ORIGIN, and names have no folder. An empty element, as in
+# "/lib:", is the current folder.
 bad=0 seen=0
 for file in $(find "$@" -type f); do
   dynamic=$(readelf -dW "$file" 2>/dev/null) || continue

@@ -1,4 +1,5 @@
-// The host as the library meets it: the six functions and the pump, stores in files, several at once.
+// The host as the library meets it: the six functions and the pump, stores in files, several at
+// once.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/wait.h>

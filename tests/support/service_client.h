@@ -1,5 +1,6 @@
 // A client of the certificate service for tests: requests written and replies read with the typed
-// encoding alone, and the example certificates. It shares nothing with the service but that encoding.
+// encoding alone, and the example certificates. It shares nothing with the service but that
+// encoding.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// What the tool adds to the records that it shows, against OpenSSL: fingerprints. The corpus tests hold
-// the records, fuzz/inspect_fuzz.cc holds what is shown against them.
+// What the tool adds to the records that it shows, against OpenSSL: fingerprints. The corpus tests
+// hold the records, fuzz/inspect_fuzz.cc holds what is shown against them.
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 

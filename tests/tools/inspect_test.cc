@@ -182,8 +182,8 @@ TEST(Inspect, ShowsTheStepThatRefused) {
   EXPECT_THAT(run({"inspect"}, list).out, HasSubstr("refused as a CRL"));
 }
 
-// What is shown comes from one reading, the library's: what that passes over changes nothing else, and
-// what stands around the one element is said.
+// What is shown comes from one reading, the library's: what that passes over changes nothing else,
+// and what stands around the one element is said.
 TEST(Inspect, ShowsWhatWasRead) {
   const std::string extensions =
       extension("551d13", true, bin("30030101ff")) + extension("551d0f", false, bin("03020780"));

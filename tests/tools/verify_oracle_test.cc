@@ -1,5 +1,5 @@
-// `kwpki verify` over certificates and CRLs that OpenSSL makes, and over those that were found in the world, as OpenSSL
-// verifies them.
+// `kwpki verify` over certificates and CRLs that OpenSSL makes, and over those that were found in
+// the world, as OpenSSL verifies them.
 #include <gmock/gmock.h>
 #include <openssl/dsa.h>
 #include <openssl/evp.h>

@@ -247,8 +247,8 @@ void expect_refusals(const std::vector<Shape> &shapes) {
   }
 }
 
-// Where reads are repeated without account, such shapes cost the square of their size or worse: what
-// refuses them changes, or they take so long, minutes to days, that the test is ended.
+// Where reads are repeated without account, such shapes cost the square of their size or worse:
+// what refuses them changes, or they take so long, minutes to days, that the test is ended.
 TEST_F(BadInputTest, HostileShapesAreReadOrRefusedInLinearTime) {
   expect_refusals<Cert>(hostile_certs());
   expect_refusals<Crl>(hostile_crls());

@@ -56,7 +56,8 @@ std::string key_id(const std::optional<SshX509KeyId> &id) {
 
 const Der kDns = text(0x82, "d.example"), kDirectory = wrap(4, common_name("C"));
 
-// decipherOnly is the ninth bit. An octet counts whole once its first bit does, the fifth one never.
+// decipherOnly is the ninth bit. An octet counts whole once its first bit does, the fifth one
+// never.
 TEST_F(ExtensionsTest, KeyUsage) {
   const Show mask = [](const SshX509Cert &cert) { return std::to_string(cert.key_usage); };
   run("2.5.29.15", mask,

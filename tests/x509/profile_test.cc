@@ -278,8 +278,8 @@ std::string letters(SshX509Profile profile, const Der &octets) {
   return text;
 }
 
-// Classic alone reads overlong forms, surrogates, what lies beyond the last letter or has five octets,
-// and marks that come first or are missing.
+// Classic alone reads overlong forms, surrogates, what lies beyond the last letter or has five
+// octets, and marks that come first or are missing.
 TEST_F(Profiles, Utf8) {
   const std::map<std::string, std::string> same = {
       {"c280", "80"},        {"dfbf", "7ff"},        {"e0a080", "800"}, {"efbfbf", "ffff"},

@@ -1,5 +1,5 @@
-// Signatures of certificates and CRLs: made and judged by OpenSSL, under every algorithm that either
-// profile knows, and changed in every part.
+// Signatures of certificates and CRLs: made and judged by OpenSSL, under every algorithm that
+// either profile knows, and changed in every part.
 #include "x509/verify.h"
 
 #include <gtest/gtest.h>

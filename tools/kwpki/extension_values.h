@@ -1,17 +1,17 @@
-// Extensions that the library keeps as they stand, described from what the record holds of them. One more
-// is a function here and a row of kExtraRows in extensions.cc.
+// Extensions that the library keeps as they stand, described from what the record holds of them.
+// One more is a function here and a row of kExtraRows in extensions.cc.
 #pragma once
 
 #include "kwpki/values.h"
 
 namespace kwpki {
 
-// timestamps_json takes a SignedCertificateTimestampList apart, which is no ASN.1: RFC 6962, 3.3. Null if
-// any octet of it is of another form.
+// timestamps_json takes a SignedCertificateTimestampList apart, which is no ASN.1: RFC 6962, 3.3.
+// Null if any octet of it is of another form.
 Json timestamps_json(Bytes octets);
 
-// items_json lists items by their identifiers, as members with this name, and the "value" of each; null
-// if one is of another form.
+// items_json lists items by their identifiers, as members with this name, and the "value" of each;
+// null if one is of another form.
 Json items_json(Bytes items, const char *name);
 
 Json netscape_type_json(const SshX509Extra &extra);

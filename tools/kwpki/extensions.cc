@@ -233,8 +233,8 @@ constexpr ExtensionRow<SshX509RevokedEntry> kEntryRows[] = {
      [](const SshX509RevokedEntry &entry) { return names_json(entry.certificate_issuer); }},
 };
 
-// ExtraRow gives a kind of extension that the library keeps as it stands a description. Those without a
-// row are a text or octets.
+// ExtraRow gives a kind of extension that the library keeps as it stands a description. Those
+// without a row are a text or octets.
 struct ExtraRow {
   SshX509ExtensionKind kind;
   Json (*contents)(const SshX509Extra &extra);

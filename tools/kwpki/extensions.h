@@ -12,8 +12,8 @@ namespace kwpki {
 // extensions_json lists the extensions of a record:
 //   {"oid", "name", "description", "critical", "contents" (what the record holds), "der" (the
 //   value's octets)}.
-// "contents" is missing for identifiers that the library does not decode there; if such a value is one
-// string, "text" has it.
+// "contents" is missing for identifiers that the library does not decode there; if such a value is
+// one string, "text" has it.
 Json extensions_json(const SshX509Cert &cert);
 Json extensions_json(const SshX509Crl &crl);
 Json extensions_json(const SshX509RevokedEntry &entry);

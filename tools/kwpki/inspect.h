@@ -1,6 +1,6 @@
 // `kwpki inspect`: shows certificates and CRLs, and what the library refuses as a tree of elements.
-// Options are parsed in inspect_command.cc; input.h finds what to read, describe.h and tree.h say what
-// to show.
+// Options are parsed in inspect_command.cc; input.h finds what to read, describe.h and tree.h say
+// what to show.
 #pragma once
 
 #include <cstdint>

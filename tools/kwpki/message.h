@@ -1,5 +1,5 @@
-// `kwpki message`: decode shows a message between the library and the service, encode makes one from
-// JSON. The formats are told by message_schema.h.
+// `kwpki message`: decode shows a message between the library and the service, encode makes one
+// from JSON. The formats are told by message_schema.h.
 #pragma once
 
 #include <optional>

@@ -206,8 +206,8 @@ bool Decoder::read_data(const Place &place) {
   return true;
 }
 
-// A count that the octets left cannot fill is told here, before anything is made of it; reading goes
-// on with as much as there is.
+// A count that the octets left cannot fill is told here, before anything is made of it; reading
+// goes on with as much as there is.
 bool Decoder::read_count(const Place &place) {
   if (!has(4)) return false;
   count_ = ssh_load_be32(message_.data() + at_);

@@ -19,8 +19,8 @@ constexpr size_t kDepthMax = 12;
 constexpr size_t kMembersMax = 64, kValuesMax = 4000000;
 constexpr size_t kShownMax = 200;
 
-// Guard refuses JSON that would take more time or memory than a message can. It goes through the text
-// before anything is made of it.
+// Guard refuses JSON that would take more time or memory than a message can. It goes through the
+// text before anything is made of it.
 class Guard : public nlohmann::json_sax<Json> {
  public:
   bool null() override { return one_value(); }

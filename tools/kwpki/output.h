@@ -48,7 +48,8 @@ class Output {
   Clock::time_point next_;
 };
 
-// fault_of calls `action` and gives "", or what it threw in words. OutputClosed passes: it ends everything.
+// fault_of calls `action` and gives "", or what it threw in words. OutputClosed passes: it ends
+// everything.
 template <class Action>
 std::string fault_of(Action action) {
   try {

@@ -15,9 +15,9 @@ FILEs and directories are read as `kwpki inspect` does; "-" and no FILE mean sta
 
 Signatures with RSA (PKCS #1 v1.5) over MD5, SHA-1 and SHA-2 and with DSA over SHA-1 and SHA-2 are
 checked. RSASSA-PSS, ECDSA, Ed25519, Ed448, ElGamal and anything over MD2, MD4 or SHA (the one
-before SHA-1) are not supported. Signatures over MD5 have been forged, and for SHA-1 two documents with one
-signature can be made: "valid" then tells who signed long ago, and is no protection against a forger
-of today. Only the signature is checked, neither dates nor usage nor revocation.
+before SHA-1) are not supported. Signatures over MD5 have been forged, and for SHA-1 two documents
+with one signature can be made: "valid" then tells who signed long ago, and is no protection against
+a forger of today. Only the signature is checked, neither dates nor usage nor revocation.
 
 Exit status: 0 everything is valid; 1 something is not, was refused, or has octets in front of it or
 behind it; 2 wrong use; 3 a file could not be read or output not be written. If 1 and 3 both apply,
