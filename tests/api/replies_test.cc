@@ -211,9 +211,9 @@ size_t peak_of(const Work &work) {
 }
 
 Der repeat(const Der &element, size_t count) {
-  Der all;
-  all.reserve(element.size() * count);
-  for (; count > 0; --count) all.insert(all.end(), element.begin(), element.end());
+  Der all(element.size() * count);
+  for (size_t at = 0; at < all.size(); at += element.size())
+    std::memcpy(all.data() + at, element.data(), element.size());
   return all;
 }
 
