@@ -42,6 +42,7 @@ bool decode_subtrees(SshAsn1Node given, SshX509Subtree **list, SshX509Decoder &d
   if (!decoder.read(given, "(sequence ()(any ()))"_asn1, &cursor)) return false;
   SshX509Tail subtrees(list);
   for (const SshX509Subtree *first = nullptr; cursor; cursor = ssh_asn1_node_next(cursor)) {
+    if (decoder.work.left == 0) return false;  // nothing else here asks: elements are not read
     auto *subtree = decoder.pool.make<SshX509Subtree>();
     if (first) {
       decoder.work.spend_again(first->base ? first->base->der.size() : 0);
