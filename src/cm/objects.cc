@@ -103,11 +103,7 @@ Bytes ssh_cm_crl_encoding(const SshCMCrl &crl) {
 size_t ssh_cm_cert_memory(const SshCMCertificate &cert) {
   const SshX509Cert *record = cert.cert.current;
   if (!record) return 0;
-  const auto of_key_id = [](const std::optional<SshX509KeyId> &id) {
-    return id ? id->serial.held() : 0;
-  };
-  return ssh_mem_heap_size(sizeof *record) + record->pool.held() + record->serial.held() +
-         of_key_id(record->subject_key_id) + of_key_id(record->authority_key_id);
+  return ssh_mem_heap_size(sizeof *record) + record->pool.held() + record->serial.held();
 }
 
 size_t ssh_cm_cert_memory_most(size_t input) { return ssh_x509_record_most(input); }

@@ -14,19 +14,23 @@ constexpr uint8_t kBitString = 0x03;
 //      notAfter        [1]     GeneralizedTime OPTIONAL }                    RFC 3280, 4.2.1.4
 bool decode_key_usage_period(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
   int has_from = 0, has_to = 0;
+  auto *period = decoder.pool.make<SshX509Period>();
+  cert.key_period = period;
   return decoder.read(
       value, "(sequence ()(optional(generalized-time (0)))(optional(generalized-time (1))))"_asn1,
-      &has_from, &cert.key_not_before, &has_to, &cert.key_not_after);
+      &has_from, &period->not_before, &has_to, &period->not_after);
 }
 
 bool decode_authority_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  return ssh_x509_decode_key_id(value, cert.authority_key_id, decoder);
+  return ssh_x509_decode_key_id(value, &cert.authority_key_id, decoder);
 }
 
 // SubjectKeyIdentifier ::= OCTET STRING
 //                                                                 RFC 5280, 4.2.1.2
 bool decode_subject_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  return decoder.read(value, "(octet-string ())"_asn1, &cert.subject_key_id.emplace().key_id);
+  auto *id = decoder.pool.make<SshX509KeyId>();
+  cert.subject_key_id = id;
+  return decoder.read(value, "(octet-string ())"_asn1, &id->key_id);
 }
 
 // KeyUsage ::= BIT STRING

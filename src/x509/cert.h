@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 
 #include "asn1/time.h"
 #include "crypto/public_key.h"
@@ -42,9 +41,10 @@ struct SshX509Cert {
   SshBerTime not_before, not_after;
   uint32_t public_key_type = 0;  // SshOidKeyCode
   SshX509Key key;
-  std::optional<SshX509KeyId> subject_key_id;
-  std::optional<SshX509KeyId> authority_key_id;
-  SshBerTime key_not_before, key_not_after;  // private key usage period; unset unless given
+  // Null without their extensions; what few certificates have takes no place in the others'
+  // records.
+  const SshX509KeyId *subject_key_id = nullptr, *authority_key_id = nullptr;
+  const SshX509Period *key_period = nullptr;
   uint32_t key_usage = 0;
   uint32_t allowed_usage = 0, allowed_ca_usage = 0;  // of the public-key algorithm
   SshX509PolicyInfo *policies = nullptr;

@@ -46,7 +46,7 @@ constexpr SshX509ExtensionTable<SshX509RevokedEntry> kEntryExtensions({
 });
 
 bool decode_authority_key_id(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
-  return ssh_x509_decode_key_id(value, crl.authority_key_id, decoder);
+  return ssh_x509_decode_key_id(value, &crl.authority_key_id, decoder);
 }
 
 bool decode_issuer_alt_name(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {

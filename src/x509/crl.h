@@ -34,7 +34,7 @@ struct SshX509Crl {
   SshX509ExtensionSet extensions;
   SshX509Name *issuer_names = nullptr;
   SshBerTime this_update, next_update;
-  std::optional<SshX509KeyId> authority_key_id;
+  const SshX509KeyId *authority_key_id = nullptr;  // null without the extension
   SshMpInt crl_number{-1};
   std::optional<SshX509IssuingDistPoint> issuing_point;
   SshMpInt delta_crl{-1};

@@ -210,7 +210,7 @@ template <class Record>
 
 // The extension decoders, by record part. Those for general name lists and identifiers serve
 // several extensions.
-[[nodiscard]] bool ssh_x509_decode_key_id(SshAsn1Node value, std::optional<SshX509KeyId> &key_id,
+[[nodiscard]] bool ssh_x509_decode_key_id(SshAsn1Node value, const SshX509KeyId **key_id,
                                           SshX509Decoder &decoder);
 [[nodiscard]] bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list,
                                             SshX509Decoder &decoder);

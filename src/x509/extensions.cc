@@ -132,17 +132,20 @@ bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat, SshX5
 //      keyIdentifier             [0] KeyIdentifier            OPTIONAL,
 //      authorityCertIssuer       [1] GeneralNames             OPTIONAL,
 //      authorityCertSerialNumber [2] CertificateSerialNumber  OPTIONAL }     RFC 5280, 4.2.1.1
-bool ssh_x509_decode_key_id(SshAsn1Node value, std::optional<SshX509KeyId> &key_id,
+bool ssh_x509_decode_key_id(SshAsn1Node value, const SshX509KeyId **key_id,
                             SshX509Decoder &decoder) {
-  SshX509KeyId &record = key_id.emplace();
+  auto &record = *decoder.pool.make<SshX509KeyId>();
+  *key_id = &record;
   int has_id = 0, has_issuer = 0, has_serial = 0;
   SshAsn1Node issuer;
   if (!decoder.read_known(
           value,
-          "(sequence ()(optional(octet-string (0)))(optional(sequence (1) (any ())))(optional(integer (2))))"_asn1,
-          &has_id, &record.key_id, &has_issuer, &issuer, &has_serial, &record.serial)) {
+          "(sequence ()(optional(octet-string (0)))(optional(sequence (1) (any ())))"
+          "(optional(integer (2))))"_asn1,
+          &has_id, &record.key_id, &has_issuer, &issuer, &has_serial, &record.serial_octets)) {
     return false;
   }
+  record.has_serial = has_serial != 0;
   for (; issuer; issuer = ssh_asn1_node_next(issuer)) {
     if (!ssh_x509_name_decode_general(issuer, decoder, &record.issuer)) return false;
   }

@@ -106,7 +106,20 @@ constexpr uint32_t SSH_X509_NO_LIMIT = 0xFFFFFFFF;
 struct SshX509KeyId {
   Bytes key_id;
   SshX509Name *issuer = nullptr;
-  SshMpInt serial{-1};  // -1: absent
+  bool has_serial = false;
+  Bytes serial_octets;  // the INTEGER's content
+
+  // serial makes the number, -1 where there is none.
+  [[nodiscard]] SshMpInt serial() const {
+    SshMpInt number(-1);
+    if (has_serial) number.set_twos_complement(serial_octets);
+    return number;
+  }
+};
+
+// SshX509Period is a private key usage period; a time that is not given is unset.
+struct SshX509Period {
+  SshBerTime not_before, not_after;
 };
 
 // SshX509Text is a string of a certificate as it stands; ssh_x509_text_make gives it as SshStr, or

@@ -84,7 +84,7 @@ inline std::string meaning(const SshX509KeyId &id) {
   std::string text;
   if (!id.key_id.empty()) add(text, "keyid=" + hex(id.key_id));
   if (id.issuer) add(text, "issuer=" + names(id.issuer));
-  if (!(id.serial == SshMpInt(-1))) add(text, "serial=" + sample::decimal(id.serial));
+  if (id.has_serial) add(text, "serial=" + sample::decimal(id.serial()));
   return text;
 }
 
@@ -125,8 +125,9 @@ inline std::string meaning(const SshX509PolicyInfo &policy) {
 
 inline std::string period(const SshX509Cert &cert) {
   std::string text;
-  if (cert.key_not_before.year) add(text, "from=" + instant(cert.key_not_before));
-  if (cert.key_not_after.year) add(text, "to=" + instant(cert.key_not_after));
+  const auto &[from, to] = *cert.key_period;
+  if (from.year) add(text, "from=" + instant(from));
+  if (to.year) add(text, "to=" + instant(to));
   return text;
 }
 

@@ -44,8 +44,8 @@ inline size_t string(const SshX509Text &value) {
   return owner ? owner->length : 0;
 }
 
-inline size_t key_id(const std::optional<SshX509KeyId> &id) {
-  return id ? bytes(id->key_id) + names(id->issuer) + bytes(id->serial.magnitude()) : 0;
+inline size_t key_id(const SshX509KeyId *id) {
+  return id ? bytes(id->key_id) + names(id->issuer) + bytes(id->serial_octets) : 0;
 }
 
 inline size_t qualifiers(const SshX509PolicyQualifier *q) {

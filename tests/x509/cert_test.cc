@@ -66,7 +66,7 @@ TEST_F(CertTest, ReadsEveryFieldOfTheSample) {
 
 TEST_F(CertTest, AnEmptyRecordHasTheDefaults) {
   const SshX509CertOwner cert(ssh_x509_cert_allocate());
-  EXPECT_TRUE(cert->version == 0 && cert->serial.is_zero() && cert->key_not_after == SshBerTime{});
+  EXPECT_TRUE(cert->version == 0 && cert->serial.is_zero() && !cert->key_period);
   EXPECT_EQ(cert->path_length, SSH_X509_NO_LIMIT);
   EXPECT_EQ(ssh_x509_cert_public_key(cert.get()), nullptr);
   ssh_x509_cert_free(nullptr);

@@ -50,8 +50,8 @@ std::string each(const T *list, Show show) {
   for (; list; list = list->next) all += show(*list) + " ";
   return all;
 }
-std::string key_id(const std::optional<SshX509KeyId> &id) {
-  return id ? hex(id->key_id) + "," + names(id->issuer) + "," + decimal(id->serial) : "-";
+std::string key_id(const SshX509KeyId *id) {
+  return id ? hex(id->key_id) + "," + names(id->issuer) + "," + decimal(id->serial()) : "-";
 }
 
 const Der kDns = text(0x82, "d.example"), kDirectory = wrap(4, common_name("C"));
@@ -97,7 +97,8 @@ TEST_F(ExtensionsTest, KeyIdentifiers) {
 TEST_F(ExtensionsTest, PrivateKeyUsagePeriod) {
   const Der kFrom = text(0x80, "20010203040506Z"), kTo = text(0x81, "20020203040506Z");
   const Show years = [](const SshX509Cert &cert) {
-    return std::to_string(cert.key_not_before.year) + "-" + std::to_string(cert.key_not_after.year);
+    const auto &[from, to] = *cert.key_period;
+    return std::to_string(from.year) + "-" + std::to_string(to.year);
   };
   run("2.5.29.16", years,
       {is(seq({kFrom, kTo}), "2001-2002"), is(seq({kTo}), "0-2002"), is(seq({}), "0-0")},

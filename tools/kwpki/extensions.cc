@@ -8,12 +8,13 @@
 namespace kwpki {
 namespace {
 
-Json key_id_json(const std::optional<SshX509KeyId> &id) {
+Json key_id_json(const SshX509KeyId *id) {
   Json json = Json::object();
   if (!id) return json;
   json["key_id"] = hex(id->key_id);
   if (id->issuer) json["issuer"] = names_json(id->issuer);
-  if (!id->serial.negative()) json["serial"] = integer_json(id->serial);
+  if (const SshMpInt serial = id->serial(); !serial.negative())
+    json["serial"] = integer_json(serial);
   return json;
 }
 
@@ -121,8 +122,8 @@ Json access_json(const SshX509AccessDescription *list) {
 }
 
 Json period_json(const SshX509Cert &cert) {
-  return Json{{"not_before", time_json(cert.key_not_before)},
-              {"not_after", time_json(cert.key_not_after)}};
+  return Json{{"not_before", time_json(cert.key_period->not_before)},
+              {"not_after", time_json(cert.key_period->not_after)}};
 }
 
 Json basic_constraints_json(const SshX509Cert &cert) {

@@ -68,7 +68,7 @@ struct Record {
   const char *kind;
   const char *scheme;
   Bytes issuer;
-  const std::optional<SshX509KeyId> &key_id;
+  const SshX509KeyId *key_id;
   Bytes input, element;
   std::function<SshX509Verdict(const SshPublicKey *)> verify;
 };
@@ -76,7 +76,7 @@ struct Record {
 // Key identifiers say which issuer of the same name to try first, and no more: issuers have got
 // them wrong.
 bool same_key_id(const Record &record, const Issuer &issuer) {
-  const std::optional<SshX509KeyId> &own = issuer.cert->subject_key_id;
+  const SshX509KeyId *own = issuer.cert->subject_key_id;
   return record.key_id && own && ssh_bytes_equal(record.key_id->key_id, own->key_id);
 }
 
