@@ -130,8 +130,8 @@ typedef void(KWPKI_CALL *KwPkiStatusCallback)(void *context, uint32_t status);
  *  @param[in] context  as in KwPkiStatusCallback
  *  @param[in] status   as in KwPkiStatusCallback
  *  @param[in] list     what was found; null if the reply held no list that could be read, or
- *                     one that could take more memory than twelve times the reply and 64 MiB,
- *                     or than 1 GiB in 32 bits */
+ *                     one that takes more memory than twelve times the reply and 1 MiB, or
+ *                     than 1 GiB in 32 bits */
 typedef void(KWPKI_CALL *KwPkiCertListCallback)(void *context, uint32_t status, KwPkiCertList list);
 
 /** KwPkiNamesCallback receives names. It gets none if the status is not 0.

@@ -21,10 +21,13 @@ constexpr size_t kElementMemory = ssh_mem_heap_size(sizeof(SshCMCertificate)) +
                                   ssh_mem_heap_size(sizeof(SshCertDBEntry)) +
                                   ssh_mem_heap_size(sizeof(SshCMCertListNode));
 
+// kDecodeMemory is the part of a list's memory that only the decode of a certificate may use.
+constexpr size_t kDecodeMemory = 0x3F00000;
+
 // Account is what the elements of a list may still take of the heap. It is asked before they do.
 class Account {
  public:
-  explicit Account(size_t most) : left_(most) {}
+  explicit Account(size_t most) : left_(most - kDecodeMemory) {}
 
   // take is false from the first time on that there is not enough left.
   bool take(size_t octets) {
@@ -32,7 +35,12 @@ class Account {
     left_ -= octets;
     return true;
   }
-  void give_back(size_t octets) { left_ += octets; }
+
+  // allows is take for a decode, of which the record stays.
+  bool allows(size_t octets) {
+    if (octets > left_ + kDecodeMemory) exceeded_ = true;
+    return !exceeded_;
+  }
   [[nodiscard]] bool exceeded() const { return exceeded_; }
 
  private:
@@ -85,14 +93,16 @@ bool read_entry_fields(Reader &reader, SshCertDBEntry &entry, Account &account) 
 }
 
 // decode_certificate makes an element's object, which stays empty if its certificate does not
-// decode; null if the account has not enough for the largest record that can come of it.
+// decode; null if the account has not enough for the largest record that can come of it, or for the
+// one that came.
 SshCMCertificate *decode_certificate(Bytes ber, Account &account) {
-  const size_t most = ssh_cm_cert_memory_most(ber.size());
-  if (!account.take(kElementMemory) || !account.take(most)) return nullptr;
+  if (!account.take(kElementMemory) || !account.allows(ssh_cm_cert_memory_most(ber.size())))
+    return nullptr;
   SshCMCertificate *cert = ssh_cm_cert_allocate();
   (void)ssh_cm_cert_set_ber(*cert, ber);
-  account.give_back(most - ssh_cm_cert_memory(*cert));
-  return cert;
+  if (account.take(ssh_cm_cert_memory(*cert))) return cert;
+  ssh_cm_cert_free(cert);
+  return nullptr;
 }
 
 // read_certificate adds one element to the list. Once the certificate is there, it is kept, even if
