@@ -127,7 +127,6 @@ TEST(Read, Primitives) {
   expect("(enum ())", "0a0107 = 0 7");
   // Only the low 32 bits count.
   expect("(integer-short ())", "02050180000001 = 0 2147483649", "0201ff = 0 4294967295");
-  expect("(enum-short ())", "0a0107 = 0 7");
   expect("(bit-string ())", "030307aa80 = 0 aa80/9", "030100 = 0 /0", "0300 = 17", "030209aa = 17",
          "030101 = 17", "030308aabb = 0 aa/8");
   expect("(octet-string ())", "0403010203 = 0 '010203", "0400 = 0 '");
@@ -192,7 +191,6 @@ TEST(Read, SearchesByTheListsRules) {
          "3006020105 0101ff = 10", "3008 020105 0101ff 0500 = 21");
   // Tagged ones in any order.
   expect("(sequence ()(boolean (1))(integer (0)))", "30068001058101ff = 0 1 5");
-  expect("(boolean (1))(integer (0))", "8001058101ff = 0 1 5");
   expect("(sequence ()(null ())(boolean (0))(integer ()))", "300a8001ff05000201050500 = 0 1 5");
   expect("(any ())(boolean (1))", "8101ff = 0 8101ff 1");
   expect("(choice (boolean (1)))(boolean (1))", "8101ff = 0 0 1 1");
@@ -203,13 +201,9 @@ TEST(Read, SearchesByTheListsRules) {
   expect("(set ()(null ())(any ()))", "310505000101ff = 0 0101ff");
   // Nothing left, or something that does not match.
   expect("(sequence ()(integer ()))", "3000 = 10", "30020500 = 21");
-  expect("(sequence ()(integer (0)))", "3000 = 10");
   expect("(sequence ()(choice (integer ())))", "3000 = 21");
   expect("(sequence ()(sequence ()(null ())))", "30023000 = 10");
-  expect("(null ())", " = 10", "0500020105 = 0");
-  expect("", "0500 = 0");
   expect("(sequence ()(any ()))", "3000 = 0 null");
-  expect("(sequence ()(any (0)))", "3000 = 21");
   expect("(sequence ()(null ())(any ()))", "30020500 = 0 null",
          "300b0000 0500 0000 0101ff 0000 = 0 0101ff0000");
   // A primitive type in another form is passed over.
@@ -233,7 +227,6 @@ TEST(Read, Optional) {
   expect("(optional (boolean ()))(null ())", "0201050101ff0500 = 0 1 1");
   expect("(optional (sequence ()(integer ())(octet-string ())))", "0500 = 0 0 ? ?", "30020500 = 21",
          "1000 = 4", "3080 020105 0400 0000 = 0 0 ? ?");
-  expect("(optional (sequence ()(optional (integer ()))))", "3000 = 0 1 0 ?");
   expect("(optional (boolean ()))", "0100 = 17");
   expect("(optional (choice (null ())(integer ())))", "020105 = 0 1 1 5", "0101ff = 0 0 -1 ?");
   expect("(optional (choice (octet-string ())))", "2400 = 0 0 -1 ?");
@@ -251,7 +244,6 @@ TEST(Read, Choice) {
   expect("(choice(any (0)) (any (e 1)))", "a103020105 = 0 1 ? 020105");
   expect("(choice (null ())(sequence ()(integer ())))", "0500 = 0 0 ?", "3003020105 = 0 1 5");
   expect("(choice (boolean ())(null ()))", "0100 = 17");
-  expect("(choice (null ())(choice (boolean ())(integer ())))", "020105 = 0 1 1 ? 5");
 }
 
 // What a template does not read where it stands is passed over, refused where it carries a tag of
@@ -262,10 +254,8 @@ TEST(Read, Modes) {
   const struct {
     std::string_view text, octets, searching, known, whole;
   } rows[] = {
-      {kPair, "30060101ff020105", "0 1 1 1 5", "0 1 1 1 5", "0 1 1 1 5"},
       {kPair, "3006 020105 0101ff", "0 1 1 0 ?", "0 1 1 0 ?", "21"},
       {kPair, "3008 0101ff 0500 020105", "0 1 1 1 5", "0 1 1 1 5", "21"},
-      {kPair, "3008 0101ff 020105 0500", "0 1 1 1 5", "0 1 1 1 5", "21"},
       {kPair, "3008 0101ff 0000 020105", "0 1 1 1 5", "0 1 1 1 5", "0 1 1 1 5"},
       {kPair, "3008 2103 0101ff 020105", "0 0 ? 1 5", "17", "17"},
       {kPair, "3009 2180 0101ff 0000 0500", "0 0 ? 0 ?", "0 0 ? 0 ?", "21"},
@@ -275,9 +265,7 @@ TEST(Read, Modes) {
       {kTagged, "3008 a002 0500 a002 0500", "0 1 0500 0 ?", "21", "21"},
       {kTagged, "3006 a004 0500 0500", "0 1 05000500 0 ?", "21", "21"},
       {kTagged, "3006 a004 0500 0000", "0 1 05000000 0 ?", "0 1 05000000 0 ?", "0 1 05000000 0 ?"},
-      {kTagged, "3006 a080 0500 0000", "0 0 ? 0 ?", "21", "21"},
       {kTagged, "3005 a103 020105", "0 0 ? 0 ?", "17", "17"},
-      {kTagged, "3003 820105", "0 0 ? 0 ?", "0 0 ? 0 ?", "21"},
       {"(sequence ()(optional(octet-string (0))))", "3005 0101ff 8000", "0 1 '", "0 1 '", "21"},
       {"(sequence ()(null ())(any ()))", "3006 0500 0500 0500", "0 05000500", "0 05000500", "21"},
       {"(sequence ()(choice (null ())(integer ())))", "3004 0500 0500", "0 0 ?", "0 0 ?", "21"},
