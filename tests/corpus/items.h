@@ -1,5 +1,5 @@
-// The corpus: its tables, the octets of its items, and their elements found without the library. A
-// column that a test needs is a cell of a row: `item["serial"]`.
+// The corpus: its tables and the octets of its items. A column that a test needs is a cell of a row:
+// `item["serial"]`.
 #pragma once
 
 #include <filesystem>
@@ -46,21 +46,5 @@ inline Der name_der(const TsvRow &item, const std::string &who) {
   }
   return {};
 }
-
-// CertElements are the elements of a certificate, found without the library.
-struct CertElements {
-  std::vector<der::Element> outer, tbs;
-  size_t first = 0;  // of the serial number
-  bool usual = false;
-
-  explicit CertElements(Bytes octets) {
-    const auto top = der::children(octets);
-    if (!top.empty()) outer = der::children(top[0].content);
-    if (outer.size() == 3) tbs = der::children(outer[0].content);
-    first = !tbs.empty() && tbs[0].identifier == 0xA0 ? 1 : 0;
-    usual = outer.size() == 3 && der::well_formed(top[0].whole);
-  }
-  [[nodiscard]] const der::Element &at(size_t i) const { return tbs[first + i]; }
-};
 
 }  // namespace corpus_items
