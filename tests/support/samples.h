@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <type_traits>
 
 #include "support/der.h"
 #include "support/hex.h"
@@ -87,6 +88,14 @@ struct CrlParts {
   }
 };
 
+// with gives the sample of a kind with one part replaced.
+template <class Parts, class Part>
+Der with(Part Parts::*part, const std::type_identity_t<Part> &value) {
+  Parts parts;
+  parts.*part = value;
+  return parts.build();
+}
+
 inline Der entry(int64_t serial, const std::vector<Der> &extensions = {}) {
   return der::seq({der::integer(serial), der::text(0x17, "020304050607Z"),
                    extensions.empty() ? Der{} : der::seq(extensions)});
@@ -110,6 +119,13 @@ struct Decoded {
 };
 using Cert = Decoded<SshX509Cert, ssh_x509_cert_allocate, ssh_x509_cert_free, ssh_x509_cert_decode>;
 using Crl = Decoded<SshX509Crl, ssh_x509_crl_allocate, ssh_x509_crl_free, ssh_x509_crl_decode>;
+
+// expect_all decodes inputs, all of which are accepted or all refused.
+template <class Record>
+void expect_all(bool accepted, const std::vector<Der> &inputs) {
+  for (size_t i = 0; i < inputs.size(); ++i)
+    EXPECT_EQ(static_cast<bool>(Record(inputs[i])), accepted) << "input " << i << " from 0";
+}
 
 // with_extension decodes the sample certificate with one more extension.
 inline Cert with_extension(std::string_view id, const Der &value, bool critical = false) {

@@ -1,277 +1,498 @@
+// Extensions of certificates, CRLs and entries: what each profile reads of a value, marked critical
+// and not. What usual ones hold is compared in tests/corpus; here stand the unusual and the refused.
 #include "x509/extensions.h"
 
 #include <gtest/gtest.h>
 
+#include "corpus/meanings.h"
+#include "support/profile.h"
 #include "support/samples.h"
 
 namespace {
 
 using namespace der;
 using namespace sample;
-using ExtensionsTest = sample::Balanced;
+using meanings::list_of;
+using ExtensionsTest = Balanced;
 
-using Show = std::string (*)(const SshX509Cert &);
+// The outcomes besides what was read of a value.
+constexpr char kRefused[] = "refused";
+constexpr char kPassed[] = "passed over";  // not read; refused if critical
+
 struct Row {
+  Row(const Der &given, const std::string &by_both) : Row(given, by_both, by_both) {}
+  Row(const Der &given, const std::string &by_classic, const std::string &by_modern)
+      : value(given), classic(by_classic), modern(by_modern) {}
   Der value;
-  std::string seen;  // what comes into the record
+  std::string classic, modern;
 };
-Row is(const Der &value, const std::string &seen) { return {value, seen}; }
 
-void run(std::string_view id, Show show, const std::vector<Row> &rows,
-         const std::vector<Der> &refused = {}) {
-  for (const Row &row : rows) {
-    const Cert cert = with_extension(id, row.value);
-    EXPECT_EQ(cert ? show(*cert) : "refused", row.seen) << id << " " << hex(row.value);
-  }
-  for (const Der &value : refused)
-    EXPECT_FALSE(with_extension(id, value)) << id << " " << hex(value);
-}
-
-// Strings of what lists hold, oldest first; "-" stands for what is absent.
-std::string number(uint32_t value) {
-  return value == SSH_X509_NO_LIMIT ? "-" : std::to_string(value);
-}
-std::string names(const SshX509Name *list) {
-  std::string all;
-  for (; list; list = list->next)
-    all = own_text(ssh_x509_name_text(list)) + (all.empty() ? "" : "|") + all;
-  return all;
-}
-std::string letters(const SshX509Text &value) {
+// text gives a string's charset and octets; "-" stands for none.
+std::string text_of(const SshX509Text &value) {
   const SshStrOwner str(ssh_x509_text_make(value));
   if (!str) return value.present ? "unreadable" : "-";
-  size_t length = 0;
-  const SshBlock octets(ssh_str_get(str.get(), &length));
-  return std::to_string(str->charset) + ":" + std::string(ssh_bytes_text({octets.get(), length}));
+  return std::to_string(str->charset) + ":" + std::string(ssh_bytes_text(value.octets));
 }
+
+// point gives a point, with the whole name that a relative one stands for.
+template <class Point>
+std::string point(const Point &given) {
+  SshDN dn = {};
+  const bool relative = ssh_x509_point_name_expand(given.name, &dn);
+  const std::string name = relative ? "<" + own_text(ssh_dn_encode_ldap(&dn)) + ">" : "";
+  ssh_dn_clear(&dn);
+  Point others = given;
+  if (relative) others.name = {};
+  return name + meanings::meaning(others);
+}
+
 template <class T, class Show>
 std::string each(const T *list, Show show) {
   std::string all;
   for (; list; list = list->next) all += show(*list) + " ";
   return all;
 }
-std::string key_id(const SshX509KeyId *id) {
-  return id ? hex(id->key_id) + "," + names(id->issuer) + "," + decimal(id->serial()) : "-";
+
+std::string extra(const SshX509Extra &item) {
+  std::string all = hex(item.value) + "/" + hex(item.octets) + "/" + hex(item.items);
+  if (item.text.present) all += text_of(item.text);
+  return item.time.year ? all + std::to_string(item.time.year) : all;
+}
+
+std::string qualifier(const SshX509PolicyQualifier &q) {
+  const std::string texts =
+      text_of(q.cps_uri) + " " + text_of(q.organization) + " " + text_of(q.explicit_text);
+  return q.notice_count == 0 ? texts
+                             : texts + " " + std::to_string(q.notice_count) + "*" +
+                                   std::to_string(q.notice_numbers[0]);
+}
+
+std::string seen_further(const SshX509Further &further) {
+  std::string all = meanings::limit("any ", further.inhibit_any_policy, SSH_X509_NO_LIMIT) +
+                    list_of(further.subject_info_access, "|") +
+                    each(further.freshest_crl, point<SshX509DistributionPoint>) +
+                    each(further.extras, extra);
+  for (uint32_t i = 0; i < further.tls_feature_count; ++i)
+    all += std::to_string(further.tls_features[i]) + " ";
+  if (const SshX509CertTemplate *made = further.cert_template) {
+    all += meanings::oid_of(made->id) + " " + std::to_string(made->major_version) + "." +
+           std::to_string(made->minor_version);
+  }
+  return all;
+}
+
+// in_cert gives what an extension put into a record.
+std::string in_cert(std::string_view id, const Der &value, bool critical) {
+  const Cert cert = with_extension(id, value, critical);
+  if (!cert) return kRefused;
+  const SshOidRow *row = ssh_oid_find_by_oid(id.data(), SSH_OID_EXTENSION);
+  EXPECT_EQ(row && cert->extensions.test(row->code), row != nullptr);
+  EXPECT_EQ(row && cert->extensions.critical(row->code), critical);
+  if (cert->further) return seen_further(*cert->further);
+  if (!row || row->code > SSH_X509_EXT_EXTENDED_KEY_USAGE) return "";
+  if (row->code == SSH_X509_EXT_CERTIFICATE_POLICIES) {
+    return each(cert->policies, [](const SshX509PolicyInfo &policy) {
+      return dotted(policy.id) + ";" + each(policy.qualifiers, qualifier);
+    });
+  }
+  if (row->code == SSH_X509_EXT_CRL_DISTRIBUTION_POINTS) {
+    EXPECT_EQ(cert->issuer_names ? cert->issuer_names->taken : 0, 0u) << "found, not taken";
+    return each(cert->distribution_points, point<SshX509DistributionPoint>);
+  }
+  if (row->code == SSH_X509_EXT_SUBJECT_DIRECTORY_ATTRIBUTES) {
+    return each(cert->directory_attributes,
+                [](const SshX509Attribute &a) { return dotted(a.type) + "=" + hex(a.value); });
+  }
+  return meanings::read_meaning(*cert, row->code);
+}
+
+std::string in_crl(std::string_view id, const Der &value, bool critical) {
+  CrlParts parts;
+  parts.extensions = {extension(id, value, critical)};
+  const Crl crl(parts.build());
+  if (!crl) return kRefused;
+  const SshOidRow *row = ssh_oid_find_by_oid(id.data(), SSH_OID_EXTENSION);
+  if (crl->issuing_point) return point(*crl->issuing_point);
+  const std::string read = row ? meanings::read_meaning(*crl, row->code) : "-";
+  return read != "-" ? read
+                     : each(crl->freshest_crl, point<SshX509DistributionPoint>) +
+                           list_of(crl->authority_info_access, "|") + each(crl->extras, extra);
+}
+
+// in_entry walks the entries as classic: the CRL keeps that by which it was decoded.
+std::string in_entry(std::string_view id, const Der &value, bool critical) {
+  CrlParts parts;
+  parts.entries = {entry(1, {extension(id, value, critical)})};
+  const Crl crl(parts.build());
+  if (!crl) return kRefused;
+  const SshOidRow *row = ssh_oid_find_by_oid(id.data(), SSH_OID_EXTENSION);
+  const ProfileScope classic(SSH_X509_CLASSIC);
+  SshX509RevokedCursor cursor(*crl);
+  EXPECT_TRUE(cursor.next());
+  const std::string read = row ? meanings::read_meaning(cursor.entry(), row->code) : "-";
+  return read == "-" ? "" : read;
+}
+
+void run(const std::string &id, const std::vector<Row> &rows, decltype(in_cert) *see = in_cert) {
+  for (const Row &row : rows) {
+    for (const SshX509Profile profile : {SSH_X509_CLASSIC, SSH_X509_MODERN}) {
+      const ProfileScope scope(profile);
+      const std::string &expected = profile == SSH_X509_MODERN ? row.modern : row.classic;
+      for (const bool critical : {false, true}) {
+        const std::string passed = critical ? kRefused : "";
+        EXPECT_EQ(see(id, row.value, critical), expected == kPassed ? passed : expected)
+            << id << " " << hex(row.value) << (critical ? ", critical " : " ") << profile;
+      }
+    }
+  }
+}
+
+// refuse has values that modern refuses, with what classic makes of them.
+void refuse(const std::string &id, const char *classic, const std::vector<Der> &values,
+            decltype(in_cert) *see = in_cert) {
+  for (const Der &value : values) run(id, {{value, classic, kRefused}}, see);
 }
 
 const Der kDns = text(0x82, "d.example"), kDirectory = wrap(4, common_name("C"));
+const std::string kNamed = "dn=" + hex(common_name("C"));
 
 // decipherOnly is the ninth bit. An octet counts whole once its first bit does, the fifth one
 // never.
 TEST_F(ExtensionsTest, KeyUsage) {
-  const Show mask = [](const SshX509Cert &cert) { return std::to_string(cert.key_usage); };
-  run("2.5.29.15", mask,
-      {is(unhex("03020106"), "6"), is(unhex("0303070080"), "32768"), is(unhex("030100"), "0"),
-       is(unhex("03020880"), "0"), is(unhex("030207FF"), "255"),
-       is(unhex("0306000102030405"), "67305985"), is(unhex("03020780FF"), "128")},
-      {unhex("0300"), Der{}});
+  run("2.5.29.15", {{unhex("0303070080"), "8"},
+                    {unhex("03020880"), ""},
+                    {unhex("030207FF"), "0,1,2,3,4,5,6,7"},
+                    {unhex("0306000102030405"), "7,14,22,23,29"},
+                    {unhex("03020780FF"), "0", kRefused},
+                    {unhex("2305 03030780 00"), "", kRefused},
+                    {unhex("0300"), kRefused},
+                    {{}, kRefused}});
 }
 
 // Any nonzero octet is true.
 TEST_F(ExtensionsTest, BasicConstraints) {
-  const Show show = [](const SshX509Cert &cert) {
-    return std::to_string(cert.ca) + "," + number(cert.path_length);
-  };
-  run("2.5.29.19", show,
-      {is(unhex("3000"), "0,-"), is(unhex("3003010102"), "1,-"),
-       is(unhex("30060101FF020105"), "1,5"), is(unhex("3003020105"), "0,5"),
-       is(unhex("3007020500FFFFFFFE"), "0,4294967294")},
-      {unhex("300702050100000000"), unhex("30030201FF"), unhex("3100")});
+  run("2.5.29.19", {{unhex("3003010102"), "ca=1;path=-"},
+                    {unhex("3007020500FFFFFFFE"), "ca=0;path=4294967294"}});
+  refuse("2.5.29.19", kRefused,
+         {unhex("300702050100000000"), unhex("30030201FF"), unhex("3100"),
+          unhex("3008 21030101FF 020100"), unhex("3006 020100 0101FF"),
+          unhex("3008 0101FF 020100 0500")});
 }
 
 TEST_F(ExtensionsTest, KeyIdentifiers) {
-  const Show show = [](const SshX509Cert &cert) {
-    return key_id(cert.subject_key_id) + " " + key_id(cert.authority_key_id);
-  };
-  run("2.5.29.14", show, {is(unhex("0403010203"), "010203,,-1 -"), is(unhex("0400"), ",,-1 -")},
-      {Der{}});
-  const Der kId = unhex("80020A0B"), kSerial = unhex("82021000");
-  const Der kIssuer = tlv(0xA1, join({kDns, kDirectory}));
-  const std::string kWhole = "- 0a0b,d.example|CN=C,4096";
-  run("2.5.29.35", show,
-      {is(seq({kId, kIssuer, kSerial}), kWhole), is(seq({kSerial, kIssuer, kId}), kWhole),
-       is(seq({}), "- ,,-1")},
-      {seq({tlv(0xA1, null())})});
+  run("2.5.29.14", {{unhex("0400"), ""}, {{}, kRefused}});
+  const Der kId = unhex("80020A0B"), kIssuer = tlv(0xA1, join({kDns, kDirectory}));
+  run("2.5.29.35", {{seq({unhex("82021000"), kIssuer, kId}),
+                     "keyid=0a0b;issuer=dns=d.example|" + kNamed + ";serial=4096"},
+                    {seq({}), ""},
+                    {unhex("3003 830105"), "", kRefused}});
+  refuse(
+      "2.5.29.35", kRefused,
+      {seq({tlv(0xA1, null())}), unhex("3005 A203020105"), unhex("3006 820105 820106"), set({})});
 }
 
 TEST_F(ExtensionsTest, PrivateKeyUsagePeriod) {
-  const Der kFrom = text(0x80, "20010203040506Z"), kTo = text(0x81, "20020203040506Z");
-  const Show years = [](const SshX509Cert &cert) {
-    const auto &[from, to] = *cert.key_period;
-    return std::to_string(from.year) + "-" + std::to_string(to.year);
-  };
-  run("2.5.29.16", years,
-      {is(seq({kFrom, kTo}), "2001-2002"), is(seq({kTo}), "0-2002"), is(seq({}), "0-0")},
-      {seq({text(0x80, "20011303040506Z")}), seq({text(0x80, "20010203040506.5Z")})});
+  run("2.5.29.16", {{seq({text(0x81, "20020203040506Z")}), "to=20020203040506Z"},
+                    {seq({text(0x80, "20010203040506.5Z")}), kRefused}});
 }
 
 // The numbers of a notice are counted, but only the last one is kept, in the first slot.
 TEST_F(ExtensionsTest, Policies) {
-  const Show show = [](const SshX509Cert &cert) {
-    std::string all;
-    for (const auto *policy = cert.policies; policy; policy = policy->next) {
-      all += dotted(policy->id) + ";";
-      for (const auto *q = policy->qualifiers; q; q = q->next) {
-        all += dotted(q->id).substr(15) + " " + letters(q->cps_uri) + " " +
-               letters(q->organization) + " " + letters(q->explicit_text) + " " +
-               std::to_string(q->notice_count);
-        all += q->notice_count ? "*" + std::to_string(q->notice_numbers[0]) + ";" : ";";
-      }
-    }
-    return all;
+  const auto qualified = [](const std::string &last, const Der &value) {
+    const Der one = seq({oid("1.3.6.1.5.5.7.2" + last), value});
+    return seq({seq({oid("1.2.3"), seq({one})})});
   };
-  const auto qualifier = [](const std::string &last, const Der &value) {
-    return seq({oid("1.3.6.1.5.5.7.2" + last), value});
+  const auto notice = [&](const std::vector<Der> &parts) { return qualified(".2", seq(parts)); };
+  const auto reference = [](unsigned tag, const std::vector<Der> &numbers) {
+    return seq({text(tag, "Or"), seq(numbers)});
   };
-  const auto policy = [](const std::vector<Der> &qualifiers) {
-    return seq({seq({oid("1.2.3"), seq(qualifiers)})});
-  };
-  const auto notice = [&](const std::vector<Der> &parts) {
-    return policy({qualifier(".2", seq(parts))});
-  };
-  const auto numbers = [](const std::vector<Der> &list) {
-    return seq({text(0x16, "Org"), seq(list)});
-  };
-  const Der kOne = integer(1), kWide = integer(0x10000), kLetter = text(0x0C, "\xC3\xA9");
-  const Der kCps = qualifier(".1", text(0x16, "u")), kVisible = text(0x1A, "x");
-  run("2.5.29.32", show,
-      {is(seq({seq({oid("1.2")}), seq({oid("1.4"), seq({kCps})})}), "1.2;1.4;.1 2:u - - 0;"),
-       is(notice({}), "1.2.3;.2 - - - 0;"),
-       is(policy({kCps, qualifier(".2", seq({numbers({kOne, kOne, integer(0xFFFF)}), kLetter}))}),
-          "1.2.3;.1 2:u - - 0;.2 - 2:Org 10:\xC3\xA9 3*65535;"),
-       is(notice({numbers({})}), "1.2.3;.2 - 2:Org - 0;"),
-       is(notice({numbers({kOne}), kVisible}), "1.2.3;.2 - 2:Org 1:x 1*1;"),
-       is(notice({numbers({kOne}), text(0x1E, "x")}), "1.2.3;.2 - 2:Org unreadable 1*1;")},
-      {policy({kCps, qualifier(".3", kOne)}), policy({qualifier("", kOne)}),
-       policy({qualifier(".1", kLetter)}), notice({numbers({kWide})}),
-       notice({numbers({octets({})})}), notice({seq({kVisible, seq({kOne})})}),
-       notice({numbers({kOne}), text(0x16, "x")}), notice({kVisible})});
+  const Der kOne = integer(1), kVisible = text(0x1A, "te"), kBare = reference(0x16, {});
+  std::vector<Row> rows = {
+      {seq({seq({oid("1.2")}), seq({oid("1.4")})}), "1.2; 1.4; "},
+      {seq({null(), seq({oid("1.2")})}), "1.2; 1.2; ", kRefused},
+      {set({}), kRefused},
+      {qualified(".1", text(0x16, "u")), "1.2.3;2:u - -  "},
+      {qualified(".1", text(0x0C, "\xC3\xA9")), kRefused},
+      {qualified(".3", kOne), kRefused},
+      {qualified("", kOne), kRefused},
+      {notice({}), "1.2.3;- - -  "},
+      {notice({reference(0x16, {kOne, kOne, integer(0xFFFF)})}), "1.2.3;- 2:Or - 3*65535  "},
+      {notice({reference(0x16, {integer(0x10000)})}), kRefused},
+      {notice({reference(0x16, {octets({})})}), kRefused},
+      {notice({kBare, text(0x1E, "x")}), "1.2.3;- 2:Or unreadable  "},
+      {notice({kBare, text(0x13, "te")}), kRefused},
+      {notice({kVisible, kVisible}), kRefused},
+      {notice({kVisible, kBare}), kRefused},
+      {notice({text(0x13, "te")}), kRefused},
+      {notice({seq({null(), seq({})})}), kRefused}};
+  const struct {
+    unsigned tag;
+    SshCharset charset;
+  } kinds[] = {{0x16, SSH_CHARSET_IA5}, {0x1A, SSH_CHARSET_VISIBLE}, {0x1E, SSH_CHARSET_BMP}};
+  for (const auto &kind : kinds) {  // classic has an organization in the first set, texts in others
+    const bool first = kind.charset == SSH_CHARSET_IA5;
+    const std::string said = std::to_string(kind.charset) + ":";
+    const std::string only = "1.2.3;- " + said + "Or -  ", both = "1.2.3;- 2:Or " + said + "te  ";
+    rows.push_back({notice({text(kind.tag, "te")}), kRefused, "1.2.3;- - " + said + "te  "});
+    rows.push_back({notice({kBare, text(kind.tag, "te")}), first ? kRefused : both, both});
+    rows.push_back({notice({reference(kind.tag, {})}), first ? only : kRefused, only});
+  }
+  const Der kUtf8 = text(0x0C, "\xC3\xA9");  // that has a text under both profiles
+  rows.push_back({notice({kBare, kUtf8}), "1.2.3;- 2:Or 10:\xC3\xA9  "});
+  rows.push_back({notice({kUtf8}), kRefused, "1.2.3;- - 10:\xC3\xA9  "});
+  run("2.5.29.32", rows);
 }
 
-// Every element of policy constraints is one constraint, and the size of its first number decides
-// for its second one too.
-TEST_F(ExtensionsTest, PolicyMappingsAndConstraints) {
-  const Show mappings = [](const SshX509Cert &cert) {
-    return each(cert.policy_mappings, [](const auto &mapping) {
-      return dotted(mapping.issuer_policy) + ">" + dotted(mapping.subject_policy);
-    });
-  };
-  const Der kOne = seq({oid("1.2.1"), oid("1.2.2")}), kTwo = seq({oid("1.2.3"), oid("1.2.4")});
-  run("2.5.29.33", mappings, {is(seq({kOne, kTwo}), "1.2.1>1.2.2 1.2.3>1.2.4 "), is(seq({}), "")});
-
-  const Show constraints = [](const SshX509Cert &cert) {
-    return each(cert.policy_constraints, [](const auto &constraint) {
-      return number(constraint.require_explicit_policy) + "," +
-             number(constraint.inhibit_policy_mapping);
-    });
-  };
-  const auto list = [](const char *numbers) { return seq({tlv(0x30, unhex(numbers))}); };
-  run("2.5.29.36", constraints,
-      {is(seq({unhex("3003800105"), unhex("3006810107800100")}), "5,- 0,7 "),
-       is(list("8100"), "-,0 "), is(list("81087000000000000003"), "-,3 "),
-       is(list("800400FFFFFF"), "16777215,- "), is(list("800101810401000000"), "1,16777216 "),
-       is(seq({}), "")},
-      {tlv(0x30, unhex("800100")), list("800401000000")});
+// Classic takes every element as one constraint; the size of the first number decides for both.
+TEST_F(ExtensionsTest, PolicyConstraints) {
+  const auto whole = [](const char *numbers) { return tlv(0x30, unhex(numbers)); };
+  run("2.5.29.36",
+      {{whole(""), ""},
+       {whole("3003800105 3006810107800100"), "require=5 require=0;inhibit=7"},
+       {whole("300681040100 0000"), "inhibit=16777216"},
+       {whole("3006 800400FFFFFF"), "require=16777215"},
+       {whole("3006 800401000000"), kRefused, "require=16777216"},
+       {whole("300A 800101 81050100000005"), "require=1;inhibit=5", kRefused},
+       {whole("800100"), kRefused, "require=0"},
+       {whole("810103"), kRefused, "inhibit=3"},
+       {whole("800401000000 810401000001"), kRefused, "require=16777216;inhibit=16777217"}});
+  refuse("2.5.29.36", kRefused,
+         {whole("3003020105"), whole("3005 A003020105"), whole("3003 820105"),
+          whole("0500 3003800105"), whole("800101820100"), whole("8101FF"), whole("80050100000000"),
+          whole("800101800102"), unhex("020100"), set({})});
 }
 
-// The fields of a subtree are read from the list of subtrees itself, once for each of its elements,
-// and the excluded ones from the permitted list; tagged lists, which all certificates of today
-// have, do not match.
+// Classic reads the fields of a subtree from the list of subtrees itself, once for each of its
+// elements, and the excluded ones from the permitted list; tagged lists, which all certificates of
+// today have, do not match.
 TEST_F(ExtensionsTest, NameConstraints) {
-  const Show show = [](const SshX509Cert &cert) {
-    std::string all;
-    for (const auto *list : {cert.permitted, cert.excluded}) {
-      for (; list; list = list->next)
-        all += names(list->base) + "/" + number(list->minimum) + "/" + number(list->maximum) + " ";
-      all += ";";
-    }
-    return all;
-  };
   const Der kPermitted = tlv(0xA0, seq({kDns})), kExcluded = tlv(0xA1, null());
-  const Der kList = seq({kDns, unhex("800103"), unhex("810109")});
+  const Der kList = seq({kDns, unhex("800103"), unhex("810109")}), kDnsList = seq({kDns});
   const auto limit = [&](const char *number) {
     return seq({kPermitted, seq({kDns, unhex(number)})});
   };
-  const std::string kThree = "d.example/3/9 d.example/3/9 d.example/3/9 ;";
-  run("2.5.29.30", show,
-      {is(seq({}), ";;"), is(seq({kPermitted, kList}), kThree + ";"),
-       is(seq({kPermitted, kExcluded, kList}), kThree + kThree),
-       is(seq({kPermitted, seq({kDns})}), "d.example/0/- ;;"), is(seq({kPermitted, seq({})}), ";;"),
-       is(limit("800400FFFFFF"), "d.example/16777215/- d.example/16777215/- ;;")},
-      {seq({kPermitted}), seq({tlv(0xA1, seq({kDns}))}), seq({kExcluded, kList}),
-       limit("800401000000"), limit("810401000000"),
-       seq({kPermitted, seq({null(), unhex("800103")})})});
+  const std::string kOne = "dns=d.example,min=3,max=9";
+  const std::string kThree = "permitted{" + kOne + "|" + kOne + "|" + kOne + "}";
+  run("2.5.29.30",
+      {{seq({}), ""},
+       {join({seq({}), {0xFF}}), "", kRefused},
+       {seq({kPermitted, kList}), kThree, kRefused},
+       {seq({kPermitted, kExcluded, kList}), kThree + "excluded" + kThree.substr(9), kRefused},
+       {seq({kPermitted, kDnsList}), "permitted{dns=d.example}", kRefused},
+       {seq({kPermitted, seq({})}), "", kRefused},
+       {limit("800400FFFFFF"), "permitted{dns=d.example,min=16777215|dns=d.example,min=16777215}",
+        kRefused}});
+  refuse("2.5.29.30", kRefused,
+         {seq({kExcluded, kList}), limit("800401000000"), limit("810401000000"),
+          seq({kPermitted, seq({null(), unhex("800103")})}), seq({kDnsList}), set({}),
+          seq({kPermitted, kDnsList, tlv(0xA2, kDnsList)}), seq({kPermitted, kDnsList, kDnsList}),
+          seq({kPermitted, seq({kDns, tlv(0xA1, integer(1))})}),
+          seq({kPermitted, kDnsList, indefinite(0xA1, {})})});
 }
+
+TEST_F(ExtensionsTest, StandardNameConstraints) {
+  const auto permitted = [](const std::vector<Der> &trees) { return seq({wrap(0, join(trees))}); };
+  const auto excluded = [](const std::vector<Der> &trees) { return seq({wrap(1, join(trees))}); };
+  const auto range = [&](const char *numbers) { return permitted({seq({kDns, unhex(numbers)})}); };
+  const Der dns = seq({kDns}), list = wrap(0, dns);
+  const Der other = tlv(0xA0, join({oid("1.2.3"), wrap(0, null())}));
+  run("2.5.29.30",
+      {{seq({list, wrap(1, join({seq({kDirectory}), dns}))}), kRefused,
+        "permitted{dns=d.example}excluded{" + kNamed + "|dns=d.example}"},
+       // The tag of a base may be that of a number.
+       {permitted({seq({text(0x81, "m"), unhex("810107")})}), kRefused, "permitted{email=m,max=7}"},
+       {excluded({seq({other})}), kRefused, "excluded{other=1.2.3:0500}"},
+       {excluded({seq({wrap(4, seq({}))})}), kRefused, "excluded{dn=3000}"},  // all directories
+       {range("800401000000810500FFFFFFFE"), kRefused,
+        "permitted{dns=d.example,min=16777216,max=4294967294}"},
+       {permitted({}), kRefused, ""}});
+  refuse("2.5.29.30", kRefused,
+         {range("81050100000000"),
+          range("8001FF"),
+          range("A003020101"),
+          range("810101810101"),
+          range("0500"),
+          permitted({seq({})}),
+          permitted({seq({null()})}),
+          permitted({dns, null()}),
+          seq({list, list}),
+          seq({list, tlv(0xA2, {})}),
+          seq({unhex("8000")}),
+          {}});
+}
+
+const Der kUnit = attribute("2.5.4.11", text(0x13, "Unit"));
+const Der kRelative = wrap(0, wrap(1, kUnit)), kExplicit = wrap(0, wrap(1, set({kUnit})));
+const Der kFull = wrap(0, tlv(0xA0, text(0x86, "u")));
+const std::string kUnitOfIssuer = "<CN=Issuer, OU=Unit>";
 
 TEST_F(ExtensionsTest, DistributionPoints) {
-  const Der kPair = attribute("2.5.4.11", text(0x13, "Unit"));
-  const Der kRelative = seq({wrap(0, wrap(1, set({kPair})))});
-  const Der kFull = wrap(0, tlv(0xA0, join({kDns, text(0x86, "http://x")})));
-  const Der kReasons = retag(0x81, bits({0x60}, 4)), kIssuer = tlv(0xA2, kDirectory);
-  // Finding the issuer for a relative name does not take it, unlike in a CRL.
-  const Show show = [](const SshX509Cert &cert) {
-    std::string all = std::to_string(cert.issuer_names->taken);
-    for (const auto *point = cert.distribution_points; point; point = point->next) {
-      SshDN dn = {};
-      const bool relative = ssh_x509_point_name_expand(point->name, &dn);
-      all += " [" + (relative ? own_text(ssh_dn_encode_ldap(&dn)) : names(point->name.full)) + ";" +
-             std::to_string(point->reasons) + ";" + names(point->crl_issuer) + "]";
-      ssh_dn_clear(&dn);
+  const auto in_list = [](const std::vector<Der> &parts) { return seq({seq(parts)}); };
+  const Der issuer = tlv(0xA2, kDirectory), no_issuer = tlv(0xA2, kDns);
+  const Der two = join({kUnit, attribute("2.5.4.3", text(0x13, "N"))});
+  const std::string alone = "[issuer=" + kNamed + "] ";
+  run("2.5.29.31",
+      {{seq({}), ""},
+       {seq({seq({kExplicit}), seq({kExplicit})}), kUnitOfIssuer + "[] " + kUnitOfIssuer + "[] "},
+       {in_list({kRelative}), kRefused, kUnitOfIssuer + "[] "},
+       {in_list({wrap(0, wrap(1, two))}), kRefused, "<CN=Issuer, OU=Unit + CN=N>[] "},
+       {in_list({kExplicit, issuer}), kUnitOfIssuer + alone, "<CN=C, OU=Unit>" + alone},
+       {in_list({kExplicit, no_issuer}), kUnitOfIssuer + "[issuer=dns=d.example] ", kRefused},
+       {in_list({wrap(0, tlv(0xA0, {}))}), "[] "},
+       {in_list({kFull, unhex("8103070180"), issuer}),
+        "[full=uri=u;reasons=7,8;issuer=" + kNamed + "] "},
+       {in_list({kFull, tlv(0x84, Der{1})}), "[full=uri=u] ", kRefused}});
+  refuse(
+      "2.5.29.31", kRefused,
+      {in_list({wrap(0, tlv(0xA2, kDns))}), in_list({wrap(0, wrap(1, null()))}),
+       in_list({wrap(0, wrap(1, {}))}), in_list({tlv(0xA2, null())}), in_list({tlv(0x81, {})}),
+       seq({null(), seq({kFull})}), in_list({kFull, tlv(0xA1, bits({1}))}), in_list({kFull, kFull}),
+       set({}), in_list({wrap(0, join({tlv(0xA0, kDns), tlv(0xA0, kDns)}))})});
+  CertParts nameless;
+  nameless.issuer = seq({});
+  for (const SshX509Profile profile : {SSH_X509_CLASSIC, SSH_X509_MODERN}) {
+    const ProfileScope scope(profile);
+    nameless.extensions = {extension("2.5.29.31", in_list({kExplicit}))};
+    EXPECT_FALSE(Cert(nameless.build())) << "relative to an issuer without a name";
+  }
+}
+
+// Classic searches: from an element that does not fit it finds the next one that does.
+TEST_F(ExtensionsTest, Lists) {
+  run("2.5.29.37", {{seq({oid("1.2.3"), oid("2.5.29.37.0")}), "1.2.3 2.5.29.37.0"},
+                    {seq({null(), oid("1.2.3")}), "1.2.3 1.2.3", kRefused},
+                    {seq({oid("1.2.3"), null()}), kRefused},
+                    {set({}), kRefused}});
+  const auto access = [](const std::vector<Der> &rest) {
+    return seq({seq({oid("1.2.4"), join(rest)})});
+  };
+  run("1.3.6.1.5.5.7.1.1", {{access({kDns, null()}), "1.2.4>dns=d.example", kRefused},
+                            {access({null()}), kRefused},
+                            {set({}), kRefused}});
+  run("2.5.29.9", {{seq({seq({oid("1.2.3"), set({null()})})}), "1.2.3=31020500 "},
+                   {seq({}), ""},
+                   {set({}), kRefused}});
+  const Der kOne = seq({oid("1.2.1"), oid("1.2.2")}), kTwo = seq({oid("1.2.3"), oid("1.2.4")});
+  run("2.5.29.33", {{seq({kOne, kTwo}), "1.2.1=1.2.2 1.2.3=1.2.4"}, {set({}), kRefused}});
+  // The list of alternative names may have any tag.
+  run("2.5.29.17", {{tlv(0xA5, kDns), "dns=d.example"}, {seq({}), ""}, {{}, kRefused}});
+  run("2.5.29.18", {{seq({kDns}), "dns=d.example"}});
+}
+
+TEST_F(ExtensionsTest, FurtherKinds) {
+  const auto info = [](const Der &location) {
+    return seq({seq({oid("1.3.6.1.5.5.7.48.5"), location})});
+  };
+  const Der id = oid("1.3.6.1.4"), big = integer(0xFFFFFFFF), larger = integer(0x100000000);
+  run("2.5.29.54", {{integer(0), kPassed, "any 0"}, {big, kPassed, ""}});
+  refuse("2.5.29.54", kPassed, {integer(-1), larger, seq({}), {}});
+  run("1.3.6.1.5.5.7.1.11", {{info(kDns), kPassed, "1.3.6.1.5.5.7.48.5>dns=d.example"}});
+  refuse("1.3.6.1.5.5.7.1.11", kPassed, {info({}), info(null())});
+  run("2.5.29.46", {{seq({seq({kFull})}), kPassed, "[full=uri=u] "},
+                    {seq({seq({kRelative})}), kPassed, kUnitOfIssuer + "[] "},
+                    {seq({null()}), kPassed, kRefused}});
+  const char *const features = "1.3.6.1.5.5.7.1.24", *const of_template = "1.3.6.1.4.1.311.21.7";
+  run(features, {{seq({integer(5), integer(17)}), kPassed, "5 17 "}, {seq({}), kPassed, ""}});
+  refuse(features, kPassed, {seq({integer(5), text(0x16, "5")}), seq({integer(-5)}), big});
+  run(of_template, {{seq({id, integer(100), big}), kPassed, "1.3.6.1.4 100.4294967295"},
+                    {seq({id}), kPassed, "1.3.6.1.4 0.0"}});
+  refuse(of_template, kPassed, {seq({id, larger}), seq({id, big, larger}), seq({big})});
+}
+
+// Those that are kept as they stand are of their type; every value is tried with every other kind.
+TEST_F(ExtensionsTest, KeptKinds) {
+  const Der item = seq({oid("0.4.0.1862.1.1")}), items = seq({item}), some = unhex("04020001");
+  const std::string netscape = "2.16.840.1.113730.1.";
+  const struct {
+    Der value;
+    std::string shown;
+    std::vector<std::string> ids;
+  } forms[] = {{null(), "/", {"1.3.6.1.4.1.11129.2.4.3", "1.3.6.1.5.5.7.48.1.5"}},
+               {some, "0001/", {"1.3.6.1.4.1.11129.2.4.2", "1.3.6.1.4.1.311.21.2"}},
+               {bits({0x40}, 6), "40/", {netscape + "1"}},
+               {integer(0x10001), "010001/", {"1.3.6.1.4.1.311.21.1"}},
+               {text(0x16, "hi"),
+                "/2:hi",
+                {netscape + "2", netscape + "3", netscape + "4", netscape + "7", netscape + "8",
+                 netscape + "12", netscape + "13"}},
+               {text(0x1E, "Ab"), "/8:Ab", {"1.3.6.1.4.1.311.20.2"}},
+               {items, "/" + hex(item), {"1.3.6.1.5.5.7.1.3", "1.3.6.1.4.1.311.21.10"}}};
+  for (const auto &form : forms) {
+    for (const std::string &id : form.ids) {
+      run(id, {{form.value, kPassed, hex(form.value) + "/" + form.shown + " "}});
+      refuse(id, kPassed, {{}});
+      for (const auto &other : forms) {
+        if (&other != &form) refuse(id, kPassed, {other.value});
+      }
     }
-    return all;
-  };
-  const auto point = [](const Der &part) { return seq({seq({part})}); };
-  const std::string kExpanded = " [CN=Issuer, OU=Unit;0;]";
-  run("2.5.29.31", show,
-      {is(seq({seq({kFull, kReasons, kIssuer}), kRelative, kRelative}),
-          "0 [d.example|http://x;96;CN=C]" + kExpanded + kExpanded),
-       is(seq({}), "0"), is(point({}), "0 [;0;]"), is(point(wrap(0, tlv(0xA0, {}))), "0 [;0;]")},
-      {point(wrap(0, tlv(0xA2, kDns))), point(wrap(0, wrap(1, null()))), point(tlv(0xA2, null())),
-       point(tlv(0x81, {})), seq({null()})});
+  }
+  // They stay in the order of the certificate; none may stand there twice.
   CertParts parts;
-  parts.issuer = seq({});
-  parts.extensions = {extension("2.5.29.31", seq({kRelative}))};
-  EXPECT_FALSE(Cert(parts.build())) << "relative to an empty issuer";
+  parts.extensions = {extension("1.3.6.1.5.5.7.1.3", items), extension("2.5.29.54", integer(1)),
+                      extension("1.3.6.1.4.1.11129.2.4.2", some)};
+  const ProfileScope modern(SSH_X509_MODERN);
+  const Cert cert(parts.build());
+  ASSERT_TRUE(cert && cert->further);
+  EXPECT_EQ(seen_further(*cert->further),
+            "any 1" + hex(items) + "//" + hex(item) + " " + hex(some) + "/0001/ ");
+  EXPECT_STREQ(cert->further->extras->row->name, "qcStatements");
+  parts.extensions.push_back(parts.extensions[0]);
+  EXPECT_FALSE(Cert(parts.build()));
+  EXPECT_EQ(with_extension("1.2.3", some)->further, nullptr);
 }
 
-TEST_F(ExtensionsTest, IdentifierLists) {
-  const Show show = [](const SshX509Cert &cert) {
-    std::string all;
-    for (const auto *k = cert.extended_key_usage; k; k = k->next) all += dotted(k->id) + " ";
-    for (const auto *a = cert.authority_info_access; a; a = a->next)
-      all += dotted(a->method) + "=" + names(a->location) + " ";
-    for (const auto *a = cert.directory_attributes; a; a = a->next)
-      all += dotted(a->type) + "=" + hex(a->value) + " ";
-    return all;
-  };
-  run("2.5.29.37", show,
-      {is(seq({oid("1.2.3"), oid("2.5.29.37.0")}), "1.2.3 2.5.29.37.0 "), is(seq({}), "")},
-      {seq({oid("1.2.3"), null()})});
-  const auto access = [](const Der &location) { return seq({oid("1.2.4"), location}); };
-  run("1.3.6.1.5.5.7.1.1", show,
-      {is(seq({access(text(0x86, "u")), access(kDns)}), "1.2.4=u 1.2.4=d.example "),
-       is(seq({}), "")},
-      {seq({access(null())})});
-  run("2.5.29.9", show,
-      {is(seq({seq({oid("1.2.3"), set({null()})})}), "1.2.3=31020500 "), is(seq({}), "")});
+TEST_F(ExtensionsTest, OfCrls) {
+  const Der utc = text(0x17, "300102030405Z"), general = text(0x18, "20300102030405Z");
+  const Der info = seq({seq({oid("1.3.6.1.5.5.7.48.2"), kDns})});
+  const std::string kNone = "[]";
+  const std::pair<const char *, std::vector<Row>> kinds[] = {
+      {"2.5.29.20", {{octets({}), kRefused}}},
+      {"2.5.29.27", {{integer(-5), "-5"}, {tlv(0x22, integer(5)), kRefused}}},
+      {"2.5.29.35", {{seq({}), ""}, {set({}), kRefused}}},
+      {"2.5.29.18", {{seq({kDns}), "dns=d.example"}, {seq({text(0x0C, "dns")}), kRefused}}},
+      {"2.5.29.46",
+       {{seq({seq({kRelative})}), kPassed, kUnitOfIssuer + "[] "}, {null(), kPassed, kRefused}}},
+      {"1.3.6.1.5.5.7.1.1",
+       {{info, kPassed, "1.3.6.1.5.5.7.48.2>dns=d.example"}, {seq({null()}), kPassed, kRefused}}},
+      {"1.3.6.1.4.1.311.21.1", {{integer(2), kPassed, "020102/02/ "}}},
+      {"2.5.29.60", {{general, kPassed, hex(general) + "//2030 "}, {utc, kPassed, kRefused}}},
+      {"1.3.6.1.4.1.311.21.4",
+       {{utc, kPassed, hex(utc) + "//2030 "},
+        {general, kPassed, hex(general) + "//2030 "},
+        {text(0x17, "301302030405Z"), kPassed, kRefused}}},
+      {"2.5.29.28",
+       {{seq({kRelative}), kRefused, kUnitOfIssuer},
+        {seq({kExplicit, unhex("8101FF"), retag(0x83, bits({0x60, 0x80}, 7)), unhex("8401FF")}),
+         kUnitOfIssuer + "user=1;reasons=1,2,8;indirect=1"},
+        {seq({kFull, unhex("8201FF")}), "full=uri=u;ca=1"},
+        {unhex("3003 8501FF"), ""},
+        {unhex("3005 A5030101FF"), "", kRefused},
+        {unhex("3003 8901FF"), "", kRefused},
+        {unhex("3005 A1030101FF"), kRefused},
+        {unhex("3006 A30403020560"), kRefused},
+        {unhex("3007 A4800101FF0000"), kRefused},
+        {unhex("3004 81020000"), kRefused}}}};
+  for (const auto &[id, rows] : kinds) run(id, rows, in_crl);
+  for (const char *id : {"2.5.29.17", "2.5.29.21", "2.5.29.54"})  // that have their place elsewhere
+    run(id, {{unhex("DEAD"), kPassed}}, in_crl);
+  run("2.5.29.20", {{unhex("DEAD"), kPassed}});
 }
 
-// The values of these lists are SEQUENCEs; that of an alternative name may have any tag.
-TEST_F(ExtensionsTest, ListsOfAnotherTypeAreRefused) {
-  for (const char *id : {"2.5.29.9", "2.5.29.30", "2.5.29.31", "2.5.29.32", "2.5.29.33",
-                         "2.5.29.36", "2.5.29.37", "1.3.6.1.5.5.7.1.1"})
-    EXPECT_FALSE(with_extension(id, set({}))) << id;
-}
-
-TEST_F(ExtensionsTest, AlternativeNamesJoinTheNames) {
-  const Show show = [](const SshX509Cert &cert) {
-    return names(cert.subject_names) + " " + names(cert.issuer_names);
-  };
-  run("2.5.29.17", show,
-      {is(seq({kDns}), "CN=Subject|d.example CN=Issuer"),
-       is(tlv(0xA5, kDns), "CN=Subject|d.example CN=Issuer"), is(seq({}), "CN=Subject CN=Issuer")},
-      {Der{}});
-  run("2.5.29.18", show, {is(seq({kDns}), "CN=Subject CN=Issuer|d.example")});
+TEST_F(ExtensionsTest, OfEntries) {
+  for (int reason = -1; reason < 12; ++reason) {
+    const std::string read = std::to_string(reason);
+    const bool given = reason >= 0 && reason <= 8 && reason != 7;
+    const bool further = reason == 9 || reason == 10;
+    run("2.5.29.21",
+        {{retag(0x0A, integer(reason)), given ? read : kRefused,
+          given || further ? read : kRefused}},
+        in_entry);
+  }
+  refuse("2.5.29.21", kRefused, {integer(1), unhex("0A020100"), unhex("2A030A0101")}, in_entry);
+  refuse("2.5.29.23", kRefused, {null()}, in_entry);
+  refuse("2.5.29.24", kRefused, {text(0x17, "020101000000Z")}, in_entry);
+  refuse("2.5.29.29", kRefused, {seq({null()})}, in_entry);
+  run("2.5.29.20", {{unhex("DEAD"), kPassed}}, in_entry);
 }
 
 }  // namespace

@@ -5,19 +5,22 @@
 #include <string>
 
 #include "support/hex.h"
+#include "support/profile.h"
 #include "util/owner.h"
+#include "x509/extensions.h"
 
 namespace {
 
-constexpr uint32_t kKinds = SSH_OID_POLICY_QUALIFIER + 1;
+constexpr SshX509Profile kProfiles[] = {SSH_X509_CLASSIC, SSH_X509_MODERN};
 
-// FirstRow is a row that a lookup by identifier finds; the rows of a table follow one another.
-struct FirstRow {
+// Table is the rows of a kind behind the first of them. The further ones are modern's alone.
+struct Table {
   SshOidKind kind;
-  const char *oid;
+  const char *first;
   uint32_t rows;
+  bool further = false;
 };
-constexpr FirstRow kFirst[kKinds] = {
+constexpr Table kTables[] = {
     {SSH_OID_PUBLIC_KEY, "1.2.840.113549.1.1.1", 5},
     {SSH_OID_SIGNATURE, "1.3.14.7.2.3.2", 10},
     {SSH_OID_EXTENSION, "2.5.29.35", 28},
@@ -26,7 +29,16 @@ constexpr FirstRow kFirst[kKinds] = {
     {SSH_OID_OTHER, "1.3.6.1.4.1.311.2.1.14", 1},
     {SSH_OID_HOLD, "1.2.840.10040.2", 4},
     {SSH_OID_POLICY_QUALIFIER, "1.3.6.1.5.5.7.2", 3},
+    {SSH_OID_PUBLIC_KEY, "1.2.840.10045.2.1", 7, true},
+    {SSH_OID_SIGNATURE, "1.2.840.113549.1.1.14", 14, true},
+    {SSH_OID_EXTENSION, "2.5.29.54", 23, true},
+    {SSH_OID_DN, "2.5.4.9", 9, true},
 };
+
+const SshOidRow *first_row(const Table &table) {
+  const ProfileScope modern(SSH_X509_MODERN);
+  return ssh_oid_find_by_oid(table.first, table.kind);
+}
 
 std::vector<uint8_t> encoded(const char *oid) {
   std::vector<uint8_t> octets(SSH_OID_ENCODED_MAX(std::strlen(oid)));
@@ -40,49 +52,59 @@ const SshOidRow *by_text(Bytes octets, SshOidKind kind) {
   return text ? ssh_oid_find_by_oid(text.get(), kind) : nullptr;
 }
 
+// Of rows with one identifier or name the first is found. A further row hides no other.
 TEST(OidRegistry, EveryRowIsFoundInAllThreeWays) {
-  for (const FirstRow &first : kFirst) {
-    const SshOidRow *row = ssh_oid_find_by_oid(first.oid, first.kind);
-    ASSERT_NE(row, nullptr) << first.oid;
+  for (const Table &table : kTables) {
+    const SshOidRow *row = first_row(table);
+    ASSERT_NE(row, nullptr) << table.first;
     uint32_t count = 0;
     for (; row->oid; ++row, ++count) {
+      SCOPED_TRACE(row->oid);
       const std::vector<uint8_t> octets = encoded(row->oid);
-      EXPECT_EQ(hex(row->encoded.oid().octets), hex(octets)) << row->oid;
-      const SshOidRow *found = ssh_oid_find_by_oid(row->oid, first.kind);
-      EXPECT_EQ(ssh_oid_find_encoded({octets}, first.kind), found);
-      EXPECT_TRUE(found && found <= row && std::strcmp(found->oid, row->oid) == 0) << row->oid;
-      const SshOidRow *named = ssh_oid_find_by_std_name(row->name, first.kind);
-      EXPECT_TRUE(named && named <= row && std::strcmp(named->name, row->name) == 0) << row->name;
-      EXPECT_EQ(row->key_type != nullptr, first.kind == SSH_OID_PUBLIC_KEY) << row->oid;
-      EXPECT_EQ(row->key_scheme != nullptr, first.kind == SSH_OID_SIGNATURE) << row->oid;
+      EXPECT_EQ(hex(row->encoded.oid().octets), hex(octets));
+      for (const SshX509Profile profile : kProfiles) {
+        const ProfileScope scope(profile);
+        const SshOidRow *found = ssh_oid_find_by_oid(row->oid, table.kind);
+        const SshOidRow *named = ssh_oid_find_by_std_name(row->name, table.kind);
+        EXPECT_EQ(ssh_oid_find_encoded({octets}, table.kind), found);
+        EXPECT_STREQ(ssh_oid_find_of_any_kind(row->oid)->oid, row->oid);
+        if (table.further) {
+          EXPECT_EQ(found, profile == SSH_X509_MODERN ? row : nullptr);
+          EXPECT_EQ(named, found);
+        } else {
+          EXPECT_TRUE(found && found <= row && std::strcmp(found->oid, row->oid) == 0);
+          EXPECT_TRUE(named && named <= row && std::strcmp(named->name, row->name) == 0);
+        }
+      }
+      EXPECT_EQ(row->key_type != nullptr, table.kind == SSH_OID_PUBLIC_KEY);
+      EXPECT_TRUE(row->key_scheme || table.kind != SSH_OID_SIGNATURE || table.further);
     }
-    EXPECT_EQ(count, first.rows) << first.oid;
+    EXPECT_EQ(count, table.rows) << table.first;
     EXPECT_EQ(row->name, nullptr);
   }
 }
 
-TEST(OidRegistry, CodesRunOnInTheTablesThatNumberTheirRows) {
-  for (const SshOidKind kind : {SSH_OID_DN, SSH_OID_PKCS9, SSH_OID_POLICY_QUALIFIER}) {
+TEST(OidRegistry, CodesRunOn) {
+  for (const Table &table : kTables) {
+    uint64_t seen = 0;
     uint32_t next = 0;
-    for (const SshOidRow *row = ssh_oid_find_by_oid(kFirst[kind].oid, kind); row->oid; ++row) {
-      EXPECT_EQ(row->code, next++) << row->oid;
+    for (const SshOidRow *row = first_row(table); row->oid; ++row) {
+      seen |= uint64_t{1} << row->code;
+      const bool numbered = table.kind == SSH_OID_DN || table.kind == SSH_OID_PKCS9 ||
+                            table.kind == SSH_OID_POLICY_QUALIFIER;
+      EXPECT_TRUE(!numbered || table.further || row->code == next++) << row->oid;
     }
+    if (table.kind != SSH_OID_EXTENSION) continue;  // every kind of extension has an identifier
+    constexpr uint64_t kGiven = (uint64_t{1} << (SSH_X509_EXT_UNKNOWN + 1)) - 1;
+    EXPECT_EQ(seen, table.further ? ((uint64_t{1} << SSH_X509_EXT_KINDS) - 1) & ~kGiven : kGiven);
   }
-  uint32_t seen = 0;  // every extension kind has an identifier
-  for (const SshOidRow *row = ssh_oid_find_by_oid("2.5.29.35", SSH_OID_EXTENSION); row->oid;
-       ++row) {
-    seen |= 1u << row->code;
-  }
-  EXPECT_EQ(seen, (1u << 24) - 1);
 }
 
 TEST(OidRegistry, Oddities) {
   const SshOidRow *first = ssh_oid_find_by_oid("1.3.14.3.2.29", SSH_OID_SIGNATURE);
   EXPECT_STREQ(first->key_scheme, "if-modn{sign{rsa-nist-sha1}}");
   EXPECT_EQ(ssh_oid_find_by_std_name("rsaWithSHA", SSH_OID_SIGNATURE), first + 1);
-  EXPECT_STREQ(first[1].oid, first->oid);
   EXPECT_EQ(ssh_oid_find_by_oid("2.5.29.1", SSH_OID_EXTENSION)->code, 23u);
-  EXPECT_STREQ(ssh_oid_find_by_oid("2.5.4.5", SSH_OID_DN)->name, "STREET");
   EXPECT_STREQ(ssh_oid_find_by_std_name("mailto", SSH_OID_DN)->oid, "1.2.840.113549.1.9.1");
   EXPECT_STREQ(ssh_oid_find_by_oid("1.2.840.113549.1.9.1", SSH_OID_PKCS9)->name, "emailAddress");
   for (const char *name : {"MAIL", "MAILTOO", "", "C "})
@@ -108,12 +130,13 @@ TEST(OidRegistry, OctetsAreLookedUpAsTheirTextIs) {
 }
 
 TEST(OidRegistry, EveryChangeOfAnOctetOrPaddingAgreesWithItsText) {
-  for (const FirstRow &first : kFirst) {
-    const auto expect_agreement = [&first](Bytes octets) {
-      ASSERT_EQ(ssh_oid_find_encoded({octets}, first.kind), by_text(octets, first.kind))
+  for (const Table &table : kTables) {
+    if (table.further) continue;
+    const auto expect_agreement = [&table](Bytes octets) {
+      ASSERT_EQ(ssh_oid_find_encoded({octets}, table.kind), by_text(octets, table.kind))
           << hex(octets);
     };
-    for (const SshOidRow *row = ssh_oid_find_by_oid(first.oid, first.kind); row->oid; ++row) {
+    for (const SshOidRow *row = first_row(table); row->oid; ++row) {
       const std::vector<uint8_t> octets = encoded(row->oid);
       for (size_t at = 0; at < octets.size(); ++at) {
         std::vector<uint8_t> changed = octets, padded = octets;

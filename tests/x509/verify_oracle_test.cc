@@ -1,5 +1,5 @@
-// Signatures of certificates and CRLs: made and judged by OpenSSL, under every algorithm that
-// either profile knows, and changed in every part.
+// Signatures of certificates and CRLs: made and judged by OpenSSL, under every algorithm that either
+// profile knows. That a change is seen wherever it stands is tested in tests/crypto.
 #include "x509/verify.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +8,6 @@
 #include <openssl/x509.h>
 
 #include <map>
-#include <random>
 
 #include "support/profile.h"
 #include "support/samples.h"
@@ -85,7 +84,6 @@ std::vector<Case> cases() {
       // r and s come with more zeros than the issuer's q
       {false, 2, kDsaSha1, "dsa-nist-sha1", "SHA1", "DSA", "long DSA"},
       {false, 2, kDsaSha1, "dsa-nist-sha1", "SHA1", "long DSA", "long DSA"},
-      {false, 2, "1.3.14.3.2.27", "dsa-nist-sha1", "SHA1", "DSA", "DSA"},
       {false, 1, "1.3.14.3.2.29", "rsa-nist-sha1", "SHA1", "odd RSA", "RSA", null},
       {false, 1, "1.2.840.113549.1.1.4", "rsa-pkcs1-md5", "MD5", "RSA", "RSA", null},
       {true, 1, "1.2.840.113549.1.1.14", "rsa-pkcs1-sha224", "SHA224", "RSA", "EC", null},
@@ -195,37 +193,21 @@ TYPED_TEST(VerifyOracle, WhatAnotherLibrarySigned) {
                                    : SSH_X509_KEY_NOT_FIT)
           << name;
     }
-  }
-}
-
-TYPED_TEST(VerifyOracle, AnyChangeIsSeen) {
-  const ProfileScope modern(SSH_X509_MODERN);
-  std::mt19937 random(31);
-  for (const Case &c : cases()) {
     if (!c.computed()) continue;
-    SCOPED_TRACE(c.id);
-    TypeParam record(c.subject);
-    const Der good = sign(record, c);
     const SshPublicKeyOwner key = object_of(c.issuer);
-    // What stands between the two is not signed, and its parameters are read by nobody.
-    const auto parts = der::children(der::children(good)[0].content);
-    const auto from = static_cast<size_t>(parts[1].whole.data() - good.data());
-    size_t read = 0;
-    for (size_t at = 0; at < good.size(); at += 1 + random() % 3) {
-      if (at >= from && at < from + parts[1].whole.size()) continue;
-      Der bad = good;
-      bad[at] ^= static_cast<uint8_t>(1u << random() % 8);
-      const auto verdict = ours<TypeParam>(bad, key.get());
-      read += verdict.has_value();
-      ASSERT_NE(verdict, SSH_X509_VALID) << at;
-    }
-    EXPECT_GT(read, 20u);
-
-    // A signature of whole octets with some bits behind it is another one, which nobody made.
-    Der longer(parts[2].content.begin() + 1, parts[2].content.end());
-    longer.push_back(0x50);
-    record.signature = der::bits(longer, 3);
-    EXPECT_EQ(ours<TypeParam>(record.build(), key.get()), SSH_X509_INVALID);
+    const auto with = [&](const Der &signature, unsigned unused) {
+      parts.signature = der::bits(signature, unused);
+      return ours<TypeParam>(parts.build(), key.get());
+    };
+    const auto value = der::children(der::children(der)[0].content)[2].content.subspan(1);
+    Der signature(value.begin(), value.end());
+    EXPECT_EQ(with(signature, 0), SSH_X509_VALID);
+    // Whole octets with some bits behind them are another signature, which nobody made.
+    signature.push_back(0x50);
+    EXPECT_EQ(with(signature, 3), SSH_X509_INVALID);
+    parts.issuer = der::common_name("Another");
+    signature.pop_back();
+    EXPECT_EQ(with(signature, 0), SSH_X509_INVALID);
   }
 }
 
@@ -244,45 +226,37 @@ TYPED_TEST(VerifyOracle, SchemesOfOldThatAreNotComputed) {
   }
 }
 
+// What encodes again to other octets is refused.
 TYPED_TEST(VerifyOracle, OneFormOfADsaSignature) {
   TypeParam parts("DSA");
   sign(parts, kDsa);
-  const Der value(parts.signature.begin() + 3, parts.signature.end());
-  const auto pair = der::children(der::children(value)[0].content);
+  const Der good(parts.signature.begin() + 3, parts.signature.end());
+  const auto pair = der::children(der::children(good)[0].content);
   ASSERT_EQ(pair.size(), 2u);
-  const auto copy = [](Bytes octets) { return Der(octets.begin(), octets.end()); };
-  const Der r = copy(pair[0].whole), s = copy(pair[1].whole);
-  const auto with_zero = [&](Bytes content) {
-    return der::tlv(2, der::join({{0}, copy(content)}));
-  };
-  const auto negated = [](Bytes magnitude) {
-    SshMpInt number;
-    number.set_magnitude(magnitude, true);
-    Der content(number.twos_complement_length());
-    number.write_twos_complement(content.data());
-    return der::tlv(2, content);
-  };
-  const auto long_length = [](const Der &element) {
-    return der::join({{element[0], 0x81}, Der(element.begin() + 1, element.end())});
-  };
-  const Der good = der::seq({r, s});
+  const Der r(pair[0].whole.begin(), pair[0].whole.end()),
+      s(pair[1].whole.begin(), pair[1].whole.end());
+  Der longer = {2, static_cast<uint8_t>(r[1] + 1), 0}, negative = r;
+  longer.insert(longer.end(), r.begin() + 2, r.end());
+  negative[2] = 0xFF;
   const SshPublicKeyOwner key = object_of("DSA");
-  const auto expect = [&](bool valid, const auto &...signatures) {
-    for (const Der &signature : {signatures...}) {
+  const auto expect = [&](bool valid, const std::vector<Der> &signatures) {
+    for (const Der &signature : signatures) {
       parts.signature = der::bits(signature);
       const Der der = parts.build();
       EXPECT_EQ(ours<TypeParam>(der, key.get()) == SSH_X509_VALID, valid) << hex(signature);
       EXPECT_EQ(TypeParam::peer(der, key_of("DSA")), valid) << hex(signature);
     }
   };
-  expect(true, good);
-  expect(false, der::seq({s, r}), der::join({good, {0}}), der::join({good, der::null()}),
-         der::seq({r, s, der::null()}), der::seq({with_zero(pair[0].content), s}),
-         der::seq({r, with_zero(pair[1].content)}), der::seq({long_length(r), s}),
-         long_length(good), der::indefinite(0x30, {r, s}), der::set({r, s}), der::join({r, s}),
-         der::seq({r}), der::seq({der::integer(0), der::integer(0)}),
-         der::seq({negated(pair[0].content), s}), der::seq({r, negated(pair[1].content)}),
-         der::seq({der::natural(Der(300, 0x11)), s}), Der{});
+  expect(true, {good});
+  expect(false, {der::seq({s, r}),
+                 der::join({good, {0}}),
+                 der::seq({r, s, der::null()}),
+                 der::seq({longer, s}),
+                 der::seq({negative, s}),
+                 der::seq({r}),
+                 der::seq({der::natural(Der(300, 0x11)), s}),
+                 der::indefinite(0x30, {r, s}),
+                 {}});
 }
 
 // r and s are made as long as q, which must not ask for more memory than there is for one request.
