@@ -54,12 +54,16 @@ void expect(std::string_view wanted, SshAsn1Template<Text> text, Inputs... input
 }
 
 TEST(Create, Primitives) {
-  const SshMpInt n128(128);
+  const SshMpInt n128(128), negative(-129);
+  const SshBerTime time = {2049, 12, 31, 23, 59, 58};
   const uint8_t data[] = {0xFF, 0xFF, 0xFF}, *const start = data;
   const Bytes three(data);
   expect("0101ff", "(boolean ())"_asn1, 1);
   for (const int no : {0, 2, -1}) expect("010100", "(boolean ())"_asn1, no);
   expect("0a020080", "(enum ())"_asn1, &n128);
+  expect("0202ff7f", "(integer ())"_asn1, &negative);
+  expect("170d 3439313233313233353935385a", "(utc-time ())"_asn1, &time);
+  expect("180f 32303439313233313233353935385a", "(generalized-time ())"_asn1, &time);
   expect("0203ffffff", "(integer ())"_asn1, three);
   expect("0a0500ffffffff", "(enum-short ())"_asn1, 0xFFFFFFFFU);
   expect("030100", "(bit-string ())"_asn1, SshAsn1Bits{});
@@ -73,6 +77,7 @@ TEST(Create, Primitives) {
   expect("", "(empty ())"_asn1);
   expect("3000", "(sequence ()(empty (1)))"_asn1);
   for (const char *bad : {"1", "", "1.x"}) expect("!18", "(object-identifier ())"_asn1, bad);
+  expect("06032a0304", "(object-identifier ())"_asn1, "1.2.3.4");
   expect("0603ffffff", "(object-identifier ())"_asn1, SshOid{three});
   expect("!18", "(object-identifier ())"_asn1, SshOid{});
 }
@@ -122,7 +127,7 @@ TEST(Create, Any) {
 TEST(Create, SetsAreSorted) {
   // By their octets, in which a shorter one comes first.
   const Nodes unsorted("0500 3080 0000 0101ff 0101ff 8001ff 800101 0402ff00 0401ff 0402ffff 0400");
-  expect("3121 0101ff 0101ff 0400 0401ff 0402ff00 0402ffff 0500 3080 0000 800101 8001ff",
+  expect("311f 0101ff 0101ff 0400 0401ff 0402ff00 0402ffff 0500 3080 0000 800101 8001ff",
          "(set ()(any ()))"_asn1, unsorted.node);
   expect("a105 0101ff 0500", "(set (1)(null ())(boolean ()))"_asn1, 1);
   expect("a107 3105 0101ff 0500", "(set (e 1)(null ())(boolean ()))"_asn1, 1);

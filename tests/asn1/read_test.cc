@@ -204,6 +204,7 @@ TEST(Read, SearchesByTheListsRules) {
   expect("(sequence ()(choice (integer ())))", "3000 = 21");
   expect("(sequence ()(sequence ()(null ())))", "30023000 = 10");
   expect("(sequence ()(any ()))", "3000 = 0 null");
+  expect("(sequence ()(any (0)))", "3000 = 21");
   expect("(sequence ()(null ())(any ()))", "30020500 = 0 null",
          "300b0000 0500 0000 0101ff 0000 = 0 0101ff0000");
   // A primitive type in another form is passed over.
@@ -244,6 +245,7 @@ TEST(Read, Choice) {
   expect("(choice(any (0)) (any (e 1)))", "a103020105 = 0 1 ? 020105");
   expect("(choice (null ())(sequence ()(integer ())))", "0500 = 0 0 ?", "3003020105 = 0 1 5");
   expect("(choice (boolean ())(null ()))", "0100 = 17");
+  expect("(choice (null ())(choice (boolean ())(integer ())))", "020105 = 0 1 1 ? 5");
 }
 
 // What a template does not read where it stands is passed over, refused where it carries a tag of
@@ -266,6 +268,8 @@ TEST(Read, Modes) {
       {kTagged, "3006 a004 0500 0500", "0 1 05000500 0 ?", "21", "21"},
       {kTagged, "3006 a004 0500 0000", "0 1 05000000 0 ?", "0 1 05000000 0 ?", "0 1 05000000 0 ?"},
       {kTagged, "3005 a103 020105", "0 0 ? 0 ?", "17", "17"},
+      {kTagged, "3006 a080 0500 0000", "0 0 ? 0 ?", "21", "21"},
+      {kTagged, "3003 820105", "0 0 ? 0 ?", "0 0 ? 0 ?", "21"},
       {"(sequence ()(optional(octet-string (0))))", "3005 0101ff 8000", "0 1 '", "0 1 '", "21"},
       {"(sequence ()(null ())(any ()))", "3006 0500 0500 0500", "0 05000500", "0 05000500", "21"},
       {"(sequence ()(choice (null ())(integer ())))", "3004 0500 0500", "0 0 ?", "0 0 ?", "21"},

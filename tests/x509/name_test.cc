@@ -87,4 +87,12 @@ TEST_F(NameTest, ListsReadNewestFirst) {
   EXPECT_EQ(ssh_x509_name_take(nullptr, SSH_X509_NAME_DNS), nullptr);
 }
 
+TEST_F(NameTest, ChainsAreAddedAtTheHead) {
+  SshX509Name a, b, c;
+  b.next = &c;
+  SshX509Name *list = &a;
+  ssh_x509_name_add(&list, &b);
+  EXPECT_TRUE(list == &b && c.next == &a && !a.next);
+}
+
 }  // namespace

@@ -78,6 +78,9 @@ TEST(OidRegistry, EveryRowIsFoundInAllThreeWays) {
       }
       EXPECT_EQ(row->key_type != nullptr, table.kind == SSH_OID_PUBLIC_KEY);
       EXPECT_TRUE(row->key_scheme || table.kind != SSH_OID_SIGNATURE || table.further);
+      if (row->key_scheme) {
+        EXPECT_NE(std::strstr(row->key_scheme, row->description), nullptr);
+      }
     }
     EXPECT_EQ(count, table.rows) << table.first;
     EXPECT_EQ(row->name, nullptr);

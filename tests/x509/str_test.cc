@@ -51,8 +51,11 @@ TEST_F(Strings, WireOctetsAreReadAndWritten) {
     EXPECT_EQ(make_hex(SSH_CHARSET_BMP, octets), nullptr) << octets;
   EXPECT_EQ(make_hex(SSH_CHARSET_T61, ""), nullptr);
   EXPECT_EQ(make_hex(SSH_CHARSET_UNIVERSAL, "000100000000"), nullptr);
-  EXPECT_EQ(wire(of_letters(SSH_CHARSET_UTF8, {0x41, 0x7FF, 0x800, 0xFFFF}).get()),
-            "41dfbfe0a080efbfbf");
+  EXPECT_EQ(wire(of_letters(SSH_CHARSET_UTF8, {0x41, 0x7FF, 0x800, 0xFFFF, 0x10000, 0x1FFFFF,
+                                               0x200000, 0x3FFFFFF, 0x4000000, 0x7FFFFFFF})
+                     .get()),
+            hex(unhex("41 dfbf e0a080 efbfbf f0908080 f7bfbfbf f888808080 fbbfbfbfbf"
+                      "fc8480808080 fdbfbfbfbfbf")));
   EXPECT_EQ(wire(of_letters(SSH_CHARSET_UTF8, {0x41, 0x80000000}).get()), "null");
 }
 
