@@ -1,5 +1,5 @@
-// The PEM files of the corpus: where every tool reads a file with one block, the armoured reader gives
-// the same. What it makes of others is in tests/asn1/files_test.cc.
+// The PEM files of the corpus: where every tool reads a file with one block, the armoured reader
+// gives the same, unless dashes elsewhere hide it. Others are in tests/asn1/files_test.cc.
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Every certificate and CRL of the corpus against the facts that independent tools recorded of it:
-// first whether it must be read or refused, then what was read. What the tools read modern must read
-// too, and refuse what they reject; where we are of another mind, the tables say why. Of classic it is
-// known how many it reads (README.md); what it refuses besides is tested one by one in tests/x509.
+// first whether it must be read or refused, then what was read. What the tools read modern must
+// read too, and refuse what they reject; where we are of another mind, the tables say why. Of
+// classic it is known how many it reads (README.md); what it refuses is tested in tests/x509.
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-// The corpus: its tables and the octets of its items. A column that a test needs is a cell of a row:
-// `item["serial"]`.
+// The corpus: its tables and the octets of its items. A column that a test needs is a cell of a
+// row: `item["serial"]`.
 #pragma once
 
 #include <filesystem>

@@ -94,8 +94,8 @@ TEST_F(CertTest, VersionsAndWhatBelongsToThem) {
   }
 }
 
-// Both stand for one scheme. What RSASSA-PSS does is told by its parameters; those of other algorithms
-// tell nothing.
+// Both stand for one scheme. What RSASSA-PSS does is told by its parameters; those of other
+// algorithms tell nothing.
 TEST_F(CertTest, TheTwoAlgorithms) {
   const auto pss = [](const Der &parameters) { return seq({oid(kPss), parameters}); };
   const Der kSha1 = algorithm(kRsaSha1), kMd5 = algorithm(kRsaMd5), kSha256 = algorithm(kRsaSha256),

@@ -1,5 +1,5 @@
 // Extensions of certificates, CRLs and entries: what each profile reads of a value, marked critical
-// and not. What usual ones hold is compared in tests/corpus; here stand the unusual and the refused.
+// and not. What usual ones hold is compared in tests/corpus; here is the unusual and the refused.
 #include "x509/extensions.h"
 
 #include <gtest/gtest.h>

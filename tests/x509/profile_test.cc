@@ -1,4 +1,4 @@
-// The choice of the profile. What each difference makes is tested where the module is that makes it.
+// The choice of the profile. What each difference makes is tested beside the module that makes it.
 #include "x509/profile.h"
 
 #include <gtest/gtest.h>

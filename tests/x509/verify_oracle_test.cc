@@ -1,5 +1,5 @@
-// Signatures of certificates and CRLs: made and judged by OpenSSL, under every algorithm that either
-// profile knows. That a change is seen wherever it stands is tested in tests/crypto.
+// Signatures of certificates and CRLs: made and judged by OpenSSL, under every algorithm that
+// either profile knows. That a change is seen wherever it stands is tested in tests/crypto.
 #include "x509/verify.h"
 
 #include <gtest/gtest.h>

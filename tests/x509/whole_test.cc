@@ -1,6 +1,7 @@
 // What is accepted has been read whole: an element that can take something away, and that no field
-// takes, refuses the input. Classic passes over what has nothing to lose; modern over nothing. How the
-// modes of reading do that is tested in tests/asn1, values of extensions in extensions_test.cc.
+// takes, refuses the input. Classic passes over what has nothing to lose; modern over nothing. How
+// the modes of reading do that is tested in tests/asn1, values of extensions in
+// extensions_test.cc.
 
 #include <gtest/gtest.h>
 
