@@ -215,6 +215,7 @@ TEST_F(ExtensionsTest, Policies) {
       {qualified(".1", text(0x0C, "\xC3\xA9")), kRefused},
       {qualified(".3", kOne), kRefused},
       {qualified("", kOne), kRefused},
+      {qualified(".2", null()), kRefused},
       {notice({}), "1.2.3;- - -  "},
       {notice({reference(0x16, {kOne, kOne, integer(0xFFFF)})}), "1.2.3;- 2:Or - 3*65535  "},
       {notice({reference(0x16, {integer(0x10000)})}), kRefused},
@@ -371,9 +372,12 @@ TEST_F(ExtensionsTest, Lists) {
                             {set({}), kRefused}});
   run("2.5.29.9", {{seq({seq({oid("1.2.3"), set({null()})})}), "1.2.3=31020500 "},
                    {seq({}), ""},
+                   {seq({null()}), kRefused},
                    {set({}), kRefused}});
   const Der kOne = seq({oid("1.2.1"), oid("1.2.2")}), kTwo = seq({oid("1.2.3"), oid("1.2.4")});
-  run("2.5.29.33", {{seq({kOne, kTwo}), "1.2.1=1.2.2 1.2.3=1.2.4"}, {set({}), kRefused}});
+  run("2.5.29.33", {{seq({kOne, kTwo}), "1.2.1=1.2.2 1.2.3=1.2.4"},
+                    {seq({seq({oid("1.2.1")})}), kRefused},
+                    {set({}), kRefused}});
   // The list of alternative names may have any tag.
   run("2.5.29.17", {{tlv(0xA5, kDns), "dns=d.example"}, {seq({}), ""}, {{}, kRefused}});
   run("2.5.29.18", {{seq({kDns}), "dns=d.example"}});
