@@ -158,7 +158,8 @@ TEST_F(CertTest, Signatures) {
       {"an RSA key", rsa_key_info(), kPair, refused, octets},
       {"no q", key_info({}, integer(9), "1.2.840.10040.4.1"), kPair, "DSA key or parameters",
        octets},
-      {"negative", rsa_key_info(), pair(-1, 2), refused, refused},
+      {"negative r", rsa_key_info(), pair(-1, 2), refused, refused},
+      {"negative s", rsa_key_info(), pair(1, -2), refused, refused},
       {"only r", dsa_key_info(0x101), seq({integer(1)}), refused, refused},
       {"no sequence", dsa_key_info(0x101), unhex("0011"), refused, refused},
   };
