@@ -8,6 +8,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "asn1/files.h"
 #include "support/der.h"
 #include "support/hex.h"
 #include "x509/cert.h"
@@ -125,6 +126,17 @@ template <class Record>
 void expect_all(bool accepted, const std::vector<Der> &inputs) {
   for (size_t i = 0; i < inputs.size(); ++i)
     EXPECT_EQ(static_cast<bool>(Record(inputs[i])), accepted) << "input " << i << " from 0";
+}
+
+// example reads a file of examples/, armoured or not.
+inline Der example(const std::string &name) {
+  const std::string path = KWPKI_SOURCE_DIR "/examples/" + name;
+  const auto read = name.ends_with(".pem") ? ssh_read_file_base64 : ssh_read_file;
+  uint8_t *data = nullptr;
+  size_t length = 0;
+  EXPECT_TRUE(read(path.c_str(), &data, &length)) << path;
+  const SshBlock owner(data);
+  return Der(data, data + length);
 }
 
 // with_extension decodes the sample certificate with one more extension.
