@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <string>
 
 #include "support/peer.h"
@@ -33,19 +32,15 @@ struct Keys : sample::Balanced {
   }
 };
 
-Der name(std::string_view type, unsigned tag, std::string_view value) {
-  return der::seq({der::set({der::attribute(type, der::text(tag, value))})});
+Der cn(unsigned tag, std::string_view value) {
+  return der::seq({der::set({der::attribute("2.5.4.3", der::text(tag, value))})});
 }
-Der cn(unsigned tag, std::string_view value) { return name("2.5.4.3", tag, value); }
-constexpr char kEmail[] = "1.2.840.113549.1.9.1", kUnstructured[] = "1.2.840.113549.1.9.2";
-constexpr unsigned kUtf8 = 0x0C, kPrintable = 0x13, kT61 = 0x14, kIa5 = 0x16, kUniversal = 0x1C,
-                   kBmp = 0x1E;
+constexpr unsigned kUtf8 = 0x0C, kPrintable = 0x13, kIa5 = 0x16, kBmp = 0x1E;
 using namespace std::string_view_literals;
 
-// Each row is one name: all its spellings make the same key, and no two rows share one.
+// Each row is one name: all its spellings make the same key. What is folded where, the tests of
+// canonical names say.
 TEST_F(Keys, SpellingsOfAName) {
-  const Der a = der::attribute("2.5.4.3", der::text(kPrintable, "a"));
-  const Der b = der::attribute("2.5.4.10", der::text(kPrintable, "b"));
   const struct {
     Der key;
     std::vector<std::string> texts;
@@ -53,44 +48,26 @@ TEST_F(Keys, SpellingsOfAName) {
   } rows[] = {
       {cn(kPrintable, "f l"),
        {"CN=F L", " cn = F   l ", "OID.2.5.4.3=\"  f l  \"", "CN=#66206C"},
-       {cn(kT61, " F  L"), cn(kIa5, "f l "), cn(kBmp, "\0F\0 \0L"sv),
-        cn(kUniversal, "\0\0\0F\0\0\0 \0\0\0l"sv)}},
-      {name("2.5.4.10", kPrintable, "f l"), {"O=f l"}, {}},
-      // Only letters of PrintableString are folded, and its tag covers IA5 and T.61.
+       {cn(kIa5, "f l "), cn(kBmp, "\0F\0 \0L"sv)}},
       {cn(kPrintable, "A@ b"), {"CN=A@   b"}, {cn(kIa5, " A@ b")}},
-      {cn(kPrintable, "a@ b"), {"CN=a@ b"}, {cn(kBmp, "\0a\0@\0 \0b"sv)}},
-      {cn(kPrintable, "A\xA7"), {"CN=#41A7"}, {cn(kT61, "A\xA7"), cn(kBmp, "\0A\0\xA7"sv)}},
-      {cn(kBmp, "\x04\x16\0 \0A"sv),
-       {},
-       {cn(kBmp, "\0 \x04\x16\0 \0 \0A"sv), cn(kUniversal, "\0\0\x04\x16\0\0\0 \0\0\0A"sv)}},
-      {cn(kBmp, "\0\xE9"sv), {}, {cn(kUtf8, "\xC3\xA9"), cn(kUniversal, "\0\0\0\xE9"sv)}},
-      // The two attributes of IA5String, whatever the letters.
-      {name(kEmail, kIa5, "root"), {"MAILTO=ROOT"}, {name(kEmail, kPrintable, "Root")}},
-      {name(kEmail, kIa5, "Root@x"), {"MAILTO=Root@x"}, {name(kEmail, kT61, " Root@x")}},
-      {name(kUnstructured, kIa5, "n\xA7"), {"UN=#6EA7"}, {}},
+      {cn(kBmp, "\0\xE9"sv), {}, {cn(kUtf8, "\xC3\xA9")}},
       {cn(kPrintable, ""), {"CN=#20", "CN=#2020"}, {cn(kPrintable, " ")}},
       {der::seq({}), {"", " "}, {der::seq({})}},
-      {der::seq({der::set({a}), der::set({b})}), {"CN=a, O=b", "cn=A;o=B"}, {}},
-      {der::seq({der::set({b}), der::set({a})}), {"O=b, CN=a"}, {}},
-      {der::seq({der::set({a, b})}), {"CN=a + O=b"}, {}},
   };
-  std::set<std::string> keys;
   for (const auto &row : rows) {
     const std::string key = "3 " + hex(row.key);
-    EXPECT_TRUE(keys.insert(key).second) << key;
     for (const auto &text : row.texts) EXPECT_EQ(of_text(text), key) << text;
     for (const auto &der : row.ders) EXPECT_EQ(of_der(der), key) << hex(der);
   }
 }
 
 TEST_F(Keys, NamesThatMakeNoKey) {
-  for (const char *text : {"CN", "XX=a", "CN=\xE9", "O=\xE9, CN=a", "OID.1=x", "CN=", "CN=#",
-                           "CN=\"\"", "CN=\" \"", "O=a, CN= + OU=b"}) {
+  for (const char *text : {"CN", "XX=a", "O=\xE9, CN=a", "OID.1=x", "CN=", "O=a, CN= + OU=b"}) {
     EXPECT_EQ(of_text(text), "none refused") << text;
   }
   const Der good = cn(kPrintable, "a");
   for (const Der &der : {Der{}, der::join({good, good}), cn(0x04, "a"), cn(kPrintable, ""),
-                         cn(kBmp, "a"), cn(kUniversal, "\0\1\4\0"sv), cn(kUtf8, "a")}) {
+                         cn(kBmp, "a"), cn(kUtf8, "a")}) {
     EXPECT_EQ(of_der(der), "none refused") << hex(der);
   }
   EXPECT_FALSE(ssh_cm_key_set_dn(&list, nullptr));
@@ -141,7 +118,7 @@ TEST_F(Keys, APublicKeyIsTheDigestOfItsExport) {
     ASSERT_EQ(ssh_public_key_export(key.get(), &blob, &length), SSH_KEY_OK);
     const SshBlock owner(blob);
     EXPECT_TRUE(ssh_cm_key_set_public_key(&list, key.get()));
-    EXPECT_EQ(newest(), "13 " + peer_sha1({blob, length}));
+    EXPECT_EQ(newest(), "13 " + peer_digest("sha1", {blob, length}));
   }
   EXPECT_FALSE(ssh_cm_key_set_public_key(&list, nullptr));
   EXPECT_EQ(newest(), "none");
