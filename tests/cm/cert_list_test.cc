@@ -10,8 +10,7 @@
 namespace {
 
 // CertList has a database of three certificates, whose statuses are 1 to 3, and an empty list.
-class CertList : public sample::Balanced {
- protected:
+struct CertList : sample::Balanced {
   CertList() {
     for (uint32_t i = 0; i < 3; ++i) {
       SshCMCertificate *cert = ssh_cm_cert_allocate();
@@ -19,23 +18,18 @@ class CertList : public sample::Balanced {
       entries_[i] = cert->entry = ssh_certdb_alloc_entry(*db_, SSH_CM_ENTRY_CERT, cert);
     }
   }
-  ~CertList() override {
-    ssh_cm_cert_list_free(*db_, list_);
-    for (SshCertDBEntry *entry : entries_) ssh_certdb_free_entry(*db_, *entry);
-  }
   void append(std::initializer_list<int> numbers) {
     for (const int i : numbers) ssh_cm_cert_list_append(*list_, *entries_[i]);
+    for (SshCertDBEntry *entry : entries_) ssh_certdb_release_entry(*db_, *entry);
   }
-  // walk takes steps (< first, > last, + next, - prev, . current) and gives the statuses, 0 for
-  // null.
-  static std::string walk(SshCMCertList *list, const char *steps) {
+  // walk takes steps (< first, > last, + next, - prev, . current) and gives the statuses, 0 for null.
+  static std::string walk(SshCMCertList *list, std::string_view steps) {
+    constexpr SshCMCertificate *(*kSteps[])(SshCMCertList *) = {
+        ssh_cm_cert_list_first, ssh_cm_cert_list_last, ssh_cm_cert_list_next, ssh_cm_cert_list_prev,
+        ssh_cm_cert_list_current};
     std::string seen;
-    for (; *steps; ++steps) {
-      const SshCMCertificate *cert = *steps == '<'   ? ssh_cm_cert_list_first(list)
-                                     : *steps == '>' ? ssh_cm_cert_list_last(list)
-                                     : *steps == '+' ? ssh_cm_cert_list_next(list)
-                                     : *steps == '-' ? ssh_cm_cert_list_prev(list)
-                                                     : ssh_cm_cert_list_current(list);
+    for (const char step : steps) {
+      const SshCMCertificate *cert = kSteps[std::string_view("<>+-.").find(step)](list);
       seen += std::to_string(cert ? cert->carried->status : 0);
     }
     return seen;
@@ -46,7 +40,7 @@ class CertList : public sample::Balanced {
   SshCertDBEntry *entries_[3] = {};
 };
 
-TEST_F(CertList, IsWalked) {
+TEST_F(CertList, IsWalkedAndItsNodesHoldReferences) {
   EXPECT_TRUE(ssh_cm_cert_list_is_empty(nullptr) && ssh_cm_cert_list_is_empty(list_));
   EXPECT_EQ(walk(nullptr, "<>+-."), "00000");
   EXPECT_EQ(walk(list_, "<>+-."), "00000");
@@ -55,13 +49,6 @@ TEST_F(CertList, IsWalked) {
   EXPECT_EQ(walk(list_, "+-."), "000") << "there is no position yet";
   EXPECT_EQ(walk(list_, "<.+.+.+.+.+."), "112233220202") << "a step beyond the end stays";
   EXPECT_EQ(walk(list_, "-.-.-.-.+.>-><+>"), "3322110122232122");
-}
-
-TEST_F(CertList, NodesHoldReferences) {
-  append({0, 0, 1});
-  for (SshCertDBEntry *entry : entries_) ssh_certdb_release_entry(*db_, *entry);
-  EXPECT_EQ(db_->pool_count, 1u);
-  EXPECT_EQ(walk(list_, "<++"), "112");
   ssh_cm_cert_list_free(*db_, std::exchange(list_, nullptr));
   EXPECT_EQ(db_->pool_count, 3u);
 }
@@ -79,6 +66,7 @@ TEST_F(CertList, WhatIsNoCertificateIsFatal) {
   list_->current = list_->tail;
   EXPECT_EQ(ssh_cm_cert_list_current(list_), entries_[2]->object) << "of whatever type";
   entries_[0]->type = entries_[2]->type = SSH_CM_ENTRY_CERT;
+  ssh_cm_cert_list_free(*db_, list_);
 }
 
 }  // namespace
