@@ -13,7 +13,6 @@ typedef void (*Function)(void);
  * process to see; null if it cannot be had. */
 void *library_open(const char *folder, const char *name);
 void library_close(void *library);
-void *library_loaded(const char *name); /* one that the process has; null if it has none */
 Function library_find(void *library, const char *name);
 
 /* search_in makes PATH lead to the current folder by every kind of relative path, and then, unless

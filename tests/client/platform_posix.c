@@ -15,12 +15,6 @@ void *library_open(const char *folder, const char *name) {
 
 void library_close(void *library) { dlclose(library); }
 
-void *library_loaded(const char *name) {
-  char file[64];
-  snprintf(file, sizeof file, "lib%s.so", name);
-  return dlopen(file, RTLD_NOW | RTLD_NOLOAD);
-}
-
 int search_in(const char *folder) { return folder && 0; }
 
 Function library_find(void *library, const char *name) {

@@ -19,8 +19,6 @@ void *library_open(const char *folder, const char *name) {
 
 void library_close(void *library) { FreeLibrary(library); }
 
-void *library_loaded(const char *name) { return GetModuleHandleA(name); }
-
 int search_in(const char *folder) {
   char here[MAX_PATH], path[4096];
   GetCurrentDirectoryA(sizeof here, here);
