@@ -26,26 +26,18 @@ while IFS='|' read -r line expected; do
   failed=1
 done <<END
 kwpki in| inspect
-kwpki st| status store
 kwpki message | decode encode
-kwpki message d| decode
 kwpki store import --o| --options
 kwpki inspect --tree| --tree --tree-lines
-kwpki inspect --color | always auto never
 kwpki inspect --color a| always auto
 kwpki inspect --color=a| always auto
 kwpki inspect --color never --js| --json
-kwpki inspect --entries a| all
 kwpki search --dns message --ke| --key-of --key-type --key-usage
 kwpki search --dns=message --ke| --key-of --key-type --key-usage
 kwpki search --dns |
-kwpki --profile | classic modern
 kwpki --profile classic in| inspect
-kwpki inspect --profile m| modern
 kwpki message encode --pr| --profile
-kwpki path --from-rule n| newest
 kwpki request remove --na| --name
-kwpki completion | bash fish zsh
 kwpki error KWPKI_REF| KWPKI_REFUSED KWPKI_REFUSED_SEVERE
 kwpki inspect so| some.der
 kwpki inspect --json f| folder
