@@ -22,15 +22,10 @@ inline Der join(const std::vector<Der> &parts) {
 
 inline Der tlv(unsigned identifier, Bytes content) {
   Der out{static_cast<uint8_t>(identifier)};
-  if (content.size() < 0x80) {
-    out.push_back(static_cast<uint8_t>(content.size()));
-  } else {
-    int octets = 1;
-    while (octets < 4 && content.size() >> (8 * octets)) ++octets;
-    out.push_back(static_cast<uint8_t>(0x80 + octets));
-    for (int i = octets - 1; i >= 0; --i)
-      out.push_back(static_cast<uint8_t>(content.size() >> (8 * i)));
-  }
+  int octets = 1;
+  while (octets < 4 && content.size() >> (8 * octets)) ++octets;
+  if (content.size() >= 0x80) out.push_back(static_cast<uint8_t>(0x80 + octets));
+  while (octets-- > 0) out.push_back(static_cast<uint8_t>(content.size() >> (8 * octets)));
   out.insert(out.end(), content.begin(), content.end());
   return out;
 }
@@ -79,10 +74,8 @@ inline Der bits(std::initializer_list<uint8_t> content, unsigned unused = 0) {
 inline Der oid_octets(std::string_view dotted) {
   std::vector<uint64_t> arcs{0};
   for (const char c : dotted) {
-    if (c == '.')
-      arcs.push_back(0);
-    else
-      arcs.back() = arcs.back() * 10 + static_cast<uint64_t>(c - '0');
+    if (c == '.') arcs.push_back(0);
+    if (c != '.') arcs.back() = arcs.back() * 10 + static_cast<uint64_t>(c - '0');
   }
   arcs[1] += arcs[0] * 40;
   Der out;

@@ -10,19 +10,14 @@
 // unhex reads hexadecimal digits and ignores blanks; an odd digit at the end is dropped.
 inline std::vector<uint8_t> unhex(std::string_view text) {
   std::vector<uint8_t> octets;
-  int high = -1;
+  bool half = false;
+  size_t value = 0;
   for (const char c : text) {
-    const int digit = c >= '0' && c <= '9'   ? c - '0'
-                      : c >= 'a' && c <= 'f' ? c - 'a' + 10
-                      : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                             : -1;
-    if (digit < 0) continue;
-    if (high < 0) {
-      high = digit;
-      continue;
-    }
-    octets.push_back(static_cast<uint8_t>(high * 16 + digit));
-    high = -1;
+    const size_t digit = std::string_view("0123456789abcdef0123456789ABCDEF").find(c);
+    if (digit == std::string_view::npos) continue;
+    value = value << 4 | (digit & 15);
+    if ((half = !half)) continue;
+    octets.push_back(static_cast<uint8_t>(value));
   }
   return octets;
 }

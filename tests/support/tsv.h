@@ -3,24 +3,17 @@
 // such column).
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
 class TsvRow {
  public:
-  TsvRow(const std::vector<std::string> &columns, const std::string &line) {
-    size_t at = 0;
-    for (const std::string &column : columns) {
-      const size_t end = std::min(line.find('\t', at), line.size());
-      cells_[column] = line.substr(at, end - at);
-      at = std::min(end + 1, line.size());
-    }
-  }
+  explicit TsvRow(std::map<std::string, std::string> cells) : cells_(std::move(cells)) {}
   const std::string &operator[](const std::string &column) const {
     static const std::string kNone;
     const auto found = cells_.find(column);
@@ -36,18 +29,14 @@ struct TsvTable {
 
   explicit TsvTable(const std::string &path) {
     std::ifstream in(path);
-    std::string line;
-    std::vector<std::string> columns;
+    std::string head, line, column, cell;
+    std::getline(in, head);
     while (std::getline(in, line)) {
-      if (columns.empty()) {
-        for (size_t at = 0; at <= line.size();) {
-          const size_t end = std::min(line.find('\t', at), line.size());
-          columns.push_back(line.substr(at, end - at));
-          at = end + 1;
-        }
-      } else {
-        rows.emplace_back(columns, line);
-      }
+      std::istringstream columns(head), cells(line);
+      std::map<std::string, std::string> row;
+      while (std::getline(columns, column, '\t'))
+        row[column] = std::getline(cells, cell, '\t') ? cell : "";
+      rows.emplace_back(std::move(row));
     }
   }
 
