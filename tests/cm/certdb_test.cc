@@ -205,13 +205,14 @@ class Script : public CertDb {
 // pooled, and the memory.
 TEST_F(Script, DatabasesAreWhatTheirStepsMakeOfThem) {
   const std::pair<const char *, const char *> rows[] = {
-      {"+a +b +c +D sa sb sc sD sD", "abc/D/Dabc // 0,0,304"},
+      {"+a +b +c +d +D sa sb sc sd sD sD", "abcd/D/Dabcd // 0,0,380"},
       {"+a +b +c +D sa sb sc sD fa", "bc/D/Dbc //a 0,1,228"},
       {"+a +b +c +D sa sb sc sD fb", "ac/D/Dac //b 0,1,228"},
       {"+a +b +c +D sa sb sc sD fc fD", "ab//ab //Dc 0,2,152"},
       // A detached entry is freed with its last reference, a stored one is listed.
       {"+a *a ra", "// // 0,0,0"},
       {"+a ra", "// //a 0,1,0"},
+      {"+a sa +b rb", "a//a //b 0,1,76"},
       {"+a +b +c sa sb sc ra rb nc rc", "abc//abc bac// 3,0,228"},
       {"+a +b +c sa sb sc ra rb rc fc", "ab//ab ba//c 2,1,152"},
       {"+a +b +c sa sb sc ra rb rc fb", "ac//ac ca//b 2,1,152"},
