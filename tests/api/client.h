@@ -1,8 +1,7 @@
 // What a client of kwpki.h does, shortened for tests: handles that free themselves, getters that
-// give a status with a value and always free what they got, and the seeds of the example folder.
+// give a status with a value and always free what they got.
 #pragma once
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -103,34 +102,6 @@ inline Result read(const char *path, uint32_t armoured) {
   return result;
 }
 
-struct File {
-  std::string name;  // without the folder
-  Der octets;        // the armour taken off
-};
-
 inline std::string example(const std::string &name) { return KWPKI_SOURCE_DIR "/examples/" + name; }
-
-inline Der example_der(const std::string &name) {
-  const Result result = read(example(name).c_str(), name.ends_with(".pem"));
-  EXPECT_EQ(result.status, KWPKI_OK) << name;
-  return Der(result.value.begin(), result.value.end());
-}
-
-inline std::vector<File> examples() {
-  std::vector<File> files;
-  for (const auto &entry : std::filesystem::directory_iterator(example(""))) {
-    const std::string name = entry.path().filename().string();
-    if (name.ends_with(".der") || name.ends_with(".pem"))
-      files.push_back({name, example_der(name)});
-  }
-  return files;
-}
-
-// Diffie-Hellman keys have no key object: a certificate with one decodes but gives no key.
-inline Der dh_cert() {
-  sample::CertParts parts;
-  parts.key = sample::key_info({}, der::integer(8), "1.2.840.10046.2.1");
-  return parts.build();
-}
 
 }  // namespace client

@@ -38,7 +38,7 @@ extern thread_local std::vector<std::string> call_log;
 int live();
 
 // id reads the identifier of a message.
-inline uint32_t id(const Der &message) { return ssh_load_be32(message.data() + 4); }
+inline uint32_t id(const Der &message) { return wire::number(message, wire::kId); }
 
 // process passes a reply to the library, answer makes one.
 inline KwPkiStatus process(const Der &reply) {
@@ -57,36 +57,35 @@ struct Calls {
   std::vector<std::string> names;
   bool arrays = false;
   std::string data;
+  void (*then)() = nullptr;  // the last that a callback does
 
-  static Calls &of(void *context) {
+  static void KWPKI_CALL on_status(void *context, uint32_t status) {
     auto &calls = *static_cast<Calls *>(context);
     ++calls.count;
-    return calls;
-  }
-  static void KWPKI_CALL on_status(void *context, uint32_t status) { of(context).status = status; }
-  static void KWPKI_CALL on_list(void *context, uint32_t status, KwPkiCertList list) {
-    Calls &calls = of(context);
     calls.status = status;
-    EXPECT_EQ(KwPkiCertListFree(calls.list), KWPKI_OK);
-    calls.list = list;
+    if (calls.then) calls.then();
+  }
+  static void KWPKI_CALL on_list(void *context, uint32_t status, KwPkiCertList list) {
+    EXPECT_EQ(KwPkiCertListFree(std::exchange(static_cast<Calls *>(context)->list, list)),
+              KWPKI_OK);
+    on_status(context, status);
   }
   static void KWPKI_CALL on_names(void *context, uint32_t status, const char *const *names,
                                   const uint32_t *lengths, uint32_t count) {
-    Calls &calls = of(context);
-    calls.status = status;
+    auto &calls = *static_cast<Calls *>(context);
     calls.names.clear();
     calls.arrays = names && lengths;
     for (uint32_t i = 0; i < count; ++i) {
       EXPECT_EQ(names[i][lengths[i]], 0);
       calls.names.emplace_back(names[i], lengths[i]);
     }
+    on_status(context, status);
   }
   static void KWPKI_CALL on_data(void *context, uint32_t status, uint8_t *data, uint32_t length) {
-    Calls &calls = of(context);
-    calls.status = status;
     EXPECT_NE(data, nullptr);
-    calls.data = hex({data, length});
+    static_cast<Calls *>(context)->data = hex({data, length});
     EXPECT_EQ(KwPkiStringFree(data), KWPKI_OK);
+    on_status(context, status);
   }
 
   Calls() = default;

@@ -1,5 +1,6 @@
 // Memory that runs out: whichever block is the first that is not to be had, the library says so in
-// one line and ends the process with status 1, and nothing that it runs then needs more.
+// one line and ends the process with status 1. Nothing that it runs then needs more, and what the
+// host runs then meets no lock that is held.
 #include <gmock/gmock.h>
 
 #include "api/host.h"
@@ -11,15 +12,11 @@ using host::Agent;
 using host::Calls;
 
 // What the scenarios read, made while there is memory.
-const Der rich = client::example_der("v3-rich.der"), dsa = client::example_der("v3-dsa.pem"),
-          crl = client::example_der("crl-v2.pem");
+const Der rich = sample::example("v3-rich.der"), dsa = sample::example("v3-dsa.pem"),
+          crl = sample::example("crl-v2.pem");
+const Der kUnknown = wire::envelope(0x7FFFFFFE, 0, 0, {});  // a reply that nobody waits for
 const std::string crl_file = client::example("crl-v2.pem");
 
-client::Result told_of(const Der &encoding, client::Result (*get)(KwPkiCert)) {
-  const client::Cert cert;
-  (void)client::set(cert, encoding);
-  return get(cert);
-}
 // search_for searches with one key and leaves the request open.
 template <class Set, class... Arguments>
 void search_for(Set set, Arguments... key) {
@@ -43,37 +40,31 @@ void answer(uint32_t type, const Der &payload, KwPkiStatus expected = KWPKI_OK) 
   for (KwPkiCert cert = KwPkiCertListFirst(calls.list); cert; cert = KwPkiCertListNext(calls.list))
     client::all(cert);
 }
-void leave_open(uint32_t type, int count) {
-  Agent agent;
-  for (; count > 0; --count) host::post(type, nullptr, agent);
-}
 
+// Each does one thing after the other, and runs out of memory at each block of them.
 const struct {
   const char *what;
   void (*run)();
 } kScenarios[] = {
-    {"certificate", [] { client::set(client::Cert(), rich); }},
-    {"certificate, refused", [] { client::set(client::Cert(), Bytes(rich).first(300)); }},
-    {"certificate, after one that was shown",
+    {"certificates",
      [] {
        const client::Cert cert;
        (void)client::set(cert, rich);
-       (void)client::ber(cert);
-       (void)client::set(cert, dsa);
+       (void)client::all(cert);
+       (void)client::set(cert, dsa);  // what was shown of the one before is kept
+       (void)client::all(cert);
+       (void)client::set(cert, Bytes(rich).first(300));
      }},
-    {"subject", [] { told_of(rich, client::subject); }},
-    {"subject in DER", [] { told_of(rich, client::subject_der); }},
-    {"serial number", [] { told_of(rich, client::serial); }},
-    {"RSA key", [] { told_of(rich, client::key); }},
-    {"DSA key", [] { told_of(dsa, client::key); }},
     {"CRL", [] { client::set(client::Crl(), crl); }},
     {"CRL of a file", [] { (void)KwPkiCrlReadFromFile(crl_file.c_str(), client::Crl()); }},
     {"file", [] { client::read(crl_file.c_str(), 0); }},
     {"armour", [] { client::read(crl_file.c_str(), 1); }},
-    {"search for a name", [] { search_for(KwPkiSearchKeySetDN, "C=FI, CN=a + CN=b\\, c", 0u); }},
-    {"search for a name in DER",
-     [] { search_for(KwPkiSearchKeySetDNDer, unhex("300c310a30080603550403130161").data(), 14u); }},
-    {"search for a DNS name", [] { search_for(KwPkiSearchKeySetDNS, "a.test", 0u); }},
+    {"search for names",
+     [] {
+       search_for(KwPkiSearchKeySetDN, "C=FI, CN=a + CN=b\\, c", 0u);
+       search_for(KwPkiSearchKeySetDNDer, unhex("300c310a30080603550403130161").data(), 14u);
+       search_for(KwPkiSearchKeySetDNS, "a.test", 0u);
+     }},
     {"search for an address",
      [] { search_for(KwPkiSearchKeySetIP, reinterpret_cast<const uint8_t *>("abcd"), 4u); }},
     {"search for a key",
@@ -84,14 +75,16 @@ const struct {
        (void)KwPkiCertGetPublicKey(cert, key);
        search_for(KwPkiSearchKeySetPublicKey, static_cast<KwPkiPublicKey>(key));
      }},
-    {"request to add a certificate", [] { leave_open(0, 1); }},
-    {"request to add a CRL", [] { leave_open(1, 1); }},
-    {"request for a path", [] { leave_open(3, 1); }},
-    {"request for names", [] { leave_open(4, 1); }},
-    {"request for a certificate", [] { leave_open(5, 1); }},
-    {"request for the state", [] { leave_open(6, 1); }},
-    {"request taken back", [] { leave_open(7, 1); }},
-    {"requests of more than one leaf", [] { leave_open(6, 70); }},
+    {"requests of every type",
+     [] {
+       Agent agent;
+       for (uint32_t type = 0; type < 8; ++type) host::post(type, nullptr, agent);
+     }},
+    {"requests of more than one leaf",
+     [] {
+       Agent agent;
+       for (int i = 0; i < 70; ++i) host::post(6, nullptr, agent);
+     }},
     {"status", [] { answer(0, {}); }},
     {"list",
      [] {
@@ -100,7 +93,6 @@ const struct {
                              wire::element(dsa), wire::element({})},
                             "text"));
      }},
-    {"list without a state", [] { answer(3, Der(15)); }},
     {"names",
      [] {
        answer(4, der::join({wire::u32(2), wire::str("CN=a"), wire::str("")}));
@@ -119,6 +111,7 @@ TEST(ApiOutOfMemoryTest, EndsTheProcessWithOneLine) {
       uint64_t n = 1;
       for (;; ++n) {
         const Ended ended = in_child([&] {
+          std::atexit([] { (void)host::process(kUnknown); });
           ssh_mem_fail_at(n, onwards);
           scenario.run();
         });

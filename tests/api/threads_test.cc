@@ -1,5 +1,6 @@
-// Eight threads that make requests and process each other's replies: every callback is called once
-// and no identifier is issued twice. What else may go wrong is ThreadSanitizer's to see.
+// Eight threads that make requests, process each other's replies and read the certificates in them:
+// every callback is called once, no identifier is issued twice and every certificate says the same.
+// What else may go wrong is ThreadSanitizer's to see.
 #include <atomic>
 #include <set>
 #include <thread>
@@ -13,9 +14,12 @@ constexpr size_t kRequests = 400;  // of each thread
 using Count = std::atomic<int>;    // the context of one request: how often it was called
 
 void KWPKI_CALL on_status(void *context, uint32_t) { ++*static_cast<Count *>(context); }
+const Der kRich = sample::example("v3-rich.der");
+std::vector<client::Result> alone;  // what its certificate says while there is one thread
+
 void KWPKI_CALL on_list(void *context, uint32_t, KwPkiCertList list) {
   ++*static_cast<Count *>(context);
-  EXPECT_EQ(KwPkiCertListIsEmpty(list), 0u);
+  EXPECT_EQ(client::all(KwPkiCertListFirst(list)), alone);
   EXPECT_EQ(KwPkiCertListFree(list), KWPKI_OK);
 }
 
@@ -33,7 +37,7 @@ struct Worker {
               KWPKI_OK);
   }
   bool answer() {
-    static const Der list = wire::list(1, {wire::element(sample::CertParts().build())});
+    static const Der list = wire::list(1, {wire::element(kRich)});
     Der request;
     {
       const std::lock_guard guard(agent.mutex);
@@ -48,6 +52,11 @@ struct Worker {
 
 TEST(ApiThreadsTest, RequestsAndRepliesCross) {
   const int64_t blocks = ssh_mem_blocks();
+  {
+    const client::Cert cert;
+    ASSERT_EQ(client::set(cert, kRich), KWPKI_OK);
+    alone = client::all(cert);
+  }
   std::vector<Worker> workers(kThreads);
   std::vector<std::thread> threads;
   for (size_t t = 0; t < kThreads; ++t) {
