@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -14,8 +12,8 @@
 namespace {
 
 // Each row is a series of appends (positive) and consumptions (negative), and the size of the
-// block, the offset and the end that they leave.
-TEST(Buffer, GrowthAndCompaction) {
+// block, the offset and the end that they leave. What was appended comes out in order.
+TEST(Buffer, GrowsCompactsAndKeepsTheOrder) {
   const struct {
     const char *why;
     std::vector<int> steps;
@@ -32,60 +30,40 @@ TEST(Buffer, GrowthAndCompaction) {
   };
   for (const auto &row : rows) {
     SshBuffer buffer;
+    std::string model;
     for (const int step : row.steps) {
       const auto size = static_cast<size_t>(std::abs(step));
-      step < 0 ? ssh_buffer_consume(buffer, size)
-               : ssh_buffer_append(buffer, std::vector<uint8_t>(size, 0x11));
+      std::string data(size, '\0');
+      std::generate(data.begin(), data.end(), [i = step]() mutable { return char(i++ % 251); });
+      step < 0 ? ssh_buffer_consume(buffer, size) : ssh_buffer_append(buffer, ssh_text_bytes(data));
+      step < 0 ? model.erase(0, size) : model += data;
     }
     EXPECT_EQ(std::vector({buffer.alloc, buffer.offset, buffer.end}), row.left) << row.why;
+    EXPECT_TRUE(ssh_bytes_text(ssh_buffer_bytes(buffer)) == model) << row.why;
+    uint8_t *out = nullptr;
+    EXPECT_EQ(ssh_buffer_append_space(buffer, &out, 4), out);
+    EXPECT_EQ(out + 4, ssh_buffer_ptr(buffer) + ssh_buffer_len(buffer));
   }
-}
-
-TEST(Buffer, IsAQueue) {
-  std::mt19937 random(4);
-  SshBuffer buffer;
-  std::string model;
-  for (int i = 0; i < 3000; ++i) {
-    if (random() % 5 < 2) {
-      const size_t n = random() % (model.size() + 1);
-      ssh_buffer_consume(buffer, n);
-      model.erase(0, n);
-    } else {
-      const std::string data(random() % 3000, static_cast<char>(random()));
-      ssh_buffer_append(buffer, ssh_text_bytes(data));
-      model += data;
-    }
-    ASSERT_LT(buffer.end, buffer.alloc);
-    ASSERT_TRUE(ssh_bytes_text(ssh_buffer_bytes(buffer)) == model) << i;
-  }
-  uint8_t *out = nullptr;
-  EXPECT_EQ(ssh_buffer_append_space(buffer, &out, 4), out);
-  EXPECT_EQ(out + 4, ssh_buffer_ptr(buffer) + ssh_buffer_len(buffer));
 }
 
 TEST(Buffer, InitAndUninitReleaseAndStartAfresh) {
   const int64_t before = ssh_mem_blocks();
-  {
-    SshBuffer buffer;
-    buffer.spare = 9;
-    ssh_buffer_append(buffer, std::vector<uint8_t>(5000, 0x22));
-    ssh_buffer_init(buffer);
-    EXPECT_EQ(buffer.alloc, 4096U);
-    EXPECT_EQ(ssh_buffer_len(buffer) + buffer.spare, 0U);
-    EXPECT_EQ(std::count(buffer.buf, buffer.buf + 4096, 0), 4096);
-    ssh_buffer_uninit(buffer);
-    EXPECT_EQ(ssh_mem_blocks(), before);
-    ssh_buffer_append(buffer, ssh_text_bytes("again"));
-    EXPECT_EQ(ssh_bytes_text(ssh_buffer_bytes(buffer)), "again");
-  }
+  SshBuffer buffer;
+  buffer.spare = 9;
+  ssh_buffer_append(buffer, std::vector<uint8_t>(5000, 0x22));
+  ssh_buffer_init(buffer);
+  EXPECT_EQ(buffer.alloc, 4096U);
+  EXPECT_EQ(ssh_buffer_len(buffer) + buffer.spare, 0U);
+  EXPECT_EQ(std::count(buffer.buf, buffer.buf + 4096, 0), 4096);
+  ssh_buffer_uninit(buffer);
   EXPECT_EQ(ssh_mem_blocks(), before);
 }
 
-TEST(Buffer, FatalTexts) {
+TEST(Buffer, Fatal) {
   SshBuffer buffer;
   ssh_buffer_append(buffer, ssh_text_bytes("four"));
   EXPECT_FATAL(ssh_buffer_consume(buffer, 5), "buffer_get trying to get more bytes than in buffer");
-  for (const size_t n : {size_t{0x63FF000 - 4096 + 1}, size_t{0xFFFFFFFF}, SIZE_MAX - 3}) {
+  for (const size_t n : {size_t{0x63FF000 - 4096 + 1}, SIZE_MAX - 3}) {
     EXPECT_FATAL(ssh_buffer_append_space(buffer, nullptr, n),
                  "ssh_buffer_append_space: buffer grows too large!");
   }

@@ -4,38 +4,35 @@
 #include <openssl/bn.h>
 #include <openssl/crypto.h>
 
-#include <memory>
-
 #include "util/mp_int_samples.h"
 
 namespace {
 
 using namespace mp_int;
 
-using Number = std::unique_ptr<BIGNUM, decltype(&BN_free)>;
+using Number = Owner<BIGNUM, BN_free>;
 
 // bignum reads the magnitude and sign into the independent implementation.
 Number bignum(const SshMpInt &value) {
   const Bytes octets = value.magnitude();
-  Number number(BN_bin2bn(octets.data(), static_cast<int>(octets.size()), nullptr), BN_free);
+  Number number(BN_bin2bn(octets.data(), static_cast<int>(octets.size()), nullptr));
   BN_set_negative(number.get(), value.negative());
   return number;
 }
 
 std::string peer_decimal(const SshMpInt &value) {
-  const std::unique_ptr<char, void (*)(char *)> text(BN_bn2dec(bignum(value).get()),
-                                                     [](char *p) { OPENSSL_free(p); });
-  return text.get();
+  char *text = BN_bn2dec(bignum(value).get());
+  const std::string decimal = text;
+  OPENSSL_free(text);
+  return decimal;
 }
 
 std::string peer_twos_complement(const SshMpInt &value) {
-  ASN1_INTEGER *integer = BN_to_ASN1_INTEGER(bignum(value).get(), nullptr);
-  uint8_t *der = nullptr;
-  const int length = i2d_ASN1_INTEGER(integer, &der);
-  const std::string content = hex({der + 2, static_cast<size_t>(length) - 2});
-  ASN1_INTEGER_free(integer);
-  OPENSSL_free(der);
-  return content;
+  const Owner<ASN1_INTEGER, ASN1_INTEGER_free> integer(
+      BN_to_ASN1_INTEGER(bignum(value).get(), nullptr));
+  uint8_t der[1000], *end = der;
+  const int length = i2d_ASN1_INTEGER(integer.get(), &end);
+  return hex({der + 2, static_cast<size_t>(length) - 2});
 }
 
 // random_int is of up to `most` octets, often with a run of zeros or ones at its start.
@@ -69,7 +66,7 @@ TEST(MpInt, AgreesWithAnIndependentImplementation) {
   }
 }
 
-TEST(MpInt, LargeDecimals) {
+TEST(MpInt, LargestDecimal) {
   std::vector<uint8_t> octets(SSH_MP_DECIMAL_MAX, 0xFE);
   SshMpInt value;
   value.set_magnitude(octets, true);
