@@ -28,7 +28,7 @@ TEST(Noise, AnyLengthIsFilledAndNoEightOctetsComeTwice) {
   std::set<std::string> seen;
   size_t taken = 0;
   SshNoise pools[2];
-  for (const size_t length : {0u, 1u, 63u, 64u, 65u, 128u, 1000u, 4096u, 4096u}) {
+  for (const size_t length : {0u, 1u, 63u, 64u, 65u, 4096u}) {
     for (SshNoise &noise : pools) {
       Octets out(length + 8, 0xAA);
       ASSERT_TRUE(noise.octets(out.data(), length));
