@@ -22,14 +22,15 @@ void check_encoding(const SshDN &dn, bool canonical) {
   ssh_dn_clear(&read);
 }
 
-bool check_name(const uint8_t *data, size_t size) {
-  const Balance balance;
+}  // namespace
+
+void check_profile(Bytes input) {
   bool empty = true;
   SshDN dn = {}, rdn = {};
-  const bool decoded = ssh_dn_decode_der({data, size}, &dn);
-  require(decoded == ssh_dn_check_der({data, size}, &empty));
+  const bool decoded = ssh_dn_decode_der(input, &dn);
+  require(decoded == ssh_dn_check_der(input, &empty));
   require(!decoded || empty == (dn.count == 0));
-  require(ssh_dn_decode_rdn_der({data, size}, &rdn) == ssh_dn_check_rdn_der({data, size}));
+  require(ssh_dn_decode_rdn_der(input, &rdn) == ssh_dn_check_rdn_der(input));
   if (decoded) {
     const SshText text(ssh_dn_encode_ldap(&dn)), again(ssh_dn_encode_ldap(&dn));
     require(same_text(text.get(), again.get()));
@@ -38,12 +39,4 @@ bool check_name(const uint8_t *data, size_t size) {
   }
   ssh_dn_clear(&dn);
   ssh_dn_clear(&rdn);
-  return decoded;
-}
-
-}  // namespace
-
-int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  under_both_profiles(false, [=] { return check_name(data, size); });
-  return 0;
 }

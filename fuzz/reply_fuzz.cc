@@ -37,21 +37,20 @@ PendingRequest request_of(uint32_t type) {
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  const Balance balance;
-  if (size < 9) return 0;
-  const uint32_t identifier = ssh_load_be32(data + 5);  // behind the version
-  PendingRequest request = request_of(data[0] % 8), left;
-  if (data[0] & 0x80) request.callback = nullptr;
+void check_input(Bytes input) {
+  if (input.size() < 9) return;
+  const uint32_t identifier = ssh_load_be32(&input[5]);  // behind the version
+  PendingRequest request = request_of(input[0] % 8), left;
+  if (input[0] & 0x80) request.callback = nullptr;
   calls = 0;
   pending_add(identifier, request);
-  const auto length = static_cast<uint32_t>(size - 1);
-  const KwPkiStatus status = KwPkiProcessAsyncResponce(data + 1, length);
+  const Bytes reply = input.subspan(1);
+  const auto length = static_cast<uint32_t>(reply.size());
+  const KwPkiStatus status = KwPkiProcessAsyncResponce(reply.data(), length);
   require(calls == (status == KWPKI_OK));
   require(calls == 0 || request.callback);
   ReplyEnvelope envelope;
-  require(pending_take(identifier, &left) != reply_envelope_decode({data + 1, length}, &envelope));
-  require(KwPkiProcessAsyncResponce(data + 1, length) == KWPKI_FAILED);
+  require(pending_take(identifier, &left) != reply_envelope_decode(reply, &envelope));
+  require(KwPkiProcessAsyncResponce(reply.data(), length) == KWPKI_FAILED);
   require(calls == (status == KWPKI_OK));
-  return 0;
 }

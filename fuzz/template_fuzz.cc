@@ -101,11 +101,11 @@ void create(SshAsn1Program program, SshAsn1Node node) {
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  const Balance balance;
-  const size_t length = static_cast<size_t>(std::find(data, data + size, 0) - data);
-  const SshAsn1Program program = SshAsn1Parser(reinterpret_cast<const char *>(data), length).run();
-  if (program.fault != SSH_ASN1_TEMPLATE_OK) return 0;
+void check_input(Bytes input) {
+  const std::string_view text = ssh_bytes_text(input);
+  const size_t length = std::min(text.find('\0'), text.size());
+  const SshAsn1Program program = SshAsn1Parser(text.data(), length).run();
+  if (program.fault != SSH_ASN1_TEMPLATE_OK) return;
   bool readable = true, creatable = true;
   for (const SshAsn1Op &op : std::span(program.ops, program.count)) {
     // Reading a childless SEQUENCE is a programming error, and a universal tag 0 writes the end of
@@ -114,7 +114,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (op.type < SSH_ASN1_CHOICE && op.tagged && op.cls == SSH_BER_UNIVERSAL && op.tag == 0)
       creatable = false;
   }
-  const Bytes octets(data + std::min(length + 1, size), data + size);
+  const Bytes octets = input.subspan(std::min(length + 1, input.size()));
   bool laxer = true;  // whether the laxer mode read it: a stricter one reads no more
   for (const SshAsn1Mode mode : {SshAsn1Mode::kSearch, SshAsn1Mode::kKnown, SshAsn1Mode::kWhole}) {
     SshAsn1Work work = SshAsn1Work::for_input(octets.size()), same_work = work;
@@ -129,5 +129,4 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     }
     if (creatable && mode == SshAsn1Mode::kSearch) create(program, node);
   }
-  return 0;
 }

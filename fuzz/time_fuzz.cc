@@ -43,11 +43,9 @@ void check_seconds(uint32_t seconds) {
 
 }  // namespace
 
-int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  const Balance balance;
-  check_content({data, size}, ssh_ber_utc_time_decode, ssh_ber_utc_time_encode);
-  check_content({data, size}, ssh_ber_generalized_time_decode, ssh_ber_generalized_time_encode);
-  check_human(std::string(reinterpret_cast<const char *>(data), size));
-  if (size >= 4) check_seconds(ssh_load_be32(data));
-  return 0;
+void check_input(Bytes input) {
+  check_content(input, ssh_ber_utc_time_decode, ssh_ber_utc_time_encode);
+  check_content(input, ssh_ber_generalized_time_decode, ssh_ber_generalized_time_encode);
+  check_human(std::string(ssh_bytes_text(input)));
+  if (input.size() >= 4) check_seconds(ssh_load_be32(input.data()));
 }

@@ -111,9 +111,8 @@ SshPublicKeyOwner define(const char *name, std::initializer_list<SshKeyValue> va
 
 // Of the first octet the low bit chooses the key type and the others the signs of the numbers; the
 // second chooses the scheme.
-int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  const Balance balance;
-  Fields fields{{data, size}};
+void check_input(Bytes input) {
+  Fields fields{input};
   const uint8_t flags = fields.octet();
   const Scheme &scheme = kSchemes[fields.octet() % std::size(kSchemes)];
   if (flags & 1) {
@@ -124,8 +123,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         {{SSH_KEY_TAG_P, &p}, {SSH_KEY_TAG_Q, &q}, {SSH_KEY_TAG_G, &g}, {SSH_KEY_TAG_Y, &y}});
     const Bytes text = fields.next(), signature = fields.next();
     check_verify(key.get(), scheme, q, text, signature);
-    check_agree(key.get(), p, y, signature);
-    return 0;
+    return check_agree(key.get(), p, y, signature);
   }
   const SshMpInt n = fields.number(flags & 2), e = fields.number(flags & 4);
   const SshPublicKeyOwner key = define("if-modn{sign{rsa-pkcs1-md5},encrypt{rsa-pkcs1-none}}",
@@ -133,5 +131,4 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const Bytes text = fields.next(), signature = fields.next();
   check_verify(key.get(), scheme, n, text, signature);
   check_encrypt(key.get(), n, text);
-  return 0;
 }
