@@ -94,6 +94,8 @@ TEST(MpMath, WhatHasNoResultIsRefusedAndStoresNothing) {
   EXPECT_FALSE(ssh_mp_mod(SshMpInt(1), above, &a));
   EXPECT_FALSE(ssh_mp_inverse(SshMpInt(2), above, &a));
   EXPECT_TRUE(a == SshMpInt(77) && b == a);
+  EXPECT_TRUE(ssh_mp_gcd(SshMpInt(0), SshMpInt(0)).is_zero());
+  EXPECT_EQ(ssh_mp_gcd(SshMpInt(-5), SshMpInt(0)), SshMpInt(5));
 }
 
 TEST(MpMath, OperandsOfAbsurdLengthGiveNothing) {
