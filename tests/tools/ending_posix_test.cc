@@ -41,7 +41,7 @@ void become(int file, Stream stream, int open_file) {
 
 TEST(Ending, EveryStateOfTheStandardStreams) {
   const Directory directory;
-  const std::string good = directory.add("c.der", certificate(name(19, "A"), "")),
+  const std::string good = directory.add("c.der", certificate(name(19, "A"), {})),
                     bad = directory.add("bad.der", "\x30\x01"), other = directory.at("out"),
                     root = example("ca-root.pem"),
                     message = directory.add("m", R"({"request_type": 6, "request_id": 7})");
@@ -52,7 +52,6 @@ TEST(Ending, EveryStateOfTheStandardStreams) {
     bool reads = false;
   } commands[] = {
       {{"inspect", good}, 0, true},
-      {{"inspect", "--json", good}, 0, true},
       {{"inspect"}, 0, true, true},
       {{"inspect", directory.at("missing")}, 3, false},
       {{"inspect", bad}, 1, true},
@@ -64,7 +63,6 @@ TEST(Ending, EveryStateOfTheStandardStreams) {
       {{"message", "encode", message, "--output", other}, 0, false},
       {{"nonsense"}, 2, false},
       {{"--help"}, 0, true},
-      {{"inspect", "--help"}, 0, true},
       {{"--version"}, 0, true},
   };
   for (const auto &command : commands) {
@@ -94,8 +92,7 @@ TEST(Ending, EveryStateOfTheStandardStreams) {
 }
 
 const Arguments kCommands[] = {
-    {"inspect", example("v3-rich.der"), example("chain-bundle.pem"), example("crl-v2.pem")},
-    {"inspect", "--json", "--tree", example("v3-rich.der")},
+    {"inspect", "--json", "--tree", example("v3-rich.der"), example("crl-v2.pem")},
     {"verify", "--issuer", example("ca-root.pem"), example("ca-issuing.pem")},
     {"search", "--dns", "www.example.com", "--store"},
     {"store", "import", example("ca-root.pem"), "--store"},

@@ -17,9 +17,8 @@ using Words = std::vector<std::string>;
 const std::string kExamples = KWPKI_SOURCE_DIR "/examples";
 const std::string kRich = "6495562832581790663061892574634853316331521383";
 
-// Serial numbers of the examples in the order of import, and of those that are not CAs.
+// Serial numbers of the examples in the order of import.
 const Words kAll = {"2", "1", kRich, "19", "17", "18", "21", "20", "42", "127"};
-const Words kEnds = {kRich, "19", "17", "18", "21", "20", "42"};
 
 std::string example(const std::string &name) { return kExamples + "/" + name; }
 
@@ -68,18 +67,16 @@ TEST_F(StoreTest, ImportsAndReportsEveryObject) {
   auto objects = imported_->objects();
   const json counts = objects.back();
   objects.pop_back();
-  json seen = {{"certificate", 0}, {"crl", 0}, {"refused", 0}, {"passed over", 0}};
+  json seen = {{"certificates", 0}, {"crls", 0}, {"refused", 0}, {"passed_over", 0}};
   for (const json &object : objects) {
     const std::string result = object["result"], file = object["file"];
-    const std::string what = result == "added" ? object["kind"].get<std::string>() : result;
-    seen[what] = seen.at(what).get<int>() + 1;
-    EXPECT_EQ(what == "crl", file.find("crl-") != file.npos || object.value("block", 0) == 2);
+    const std::string what = result != "added" ? (result == "refused" ? result : "passed_over")
+                             : object["kind"] == "crl" ? "crls"
+                                                       : "certificates";
+    seen[what] = seen[what].get<int>() + 1;
     EXPECT_EQ(what == "refused", file.find("refused-") != file.npos) << object;
   }
-  EXPECT_EQ(counts, (json{{"certificates", seen["certificate"]},
-                          {"crls", seen["crl"]},
-                          {"refused", seen["refused"]},
-                          {"passed_over", seen["passed over"]}}));
+  EXPECT_EQ(counts, seen);
   EXPECT_EQ(one({"status"}),
             (json{{"certificates", 10}, {"authorities", 3}, {"crls", 3}, {"requests", 0}}));
 }
@@ -110,25 +107,20 @@ TEST_F(StoreTest, AddsBlocksButNothingTwice) {
 }
 
 TEST_F(StoreTest, FindsByEveryKeyAndConstraint) {
+  // Each option once; loopback/service_test.cc holds what the service finds.
   const struct {
     Words options, expected;
   } rows[] = {
       {{}, kAll},
-      {{"--dn", "C=FI, L=Helsinki, O=Example Oy, OU=Web, CN=www.example.com"}, {kRich}},
       {{"--dn", "c=fi, O=EXAMPLE  oy, CN=example issuing"}, {"2"}},
-      {{"--dn", "O=Example Oy"}, {}},
       {{"--dns", "www.example.com"}, {kRich}},
-      {{"--dns", "WWW.example.com"}, {}},
-      {{"--email", "webmaster@example.com"}, {kRich}},
       {{"--email", "one@example.com"}, {"42"}},
       {{"--uri", "https://www.example.com/about?lang=en"}, {kRich}},
       {{"--ip", "192.0.2.10"}, {kRich}},
       {{"--ip", "2001:DB8:0::10"}, {kRich}},
-      {{"--ip", "192.0.2.11"}, {}},
       {{"--oid", "1.3.6.1.4.1.99999.2"}, {"2", kRich}},
       {{"--key-of", example("v3-dsa.pem")}, {"127"}},
       {{"--key-of", example("chain-bundle.pem")}, {"2"}},  // the first of them
-      {{"--oid", "1.3.6.1.4.1.99999.2", "--dns", "www.example.com"}, {kRich}},
       {{"--dns", "www.example.com", "--email", "one@example.com"}, {}},
       {{"--dns", "www.example.com", "--email", "one@example.com", "--any"}, {kRich, "42"}},
       {{"--email", "one@example.com", "--email", "webmaster@example.com", "--any"}, {kRich, "42"}},
@@ -141,10 +133,9 @@ TEST_F(StoreTest, FindsByEveryKeyAndConstraint) {
       {{"--key-type", "dh"}, {}},
       {{"--key-usage", "key cert sign, CRL-sign"}, {"2", "1", "42", "127"}},
       {{"--key-usage", "decipherOnly"}, {"42"}},
-      {{"--path-length", "0"}, {"2", "1", "127"}},
       {{"--path-length", "0x1"}, {"1", "127"}},
       {{"--rule", "authorities"}, {"2", "1", "127"}},
-      {{"--rule", "end-entities"}, kEnds},
+      {{"--rule", "end-entities", "--key-usage", "decipherOnly"}, {"42"}},
       {{"--rule", "newest", "--oid", "1.3.6.1.4.1.99999.2"}, {kRich}},
   };
   for (const auto &row : rows) {
@@ -155,17 +146,15 @@ TEST_F(StoreTest, FindsByEveryKeyAndConstraint) {
 }
 
 TEST_F(StoreTest, ShowsWhatInspectShows) {
-  const auto found = in({"search", "--json"}).objects();
-  EXPECT_EQ(found.size(), kAll.size());
   const std::string human = in({"search"}).out;
-  for (const json &cert : found) {
+  for (const json &cert : in({"search", "--json"}).objects()) {
     const std::string pem = "-----BEGIN CERTIFICATE-----\n" + cert["der"].get<std::string>() +
                             "\n-----END CERTIFICATE-----\n";
     const json other = run({"inspect", "--profile", "classic", "--json"}, pem).objects().at(0);
     EXPECT_EQ(cert["subject"], other["subject"]["text"]);
     EXPECT_EQ(cert["serial"], other["serial"]["decimal"]);
-    EXPECT_EQ(cert["key"]["type"], other["public_key"]["type"]);
-    EXPECT_EQ(cert["key"]["bits"], other["public_key"]["bits"]);
+    for (const char *member : {"type", "bits"})
+      EXPECT_EQ(cert["key"][member], other["public_key"][member]);
     const bool text = cert["subject"].is_string();
     const std::string subject = cert[text ? "subject" : "readable"];
     EXPECT_EQ(subject, other["subject"][text ? "text" : "readable"]);
@@ -183,9 +172,7 @@ TEST_F(StoreTest, FindsPathsFromEndToEnd) {
   } rows[] = {
       {{"--from-dns", "www.example.com"}, {kRich, "2", "1"}},
       {{"--from-ip", "192.0.2.10", "--from-key-type", "rsa"}, {kRich, "2", "1"}},
-      {{"--from-key-of", example("ca-root.pem")}, {"1"}},
       {{"--from-key-of", example("v3-dsa.pem")}, {}},
-      {{"--from-dns", "www.example.com", "--to-valid-at", "2040-06-30"}, {kRich, "2", "1"}},
       {{"--from-dns", "www.example.com", "--to-valid-at", "2070-01-01"}, {}},
       {{"--from-dns", "www.example.com", "--from-valid-at", "2040-06-30"}, {}},
   };
@@ -198,71 +185,60 @@ TEST_F(StoreTest, FindsPathsFromEndToEnd) {
 }
 
 TEST_F(StoreTest, NamesAuthoritiesAndTracesMessages) {
-  const std::string trace = directory_->at("trace");
-  const Result names = in({"ca-names"});
-  EXPECT_EQ(names.out,
+  const std::string trace = directory_->at("trace"), file = directory_->at("empty.db");
+  EXPECT_EQ(in({"ca-names"}).out,
             "C=FI, O=Example Oy, CN=Example Issuing\nC=FI, O=Example Oy, OU=Roots, CN=Example "
             "Root\nC=FI, O=Example Oy, CN=DSA with SHA-1\n");
-  EXPECT_EQ(one({"ca-names", "--trace", trace})["name"], "C=FI, O=Example Oy, CN=Example Issuing");
-  const std::string file = directory_->at("empty.db");
+  EXPECT_EQ(one({"ca-names"})["name"], "C=FI, O=Example Oy, CN=Example Issuing");
   EXPECT_EQ(in({"add", "--trace", trace, example("v1-rsa.der"), example("crl-v1.der")}, file).code,
             0);
   EXPECT_EQ(in({"ca-names"}, file).code, 1);  // the two are no CA
-
-  const struct {
-    const char *name, *kind, *type;
-  } rows[] = {{"0001-request.bin", "request", "cert-add"},
-              {"0001-reply.bin", "reply", "cert-add"},
-              {"0002-request.bin", "request", "crl-add"},
-              {"0002-reply.bin", "reply", "crl-add"}};
-  for (const auto &row : rows) {
-    const Result result = run({"message", "decode", "--json", trace + "/" + row.name});
-    ASSERT_EQ(result.code, 0) << result.err;
-    const json message = json::parse(result.out);
-    EXPECT_EQ(message["kind"], row.kind);
-    EXPECT_EQ(message["request_type"], row.type);
+  for (const char *number : {"0001", "0002"}) {
+    for (const char *kind : {"request", "reply"}) {
+      const std::string name = std::string(number) + "-" + kind + ".bin";
+      const Result result = run({"message", "decode", "--json", trace + "/" + name});
+      ASSERT_EQ(result.code, 0) << result.err;
+      const json message = json::parse(result.out);
+      EXPECT_EQ(message["kind"], kind);
+      EXPECT_EQ(message["request_type"], number[3] == '1' ? "cert-add" : "crl-add");
+    }
   }
 }
 
 TEST_F(StoreTest, KeepsRequestsUntilTheyAreRemoved) {
   const std::string file = directory_->at("requests.db"), data = example("README.md");
-  const Words names = {"--name", "a", "--name", "b", "--name", "c", "--name", "d"};
-  const auto with = [&](Words words, size_t count) {
-    words.insert(words.end(), names.begin(), names.begin() + static_cast<long>(count * 2));
+  const Words all = {"--name", "a", "--name", "b", "--name", "c", "--name", "d"};
+  const auto with = [&](Words words, const Words &names) {
+    words.insert(words.end(), names.begin(), names.end());
     return words;
   };
-  EXPECT_EQ(one(with({"request", data, "--further", "text"}, 4), file),
+  EXPECT_EQ(one(with({"request", data, "--further", "text"}, all), file),
             (json{{"request", "kept"}, {"names", {"a", "b", "c", "d"}}}));
-  EXPECT_EQ(in(with({"request", data}, 1), file).out, "certificate request kept\n");
-  EXPECT_EQ(one({"status"}, file)["requests"], 2);
-  const Result other = in(with({"request", "remove"}, 2), file);
+  EXPECT_EQ(in({"request", data, "--name", "a"}, file).out, "certificate request kept\n");
+  const Result other = in({"request", "remove", "--name", "a", "--name", "b"}, file);
   EXPECT_EQ(other.code, 1);
   EXPECT_THAT(other.err, HasSubstr("no certificate request of these names (status 4"));
-  EXPECT_EQ(one(with({"request", "remove"}, 4), file)["request"], "removed");
+  EXPECT_EQ(one(with({"request", "remove"}, all), file)["request"], "removed");
   EXPECT_EQ(in({"status"}, file).out, "certificates: 0\nauthorities: 0\ncrls: 0\nrequests: 1\n");
 }
 
-// The service shares the process with the tool, and with it the profile.
+// The service shares the process with the tool, and with it the profile. What the library does not read
+// keeps its place in a list, but has nothing to show.
 TEST_F(StoreTest, KeepsTodaysCertificatesToo) {
   const std::string today = example("refused-sha256.der"), file = directory_->at("today.db");
-  EXPECT_EQ(run({"add", "--profile", "classic", "--store", file, today}).code, 1);
+  EXPECT_EQ(in({"add", today}, file).code, 1);
   EXPECT_EQ(run({"add", "--store", file, today}).code, 0);
   const json shown = run({"inspect", "--json", today}).objects().at(0);
   const std::string name = shown["subject"]["text"];
-  json found = run({"search", "--store", file, "--json", "--dn", name}).objects().at(0);
+  const json found = run({"search", "--store", file, "--json", "--dn", name}).objects().at(0);
   EXPECT_EQ(found["der"], shown["der"]);
-  EXPECT_EQ(found["key"]["bits"], shown["public_key"]["bits"]);
-  // What the library does not read keeps its place in a list, but has nothing to show.
-  found = run({"search", "--profile", "classic", "--store", file, "--json", "--dn", name})
-              .objects()
-              .at(0);
-  EXPECT_EQ(run({"search", "--profile", "classic", "--store", file, "--dn", name}).out,
+  EXPECT_EQ(in({"search", "--dn", name}, file).out,
             "1. a certificate that is not read under this profile\n");
-  EXPECT_EQ(found, (json{{"position", 1},
-                         {"subject", nullptr},
-                         {"serial", nullptr},
-                         {"key", nullptr},
-                         {"der", ""}}));
+  EXPECT_EQ(one({"search", "--dn", name}, file), (json{{"position", 1},
+                                                       {"subject", nullptr},
+                                                       {"serial", nullptr},
+                                                       {"key", nullptr},
+                                                       {"der", ""}}));
 }
 
 TEST_F(StoreTest, SearchesWhatMayOnlyBeRead) {
@@ -274,14 +250,12 @@ TEST_F(StoreTest, SearchesWhatMayOnlyBeRead) {
     const char *out, *err;
   } rows[] = {
       {{"search", "--path-length", "1"}, 0, "1. C=FI, O=Example Oy, OU=Roots", ""},
-      {{"path", "--from-path-length", "0", "--to-path-length", "1"}, 0, "OU=Roots", ""},
       {{"ca-names"}, 0, "CN=Example Issuing\n", ""},
       {{"status"}, 0, "certificates: 2\n", ""},
       {{"add", example("v1-rsa.der")},
        1,
        "0 certificates",
        "the store may only be read (status 10"},
-      {{"add", example("ca-root.pem")}, 1, "0 certificates", "the store may only be read"},
       {{"request", "--name", "a", example("README.md")}, 1, "", "the store may only be read"},
       {{"request", "remove", "--name", "a"}, 1, "", "the store may only be read"},
   };
@@ -318,18 +292,13 @@ TEST_F(StoreTest, RefusesBadUseAndBadStores) {
       {{"search", "--valid-at", "2026-02-30"}, store(), 2, "--valid-at: not \"now\""},
       {{"search", "--valid-at", "2106-02-07T06:28:16Z"}, store(), 2, "1970 to 2106"},
       {{"search", "--valid-at", "2026-01-01T24:00"}, store(), 2, "--valid-at"},
-      {{"search", "--valid-at", "2026-1-01"}, store(), 2, "--valid-at"},
       {{"search", "--key-usage", "signing"}, store(), 2, "--key-usage: not names of key usage"},
       {{"search", "--key-type", "ec"}, store(), 2, "--key-type: not rsa, dsa or dh: ec"},
       {{"search", "--path-length", "4294967296"}, store(), 2, "--path-length: not a number"},
       {{"search", "--rule", "best"}, store(), 2, "--rule: neither all"},
       {{"search", "--rule", "4"}, store(), 1, "the rule of the search has no meaning (status 5"},
-      {{"search", "--dns", "a", "b"}, store(), 2, "b"},
-      {{"path", "--to-dn", "x"}, store(), 2, "--to-dn: not a distinguished name"},
-      {{"add", "--options", "-1", text}, store(), 2, "--options: not a number"},
       {{"add"}, store(), 2, "FILE is required"},
       {{"request", text}, store(), 2, "--name is required"},
-      {{"request", "--name", "a"}, store(), 2, "FILE is required"},
       {{"request", "remove", text, "--name", "a"}, store(), 2, "neither a FILE"},
       {{"request", text, "--name=1", "--name=2", "--name=3", "--name=4", "--name=5"},
        store(),

@@ -1,98 +1,18 @@
 // `kwpki verify` over certificates and CRLs that OpenSSL makes, and over those that were found in
 // the world, as OpenSSL verifies them.
 #include <gmock/gmock.h>
-#include <openssl/dsa.h>
-#include <openssl/evp.h>
-#include <openssl/x509.h>
-#include <openssl/x509v3.h>
 
-#include <filesystem>
 #include <map>
-#include <nlohmann/json.hpp>
-#include <vector>
 
 #include "support/tool.h"
-#include "tools/inspect_samples.h"
-#include "util/owner.h"
+#include "tools/openssl_samples.h"
 
 namespace {
 
+using namespace openssl_samples;
 using inspect_samples::pem;
 using nlohmann::json;
 using testing::HasSubstr;
-
-using Key = Owner<EVP_PKEY, EVP_PKEY_free>;
-using X509Owner = Owner<X509, X509_free>;
-using CrlOwner = Owner<X509_CRL, X509_CRL_free>;
-using NameOwner = Owner<X509_NAME, X509_NAME_free>;
-
-Key dsa_key() {
-  using Context = Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
-  EVP_PKEY *group = nullptr, *key = nullptr;
-  const Context parameters(EVP_PKEY_CTX_new_from_name(nullptr, "DSA", nullptr));
-  EXPECT_EQ(EVP_PKEY_paramgen_init(parameters.get()), 1);
-  EXPECT_EQ(EVP_PKEY_CTX_set_dsa_paramgen_bits(parameters.get(), 1024), 1);
-  EXPECT_EQ(EVP_PKEY_CTX_set_dsa_paramgen_q_bits(parameters.get(), 160), 1);
-  EXPECT_EQ(EVP_PKEY_paramgen(parameters.get(), &group), 1);
-  const Key owner(group);
-  const Context context(EVP_PKEY_CTX_new(group, nullptr));
-  EXPECT_EQ(EVP_PKEY_keygen_init(context.get()), 1);
-  EXPECT_EQ(EVP_PKEY_keygen(context.get(), &key), 1);
-  return Key(key);
-}
-
-NameOwner name_of(const std::string &text, int type = V_ASN1_PRINTABLESTRING) {
-  NameOwner name(X509_NAME_new());
-  X509_NAME_add_entry_by_txt(name.get(), "CN", type, reinterpret_cast<const uint8_t *>(text.data()),
-                             static_cast<int>(text.size()), -1, 0);
-  return name;
-}
-
-template <auto Encode, class T>
-std::string der_of(const T *object) {
-  uint8_t *octets = nullptr;
-  const int length = Encode(object, &octets);
-  const std::string der(reinterpret_cast<char *>(octets), static_cast<size_t>(length));
-  OPENSSL_free(octets);
-  return der;
-}
-
-// Cert is a certificate to be made.
-struct Cert {
-  NameOwner subject, issuer;
-  const Key &key, &signer;
-  const EVP_MD *hash = EVP_sha1();
-  std::string subject_key_id = {}, authority_key_id = {};
-
-  [[nodiscard]] std::string make() const {
-    const X509Owner cert(X509_new());
-    X509_set_version(cert.get(), X509_VERSION_3);
-    ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), 4711);
-    X509_set_subject_name(cert.get(), subject.get());
-    X509_set_issuer_name(cert.get(), issuer.get());
-    X509_gmtime_adj(X509_getm_notBefore(cert.get()), 0);
-    X509_gmtime_adj(X509_getm_notAfter(cert.get()), 86400);
-    X509_set_pubkey(cert.get(), key.get());
-    add_key_id(cert.get(), subject_key_id, NID_subject_key_identifier);
-    add_key_id(cert.get(), authority_key_id, NID_authority_key_identifier);
-    EXPECT_GT(X509_sign(cert.get(), signer.get(), hash), 0);
-    return der_of<i2d_X509>(cert.get());
-  }
-
- private:
-  static void add_key_id(X509 *cert, const std::string &id, int nid) {
-    if (id.empty()) return;
-    using inspect_samples::tlv;
-    const bool own = nid == NID_subject_key_identifier;
-    const std::string value = own ? tlv(4, id) : tlv(0x30, tlv(0x80, id));
-    const Owner<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free> octets(ASN1_OCTET_STRING_new());
-    ASN1_OCTET_STRING_set(octets.get(), reinterpret_cast<const uint8_t *>(value.data()),
-                          static_cast<int>(value.size()));
-    const Owner<X509_EXTENSION, X509_EXTENSION_free> extension(
-        X509_EXTENSION_create_by_NID(nullptr, nid, 0, octets.get()));
-    X509_add_ext(cert, extension.get(), -1);
-  }
-};
 
 std::string crl(const char *issuer, const Key &signer) {
   const CrlOwner list(X509_CRL_new());
@@ -103,12 +23,6 @@ std::string crl(const char *issuer, const Key &signer) {
   X509_CRL_set1_nextUpdate(list.get(), now.get());
   EXPECT_GT(X509_CRL_sign(list.get(), signer.get(), EVP_sha1()), 0);
   return der_of<i2d_X509_CRL>(list.get());
-}
-
-// changed flips a bit of the octet that lies so far in front of the end.
-std::string changed(std::string der, size_t from_end) {
-  der[der.size() - from_end] ^= 1;
-  return der;
 }
 
 // sha1_replaced puts another number in place of the last arc of sha1WithRSAEncryption.
@@ -124,20 +38,15 @@ class VerifyTest : public testing::Test {
   }
   std::string root(const char *name, const Key &key, int type = V_ASN1_PRINTABLESTRING,
                    const std::string &key_id = {}) {
-    return Cert{name_of(name, type), name_of(name, type), key, key, EVP_sha1(), key_id}.make();
+    return Cert{name_of(name, type), name_of(name, type), key, key, EVP_sha1(), key_id, {}}.make();
   }
   std::string leaf(const Key &signer, const EVP_MD *hash = EVP_sha1(),
                    const std::string &key_id = {}) {
     return Cert{name_of("Leaf"), name_of("Root"), rsa_, signer, hash, {}, key_id}.make();
   }
-  // A certificate with a DSA key of its own has the signature as r and s, as long as its q.
-  [[nodiscard]] std::string dsa_leaf() const {
-    return Cert{name_of("Leaf"), name_of("Root"), dsa_, dsa_}.make();
-  }
 
-  const Key rsa_{EVP_RSA_gen(1024)}, other_{EVP_RSA_gen(1024)},
-      dsa_ = dsa_key(), ec_{EVP_EC_gen("P-256")},
-      ed25519_{EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519")};
+  const Key rsa_{EVP_RSA_gen(1024)}, other_{EVP_RSA_gen(1024)}, dsa_ = dsa_key(),
+                                                                ec_{EVP_EC_gen("P-256")};
   const Directory folder_;
 };
 
@@ -154,7 +63,7 @@ TEST_F(VerifyTest, TellsWhoSigned) {
                                        pem("PRIVATE KEY", "key") + pem("X509 CRL", crl("A", rsa_)) +
                                        pem("X509 CERTIFICATE", root("Root", dsa_)) +
                                        pem("CERTIFICATE", root("Root", rsa_)));
-  const std::string sha1 = leaf(rsa_), dsa = dsa_leaf(), list = crl("Root", rsa_);
+  const std::string sha1 = leaf(rsa_), list = crl("Root", rsa_);
   using List = std::vector<std::string>;
   const struct {
     const char *why;
@@ -163,13 +72,10 @@ TEST_F(VerifyTest, TellsWhoSigned) {
     const char *result;
   } rows[] = {
       {"RSA, SHA-1", {root_rsa}, sha1, "valid"},
-      {"DSA", {root_dsa}, dsa, "valid"},
-      {"DSA under an RSA key", {root_dsa}, leaf(dsa_), "valid"},
-      {"SHA-256", {root_rsa}, leaf(rsa_, EVP_sha256()), "valid"},
+      {"DSA", {root_dsa}, leaf(dsa_), "valid"},
       {"a CRL", {root_rsa}, list, "valid"},
       {"a root by itself", {root_rsa}, root("Root", rsa_), "valid"},
       {"any of a bundle", {all}, sha1, "valid"},
-      {"any of a directory", {folder_.at("")}, list, "valid"},
       {"the second of two", {root_other, root_rsa}, sha1, "valid"},
       {"a key identifier that points elsewhere",
        {root_other, root_rsa},
@@ -182,21 +88,15 @@ TEST_F(VerifyTest, TellsWhoSigned) {
        "valid"},
       {"another key", {root_other}, sha1, "invalid"},
       {"another key, the right one has another name", {root_other, stranger}, sha1, "invalid"},
-      {"a CRL, another key", {root_other}, list, "invalid"},
       {"another name", {stranger}, sha1, "no issuer found"},
       {"a key of another type", {root_dsa}, sha1, "no issuer found"},
       {"the leaf itself", {add("leaf", sha1)}, sha1, "no issuer found"},
-      {"the signature forged", {root_rsa}, changed(sha1, 1), "invalid"},
-      {"the signature forged, DSA", {root_dsa}, changed(dsa, 1), "invalid"},
-      {"the key forged", {root_rsa}, changed(sha1, 200), "invalid"},
-      {"a CRL forged", {root_rsa}, changed(list, 1), "invalid"},
+      {"a CRL, another key", {root_other}, list, "invalid"},
       {"MD2", {root_rsa}, sha1_replaced(sha1, 2), "scheme not supported"},
-      {"MD4, a CRL", {root_rsa}, sha1_replaced(list, 3), "scheme not supported"},
       {"ECDSA", {root_ec}, leaf(ec_, EVP_sha256()), "scheme not supported"},
       {"ECDSA, another name", {stranger}, leaf(ec_, EVP_sha256()), "no issuer found"},
-      {"Ed25519", {root_rsa}, leaf(ed25519_, nullptr), "scheme not supported"},
       {"a name with a key on a curve alone", {root_ec}, sha1, "no issuer found"},
-      {"no certificate at all", {root_rsa}, inspect_samples::tlv(0x30, "x"), "refused"},
+      {"no certificate at all", {root_rsa}, "\x30\x01x", "refused"},
   };
   for (const auto &row : rows) {
     List arguments = {"verify", "--json"};
@@ -212,23 +112,16 @@ TEST_F(VerifyTest, TellsWhoSigned) {
   }
 }
 
-TEST_F(VerifyTest, ClassicRefusesWhatItDoesNotRead) {
-  const std::string issuer = add("root", root("Root", rsa_));
-  for (const auto &[hash, result] : {std::pair{EVP_sha1(), "valid"}, {EVP_sha256(), "refused"}}) {
-    const Result shown =
-        run({"verify", "--profile", "classic", "--json", "--issuer", issuer}, leaf(rsa_, hash));
-    EXPECT_EQ(shown.objects().at(0)["result"], result) << shown.err;
-  }
-}
-
 TEST_F(VerifyTest, NamesTheCertificateThatSigned) {
   const std::string bundle = add(
       "bundle", pem("CERTIFICATE", root("Root", other_)) + pem("CERTIFICATE", root("Root", rsa_)));
-  const json shown = run({"verify", "--json", "--issuer", bundle}, leaf(rsa_)).objects().at(0);
-  EXPECT_EQ(shown["signed_by"], (json{{"file", bundle}, {"block", 2}, {"subject", "CN=Root"}}));
-  EXPECT_EQ(shown["kind"], "certificate");
-  EXPECT_EQ(shown["scheme"], "rsa-pkcs1-sha1");
-  EXPECT_EQ(shown["issuer"], "CN=Root");
+  EXPECT_EQ(run({"verify", "--json", "--issuer", bundle}, leaf(rsa_)).objects().at(0),
+            (json{{"file", "-"},
+                  {"kind", "certificate"},
+                  {"result", "valid"},
+                  {"scheme", "rsa-pkcs1-sha1"},
+                  {"issuer", "CN=Root"},
+                  {"signed_by", {{"file", bundle}, {"block", 2}, {"subject", "CN=Root"}}}}));
 }
 
 TEST_F(VerifyTest, OneLineForEachOfAllFiles) {
@@ -266,14 +159,12 @@ TEST_F(VerifyTest, ExitCodes) {
       {{"--issuer", issuer, good, list}, 0, ""},
       {{"--issuer", issuer, "--issuer", list, good}, 0, "list: a CRL is no issuer; passed over"},
       {{"--issuer", issuer, "--issuer", broken, good}, 1, "broken: refused as an issuer"},
-      {{"--issuer", missing, "--issuer", issuer, good}, 3, "missing: No such file"},
       {{"--issuer", issuer, broken, good, missing}, 3, "missing: No such file"},
       {{"--issuer", issuer, front}, 1, "", "CN=Root; 2 octets in front of the certificate\n"},
       {{"--issuer", issuer, "--json", front}, 1, "", R"("leading_octets":2)"},
       {{"--issuer", behind, good}, 1, "behind: 3 octets behind the certificate", "valid"},
       {{"--issuer", issuer}, 3, "standard input: holds nothing"},
       {{good}, 2, "--issuer is required"},
-      {{"--issuer"}, 2, "--issuer"},
   };
   for (const auto &row : rows) {
     std::vector<std::string> arguments = {"verify"};
@@ -308,8 +199,18 @@ struct Found {
   }
 };
 
+std::string digest(const std::vector<uint8_t> &octets, const EVP_MD *hash) {
+  uint8_t out[EVP_MAX_MD_SIZE];
+  unsigned length = 0;
+  EVP_Digest(octets.data(), octets.size(), out, &length, hash, nullptr);
+  return kwpki::hex({out, length});
+}
+
+// read also holds the fingerprints, the one thing that is shown and is not in the record.
 Found read(const json &shown) {
   const auto der = inspect_samples::unbase64(shown["der"]);
+  EXPECT_EQ(shown["fingerprints"]["sha1"], digest(der, EVP_sha1())) << shown["file"];
+  EXPECT_EQ(shown["fingerprints"]["sha256"], digest(der, EVP_sha256())) << shown["file"];
   const auto size = static_cast<long>(der.size());
   const uint8_t *at = der.data(), *again = der.data();
   const bool is_cert = shown["kind"] == "certificate";
@@ -321,7 +222,10 @@ TEST(Verify, CorpusAsOpenSslVerifiesIt) {
   const std::string folder = KWPKI_CORPUS_DIR "/der";
   if (!std::filesystem::exists(folder)) GTEST_SKIP() << "there is no corpus";
   std::vector<Found> all;
-  for (const json &shown : run({"inspect", "--json", folder}).objects()) {
+  const Result inspected = run({"inspect", "--json", folder});
+  EXPECT_TRUE(std::all_of(inspected.out.begin(), inspected.out.end(),
+                          [](char c) { return c == '\n' || (c >= 32 && c < 127); }));
+  for (const json &shown : inspected.objects()) {
     if (!shown["accepted"]) continue;
     Found found = read(shown);
     if (found.cert || found.list) all.push_back(std::move(found));
@@ -351,7 +255,6 @@ TEST(Verify, CorpusAsOpenSslVerifiesIt) {
       EXPECT_EQ(result, "no issuer found") << found.file;
     }
   }
-  for (const auto &[result, count] : counts) std::printf("  %zu %s\n", count, result.c_str());
   EXPECT_GE(counts["valid"], 50u);
   EXPECT_GE(counts["no issuer found"], 20u);
 }
