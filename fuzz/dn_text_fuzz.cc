@@ -1,4 +1,5 @@
-// Any text as a name: what is printed reads back, after a few rounds as a name that prints the same.
+// Any text as a name: what is printed reads back, after a few rounds as a name that prints the
+// same.
 #include <string>
 
 #include "profiles.h"
@@ -6,8 +7,8 @@
 
 namespace {
 
-// readable is true if every attribute type can be read again: text may name arcs above 28 bits, which
-// are written as they are and refused on reading.
+// readable is true if every attribute type can be read again: text may name arcs above 28 bits,
+// which are written as they are and refused on reading.
 bool readable(const SshDN &dn) {
   for (uint32_t i = 0; i < dn.count; ++i) {
     for (const SshDNAva *pair = dn.rdns[i]->pairs; pair; pair = pair->next) {
@@ -45,8 +46,8 @@ void check_profile(Bytes input) {
   const bool taken = printed != nullptr, classic = ssh_x509_profile() == SSH_X509_CLASSIC;
   require(classic || taken || !taken_by_classic);
   taken_by_classic = classic && taken;
-  // Blanks around a value and a "#" before it are not quoted when they are printed, so a text may change again; but
-  // each change loses the blanks or half of the digits, and soon none is left.
+  // Blanks around a value and a "#" before it are not quoted when they are printed, so a text may
+  // change again; but each change loses the blanks or half of the digits, and soon none is left.
   for (int rounds = 0; printed; ++rounds) {
     require(rounds < 64);
     SshText again(reprint(printed.get()));

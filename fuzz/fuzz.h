@@ -1,5 +1,5 @@
-// What the fuzz targets share: the entry point, which holds that nothing stays allocated, and a check
-// that ends the run. A target defines check_input.
+// What the fuzz targets share: the entry point, which holds that nothing stays allocated, and a
+// check that ends the run. A target defines check_input.
 #pragma once
 
 #include <cstdint>

@@ -4,8 +4,8 @@
 #include "fuzz.h"
 #include "x509/profile.h"
 
-// check_profile is the target, called under classic and then under modern. What classic takes modern
-// may refuse: it reads values of extensions that classic passes over.
+// check_profile is the target, called under classic and then under modern. What classic takes
+// modern may refuse: it reads values of extensions that classic passes over.
 void check_profile(Bytes input);
 
 inline void check_input(Bytes input) {

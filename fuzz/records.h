@@ -19,8 +19,8 @@ inline void check_names(const SshX509Name *list) {
   }
 }
 
-// check_record holds what a decode left: a refusal that says where, or views of the input. `used` is
-// what it returned; false if that was a refusal.
+// check_record holds what a decode left: a refusal that says where, or views of the input. `used`
+// is what it returned; false if that was a refusal.
 template <class Record>
 bool check_record(const Record &record, size_t used, Bytes input) {
   require(used <= input.size());

@@ -46,8 +46,8 @@ SshGet get(Field &field) {
           field.data, kDataLength,   decode_special, &field};
 }
 
-// put gives a field in the way in which its code is written. What was read as a view is written as a
-// string of the same form.
+// put gives a field in the way in which its code is written. What was read as a view is written as
+// a string of the same form.
 SshPut put(const Field &field) {
   const bool viewed =
       field.code == SSH_FORMAT_VLINT32_STR_NOCOPY || field.code == SSH_FORMAT_UINT32_STR_NOCOPY;

@@ -22,7 +22,8 @@ struct CertList : sample::Balanced {
     for (const int i : numbers) ssh_cm_cert_list_append(*list_, *entries_[i]);
     for (SshCertDBEntry *entry : entries_) ssh_certdb_release_entry(*db_, *entry);
   }
-  // walk takes steps (< first, > last, + next, - prev, . current) and gives the statuses, 0 for null.
+  // walk takes steps (< first, > last, + next, - prev, . current) and gives the statuses, 0 for
+  // null.
   static std::string walk(SshCMCertList *list, std::string_view steps) {
     constexpr SshCMCertificate *(*kSteps[])(SshCMCertList *) = {
         ssh_cm_cert_list_first, ssh_cm_cert_list_last, ssh_cm_cert_list_next, ssh_cm_cert_list_prev,

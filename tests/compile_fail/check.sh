@@ -1,8 +1,8 @@
 #!/bin/sh
 # check.sh FILE COMPILER... compiles each case of FILE and compares the outcome with what its first
 # line expects. A case runs from one "// expect: TEXT" line to the next; what stands above the first
-# of them is common to all. TEXT is "success" or a part of the diagnostic; a case that compiles where
-# a diagnostic is expected, or is refused for another reason, fails.
+# of them is common to all. TEXT is "success" or a part of the diagnostic; a case that compiles
+# where a diagnostic is expected, or is refused for another reason, fails.
 file=$1
 shift
 work=$(mktemp -d) && trap 'rm -rf "$work"' EXIT

@@ -222,8 +222,8 @@ TEST_F(StoreTest, KeepsRequestsUntilTheyAreRemoved) {
   EXPECT_EQ(in({"status"}, file).out, "certificates: 0\nauthorities: 0\ncrls: 0\nrequests: 1\n");
 }
 
-// The service shares the process with the tool, and with it the profile. What the library does not read
-// keeps its place in a list, but has nothing to show.
+// The service shares the process with the tool, and with it the profile. What the library does not
+// read keeps its place in a list, but has nothing to show.
 TEST_F(StoreTest, KeepsTodaysCertificatesToo) {
   const std::string today = example("refused-sha256.der"), file = directory_->at("today.db");
   EXPECT_EQ(in({"add", today}, file).code, 1);
