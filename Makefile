@@ -8,5 +8,5 @@ bench: ; tools/bench.sh
 fuzz: ; tools/fuzz.sh
 soak: ; tools/soak.sh
 check: ; tools/check.sh
-doc: ; tools/build.sh native doc
-install: ; tools/build.sh native kwpki KwPki kwpki_share && cmake --install build/native --prefix "$(PREFIX)"
+doc: ; tools/setup.sh doc && tools/build.sh release doc
+install: ; tools/build.sh --offline release && cmake --install build/native --prefix "$(PREFIX)"

@@ -5,11 +5,17 @@ int main(int argc, char **argv) {
   uint8_t *der = NULL;
   char *subject = NULL;
   uint32_t length = 0;
-  int bad = argc != 2 || KwPkiReadFile(argv[1], 0, &der, &length) ||
-            KwPkiCertSetBer(der, length, cert) || KwPkiCertGetSubjectDN(cert, &subject);
-  puts(bad ? "no certificate with a subject" : subject);
+  const char *path = argc > 1 ? argv[1] : "cert.pem";
+  KwPkiStatus status = KwPkiReadFile(path, 1, &der, &length);
+  if (status) status = KwPkiReadFile(path, 0, &der, &length); /* no PEM in it: DER */
+  if (!status) status = KwPkiCertSetBer(der, length, cert);
+  if (!status) status = KwPkiCertGetSubjectDN(cert, &subject);
+  if (status)
+    fprintf(stderr, "%s: error 0x%08X\n", path, (unsigned)status);
+  else
+    puts(subject);
   KwPkiStringFree(subject);
   KwPkiStringFree(der);
   KwPkiCertFree(cert);
-  return bad;
+  return status != KWPKI_OK;
 }

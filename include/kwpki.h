@@ -5,23 +5,31 @@
  *
  * Conventions, which hold for every function unless its own words say otherwise:
  *
- *  1. Status. Functions that can fail return KWPKI_OK (0) or one of the codes below. Nothing is
+ *  1. Profiles. There are two libraries with this interface, and a program has the profile of the
+ *     one that it is linked to. libKwPki (pkg-config kwpki, CMake KwPki::KwPki) is classic: exactly
+ *     what clients have always met, with RSA, DSA and Diffie-Hellman keys and signatures over MD2 to
+ *     SHA-1. It refuses certificates that are signed with SHA-2 or have a key on an elliptic curve,
+ *     and gives no text of most names in UTF8String: that is nearly every certificate of today.
+ *     libKwPkiModern (kwpki-modern, KwPki::Modern) reads these as well, and is what a new program
+ *     wants. On Windows both are named KwPki.dll and stand in two folders. docs/profiles.md has
+ *     every difference.
+ *  2. Status. Functions that can fail return KWPKI_OK (0) or one of the codes below. Nothing is
  *     thrown and bad input never ends the process. Running out of memory does: a message goes to
  *     standard output and the process ends with status 1.
- *  2. Handles come from an Allocate function and go back to the Free function of the same name.
+ *  3. Handles come from an Allocate function and go back to the Free function of the same name.
  *     Free takes null and returns KWPKI_OK. Any other null handle gives KWPKI_FAILED.
- *  3. Results. A text is null-terminated; a block comes with its length in octets. Both are the
+ *  4. Results. A text is null-terminated; a block comes with its length in octets. Both are the
  *     caller's own and go back through KwPkiStringFree, whatever the handle that they came from
  *     has become since. On failure they are null, with a length of 0. A null out pointer gives
  *     KWPKI_FAILED.
- *  4. Input is only read during the call; the library keeps copies. Null data with a length above
+ *  5. Input is only read during the call; the library keeps copies. Null data with a length above
  *     0 gives KWPKI_FAILED and changes nothing; no data with a length of 0 is an encoding that
  *     does not decode.
- *  5. Text arguments (paths) are null-terminated octets that the operating system interprets.
- *  6. Threads. Different handles may be used by different threads at once. One handle is used by
+ *  6. Text arguments (paths) are null-terminated octets that the operating system interprets.
+ *  7. Threads. Different handles may be used by different threads at once. One handle is used by
  *     one thread at a time, also for calls that only read from it. Requests may be made and
  *     replies processed by any number of threads at once; the library has no thread of its own.
- *  7. Requests. A function whose name ends in Async encodes its arguments, remembers the callback
+ *  8. Requests. A function whose name ends in Async encodes its arguments, remembers the callback
  *     with its context, posts a message through the agent and returns; the handles that it was
  *     given may be freed then. The host passes the body of each reply to
  *     KwPkiProcessAsyncResponce, which calls the callback once, on the thread that called it.
@@ -36,7 +44,7 @@
  *
  *     After a failure of the agent the callback stays remembered: a reply that comes all the same
  *     is delivered.
- *  8. The agent consists of six functions, KWMACreateMessage, KWMASetMessageData,
+ *  9. The agent consists of six functions, KWMACreateMessage, KWMASetMessageData,
  *     KWMAPostMessage and KWMADeleteMessage of the library KWMA32, ZrpCreatePolicyOID and ZrpClose
  *     of KWPMAPI. Each is looked for when a request is posted, until it is found: one that is in
  *     the process already is taken, else its library is loaded. Windows looks for that beside the
@@ -45,12 +53,12 @@
  *     is used until the process ends, so the host must not unload it. Everything but posting works
  *     without them.
  *     An agent argument is handed to KWMAPostMessage as it is, null included.
- *  9. Callbacks and the agent's functions return. They must not leave by longjmp or an exception,
+ * 10. Callbacks and the agent's functions return. They must not leave by longjmp or an exception,
  *     of C++ or of the system: the library does not clean up behind them, and an exception ends the
  *     process where the platform cannot unwind through C. No lock is held while they run, so the
  *     library goes on working if one leaves all the same. A callback's request is over then, and
  *     the names that it was given are never freed. A request that the agent was left in is
- *     remembered like one that was not posted (convention 7); its message is never freed, nor are
+ *     remembered like one that was not posted (convention 8); its message is never freed, nor are
  *     the agent's own message and policy given back.
  */
 /** @file kwpki.h
@@ -172,7 +180,7 @@ KwPkiCert KWPKI_CALL KwPkiCertAllocate(void);
 /** KwPkiCertFree frees a certificate with the encodings that KwPkiCertGetBer showed of it.
  *  - Ownership: the handle is the library's again. A certificate of a list belongs to the list and
  *    must not be given here: that ends the process.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] cert  a certificate of KwPkiCertAllocate, or null
  *  @retval KWPKI_OK  always */
@@ -181,16 +189,17 @@ KwPkiStatus KWPKI_CALL KwPkiCertFree(KwPkiCert cert);
 /** KwPkiCertSetBer decodes the DER or BER encoding of a certificate into `cert`, replacing what it
  *  held. Octets after the certificate are tolerated and kept.
  *  - Ownership: `data` stays the caller's; `cert` keeps a copy.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] data      the encoding; it may be what KwPkiCertGetBer showed of the same certificate
  *  @param[in] length    its length in octets
  *  @param[in,out] cert  the certificate
  *  @retval KWPKI_OK      `cert` is set
- *  @retval KWPKI_FAILED  the encoding does not decode, has an algorithm or a critical extension
- *                        that the library does not know, or is longer than 64 MiB: `cert` is then
- *                        empty; or `cert` is null, or `data` is with a length above 0: nothing has
- *                        changed
+ *  @retval KWPKI_FAILED  the certificate is signed with SHA-2 or has a key on an elliptic curve and
+ *                        the library is the classic one (convention 1); or the encoding does not
+ *                        decode, has an algorithm or a critical extension that the library does
+ *                        not know, or is longer than 64 MiB: `cert` is then empty; or `cert` is
+ *                        null, or `data` is with a length above 0: nothing has changed
  *
  *  @code{.c}
  *  KwPkiCert read_der(const char *path) {
@@ -210,7 +219,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertSetBer(const uint8_t *data, uint32_t length, KwP
 /** KwPkiCertGetBer shows the encoding that `cert` was set to.
  *  - Ownership: the encoding belongs to the certificate, is valid until KwPkiCertFree (in a list
  *    KwPkiCertListFree), also after a further KwPkiCertSetBer, and must not be freed.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] cert     the certificate
  *  @param[out] data    the encoding
@@ -223,14 +232,15 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetBer(KwPkiCert cert, const uint8_t **data, uin
  *  O=Example, CN=First + UI=1". A value with octets other than ASCII letters, digits, punctuation
  *  and white space is written as "#" and hexadecimal digits.
  *  - Ownership: the text is the caller's; KwPkiStringFree frees it.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] cert   the certificate
  *  @param[out] text  the subject
  *  @retval KWPKI_OK      the text is given
- *  @retval KWPKI_FAILED  the certificate is empty or has no subject, a value of it is not text that
- *                        the library reads, or the text would exceed 100 MiB (in these last two
- *                        cases KwPkiCertGetSubjectDNDer works); or an argument is null
+ *  @retval KWPKI_FAILED  a value of the subject is a UTF8String and the library is the classic one
+ *                        (convention 1), or is not text that the library reads, or the text would
+ *                        exceed 100 MiB (in these cases KwPkiCertGetSubjectDNDer works); or the
+ *                        certificate is empty or has no subject, or an argument is null
  *
  *  @code{.c}
  *  void print_subject(KwPkiCert cert) {
@@ -243,7 +253,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDN(KwPkiCert cert, char **text);
 
 /** KwPkiCertGetSubjectDNDer gives the encoding of the subject (an X.501 Name) as a block.
  *  - Ownership: the block is the caller's; KwPkiStringFree frees it.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] cert     the certificate
  *  @param[out] data    the block
@@ -255,7 +265,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDNDer(KwPkiCert cert, uint8_t **data, 
 /** KwPkiCertGetSerialNumber gives the serial number as decimal text, with "-" before a negative
  *  one.
  *  - Ownership: the text is the caller's; KwPkiStringFree frees it.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] cert   the certificate
  *  @param[out] text  the number
@@ -267,7 +277,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetSerialNumber(KwPkiCert cert, char **text);
 /** KwPkiCertGetPublicKey exports the certificate's key into `key`; what `key` held is freed.
  *  - Ownership: the exported key belongs to `key`, until the next export into it or
  *    KwPkiPublicKeyFree.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] cert     the certificate
  *  @param[in,out] key  the public key
@@ -301,7 +311,7 @@ KwPkiCrl KWPKI_CALL KwPkiCrlAllocate(void);
 
 /** KwPkiCrlFree frees a CRL.
  *  - Ownership: the handle is the library's again.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] crl  a CRL, or null
  *  @retval KWPKI_OK  always */
@@ -310,7 +320,7 @@ KwPkiStatus KWPKI_CALL KwPkiCrlFree(KwPkiCrl crl);
 /** KwPkiCrlSetBer decodes the DER or BER encoding of a CRL into `crl`, as KwPkiCertSetBer does for
  *  certificates.
  *  - Ownership: `data` stays the caller's; `crl` keeps a copy.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] data     the encoding
  *  @param[in] length   its length in octets
@@ -322,7 +332,7 @@ KwPkiStatus KWPKI_CALL KwPkiCrlSetBer(const uint8_t *data, uint32_t length, KwPk
 /** KwPkiCrlReadFromFile reads a CRL from a base64 armoured file (see KwPkiReadFile) and sets `crl`
  *  to it.
  *  - Ownership: `path` stays the caller's; what is read belongs to `crl`.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] path     the file; null or "-" means standard input
  *  @param[in,out] crl  the CRL
@@ -361,7 +371,7 @@ KwPkiPublicKey KWPKI_CALL KwPkiPublicKeyAllocate(void);
 
 /** KwPkiPublicKeyFree frees a public key.
  *  - Ownership: the handle is the library's again, and so is the exported key that it shows.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] key  a public key, or null
  *  @retval KWPKI_OK  always */
@@ -384,7 +394,7 @@ KwPkiValidity KWPKI_CALL KwPkiValidityAllocate(void);
 
 /** KwPkiValidityFree frees a validity period.
  *  - Ownership: the handle is the library's again.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] validity  a validity period, or null
  *  @retval KWPKI_OK  always */
@@ -414,7 +424,7 @@ KwPkiSearchKey KWPKI_CALL KwPkiSearchKeyAllocate(void);
 
 /** KwPkiSearchKeyFree frees a set of search keys.
  *  - Ownership: the handle is the library's again, with its keys; constraints have copies.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] key  a set, or null
  *  @retval KWPKI_OK  always */
@@ -424,7 +434,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeyFree(KwPkiSearchKey key);
  *  order of the certificate). Blanks around its values and the length of runs of blanks in them do
  *  not matter to a search, nor does case in values that fit a PrintableString.
  *  - Ownership: `dn` stays the caller's; the set keeps a copy.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] dn       the name, null-terminated
  *  @param[in] ignored  any value
@@ -436,7 +446,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t ignored, KwP
 
 /** KwPkiSearchKeySetDNDer adds a distinguished name given as DER, as KwPkiSearchKeySetDN does.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] data     the encoding of an X.501 Name
  *  @param[in] length   its length in octets
@@ -449,7 +459,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNDer(const uint8_t *data, uint32_t leng
 
 /** KwPkiSearchKeySetDNS adds a DNS name as it stands, octet by octet.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] data     the name
  *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
@@ -460,7 +470,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNS(const char *data, uint32_t length, K
 
 /** KwPkiSearchKeySetEmail adds a mail address as it stands, octet by octet.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] data     the address
  *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
@@ -472,7 +482,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetEmail(const char *data, uint32_t length,
 
 /** KwPkiSearchKeySetURI adds a URI as it stands, octet by octet.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] data     the URI
  *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
@@ -483,7 +493,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetURI(const char *data, uint32_t length, K
 
 /** KwPkiSearchKeySetOID adds an object identifier as it stands, octet by octet.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] data     the identifier as dotted text
  *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
@@ -495,7 +505,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetOID(const char *data, uint32_t length, K
 /** KwPkiSearchKeySetIP adds an address of 4 or 16 octets, as a certificate holds it. Other lengths
  *  are taken as well.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] data     the octets of the address
  *  @param[in] length   how many they are; 0 is an empty key, for which `data` may be null
@@ -508,7 +518,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetIP(const uint8_t *data, uint32_t length,
 
 /** KwPkiSearchKeySetPublicKey adds the SHA-1 digest of a public key.
  *  - Ownership: `public_key` stays the caller's; the set keeps the digest only.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] public_key  the public key
  *  @param[in,out] key     the set
@@ -531,7 +541,7 @@ KwPkiSearch KWPKI_CALL KwPkiSearchAllocate(void);
 
 /** KwPkiSearchFree frees constraints.
  *  - Ownership: the handle is the library's again, with the copies of keys that it holds.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] search  constraints, or null
  *  @retval KWPKI_OK  always */
@@ -540,7 +550,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchFree(KwPkiSearch search);
 /** KwPkiSearchSetUnixTime sets the time range, both ends in seconds since 1970-01-01 00:00:00 UTC
  *  (unsigned, up to 2106).
  *  - Ownership: nothing changes hands.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] not_before  the start
  *  @param[in] not_after   the end
@@ -553,7 +563,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetUnixTime(uint32_t not_before, uint32_t not_
 /** KwPkiSearchSetKeys gives the constraints a copy of the keys in `key`, in which more may be added
  *  afterwards without effect on them.
  *  - Ownership: `key` stays the caller's (KwPkiSearchKeyFree); the copy belongs to `search`.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] key         the set; an empty one changes nothing
  *  @param[in,out] search  the constraints
@@ -576,7 +586,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetKeys(KwPkiSearchKey key, KwPkiSearch search
 
 /** KwPkiSearchSetKeyType stores the type of key.
  *  - Ownership: nothing changes hands.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] value       the type, 0 at first
  *  @param[in,out] search  the constraints
@@ -586,7 +596,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetKeyType(uint32_t value, KwPkiSearch search)
 
 /** KwPkiSearchSetKeyUsage stores the bits of key usage.
  *  - Ownership: nothing changes hands.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] value       the bits, 0 at first
  *  @param[in,out] search  the constraints
@@ -596,7 +606,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetKeyUsage(uint32_t value, KwPkiSearch search
 
 /** KwPkiSearchSetPathLength stores the length of a path.
  *  - Ownership: nothing changes hands.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] value       the length; 0xFFFFFFFF, the initial value, means any
  *  @param[in,out] search  the constraints
@@ -606,7 +616,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetPathLength(uint32_t value, KwPkiSearch sear
 
 /** KwPkiSearchSetRule stores the rule.
  *  - Ownership: nothing changes hands.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] value       the rule, 0 at first
  *  @param[in,out] search  the constraints
@@ -616,7 +626,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetRule(uint32_t value, KwPkiSearch search);
 
 /** KwPkiSearchSetGroupModeOn sets group mode; nothing unsets it.
  *  - Ownership: nothing changes hands.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in,out] search  the constraints
  *  @retval KWPKI_OK      group mode is set
@@ -631,7 +641,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetGroupModeOn(KwPkiSearch search);
 
 /** KwPkiCertListIsEmpty tells whether a list holds no certificate.
  *  - Ownership: nothing changes hands.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] list  the list
  *  @return 1 for a null or empty list, else 0 */
@@ -640,7 +650,7 @@ uint32_t KWPKI_CALL KwPkiCertListIsEmpty(KwPkiCertList list);
 /** KwPkiCertListFirst goes to the first certificate of a list.
  *  - Ownership: the certificate belongs to the list: it lives until KwPkiCertListFree; giving it
  *    to KwPkiCertFree ends the process.
- *  - Threads: see convention 6; it moves the position of the list.
+ *  - Threads: see convention 7; it moves the position of the list.
  *
  *  @param[in,out] list  the list
  *  @return the certificate there, or null if the list is null or empty
@@ -658,7 +668,7 @@ KwPkiCert KWPKI_CALL KwPkiCertListFirst(KwPkiCertList list);
 
 /** KwPkiCertListLast goes to the last certificate of a list.
  *  - Ownership: the certificate belongs to the list, as that of KwPkiCertListFirst.
- *  - Threads: see convention 6; it moves the position of the list.
+ *  - Threads: see convention 7; it moves the position of the list.
  *
  *  @param[in,out] list  the list
  *  @return the certificate there, or null if the list is null or empty */
@@ -666,7 +676,7 @@ KwPkiCert KWPKI_CALL KwPkiCertListLast(KwPkiCertList list);
 
 /** KwPkiCertListNext goes one step on; at the end it stays.
  *  - Ownership: the certificate belongs to the list, as that of KwPkiCertListFirst.
- *  - Threads: see convention 6; it moves the position of the list.
+ *  - Threads: see convention 7; it moves the position of the list.
  *
  *  @param[in,out] list  the list
  *  @return the certificate there; null at the end, before the first use of KwPkiCertListFirst or
@@ -675,7 +685,7 @@ KwPkiCert KWPKI_CALL KwPkiCertListNext(KwPkiCertList list);
 
 /** KwPkiCertListPrev goes one step back; at the first certificate it stays.
  *  - Ownership: the certificate belongs to the list, as that of KwPkiCertListFirst.
- *  - Threads: see convention 6; it moves the position of the list.
+ *  - Threads: see convention 7; it moves the position of the list.
  *
  *  @param[in,out] list  the list
  *  @return the certificate there; null if it stayed, before the first use of KwPkiCertListFirst or
@@ -684,7 +694,7 @@ KwPkiCert KWPKI_CALL KwPkiCertListPrev(KwPkiCertList list);
 
 /** KwPkiCertListCurrent tells where the last step led to.
  *  - Ownership: the certificate belongs to the list, as that of KwPkiCertListFirst.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] list  the list
  *  @return the certificate there, or null if there was no step yet or the list is null or empty */
@@ -693,7 +703,7 @@ KwPkiCert KWPKI_CALL KwPkiCertListCurrent(KwPkiCertList list);
 /** KwPkiCertListFree frees a list.
  *  - Ownership: the handle is the library's again, with its certificates and what KwPkiCertGetBer
  *    showed of them.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] list  a list, or null
  *  @retval KWPKI_OK  always */
@@ -702,7 +712,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertListFree(KwPkiCertList list);
 /** KwPkiGetSearchState tells what the service said of the state of its search and, if it said more,
  *  gives these words.
  *  - Ownership: `*text` and the result are one text, the caller's; KwPkiStringFree frees it, once.
- *  - Threads: see convention 6.
+ *  - Threads: see convention 7.
  *
  *  @param[in] list    the list that came with the reply
  *  @param[out] state  the state
@@ -729,7 +739,7 @@ char *KWPKI_CALL KwPkiGetSearchState(KwPkiCertList list, uint32_t *state, char *
 
 /** KwPkiCertAddAsync asks the service to add a certificate.
  *  - Ownership: `cert` stays the caller's and may be freed then; `context` is never looked at.
- *  - Threads: any number at once (convention 6), with handles of their own.
+ *  - Threads: any number at once (convention 7), with handles of their own.
  *
  *  @param[in] cert      the certificate; an empty one sends an empty encoding
  *  @param[in] callback  what the reply is told to
@@ -737,21 +747,21 @@ char *KWPKI_CALL KwPkiGetSearchState(KwPkiCertList list, uint32_t *state, char *
  *  @param[in] options   handed on to the service as it is
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
- *  @retval KWPKI_NOT_POSTED  `cert` is null, or another reason of convention 7
+ *  @retval KWPKI_NOT_POSTED  `cert` is null, or another reason of convention 8
  *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiCertAddAsync(KwPkiCert cert, KwPkiStatusCallback callback,
                                          void *context, uint32_t options, void *agent);
 
 /** KwPkiCrlAddAsync asks the service to add a CRL.
  *  - Ownership: `crl` stays the caller's and may be freed then; `context` is never looked at.
- *  - Threads: any number at once (convention 6), with handles of their own.
+ *  - Threads: any number at once (convention 7), with handles of their own.
  *
  *  @param[in] crl       the CRL; an empty one sends an empty encoding
  *  @param[in] callback  what the reply is told to
  *  @param[in] context   what the callback receives
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
- *  @retval KWPKI_NOT_POSTED  `crl` is null, or another reason of convention 7
+ *  @retval KWPKI_NOT_POSTED  `crl` is null, or another reason of convention 8
  *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiCrlAddAsync(KwPkiCrl crl, KwPkiStatusCallback callback, void *context,
                                         void *agent);
@@ -759,7 +769,7 @@ KwPkiStatus KWPKI_CALL KwPkiCrlAddAsync(KwPkiCrl crl, KwPkiStatusCallback callba
 /** KwPkiSearchAsync asks for the certificates that meet the constraints.
  *  - Ownership: the handles stay the caller's and may be freed then; the callback receives a list
  *    that it frees (KwPkiCertListFree); `context` is never looked at.
- *  - Threads: any number at once (convention 6), with handles of their own.
+ *  - Threads: any number at once (convention 7), with handles of their own.
  *
  *  @param[in] search    the constraints
  *  @param[in] validity  the validity period; null is one with neither time set
@@ -767,7 +777,7 @@ KwPkiStatus KWPKI_CALL KwPkiCrlAddAsync(KwPkiCrl crl, KwPkiStatusCallback callba
  *  @param[in] context   what the callback receives
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
- *  @retval KWPKI_NOT_POSTED  `search` is null, or another reason of convention 7
+ *  @retval KWPKI_NOT_POSTED  `search` is null, or another reason of convention 8
  *  @return else the agent's own status for data that it would not take
  *
  *  @code{.c}
@@ -788,7 +798,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchAsync(KwPkiSearch search, KwPkiValidity validi
 /** KwPkiSearchPathAsync asks for a path from what meets the first constraints to what meets the
  *  second.
  *  - Ownership: as for KwPkiSearchAsync.
- *  - Threads: any number at once (convention 6), with handles of their own.
+ *  - Threads: any number at once (convention 7), with handles of their own.
  *
  *  @param[in] first     the constraints of the one end
  *  @param[in] second    those of the other, which may be the same handle
@@ -797,7 +807,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchAsync(KwPkiSearch search, KwPkiValidity validi
  *  @param[in] context   what the callback receives
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
- *  @retval KWPKI_NOT_POSTED  `first` or `second` is null, or another reason of convention 7
+ *  @retval KWPKI_NOT_POSTED  `first` or `second` is null, or another reason of convention 8
  *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiSearchPathAsync(KwPkiSearch first, KwPkiSearch second,
                                             KwPkiValidity validity, KwPkiCertListCallback callback,
@@ -805,26 +815,26 @@ KwPkiStatus KWPKI_CALL KwPkiSearchPathAsync(KwPkiSearch first, KwPkiSearch secon
 
 /** KwPkiCaNamesAsync asks for the names of certification authorities.
  *  - Ownership: what the callback receives is freed when it returns; `context` is never looked at.
- *  - Threads: any number at once (convention 6).
+ *  - Threads: any number at once (convention 7).
  *
  *  @param[in] callback  what the reply is told to
  *  @param[in] context   what the callback receives
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
- *  @retval KWPKI_NOT_POSTED  a reason of convention 7
+ *  @retval KWPKI_NOT_POSTED  a reason of convention 8
  *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiCaNamesAsync(KwPkiNamesCallback callback, void *context, void *agent);
 
 /** KwPkiStatusAsync asks for a block that tells the state of the service.
  *  - Ownership: the callback receives a block that it frees (KwPkiStringFree); `context` is never
  *    looked at.
- *  - Threads: any number at once (convention 6).
+ *  - Threads: any number at once (convention 7).
  *
  *  @param[in] callback  what the reply is told to
  *  @param[in] context   what the callback receives
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
- *  @retval KWPKI_NOT_POSTED  a reason of convention 7
+ *  @retval KWPKI_NOT_POSTED  a reason of convention 8
  *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiStatusAsync(KwPkiDataCallback callback, void *context, void *agent);
 
@@ -832,7 +842,7 @@ KwPkiStatus KWPKI_CALL KwPkiStatusAsync(KwPkiDataCallback callback, void *contex
  *  further text.
  *  - Ownership: block, names and text stay the caller's and may be freed then; `context` is never
  *    looked at.
- *  - Threads: any number at once (convention 6).
+ *  - Threads: any number at once (convention 7).
  *
  *  @param[in] request   the request; it may be empty
  *  @param[in] names     four texts; each may be null and is then sent as empty
@@ -842,7 +852,7 @@ KwPkiStatus KWPKI_CALL KwPkiStatusAsync(KwPkiDataCallback callback, void *contex
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  `request` or `names` is null, the request's data is null with a length
- *                            above 0, or another reason of convention 7
+ *                            above 0, or another reason of convention 8
  *  @return else the agent's own status for data that it would not take
  *
  *  @code{.c}
@@ -862,14 +872,14 @@ KwPkiStatus KWPKI_CALL KwPkiCertRequestAsync(const KwPkiBlock *request, const ch
 
 /** KwPkiCertRequestRemoveAsync takes the request with these names (KwPkiCertRequestAsync) back.
  *  - Ownership: the names stay the caller's and may be freed then; `context` is never looked at.
- *  - Threads: any number at once (convention 6).
+ *  - Threads: any number at once (convention 7).
  *
  *  @param[in] names     four texts; each may be null and is then sent as empty
  *  @param[in] callback  what the reply is told to
  *  @param[in] context   what the callback receives
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
- *  @retval KWPKI_NOT_POSTED  `names` is null, or another reason of convention 7
+ *  @retval KWPKI_NOT_POSTED  `names` is null, or another reason of convention 8
  *  @return else the agent's own status for data that it would not take */
 KwPkiStatus KWPKI_CALL KwPkiCertRequestRemoveAsync(const char *const *names,
                                                    KwPkiStatusCallback callback, void *context,

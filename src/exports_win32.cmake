@@ -1,4 +1,4 @@
-# The exports of KwPki.dll: plain names of stdcall functions. What is made here:
+# The exports of KwPki.dll, classic and modern: plain names of stdcall functions. What is made here:
 #   exports.def       what the DLL is linked with, and libKwPki.dll.a made from
 #   lib/KwPki.def     for `lib /def:KwPki.def /machine:x86` of another compiler
 #   KwPki.rc          the version resource
@@ -30,16 +30,21 @@ file(CONFIGURE OUTPUT ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/KwPki.def
      CONTENT "LIBRARY KwPki.dll\nEXPORTS\n${by_ordinal}")
 configure_file(KwPki.rc.in KwPki.rc @ONLY)
 
-target_sources(KwPki PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/KwPki.rc ${definition})
-target_link_options(KwPki PRIVATE -Wl,--kill-at)
-set_target_properties(KwPki PROPERTIES
-  PREFIX "" ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-
-# The linker's own import library has undecorated names, which no client's calls refer to. The path
-# of the output gets into it, so that it has to be relative.
-add_custom_command(TARGET KwPki POST_BUILD
-  COMMAND ${CMAKE_COMMAND} -E chdir $<TARGET_LINKER_FILE_DIR:KwPki>
-          ${CMAKE_DLLTOOL} --kill-at --deterministic-libraries --temp-prefix KwPki
-          --input-def ${definition} --output-lib $<TARGET_LINKER_FILE_NAME:KwPki>
-  VERBATIM)
 install(FILES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/KwPki.def TYPE LIB)
+
+function(export_as_dll library folder)
+  target_sources(${library} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/KwPki.rc ${definition})
+  target_link_options(${library} PRIVATE -Wl,--kill-at)
+  set_target_properties(${library} PROPERTIES
+    PREFIX "" OUTPUT_NAME KwPki
+    RUNTIME_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${folder}
+    ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/${folder})
+
+  # The linker's own import library has undecorated names, which no client's calls refer to. The path
+  # of the output gets into it, so that it has to be relative.
+  add_custom_command(TARGET ${library} POST_BUILD
+    COMMAND ${CMAKE_COMMAND} -E chdir $<TARGET_LINKER_FILE_DIR:${library}>
+            ${CMAKE_DLLTOOL} --kill-at --deterministic-libraries --temp-prefix ${library}
+            --input-def ${definition} --output-lib $<TARGET_LINKER_FILE_NAME:${library}>
+    VERBATIM)
+endfunction()

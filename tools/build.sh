@@ -1,10 +1,23 @@
 #!/bin/sh
-# build.sh PRESET [TARGET...] installs what is missing, configures and builds one preset; without a
-# target, all of it.
+# build.sh [--offline] PRESET [TARGET...] installs what the preset needs and is missing, configures
+# and builds it; without a target, all of it. With --offline it installs nothing: it names what is
+# missing and ends.
 set -eu
 cd "$(dirname "$0")/.."
+check=""
+test "$1" != --offline || { check=--check; shift; }
 preset=$1
 shift
-tools/setup.sh "$preset"
+case $preset in
+  release) purposes="library" ;;
+  bench) purposes="library bench" ;;
+  fuzz) purposes="library fuzz" ;;
+  windows) purposes="library windows" ;;
+  sanitize-32) purposes="library tests 32bit" ;;
+  sanitize-clang) purposes="library tests clang" ;;
+  *) purposes="library tests" ;;
+esac
+# shellcheck disable=SC2086
+tools/setup.sh $check $purposes
 cmake --preset "$preset"
 cmake --build --preset "$preset" ${1:+--target "$@"}

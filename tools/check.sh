@@ -6,6 +6,7 @@ set -eu
 cd "$(dirname "$0")/.."
 mode="--dry-run -Werror"
 test "${1:-}" != --fix || mode=-i
+tools/setup.sh check
 
 find src include tests tools fuzz bench examples loopback \
   -name '*.h' -o -name '*.cc' -o -name '*.c' |

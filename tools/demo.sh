@@ -6,7 +6,8 @@ set -eu
 cd "$(dirname "$0")/.."
 out=build/native
 kwpki="$out/bin/kwpki"
-tools/build.sh native kwpki KwPki KWMA32 KWPMAPI
+tools/setup.sh library demo
+tools/build.sh release kwpki KwPki KWMA32 KWPMAPI
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 

@@ -123,7 +123,7 @@ SshAsn1Status ssh_asn1_read_node_as(SshAsn1Mode mode, SshAsn1Node node, SshAsn1T
   SshAsn1Status status = SshAsn1CompiledRead<kOps>::template list<0, kOps.size()>(
       reader, cursor, SshAsn1Order::kSequence);
   if (status == SSH_ASN1_OK) status = reader.verdict(node, kOps.data(), kOps.size());
-  if constexpr (std::ranges::any_of(kOps, ssh_asn1_gives_block))
+  if constexpr (std::any_of(kOps.begin(), kOps.end(), ssh_asn1_gives_block))
     reader.finish(status, kOps.data(), kOps.size());
   return status;
 }

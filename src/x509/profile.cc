@@ -1,9 +1,7 @@
 #include "x509/profile.h"
 
-namespace {
-
-// One row a profile.
-constexpr SshX509Rules kProfiles[] = {
+// One row per profile.
+constinit const SshX509Rules ssh_x509_profiles[] = {
     {},  // SSH_X509_CLASSIC
     {    // SSH_X509_MODERN
      .further_identifiers = true,
@@ -24,21 +22,13 @@ constexpr SshX509Rules kProfiles[] = {
      .access_in_crls = true},
 };
 
-#ifdef KWPKI_PROFILE_MODERN
-constexpr SshX509Profile kStart = SSH_X509_MODERN;
-#else
-constexpr SshX509Profile kStart = SSH_X509_CLASSIC;
-#endif
-
-}  // namespace
-
-constinit std::atomic<const SshX509Rules *> ssh_x509_current_rules{&kProfiles[kStart]};
-
 void ssh_x509_set_profile(SshX509Profile profile) {
-  const auto &rules = kProfiles[profile == SSH_X509_MODERN ? SSH_X509_MODERN : SSH_X509_CLASSIC];
+  const auto &rules =
+      ssh_x509_profiles[profile == SSH_X509_MODERN ? SSH_X509_MODERN : SSH_X509_CLASSIC];
   ssh_x509_current_rules.store(&rules, std::memory_order_relaxed);
 }
 
 SshX509Profile ssh_x509_profile() {
-  return &ssh_x509_rules() == &kProfiles[SSH_X509_MODERN] ? SSH_X509_MODERN : SSH_X509_CLASSIC;
+  return &ssh_x509_rules() == &ssh_x509_profiles[SSH_X509_MODERN] ? SSH_X509_MODERN
+                                                                  : SSH_X509_CLASSIC;
 }

@@ -42,13 +42,14 @@ struct SshX509Rules {
 };
 
 // ssh_x509_set_profile chooses the profile of the process. Meant for its start: a decode under way
-// in another thread may see either. The start value is classic, or modern where the build says so.
+// in another thread may see either. libKwPkiModern starts modern, all else classic.
 void ssh_x509_set_profile(SshX509Profile profile);
 
 // ssh_x509_profile returns the profile of the process.
 [[nodiscard]] SshX509Profile ssh_x509_profile();
 
-// ssh_x509_rules returns the decisions of the current profile.
+// ssh_x509_rules returns the decisions of the current profile: a row of the profiles.
+extern const SshX509Rules ssh_x509_profiles[2];
 extern std::atomic<const SshX509Rules *> ssh_x509_current_rules;
 [[nodiscard]] inline const SshX509Rules &ssh_x509_rules() {
   return *ssh_x509_current_rules.load(std::memory_order_relaxed);

@@ -1,4 +1,4 @@
-// Callbacks and functions of the host that do not return, against convention 9: the library goes on
+// Callbacks and functions of the host that do not return, against convention 10: the library goes on
 // working, and what is lost is what it says.
 #include <csetjmp>
 

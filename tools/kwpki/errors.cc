@@ -24,9 +24,11 @@ constexpr ErrorRow kErrors[] = {
      "the certificate manager refused, with the mark of a severe error",
      "the host's certificate manager; the library's own functions do not return it"},
     {KWPKI_FAILED, "KWPKI_FAILED", "bad encoding, empty object or wrong argument",
-     "an encoding that does not decode (try `kwpki inspect`), a null handle or pointer, an object "
-     "that was not filled, keys set twice, or a reply that fits no open request, such as one "
-     "processed before (try `kwpki message decode`)"},
+     "a certificate of today (SHA-2, elliptic curves, names in UTF-8) and the classic library, "
+     "where "
+     "KwPkiModern reads it; an encoding that does not decode (try `kwpki inspect`), a null handle "
+     "or pointer, an object that was not filled, keys set twice, or a reply that fits no open "
+     "request, such as one processed before (try `kwpki message decode`)"},
     {KWPKI_NOT_POSTED, "KWPKI_NOT_POSTED", "a request did not reach the service",
      "the libraries KWMA32 and KWPMAPI are not found, the service is not running, a handle is "
      "null, "
