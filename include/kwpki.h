@@ -7,9 +7,10 @@
  *
  *  1. Profiles. There are two libraries with this interface, and a program has the profile of the
  *     one that it is linked to. libKwPki (pkg-config kwpki, CMake KwPki::KwPki) is classic: exactly
- *     what clients have always met, with RSA, DSA and Diffie-Hellman keys and signatures over MD2 to
- *     SHA-1. It refuses certificates that are signed with SHA-2 or have a key on an elliptic curve,
- *     and gives no text of most names in UTF8String: that is nearly every certificate of today.
+ *     what clients have always met, with RSA, DSA and Diffie-Hellman keys and signatures over MD2
+ *     to SHA-1. It refuses certificates that are signed with SHA-2 or have a key on an elliptic
+ *     curve, and gives no text of most names in UTF8String: that is nearly every certificate of
+ *     today.
  *     libKwPkiModern (kwpki-modern, KwPki::Modern) reads these as well, and is what a new program
  *     wants. On Windows both are named KwPki.dll and stand in two folders. docs/profiles.md has
  *     every difference.

@@ -1,7 +1,7 @@
 #!/bin/sh
-# setup.sh PURPOSE... installs the Debian packages that the purposes need and that are not there yet:
-# library (with the tool), demo, tests, clang, windows, 32bit, fuzz, bench, check, doc, faults. It
-# asks for root only when something is missing. setup.sh --check PURPOSE... installs nothing: it
+# setup.sh PURPOSE... installs the Debian packages that the purposes need and that are not there
+# yet: library (with the tool), demo, tests, clang, windows, 32bit, fuzz, bench, check, doc, faults.
+# It asks for root only when something is missing. setup.sh --check PURPOSE... installs nothing: it
 # names what is missing, and its status is 1 then.
 set -eu
 check=""
@@ -12,7 +12,8 @@ for purpose in "$@"; do
     library) more="g++ cmake ninja-build pkg-config binutils libcli11-dev libfmt-dev
                nlohmann-json3-dev libsqlite3-dev libssl-dev" ;;
     demo) more="openssl" ;;
-    tests) more="libgtest-dev libgmock-dev openssl ca-certificates pandoc python3 doxygen valgrind" ;;
+    tests) more="libgtest-dev libgmock-dev openssl ca-certificates pandoc python3 doxygen
+             valgrind" ;;
     clang) more="clang-14 libclang-rt-14-dev" ;;
     windows) more="wine wine32:i386 g++-mingw-w64-i686-posix googletest" ;;
     32bit) more="g++-multilib libgtest-dev:i386 libgmock-dev:i386 libssl-dev:i386" ;;

@@ -1,13 +1,21 @@
 #!/bin/sh
-# pkg_config.sh PREFIX CERTIFICATE SUBJECT WORK builds the example of the README with the line given
-# there and runs it.
+# pkg_config.sh PREFIX EXAMPLE WORK builds the example of the README with the line given there, once
+# for each library, and runs it over a certificate of today: the modern one reads it as PEM and DER,
+# and the classic one says what it returned.
 set -eu
-prefix=$1 certificate=$2 subject=$3 work=$4
+prefix=$1 example=$2 work=$3
 mkdir -p "$work"
-cp "$(dirname "$certificate")/readme.c" "$work/example.c"
+cp "$example" "$work/example.c"
 cd "$work"
+openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out today.pem -subj "/C=FI/CN=today" \
+  2>openssl.log || { cat openssl.log; exit 1; }
+openssl x509 -in today.pem -outform der -out today.der
 lib=$(dirname "$(find "$prefix" -name libKwPki.so)")
-export PKG_CONFIG_PATH="$lib/pkgconfig"
-${CC:-cc} example.c -o example $(pkg-config --cflags --libs kwpki)
-found=$(LD_LIBRARY_PATH=$lib ./example "$certificate")
-test "$found" = "$subject" || { echo "the subject is: $found"; exit 1; }
+export PKG_CONFIG_PATH="$lib/pkgconfig" LD_LIBRARY_PATH="$lib"
+for package in kwpki-modern kwpki; do
+  ${CC:-cc} example.c -o $package $(pkg-config --cflags --libs $package)
+done
+for file in today.pem today.der; do
+  test "$(./kwpki-modern $file)" = "C=FI, CN=today" || { echo "no subject of $file"; exit 1; }
+  test "$(./kwpki $file 2>&1)" = "$file: error 0x84090005" || { echo "classic reads $file"; exit 1; }
+done
