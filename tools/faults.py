@@ -407,6 +407,7 @@ class Plan:
                 '-fno-diagnostics-show-caret -fdiagnostics-column-unit=byte'
         self.run('cmake', '-S', self.copy, '-B', self.out, '-G', 'Ninja', '-DCMAKE_BUILD_TYPE=None',
                  '-DCMAKE_CXX_COMPILER=g++', '-DCMAKE_C_COMPILER=gcc', f'-DCMAKE_CXX_FLAGS={flags}',
+                 '-DKWPKI_TESTS=ON',
                  f'-DCMAKE_PROJECT_INCLUDE={self.folder}/quick.cmake', check=True,
                  stdout=subprocess.DEVNULL)
 
@@ -417,7 +418,7 @@ class Plan:
             digest.update(str(path).encode() + (ROOT / path).read_bytes())
         known = json.loads(self.file.read_text()) if self.file.is_file() else {}
         same = known.get('sources') == digest.hexdigest()
-        self.run(ROOT / 'tools/setup.sh', 'faults', check=True)
+        self.run(ROOT / 'tools/setup.sh', 'library', 'tests', 'faults', check=True)
         self.copy_tree()
         self.configure()
         self.faults = known['faults'] if same else find_all(self)
