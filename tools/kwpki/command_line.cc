@@ -1,9 +1,12 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
+#include <numeric>
 #include <sstream>
 
 #include "kwpki/commands.h"
+#include "kwpki/system.h"
 #include "kwpki/text.h"
 #include "x509/profile.h"
 
@@ -27,8 +30,48 @@ void say(const Streams &streams, const std::string &text) {
   std::fputs(("kwpki: " + text + "\n").c_str(), streams.err);
 }
 
+// distance counts the letters to add, to drop or to change between two words.
+size_t distance(std::string_view a, std::string_view b) {
+  std::vector<size_t> row(b.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < a.size(); ++i) {
+    size_t diagonal = row[0];
+    row[0] = i + 1;
+    for (size_t k = 0; k < b.size(); ++k) {
+      const size_t changed = diagonal + (a[i] == b[k] ? 0 : 1);
+      diagonal = row[k + 1];
+      row[k + 1] = std::min({row[k] + 1, diagonal + 1, changed});
+    }
+  }
+  return row.back();
+}
+
+// name_inspect puts "inspect" in front of files and of its options, so that `kwpki FILE` is enough.
+// What is no file and looks like a command is left to be refused, and `near` says which.
+void name_inspect(const CLI::App &app, std::vector<std::string> &words, std::string *near) {
+  size_t first = 0;
+  while (first < words.size() && words[first].starts_with("--profile"))
+    first += words[first] == "--profile" ? 2 : 1;
+  const std::string word = first < words.size() ? words[first] : "-";
+  if (word == "--help" || word == "-h" || word == "--version") return;
+  if (!word.starts_with("-")) {
+    constexpr size_t kNear = 2;
+    std::error_code ignored;
+    for (const CLI::App *command : app.get_subcommands({})) {
+      if (word == command->get_name()) return;
+      if (distance(word, command->get_name()) <= kNear) *near = command->get_name();
+    }
+    if (!near->empty() && !std::filesystem::exists(word, ignored)) return;
+    near->clear();
+  }
+  words.insert(words.begin() + static_cast<ptrdiff_t>(std::min(first, words.size())), "inspect");
+}
+
 int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
-  CLI::App app("Reads certificates and certificate revocation lists, and shows messages.", "kwpki");
+  CLI::App app(
+      "Reads certificates and certificate revocation lists, and shows messages.\n"
+      "kwpki FILE... is kwpki inspect FILE...",
+      "kwpki");
   app.set_version_flag("--version", "kwpki " KWPKI_VERSION);
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // "/certs/a.pem" is a file there too
@@ -36,8 +79,17 @@ int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
   ssh_x509_set_profile(SSH_X509_MODERN);  // whatever the library's own default
   Run run;
   for (const auto add_command : kCommands) add_command(app, run);
+  std::vector<std::string> words(argv + 1, argv + argc);
+  std::string near;
+  if (words.empty() && is_terminal(streams.in)) words = {"--help"};
+  name_inspect(app, words, &near);
+  if (!near.empty()) {
+    say(streams, "\"" + escape(words[0]) + "\" is neither a command nor a file; did you mean " +
+                     near + "?\nRun with --help for more information.");
+    return kExitUsage;
+  }
   try {
-    app.parse(argc, argv);
+    app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
   } catch (const CLI::ParseError &error) {
     if (error.get_exit_code() != 0) {
       say(streams, escape(error.what()) + "\nRun with --help for more information.");

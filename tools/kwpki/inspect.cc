@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "kwpki/brief.h"
 #include "kwpki/describe.h"
 #include "kwpki/input.h"
 #include "kwpki/render.h"
@@ -52,8 +53,16 @@ class Inspector {
   void finish_json(const Object &object, Json json, Bytes der, const SshX509Crl *crl);
   void write_base64(Bytes octets);
   void head(const Object &object, std::string_view what);
+  [[nodiscard]] std::string head_text(const Object &object, std::string_view what) const;
   template <class Record>
   void accepted_head(const Object &object, const Record &record, const char *what);
+  template <class Record>
+  bool show_brief(const Object &object, const Record &record, const char *what);
+  void present(std::string whole, const std::string &row);
+  void end_brief();
+  template <class Record>
+  void write_pem(const Record &record, std::string_view label);
+  void find_serial(const Object &object, const SshX509Crl &crl);
   void unreadable(const std::string &name, const std::string &why);
 
   const InspectOptions &options_;
@@ -62,6 +71,13 @@ class Inspector {
   Style style_;
   int exit_ = kExitOk;
   bool first_ = true;
+  const Moment now_ = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  const std::chrono::seconds soon_ = std::chrono::days(options_.expires.value_or(0));
+  struct Held {
+    std::string whole, row;
+  };
+  std::vector<Held> held_;  // the first few, until it is known whether there are more
+  bool table_ = false;
   bool in_line_ = false;  // a line of JSON has begun and not ended
 };
 
@@ -76,6 +92,7 @@ int Inspector::run() {
     for (const Source &source : found.sources) {
       guard(source.name, [&] { inspect_source(source); });
     }
+    end_brief();
     output_.flush();
   } catch (const OutputClosed &closed) {
     if (closed.error != EPIPE) throw;
@@ -142,10 +159,84 @@ void Inspector::inspect_object(const Object &object) {
   show_refused(object, is_crl ? crl->refusal : cert->refusal, is_crl ? "crl" : "certificate");
 }
 
+std::string Inspector::head_text(const Object &object, std::string_view what) const {
+  return style_.heading(fmt::format("{}: {}", escape(object.where()), what)) + "\n";
+}
+
 void Inspector::head(const Object &object, std::string_view what) {
-  std::string text = first_ ? "" : "\n";
+  output_.write((first_ ? "" : "\n") + head_text(object, what));
   first_ = false;
-  output_.write(text + style_.heading(fmt::format("{}: {}", escape(object.where()), what)) + "\n");
+}
+
+// A few are shown in some lines each, more as a table with one line each.
+void Inspector::present(std::string whole, const std::string &row) {
+  constexpr size_t kFew = 3;
+  if (!table_ && held_.size() < kFew) return held_.push_back({std::move(whole), row});
+  if (!table_) {
+    table_ = true;
+    output_.write(style_.label(brief_heading()));
+    for (const Held &held : held_) output_.write(held.row);
+    held_.clear();
+  }
+  output_.write(row);
+}
+
+void Inspector::end_brief() {
+  for (const Held &held : held_) {
+    output_.write((first_ ? "" : "\n") + held.whole);
+    first_ = false;
+  }
+}
+
+// show_brief shows a record in the way that was asked for, or is false where that is all of it.
+template <class Record>
+bool Inspector::show_brief(const Object &object, const Record &record, const char *what) {
+  const Expiry expiry = expiry_of(record, now_);
+  const bool marked = options_.expires && expires_soon(expiry, soon_);
+  if (marked) exit_ = std::max<int>(exit_, kExitRefused);
+  if (options_.pem) {
+    if (marked || !options_.expires) write_pem(record, what);
+    return true;
+  }
+  if (options_.json || options_.tree || options_.full) return false;
+  const std::string around = surroundings_text(record.der, record.element, what);
+  if (!around.empty()) exit_ = std::max<int>(exit_, kExitRefused);
+  std::string whole = head_text(object, what), where = object.where();
+  if (!around.empty()) {
+    whole += "  " + style_.warning(around) + "\n";
+    where += ", " + around;
+  }
+  present(whole + brief(record, now_, soon_, style_),
+          brief_row(record, now_, soon_, style_, where));
+  return true;
+}
+
+template <class Record>
+void Inspector::write_pem(const Record &record, std::string_view what) {
+  constexpr size_t kLine = 48;  // octets, which are 64 letters: RFC 7468, 2
+  const std::string_view label = what == "CRL" ? "X509 CRL" : "CERTIFICATE";
+  std::string text = fmt::format("-----BEGIN {}-----\n", label);
+  for (size_t at = 0; at < record.element.size(); at += kLine) {
+    append_base64(text, record.element.subspan(at, std::min(kLine, record.element.size() - at)));
+    text += '\n';
+  }
+  output_.write(text + fmt::format("-----END {}-----\n", label));
+}
+
+// find_serial says whether a CRL lists a serial number, since when and why.
+void Inspector::find_serial(const Object &object, const SshX509Crl &crl) {
+  SshX509RevokedCursor cursor(crl);
+  bool found = false;
+  while (!found && cursor.next()) found = cursor.entry().serial == *options_.find;
+  head(object,
+       found ? style_.warning("the serial number is revoked") : "the serial number is not revoked");
+  if (!found) {
+    exit_ = std::max<int>(exit_, kExitRefused);
+    return;
+  }
+  std::string text;
+  render_entry(entry_json(cursor.entry()), 2, style_, &text);
+  output_.write(text);
 }
 
 // What stands around the object is no part of it, and nobody vouches for it.
@@ -209,6 +300,7 @@ void Inspector::finish_json(const Object &object, Json json, Bytes der, const Ss
 }
 
 void Inspector::show_certificate(const Object &object, const SshX509Cert &cert) {
+  if (options_.find || show_brief(object, cert, "certificate")) return;
   accepted_head(object, cert, "certificate");
   if (options_.json) {
     Json json = start(object, "certificate", true);
@@ -222,6 +314,8 @@ void Inspector::show_certificate(const Object &object, const SshX509Cert &cert) 
 }
 
 void Inspector::show_crl(const Object &object, const SshX509Crl &crl) {
+  if (options_.find) return find_serial(object, crl);
+  if (!options_.entries_given && show_brief(object, crl, "CRL")) return;
   accepted_head(object, crl, "CRL");
   if (options_.json) {
     Json json = start(object, "crl", true);
@@ -270,8 +364,13 @@ void Inspector::show_refused(const Object &object, const SshX509Refusal &refusal
     text += fmt::format(", identifier {}", oid["oid"].get<std::string>());
     if (oid.contains("name")) text += fmt::format(" ({})", oid["name"].get<std::string>());
   }
-  head(object, style_.warning(escape(text)));
-  show_tree(object, refusal);
+  if (options_.full || options_.tree) {
+    head(object, style_.warning(escape(text)));
+    return show_tree(object, refusal);
+  }
+  if (options_.pem || options_.find) return output_.message(object.where(), text);
+  present(head_text(object, style_.warning(escape(text))) + "  --full shows its elements\n",
+          wrong_row(style_, text.substr(text.find(": ") + 2), object.where()));
 }
 
 void Inspector::show_tree(const Object &object, const SshX509Refusal &refusal) {

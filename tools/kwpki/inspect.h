@@ -4,11 +4,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "kwpki/commands.h"
 #include "kwpki/output.h"
+#include "util/mp_int.h"
 
 namespace kwpki {
 
@@ -18,10 +20,14 @@ struct InspectOptions {
   std::vector<std::string> files;  // none: standard input
   bool json = false;
   bool tree = false;
+  bool full = false;  // every field; else what people want to know first
+  bool pem = false;   // the certificates and CRLs themselves
   bool color = false;
   size_t entries = 10;
   bool entries_given = false;  // without it, JSON has every entry
   size_t tree_lines = 1000;
+  std::optional<uint32_t> expires;  // days: what ends within them is marked, and is status 1
+  std::optional<SshMpInt> find;     // a serial number to look for in CRLs
 };
 
 // inspect shows everything and returns the exit code. Output that nobody reads any more ends it

@@ -8,22 +8,23 @@ namespace kwpki {
 namespace {
 
 constexpr const char *kInspectHelp =
-    "Show certificates and CRLs: every field and extension, keys and fingerprints";
+    "Show certificates and CRLs: whose they are, when they expire, what they are for";
 
 constexpr const char *kInspectFooter =
     R"(A FILE is DER or PEM; of PEM, every CERTIFICATE and X509 CRL block is shown, other blocks are
 named and passed over. Directories are read recursively, in the order of names; files in them
 that hold neither kind are passed over. "-" and no FILE at all mean standard input.
 
-What the library refuses is shown as a tree of its elements with the place and reason.
-Characters that act on a terminal or hide are shown as \xNN or \u{NNNN}.
+A few are shown in some lines each, more as a table with one line each; --full shows every field
+and extension. What the library refuses is shown with the reason and, with --full, as a tree of its
+elements. Characters that act on a terminal or hide are shown as \xNN or \u{NNNN}.
 
 JSON is one object a line, one for each certificate or CRL, in ASCII; members that hold octets
 are hexadecimal, "der" is base64. Messages go to standard error, and so does progress if that is
 a terminal and reading takes more than a second.
 
-Exit status: 0 everything was read; 1 something was refused, or has octets in front of it or behind
-it; 2 wrong use; 3 a file could not be read or output not be written. If 1 and 3 both apply, it is
+Exit status: 0 everything was read; 1 something was refused, has octets in front of it or behind it,
+ends within the days of --expires, or --find found nothing; 2 wrong use; 3 a file could not be read or output not be written. If 1 and 3 both apply, it is
 3.)";
 
 // count_option adds an option that takes a number or "all".
@@ -38,6 +39,29 @@ void count_option(CLI::App *app, const std::string &name, const std::string &hel
     return CLI::detail::lexical_cast(results.back(), *value) && results.back()[0] != '-';
   };
   app->add_option(name, parse, help)->type_name("N|all");
+}
+
+// parse_serial reads decimal digits, or hexadecimal ones behind 0x, with colons or with letters.
+std::optional<SshMpInt> parse_serial(std::string text) {
+  const bool prefixed = text.starts_with("0x") || text.starts_with("0X");
+  if (prefixed) text.erase(0, 2);
+  const bool hexadecimal = prefixed || text.find_first_not_of("0123456789") != text.npos;
+  std::erase(text, ':');
+  const size_t base = hexadecimal ? 16 : 10;
+  const std::string_view digits = "0123456789abcdef";
+  SshMpInt number;
+  if (text.empty() || text.size() > 128) return std::nullopt;
+  std::string octets(text.size(), '\0');  // long multiplication, most significant octet first
+  for (const char c : text) {
+    size_t carry = digits.find(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
+    if (carry >= base) return std::nullopt;
+    for (size_t i = octets.size(); i-- > 0; carry >>= 8) {
+      carry += static_cast<uint8_t>(octets[i]) * base;
+      octets[i] = static_cast<char>(carry);
+    }
+  }
+  number.set_magnitude(ssh_text_bytes(octets));
+  return number;
 }
 
 bool wants_color(const std::string &mode, std::FILE *out) {
@@ -56,6 +80,19 @@ void add_inspect_command(CLI::App &app, Run &run) {
   CLI::App *command = app.add_subcommand("inspect", kInspectHelp);
   command->footer(kInspectFooter);
   command->add_option("FILE", options->files, "Files and directories to read")->type_name("");
+  command->add_flag("--full", options->full, "Show every field and extension, keys and signatures");
+  command
+      ->add_option("--expires", options->expires,
+                   "Mark what expires within so many days, with exit status 1")
+      ->type_name("DAYS");
+  command->add_flag("--pem", options->pem,
+                    "Write the certificates and CRLs as PEM; with --expires, those that it marks");
+  const auto find = [options](const CLI::results_t &results) {
+    options->find = parse_serial(results.back());
+    return options->find.has_value();
+  };
+  command->add_option("--find", find, "Whether CRLs list a serial number, decimal or hex, and why")
+      ->type_name("SERIAL");
   command->add_flag("--json", options->json,
                     "Write JSON: complete, with every entry of a CRL and the DER");
   command->add_flag("--tree", options->tree,

@@ -46,8 +46,34 @@ std::string quote_value(const std::string &value) {
   return out;
 }
 
+// What people call an attribute where the library's own texts have another word: RFC 4519, 2, and
+// RFC 2985, 5.2.1. Stored names and search keys keep the library's.
+constexpr struct {
+  std::string_view oid, name;
+} kAttributes[] = {
+    {"2.5.4.4", "surname"},
+    {"2.5.4.5", "serialNumber"},
+    {"2.5.4.9", "street"},
+    {"2.5.4.12", "title"},
+    {"2.5.4.41", "name"},
+    {"2.5.4.42", "givenName"},
+    {"2.5.4.43", "initials"},
+    {"2.5.4.44", "generationQualifier"},
+    {"2.5.4.45", "x500UniqueIdentifier"},
+    {"2.5.4.46", "dnQualifier"},
+    {"1.2.840.113549.1.9.1", "emailAddress"},
+};
+
+std::string_view attribute_name(std::string_view oid) {
+  for (const auto &row : kAttributes)
+    if (row.oid == oid) return row.name;
+  return {};
+}
+
 Json attribute_json(const SshDNPairView &pair) {
   Json json = oid_json(pair.type);
+  const std::string_view name = attribute_name(json["oid"].get_ref<const std::string &>());
+  if (!name.empty()) json["name"] = name;
   // The identifier octet of a plain string is its tag alone.
   const uint8_t identifier = pair.element.empty() ? 0 : pair.element[0];
   if (const StringRow *row = find_string(identifier)) {
@@ -60,7 +86,8 @@ Json attribute_json(const SshDNPairView &pair) {
 
 std::string readable_pair(const Json &pair) {
   const std::string oid = pair.value("oid", "?");
-  const std::string_view name = oid_name_of_kind(oid, SSH_OID_DN);
+  std::string_view name = attribute_name(oid);
+  if (name.empty()) name = oid_name_of_kind(oid, SSH_OID_DN);
   const std::string label = name.empty() ? "OID." + oid : std::string(name);
   const bool text = pair.contains("text");
   return label + "=" +
@@ -152,9 +179,24 @@ class DnVisitor {
 std::string ip_text(Bytes octets) {
   if (octets.size() == 4)
     return fmt::format("{}.{}.{}.{}", octets[0], octets[1], octets[2], octets[3]);
+  uint32_t groups[8];
+  for (size_t i = 0; i < 8; ++i)
+    groups[i] = static_cast<uint32_t>(octets[2 * i] << 8 | octets[2 * i + 1]);
+  size_t longest = 0, from = 8;  // of the runs of zeros the first that is longest, two at least
+  for (size_t i = 0, run = 0; i < 8; ++i) {
+    run = groups[i] ? 0 : run + 1;
+    if (run < 2 || run <= longest) continue;
+    longest = run;
+    from = i + 1 - run;
+  }
   std::string out;
-  for (size_t i = 0; i < octets.size(); i += 2) {
-    out += fmt::format("{}{:x}", i ? ":" : "", octets[i] << 8 | octets[i + 1]);
+  for (size_t i = 0; i < 8; ++i) {
+    if (i == from) {
+      out += "::";
+      i += longest - 1;
+    } else {
+      out += fmt::format("{}{:x}", i && !out.ends_with(':') ? ":" : "", groups[i]);
+    }
   }
   return out;
 }

@@ -52,7 +52,7 @@ Json number_json(Bytes content);
 // not negative; anything else is as number_json has it.
 Json small_json(Bytes content);
 
-// ip_text is an address of 4 or 16 octets in the usual form; runs of zeros are written out.
+// ip_text is an address of 4 or 16 octets in the usual form: RFC 5952, 4.
 std::string ip_text(Bytes octets);
 
 // time_json is an ISO 8601 text, or null for a time that is not set.
