@@ -7,37 +7,31 @@ cd "$(dirname "$0")/.."
 out=build/native
 kwpki="$out/bin/kwpki"
 tools/setup.sh library demo
-tools/build.sh release kwpki KwPki KWMA32 KWPMAPI
+tools/build.sh release kwpki KwPki KwPkiModern KWMA32 KWPMAPI
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 title() { printf '\n== %s\n' "$*"; }
 
-title "kwpki inspect, over the certificates and CRLs of examples/"
-"$kwpki" inspect examples/*.der examples/*.pem ||
-  test $? = 1  # some of them are there to be refused
+title "kwpki examples: one line each, and the reason where something is refused"
+"$kwpki" examples/*.der examples/*.pem || test $? = 1  # some of them are there to be refused
 
-title "kwpki store import examples/, into a fresh store"
+title "kwpki, over a certificate of today: openssl req -x509 -newkey rsa:2048 -days 20"
+openssl req -x509 -newkey rsa:2048 -nodes -days 20 -keyout "$work/key.pem" -out "$work/today.pem" \
+  -subj "/C=FI/O=Example Oy/CN=today.example.com" 2>"$work/openssl.log" ||
+  cat "$work/openssl.log" >&2
+"$kwpki" --expires 30 "$work/today.pem" || test $? = 1  # it expires soon
+
+title "kwpki examples/refused-critical.der"
+"$kwpki" examples/refused-critical.der || test $? = 1
+
+title "kwpki store import examples/, into a fresh store; kwpki search --dns www.example.com"
 export KWPKI_STORE="$work/demo.store"
-"$kwpki" store import examples || test $? = 1  # likewise
-
-title "kwpki search --dns www.example.com"
+"$kwpki" store import examples 2>/dev/null || test $? = 1  # likewise
 "$kwpki" search --dns www.example.com --trace "$work"
 
-title "kwpki search --dn 'C=fi, O=EXAMPLE oy, CN=example  issuing'"
-"$kwpki" search --dn 'C=fi, O=EXAMPLE oy, CN=example  issuing'
-
-title "kwpki search --key-of examples/v3-dsa.pem"
-"$kwpki" search --key-of examples/v3-dsa.pem
-
-title "kwpki path, from www.example.com to the root"
-"$kwpki" path --from-dns www.example.com --to-dn 'C=FI, O=Example Oy, OU=Roots, CN=Example Root'
-
-title "kwpki message decode: the request for www.example.com"
+title "kwpki message decode: the request of that search"
 "$kwpki" message decode "$work/0001-request.bin"
-
-title "kwpki message decode: its reply"
-"$kwpki" message decode "$work/0001-reply.bin"
 
 # run_example NAME LIBRARIES [ARGUMENT...]
 run_example() {
@@ -49,14 +43,8 @@ run_example() {
   "$out/bin/$name" "$@"
 }
 
-title "examples/inspect.c, a C program against libKwPki.so"
-run_example inspect "-lKwPki" examples/ca-root.pem examples/v3-dsa.pem examples/name-multivalued.der
-
 title "examples/search.c, a C program with the loopback host"
 run_example search "-lKwPki -lKWMA32 -lKWPMAPI"
 
-title "kwpki inspect, over a certificate of today: openssl req -x509 -newkey rsa:2048"
-openssl req -x509 -newkey rsa:2048 -nodes -keyout "$work/key.pem" -out "$work/today.pem" \
-  -subj "/C=FI/O=Example Oy/CN=today.example.com" 2>"$work/openssl.log" ||
-  cat "$work/openssl.log" >&2
-"$kwpki" inspect "$work/today.pem"
+title "examples/readme.c, a C program of the modern library"
+run_example readme "-lKwPkiModern" "$work/today.pem"
