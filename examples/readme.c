@@ -6,8 +6,12 @@ int main(int argc, char **argv) {
   char *subject = NULL;
   uint32_t length = 0;
   const char *path = argc > 1 ? argv[1] : "cert.pem";
-  KwPkiStatus status = KwPkiReadFile(path, 1, &der, &length);
-  if (status) status = KwPkiReadFile(path, 0, &der, &length); /* no PEM in it: DER */
+  KwPkiStatus status = KwPkiReadFile(path, 0, &der, &length);
+  if (!status && length && der[0] != 0x30) { /* not DER: PEM */
+    KwPkiStringFree(der);
+    der = NULL;
+    status = KwPkiReadFile(path, 1, &der, &length);
+  }
   if (!status) status = KwPkiCertSetBer(der, length, cert);
   if (!status) status = KwPkiCertGetSubjectDN(cert, &subject);
   if (status)

@@ -54,7 +54,7 @@
  *     is used until the process ends, so the host must not unload it. Everything but posting works
  *     without them.
  *     An agent argument is handed to KWMAPostMessage as it is, null included.
- * 10. Callbacks and the agent's functions return. They must not leave by longjmp or an exception,
+ *  10. Callbacks and the agent's functions return. They must not leave by longjmp or an exception,
  *     of C++ or of the system: the library does not clean up behind them, and an exception ends the
  *     process where the platform cannot unwind through C. No lock is held while they run, so the
  *     library goes on working if one leaves all the same. A callback's request is over then, and
