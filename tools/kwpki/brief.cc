@@ -104,6 +104,13 @@ std::string key_text(const Json &key) {
   return text;
 }
 
+// hash_text makes "SHA-256" of the name "sha256".
+std::string hash_text(std::string hash) {
+  for (char &c : hash) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  if (hash.starts_with("SHA") && !hash.starts_with("SHA-")) hash.insert(3, "-");
+  return hash;
+}
+
 // The trade's words for a scheme of the library, such as "RSA with SHA-256".
 std::string scheme_text(const Json &signature) {
   constexpr struct {
@@ -118,14 +125,11 @@ std::string scheme_text(const Json &signature) {
     const auto hash = signature.contains("parameters")
                           ? signature["parameters"]["hash"].value("name", "")
                           : std::string();
-    return hash.empty() ? "RSASSA-PSS" : "RSASSA-PSS with " + hash;
+    return hash.empty() ? "RSASSA-PSS" : "RSASSA-PSS with " + hash_text(hash);
   }
   for (const auto &family : kFamilies) {
     if (!scheme.starts_with(family.scheme)) continue;
-    std::string hash = scheme.substr(family.scheme.size());
-    for (char &c : hash) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-    if (hash.starts_with("SHA")) hash.insert(3, "-");
-    return std::string(family.words) + hash;
+    return std::string(family.words) + hash_text(scheme.substr(family.scheme.size()));
   }
   const Json &algorithm = signature["algorithm"];
   return algorithm.is_object() ? algorithm.value("name", algorithm["oid"]) : "unknown";

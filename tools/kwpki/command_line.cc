@@ -47,24 +47,31 @@ size_t distance(std::string_view a, std::string_view b) {
 }
 
 // name_inspect puts "inspect" in front of files and of its options, so that `kwpki FILE` is enough.
-// What is no file and looks like a command is left to be refused, and `near` says which.
-void name_inspect(const CLI::App &app, std::vector<std::string> &words, std::string *near) {
+// It returns what is wrong with a first word that is neither a command nor looks like a file.
+std::string name_inspect(const CLI::App &app, std::vector<std::string> &words) {
   size_t first = 0;
   while (first < words.size() && words[first].starts_with("--profile"))
     first += words[first] == "--profile" ? 2 : 1;
+  first = std::min(first, words.size());
   const std::string word = first < words.size() ? words[first] : "-";
-  if (word == "--help" || word == "-h" || word == "--version") return;
-  if (!word.starts_with("-")) {
-    constexpr size_t kNear = 2;
-    std::error_code ignored;
-    for (const CLI::App *command : app.get_subcommands({})) {
-      if (word == command->get_name()) return;
-      if (distance(word, command->get_name()) <= kNear) *near = command->get_name();
-    }
-    if (!near->empty() && !std::filesystem::exists(word, ignored)) return;
-    near->clear();
+  if (word == "--help" || word == "-h" || word == "--version") return {};
+  std::string nearest;
+  size_t least = 3;  // a word of more than two wrong letters is another one
+  for (const CLI::App *command : app.get_subcommands({})) {
+    const size_t letters = distance(word, command->get_name());
+    if (letters == 0) return {};
+    if (letters >= least) continue;
+    least = letters;
+    nearest = command->get_name();
   }
-  words.insert(words.begin() + static_cast<ptrdiff_t>(std::min(first, words.size())), "inspect");
+  std::error_code ignored;
+  const bool is_file = word.starts_with("-") || word.find_first_of("./\\") != word.npos ||
+                       std::filesystem::exists(word, ignored);
+  if (!is_file)
+    return "\"" + escape(word) + "\" is neither a command nor a file" +
+           (nearest.empty() ? "" : "; did you mean " + nearest + "?");
+  words.insert(words.begin() + static_cast<ptrdiff_t>(first), "inspect");
+  return {};
 }
 
 int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
@@ -80,12 +87,10 @@ int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
   Run run;
   for (const auto add_command : kCommands) add_command(app, run);
   std::vector<std::string> words(argv + 1, argv + argc);
-  std::string near;
   if (words.empty() && is_terminal(streams.in)) words = {"--help"};
-  name_inspect(app, words, &near);
-  if (!near.empty()) {
-    say(streams, "\"" + escape(words[0]) + "\" is neither a command nor a file; did you mean " +
-                     near + "?\nRun with --help for more information.");
+  const std::string wrong = name_inspect(app, words);
+  if (!wrong.empty()) {
+    say(streams, wrong + "\nRun with --help for more information.");
     return kExitUsage;
   }
   try {
