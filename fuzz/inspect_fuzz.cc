@@ -159,6 +159,8 @@ void check_profile(Bytes input) {
   kwpki::InspectOptions options;
   options.tree_lines = 16;  // the trees of what is refused would take most of the time
   const Said text = run_tool(kwpki::inspect, options, input);
+  options.full = true;
+  require(run_tool(kwpki::inspect, options, input).exit == text.exit);
   options.json = true;
   const Said said = run_tool(kwpki::inspect, options, input);
   const MemoryFile file(input);
