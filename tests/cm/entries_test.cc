@@ -35,13 +35,10 @@ std::string encode(const SshCMCertificate &cert) {
   return hex(ssh_buffer_bytes(buffer));
 }
 
-// decode gives the status for octets in a block of exactly their size. What decodes must encode to
-// the same.
+// decode gives the status for octets. What decodes must encode to the same.
 uint32_t decode(const Der &octets) {
   const CertOwner cert(ssh_cm_cert_allocate());
-  const SshBlock block(static_cast<uint8_t *>(ssh_xmalloc(octets.size())));
-  if (!octets.empty()) std::memcpy(block.get(), octets.data(), octets.size());
-  const uint32_t status = ssh_cm_cert_decode_record({block.get(), octets.size()}, *cert);
+  const uint32_t status = ssh_cm_cert_decode_record(octets, *cert);
   EXPECT_TRUE(status != SSH_CM_OK || encode(*cert) == hex(octets));
   return status;
 }
@@ -69,37 +66,22 @@ TEST_F(Entries, RecordOfACertificateIsExact) {
   said.text.reset(ssh_xstrdup("what it says"));
   EXPECT_EQ(encode(*cert), hex(record.build()));
   EXPECT_EQ(decode(record.build()), SSH_CM_OK);
-
-  const CertOwner fresh(ssh_cm_cert_allocate());
-  const SshCMCarried first = {};
-  EXPECT_TRUE(first.flag_a == 1 && first.flag_b == 0 && first.flag_c == 1 && first.limit == 32);
-  record = {{}, Der(5), {}, unhex("ffffffff 00000000 00000000 00"), Der(4), ""};
-  EXPECT_EQ(encode(*fresh), hex(record.build()));
-  record.ber = Record().ber;
-  EXPECT_EQ(decode(record.build()), SSH_CM_OK);
 }
 
 TEST_F(Entries, RecordsWithOddTimesAndThoseThatAreRefused) {
   const Der good = Record().build();
-  for (const size_t length : {size_t{0}, good.size() - 1}) {  // fuzz/record_fuzz.cc cuts elsewhere
-    EXPECT_EQ(decode(Der(good.begin(), good.begin() + static_cast<ptrdiff_t>(length))),
-              SSH_CM_RECORD_UNREADABLE);
-  }
+  EXPECT_EQ(decode(Der(good.begin(), good.end() - 1)), SSH_CM_RECORD_UNREADABLE);
   std::string longest = "2003 Apr 23rd, 14:03:09 GMT";
   longest.resize(1024, ' ');
   for (size_t i = 0; i < 6; ++i) {
-    const CertOwner cert(ssh_cm_cert_allocate());
-    Record record;
-    record.times[i] = longest;
-    EXPECT_EQ(ssh_cm_cert_decode_record(record.build(), *cert), SSH_CM_OK) << i;
-    EXPECT_NE(encode(*cert).find(hex(ssh_text_bytes("2003 Apr 23rd, 14:03:09 GMT"))),
-              std::string::npos);
-    for (const std::string &time : {longest + " ", std::string("2001"), std::string(1, 0)}) {
+    for (const std::string &time :
+         {longest, longest + " ", std::string("2001"), std::string(1, 0)}) {
+      const CertOwner cert(ssh_cm_cert_allocate());
+      Record record;
       record.times[i] = time;
-      const CertOwner odd(ssh_cm_cert_allocate());
-      EXPECT_EQ(ssh_cm_cert_decode_record(record.build(), *odd), SSH_CM_OK) << i << time;
-      record.times[i].clear();
-      EXPECT_EQ(encode(*odd), hex(record.build())) << "the time is not set, all else is there";
+      EXPECT_EQ(ssh_cm_cert_decode_record(record.build(), *cert), SSH_CM_OK) << i << time;
+      record.times[i] = time == longest ? "2003 Apr 23rd, 14:03:09 GMT" : "";
+      EXPECT_EQ(encode(*cert), hex(record.build())) << "the time is not set, all else is there";
     }
   }
   for (const Der &ber : {Der{}, sample::CrlParts().build()}) {

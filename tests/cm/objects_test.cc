@@ -15,22 +15,6 @@ struct CmObjectsTest : sample::Balanced {
   const Der cert_der_ = sample::CertParts().build(), crl_der_ = sample::CrlParts().build();
 };
 
-TEST_F(CmObjectsTest, GettingTheRecordForgetsWhichNamesWereTaken) {
-  sample::CertParts parts;
-  for (const char *id : {"2.5.29.17", "2.5.29.18"}) {
-    parts.extensions.push_back(sample::extension(id, der::seq({der::text(0x82, "a")})));
-  }
-  ASSERT_EQ(ssh_cm_cert_set_ber(*cert_, parts.build()), SSH_CM_OK);
-  for (int again = 0; again < 2; ++again) {
-    SshX509Cert *record = nullptr;
-    ASSERT_EQ(ssh_cm_cert_get_record(cert_.get(), &record), SSH_CM_OK);
-    for (SshX509Name *names : {record->subject_names, record->issuer_names}) {
-      EXPECT_TRUE(ssh_x509_name_take(names, SSH_X509_NAME_DNS));
-      EXPECT_FALSE(ssh_x509_name_take(names, SSH_X509_NAME_DNS));
-    }
-  }
-}
-
 TEST_F(CmObjectsTest, OnlyEncodingsThatWereHandedOutAreKept) {
   Bytes ber;
   EXPECT_EQ(ssh_cm_cert_get_ber(nullptr, &ber), SSH_CM_EMPTY);
