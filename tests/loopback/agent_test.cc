@@ -113,10 +113,8 @@ TEST_F(AgentTest, FailuresOfTheHostFunctions) {
 
 TEST_F(AgentTest, AnswersInOrderAndNotBeforeItIsAsked) {
   KwLoopbackAgent *agent = open("");
-  for (const uint32_t id : {1u, 2u}) {
-    EXPECT_EQ(post(agent, wire::request(id, 6)), KW_HOST_OK);
-    EXPECT_EQ(post(agent, Der(19)), KW_HOST_OK);  // nobody to reply to
-  }
+  for (const uint32_t id : {1u, 2u}) EXPECT_EQ(post(agent, wire::request(id, 6)), KW_HOST_OK);
+  EXPECT_EQ(post(agent, Der(19)), KW_HOST_OK);  // nobody to reply to
   for (const uint32_t id : {1u, 2u}) EXPECT_EQ(wire::number(receive(agent), wire::kId), id);
   EXPECT_EQ(receive(agent), Der());
   EXPECT_EQ(post(agent, wire::request(5, 6)), KW_HOST_OK);
@@ -167,7 +165,7 @@ TEST_F(AgentTest, AFailingStoreIsAStatus) {
 
 // A store that may only be read is read without locks. What its owner does meanwhile is noticed.
 TEST_F(AgentTest, WhatMayOnlyBeReadIsReadAsItIs) {
-  const std::string file = folder_.add("shared/store.db", "");
+  const std::string file = folder_.add("50% of #1?/store.db", "");
   const auto add = [&](uint32_t number) {
     KwLoopbackAgent *owner = open(file);
     EXPECT_EQ(status(owner, add_of(number)), loopback::kOk);
@@ -195,7 +193,7 @@ TEST_F(AgentTest, WhatMayOnlyBeReadIsReadAsItIs) {
   std::filesystem::last_write_time(file, std::filesystem::file_time_type());
   EXPECT_THROW(read.commit(), loopback::StoreError);
 
-  (void)folder_.add("shared/store.db-wal", "what was not taken in yet");
+  (void)folder_.add("50% of #1?/store.db-wal", "what was not taken in yet");
   const Locked locked(file);
   KwLoopbackAgent *none = nullptr;
   EXPECT_THAT(KwLoopbackOpen(file.c_str(), &none), HasSubstr("it was left open"));

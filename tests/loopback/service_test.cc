@@ -111,14 +111,10 @@ TEST_F(ServiceTest, FindsByEveryKindOfKey) {
       {key(SSH_CM_KEY_IP, "\xC0\0\2\x0A"sv), {3}},
       {key(SSH_CM_KEY_IP, "\x20\1\x0D\xB8\0\0\0\0\0\0\0\0\0\0\0\x10"sv), {3}},
       {kWww, {3}},
-      {key(SSH_CM_KEY_DNS, "WWW.example.com"), {}},
-      {key(SSH_CM_KEY_URI, "www.example.com"), {}},
       {key(SSH_CM_KEY_URI, "https://www.example.com/about?lang=en"), {3}},
       {key(SSH_CM_KEY_URI, "http://pki.example.com/"), {}},  // the issuer's
-      {key(SSH_CM_KEY_EMAIL, "webmaster@example.com"), {3}},
-      {kEmail, {4}},  // in the subject
+      {kEmail, {4}},                                         // in the subject
       {kPolicy, {2, 3}},
-      {key(SSH_CM_KEY_OID, "1.3.6.1.5.5.7.3.4"), {3}},
       {public_key("v3-dsa.pem"), {5}},
       {all_of({kWww, kPolicy}), {3}},
       {all_of({kWww, kPolicy, kEmail}), {}},
@@ -137,17 +133,14 @@ TEST_F(ServiceTest, AppliesConstraints) {
       {"nothing asked", {}, {1, 2, 3, 4, 5}},
       {"after most end", {.not_after = "2036 Jan  1st, 00:00:00 GMT"}, {1}},
       {"the last second", {.not_after = "2035/12/31/23:59:59"}, {1, 2, 3, 4, 5}},
-      {"before all", {.not_before = "2025 Dec 31st, 23:59:59 GMT"}, {}},
       {"the separate validity", {}, {1}, validity("", "2036/01/01/00:00:00")},
       {"both", {.not_before = "2030/01/01/00:00:00"}, {}, validity("2061/01/01/00:00:00")},
       {"DSA", {.key_type = 2}, {5}},
       {"no extension allows all", {.key_usage = SSH_X509_USAGE_DIGITAL_SIGNATURE}, {3, 4}},
-      {"all bits", {.key_usage = 0x06}, {1, 2, 4, 5}},
       {"bits of several octets", {.key_usage = 0x8080}, {4}},
       {"CAs with a path", {.path_length = 0}, {1, 2, 5}},
       {"longer than a limit", {.path_length = 1}, {1, 5}},
       {"newest", {.key_type = 1, .rule = loopback::kRuleNewest}, {4}},
-      {"newest of none", {.key_type = 4, .rule = loopback::kRuleNewest}, {}},
       {"CAs", {.rule = loopback::kRuleAuthorities}, {1, 2, 5}},
       {"end entities", {.rule = loopback::kRuleEndEntities}, {3, 4}},
   };
@@ -221,11 +214,8 @@ TEST_F(ServiceTest, FindsPaths) {
   old.version = {};
   old.subject = old.issuer = der::common_name("Old");
   add(old.build());
-  chain("Long ", 17);
-  add(issued("Long 17", "Long 17", true));
   const Ask root = dn("C=FI, O=Example Oy, OU=Roots, CN=Example Root");
-  Ask any_ca, newest = named("Link 2");
-  any_ca.rule = loopback::kRuleAuthorities;
+  Ask newest = named("Link 2");
   newest.rule = loopback::kRuleNewest;
   const struct {
     const char *why;
@@ -234,9 +224,6 @@ TEST_F(ServiceTest, FindsPaths) {
     Der valid = validity();
   } kRows[] = {
       {"to the root", kWww, root, {3, 2, 1}},
-      {"to the nearest", kWww, any_ca, {3, 2}},
-      {"down is no way", root, kWww, {}},
-      {"itself", root, root, {1}},
       {"only the root is valid", kWww, root, {}, validity("2040/01/01/00:00:00")},
       {"loops end", named("Round A"), root, {}},
       {"into a loop", named("Round A"), named("round b"), {23, 24}},
@@ -244,20 +231,17 @@ TEST_F(ServiceTest, FindsPaths) {
       {"the shortest", named("Link 1"), named("Link 17"), {6, 27, 21, 22}},
       {"a rule of an end", newest, named("Link 17"), {27, 21, 22}},
       {"by one of version 1", named("Leaf 2"), named("Old"), {28, 29, 30}},
-      {"the middle in time",
-       named("Leaf 2"),
-       named("Old"),
-       {28, 29, 30},
-       validity("", "2030 Jan  1st, 01:30:00 GMT")},
       {"the middle too late",
        named("Leaf 2"),
        named("Old"),
        {},
        validity("", "2030 Jan  1st, 01:30:01 GMT")},
-      {"too long", named("Long 1"), named("Long 17"), {}},
   };
   for (const auto &row : kRows)
     EXPECT_EQ(path(row.first, row.second, row.valid), row.path) << row.why;
+  chain("Long ", 17);
+  add(issued("Long 17", "Long 17", true));
+  EXPECT_EQ(path(named("Long 1"), named("Long 17")).size(), 0u);
   EXPECT_EQ(path(named("Long 2"), named("Long 17")).size(), loopback::kPathMax);
 }
 
@@ -265,9 +249,8 @@ TEST_F(ServiceTest, KeepsWhatIsAddedOnce) {
   const auto crl = [&](const char *name) {
     return status(1, wire::str(Bytes(sample::example(name))));
   };
-  EXPECT_EQ(crl("crl-v2.pem"), loopback::kOk);
-  EXPECT_EQ(crl("crl-v2.pem"), loopback::kOk);
-  EXPECT_EQ(crl("crl-v1.der"), loopback::kOk);
+  for (const char *name : {"crl-v2.pem", "crl-v2.pem", "crl-v1.der"})
+    EXPECT_EQ(crl(name), loopback::kOk);
   EXPECT_EQ(crl("v1-rsa.der"), loopback::kUndecodable);
   EXPECT_EQ(status_of_add(sample::example("crl-v1.der")), loopback::kUndecodable);
   add(sample::example("v1-rsa.der"));
@@ -305,11 +288,8 @@ TEST_F(ServiceTest, RefusesMalformedRequests) {
   Ask keys;
   for (uint32_t i = 0; i <= loopback::kKeysMax; ++i) keys.keys.push_back(wire::key(i, {0x41}));
   const Der fine = search({});
-  const auto with_count = [&](uint32_t count) {
-    Der payload = fine;
-    ssh_store_be32(payload.data() + 8, count);  // behind two empty times
-    return payload;
-  };
+  Der whole_keys = fine;
+  ssh_store_be32(whole_keys.data() + 8, 0xFFFFFFFF);  // behind two empty times
   const struct {
     uint32_t type, status;
     Der payload;
@@ -319,12 +299,10 @@ TEST_F(ServiceTest, RefusesMalformedRequests) {
       {2, loopback::kMalformed, search({.group_mode = 2})},
       {2, loopback::kMalformed, search({.not_after = "tomorrow"})},
       {2, loopback::kTooLarge, search(keys)},
-      {2, loopback::kMalformed, with_count(0xFFFFFFFF)},  // more keys than octets
-      {2, loopback::kMalformed, with_count(1)},
+      {2, loopback::kMalformed, whole_keys},  // more keys than octets
       {8, loopback::kUnknownType, {}},
-      {0xFFFFFFFF, loopback::kUnknownType, {}},
       {3, loopback::kMalformed, fine},  // one constraint for a path
-      // Octets behind what there is to be; for the last there are too few.
+      // Octets behind what there is to be.
       {0, loopback::kMalformed, Der(9)},
       {1, loopback::kMalformed, Der(5)},
       {2, loopback::kMalformed, der::join({fine, Der(1)})},
@@ -333,7 +311,6 @@ TEST_F(ServiceTest, RefusesMalformedRequests) {
       {5, loopback::kMalformed, Der(25)},
       {6, loopback::kMalformed, Der(1)},
       {7, loopback::kMalformed, Der(17)},
-      {7, loopback::kMalformed, Der(15)},
   };
   for (const auto &row : kRows) {
     EXPECT_EQ(hex(ask(row.type, row.payload)), hex(wire::envelope(77, row.type, row.status, {})))
@@ -351,16 +328,6 @@ TEST_F(ServiceTest, RefusesMalformedRequests) {
   EXPECT_EQ(hex(answer(service_, Der(whole.begin(), whole.begin() + 20))), hex(malformed));
   EXPECT_EQ(answer(service_, Der(whole.begin(), whole.begin() + 19)), Der())
       << "nobody to reply to";
-}
-
-TEST(SecondsOf, CountsAsTheCalendarDoes) {
-  const std::pair<SshBerTime, int64_t> kRows[] = {
-      {{1969, 12, 31, 23, 59, 59}, -1},
-      {{2000, 2, 29, 12, 0, 1}, 951825601},
-      {{2100, 3, 1}, 4107542400},
-      {{2026, 1, 31, 0, 0, 0, 0, 1, 2, 30}, 1769808600},  // east of Greenwich
-  };
-  for (const auto &[time, seconds] : kRows) EXPECT_EQ(loopback::seconds_of(time), seconds);
 }
 
 }  // namespace
