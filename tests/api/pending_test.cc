@@ -21,12 +21,10 @@ TEST_F(ApiPendingTest, BehavesLikeAMap) {
   std::map<uint32_t, uint32_t> model;
   const auto check_take = [&](uint32_t id) {
     PendingRequest taken;
-    const auto found = model.find(id);
-    const bool held = found != model.end();
-    ASSERT_EQ(pending_take(id, &taken), held) << id;
-    EXPECT_EQ(taken.context, held ? context(found->second) : nullptr);
-    EXPECT_EQ(taken.form, held ? KWPKI_FORM_DATA : KWPKI_FORM_NONE);
-    if (held) model.erase(found);
+    const auto found = model.extract(id);
+    ASSERT_EQ(pending_take(id, &taken), !found.empty()) << id;
+    EXPECT_EQ(taken.context, found ? context(found.mapped()) : nullptr);
+    EXPECT_EQ(taken.form, found ? KWPKI_FORM_DATA : KWPKI_FORM_NONE);
   };
   for (uint32_t step = 1; step <= 20000; ++step) {
     const auto id =
