@@ -146,16 +146,6 @@ inline std::optional<std::vector<Element>> elements(Bytes octets) {
   return out;
 }
 
-// well_formed tells whether octets read as elements all the way down.
-inline bool well_formed(Bytes octets) {
-  const auto list = elements(octets);
-  if (!list) return false;
-  for (const Element &element : *list) {
-    if ((element.identifier & 0x20) && !well_formed(element.content)) return false;
-  }
-  return true;
-}
-
 // children gives the elements of an element, or none where they do not read.
 inline std::vector<Element> children(Bytes content) {
   return elements(content).value_or(std::vector<Element>{});
