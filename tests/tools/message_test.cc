@@ -33,30 +33,24 @@ std::string reply(uint32_t type, const std::string &payload, uint32_t status = 0
   return in_envelope("00000001 00000007" + u32(type) + u32(status) + "00000005", payload);
 }
 
-constexpr const char *kTimeHex = "0000001b 323030312041707220 333074682c2031343a30333a303920474d54";
 const std::string kConstraintsHex =
-    std::string(kTimeHex) + "00000000 00000002 00000005 00000003 612e62 00000009" +
-    "00000004 00000004 0a0000ff 00000000 ffffffff 00000060 00000001 00000002 01" +
-    "00000001 0000004d 00000000 00000000";
-constexpr const char *kConstraints =
+    "0000001b 323030312041707220 333074682c2031343a30333a303920474d54 00000000"
+    "00000002 00000005 00000003 612e62 00000009 00000004 00000004 0a0000ff 00000000"
+    "ffffffff 00000060 00000001 00000002 01 00000001 0000004d 00000000 00000000";
+const std::string kConstraints =
     R"({"not_before": "2001 Apr 30th, 14:03:09 GMT", "not_after": "",
         "keys": [{"type": "dns", "data": "a.b", "value": 9},
                  {"type": "ip", "data": {"hex": "0a0000ff"}, "value": 0}],
         "path_length": "any", "key_usage": 96, "key_type": 1, "rule": 2, "group_mode": true,
         "second_keys": [{"type": 77, "data": "", "value": 0}]})";
-constexpr const char *kPlainHex =
-    "00000000 00000000 00000000 00000003 00000000 00000000 00000000 00 00000000";
-constexpr const char *kPlain =
-    R"({"not_before": "", "not_after": "", "keys": [], "path_length": 3, "key_usage": 0,
-        "key_type": 0, "rule": 0, "group_mode": false, "second_keys": []})";
-constexpr const char *kValidityHex = "00000001 78 00000000";
-constexpr const char *kValidity = R"({"not_before": "x", "not_after": ""})";
+const std::string kValidityHex = "00000001 78 00000000";
+const std::string kValidity = R"({"not_before": "x", "not_after": ""})";
 const std::string kCertListHex =
     "00000003 00000008 00000002 00000003 e282ac"
     "00000000 00000002 3000 00000011 00000001 0000000d 00000001 ff 00000000 00000005 0000002a"
     "00000001"
     "00000000 00000000 00000000 00000000 00000000 00000000";
-constexpr const char *kCertList =
+const std::string kCertList =
     R"({"state_reserved": 8, "state": 2, "state_text": "€", "elements": [
         {"element_type": "certificate", "certificate": {"hex": "3000"}, "tag": 17,
          "keys": [{"type": "public-key", "data": {"hex": "ff"}, "value": 0}],
@@ -75,16 +69,15 @@ struct MessageRow {
 const std::vector<MessageRow> &messages() {
   const std::string names = "00000001 61 00000000 00000001 0a 00000002 c3a4";
   const std::string names_json = R"("names": ["a", "", {"hex": "0a"}, "ä"])";
-  const std::string constraints = kConstraints, validity = kValidity, list = kCertList;
   static const std::vector<MessageRow> rows = {
       {request(0, "00000102 00000003 300100"), "cert-add",
        R"({"options": 258, "certificate": {"hex": "300100"}})", ""},
       {request(1, "00000001 41"), "crl-add", R"({"crl": {"hex": "41"}})", ""},
       {request(2, kConstraintsHex + kValidityHex), "search",
-       R"({"constraints": )" + constraints + R"(, "validity": )" + validity + "}", ""},
-      {request(3, kPlainHex + kConstraintsHex + kValidityHex), "search-path",
-       R"({"first": )" + std::string(kPlain) + R"(, "second": )" + constraints +
-           R"(, "validity": )" + validity + "}",
+       R"({"constraints": )" + kConstraints + R"(, "validity": )" + kValidity + "}", ""},
+      {request(3, kConstraintsHex + kConstraintsHex + kValidityHex), "search-path",
+       R"({"first": )" + kConstraints + R"(, "second": )" + kConstraints + R"(, "validity": )" +
+           kValidity + "}",
        ""},
       {request(4, ""), "ca-names", "{}", ""},
       {request(5, "00000002 4142" + names + "00000000"), "cert-request",
@@ -93,8 +86,8 @@ const std::vector<MessageRow> &messages() {
       {request(7, names), "cert-request-remove", "{" + names_json + "}", ""},
       {reply(0, ""), "cert-add", R"({"data": ""})", ""},
       {reply(1, "6f6b", 0x84090005), "crl-add", R"({"data": "ok"})", R"("status": 2215182341)"},
-      {reply(2, kCertListHex), "search", list, ""},
-      {reply(3, kCertListHex, 999), "search-path", list, R"("status": 999)"},
+      {reply(2, kCertListHex), "search", kCertList, ""},
+      {reply(3, kCertListHex, 999), "search-path", kCertList, R"("status": 999)"},
       {reply(4, "00000002 00000000 00000003 432c44"), "ca-names", R"({"names": ["", "C,D"]})", ""},
       {reply(4, "00000002", 3), "ca-names", R"({"data": {"hex": "00000002"}})", R"("status": 3)"},
       {reply(5, ""), "cert-request", R"({"data": ""})", ""},
@@ -115,10 +108,6 @@ Json document(const MessageRow &row) {
   return json;
 }
 
-kwpki::DecodedMessage decode(Bytes message) {
-  return kwpki::decode_message(message, std::nullopt, {}, true);
-}
-
 // The octets column of annotated text.
 std::string shown_octets(Bytes message) {
   std::istringstream lines(kwpki::message_text(message, std::nullopt, true));
@@ -128,44 +117,37 @@ std::string shown_octets(Bytes message) {
   return hex(unhex(digits));
 }
 
-TEST(Message, EveryRequestAndReply) {
+// check_whole: JSON and text hold all octets, whatever they are. It gives how many faults there are.
+size_t check_whole(const Octets &octets) {
+  const auto decoded = kwpki::decode_message(octets, std::nullopt, {}, true);
+  EXPECT_EQ(hex(kwpki::encode_message(decoded.json)), hex(octets)) << decoded.json.dump(2);
+  EXPECT_EQ(shown_octets(octets), hex(octets));
+  for (const auto &fault : decoded.faults) EXPECT_LE(fault.offset, octets.size());
+  return decoded.faults.size();
+}
+
+TEST(Message, EveryRequestAndReplyAndNothingIsLost) {
+  size_t faults = 0;
   for (const MessageRow &row : messages()) {
     const Json expected = document(row);
-    const Octets octets = unhex(row.octets);
+    Octets octets = unhex(row.octets);
     const Result decoded = run({"message", "decode", "--hex", "--json"}, row.octets + "\n");
     EXPECT_EQ(decoded.code, 0) << decoded.err;
     EXPECT_EQ(Json::parse(decoded.out).dump(2), expected.dump(2));
     const Result encoded = run({"message", "encode", "--hex"}, expected.dump());
     EXPECT_EQ(encoded.out, hex(octets) + "\n") << encoded.err;
-    EXPECT_EQ(shown_octets(octets), hex(octets));
-  }
-}
 
-// Whatever the octets are, JSON and text hold all of them.
-TEST(Message, NothingIsLost) {
-  size_t faults = 0;
-  const auto check = [&faults](const Octets &octets, bool faulty) {
-    const auto decoded = decode(octets);
-    faults += decoded.faults.size();
-    ASSERT_EQ(hex(kwpki::encode_message(decoded.json)), hex(octets)) << decoded.json.dump(2);
-    ASSERT_EQ(shown_octets(octets), hex(octets));
-    ASSERT_TRUE(!faulty || !decoded.faults.empty()) << decoded.json.dump(2);
-    for (const auto &fault : decoded.faults) ASSERT_LE(fault.offset, octets.size());
-  };
-  for (const MessageRow &row : messages()) {
-    Octets octets = unhex(row.octets);
-    for (size_t size = 0; size < octets.size(); ++size) {
-      check({octets.begin(), octets.begin() + static_cast<std::ptrdiff_t>(size)}, true);
-    }
+    for (size_t size = 0; size < octets.size(); ++size)
+      EXPECT_GT(check_whole({&octets[0], &octets[size]}), 0u) << size;
     for (uint8_t &octet : octets) {
       for (const int change : {0x01, 0x02, 0x80, 0xFF}) {
         octet = static_cast<uint8_t>(octet ^ change);
-        check(octets, false);
+        faults += check_whole(octets);
         octet = static_cast<uint8_t>(octet ^ change);
       }
     }
     octets.push_back(0);
-    check(octets, true);
+    EXPECT_GT(check_whole(octets), 0u);
   }
   EXPECT_GT(faults, 1000u);
 }
@@ -174,27 +156,20 @@ TEST(Message, FaultsAreNamed) {
   const std::string cut = hex(unhex(reply(2, kCertListHex))).substr(0, 142);
   const struct {
     std::string octets;
-    std::vector<std::string> options;
     const char *out, *err;
   } rows[] = {
-      {request(6, "") + "00", {}, "rest: 1 octet,", "message, offset 24: 1 octet behind"},
-      {request(6, "ff"), {}, "rest: 1 octet,", "payload, offset 24: 1 octet behind"},
-      {request(9, "00"), {}, "9", "request_type, offset 8: no type of a message: 9"},
-      {request(1, "ffffffff 00"), {}, "rest: 5", "payload.crl, offset 24: cut: 1 of 4294967295"},
-      {reply(4, "40000000 00000001 41"),
-       {},
-       "[0]: \"A\"",
+      {request(6, "") + "00", "rest: 1 octet,", "message, offset 24: 1 octet behind"},
+      {request(9, "00"), "9", "request_type, offset 8: no type of a message: 9"},
+      {request(1, "ffffffff 00"), "rest: 5", "payload.crl, offset 24: cut: 1 of 4294967295"},
+      {reply(4, "40000000 00000001 41"), "[0]: \"A\"",
        "payload.name_count, offset 24: 1073741824 items of at least 4 octets do not fit the 5"},
-      {cut, {}, "public-key", "payload.elements[0].keys[0].value, offset 70: cut: 1 of 4"},
-      {request(6, ""), {"--reply"}, "data", ""},
-      {reply(6, "41"), {"--request"}, "rest", "payload, offset 24"},
-      {"zz", {}, "", "not hexadecimal"},
+      {cut, "public-key", "payload.elements[0].keys[0].value, offset 70: cut: 1 of 4"},
+      {"zz", "", "not hexadecimal"},
   };
+  EXPECT_EQ(run({"message", "decode", "--hex", "--reply"}, request(6, "")).code, 0);
   for (const auto &row : rows) {
-    std::vector<std::string> arguments = {"message", "decode", "--hex"};
-    arguments.insert(arguments.end(), row.options.begin(), row.options.end());
-    const Result result = run(arguments, row.octets);
-    EXPECT_EQ(result.code, *row.err ? 1 : 0);
+    const Result result = run({"message", "decode", "--hex"}, row.octets);
+    EXPECT_EQ(result.code, 1);
     EXPECT_THAT(result.out, HasSubstr(row.out));
     EXPECT_THAT(result.err, HasSubstr(row.err));
   }
@@ -202,20 +177,19 @@ TEST(Message, FaultsAreNamed) {
 
 TEST(Message, WordsOfValues) {
   const std::string name = "300e310c300a06035504031303413b42";  // CN="A;B" in DER
-  const std::string hostile = "1b5d 303b 78 07 e280ae";
-  const std::string keys =
-      "00000002 00000003 00000010" + name + "00000000" + "0000000a 00000009" + hostile + "00000000";
-  const std::string list = "00000000 00000000" + keys + "00000000 00000000 00000000 00000000 00";
-  const Result result = run({"message", "decode", "--hex"},
-                            request(2, std::string(kTimeHex) + list.substr(8) + "00000000"));
-  EXPECT_THAT(result.out, HasSubstr("(2001-04-30T14:03:09Z)"));
-  EXPECT_THAT(result.out, HasSubstr("type: 3 (dn)"));
-  EXPECT_THAT(result.out, HasSubstr("data: CN="));
-  EXPECT_THAT(result.out, HasSubstr("\"\\x1b]0;x\\x07\\u{202e}\""));
-  EXPECT_THAT(run({"message", "decode", "--hex"}, reply(0, "", 0x84090005)).out,
-              HasSubstr("status: 2215182341 (KWPKI_FAILED)"));
-  EXPECT_THAT(run({"message", "decode", "--hex"}, request(0, "00000000 00000002 3000")).out,
-              HasSubstr("certificate: 2 octets, not a certificate"));
+  const std::string keys = "00000002 00000003 00000010" + name + "00000000 0000000a 00000009" +
+                           "1b5d 303b 78 07 e280ae 00000000";
+  const std::pair<std::string, std::vector<const char *>> rows[] = {
+      {request(2, kConstraintsHex), {"(2001-04-30T14:03:09Z)"}},
+      {request(2, "00000000 00000000" + keys),
+       {"type: 3 (dn)", "data: CN=", "\"\\x1b]0;x\\x07\\u{202e}\""}},
+      {reply(0, "", 0x84090005), {"status: 2215182341 (KWPKI_FAILED)"}},
+      {request(0, "00000000 00000002 3000"), {"certificate: 2 octets, not a certificate"}},
+  };
+  for (const auto &[octets, words] : rows) {
+    const std::string out = run({"message", "decode", "--hex"}, octets).out;
+    for (const char *word : words) EXPECT_THAT(out, HasSubstr(word));
+  }
 }
 
 TEST(Message, DefaultsAndOtherSpellings) {
@@ -228,15 +202,12 @@ TEST(Message, DefaultsAndOtherSpellings) {
        in_envelope("00000001 00000000 00000004 00000000 00000000", "00000009 00000001 41")},
       {R"({"request_type": 6, "payload_length": 5})",
        "00000001 00000000 00000006 000003e7 00000000 00000005"},
-      {R"({"request_type": 7, "payload": {"names": [{"hex": "0A 0b"}], "rest": "Z"}})",
-       in_envelope("00000001 00000000 00000007 000003e7 00000000", "00000002 0a0b 5a")},
       {R"({"request_type": 1, "payload": {"crl": {"dn": "CN= B  a"}}})",
        in_envelope("00000001 00000000 00000001 000003e7 00000000",
                    "00000010 300e310c300a06035504031303622061")},
-      {R"({"request_type": 3, "payload": {"first": {"path_length": 3, "group_mode": 7}}})",
-       in_envelope("00000001 00000000 00000003 000003e7 00000000",
+      {R"({"request_type": 2, "payload": {"constraints": {"path_length": 3, "group_mode": 7}}})",
+       in_envelope("00000001 00000000 00000002 000003e7 00000000",
                    "0000000000000000 00000000 00000003 00000000 00000000 00000000 07 00000000"
-                   "0000000000000000 00000000 ffffffff 00000000 00000000 00000000 00 00000000"
                    "0000000000000000")},
   };
   for (const auto &row : rows) {
@@ -255,11 +226,7 @@ TEST(Message, BadJsonIsToldWithItsPlace) {
     std::string json, err;
   } rows[] = {
       {"{", "parse error at line 1, column 2"},
-      {"[]", "document: not an object"},
       {R"({"request_type": "serch"})", "request_type: no such name"},
-      {R"({"request_type": 4294967296})", "request_type: not within 0 to 4294967295"},
-      {R"({"request_type": -1})", "request_type: not within"},
-      {R"({"request_type": 6, "version": 1.0})", "version: not a whole number"},
       {R"({"request_type": 6, "kind": "call"})", "kind: neither"},
       {R"({"request_type": 6, "payload": {"data": ""}})", "payload.data: no such member"},
       {R"({"request_type": 6, "status": 1, "status": 2})", "status: given twice"},
@@ -271,12 +238,8 @@ TEST(Message, BadJsonIsToldWithItsPlace) {
       {R"({"request_type": 2, "payload": {"constraints": {"group_mode": 256}}})",
        "payload.constraints.group_mode: not within 0 to 255"},
       {key + R"({"data": ""}]}}})", "payload.constraints.keys[0].type: missing"},
-      {key + R"({"type": 3}, 4]}}})", "payload.constraints.keys[1]: not an object"},
       {key + R"({"type": 3, "rest": ""}, {"type": 3}]}}})",
        "payload.constraints.keys[1]: stands behind"},
-      {R"({"request_type": 2, "kind": "reply", "payload": {"elements":
-          [{"element_type": 1, "tag": 3}]}})",
-       "payload.elements[0].tag: stands behind what ends"},
       {deep, "nested deeper"},
       {members, "m64: more members than any object has"},
       {values, "more values than a message has"},
@@ -296,7 +259,7 @@ TEST(Message, ItemsAboveTheLimitStayOctets) {
   for (size_t i = 0; i < items; ++i) many[40 + i * 4] = 1;  // elements that are no certificates
   const size_t length = many.size() - 24;
   for (size_t i = 0; i < 4; ++i) many[20 + i] = static_cast<uint8_t>(length >> (24 - 8 * i));
-  const auto decoded = decode(many);
+  const auto decoded = kwpki::decode_message(many, std::nullopt, {}, true);
   ASSERT_EQ(decoded.faults.size(), 1u);
   EXPECT_EQ(decoded.faults[0].field, "payload.elements[250000]");
   EXPECT_EQ(kwpki::encode_message(kwpki::parse_message_json(decoded.json.dump())), many);
@@ -304,15 +267,11 @@ TEST(Message, ItemsAboveTheLimitStayOctets) {
 
 TEST(Message, FilesAndOutput) {
   const Directory directory;
-  const Octets status = unhex(request(6, ""));
   const std::string json = directory.add("m.json", R"({"request_type": 6, "request_id": 7})");
   const std::string out = directory.at("m.bin");
   EXPECT_EQ(run({"message", "encode", json, "--output", out}).code, 0);
-  EXPECT_EQ(run({"message", "encode", json}).out, std::string(status.begin(), status.end()));
   EXPECT_THAT(run({"message", "decode", out}).out, HasSubstr("request_type: 6 (status)"));
-  const Result both = run({"message", "decode", "--reply", "--request", out});
-  EXPECT_EQ(both.code, 2);
-  EXPECT_THAT(both.err, HasSubstr("excludes"));
+  EXPECT_EQ(run({"message", "decode", "--reply", "--request", out}).code, 2);
   EXPECT_EQ(run({"message", "decode", directory.at("none")}).code, 3);
 }
 

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <openssl/dh.h>
-#include <openssl/dsa.h>
 #include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
@@ -28,20 +27,6 @@ Key generate(const char *type, Set set) {
   EXPECT_GT(EVP_PKEY_keygen_init(context.get()), 0);
   set(context.get());
   EXPECT_GT(EVP_PKEY_generate(context.get(), &key), 0);
-  return Key(key);
-}
-
-inline Key dsa_key() {
-  EVP_PKEY *group = nullptr, *key = nullptr;
-  const KeyContext parameters(EVP_PKEY_CTX_new_from_name(nullptr, "DSA", nullptr));
-  EXPECT_EQ(EVP_PKEY_paramgen_init(parameters.get()), 1);
-  EXPECT_EQ(EVP_PKEY_CTX_set_dsa_paramgen_bits(parameters.get(), 1024), 1);
-  EXPECT_EQ(EVP_PKEY_CTX_set_dsa_paramgen_q_bits(parameters.get(), 160), 1);
-  EXPECT_EQ(EVP_PKEY_paramgen(parameters.get(), &group), 1);
-  const Key owner(group);
-  const KeyContext context(EVP_PKEY_CTX_new(group, nullptr));
-  EXPECT_EQ(EVP_PKEY_keygen_init(context.get()), 1);
-  EXPECT_EQ(EVP_PKEY_keygen(context.get(), &key), 1);
   return Key(key);
 }
 
