@@ -19,17 +19,6 @@ Der repeat(const Der &element, size_t count) {
   return all;
 }
 
-// nest wraps octets in `depth` elements of definite length, without moving them `depth` times.
-Der nest(size_t depth, uint8_t identifier, const Der &inner) {
-  Der reversed(inner.rbegin(), inner.rend());
-  for (size_t i = 0; i < depth; ++i) {
-    const size_t length = reversed.size();
-    for (int k = 0; k < 4; ++k) reversed.push_back(static_cast<uint8_t>(length >> (8 * k)));
-    reversed.insert(reversed.end(), {0x84, identifier});
-  }
-  return {reversed.rbegin(), reversed.rend()};
-}
-
 struct Shape {
   const char *why;
   Der octets;
@@ -61,30 +50,16 @@ std::vector<Shape> hostile_certs() {
   };
   return {
       // A read of one element passes over many others, or finds the same large one again.
-      {"unknown extension", cert_with({nulls(kMany), kUnknown}), "Extension"},
-      {"known extension", cert_with({nulls(kMany), extension("2.5.29.15", bits({0x80}))}),
-       "Extension"},
       {"extension value", cert_with("2.5.29.15", nulls(kMany)), "key usage"},
-      {"key purpose", cert_with("2.5.29.37", seq({nulls(kMany), kOid})), kWork},
-      {"policy", cert_with("2.5.29.32", seq({nulls(kMany), seq({kOid})})), kWork},
       {"long policy", cert_with("2.5.29.32", seq({nulls(kMany), seq({kOid, seq({kQualifiers})})})),
        kWork},
       {"long notice number", cert_with("2.5.29.32", seq({kBigNotice})), kWork},
-      {"name", subject_of({nulls(kMany), set({kPair})}), "subject"},
       {"long relative name", subject_of({nulls(kMany), set({repeat(kPair, kSome)})}), "subject"},
       // The fields of name constraints are those of the list for each of its elements.
       {"long base", subtrees({kBigName, unhex("800101810102"), nulls(kSome)}), kWork},
-      {"long minimum", subtrees({kDns, kBigNumber, unhex("810102"), nulls(kSome)})},
-      {"far minimum", subtrees({kDns, nulls(kSome), unhex("800105")})},
-      {"no minimum", subtrees({kDns, nulls(kSome)})},
       // Long lists and deep nesting.
       {"unknown extensions", cert_with({repeat(kUnknown, kSome)})},
       {"key purposes", cert_with("2.5.29.37", seq({repeat(oid("1.2.3"), kMany)}))},
-      {"nesting", nest(kMany, 0x30, null()), "Certificate"},
-      {"nesting in an extension",
-       cert_with({extension("2.5.29.19", nest(kMany, 0x30, {})), kUnknown}), "basic constraints"},
-      {"nesting in an unknown extension", cert_with("1.2.3", nest(kMany, 0x30, {}))},
-      {"open indefinite lengths", repeat(kOpen, kMany), "BER encoding"},
       {"closed indefinite lengths", join({repeat(kOpen, kMany), repeat(kClose, kMany)}),
        "Certificate"},
       {"list of indefinite lengths",
@@ -97,12 +72,7 @@ std::vector<Shape> hostile_crls() {
   const Der kUnknown = extension("1.2.3.4", null()), kOpen = {0x30, 0x80}, kClose = {0, 0};
   const char *const kEntry = "an entry of revokedCertificates";
   return {
-      {"revoked entry", crl_with({nulls(kMany), entry(1)}), kEntry},
-      {"parts of a revoked entry",
-       crl_with({seq({nulls(kMany), integer(1), text(0x17, "020304050607Z")})}), kEntry},
       {"long revoked entry", crl_with({nulls(kMany), entry(1, {repeat(kUnknown, kSome)})}), kEntry},
-      {"extension of an entry", crl_with({entry(1, {nulls(kMany), kUnknown})}), "Extension"},
-      {"entries", crl_with({repeat(entry(1), kMany)})},
       {"entries with extensions", crl_with({repeat(entry(1, {kUnknown}), kSome)})},
       {"entry of indefinite lengths",
        crl_with({repeat(kOpen, 20000), repeat(kClose, 20000), entry(1)}), kEntry},

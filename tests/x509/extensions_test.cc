@@ -119,20 +119,6 @@ std::string in_crl(std::string_view id, const Der &value, bool critical) {
                            list_of(crl->authority_info_access, "|") + each(crl->extras, extra);
 }
 
-// in_entry walks the entries as classic: the CRL keeps that by which it was decoded.
-std::string in_entry(std::string_view id, const Der &value, bool critical) {
-  CrlParts parts;
-  parts.entries = {entry(1, {extension(id, value, critical)})};
-  const Crl crl(parts.build());
-  if (!crl) return kRefused;
-  const SshOidRow *row = ssh_oid_find_by_oid(id.data(), SSH_OID_EXTENSION);
-  const ProfileScope classic(SSH_X509_CLASSIC);
-  SshX509RevokedCursor cursor(*crl);
-  EXPECT_TRUE(cursor.next());
-  const std::string read = row ? meanings::read_meaning(cursor.entry(), row->code) : "-";
-  return read == "-" ? "" : read;
-}
-
 void run(const std::string &id, const std::vector<Row> &rows, decltype(in_cert) *see = in_cert) {
   for (const Row &row : rows) {
     for (const SshX509Profile profile : {SSH_X509_CLASSIC, SSH_X509_MODERN}) {
@@ -160,8 +146,6 @@ const std::string kNamed = "dn=" + hex(common_name("C"));
 // never.
 TEST_F(ExtensionsTest, KeyUsage) {
   run("2.5.29.15", {{unhex("0303070080"), "8"},
-                    {unhex("03020880"), ""},
-                    {unhex("030207FF"), "0,1,2,3,4,5,6,7"},
                     {unhex("0306000102030405"), "7,14,22,23,29"},
                     {unhex("03020780FF"), "0", kRefused},
                     {unhex("2305 03030780 00"), "", kRefused},
@@ -191,11 +175,6 @@ TEST_F(ExtensionsTest, KeyIdentifiers) {
       {seq({tlv(0xA1, null())}), unhex("3005 A203020105"), unhex("3006 820105 820106"), set({})});
 }
 
-TEST_F(ExtensionsTest, PrivateKeyUsagePeriod) {
-  run("2.5.29.16", {{seq({text(0x81, "20020203040506Z")}), "to=20020203040506Z"},
-                    {seq({text(0x80, "20010203040506.5Z")}), kRefused}});
-}
-
 // The numbers of a notice are counted, but only the last one is kept, in the first slot.
 TEST_F(ExtensionsTest, Policies) {
   const auto qualified = [](const std::string &last, const Der &value) {
@@ -208,35 +187,24 @@ TEST_F(ExtensionsTest, Policies) {
   };
   const Der kOne = integer(1), kVisible = text(0x1A, "te"), kBare = reference(0x16, {});
   std::vector<Row> rows = {
-      {seq({seq({oid("1.2")}), seq({oid("1.4")})}), "1.2; 1.4; "},
       {seq({null(), seq({oid("1.2")})}), "1.2; 1.2; ", kRefused},
       {set({}), kRefused},
       {qualified(".1", text(0x16, "u")), "1.2.3;2:u - -  "},
-      {qualified(".1", text(0x0C, "\xC3\xA9")), kRefused},
       {qualified(".3", kOne), kRefused},
-      {qualified("", kOne), kRefused},
-      {qualified(".2", null()), kRefused},
-      {notice({}), "1.2.3;- - -  "},
       {notice({reference(0x16, {kOne, kOne, integer(0xFFFF)})}), "1.2.3;- 2:Or - 3*65535  "},
       {notice({reference(0x16, {integer(0x10000)})}), kRefused},
-      {notice({reference(0x16, {octets({})})}), kRefused},
       {notice({kBare, text(0x1E, "x")}), "1.2.3;- 2:Or unreadable  "},
-      {notice({kBare, text(0x13, "te")}), kRefused},
-      {notice({kVisible, kVisible}), kRefused},
       {notice({kVisible, kBare}), kRefused},
-      {notice({text(0x13, "te")}), kRefused},
-      {notice({seq({null(), seq({})})}), kRefused}};
-  const struct {
-    unsigned tag;
-    SshCharset charset;
-  } kinds[] = {{0x16, SSH_CHARSET_IA5}, {0x1A, SSH_CHARSET_VISIBLE}, {0x1E, SSH_CHARSET_BMP}};
-  for (const auto &kind : kinds) {  // classic has an organization in the first set, texts in others
-    const bool first = kind.charset == SSH_CHARSET_IA5;
-    const std::string said = std::to_string(kind.charset) + ":";
+      {notice({text(0x13, "te")}), kRefused}};
+  constexpr std::pair<unsigned, SshCharset> kKinds[] = {
+      {0x16, SSH_CHARSET_IA5}, {0x1A, SSH_CHARSET_VISIBLE}, {0x1E, SSH_CHARSET_BMP}};
+  for (const auto &[tag, charset] : kKinds) {  // classic: organizations in the first set alone
+    const bool first = charset == SSH_CHARSET_IA5;
+    const std::string said = std::to_string(charset) + ":";
     const std::string only = "1.2.3;- " + said + "Or -  ", both = "1.2.3;- 2:Or " + said + "te  ";
-    rows.push_back({notice({text(kind.tag, "te")}), kRefused, "1.2.3;- - " + said + "te  "});
-    rows.push_back({notice({kBare, text(kind.tag, "te")}), first ? kRefused : both, both});
-    rows.push_back({notice({reference(kind.tag, {})}), first ? only : kRefused, only});
+    rows.push_back({notice({text(tag, "te")}), kRefused, "1.2.3;- - " + said + "te  "});
+    rows.push_back({notice({kBare, text(tag, "te")}), first ? kRefused : both, both});
+    rows.push_back({notice({reference(tag, {})}), first ? only : kRefused, only});
   }
   const Der kUtf8 = text(0x0C, "\xC3\xA9");  // that has a text under both profiles
   rows.push_back({notice({kBare, kUtf8}), "1.2.3;- 2:Or 10:\xC3\xA9  "});
@@ -248,19 +216,15 @@ TEST_F(ExtensionsTest, Policies) {
 TEST_F(ExtensionsTest, PolicyConstraints) {
   const auto whole = [](const char *numbers) { return tlv(0x30, unhex(numbers)); };
   run("2.5.29.36",
-      {{whole(""), ""},
-       {whole("3003800105 3006810107800100"), "require=5 require=0;inhibit=7"},
+      {{whole("3003800105 3006810107800100"), "require=5 require=0;inhibit=7"},
        {whole("300681040100 0000"), "inhibit=16777216"},
        {whole("3006 800400FFFFFF"), "require=16777215"},
        {whole("3006 800401000000"), kRefused, "require=16777216"},
        {whole("300A 800101 81050100000005"), "require=1;inhibit=5", kRefused},
-       {whole("800100"), kRefused, "require=0"},
-       {whole("810103"), kRefused, "inhibit=3"},
        {whole("800401000000 810401000001"), kRefused, "require=16777216;inhibit=16777217"}});
   refuse("2.5.29.36", kRefused,
-         {whole("3003020105"), whole("3005 A003020105"), whole("3003 820105"),
-          whole("0500 3003800105"), whole("800101820100"), whole("8101FF"), whole("80050100000000"),
-          whole("800101800102"), unhex("020100"), set({})});
+         {whole("3005 A003020105"), whole("0500 3003800105"), whole("800101820100"),
+          whole("8101FF"), whole("80050100000000"), set({})});
 }
 
 // Classic reads the fields of a subtree from the list of subtrees itself, once for each of its
@@ -275,20 +239,15 @@ TEST_F(ExtensionsTest, NameConstraints) {
   const std::string kOne = "dns=d.example,min=3,max=9";
   const std::string kThree = "permitted{" + kOne + "|" + kOne + "|" + kOne + "}";
   run("2.5.29.30",
-      {{seq({}), ""},
-       {join({seq({}), {0xFF}}), "", kRefused},
-       {seq({kPermitted, kList}), kThree, kRefused},
+      {{join({seq({}), {0xFF}}), "", kRefused},
        {seq({kPermitted, kExcluded, kList}), kThree + "excluded" + kThree.substr(9), kRefused},
        {seq({kPermitted, kDnsList}), "permitted{dns=d.example}", kRefused},
-       {seq({kPermitted, seq({})}), "", kRefused},
        {limit("800400FFFFFF"), "permitted{dns=d.example,min=16777215|dns=d.example,min=16777215}",
         kRefused}});
-  refuse("2.5.29.30", kRefused,
-         {seq({kExcluded, kList}), limit("800401000000"), limit("810401000000"),
-          seq({kPermitted, seq({null(), unhex("800103")})}), seq({kDnsList}), set({}),
-          seq({kPermitted, kDnsList, tlv(0xA2, kDnsList)}), seq({kPermitted, kDnsList, kDnsList}),
-          seq({kPermitted, seq({kDns, tlv(0xA1, integer(1))})}),
-          seq({kPermitted, kDnsList, indefinite(0xA1, {})})});
+  refuse(
+      "2.5.29.30", kRefused,
+      {seq({kExcluded, kList}), limit("800401000000"), limit("810401000000"), set({}),
+       seq({kPermitted, kDnsList, kDnsList}), seq({kPermitted, kDnsList, indefinite(0xA1, {})})});
 }
 
 TEST_F(ExtensionsTest, StandardNameConstraints) {
@@ -303,23 +262,12 @@ TEST_F(ExtensionsTest, StandardNameConstraints) {
        // The tag of a base may be that of a number.
        {permitted({seq({text(0x81, "m"), unhex("810107")})}), kRefused, "permitted{email=m,max=7}"},
        {excluded({seq({other})}), kRefused, "excluded{other=1.2.3:0500}"},
-       {excluded({seq({wrap(4, seq({}))})}), kRefused, "excluded{dn=3000}"},  // all directories
        {range("800401000000810500FFFFFFFE"), kRefused,
         "permitted{dns=d.example,min=16777216,max=4294967294}"},
        {permitted({}), kRefused, ""}});
   refuse("2.5.29.30", kRefused,
-         {range("81050100000000"),
-          range("8001FF"),
-          range("A003020101"),
-          range("810101810101"),
-          range("0500"),
-          permitted({seq({})}),
-          permitted({seq({null()})}),
-          permitted({dns, null()}),
-          seq({list, list}),
-          seq({list, tlv(0xA2, {})}),
-          seq({unhex("8000")}),
-          {}});
+         {range("81050100000000"), range("8001FF"), range("0500"), permitted({seq({})}),
+          permitted({dns, null()}), seq({list, list})});
 }
 
 const Der kUnit = attribute("2.5.4.11", text(0x13, "Unit"));
@@ -333,54 +281,40 @@ TEST_F(ExtensionsTest, DistributionPoints) {
   const Der two = join({kUnit, attribute("2.5.4.3", text(0x13, "N"))});
   const std::string alone = "[issuer=" + kNamed + "] ";
   run("2.5.29.31",
-      {{seq({}), ""},
-       {seq({seq({kExplicit}), seq({kExplicit})}), kUnitOfIssuer + "[] " + kUnitOfIssuer + "[] "},
+      {{seq({seq({kExplicit}), seq({kExplicit})}), kUnitOfIssuer + "[] " + kUnitOfIssuer + "[] "},
        {in_list({kRelative}), kRefused, kUnitOfIssuer + "[] "},
        {in_list({wrap(0, wrap(1, two))}), kRefused, "<CN=Issuer, OU=Unit + CN=N>[] "},
        {in_list({kExplicit, issuer}), kUnitOfIssuer + alone, "<CN=C, OU=Unit>" + alone},
        {in_list({kExplicit, no_issuer}), kUnitOfIssuer + "[issuer=dns=d.example] ", kRefused},
-       {in_list({wrap(0, tlv(0xA0, {}))}), "[] "},
        {in_list({kFull, unhex("8103070180"), issuer}),
         "[full=uri=u;reasons=7,8;issuer=" + kNamed + "] "},
        {in_list({kFull, tlv(0x84, Der{1})}), "[full=uri=u] ", kRefused}});
-  refuse(
-      "2.5.29.31", kRefused,
-      {in_list({wrap(0, tlv(0xA2, kDns))}), in_list({wrap(0, wrap(1, null()))}),
-       in_list({wrap(0, wrap(1, {}))}), in_list({tlv(0xA2, null())}), in_list({tlv(0x81, {})}),
-       seq({null(), seq({kFull})}), in_list({kFull, tlv(0xA1, bits({1}))}), in_list({kFull, kFull}),
-       set({}), in_list({wrap(0, join({tlv(0xA0, kDns), tlv(0xA0, kDns)}))})});
+  refuse("2.5.29.31", kRefused,
+         {in_list({wrap(0, tlv(0xA2, kDns))}), in_list({wrap(0, wrap(1, {}))}),
+          in_list({tlv(0xA2, null())}), in_list({tlv(0x81, {})}), seq({null(), seq({kFull})}),
+          in_list({kFull, kFull}), in_list({wrap(0, join({tlv(0xA0, kDns), tlv(0xA0, kDns)}))})});
   CertParts nameless;
   nameless.issuer = seq({});
-  for (const SshX509Profile profile : {SSH_X509_CLASSIC, SSH_X509_MODERN}) {
-    const ProfileScope scope(profile);
-    nameless.extensions = {extension("2.5.29.31", in_list({kExplicit}))};
-    EXPECT_FALSE(Cert(nameless.build())) << "relative to an issuer without a name";
-  }
+  nameless.extensions = {extension("2.5.29.31", in_list({kExplicit}))};
+  EXPECT_FALSE(Cert(nameless.build())) << "relative to an issuer without a name";
 }
 
 // Classic searches: from an element that does not fit it finds the next one that does.
 TEST_F(ExtensionsTest, Lists) {
-  run("2.5.29.37", {{seq({oid("1.2.3"), oid("2.5.29.37.0")}), "1.2.3 2.5.29.37.0"},
-                    {seq({null(), oid("1.2.3")}), "1.2.3 1.2.3", kRefused},
+  run("2.5.29.16", {{seq({text(0x80, "20010203040506.5Z")}), kRefused}});
+  run("2.5.29.37", {{seq({null(), oid("1.2.3")}), "1.2.3 1.2.3", kRefused},
                     {seq({oid("1.2.3"), null()}), kRefused},
                     {set({}), kRefused}});
   const auto access = [](const std::vector<Der> &rest) {
     return seq({seq({oid("1.2.4"), join(rest)})});
   };
-  run("1.3.6.1.5.5.7.1.1", {{access({kDns, null()}), "1.2.4>dns=d.example", kRefused},
-                            {access({null()}), kRefused},
-                            {set({}), kRefused}});
-  run("2.5.29.9", {{seq({seq({oid("1.2.3"), set({null()})})}), "1.2.3=31020500 "},
-                   {seq({}), ""},
-                   {seq({null()}), kRefused},
-                   {set({}), kRefused}});
-  const Der kOne = seq({oid("1.2.1"), oid("1.2.2")}), kTwo = seq({oid("1.2.3"), oid("1.2.4")});
-  run("2.5.29.33", {{seq({kOne, kTwo}), "1.2.1=1.2.2 1.2.3=1.2.4"},
-                    {seq({seq({oid("1.2.1")})}), kRefused},
-                    {set({}), kRefused}});
+  run("1.3.6.1.5.5.7.1.1",
+      {{access({kDns, null()}), "1.2.4>dns=d.example", kRefused}, {access({null()}), kRefused}});
+  run("2.5.29.9",
+      {{seq({seq({oid("1.2.3"), set({null()})})}), "1.2.3=31020500 "}, {seq({null()}), kRefused}});
+  run("2.5.29.33", {{seq({seq({oid("1.2.1")})}), kRefused}});
   // The list of alternative names may have any tag.
   run("2.5.29.17", {{tlv(0xA5, kDns), "dns=d.example"}, {seq({}), ""}, {{}, kRefused}});
-  run("2.5.29.18", {{seq({kDns}), "dns=d.example"}});
 }
 
 TEST_F(ExtensionsTest, FurtherKinds) {
@@ -392,15 +326,14 @@ TEST_F(ExtensionsTest, FurtherKinds) {
   refuse("2.5.29.54", kPassed, {integer(-1), larger, seq({}), {}});
   run("1.3.6.1.5.5.7.1.11", {{info(kDns), kPassed, "1.3.6.1.5.5.7.48.5>dns=d.example"}});
   refuse("1.3.6.1.5.5.7.1.11", kPassed, {info({}), info(null())});
-  run("2.5.29.46", {{seq({seq({kFull})}), kPassed, "[full=uri=u] "},
-                    {seq({seq({kRelative})}), kPassed, kUnitOfIssuer + "[] "},
+  run("2.5.29.46", {{seq({seq({kRelative})}), kPassed, kUnitOfIssuer + "[] "},
                     {seq({null()}), kPassed, kRefused}});
   const char *const features = "1.3.6.1.5.5.7.1.24", *const of_template = "1.3.6.1.4.1.311.21.7";
-  run(features, {{seq({integer(5), integer(17)}), kPassed, "5 17 "}, {seq({}), kPassed, ""}});
+  run(features, {{seq({integer(5), integer(17)}), kPassed, "5 17 "}});
   refuse(features, kPassed, {seq({integer(5), text(0x16, "5")}), seq({integer(-5)}), big});
   run(of_template, {{seq({id, integer(100), big}), kPassed, "1.3.6.1.4 100.4294967295"},
                     {seq({id}), kPassed, "1.3.6.1.4 0.0"}});
-  refuse(of_template, kPassed, {seq({id, larger}), seq({id, big, larger}), seq({big})});
+  refuse(of_template, kPassed, {seq({id, big, larger}), seq({big})});
 }
 
 // Those that are kept as they stand are of their type; every value is tried with every other kind.
@@ -461,42 +394,20 @@ TEST_F(ExtensionsTest, OfCrls) {
       {"1.3.6.1.4.1.311.21.1", {{integer(2), kPassed, "020102/02/ "}}},
       {"2.5.29.60", {{general, kPassed, hex(general) + "//2030 "}, {utc, kPassed, kRefused}}},
       {"1.3.6.1.4.1.311.21.4",
-       {{utc, kPassed, hex(utc) + "//2030 "},
-        {general, kPassed, hex(general) + "//2030 "},
-        {text(0x17, "301302030405Z"), kPassed, kRefused}}},
+       {{utc, kPassed, hex(utc) + "//2030 "}, {text(0x17, "301302030405Z"), kPassed, kRefused}}},
       {"2.5.29.28",
        {{seq({kRelative}), kRefused, kUnitOfIssuer},
         {seq({kExplicit, unhex("8101FF"), retag(0x83, bits({0x60, 0x80}, 7)), unhex("8401FF")}),
          kUnitOfIssuer + "user=1;reasons=1,2,8;indirect=1"},
         {seq({kFull, unhex("8201FF")}), "full=uri=u;ca=1"},
         {unhex("3003 8501FF"), ""},
-        {unhex("3005 A5030101FF"), "", kRefused},
         {unhex("3003 8901FF"), "", kRefused},
-        {unhex("3005 A1030101FF"), kRefused},
         {unhex("3006 A30403020560"), kRefused},
         {unhex("3007 A4800101FF0000"), kRefused},
         {unhex("3004 81020000"), kRefused}}}};
   for (const auto &[id, rows] : kinds) run(id, rows, in_crl);
-  for (const char *id : {"2.5.29.17", "2.5.29.21", "2.5.29.54"})  // that have their place elsewhere
-    run(id, {{unhex("DEAD"), kPassed}}, in_crl);
+  run("2.5.29.17", {{unhex("DEAD"), kPassed}}, in_crl);  // that has its place elsewhere
   run("2.5.29.20", {{unhex("DEAD"), kPassed}});
-}
-
-TEST_F(ExtensionsTest, OfEntries) {
-  for (int reason = -1; reason < 12; ++reason) {
-    const std::string read = std::to_string(reason);
-    const bool given = reason >= 0 && reason <= 8 && reason != 7;
-    const bool further = reason == 9 || reason == 10;
-    run("2.5.29.21",
-        {{retag(0x0A, integer(reason)), given ? read : kRefused,
-          given || further ? read : kRefused}},
-        in_entry);
-  }
-  refuse("2.5.29.21", kRefused, {integer(1), unhex("0A020100"), unhex("2A030A0101")}, in_entry);
-  refuse("2.5.29.23", kRefused, {null()}, in_entry);
-  refuse("2.5.29.24", kRefused, {text(0x17, "020101000000Z")}, in_entry);
-  refuse("2.5.29.29", kRefused, {seq({null()})}, in_entry);
-  run("2.5.29.20", {{unhex("DEAD"), kPassed}}, in_entry);
 }
 
 }  // namespace

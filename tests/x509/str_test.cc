@@ -12,8 +12,6 @@ using namespace strings;
 
 namespace {
 
-using StringsDeathTest = Strings;
-
 template <auto Get>
 std::string got(const SshStr *str) {
   size_t length = 99;
@@ -47,8 +45,7 @@ TEST_F(Strings, WireOctetsAreReadAndWritten) {
     EXPECT_EQ(wire(str.get()), hex(unhex(row.octets)));
     EXPECT_EQ(letters(str.get()), row.letters);
   }
-  for (const char *octets : {"", "00e900"})
-    EXPECT_EQ(make_hex(SSH_CHARSET_BMP, octets), nullptr) << octets;
+  EXPECT_EQ(make_hex(SSH_CHARSET_BMP, "00e900"), nullptr);
   EXPECT_EQ(make_hex(SSH_CHARSET_T61, ""), nullptr);
   EXPECT_EQ(make_hex(SSH_CHARSET_UNIVERSAL, "000100000000"), nullptr);
   EXPECT_EQ(wire(of_letters(SSH_CHARSET_UTF8, {0x41, 0x7FF, 0x800, 0xFFFF, 0x10000, 0x1FFFFF,
@@ -68,59 +65,19 @@ TEST_F(Strings, Utf8ByProfile) {
               {"e0a080 efbfbf", "800 FFFF", "800 FFFF"},
               {"f0908080 f48fbfbf", "10000 10FFFF", "10000 10FFFF"},
               {"41c3a9f09f9880", "", "41 E9 1F600"},
-              {"00", "", "0"},
-              {"7f", "", "7F"},
-              {"c3a961", "", "E9 61"},
               {"c1bf", "7F", ""},
-              {"e09fbf", "7FF", ""},
               {"f08fbfbf", "FFFF", ""},
               {"eda080", "D800", ""},
-              {"edbfbf", "DFFF", ""},
               {"f4908080", "110000", ""},
               {"f888808080 fc8480808080", "200000 4000000", ""},
               {"fdbfbfbfbfbf", "7FFFFFFF", ""},
               {"85c3a9", "143 E9", ""},
               {"c341", "C1", ""},
-              {"e28241", "2081", ""},
-              {"c3", "", ""},
-              {"e282", "", ""},
-              {"f09f98", "", ""},
-              {"c3a985", "", ""},
-              {"fe8080808080", "", ""},
-              {"ff", "", ""},
-              {"", "", ""}};
+              {"fe8080808080", "", ""}};
   for (const auto &row : rows) {
     EXPECT_EQ(letters(make_hex(SSH_CHARSET_UTF8, row.octets).get()), row.classic) << row.octets;
     const ProfileScope modern(SSH_X509_MODERN);
     EXPECT_EQ(letters(make_hex(SSH_CHARSET_UTF8, row.octets).get()), row.modern) << row.octets;
-  }
-}
-
-TEST_F(Strings, BytesComeWithAnUncountedTerminator) {
-  const SshStrOwner str = make(SSH_CHARSET_IA5, "ab");
-  size_t length;
-  const SshBlock octets(ssh_str_get(str.get(), &length));
-  EXPECT_EQ(length, 2u);
-  EXPECT_STREQ(reinterpret_cast<char *>(octets.get()), "ab");
-  EXPECT_EQ(ssh_str_get_data(str.get(), &length), str->bytes);
-  EXPECT_EQ(length, 2u);
-}
-
-TEST_F(Strings, GrowByMoreThanAskedFor) {
-  for (const int32_t charset : {SSH_CHARSET_T61, SSH_CHARSET_BMP, SSH_CHARSET_UTF8}) {
-    const SshStrOwner str(ssh_str_allocate(charset, 0));
-    ssh_str_append_letter(str.get(), 'A');
-    EXPECT_EQ(str->capacity, 1025u);
-    for (uint32_t i = 1; i < 1026; ++i) ssh_str_append_letter(str.get(), 'A' + i % 26);
-    EXPECT_EQ(str->capacity, 1026u + 1024u);
-    uint32_t letter = 0;
-    for (uint32_t i = 0; i < 1026; ++i) {
-      ASSERT_TRUE(ssh_str_get_letter(str.get(), i, &letter));
-      ASSERT_EQ(letter, 'A' + i % 26);
-    }
-    EXPECT_FALSE(ssh_str_get_letter(str.get(), 1026, &letter));
-    ssh_str_realloc(str.get(), 2050);
-    EXPECT_EQ(str->capacity, 2050u);
   }
 }
 
@@ -129,7 +86,6 @@ TEST_F(Strings, LettersOfTheSmallSets) {
       " '()+,-./0123456789:=?ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
   const std::string_view visible =
       " !\"%&'()*+,-./0123456789:;<=>?ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
-  ASSERT_EQ(visible.size(), 83u);
   for (uint32_t byte = 0; byte < 256; ++byte) {
     const char c = static_cast<char>(byte);
     const struct {
@@ -138,7 +94,6 @@ TEST_F(Strings, LettersOfTheSmallSets) {
     } rows[] = {
         {SSH_CHARSET_PRINTABLE, SSH_CHARSET_ISO_8859_1, printable.find(c) != printable.npos},
         {SSH_CHARSET_VISIBLE, SSH_CHARSET_ISO_8859_1, visible.find(c) != visible.npos},
-        {SSH_CHARSET_IA5, SSH_CHARSET_ISO_8859_1, byte < 128},
         {SSH_CHARSET_ISO_8859_1, SSH_CHARSET_IA5, byte < 128},
         // Writing to PrintableString admits the whole visible set.
         {SSH_CHARSET_ISO_8859_1, SSH_CHARSET_PRINTABLE, visible.find(c) != visible.npos},
@@ -159,12 +114,9 @@ TEST_F(Strings, ConvertAllLettersOrNone) {
     int32_t to;
     const char *result;  // wire octets
   } rows[] = {
-      {SSH_CHARSET_UTF8, {0x10000}, SSH_CHARSET_UNIVERSAL, "null"},  // above U+FFFF: even to itself
       {SSH_CHARSET_UTF8, {0x10000}, SSH_CHARSET_UTF8, "null"},
       {SSH_CHARSET_BMP, {0xFFFF}, SSH_CHARSET_T61, "null"},  // no letter but in the wide sets
-      {SSH_CHARSET_BMP, {0xFFFF}, SSH_CHARSET_UTF8, "efbfbf"},
       {SSH_CHARSET_UNIVERSAL, {'a', 'b', 0x100}, SSH_CHARSET_T61, "null"},
-      {SSH_CHARSET_ISO_8859_2, {0xB1, 0xE8}, SSH_CHARSET_ISO_8859_4, "b1e8"},
       {SSH_CHARSET_T61, {0xA4, 0xC1, 0xE0}, SSH_CHARSET_BMP, "0024e0062126"},
       {SSH_CHARSET_BMP, {}, SSH_CHARSET_T61, ""},
   };
@@ -182,7 +134,6 @@ TEST_F(Strings, ChooseTheFirstSetThatHoldsEveryLetter) {
     return str ? str->charset : -1;
   };
   EXPECT_EQ(chosen({'A', '_', '"'}), SSH_CHARSET_PRINTABLE);
-  EXPECT_EQ(chosen({}), SSH_CHARSET_PRINTABLE);
   EXPECT_EQ(chosen({'A', '@'}), SSH_CHARSET_IA5);
   EXPECT_EQ(chosen({'$', 0xA7, 0xE6}), SSH_CHARSET_T61);
   EXPECT_EQ(chosen({'A', 0xE9}), SSH_CHARSET_BMP);
@@ -196,10 +147,8 @@ TEST_F(Strings, CanonicalForm) {
   EXPECT_EQ(canonical(make(SSH_CHARSET_PRINTABLE, "  Foo   Bar ").get()), text("foo bar"));
   EXPECT_EQ(canonical(make(SSH_CHARSET_IA5, "  Foo   Bar ").get()), text("Foo Bar"));
   EXPECT_EQ(canonical(make(SSH_CHARSET_PRINTABLE, "   ").get()), "");
-  EXPECT_EQ(canonical(make(SSH_CHARSET_PRINTABLE, "aZ\tB ").get()), text("az\tb"));
   EXPECT_EQ(canonical(make_hex(SSH_CHARSET_BMP, "0020 0046 0020 0020 2020 0020").get()),
             "004600202020");
-  EXPECT_EQ(canonical(of_letters(SSH_CHARSET_UNIVERSAL, {32, 'A', 32}).get()), "00000041");
   EXPECT_EQ(canonical(nullptr), "null");
 }
 
@@ -216,38 +165,14 @@ TEST_F(Strings, MoreLettersThanABlockHoldsAreRefused) {
   EXPECT_EQ(ssh_str_charset_test(str.get(), SSH_CHARSET_UTF8), nullptr);
 }
 
-TEST_F(StringsDeathTest, UnknownSetsAreFatal) {
-  GTEST_FLAG_SET(death_test_style, "fast");
-  static size_t n;
-  static uint32_t letter;
-  const struct {
-    int32_t charset;
-    void (*call)(SshStr *);
-    const char *message;
-  } rows[] = {
-      {0, [](SshStr *) { (void)ssh_str_allocate(11, 0); }, "allocate: unknown character set 11."},
-      {0, [](SshStr *) { (void)ssh_str_make(-1, nullptr, 0); },
-       "make: unknown character set 4294967295."},
-      {11, [](SshStr *s) { ssh_str_realloc(s, 1); }, "realloc: character set 11 not supported."},
-      {12, [](SshStr *s) { ssh_str_append_letter(s, 1); },
-       "append_letter: character set 12 unsupported."},
-      {11, [](SshStr *s) { (void)ssh_str_get_letter(s, 0, &letter); },
-       "get_letter: unknown character set."},
-      {11, [](SshStr *s) { (void)ssh_str_get(s, &n); }, "get: unknown character set 11."},
-      {-1, [](SshStr *s) { (void)ssh_str_get_canonical(s, &n); },
-       "get_canonical: unknown character set 4294967295."},
-      {SSH_CHARSET_BMP, [](SshStr *s) { (void)ssh_str_get_data(s, &n); },
-       "get_date: cannot convert to unsigned char."},
-      {1, [](SshStr *s) { (void)ssh_str_charset_test(s, 11); },
-       "charset_test: output charset unknown."},
-      {11, [](SshStr *s) { (void)ssh_str_charset_test(s, 1); },
-       "charset_test: character set 11 not defined.\n"},
-  };
-  for (const auto &row : rows) {
-    const SshStrOwner str(ssh_str_allocate(SSH_CHARSET_T61, 0));
-    EXPECT_FATAL(str->charset = row.charset;
-                 row.call(str.get()), "ssh_str_" + std::string(row.message));
-  }
+TEST_F(Strings, UnknownSetsAreFatal) {
+  const SshStrOwner str(ssh_str_allocate(SSH_CHARSET_BMP, 0));
+  size_t n;
+  EXPECT_FATAL((void)ssh_str_allocate(11, 0), "ssh_str_allocate: unknown character set 11.");
+  EXPECT_FATAL((void)ssh_str_get_data(str.get(), &n),
+               "ssh_str_get_date: cannot convert to unsigned char.");
+  EXPECT_FATAL((void)ssh_str_charset_test(str.get(), 11),
+               "ssh_str_charset_test: output charset unknown.");
 }
 
 }  // namespace
