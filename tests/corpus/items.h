@@ -17,11 +17,10 @@ using Groups = std::map<std::string, std::vector<const TsvRow *>>;
 struct Corpus {
   const std::string folder = KWPKI_CORPUS_DIR;
   const bool found = std::filesystem::exists(folder + "/manifest.tsv");
-  const TsvTable manifest{folder + "/manifest.tsv"}, names{folder + "/names.tsv"},
-      keys{folder + "/keys.tsv"};
+  const TsvTable manifest{folder + "/manifest.tsv"}, names{folder + "/names.tsv"};
   const TsvTable attributes{folder + "/attributes.tsv"}, extensions{folder + "/extensions.tsv"};
   const TsvTable entries{folder + "/entries.tsv"};
-  const Groups names_of = names.by("file"), keys_of = keys.by("file"),
+  const Groups names_of = names.by("file"), 
                attributes_of = attributes.by("file");
   const Groups extensions_of = extensions.by("file"), entries_of = entries.by("file");
 

@@ -6,44 +6,34 @@
 #include <cstring>
 #include <map>
 #include <optional>
+#include <sstream>
 #include <string>
 
 #include "corpus/items.h"
 
 namespace name_texts {
 
-inline const std::map<std::string, std::string> kShortNames = {
-    {"2.5.4.6", "C"},
-    {"2.5.4.7", "L"},
-    {"2.5.4.5", "STREET"},
-    {"2.5.4.8", "ST"},
-    {"2.5.4.10", "O"},
-    {"2.5.4.11", "OU"},
-    {"2.5.4.3", "CN"},
-    {"2.5.4.4", "S"},
-    {"2.5.4.12", "T"},
-    {"2.5.4.41", "N"},
-    {"2.5.4.42", "G"},
-    {"2.5.4.43", "I"},
-    {"2.5.4.44", "GQ"},
-    {"2.5.4.45", "UI"},
-    {"2.5.4.46", "DNQ"},
-    {"2.5.4.54", "dmdName"},
-    {"1.2.840.113549.1.9.1", "MAILTO"},
-    {"1.2.840.113549.1.9.2", "UN"},
-    {"1.2.840.113549.1.9.8", "UA"},
-    {"0.9.2342.19200300.100.1.25", "DC"}};
+using Names = std::map<std::string, std::string>;
 
-inline const std::map<std::string, std::string> kModernNames = {
-    {"2.5.4.9", "streetAddress"},
-    {"2.5.4.15", "businessCategory"},
-    {"2.5.4.17", "postalCode"},
-    {"2.5.4.65", "pseudonym"},
-    {"2.5.4.97", "organizationIdentifier"},
-    {"1.3.6.1.4.1.311.60.2.1.1", "jurisdictionL"},
-    {"1.3.6.1.4.1.311.60.2.1.2", "jurisdictionST"},
-    {"1.3.6.1.4.1.311.60.2.1.3", "jurisdictionC"},
-    {"0.9.2342.19200300.100.1.1", "UID"}};
+// pairs reads identifiers with their names.
+inline Names pairs(const char *text) {
+  Names names;
+  std::istringstream words(text);
+  for (std::string oid, name; words >> oid >> name;) names[oid] = name;
+  return names;
+}
+
+inline const Names kShortNames = pairs(
+    "2.5.4.6 C 2.5.4.7 L 2.5.4.5 STREET 2.5.4.8 ST 2.5.4.10 O 2.5.4.11 OU 2.5.4.3 CN "
+    "2.5.4.4 S 2.5.4.12 T 2.5.4.41 N 2.5.4.42 G 2.5.4.43 I 2.5.4.44 GQ 2.5.4.45 UI "
+    "2.5.4.46 DNQ 2.5.4.54 dmdName 1.2.840.113549.1.9.1 MAILTO 1.2.840.113549.1.9.2 UN "
+    "1.2.840.113549.1.9.8 UA 0.9.2342.19200300.100.1.25 DC");
+
+inline const Names kModernNames = pairs(
+    "2.5.4.9 streetAddress 2.5.4.15 businessCategory 2.5.4.17 postalCode "
+    "2.5.4.65 pseudonym 2.5.4.97 organizationIdentifier "
+    "1.3.6.1.4.1.311.60.2.1.1 jurisdictionL 1.3.6.1.4.1.311.60.2.1.2 jurisdictionST "
+    "1.3.6.1.4.1.311.60.2.1.3 jurisdictionC 0.9.2342.19200300.100.1.1 UID");
 
 // printed gives a value's text, or nothing if it has none. Under the classic profile UTF-8 holds
 // letters of several octets only; the corpus has no UTF8String that is none.
