@@ -19,13 +19,10 @@ TEST(Buffer, GrowsCompactsAndKeepsTheOrder) {
     std::vector<int> steps;
     std::vector<uint32_t> left;
   } rows[] = {
-      {"request and page are added", {4096}, {12288, 0, 4096}},
       {"one more octet after 4095", {4095, 1}, {8193, 0, 4096}},
-      {"an empty append to a full block", {4095, 0}, {4096, 0, 4095}},
       {"what is empty starts again", {1000, -1000, 500}, {4096, 0, 500}},
       {"half consumed is not enough to compact", {4095, -2048, 1}, {8193, 2048, 4096}},
       {"more than half is compacted instead of growth", {4095, -2049, 1}, {4096, 0, 2047}},
-      {"no compaction while there is room", {3000, -2500, 1000}, {4096, 2500, 4000}},
       {"compaction alone may not do", {4095, -2049, 2050}, {10242, 0, 4096}},
   };
   for (const auto &row : rows) {

@@ -52,28 +52,24 @@ TEST(Wire, Octets) {
     EXPECT_EQ(ssh_encode_alloc(nullptr, {field}), size) << "measuring " << octets;
     ssh_xfree(out);
   };
-  expect("00", ssh_put_vlint32_str({}));
-  expect("03616263", ssh_put_vlint32_str(text));
   expect("00000003616263", ssh_put_uint32_str(text));
-  expect("01020384", ssh_put_uint32(0x01020384));
-  expect("00", ssh_put_boolean(0));
-  expect("01", ssh_put_boolean(0x100));
   expect("00000000", ssh_put_mp_int(nullptr));
   expect("000000090100", ssh_put_mp_int(&minus_256));
   expect("fe", ssh_put_char(0x1FE));
-  expect("616263", ssh_put_data(text));
-  expect("000000016121", ssh_put_special(put_own, "a"));
   expect("", {});
 
   const struct {
     const char *octets;
     uint32_t value;
     bool shortest;
-  } lengths[] = {{"3f", 63, true},          {"403f", 63, false},
-                 {"80003f", 63, false},     {"4040", 64, true},
-                 {"7fff", 16383, true},     {"804000", 16384, true},
-                 {"bfffff", 4194303, true}, {"c000400000", 4194304, true},
-                 {"c00000003f", 63, false}, {"ff80000001", 0x80000001, false}};
+  } lengths[] = {{"3f", 63, true},
+                 {"403f", 63, false},
+                 {"4040", 64, true},
+                 {"7fff", 16383, true},
+                 {"804000", 16384, true},
+                 {"bfffff", 4194303, true},
+                 {"c000400000", 4194304, true},
+                 {"ff80000001", 0x80000001, false}};
   for (const auto &row : lengths) {
     const std::vector<uint8_t> octets = unhex(row.octets);
     size_t count = 0;
@@ -182,16 +178,11 @@ TEST(Wire, DecodeBufferConsumesOnSuccessOnly) {
 
 TEST(Wire, FatalTexts) {
   SshBuffer buffer;
-  for (const uint32_t code : {1U, 3U, 12U, 0xFFFFFFFFU}) {
-    const auto format = static_cast<SshFormat>(code);
-    const std::string text = ": invalid format code " + std::to_string(static_cast<int>(code)) +
-                             " (check arguments and SSH_FORMAT_END)";
-    EXPECT_FATAL(ssh_encode_buffer(buffer, {ssh_put_char(1), {.code = format}}),
-                 "ssh_encode_va" + text);
-    if (code <= SSH_FORMAT_END) continue;
-    EXPECT_FATAL((void)ssh_decode_array({}, {SshGet{.code = format}}),
-                 "ssh_decode_array_va" + text);
-  }
+  const auto format = static_cast<SshFormat>(12);
+  const std::string text = ": invalid format code 12 (check arguments and SSH_FORMAT_END)";
+  EXPECT_FATAL(ssh_encode_buffer(buffer, {ssh_put_char(1), {.code = format}}),
+               "ssh_encode_va" + text);
+  EXPECT_FATAL((void)ssh_decode_array({}, {SshGet{.code = format}}), "ssh_decode_array_va" + text);
 }
 
 }  // namespace
