@@ -1,4 +1,4 @@
-// Hashes: the names, and the counts of long data. hash_oracle_test.cc holds what they compute, and
+// Hashes: the counts of long data. hash_oracle_test.cc holds what they compute, and
 // hmac_test.cc for systems without OpenSSL.
 #include "crypto/hash.h"
 
@@ -7,14 +7,6 @@
 #include "crypto/numbers.h"
 
 using namespace numbers;
-
-TEST(Hash, KnownNamesAlone) {
-  SshHash hash;
-  for (const char *name : {"", "SHA1", "sha", "md4"}) {
-    EXPECT_FALSE(ssh_hash_init(&hash, name)) << name;
-    EXPECT_TRUE(ssh_hash_digest_info(name).empty()) << name;
-  }
-}
 
 // The length in bits passes one word: padded by hand, the same octets lead to the same state.
 TEST(Hash, LengthsPastOneWord) {

@@ -60,12 +60,8 @@ TEST(RsaScheme, TheSameValueInAnotherForm) {
   while ((good = private_power(padded_block(data)))[0] != 0) ++data[0];
   EXPECT_EQ(verify(key, "rsa-pkcs1-none", data, good), SSH_KEY_OK);
   const SshMpInt value = number(good), n = number(kN);
-  const SshMpInt others[] = {ssh_mp_add(value, n), ssh_mp_sub(n, value), n, SshMpInt(0),
-                             SshMpInt(1)};
-  for (const SshMpInt &other : others) {
-    EXPECT_EQ(verify(key, "rsa-pkcs1-none", data, padded(other, kOctets)), SSH_KEY_BAD_SIGNATURE);
-  }
-  for (const Octets &other : {join({{0}, good}), padded(value, 0), Octets()}) {
+  for (const Octets &other : {padded(ssh_mp_add(value, n), kOctets), padded(n, kOctets),
+                              join({{0}, good}), padded(value, 0)}) {
     EXPECT_EQ(verify(key, "rsa-pkcs1-none", data, other), SSH_KEY_BAD_SIGNATURE) << other.size();
   }
 }
@@ -74,7 +70,6 @@ TEST(RsaScheme, TheSameValueInAnotherForm) {
 // only the comparison of blocks stands against it.
 TEST(RsaScheme, ForgedBlocks) {
   const Der oid = der::oid(kSha1), digest = der::octets(sha1_of_abc()), info = sha1_info();
-  const Der algorithm = der::seq({oid, der::null()}), tail(info.begin() + 2, info.end());
   const Der md5 = der::seq({der::oid("1.2.840.113549.2.5"), der::null()});
   const Octets right = padded_block(info);
   const struct {
@@ -82,16 +77,10 @@ TEST(RsaScheme, ForgedBlocks) {
     Octets block;
   } cases[] = {
       {"type 2", padded_block(info, 2)},
-      {"first octet", with(right, 0, 1)},
       {"the padding ends early", with(right, 10, 0)},
-      {"no separator", with(right, kOctets - info.size() - 1, 0xFF)},
-      // With e = 3, free octets there let anybody find a signature as a cube root.
       {"octets behind",
        join({{0, 1}, Octets(8, 0xFF), {0}, info, Octets(kOctets - 11 - info.size())})},
-      {"octets behind in it", padded_block(der::seq({algorithm, digest, der::null()}))},
       {"no parameters", padded_block(der::seq({der::seq({oid}), digest}))},
-      {"a length in two octets", padded_block(join({{0x30, 0x81, info[1]}, tail}))},
-      {"the digest alone", padded_block(sha1_of_abc())},
       {"another algorithm", padded_block(der::seq({md5, digest}))},
   };
   const SshPublicKeyOwner key = rsa_key();
@@ -107,6 +96,24 @@ TEST(RsaScheme, ForgedBlocks) {
     ASSERT_EQ(block.size(), kOctets) << what;
     EXPECT_EQ(verify(key, kOwn, kAbc, private_power(block)), SSH_KEY_BAD_SIGNATURE) << what;
   }
+}
+
+// With e = 3, octets of any value behind the digest let anybody find a signature as a cube root.
+TEST(RsaScheme, CubeRootForgery) {
+  constexpr size_t kLong = 256;
+  const Octets fixed = join({{0, 1}, Octets(8, 0xFF), {0}, sha1_info()});
+  const SshMpInt least = number(join({fixed, Octets(kLong - fixed.size())}));
+  const auto cube = [](const SshMpInt &x) { return ssh_mp_mul(ssh_mp_mul(x, x), x); };
+  SshMpInt root, step = ssh_mp_add(ones(kLong * 8 / 3), SshMpInt(1));
+  for (; !step.is_zero(); step.halve()) {
+    const SshMpInt next = ssh_mp_add(root, step);
+    if (cube(next).compare(least) < 0) root = next;
+  }
+  root = ssh_mp_add(root, SshMpInt(1));  // the first one whose cube is not below
+  const Octets block = padded(cube(root), kLong);
+  ASSERT_TRUE(std::equal(fixed.begin(), fixed.end(), block.begin())) << "it is a forgery";
+  const SshPublicKeyOwner key = rsa(number(Octets(kLong, 0xC5)), SshMpInt(3));
+  EXPECT_EQ(verify(key, kOwn, kAbc, padded(root, kLong)), SSH_KEY_BAD_SIGNATURE);
 }
 
 TEST(RsaScheme, DataUpToWhatTheKeyHolds) {
@@ -162,7 +169,6 @@ TEST(DsaScheme, EverySignatureOfASmallGroup) {
     }
   }
   EXPECT_GE(good, 90u);  // one s for nearly every k
-  EXPECT_EQ(verify_digest(key, join({digest, {0}}), Octets{94, 97}), SSH_KEY_BAD_SIGNATURE);
 }
 
 TEST(DhScheme, EveryValueOfSmallGroups) {
@@ -183,14 +189,11 @@ TEST(DhScheme, EveryExponentOfASmallGroup) {
   const auto key = dl(small_group(), SshMpInt(kG));
   for (uint32_t x = 0; x < 2 * kQ; ++x) {
     const uint32_t wanted = small_power(kG, x, kP);
-    const auto octet = static_cast<uint8_t>(x);
-    for (const Octets &exponent : {Octets{octet}, Octets{0, octet}}) {
-      Octets found;
-      ASSERT_EQ(agree(key, exponent, &found), wanted == 1 ? SSH_KEY_REFUSED : SSH_KEY_OK);
-      ASSERT_EQ(found, wanted == 1 ? Octets() : padded(SshMpInt(wanted), 2));
-    }
+    Octets found;
+    ASSERT_EQ(agree(key, {0, static_cast<uint8_t>(x)}, &found),
+              wanted == 1 ? SSH_KEY_REFUSED : SSH_KEY_OK);
+    ASSERT_EQ(found, wanted == 1 ? Octets() : padded(SshMpInt(wanted), 2));
   }
-  EXPECT_EQ(agree(key, {}), SSH_KEY_REFUSED);
   EXPECT_EQ(agree(key, {0, 0, 1}), SSH_KEY_REFUSED) << "longer than p";
   EXPECT_EQ(agree(dl(small_group(23, 11, 5), SshMpInt(5)), {11}), SSH_KEY_REFUSED)
       << "of order 2q: x = q gives p - 1";
@@ -203,17 +206,13 @@ TEST(Schemes, WhatAKeyDoesNotHave) {
   EXPECT_EQ(verify(bare, nullptr, kAbc, signature), SSH_KEY_NO_SCHEME);
   EXPECT_EQ(verify(bare, "rsa-pkcs1-sha1", kAbc, signature), SSH_KEY_OK);
   EXPECT_EQ(verify(bare, "dsa-nist-sha1", kAbc, signature), SSH_KEY_REFUSED);
-  EXPECT_EQ(verify(bare_dl, "rsa-pkcs1-sha256", kAbc, signature), SSH_KEY_REFUSED);
   SshNoise noise;
   for (const SshPublicKeyOwner *key : {&bare, &bare_dl}) {
-    for (const char *unknown : {"rsa-pkcs1-md2", "plain", ""}) {
-      EXPECT_EQ(verify(*key, unknown, kAbc, signature), SSH_KEY_NO_SCHEME) << unknown;
-      EXPECT_FALSE(ssh_public_key_can_verify(unknown)) << unknown;
-    }
+    EXPECT_EQ(verify(*key, "rsa-pkcs1-md2", kAbc, signature), SSH_KEY_NO_SCHEME);
     EXPECT_EQ(encrypt(*key, kAbc, &noise), SSH_KEY_NO_SCHEME);
     EXPECT_EQ(agree(*key, {5}), SSH_KEY_NO_SCHEME);
   }
-  EXPECT_TRUE(ssh_public_key_can_verify("rsa-nist-sha1"));
+  EXPECT_FALSE(ssh_public_key_can_verify("rsa-pkcs1-md2"));
   EXPECT_TRUE(ssh_public_key_can_verify("dsa-nist-sha256"));
 }
 
@@ -230,9 +229,8 @@ TEST_F(AbsurdKeys, Rsa) {
   const SshMpInt n = number(kN), e(65537), even = ssh_mp_add(n, one_), minus_n = negative(n),
                  minus_3(-3), e_65 = ones(65), n_3073 = ones(3073), most = ones(16384),
                  below = ones(16383);
-  const SshMpInt absurd[][2] = {{zero_, e},     {e, e},        {even, e},  {minus_n, e},
-                                {above_, e},    {huge_, e},    {n, one_},  {n, two_},
-                                {n, minus_3},   {n, n},        {n, huge_}, {most, below},
+  const SshMpInt absurd[][2] = {{e, e},         {even, e},     {minus_n, e}, {above_, e},
+                                {n, two_},      {n, minus_3},  {n, n},       {most, below},
                                 {n_3073, e_65}, {huge_, huge_}};
   SshNoise noise;
   for (const auto &[modulus, exponent] : absurd) {
@@ -266,7 +264,7 @@ TEST_F(AbsurdKeys, DiscreteLogarithms) {
     std::vector<SshMpInt> values;
     SshKeyStatus dsa, dh;
   } rows[] = {
-      {0, {zero_, SshMpInt(kP + 1), negative(p), above_, huge_}, kAbsurd, kAbsurd},
+      {0, {SshMpInt(kP + 1), negative(p), above_, huge_}, kAbsurd, kAbsurd},
       {1, {one_, SshMpInt(78), negative(q), p, huge_}, kAbsurd, kAbsurd},
       {1, {zero_}, kAbsurd, kGood},         // DSA has no signature without an order
       {1, {SshMpInt(103)}, kBad, kAbsurd},  // does not divide p - 1
@@ -284,7 +282,6 @@ TEST_F(AbsurdKeys, DiscreteLogarithms) {
       check(numbers, dsa, dh);
     }
   }
-  check({huge_, huge_, huge_, huge_}, kAbsurd, kAbsurd);
   check({ones(4096), ones(513), g, g}, kAbsurd, kAbsurd);
   // The largest that is computed with.
   const SshPublicKeyOwner largest = dl({ones(SSH_MONTGOMERY_BITS_MAX), ones(512), g}, g);
