@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <ctime>
 #include <filesystem>
 
 #include "kwpki/tree.h"
@@ -18,7 +19,7 @@ using testing::HasSubstr;
 const Der kA = name(19, "A");
 const Der kKeyUsage = sample::extension("2.5.29.15", unhex("03020780"), true);
 const Der kUnknown = sample::extension("1.2.3.4", unhex("0400"), true);
-constexpr const char *kSerial = "Serial: 78187493520 (0x1234567890)";
+constexpr const char *kSerial = "Serial        1234567890\n";
 
 TEST(Inspect, Escapes) {
   const struct {
@@ -50,15 +51,16 @@ TEST(Inspect, ExitCodes) {
     const char *out, *err;
   } rows[] = {
       {{"--version"}, 0, KWPKI_VERSION, ""},
-      {{}, 2, "", "subcommand"},
+      {{"inspec"}, 2, "", "\"inspec\" is neither a command nor a file; did you mean inspect?"},
+      {{good}, 0, kSerial, ""},
+      {{"--profile", "classic", "--json", good}, 0, "\"hex\":\"1234567890\"", ""},
+      {{}, 3, "", "standard input: holds nothing"},
       {{"inspect", "--color", "blue", good}, 2, "", "--color"},
       {{"inspect", "--entries", "-1", good}, 2, "", "--entries"},
       {{"inspect", "--profile", "old", good}, 2, "", "--profile"},
-      {{"inspect", good}, 0, kSerial, ""},
       {{"inspect", other}, 0, "", "line 1: block 1 (PRIVATE KEY) passed over"},
       {{"inspect", bad, missing, good}, 3, kSerial, "missing: No such file"},
       {{"inspect", empty, good}, 3, kSerial, "empty: holds nothing"},
-      {{"inspect"}, 3, "", "standard input: holds nothing"},
   };
   for (const auto &row : rows) {
     const Result result = run(row.arguments);
@@ -113,7 +115,7 @@ TEST(Inspect, LimitsEntriesButCountsAll) {
   const struct {
     std::vector<std::string> words;
     size_t shown, in_json;
-  } rows[] = {{{"inspect"}, 10, 25},
+  } rows[] = {{{"inspect", "--full"}, 10, 25},
               {{"inspect", "--entries", "3"}, 3, 3},
               {{"inspect", "--entries", "all"}, 25, 25}};
   for (auto row : rows) {
@@ -130,7 +132,7 @@ TEST(Inspect, LimitsEntriesButCountsAll) {
 TEST(Inspect, ShowsTheStepThatRefused) {
   const std::string bad = certificate(kA, {kKeyUsage, kUnknown});
   const size_t offset = bad.find(octets(kUnknown));
-  const Result text = run({"inspect", "--tree-lines", "5"}, bad);
+  const Result text = run({"inspect", "--full", "--tree-lines", "5"}, bad);
   EXPECT_EQ(text.code, 1);
   EXPECT_THAT(text.out, HasSubstr("at offset " + std::to_string(offset) + ", identifier 1.2.3.4"));
   EXPECT_EQ(count(text.out, "<-- refused here"), 1u)
@@ -141,6 +143,51 @@ TEST(Inspect, ShowsTheStepThatRefused) {
   EXPECT_EQ(object["accepted"], false);
   EXPECT_EQ(object["refusal"]["offset"], offset);
   EXPECT_EQ(object["refusal"]["identifier"]["oid"], "1.2.3.4");
+}
+
+// ending gives a certificate that expires so many days from now.
+std::string ending(int days) {
+  char text[16];
+  const std::time_t at = std::time(nullptr) + days * 86400;
+  std::strftime(text, sizeof text, "%Y%m%d%H%M%SZ", std::gmtime(&at));
+  sample::CertParts parts;
+  parts.subject = parts.issuer = kA;
+  parts.validity = der::seq({der::text(0x18, "20010203040506Z"), der::text(0x18, text)});
+  return octets(parts.build());
+}
+
+TEST(Inspect, TellsFirstWhatPeopleWantToKnow) {
+  const Result one = run({}, ending(12));
+  EXPECT_EQ(one.code, 0) << one.err;
+  for (const char *line : {"  Subject       CN=A\n", "  Issuer        the same\n",
+                           "UTC, expires in 12 days\n", "  Key           RSA, 264 bits\n",
+                           "  Signed with   RSA with SHA-1\n", "  Authority     no\n"})
+    EXPECT_THAT(one.out, HasSubstr(line));
+  EXPECT_LE(count(one.out, "\n"), 15u);
+  EXPECT_THAT(run({}, ending(-3)).out, HasSubstr(" UTC, EXPIRED 3 days ago\n"));
+  EXPECT_EQ(run({"--expires", "11"}, ending(12)).code, 0);
+
+  const Directory directory;
+  const std::string made = ending(12), soon = directory.add("soon.der", made);
+  const std::string late = directory.add("late.der", ending(3000));
+  const Result table = run({"--expires", "13", soon, late, soon, late});
+  EXPECT_EQ(table.code, 1);
+  EXPECT_EQ(count(table.out, "\n"), 5u);
+  EXPECT_EQ(count(table.out, "  ! 12 days    RSA 264         A  "), 2u);
+  EXPECT_EQ(count(table.out, "    8 years    RSA 264         A  "), 2u);
+  EXPECT_EQ(run({"--expires", "13", "--pem", soon, late}).out, pem("CERTIFICATE", made));
+}
+
+TEST(Inspect, FindsASerialNumberInCrls) {
+  for (const char *given : {"3", "0x3", "00:03", "0X03"}) {
+    const Result found = run({"--find", given}, crl(5));
+    EXPECT_EQ(found.code, 0) << given;
+    EXPECT_THAT(found.out, HasSubstr("is revoked\n"));
+    EXPECT_THAT(found.out, HasSubstr("2002-03-04"));
+  }
+  EXPECT_EQ(run({"--find", "77777"}, crl(5)).code, 1);
+  for (const char *wrong : {"", "0x", "1g", "-1"})
+    EXPECT_EQ(run({"inspect", "--find", wrong}, crl(5)).code, 2) << wrong;
 }
 
 // What stands around the one element is said; the fuzz target of inspect holds the rest against the
@@ -200,7 +247,7 @@ TEST(Inspect, DeepInput) {
   constexpr size_t kLevels = 500000;
   std::string levels;
   for (size_t i = 0; i < kLevels; ++i) levels += "\x30\x80";
-  const Result open = run({"inspect"}, levels);
+  const Result open = run({"inspect", "--full"}, levels);
   EXPECT_EQ(open.code, 1);
   EXPECT_LT(open.out.size(), 200000u) << "a tree is cut by itself";
   levels += std::string(kLevels * 2, '\0');
@@ -213,13 +260,13 @@ TEST(Inspect, DeepInput) {
 TEST(Inspect, ColoursChangeNothingElse) {
   const std::string der = certificate(kA, {kKeyUsage});
   for (const std::string &input : {der, der.substr(0, 90), crl(3)}) {
-    const std::string plain = run({"inspect", "--color", "never"}, input).out;
-    std::string painted = run({"inspect", "--color", "always"}, input).out;
+    const std::string plain = run({"inspect", "--full", "--color", "never"}, input).out;
+    std::string painted = run({"inspect", "--full", "--color", "always"}, input).out;
     EXPECT_THAT(painted, HasSubstr("\x1b[1m"));
     for (size_t at = 0; (at = painted.find("\x1b[", at)) != std::string::npos;)
       painted.erase(at, painted.find('m', at) + 1 - at);
     EXPECT_EQ(painted, plain);
-    EXPECT_EQ(run({"inspect"}, input).out, plain) << "a file is no terminal";
+    EXPECT_EQ(run({"inspect", "--full"}, input).out, plain) << "a file is no terminal";
   }
 }
 

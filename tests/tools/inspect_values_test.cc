@@ -78,7 +78,7 @@ TEST(InspectValues, InWords) {
   };
   for (const auto &row : rows) {
     const std::string der = with_extension(row.oid, row.value);
-    const Result text = run({"inspect"}, der);
+    const Result text = run({"inspect", "--full"}, der);
     EXPECT_EQ(text.code, 0) << row.oid << text.out;
     EXPECT_THAT(text.out, testing::Not(HasSubstr("unknown extension"))) << row.oid;
     for (const char *line : row.lines) EXPECT_THAT(text.out, HasSubstr(line)) << row.oid;

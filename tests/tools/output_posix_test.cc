@@ -52,7 +52,7 @@ TEST(Inspect, NamedPipesDoNotHoldItUp) {
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   const Result result = run({"inspect", fifo, good});
   EXPECT_EQ(result.code, 3);
-  EXPECT_THAT(result.out, HasSubstr("Serial: "));
+  EXPECT_THAT(result.out, HasSubstr("  Serial  "));
   EXPECT_THAT(result.err, HasSubstr("named pipe"));
 }
 
