@@ -17,5 +17,6 @@ find src -name '*.cc' ! -name '*_win32.cc' | sort |
   xargs -n 1 -P "$(nproc)" clang-tidy-14 --quiet -p build/sanitize-clang
 ctest --preset sanitize-clang -L 'layers|compile_fail'
 
+tools/build.sh bench kwpki_bench  # which no test builds
 tools/build.sh sanitize-32
 ctest --preset sanitize-32 -j "$(nproc)" -LE 'layers|compile_fail'
