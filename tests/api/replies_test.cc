@@ -221,7 +221,7 @@ TEST_F(ApiRepliesTest, AListTakesMemoryInProportionToItsReply) {
       {"small certificates", wire::element(smallest())},
       {"records that are refused late", wire::element(cert_with({names(empty_name, 3000), bad}))},
       {"a few empty names", wire::element(cert_with({names(empty_name, 100)})), true},
-      {"qualifiers", wire::element(cert_with({policies(cps, 1000)})), true},
+      {"qualifiers", wire::element(cert_with({policies(cps, 1000)})), sizeof(void *) == 8},
   };
   for (const auto &row : rows) {
     const auto count = static_cast<uint32_t>(kSize / row.element.size());

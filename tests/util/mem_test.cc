@@ -76,6 +76,7 @@ TEST(Fatal, ASecondErrorEndsTheProcessAtOnceThreads) {
   for (const auto row : kRows) {
     const auto handler = [](void *context, const char *message) {
       std::fputs(message, stderr);
+      std::fflush(stderr);  // the process ends without, on Windows
       (*static_cast<void (*const *)()>(context))();
     };
     EXPECT_EXIT(
