@@ -29,6 +29,13 @@ struct SshBenchCase {
 void ssh_bench_add(const std::string &topic, const std::function<Bytes()> &input, size_t items,
                    std::span<const SshBenchCase> cases);
 
+// ssh_bench_add_each does so for a topic whose cases take one of many inputs at a time: a run takes all that every case
+// of the topic accepts, and each case tells how many it accepts. Many different ones, as a processor learns a single
+// one's branches by heart.
+void ssh_bench_add_each(const std::string &topic,
+                        const std::function<std::span<const Bytes>()> &inputs,
+                        std::span<const SshBenchCase> cases);
+
 // The topics.
 void ssh_bench_add_cert();
 void ssh_bench_add_crl();
@@ -41,7 +48,8 @@ void ssh_bench_add_hash();
 void ssh_bench_add_cipher();
 void ssh_bench_add_scheme();
 
-// ssh_bench_floor copies the octets into a new block and walks over the headers of its elements:
-// going into constructed elements, comparing each with the end of the one around it, looking at no
-// content.
-[[nodiscard]] bool ssh_bench_floor(Bytes input);
+// ssh_bench_floor and ssh_bench_crl_floor are what reading costs at least: a copy into a block that is there already,
+// and a loop over every header that a decoder has to read, each compared with the end of the element around it. The
+// headers inside the values of a certificate's extensions, of a CRL's entries and inside a key are among them.
+[[nodiscard]] bool ssh_bench_floor(Bytes certificate);
+[[nodiscard]] bool ssh_bench_crl_floor(Bytes crl);

@@ -11,6 +11,7 @@
 #include <map>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "util/owner.h"
@@ -54,6 +55,7 @@ struct Extension {
   const char *value;
 };
 
+// The extensions beside the subject's alternative names.
 constexpr Extension kExtensions[] = {
     {"subjectKeyIdentifier", "hash"},
     {"authorityKeyIdentifier", "keyid:always"},
@@ -61,8 +63,6 @@ constexpr Extension kExtensions[] = {
     {"keyUsage", "critical,digitalSignature,keyEncipherment,keyCertSign,cRLSign"},
     {"extendedKeyUsage", "serverAuth,clientAuth"},
     {"certificatePolicies", "ia5org,1.3.6.1.4.1.99999.1.2,@policy"},
-    {"subjectAltName",
-     "DNS:gateway-17.example.com,DNS:gw.example.net,email:admin@example.com,IP:192.0.2.17"},
     {"issuerAltName", "URI:http://ca.example.com/"},
     {"crlDistributionPoints", "URI:http://crl.example.com/access.crl"},
     {"authorityInfoAccess",
@@ -80,7 +80,6 @@ constexpr Extension kLeafExtensions[] = {
     {"authorityKeyIdentifier", "keyid:always"},
     {"authorityInfoAccess",
      "OCSP;URI:http://ocsp.example.com/,caIssuers;URI:http://ca.example.com/r3.cer"},
-    {"subjectAltName", "DNS:www.example.com,DNS:example.com,DNS:static.example.com"},
     {"certificatePolicies", "2.23.140.1.2.1,1.3.6.1.4.1.99999.1.2"},
     {"crlDistributionPoints", "URI:http://crl.example.com/r3.crl"},
 };
@@ -134,22 +133,63 @@ std::vector<uint8_t> encode(T *object, int (*encoder)(const T *, unsigned char *
   return octets;
 }
 
-void fill(X509 *cert, EVP_PKEY *subject_key, const char *until) {
-  constexpr uint8_t kSerial[] = {0x5A, 0x31, 0x0F, 0xC2, 0x77, 0x9E, 0x04, 0xB8,
-                                 0x1D, 0x60, 0xE3, 0x92, 0x48, 0xAF, 0x15, 0x7B};
+// fill_serial makes the i-th number of so many octets: no two are the same.
+void fill_serial(ASN1_INTEGER *serial, size_t i, size_t length) {
+  uint8_t octets[20];
+  uint64_t state = (i + 1) * 0x9E3779B97F4A7C15u;
+  for (uint8_t &octet : octets) {
+    state = state * 6364136223846793005u + 1442695040888963407u;
+    octet = static_cast<uint8_t>(state >> 56);
+  }
+  octets[0] = static_cast<uint8_t>((octets[0] & 0x3F) | 0x40);  // positive, and no zero in front
+  ASN1_STRING_set(serial, octets, static_cast<int>(length));
+}
+
+// The certificates of a set differ in what those of one issuer do: numbers, names, the order of their extensions, and
+// how many names they have.
+constexpr size_t kSetSize = 96;
+
+void fill(X509 *cert, EVP_PKEY *subject_key, const char *until, size_t i) {
+  constexpr size_t kSerialSize = 16;
   X509_set_version(cert, 2);
-  ASN1_STRING_set(X509_get_serialNumber(cert), kSerial, sizeof kSerial);
+  fill_serial(X509_get_serialNumber(cert), i, kSerialSize);
   ASN1_TIME_set_string(X509_getm_notBefore(cert), "040101000000Z");
   ASN1_TIME_set_string(X509_getm_notAfter(cert), until);
   X509_set_pubkey(cert, subject_key);
 }
 
-std::vector<uint8_t> make_certificate() {
-  const CertOwner cert(X509_new());
-  fill(cert.get(), key(), "340101000000Z");
+// add_names_of adds a subject alternative name with so many names as the i-th certificate has.
+void add_names_of(X509 *cert, X509 *issuer, size_t i) {
+  const std::string number = std::to_string(i * 7919 % 10007);
+  std::string names = "DNS:gateway-" + number + ".example.com";
+  if (i % 2 == 0) names += ",DNS:gw" + number + ".example.net";
+  if (i % 3 == 0) names += ",email:admin-" + number + "@example.com";
+  for (size_t more = i % 5; more > 0; --more) names += ",IP:192.0.2." + std::to_string(i + more);
+  const Extension row = {"subjectAltName", names.c_str()};
+  add_extensions(cert, issuer, {&row, 1});
+}
+
+// add_rotated adds the extensions beginning with the i-th, and the i-th certificate's names among them.
+void add_rotated(X509 *cert, X509 *issuer, std::span<const Extension> rows, size_t i) {
+  for (size_t k = 0; k < rows.size(); ++k) {
+    add_extensions(cert, issuer, rows.subspan((i + k) % rows.size(), 1));
+    if (k == i % rows.size()) add_names_of(cert, issuer, i);
+  }
+}
+
+std::string common_name(size_t i) {
+  return std::string(i % 7, 'x') + "gateway-" + std::to_string(i * 104729 % 100003) +
+         ".example.com";
+}
+
+std::vector<uint8_t> make_certificate(size_t i) {
+  const CertOwner cert(X509_new()), issuer(X509_new());
+  fill(cert.get(), key(), "340101000000Z", i);
+  fill(issuer.get(), key(), "340101000000Z", i);
+  add_extensions(issuer.get(), issuer.get(), std::span(kExtensions).first(1));
   add_names(X509_get_issuer_name(cert.get()), "Certificates", "Access CA 2");
-  add_names(X509_get_subject_name(cert.get()), "Gateways", "gateway-17.example.com");
-  add_extensions(cert.get(), cert.get(), kExtensions);
+  add_names(X509_get_subject_name(cert.get()), "Gateways", common_name(i).c_str());
+  add_rotated(cert.get(), issuer.get(), kExtensions, i);
   need(X509_sign(cert.get(), key(), EVP_sha1()) > 0, "certificate");
   return encode<X509>(cert.get(), i2d_X509);
 }
@@ -180,58 +220,57 @@ void add_timestamps(X509 *cert) {
   ASN1_OCTET_STRING_free(octets);
 }
 
-std::vector<uint8_t> make_leaf(EVP_PKEY *subject_key) {
+std::vector<uint8_t> make_leaf(EVP_PKEY *subject_key, size_t i) {
   const CertOwner cert(X509_new()), issuer(X509_new());
-  fill(cert.get(), subject_key, "20550101000000Z");
+  fill(cert.get(), subject_key, "20550101000000Z", i);
+  fill(issuer.get(), subject_key, "20550101000000Z", i);
   add_names(X509_get_issuer_name(cert.get()), "Certificates", "R3", V_ASN1_UTF8STRING);
-  add_names(X509_get_subject_name(cert.get()), "Web", "www.example.com", V_ASN1_UTF8STRING);
-  fill(issuer.get(), subject_key, "20550101000000Z");
+  add_names(X509_get_subject_name(cert.get()), "Web", common_name(i).c_str(), V_ASN1_UTF8STRING);
   add_extensions(issuer.get(), issuer.get(), std::span(kLeafExtensions).subspan(3, 1));
-  add_extensions(cert.get(), issuer.get(), kLeafExtensions);
+  add_rotated(cert.get(), issuer.get(), kLeafExtensions, i);
   add_timestamps(cert.get());
   need(X509_sign(cert.get(), subject_key, EVP_sha256()) > 0, "certificate of today");
   return encode<X509>(cert.get(), i2d_X509);
 }
 
-// Roots are the certificates of a file, one behind the other.
-struct Roots {
-  std::vector<uint8_t> octets;
-  size_t count = 0;
+std::vector<uint8_t> make_rsa_leaf(size_t i) { return make_leaf(rsa_key(), i); }
+std::vector<uint8_t> make_ec_leaf(size_t i) { return make_leaf(ec_key(), i); }
 
-  Roots() {
-    BIO *file = BIO_new_file("/etc/ssl/certs/ca-certificates.crt", "r");
-    if (!file) return;
-    for (CertOwner cert; cert.reset(PEM_read_bio_X509(file, nullptr, nullptr, nullptr)), cert;) {
-      const std::vector<uint8_t> der = encode<X509>(cert.get(), i2d_X509);
-      octets.insert(octets.end(), der.begin(), der.end());
-      ++count;
-    }
-    BIO_free(file);
+// Set is encodings and views of them.
+struct Set {
+  std::vector<std::vector<uint8_t>> octets;
+  std::vector<Bytes> views;
+
+  explicit Set(std::vector<std::vector<uint8_t>> made) : octets(std::move(made)) {
+    views.assign(octets.begin(), octets.end());
   }
 };
 
-const Roots &roots() {
-  static const Roots kRoots;
-  return kRoots;
+template <std::vector<uint8_t> (*Make)(size_t i)>
+std::span<const Bytes> set_of() {
+  static const Set kSet([] {
+    std::vector<std::vector<uint8_t>> made;
+    for (size_t i = 0; i < kSetSize; ++i) made.push_back(Make(i));
+    return made;
+  }());
+  return kSet.views;
 }
 
-// fill_serial gives entry i a number that no other entry has.
-void fill_serial(ASN1_INTEGER *serial, size_t i) {
-  constexpr int kLengths[] = {16, 16, 20, 16, 16, 9, 16, 3};
-  uint8_t octets[20];
-  uint64_t state = (i + 1) * 0x9E3779B97F4A7C15u;
-  for (uint8_t &octet : octets) {
-    state = state * 6364136223846793005u + 1442695040888963407u;
-    octet = static_cast<uint8_t>(state >> 56);
-  }
-  octets[0] = static_cast<uint8_t>((octets[0] & 0x3F) | 0x40);  // positive, and no zero in front
-  ASN1_STRING_set(serial, octets, kLengths[i % std::size(kLengths)]);
+std::vector<std::vector<uint8_t>> read_roots() {
+  std::vector<std::vector<uint8_t>> read;
+  BIO *file = BIO_new_file("/etc/ssl/certs/ca-certificates.crt", "r");
+  if (!file) return read;
+  for (CertOwner cert; cert.reset(PEM_read_bio_X509(file, nullptr, nullptr, nullptr)), cert;)
+    read.push_back(encode<X509>(cert.get(), i2d_X509));
+  BIO_free(file);
+  return read;
 }
 
 void add_entry(X509_CRL *crl, size_t i, ASN1_TIME *date) {
   X509_REVOKED *entry = X509_REVOKED_new();
   ASN1_INTEGER *serial = ASN1_INTEGER_new();
-  fill_serial(serial, i);
+  constexpr size_t kLengths[] = {16, 16, 20, 16, 16, 9, 16, 3};
+  fill_serial(serial, i, kLengths[i % std::size(kLengths)]);
   X509_REVOKED_set_serialNumber(entry, serial);
   ASN1_TIME_adj(date, 1700000000, static_cast<int>(i * 7 % 400),
                 static_cast<long>(i * 977 % 86400));
@@ -269,22 +308,14 @@ std::vector<uint8_t> make_crl(size_t entries) {
 
 }  // namespace
 
-Bytes ssh_bench_certificate() {
-  static const std::vector<uint8_t> der = make_certificate();
-  return der;
-}
+std::span<const Bytes> ssh_bench_certificates() { return set_of<make_certificate>(); }
+Bytes ssh_bench_certificate() { return ssh_bench_certificates().front(); }
+std::span<const Bytes> ssh_bench_leafs_rsa() { return set_of<make_rsa_leaf>(); }
+std::span<const Bytes> ssh_bench_leafs_ec() { return set_of<make_ec_leaf>(); }
 
-Bytes ssh_bench_roots() { return roots().octets; }
-size_t ssh_bench_root_count() { return roots().count; }
-
-Bytes ssh_bench_leaf_rsa() {
-  static const std::vector<uint8_t> der = make_leaf(rsa_key());
-  return der;
-}
-
-Bytes ssh_bench_leaf_ec() {
-  static const std::vector<uint8_t> der = make_leaf(ec_key());
-  return der;
+std::span<const Bytes> ssh_bench_roots() {
+  static const Set kRoots(read_roots());
+  return kRoots.views;
 }
 
 Bytes ssh_bench_crl(size_t entries) {

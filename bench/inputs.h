@@ -4,22 +4,23 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 
 #include "util/bytes.h"
 
-// ssh_bench_certificate is a certificate of about 1.2 KB: RSA, 1024 bits, ten extensions.
+// ssh_bench_certificates are many different certificates of about 1.2 KB: RSA, 1024 bits, ten extensions.
+// ssh_bench_certificate is the first of them.
+[[nodiscard]] std::span<const Bytes> ssh_bench_certificates();
 [[nodiscard]] Bytes ssh_bench_certificate();
 
-// ssh_bench_roots are the certificates of the system's authorities, one behind the other, and
-// ssh_bench_root_count says how many there are: 0 where there is no such file.
-[[nodiscard]] Bytes ssh_bench_roots();
-[[nodiscard]] size_t ssh_bench_root_count();
+// ssh_bench_roots are the certificates of the system's authorities: none where there is no such file.
+[[nodiscard]] std::span<const Bytes> ssh_bench_roots();
 
-// ssh_bench_leaf_rsa and ssh_bench_leaf_ec are certificates of a server as public authorities issue
-// them now, names in UTF-8, SHA-256, ten extensions with two timestamps among them: RSA of 2048
-// bits, and P-256 signed with P-256.
-[[nodiscard]] Bytes ssh_bench_leaf_rsa();
-[[nodiscard]] Bytes ssh_bench_leaf_ec();
+// ssh_bench_leafs_rsa and ssh_bench_leafs_ec are certificates of servers as public authorities issue
+// them now, names in UTF-8, SHA-256, ten extensions with two timestamps among them: RSA of 2048 bits,
+// and P-256 signed with P-256.
+[[nodiscard]] std::span<const Bytes> ssh_bench_leafs_rsa();
+[[nodiscard]] std::span<const Bytes> ssh_bench_leafs_ec();
 
 // ssh_bench_crl is a CRL with so many entries: serial numbers of 16 octets mostly, of 3, 9 and 20
 // too, a reason code on every third entry. It stays in memory.

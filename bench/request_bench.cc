@@ -18,6 +18,7 @@
 namespace {
 
 constexpr uint32_t kBatch = 1000;
+constexpr uint32_t kLongList = 10000;
 constexpr uint32_t kOpen = 1000000;
 constexpr uint32_t kStatusType = 6;
 
@@ -87,16 +88,23 @@ bool reply_ours(Bytes reply) {
   return good;
 }
 
-// The payload of a search reply with a thousand certificates.
+// certificate gives the i-th certificate of a list: all of the set in turn.
+Bytes certificate(size_t i) {
+  const std::span<const Bytes> set = ssh_bench_certificates();
+  return set[i % set.size()];
+}
+
+// The payload of a search reply with so many certificates.
+template <uint32_t Count>
 Bytes list_payload() {
   static const Bytes payload = [] {
     SshBuffer buffer;
-    ssh_encode_buffer(buffer, {ssh_put_uint32(kBatch), ssh_put_uint32(0), ssh_put_uint32(0),
+    ssh_encode_buffer(buffer, {ssh_put_uint32(Count), ssh_put_uint32(0), ssh_put_uint32(0),
                                ssh_put_uint32_str({})});
-    for (uint32_t i = 0; i < kBatch; ++i) {
-      ssh_encode_buffer(
-          buffer, {ssh_put_uint32(0), ssh_put_uint32_str(ssh_bench_certificate()),
-                   ssh_put_uint32(i), ssh_put_uint32(0), ssh_put_uint32(0), ssh_put_uint32(0)});
+    for (uint32_t i = 0; i < Count; ++i) {
+      ssh_encode_buffer(buffer,
+                        {ssh_put_uint32(0), ssh_put_uint32_str(certificate(i)), ssh_put_uint32(i),
+                         ssh_put_uint32(0), ssh_put_uint32(0), ssh_put_uint32(0)});
     }
     return octets_of({ssh_put_data(ssh_buffer_bytes(buffer))});
   }();
@@ -110,30 +118,31 @@ bool list_ours(Bytes payload) {
   return good;
 }
 
+template <uint32_t Count>
 bool decode_alone(Bytes) {
-  const Bytes der = ssh_bench_certificate();
   bool good = true;
-  for (uint32_t i = 0; i < kBatch; ++i) {
+  for (uint32_t i = 0; i < Count; ++i) {
     const SshX509CertOwner cert(ssh_x509_cert_allocate());
-    good = ssh_x509_cert_decode(der, cert.get()) != 0 && good;
+    good = ssh_x509_cert_decode(certificate(i), cert.get()) != 0 && good;
   }
   return good;
 }
 
+template <uint32_t Count>
 bool decode_and_hold(Bytes) {
-  const Bytes der = ssh_bench_certificate();
   std::vector<SshX509CertOwner> held;
   bool good = true;
-  for (uint32_t i = 0; i < kBatch; ++i) {
+  for (uint32_t i = 0; i < Count; ++i) {
     held.emplace_back(ssh_x509_cert_allocate());
-    good = ssh_x509_cert_decode(der, held.back().get()) != 0 && good;
+    good = ssh_x509_cert_decode(certificate(i), held.back().get()) != 0 && good;
   }
   return good;
 }
 
+template <uint32_t Count>
 bool list_floor(Bytes) {
   bool good = true;
-  for (uint32_t i = 0; i < kBatch; ++i) good = ssh_bench_floor(ssh_bench_certificate()) && good;
+  for (uint32_t i = 0; i < Count; ++i) good = ssh_bench_floor(certificate(i)) && good;
   return good;
 }
 
@@ -160,11 +169,12 @@ constexpr SshBenchCase kRequests[] = {
     {kBenchOurs, "", request_ours},
 };
 constexpr SshBenchCase kReplies[] = {{kBenchOurs, "", reply_ours}};
+template <uint32_t Count>
 constexpr SshBenchCase kLists[] = {
-    {kBenchFloor, "a copy of each and a walk over the headers", list_floor},
+    {kBenchFloor, "a copy of each and a loop over the headers", list_floor<Count>},
     {kBenchOurs, "", list_ours},
-    {"decode", "no list: each certificate is freed before the next", decode_alone},
-    {"decode-held", "no list", decode_and_hold},
+    {"decode", "no list: each certificate is freed before the next", decode_alone<Count>},
+    {"decode-held", "no list", decode_and_hold<Count>},
 };
 constexpr SshBenchCase kPending[] = {
     {kBenchOurs, "", pending_ours},
@@ -178,6 +188,7 @@ static_assert(kStatusType == KWPKI_REQUEST_STATUS);
 void ssh_bench_add_request() {
   ssh_bench_add("request", search_request, kBatch, kRequests);
   ssh_bench_add("reply", status_reply, kBatch, kReplies);
-  ssh_bench_add("search-reply-1000", list_payload, kBatch, kLists);
+  ssh_bench_add("search-reply-1000", list_payload<kBatch>, kBatch, kLists<kBatch>);
+  ssh_bench_add("search-reply-10000", list_payload<kLongList>, kLongList, kLists<kLongList>);
   ssh_bench_add("pending-1000000", nothing, kOpen, kPending);
 }
