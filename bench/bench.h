@@ -29,9 +29,9 @@ struct SshBenchCase {
 void ssh_bench_add(const std::string &topic, const std::function<Bytes()> &input, size_t items,
                    std::span<const SshBenchCase> cases);
 
-// ssh_bench_add_each does so for a topic whose cases take one of many inputs at a time: a run takes all that every case
-// of the topic accepts, and each case tells how many it accepts. Many different ones, as a processor learns a single
-// one's branches by heart.
+// ssh_bench_add_each does so for a topic whose cases take one of many inputs at a time: a run takes
+// all that every case of the topic accepts, and each case tells how many it accepts. Many different
+// ones, as a processor learns a single one's branches by heart.
 void ssh_bench_add_each(const std::string &topic,
                         const std::function<std::span<const Bytes>()> &inputs,
                         std::span<const SshBenchCase> cases);
@@ -48,8 +48,9 @@ void ssh_bench_add_hash();
 void ssh_bench_add_cipher();
 void ssh_bench_add_scheme();
 
-// ssh_bench_floor and ssh_bench_crl_floor are what reading costs at least: a copy into a block that is there already,
-// and a loop over every header that a decoder has to read, each compared with the end of the element around it. The
-// headers inside the values of a certificate's extensions, of a CRL's entries and inside a key are among them.
+// ssh_bench_floor and ssh_bench_crl_floor are what reading costs at least: a copy into a block that
+// is there already, and a loop over every header that a decoder has to read, each compared with the
+// end of the element around it. The headers inside the values of a certificate's extensions, of a
+// CRL's entries and inside a key are among them.
 [[nodiscard]] bool ssh_bench_floor(Bytes certificate);
 [[nodiscard]] bool ssh_bench_crl_floor(Bytes crl);

@@ -145,8 +145,8 @@ void fill_serial(ASN1_INTEGER *serial, size_t i, size_t length) {
   ASN1_STRING_set(serial, octets, static_cast<int>(length));
 }
 
-// The certificates of a set differ in what those of one issuer do: numbers, names, the order of their extensions, and
-// how many names they have.
+// The certificates of a set differ in what those of one issuer do: numbers, names, the order of
+// their extensions, and how many names they have.
 constexpr size_t kSetSize = 96;
 
 void fill(X509 *cert, EVP_PKEY *subject_key, const char *until, size_t i) {
@@ -169,7 +169,8 @@ void add_names_of(X509 *cert, X509 *issuer, size_t i) {
   add_extensions(cert, issuer, {&row, 1});
 }
 
-// add_rotated adds the extensions beginning with the i-th, and the i-th certificate's names among them.
+// add_rotated adds the extensions beginning with the i-th, and the i-th certificate's names among
+// them.
 void add_rotated(X509 *cert, X509 *issuer, std::span<const Extension> rows, size_t i) {
   for (size_t k = 0; k < rows.size(); ++k) {
     add_extensions(cert, issuer, rows.subspan((i + k) % rows.size(), 1));

@@ -8,17 +8,18 @@
 
 #include "util/bytes.h"
 
-// ssh_bench_certificates are many different certificates of about 1.2 KB: RSA, 1024 bits, ten extensions.
-// ssh_bench_certificate is the first of them.
+// ssh_bench_certificates are many different certificates of about 1.2 KB: RSA, 1024 bits, ten
+// extensions. ssh_bench_certificate is the first of them.
 [[nodiscard]] std::span<const Bytes> ssh_bench_certificates();
 [[nodiscard]] Bytes ssh_bench_certificate();
 
-// ssh_bench_roots are the certificates of the system's authorities: none where there is no such file.
+// ssh_bench_roots are the certificates of the system's authorities: none where there is no such
+// file.
 [[nodiscard]] std::span<const Bytes> ssh_bench_roots();
 
-// ssh_bench_leafs_rsa and ssh_bench_leafs_ec are certificates of servers as public authorities issue
-// them now, names in UTF-8, SHA-256, ten extensions with two timestamps among them: RSA of 2048 bits,
-// and P-256 signed with P-256.
+// ssh_bench_leafs_rsa and ssh_bench_leafs_ec are certificates of servers as public authorities
+// issue them now, names in UTF-8, SHA-256, ten extensions with two timestamps among them: RSA of
+// 2048 bits, and P-256 signed with P-256.
 [[nodiscard]] std::span<const Bytes> ssh_bench_leafs_rsa();
 [[nodiscard]] std::span<const Bytes> ssh_bench_leafs_ec();
 

@@ -1,12 +1,10 @@
 // ASN.1 values: nodes and trees, made and taken apart by templates (asn1/template.h).
-// A node is a view of encoded octets, so nothing is built while decoding and nothing is torn down
+// A node is a view of checked octets, so nothing is built while decoding and nothing is torn down
 // afterwards; a list of nodes is the octets of its elements one after the other. decode and the
-// walk are in node.cc, reading in read.cc, creating in create.cc.
+// walk are in node.cc, reading in read.cc, creating in create.cc; what is read unchecked, in
+// plain.h.
 #pragma once
 
-#include <algorithm>
-
-#include "asn1/reader.h"
 #include "asn1/template.h"
 #include "asn1/view.h"
 #include "util/fatal.h"
@@ -84,6 +82,20 @@ SshAsn1Status ssh_asn1_encode_node(SshAsn1Context *context, SshAsn1Node node);
 // ssh_asn1_list_of views well-formed octets (what create or encode made) as a list of nodes.
 [[nodiscard]] SshAsn1Node ssh_asn1_list_of(Bytes octets, SshAsn1Work *work);
 
+// SshAsn1Mode tells what a read makes of elements that its template does not read where they stand.
+enum class SshAsn1Mode : uint8_t {
+  // They are passed over, also where they carry a tag that the template names; a primitive type in
+  // constructed form is passed over too, and its outputs stay as they are.
+  kSearch,
+  // An element of a structure that carries the tag of a field is read or an error; so is a
+  // primitive type in constructed form, and a second element under an explicit tag. Others are
+  // passed over.
+  kKnown,
+  // Every element is read where it stands or an error; but fields that all have tags of their own
+  // may change places. An "any" that is all of a list stands for the whole list.
+  kWhole
+};
+
 // ssh_asn1_run_read and ssh_asn1_run_create are behind the typed fronts below; call those.
 SshAsn1Status ssh_asn1_run_read(SshAsn1Mode mode, SshAsn1Node node, const SshAsn1Op *ops,
                                 uint32_t count, void *const *outputs);
@@ -109,6 +121,12 @@ struct SshAsn1Input {
 SshAsn1Status ssh_asn1_run_create(SshAsn1Context *context, SshAsn1Node *node, const SshAsn1Op *ops,
                                   uint32_t count, const SshAsn1Input *inputs);
 
+// ssh_asn1_output gives the place that a read stores into; SshAsn1Unread has its own (plain.h).
+template <class T>
+void *ssh_asn1_output(T *output) {
+  return output;
+}
+
 // ssh_asn1_read_node_as is ssh_asn1_read_node in a mode of the caller's choice. The template is
 // held against all of the list: in a mode that tells, elements behind the last that it takes are
 // left over.
@@ -116,16 +134,8 @@ template <SshAsn1Text Text, class... Outputs>
 SshAsn1Status ssh_asn1_read_node_as(SshAsn1Mode mode, SshAsn1Node node, SshAsn1Template<Text>,
                                     Outputs... outputs) {
   constexpr auto &kOps = kSshAsn1Ops<Text, false, Outputs...>;
-  void *const pointers[] = {static_cast<void *>(outputs)..., nullptr};
-  SshAsn1Work none = {1};
-  SshAsn1Reader reader(pointers, node.work ? node.work : &none, mode);
-  SshAsn1Cursor cursor = {node.data, node.end};
-  SshAsn1Status status = SshAsn1CompiledRead<kOps>::template list<0, kOps.size()>(
-      reader, cursor, SshAsn1Order::kSequence);
-  if (status == SSH_ASN1_OK) status = reader.verdict(node, kOps.data(), kOps.size());
-  if constexpr (std::any_of(kOps.begin(), kOps.end(), ssh_asn1_gives_block))
-    reader.finish(status, kOps.data(), kOps.size());
-  return status;
+  void *const pointers[] = {ssh_asn1_output(outputs)..., nullptr};
+  return ssh_asn1_run_read(mode, node, kOps.data(), kOps.size(), pointers);
 }
 
 // ssh_asn1_read_node matches a template against the list that starts at `node` and stores what it

@@ -1,91 +1,323 @@
-// Reading: the rarer steps, and the walk over the program of a template that comes at run time.
+// The general reader: the one that decides. It walks over the program of a template, looks for each
+// element by the rules of the list around it, and tells what is to become of elements that no part
+// of the template takes (SshAsn1Mode). Recursion goes over the template's depth, which is bounded,
+// never over the input's.
+#include "asn1/content.h"
 #include "asn1/node.h"
 
-bool SshAsn1Reader::open_long(const uint8_t *p, const uint8_t *end, SshAsn1Place &place,
-                              SshAsn1Work *work) {
-  uint32_t length = 0;
-  const uint8_t *const content = ssh_ber_find_long_content(p, end, length);
-  if (!content || work->left <= 1) return open_unusual(p, end, place, work);
-  place = ssh_asn1_place_of(p, content, length);
-  --work->left;
-  return true;
+namespace {
+
+// How the elements of a list are looked for.
+enum class Order : uint8_t { kSequence, kSet, kChoice };
+
+// Place is an opened element.
+struct Place {
+  uint32_t identifier;  // as in SshAsn1Op
+  bool constructed;
+  bool indefinite;
+  const uint8_t *data;
+  const uint8_t *content;
+  const uint8_t *end;
+
+  [[nodiscard]] Bytes bytes() const { return {content, end}; }
+  [[nodiscard]] bool empty() const { return content == end && !indefinite; }
+  [[nodiscard]] const uint8_t *content_end() const {
+    return constructed && indefinite ? end - 2 : end;
+  }
+};
+
+// Cursor is a position in a list of elements.
+struct Cursor {
+  const uint8_t *first;
+  const uint8_t *end;
+  const uint8_t *at = first;
+  uint64_t passed = 0;  // a mark for each element before `at`: without its mark, one is not there
+};
+
+uint64_t mark_of(uint32_t identifier) {
+  const uint32_t tag = ssh_asn1_tag_of(identifier);
+  return uint64_t{1} << ((ssh_asn1_class_of(identifier) << 4 ^ tag >> 26 ^ tag) & 63);
 }
 
-bool SshAsn1Reader::open_unusual(const uint8_t *p, const uint8_t *end, SshAsn1Place &place,
-                                 SshAsn1Work *work) {
+bool fits(const SshAsn1Op &op, const Place &place) {
+  return place.identifier == op.identifier && place.indefinite == op.indefinite;
+}
+
+// is_end is true where no element follows: end-of-contents octets are none.
+bool is_end(const uint8_t *p, const uint8_t *end) {
+  while (ssh_ber_is_end(p, end)) p += 2;
+  return p == end;
+}
+
+// order_inside tells how the children of an element are looked for: as a set if it is one, or if
+// the template says so and an implicit tag hides what it is.
+Order order_inside(const SshAsn1Op &op, const Place &place) {
+  const uint32_t keyword = kSshAsn1Keywords[op.keyword].tag;
+  const bool own_tag = op.is_explicit || !op.tagged;
+  const uint32_t tag = op.any_tag ? ssh_asn1_tag_of(place.identifier) : own_tag ? keyword : op.tag;
+  return tag == 17 || (tag != 16 && keyword == 17) ? Order::kSet : Order::kSequence;
+}
+
+// Reader is one read of a template.
+class Reader {
+ public:
+  Reader(SshAsn1Mode mode, SshAsn1Work *work, const SshAsn1Op *ops, uint32_t count,
+         void *const *outputs)
+      : mode_(mode), work_(work), ops_(ops), count_(count), outputs_(outputs) {}
+
+  SshAsn1Status read(SshAsn1Node node) {
+    SshAsn1Status status = list(0, count_, {node.data, node.end}, Order::kSequence);
+    if (status == SSH_ASN1_OK && mode_ != SshAsn1Mode::kSearch && leftovers_)
+      status = fields_read(node.data, node.end) ? SSH_ASN1_OK : SSH_ASN1_MATCH_NOT_FOUND;
+    if (freelist_) finish_blocks(status);
+    return status;
+  }
+
+ private:
+  // The walk over the program.
+  SshAsn1Status list(uint32_t first, uint32_t last, Cursor cursor, Order order);
+  SshAsn1Status element(uint32_t index, Cursor &cursor, Order order, bool optional, bool &found);
+  SshAsn1Status simple(uint32_t index, Cursor &cursor, Order order, bool optional, bool &found);
+  SshAsn1Status choice(uint32_t index, Cursor &cursor, bool optional, bool &found);
+
+  // What it does with an element.
+  bool open(const uint8_t *p, const uint8_t *end, Place &place);
+  bool open_inside(const SshAsn1Op &op, const Place &wrapper, Place &inner);
+  bool locate(const SshAsn1Op &op, Cursor &cursor, Order order, Place &place);
+  bool locate_from(const SshAsn1Op &op, const uint8_t *p, Cursor &cursor, Place &place);
+  bool search(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end, Place &place,
+              uint64_t &passed);
+  SshAsn1Status nothing_found(const SshAsn1Op &op, Order order, bool optional, bool &found);
+  SshAsn1Status missing(const SshAsn1Op &op, const Cursor &cursor);
+  SshAsn1Status read_place(uint32_t index, const Place &place, const uint8_t *list_end,
+                           bool optional, bool &found);
+  [[nodiscard]] SshAsn1Status nothing_here() const {
+    return work_->left ? SSH_ASN1_OK : SSH_ASN1_BER_STEP_FAILED;
+  }
+  bool fields_read(const uint8_t *p, const uint8_t *end);
+
+  // Contents that become blocks or text of the caller's own.
+  bool give_content(const SshAsn1Op &op, Bytes content);
+  void give_octets(const SshAsn1Op &op, Bytes octets, size_t length);
+  void finish_blocks(SshAsn1Status status);
+
+  template <class T>
+  T &out(const SshAsn1Op &op, uint32_t index = 0) {
+    return *static_cast<T *>(outputs_[op.argument + index]);
+  }
+
+  SshAsn1Mode mode_;
+  SshAsn1Work *work_;
+  const SshAsn1Op *ops_;
+  uint32_t count_;
+  void *const *outputs_;
+  bool leftovers_ = false;  // whether anything was passed over: in between or at the end of a list
+  SshBerFreelist freelist_ = ssh_ber_freelist_alloc();
+};
+
+SshAsn1Status Reader::list(uint32_t first, uint32_t last, Cursor cursor, Order order) {
+  for (uint32_t op = first; op != last; op = ops_[op].end) {
+    bool found = false;
+    const SshAsn1Status status = element(op, cursor, order, false, found);
+    if (status != SSH_ASN1_OK) return status;
+    if (!found) return missing(ops_[op], cursor);
+  }
+  if (first != last && !ssh_asn1_is_list(ops_, first, last))
+    leftovers_ |= cursor.at != cursor.end && !is_end(cursor.at, cursor.end);
+  return SSH_ASN1_OK;
+}
+
+SshAsn1Status Reader::element(uint32_t index, Cursor &cursor, Order order, bool optional,
+                              bool &found) {
+  const SshAsn1Op &op = ops_[index];
+  if (op.type == SSH_ASN1_CHOICE) return choice(index, cursor, optional, found);
+  if (op.type != SSH_ASN1_OPTIONAL) return simple(index, cursor, order, optional, found);
+  bool inner = false;
+  const SshAsn1Status status =
+      op.children ? element(index + 1, cursor, order, true, inner) : SSH_ASN1_OK;
+  out<int>(op) = inner ? 1 : 0;
+  found = true;
+  return status;
+}
+
+// simple reads an ordinary element or an "any".
+SshAsn1Status Reader::simple(uint32_t index, Cursor &cursor, Order order, bool optional,
+                             bool &found) {
+  const SshAsn1Op &op = ops_[index];
+  Place place;
+  if (!locate(op, cursor, order, place)) return nothing_found(op, order, optional, found);
+  found = true;
+  const uint8_t *const after = place.end;
+  const uint8_t *list_end = cursor.end;
+  if (op.is_explicit) {
+    const Place wrapper = place;
+    list_end = wrapper.content_end();
+    if (!open_inside(op, wrapper, place)) return SSH_ASN1_BER_STEP_FAILED;
+    if (place.end != list_end && mode_ != SshAsn1Mode::kSearch && !is_end(place.end, list_end))
+      return SSH_ASN1_MATCH_NOT_FOUND;
+  }
+  const SshAsn1Status status = read_place(index, place, list_end, optional, found);
+  if (found) cursor.at = after;
+  return status;
+}
+
+// choice reads the alternatives whose header does not tell beforehand that they do not fit.
+SshAsn1Status Reader::choice(uint32_t index, Cursor &cursor, bool optional, bool &found) {
+  const SshAsn1Op &op = ops_[index];
+  Place here;
+  out<int>(op) = -1;
+  const uint8_t *after = cursor.at;
+  if (!open(cursor.at, cursor.end, here)) return nothing_here();
+  int position = 0;
+  for (uint32_t i = index + 1; i != op.end; i = ops_[i].end, ++position) {
+    const SshAsn1Op &alternative = ops_[i];
+    const bool told =
+        alternative.type < SSH_ASN1_CHOICE && !ssh_asn1_takes_what_stands(alternative);
+    if (told && !fits(alternative, here)) continue;
+    Cursor tried = cursor;
+    bool matched = false;
+    const SshAsn1Status status = element(i, tried, Order::kChoice, optional, matched);
+    if (status != SSH_ASN1_OK) return status;
+    if (!matched) continue;
+    if (found) return SSH_ASN1_TOO_MANY_MATCHES;
+    found = true;
+    after = tried.at;
+    out<int>(op) = position;
+  }
+  cursor.at = after;
+  cursor.passed |= mark_of(here.identifier);
+  return SSH_ASN1_OK;
+}
+
+// open opens the element at `p`, stepping over end-of-contents octets; false at the end of the list
+// and when all work is spent.
+bool Reader::open(const uint8_t *p, const uint8_t *end, Place &place) {
   while (p != end && ssh_ber_is_end(p, end)) p += 2;
   SshBerElement element;
-  if (p == end || work->left == 0 || ssh_ber_open(p, end, element) != SSH_BER_OK) return false;
-  --work->left;
-  const uint8_t *element_end = ssh_ber_element_end(element, end, work->left);
+  if (p == end || work_->left == 0 || ssh_ber_open(p, end, element) != SSH_BER_OK) return false;
+  --work_->left;
+  const uint8_t *element_end = ssh_ber_element_end(element, end, work_->left);
   place = {ssh_asn1_identifier(element.cls, element.tag),
            element.constructed,
            element.indefinite,
            p,
            p + element.header_length,
            element_end};
-  return element_end && work->left;
+  return element_end && work_->left;
 }
 
-// enter_wrapper opens the element inside an explicit tag, if it is the one that the template asks
+// open_inside opens the element inside an explicit tag, if it is the one that the template asks
 // for.
-bool SshAsn1Reader::enter_wrapper(const SshAsn1Op &op, const SshAsn1Place &wrapper,
-                                  SshAsn1Place &inner, SshAsn1Work *work) {
-  if (!wrapper.constructed || !open(wrapper.content, wrapper.content_end(), inner, work))
-    return false;
+bool Reader::open_inside(const SshAsn1Op &op, const Place &wrapper, Place &inner) {
+  if (!wrapper.constructed || !open(wrapper.content, wrapper.content_end(), inner)) return false;
   if (op.any_tag || op.type == SSH_ASN1_ANY) return true;
   return inner.identifier ==
          ssh_asn1_identifier(SSH_BER_UNIVERSAL, kSshAsn1Keywords[op.keyword].tag);
 }
 
+// locate looks for a template element: tagged ones among the whole list, so that they may stand
+// in any order, untagged ones from the cursor on; in a set every element among the whole set; in
+// a choice at the cursor only. Of an explicit element it finds the wrapper.
+bool Reader::locate(const SshAsn1Op &op, Cursor &cursor, Order order, Place &place) {
+  const bool whole_list = order == Order::kSet || (op.tagged && order == Order::kSequence);
+  const bool anything = ssh_asn1_takes_what_stands(op);
+  if (whole_list && !anything && (cursor.passed & mark_of(op.identifier)))
+    return locate_from(op, cursor.first, cursor, place);
+  if (!open(cursor.at, cursor.end, place)) return false;
+  cursor.passed |= mark_of(place.identifier);
+  Place inner;
+  if ((anything || fits(op, place)) && (!op.is_explicit || open_inside(op, place, inner)))
+    return true;
+  if (anything || order == Order::kChoice) return false;
+  return locate_from(op, place.end, cursor, place);
+}
+
+bool Reader::locate_from(const SshAsn1Op &op, const uint8_t *p, Cursor &cursor, Place &place) {
+  const bool found = search(op, p, cursor.end, place, cursor.passed);
+  leftovers_ |= found && place.data != cursor.at && !is_end(cursor.at, place.data);
+  return found;
+}
+
 // search looks for a template element from `p` to the end of the list. What stands behind others
 // can be found again from each of them, so its octets are paid for: whoever reads it walks over
 // them without an account.
-SshAsn1Reader::Search SshAsn1Reader::search(const SshAsn1Op &op, const uint8_t *p,
-                                            const uint8_t *end, SshAsn1Work *work) {
-  Search search = {};
-  SshAsn1Place inner;
-  for (; open(p, end, search.place, work); p = search.place.end) {
-    search.passed |= mark_of(search.place.identifier);
-    if (!fits(op, search.place)) continue;
-    if (op.is_explicit && !enter_wrapper(op, search.place, inner, work)) continue;
-    work->spend_again(static_cast<size_t>(search.place.end - p));
-    search.found = true;
-    break;
+bool Reader::search(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end, Place &place,
+                    uint64_t &passed) {
+  Place inner;
+  for (; open(p, end, place); p = place.end) {
+    passed |= mark_of(place.identifier);
+    if (!fits(op, place) || (op.is_explicit && !open_inside(op, place, inner))) continue;
+    work_->spend_again(static_cast<size_t>(place.end - p));
+    return true;
   }
-  return search;
+  return false;
 }
 
-// is_end is true where no element follows: end-of-contents octets are none.
-bool SshAsn1Reader::is_end(const uint8_t *p, const uint8_t *end) {
-  while (ssh_ber_is_end(p, end)) p += 2;
-  return p == end;
+SshAsn1Status Reader::nothing_found(const SshAsn1Op &op, Order order, bool optional, bool &found) {
+  const bool may_be_nothing =
+      op.type == SSH_ASN1_ANY && !op.tagged && !optional && order != Order::kChoice;
+  if (may_be_nothing && work_->left) {
+    out<SshAsn1Node>(op) = {};
+    found = true;
+  }
+  return nothing_here();
+}
+
+// missing tells why a mandatory element was not found.
+SshAsn1Status Reader::missing(const SshAsn1Op &op, const Cursor &cursor) {
+  Place left;
+  const bool ordinary = op.type <= SSH_ASN1_CONSTRUCTED;
+  return ordinary && !open(cursor.at, cursor.end, left) ? SSH_ASN1_NODE_NULL
+                                                        : SSH_ASN1_MATCH_NOT_FOUND;
+}
+
+SshAsn1Status Reader::read_place(uint32_t index, const Place &place, const uint8_t *list_end,
+                                 bool optional, bool &found) {
+  const SshAsn1Op &op = ops_[index];
+  if (op.type == SSH_ASN1_ANY) {
+    out<SshAsn1Node>(op) = {place.data, place.end, list_end, work_};
+    return SSH_ASN1_OK;
+  }
+  if (op.children) {
+    if (!place.constructed) return SSH_ASN1_CONSTRUCTED_ASSUMED;
+    return list(index + 1, op.end, {place.content, place.content_end()}, order_inside(op, place));
+  }
+  if (place.constructed || place.indefinite) {
+    // A primitive type in constructed form is passed over without an error: its outputs stay as
+    // they are, and as an optional element it counts as absent.
+    if (mode_ != SshAsn1Mode::kSearch) return SSH_ASN1_DECODE_FAILED;
+    if (optional) found = false;
+    return SSH_ASN1_OK;
+  }
+  void *const output = op.type == SSH_ASN1_NULL ? nullptr : outputs_[op.argument];
+  const bool good = ssh_asn1_gives_block(op) ? give_content(op, place.bytes())
+                                             : ssh_asn1_read_content(op, place.bytes(), output);
+  return good ? SSH_ASN1_OK : SSH_ASN1_DECODE_FAILED;
 }
 
 // fields_read is true if the elements of a structure that carry a tag which the template gives are
 // those that it has read: each is the first of its tag and as the template wants it. Others pass if
 // the mode asks for what is known alone, as does an element without content: it holds nothing that
 // could be lost. The structure is the template's first element.
-bool SshAsn1Reader::fields_read(const uint8_t *p, const uint8_t *end, const SshAsn1Op *ops,
-                                size_t count, SshAsn1Mode mode, SshAsn1Work *work) {
-  const bool known_alone = mode == SshAsn1Mode::kKnown;
-  const Search structure = search(ops[0], p, end, work);
-  SshAsn1Place place, inner;
+bool Reader::fields_read(const uint8_t *p, const uint8_t *end) {
+  const bool known_alone = mode_ == SshAsn1Mode::kKnown;
+  Place structure, place, inner;
+  uint64_t passed = 0;
   uint64_t seen = 0;  // a bit for each element of the template
-  if (!structure.found || !ops[0].children) return known_alone;
-  const bool alone = is_end(p, structure.place.data) && is_end(structure.place.end, end);
+  if (!search(ops_[0], p, end, structure, passed) || !ops_[0].children) return known_alone;
+  const bool alone = is_end(p, structure.data) && is_end(structure.end, end);
   if (!alone && !known_alone) return false;
-  end = structure.place.content_end();
-  for (p = structure.place.content; open(p, end, place, work); p = place.end) {
+  end = structure.content_end();
+  for (p = structure.content; open(p, end, place); p = place.end) {
     if (known_alone && place.empty()) continue;
     bool known = false;
-    for (size_t i = 1; i < count;) {
-      const SshAsn1Op &op = ops[i];
+    for (size_t i = 1; i < count_;) {
+      const SshAsn1Op &op = ops_[i];
       const uint64_t bit = uint64_t{1} << i;
       i = op.type >= SSH_ASN1_CHOICE ? i + 1 : op.end;  // into what stands in the same list
       if (!op.tagged || op.identifier != place.identifier) continue;
       if ((seen & bit) || !fits(op, place)) return false;
-      if (op.is_explicit && !enter_wrapper(op, place, inner, work)) return false;
+      if (op.is_explicit && !open_inside(op, place, inner)) return false;
       seen |= bit;
       known = true;
     }
@@ -94,36 +326,14 @@ bool SshAsn1Reader::fields_read(const uint8_t *p, const uint8_t *end, const SshA
   return true;
 }
 
-SshAsn1Status SshAsn1Reader::missing(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end,
-                                     SshAsn1Work *work) {
-  SshAsn1Place left;
-  const bool ordinary = op.type <= SSH_ASN1_CONSTRUCTED;
-  return ordinary && !open(p, end, left, work) ? SSH_ASN1_NODE_NULL : SSH_ASN1_MATCH_NOT_FOUND;
-}
-
-uint32_t SshAsn1Reader::low32(Bytes content) {
-  SshMpInt value;
-  value.set_twos_complement(content);
-  return value.low32();
-}
-
-bool SshAsn1Reader::read_bits(Bytes content, SshAsn1Bits &bits) {
-  if (content.empty()) return false;
-  const size_t all = 8 * (content.size() - 1);
-  if (content[0] > all) return false;  // more unused bits than there are
-  bits = {content.subspan(1), all - content[0]};
-  return true;
-}
-
-// give_content decodes into blocks or text of the caller's own.
-bool SshAsn1Reader::give_content(const SshAsn1Op &op, Bytes content) {
+bool Reader::give_content(const SshAsn1Op &op, Bytes content) {
   if (op.type == SSH_ASN1_OCTETS) {
     give_octets(op, content, content.size());
     return true;
   }
   if (op.type == SSH_ASN1_BITS) {
     SshAsn1Bits bits;
-    if (!read_bits(content, bits)) return false;
+    if (!ssh_asn1_read_bits(content, bits)) return false;
     give_octets(op, bits.octets, bits.bits);
     return true;
   }
@@ -135,7 +345,7 @@ bool SshAsn1Reader::give_content(const SshAsn1Op &op, Bytes content) {
 }
 
 // give_octets hands out a copy of the octets and a length; no octets are null and 0.
-void SshAsn1Reader::give_octets(const SshAsn1Op &op, Bytes octets, size_t length) {
+void Reader::give_octets(const SshAsn1Op &op, Bytes octets, size_t length) {
   uint8_t *block =
       octets.empty() ? nullptr : static_cast<uint8_t *>(ssh_xmemdup(octets.data(), octets.size()));
   if (block) ssh_ber_freelist_add(&freelist_, SSH_BER_FREELIST_BLOCK, block);
@@ -143,84 +353,38 @@ void SshAsn1Reader::give_octets(const SshAsn1Op &op, Bytes octets, size_t length
   out<size_t>(op, 1) = length;
 }
 
-void SshAsn1Reader::finish_blocks(SshAsn1Status status, const SshAsn1Op *ops, size_t count) {
+// finish_blocks closes the freelist: after a failure no block stays allocated and none stays
+// visible.
+void Reader::finish_blocks(SshAsn1Status status) {
   ssh_ber_freelist_free(freelist_, status != SSH_ASN1_OK);
-  freelist_ = nullptr;
   if (status == SSH_ASN1_OK) return;
-  for (size_t i = 0; i < count; ++i) {
-    const SshAsn1Op &op = ops[i];
+  for (size_t i = 0; i < count_; ++i) {
+    const SshAsn1Op &op = ops_[i];
     if (op.owned && op.type == SSH_ASN1_OID) out<char *>(op) = nullptr;
     if (op.owned && (op.type == SSH_ASN1_OCTETS || op.type == SSH_ASN1_BITS))
       out<uint8_t *>(op) = nullptr;
   }
 }
 
-namespace {
-
-// RunTimeRead is the walk over a program.
-class RunTimeRead {
- public:
-  RunTimeRead(SshAsn1Reader &reader, const SshAsn1Op *ops) : reader_(reader), ops_(ops) {}
-
-  SshAsn1Status list(uint32_t first, uint32_t last, SshAsn1Cursor cursor, SshAsn1Order order) {
-    for (uint32_t op = first; op != last; op = ops_[op].end) {
-      bool found = false;
-      const SshAsn1Status status = element(op, cursor, order, false, found);
-      if (status != SSH_ASN1_OK) return status;
-      if (!found) return reader_.missing(ops_[op], cursor);
-    }
-    if (first != last && !SshAsn1Reader::is_list_of(ops_, first, last)) reader_.list_done(cursor);
-    return SSH_ASN1_OK;
-  }
-
- private:
-  SshAsn1Status element(uint32_t index, SshAsn1Cursor &cursor, SshAsn1Order order, bool optional,
-                        bool &found) {
-    const SshAsn1Op &op = ops_[index];
-    if (op.type == SSH_ASN1_CHOICE) return choice(index, cursor, optional, found);
-    if (op.type == SSH_ASN1_OPTIONAL) {
-      bool inner = false;
-      const SshAsn1Status status =
-          op.children ? element(index + 1, cursor, order, true, inner) : SSH_ASN1_OK;
-      reader_.set_flag(op, inner);
-      found = true;
-      return status;
-    }
-    return reader_.read_simple(
-        op, cursor, order, optional, found, [this, &op, index](const SshAsn1Place &place) {
-          return list(index + 1, op.end, {place.content, place.content_end()},
-                      SshAsn1Reader::order_inside(op, place));
-        });
-  }
-
-  SshAsn1Status choice(uint32_t index, SshAsn1Cursor &cursor, bool optional, bool &found) {
-    const SshAsn1Op &op = ops_[index];
-    SshAsn1Chosen chosen;
-    if (!reader_.choice_begin(op, cursor, chosen)) return reader_.nothing_here();
-    for (uint32_t i = index + 1; i != op.end; i = ops_[i].end) {
-      const auto read = [this, i, optional](SshAsn1Cursor &tried, bool &matched) {
-        return element(i, tried, SshAsn1Order::kChoice, optional, matched);
-      };
-      const SshAsn1Status status = reader_.choice_try(op, ops_[i], cursor, chosen, read);
-      if (status != SSH_ASN1_OK) return status;
-    }
-    reader_.choice_end(chosen, cursor, found);
-    return SSH_ASN1_OK;
-  }
-
-  SshAsn1Reader &reader_;
-  const SshAsn1Op *ops_;
-};
-
 }  // namespace
+
+uint32_t ssh_asn1_low32(Bytes content) {
+  SshMpInt value;
+  value.set_twos_complement(content);
+  return value.low32();
+}
+
+bool ssh_asn1_read_bits(Bytes content, SshAsn1Bits &bits) {
+  if (content.empty()) return false;
+  const size_t all = 8 * (content.size() - 1);
+  if (content[0] > all) return false;  // more unused bits than there are
+  bits = {content.subspan(1), all - content[0]};
+  return true;
+}
 
 SshAsn1Status ssh_asn1_run_read(SshAsn1Mode mode, SshAsn1Node node, const SshAsn1Op *ops,
                                 uint32_t count, void *const *outputs) {
   SshAsn1Work none = {1};
-  SshAsn1Reader reader(outputs, node.work ? node.work : &none, mode);
-  RunTimeRead read(reader, ops);
-  SshAsn1Status status = read.list(0, count, {node.data, node.end}, SshAsn1Order::kSequence);
-  if (status == SSH_ASN1_OK) status = reader.verdict(node, ops, count);
-  reader.finish(status, ops, count);
-  return status;
+  Reader reader(mode, node.work ? node.work : &none, ops, count, outputs);
+  return reader.read(node);
 }

@@ -1,7 +1,7 @@
 // The template language: text -> a small program, parsed and type-checked by the compiler.
 // `"(sequence ()(integer ())(optional(any (e 0))))"_asn1` is such a program; the same parser serves
 // text that comes at run time. docs/asn1_template.md is the language's manual; read.cc and
-// create.cc run the programs.
+// create.cc run the programs, and plain.h reads with those that the compiler knows.
 #pragma once
 
 #include <array>
@@ -17,6 +17,7 @@
 #include "util/mp_int.h"
 
 struct SshAsn1Node;
+class SshAsn1Unread;
 
 // SshAsn1Bits shows a BIT STRING's octets and how many of its bits count.
 struct SshAsn1Bits {
@@ -99,6 +100,26 @@ struct SshAsn1Op {
   bool children : 1 = false;
   bool owned : 1 = false;  // the arguments are of the second kind of SshAsn1Binding
 };
+
+// ssh_asn1_gives_block is true for elements that are decoded into a block or text of the caller's
+// own.
+constexpr bool ssh_asn1_gives_block(const SshAsn1Op &op) {
+  return op.owned && op.type != SSH_ASN1_INTEGER;
+}
+
+// ssh_asn1_takes_what_stands is true for elements that are content with whatever stands at the
+// cursor.
+constexpr bool ssh_asn1_takes_what_stands(const SshAsn1Op &op) {
+  return op.any_tag || (op.type == SSH_ASN1_ANY && !op.tagged);
+}
+
+// ssh_asn1_is_list is true for elements that are a list of any: one "any" and nothing else.
+constexpr bool ssh_asn1_is_list(const SshAsn1Op *ops, uint32_t first, uint32_t last) {
+  if (first == last) return false;
+  const uint32_t only =
+      ops[first].type == SSH_ASN1_OPTIONAL && first + 1 != last ? first + 1 : first;
+  return ops[only].type == SSH_ASN1_ANY && !ops[only].tagged && ops[only].end == last;
+}
 
 constexpr uint32_t SSH_ASN1_OPS_MAX = 64;
 constexpr uint32_t SSH_ASN1_DEPTH_MAX = 16;
@@ -303,7 +324,8 @@ constexpr uint32_t ssh_asn1_output_fits() {
          ssh_asn1_form_if(std::is_same_v<T, char **>, SSH_ASN1_FORM_TEXT) |
          ssh_asn1_form_if(std::is_same_v<T, SshOid *>, SSH_ASN1_FORM_OID) |
          ssh_asn1_form_if(std::is_same_v<T, SshBerTime *>, SSH_ASN1_FORM_TIME) |
-         ssh_asn1_form_if(std::is_same_v<T, SshAsn1Node *>, SSH_ASN1_FORM_NODE);
+         ssh_asn1_form_if(std::is_same_v<T, SshAsn1Node *> || std::is_same_v<T, SshAsn1Unread *>,
+                          SSH_ASN1_FORM_NODE);
 }
 template <class T>
 constexpr uint32_t ssh_asn1_input_fits() {

@@ -115,46 +115,21 @@ struct Form {
 constexpr Form kUtcTime = {2, true};
 constexpr Form kGeneralizedTime = {4, false};
 
-// four_pairs reads eight digits at once: four numbers of two digits, each in 16 bits, the first one
-// lowest. `bad` becomes true if one of the octets is no digit.
-inline uint64_t four_pairs(const uint8_t *p, bool &bad) {
-  // Written out, so that compilers make one load of it.
-  const uint64_t octets = uint64_t{p[0]} | uint64_t{p[1]} << 8 | uint64_t{p[2]} << 16 |
-                          uint64_t{p[3]} << 24 | uint64_t{p[4]} << 32 | uint64_t{p[5]} << 40 |
-                          uint64_t{p[6]} << 48 | uint64_t{p[7]} << 56;
-  const uint64_t digits = octets ^ 0x3030303030303030;
-  bad |= ((digits | (digits + 0x0606060606060606)) & 0xF0F0F0F0F0F0F0F0) != 0;
-  return (digits * 10 + (digits >> 8)) & 0x00FF00FF00FF00FF;
-}
-
-// pair_at gives one of the four numbers.
-inline uint32_t pair_at(uint64_t pairs, int i) {
-  return static_cast<uint32_t>(pairs >> (16 * i) & 0xFF);
-}
-
 // read_usual reads what nearly all times are: digits and "Z", with every field in its range.
-// Nothing is stored otherwise.
+// GeneralizedTime has two digits more in front. Nothing is stored otherwise.
 template <Form kForm>
 bool read_usual(Bytes content, SshBerTime *out) {
-  constexpr size_t kDigits = kForm.year_width + 10;
-  if (content.size() != kDigits + 1 || content[kDigits] != 'Z') return false;
-  bool bad = false;
-  const uint64_t date = four_pairs(content.data(), bad);
-  const uint64_t clock = four_pairs(content.data() + kDigits - 8, bad);  // from the day on
-  const uint32_t first = pair_at(date, 0);
-  const uint32_t month = pair_at(date, kForm.short_year ? 1 : 2);
-  const uint32_t day = pair_at(clock, 0);
-  const uint32_t hour = pair_at(clock, 1), minute = pair_at(clock, 2), second = pair_at(clock, 3);
-  if (bad || month - 1 > 11 || day - 1 > 30 || hour > 24 || minute > 60 || second > 60)
-    return false;
-  out->year =
-      kForm.short_year ? first + (first < 50 ? 2000 : 1900) : first * 100 + pair_at(date, 1);
-  out->month = month;
-  out->day = day;
-  out->hour = hour;
-  out->minute = minute;
-  out->second = second;
-  out->microseconds = out->tz_plus = out->tz_hours = out->tz_minutes = 0;
+  constexpr size_t kMore = kForm.short_year ? 0 : 2;
+  if (content.size() != SSH_BER_USUAL_UTC_TIME + kMore) return false;
+  const SshBerUsualUtcTime time(content.data() + kMore);
+  if (!time.has_form() || !time.is_time()) return false;
+  const uint8_t *const century = content.data();
+  if (kMore > 0 && !(is_digit(century[0]) && is_digit(century[1]))) return false;
+  time.convert(out);
+  if (kMore > 0) {
+    const uint32_t hundreds = century[0] * 10u + century[1] - 11u * '0';
+    out->year = hundreds * 100 + out->year % 100;
+  }
   return true;
 }
 

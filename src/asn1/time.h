@@ -58,6 +58,55 @@ class SshBerTimeText {
 [[nodiscard]] bool ssh_ber_utc_time_decode(Bytes content, SshBerTime *time);
 [[nodiscard]] bool ssh_ber_generalized_time_decode(Bytes content, SshBerTime *time);
 
+// SshBerUsualUtcTime is the usual form of UTCTime, digits and "Z", of which lists hold very many:
+// its octets are checked once, and made a record of when somebody looks. The other reader above
+// decides the same of them.
+constexpr size_t SSH_BER_USUAL_UTC_TIME = 13;
+class SshBerUsualUtcTime {
+ public:
+  explicit SshBerUsualUtcTime(const uint8_t *p)
+      : date_(four_pairs(p)), clock_(four_pairs(p + 4)), form_(p[12] == 'Z' && !bad_) {}
+
+  // has_form tells of digits and "Z"; is_time, of those, that each field is in its range.
+  [[nodiscard]] bool has_form() const { return form_; }
+  [[nodiscard]] bool is_time() const {
+    // A field above its range carries into the top bit of its 16 bits.
+    constexpr uint64_t kRoom = (0x7FFF - uint64_t{31}) | (0x7FFF - uint64_t{24}) << 16 |
+                               (0x7FFF - uint64_t{60}) << 32 | (0x7FFF - uint64_t{60}) << 48;
+    return ((clock_ + kRoom) & 0x8000800080008000) == 0 && pair_at(clock_, 0) != 0 &&
+           pair_at(date_, 1) - 1 < 12;
+  }
+  void convert(SshBerTime *time) const {
+    const uint32_t year = pair_at(date_, 0);
+    *time = {.year = year + (year < 50 ? 2000 : 1900),
+             .month = pair_at(date_, 1),
+             .day = pair_at(clock_, 0),
+             .hour = pair_at(clock_, 1),
+             .minute = pair_at(clock_, 2),
+             .second = pair_at(clock_, 3)};
+  }
+
+ private:
+  // four_pairs reads eight digits at once: four numbers of two digits, each in 16 bits, the first
+  // one lowest.
+  uint64_t four_pairs(const uint8_t *p) {
+    // Written out, so that compilers make one load of it.
+    const uint64_t octets = uint64_t{p[0]} | uint64_t{p[1]} << 8 | uint64_t{p[2]} << 16 |
+                            uint64_t{p[3]} << 24 | uint64_t{p[4]} << 32 | uint64_t{p[5]} << 40 |
+                            uint64_t{p[6]} << 48 | uint64_t{p[7]} << 56;
+    const uint64_t digits = octets ^ 0x3030303030303030;
+    bad_ |= ((digits | (digits + 0x0606060606060606)) & 0xF0F0F0F0F0F0F0F0) != 0;
+    return (digits * 10 + (digits >> 8)) & 0x00FF00FF00FF00FF;
+  }
+  static uint32_t pair_at(uint64_t pairs, int i) {
+    return static_cast<uint32_t>(pairs >> (16 * i) & 0xFF);
+  }
+
+  bool bad_ = false;  // whether an octet is no digit; before what sets it
+  uint64_t date_, clock_;
+  bool form_;
+};
+
 // ssh_ber_utc_time_encode and ssh_ber_generalized_time_encode write content octets into
 // SSH_BER_TIME_TEXT_MAX octets at `out` and return their count. GeneralizedTime is deliberately
 // always written as UTC without fraction or zone difference, whatever the record holds; UTCTime

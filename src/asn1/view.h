@@ -1,6 +1,5 @@
 // What a node is: a view of encoded octets, and the work that reads of them may still spend.
-// Include asn1/node.h to make and read nodes; this header stands below the reader, which node.h
-// needs.
+// Include asn1/node.h to make and read nodes.
 #pragma once
 
 #include <cstddef>

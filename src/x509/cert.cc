@@ -12,7 +12,7 @@ constexpr uint8_t kBitString = 0x03;
 // PrivateKeyUsagePeriod ::= SEQUENCE {
 //      notBefore       [0]     GeneralizedTime OPTIONAL,
 //      notAfter        [1]     GeneralizedTime OPTIONAL }                    RFC 3280, 4.2.1.4
-bool decode_key_usage_period(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_key_usage_period(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   int has_from = 0, has_to = 0;
   auto *period = decoder.pool.make<SshX509Period>();
   cert.key_period = period;
@@ -21,13 +21,13 @@ bool decode_key_usage_period(SshAsn1Node value, SshX509Cert &cert, SshX509Decode
       &has_from, &period->not_before, &has_to, &period->not_after);
 }
 
-bool decode_authority_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_authority_key_id(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   return ssh_x509_decode_key_id(value, &cert.authority_key_id, decoder);
 }
 
 // SubjectKeyIdentifier ::= OCTET STRING
 //                                                                 RFC 5280, 4.2.1.2
-bool decode_subject_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_subject_key_id(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   auto *id = decoder.pool.make<SshX509KeyId>();
   cert.subject_key_id = id;
   return decoder.read(value, "(octet-string ())"_asn1, &id->key_id);
@@ -35,27 +35,27 @@ bool decode_subject_key_id(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder 
 
 // KeyUsage ::= BIT STRING
 //                                                                 RFC 5280, 4.2.1.3
-bool decode_key_usage(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_key_usage(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Bits bits;
   if (!decoder.read(value, "(bit-string ())"_asn1, &bits)) return false;
   cert.key_usage = ssh_x509_bits_to_mask(bits);
   return true;
 }
 
-bool decode_policies(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_policies(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   return ssh_x509_decode_policies(value, &cert.policies, decoder);
 }
 
 // PolicyMappings ::= SEQUENCE SIZE (1..MAX) OF SEQUENCE {
 //      issuerDomainPolicy      CertPolicyId,
 //      subjectDomainPolicy     CertPolicyId }                                    RFC 5280, 4.2.1.5
-bool decode_policy_mappings(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshAsn1Node node;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
+bool decode_policy_mappings(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshAsn1Unread item;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &item)) return false;
   SshX509Tail mappings(&cert.policy_mappings);
-  for (; node; node = ssh_asn1_node_next(node)) {
+  for (; item; item.next()) {
     auto *mapping = decoder.pool.make<SshX509PolicyMapping>();
-    if (!decoder.read(node, "(sequence ()(object-identifier ())(object-identifier ()))"_asn1,
+    if (!decoder.read(item, "(sequence ()(object-identifier ())(object-identifier ()))"_asn1,
                       &mapping->issuer_policy, &mapping->subject_policy)) {
       return false;
     }
@@ -64,25 +64,25 @@ bool decode_policy_mappings(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder
   return true;
 }
 
-bool decode_subject_alt_name(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_subject_alt_name(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   return ssh_x509_name_decode_general_names(value, decoder, &cert.subject_names);
 }
 
-bool decode_issuer_alt_name(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_issuer_alt_name(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   return ssh_x509_name_decode_general_names(value, decoder, &cert.issuer_names);
 }
 
 // SubjectDirectoryAttributes ::= SEQUENCE SIZE (1..MAX) OF Attribute
 //                                                                 RFC 5280, 4.2.1.8
 // Attribute ::= SEQUENCE { type OBJECT IDENTIFIER, values SET OF AttributeValue }
-bool decode_directory_attributes(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshAsn1Node node;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
+bool decode_directory_attributes(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshAsn1Unread item;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &item)) return false;
   SshX509Tail attributes(&cert.directory_attributes);
-  for (; node; node = ssh_asn1_node_next(node)) {
+  for (; item; item.next()) {
     auto *attribute = decoder.pool.make<SshX509Attribute>();
     SshAsn1Node values;
-    if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &attribute->type,
+    if (!decoder.read(item, "(sequence ()(object-identifier ())(any ()))"_asn1, &attribute->type,
                       &values)) {
       return false;
     }
@@ -95,7 +95,7 @@ bool decode_directory_attributes(SshAsn1Node value, SshX509Cert &cert, SshX509De
 // BasicConstraints ::= SEQUENCE {
 //      cA                 BOOLEAN DEFAULT FALSE,
 //      pathLenConstraint  INTEGER (0..MAX) OPTIONAL }                            RFC 5280, 4.2.1.9
-bool decode_basic_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_basic_constraints(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   int has_ca = 0, has_path = 0;
   SshMpInt path;
   // A negative length or one of 2^32 or more is refused.
@@ -104,23 +104,24 @@ bool decode_basic_constraints(SshAsn1Node value, SshX509Cert &cert, SshX509Decod
          (!has_path || path.to_uint32(cert.path_length));
 }
 
-bool decode_authority_info_access(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_authority_info_access(SshAsn1Unread &value, SshX509Cert &cert,
+                                  SshX509Decoder &decoder) {
   return ssh_x509_decode_access(value, &cert.authority_info_access, decoder);
 }
 
-bool decode_distribution_points(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_distribution_points(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   return ssh_x509_decode_points(value, cert.issuer_names, &cert.distribution_points, decoder);
 }
 
 // ExtKeyUsageSyntax ::= SEQUENCE SIZE (1..MAX) OF KeyPurposeId
 //                                                                RFC 5280, 4.2.1.12
-bool decode_extended_key_usage(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshAsn1Node node;
-  if (!decoder.read(value, "(sequence () (any ()))"_asn1, &node)) return false;
+bool decode_extended_key_usage(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshAsn1Unread item;
+  if (!decoder.read(value, "(sequence () (any ()))"_asn1, &item)) return false;
   SshX509Tail purposes(&cert.extended_key_usage);
-  for (; node; node = ssh_asn1_node_next(node)) {
+  for (; item; item.next()) {
     auto *purpose = decoder.pool.make<SshX509KeyPurpose>();
-    if (!decoder.read(node, "(object-identifier ())"_asn1, &purpose->id)) return false;
+    if (!decoder.read(item, "(object-identifier ())"_asn1, &purpose->id)) return false;
     purposes.append(purpose);
   }
   return true;
@@ -155,9 +156,9 @@ void add_unique_id(const SshAsn1Bits &bits, SshPool &pool, SshX509Name **list) {
 }
 
 // Validity ::= SEQUENCE { notBefore Time, notAfter Time }
-bool decode_validity(SshAsn1Node node, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_validity(SshAsn1Unread &validity, SshX509Cert &cert, SshX509Decoder &decoder) {
   int from = -1, to = -1;
-  return decoder.read(node,
+  return decoder.read(validity,
                       "(sequence ()(choice (utc-time ()) (generalized-time ()))"
                       "(choice (utc-time ()) (generalized-time ())))"_asn1,
                       &from, &cert.not_before, &cert.not_before, &to, &cert.not_after,
@@ -168,7 +169,7 @@ bool decode_validity(SshAsn1Node node, SshX509Cert &cert, SshX509Decoder &decode
 struct TbsParts {
   int has_version = 0, has_issuer_id = 0, has_subject_id = 0, has_extensions = 0;
   SshMpInt version;
-  SshAsn1Node algorithm, issuer, validity, subject, key, extensions;
+  SshAsn1Unread algorithm, issuer, validity, subject, key, extensions;
   SshAsn1Bits issuer_id, subject_id;
 };
 
@@ -183,7 +184,7 @@ struct TbsParts {
 //      issuerUniqueID  [1]  IMPLICIT UniqueIdentifier OPTIONAL,
 //      subjectUniqueID [2]  IMPLICIT UniqueIdentifier OPTIONAL,
 //      extensions      [3]  EXPLICIT Extensions OPTIONAL }                       RFC 5280, 4.1
-bool read_tbs(SshAsn1Node tbs, TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool read_tbs(SshAsn1Unread &tbs, TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
   return decoder.read_known(
       tbs,
       "(sequence ()(optional(integer (e 0)))(integer ())(any ())(any ())(any ())(any "
@@ -212,9 +213,11 @@ bool set_version(const TbsParts &parts, SshX509Cert &cert) {
 
 // decode_algorithms compares the algorithms by the scheme that they stand for, and where that is in
 // their parameters by these too: nobody has signed the outer ones.       RFC 5280, 4.1.1.2
-bool decode_algorithms(SshAsn1Node outer, SshAsn1Node inner, SshX509Cert &cert,
+bool decode_algorithms(SshAsn1Unread &outer, SshAsn1Unread &inner, SshX509Cert &cert,
                        SshX509Decoder &decoder) {
   SshAsn1Node parameters, signed_parameters;
+  ssh_x509_to_sequence(outer, decoder);
+  ssh_x509_to_sequence(inner, decoder);
   cert.algorithm = outer.der();
   cert.signed_algorithm = inner.der();
   const SshOidRow *row = ssh_x509_signature_algorithm(outer, decoder, &parameters);
@@ -224,52 +227,61 @@ bool decode_algorithms(SshAsn1Node outer, SshAsn1Node inner, SshX509Cert &cert,
   const SshOidRow *signed_row = ssh_x509_signature_algorithm(inner, decoder, &signed_parameters);
   if (!signed_row) return false;
   if (row != signed_row && std::strcmp(row->description, signed_row->description) != 0)
-    return decoder.refuse("two signature algorithms that differ", inner.data);
+    return decoder.refuse("two signature algorithms that differ", inner.data());
   if (row->code != SSH_OID_KEY_RSA_PSS ||
       ssh_bytes_equal(parameters.der(), signed_parameters.der()))
     return true;
-  return decoder.refuse("two signature algorithms whose parameters differ", inner.data);
+  return decoder.refuse("two signature algorithms whose parameters differ", inner.data());
 }
 
-bool decode_names(const TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_names(TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
   if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder, &cert.issuer_names)) {
-    return decoder.refuse("issuer", parts.issuer.data);
+    return decoder.refuse("issuer", parts.issuer.data());
   }
   if (!ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder, &cert.subject_names)) {
-    return decoder.refuse("subject", parts.subject.data);
+    return decoder.refuse("subject", parts.subject.data());
   }
   if (parts.has_issuer_id) add_unique_id(parts.issuer_id, decoder.pool, &cert.issuer_names);
   if (parts.has_subject_id) add_unique_id(parts.subject_id, decoder.pool, &cert.subject_names);
   return true;
 }
 
+// signature_in finds the signature behind its algorithm. What stands behind a plain one cannot be
+// reached from it.
+const uint8_t *signature_in(SshAsn1Node algorithm, SshX509Decoder &decoder) {
+  decoder.unusual |= decoder.plain;
+  return decoder.plain ? nullptr : ssh_asn1_node_find(algorithm, kBitString).data;
+}
+
 // Certificate ::= SEQUENCE {
 //      tbsCertificate       TBSCertificate,
 //      signatureAlgorithm   AlgorithmIdentifier,
 //      signatureValue       BIT STRING }                                         RFC 5280, 4.1
-bool decode_certificate(SshAsn1Node sequence, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshAsn1Node tbs, algorithm;
+bool decode_certificate(SshAsn1Unread &sequence, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshAsn1Unread tbs, algorithm;
   SshAsn1Bits signature;
   TbsParts parts;
   cert.element = sequence.der();
   if (!decoder.read(sequence, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs, &algorithm,
                     &signature)) {
-    return decoder.refuse("Certificate", sequence.data);
+    return decoder.refuse("Certificate", sequence.data());
   }
-  decoder.inside = tbs.data;
-  if (!read_tbs(tbs, parts, cert, decoder)) return decoder.refuse("TBSCertificate", tbs.data);
-  if (!set_version(parts, cert))
-    return decoder.refuse("version", parts.has_version ? version_of(tbs).data : nullptr);
-  if (!decode_algorithms(ssh_x509_sequence_in(algorithm), ssh_x509_sequence_in(parts.algorithm),
-                         cert, decoder))
-    return false;
+  decoder.inside = tbs.data();
+  if (!read_tbs(tbs, parts, cert, decoder)) return decoder.refuse("TBSCertificate", tbs.data());
+  if (!set_version(parts, cert)) {
+    return decoder.refuse("version",
+                          parts.has_version ? version_of(decoder.node(tbs)).data : nullptr);
+  }
+  const SshAsn1Node algorithm_list = algorithm.node();
+  const uint8_t *const key_at = parts.key.data();
+  if (!decode_algorithms(algorithm, parts.algorithm, cert, decoder)) return false;
   cert.signed_data = tbs.der();
   if (!decode_validity(parts.validity, cert, decoder))
-    return decoder.refuse("Validity", parts.validity.data);
-  if (!ssh_x509_subject_key_decode(ssh_x509_sequence_in(parts.key), cert, decoder))
-    return decoder.refuse("SubjectPublicKeyInfo", parts.key.data);
+    return decoder.refuse("Validity", parts.validity.data());
+  if (!ssh_x509_subject_key_decode(parts.key, cert, decoder))
+    return decoder.refuse("SubjectPublicKeyInfo", key_at);
   if (!ssh_x509_signature_convert(signature, cert, decoder))
-    return decoder.refuse("signatureValue", ssh_asn1_node_find(algorithm, kBitString).data);
+    return decoder.refuse("signatureValue", signature_in(algorithm_list, decoder));
   if (!decode_names(parts, cert, decoder)) return false;
   return !parts.has_extensions ||
          ssh_x509_extensions_decode(parts.extensions, kExtensions, true, cert, decoder,
@@ -287,25 +299,11 @@ void ssh_x509_cert_free(SshX509Cert *cert) {
 }
 
 size_t ssh_x509_cert_decode(Bytes der, SshX509Cert *cert) {
-  if (der.size() > SSH_X509_INPUT_MAX) {
-    cert->refusal = {"an encoding above 64 MiB", 0, {}};
-    return 0;
-  }
-  cert->pool.reserve(ssh_x509_pool_size(der.size()));
-  cert->der = cert->pool.copy(der);
-  SshX509Decoder decoder{cert->pool, &cert->refusal, cert->der.data(),
-                         SshAsn1Work::for_input(der.size())};
-  cert->pool.limit(ssh_x509_pool_most(der.size()), &decoder.work.left);
-  SshAsn1Node root, sequence;
-  const bool decoded = ssh_x509_decode_root(cert->der, root, sequence, decoder) &&
-                       decode_certificate(sequence, *cert, decoder) &&
-                       ssh_x509_work_is_left(decoder);
-  cert->pool.limit(0, nullptr);
-  if (!decoded) {
-    cert->version = 0;
-    return 0;
-  }
-  return ssh_x509_encoded_size(root);
+  return ssh_x509_decode_record(true, der, decode_certificate, cert);
+}
+
+size_t ssh_x509_cert_decode_general(Bytes der, SshX509Cert *cert) {
+  return ssh_x509_decode_record(false, der, decode_certificate, cert);
 }
 
 char *ssh_x509_cert_subject_text(SshX509Cert *cert) {

@@ -12,11 +12,9 @@
 #include "util/mp_int.h"
 #include "util/pool.h"
 #include "x509/extensions.h"
+#include "x509/memory.h"
 #include "x509/name.h"
 #include "x509/oid_registry.h"
-
-// SSH_X509_INPUT_MAX is the largest encoding that is decoded; above it a decode fails.
-constexpr size_t SSH_X509_INPUT_MAX = 0x4000000;
 
 // SshX509Key holds what a certificate says of its public key: the algorithm's row and the content
 // octets of the key's INTEGERs. The key object is made from it when asked for
@@ -84,6 +82,10 @@ using SshX509CertOwner = Owner<SshX509Cert, ssh_x509_cert_free>;
 // ssh_x509_cert_decode decodes into an empty record and returns the octets of the top-level
 // elements (never 0), or 0 on failure. Octets after the certificate are tolerated.
 [[nodiscard]] size_t ssh_x509_cert_decode(Bytes der, SshX509Cert *cert);
+
+// ssh_x509_cert_decode_general does the same without the short cut for plain octets. Tests hold the
+// other against it.
+[[nodiscard]] size_t ssh_x509_cert_decode_general(Bytes der, SshX509Cert *cert);
 
 // ssh_x509_cert_subject_text and ssh_x509_cert_subject_der take the next subject name that was not
 // taken yet and return its text (null if it has none) or its DER (null and 0 if there is no name)

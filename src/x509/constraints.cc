@@ -14,11 +14,16 @@ bool read_limit(int present, const SshMpInt &integer, const SshMpInt &tested, ui
   return true;
 }
 
+bool decode_general(SshAsn1Node node, SshX509Decoder &decoder, SshX509Name **list) {
+  SshAsn1Unread name(node);
+  return ssh_x509_name_decode_general(name, decoder, list);
+}
+
 // GeneralSubtree ::= SEQUENCE {
 //      base                    GeneralName,
 //      minimum         [0]     BaseDistance DEFAULT 0,
 //      maximum         [1]     BaseDistance OPTIONAL }
-bool decode_subtree(SshAsn1Node given, SshX509Subtree &subtree, SshX509Decoder &decoder) {
+bool decode_subtree(const SshAsn1Node &given, SshX509Subtree &subtree, SshX509Decoder &decoder) {
   SshAsn1Node base;
   int has_minimum = 0, has_maximum = 0;
   SshMpInt minimum, maximum;
@@ -29,7 +34,7 @@ bool decode_subtree(SshAsn1Node given, SshX509Subtree &subtree, SshX509Decoder &
   }
   return read_limit(has_minimum, minimum, minimum, subtree.minimum) &&
          read_limit(has_maximum, maximum, maximum, subtree.maximum) &&
-         ssh_x509_name_decode_general(base, decoder, &subtree.base);
+         decode_general(base, decoder, &subtree.base);
 }
 
 // GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree
@@ -72,42 +77,44 @@ bool store_counts(int has_first, const SshMpInt &one, uint32_t &first, int has_s
 
 // An empty directory name is below no entry of its own in other lists, but here it stands for the
 // whole directory.
-bool decode_base(SshAsn1Node node, SshX509Name **base, SshX509Decoder &decoder) {
-  if (!ssh_x509_name_decode_general(node, decoder, base)) return false;
+bool decode_base(SshAsn1Unread &name, SshX509Name **base, SshX509Decoder &decoder) {
+  if (!ssh_x509_name_decode_general(name, decoder, base)) return false;
   if (*base) return true;
   *base = decoder.pool.make<SshX509Name>();
   (*base)->type = SSH_X509_NAME_DIRECTORY;
-  (*base)->der = ssh_asn1_node_child(node).der();
+  (*base)->der = ssh_asn1_node_child(ssh_asn1_list_of(name.der(), &decoder.work)).der();
   return true;
 }
 
 // The base is read by itself: its tag may be that of a number.
-bool decode_standard_subtree(SshAsn1Node node, SshX509Subtree &subtree, SshX509Decoder &decoder) {
-  SshAsn1Node base;
+bool decode_standard_subtree(SshAsn1Unread &item, SshX509Subtree &subtree,
+                             SshX509Decoder &decoder) {
+  SshAsn1Unread base;
   int has_minimum = 0, has_maximum = 0;
   SshMpInt minimum, maximum;
-  return decoder.read_whole(node, "(sequence ()(any ()))"_asn1, &base) &&
-         decode_base(base.alone(), &subtree.base, decoder) &&
-         decoder.read_whole_list(ssh_asn1_node_next(base),
-                                 "(optional (integer (0)))(optional (integer (1)))"_asn1,
+  if (!decoder.read_whole(item, "(sequence ()(any ()))"_asn1, &base) ||
+      !decode_base(base, &subtree.base, decoder))
+    return false;
+  base.next();
+  return decoder.read_whole_list(base, "(optional (integer (0)))(optional (integer (1)))"_asn1,
                                  &has_minimum, &minimum, &has_maximum, &maximum) &&
          store_counts(has_minimum, minimum, subtree.minimum, has_maximum, maximum, subtree.maximum);
 }
 
-bool decode_standard_subtrees(SshAsn1Node node, SshX509Subtree **list, SshX509Decoder &decoder) {
+bool decode_standard_subtrees(SshAsn1Unread &item, SshX509Subtree **list, SshX509Decoder &decoder) {
   SshX509Tail subtrees(list);
-  for (; node; node = ssh_asn1_node_next(node)) {
+  for (; item; item.next()) {
     auto *subtree = decoder.pool.make<SshX509Subtree>();
-    if (!decode_standard_subtree(node, *subtree, decoder)) return false;
+    if (!decode_standard_subtree(item, *subtree, decoder)) return false;
     subtrees.append(subtree);
   }
   return true;
 }
 
-bool decode_standard_name_constraints(SshAsn1Node value, SshX509Cert &cert,
+bool decode_standard_name_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                       SshX509Decoder &decoder) {
   int has_permitted = 0, has_excluded = 0;
-  SshAsn1Node permitted, excluded;
+  SshAsn1Unread permitted, excluded;
   return decoder.read_whole(value,
                             "(sequence ()(optional (sequence (0) (any ())))"
                             "(optional (sequence (1) (any ()))))"_asn1,
@@ -116,11 +123,11 @@ bool decode_standard_name_constraints(SshAsn1Node value, SshX509Cert &cert,
          decode_standard_subtrees(excluded, &cert.excluded, decoder);
 }
 
-bool decode_standard_policy_constraint(SshAsn1Node node, SshX509PolicyConstraint &constraint,
+bool decode_standard_policy_constraint(SshAsn1Unread &item, SshX509PolicyConstraint &constraint,
                                        SshX509Decoder &decoder) {
   int has_explicit = 0, has_inhibit = 0;
   SshMpInt require_explicit, inhibit;
-  return decoder.read_whole(node,
+  return decoder.read_whole(item,
                             "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
                             &has_explicit, &require_explicit, &has_inhibit, &inhibit) &&
          store_counts(has_explicit, require_explicit, constraint.require_explicit_policy,
@@ -129,7 +136,7 @@ bool decode_standard_policy_constraint(SshAsn1Node node, SshX509PolicyConstraint
 
 // Behind the standard's form comes the list of such that classic reads: nothing can be both, and
 // what was issued for classic clients stays readable.
-bool decode_standard_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
+bool decode_standard_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                         SshX509Decoder &decoder) {
   SshX509Tail constraints(&cert.policy_constraints);
   auto *single = decoder.pool.make<SshX509PolicyConstraint>();
@@ -137,9 +144,9 @@ bool decode_standard_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
     constraints.append(single);
     return true;
   }
-  SshAsn1Node list;
+  SshAsn1Unread list;
   if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &list)) return false;
-  for (; list; list = ssh_asn1_node_next(list)) {
+  for (; list; list.next()) {
     auto *constraint = decoder.pool.make<SshX509PolicyConstraint>();
     if (!decode_standard_policy_constraint(list, *constraint, decoder)) return false;
     constraints.append(constraint);
@@ -154,18 +161,19 @@ bool decode_standard_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
 //      excludedSubtrees        [1]     GeneralSubtrees OPTIONAL }                RFC 5280, 4.2.1.10
 // Classic: deliberately the excluded subtrees are read from the permitted ones too; without
 // permitted ones there is nothing to read and the certificate is refused.
-bool ssh_x509_decode_name_constraints(SshAsn1Node value, SshX509Cert &cert,
+bool ssh_x509_decode_name_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                       SshX509Decoder &decoder) {
   if (decoder.rules.standard_name_constraints)
     return decode_standard_name_constraints(value, cert, decoder);
   int has_permitted = 0, has_excluded = 0;
   SshAsn1Node permitted, excluded;
-  if (!decoder.read_known(value, "(sequence ()(optional (any (0))) (optional (any (1))))"_asn1,
+  const SshAsn1Node node = decoder.node(value);  // which the odd ways of reading walk over
+  if (!decoder.read_known(node, "(sequence ()(optional (any (0))) (optional (any (1))))"_asn1,
                           &has_permitted, &permitted, &has_excluded, &excluded)) {
     return false;
   }
   const int lists = has_permitted + has_excluded;
-  if (!holds(ssh_asn1_node_child(ssh_x509_sequence_in(value)), lists > 0 ? lists + 1 : 0))
+  if (!holds(ssh_asn1_node_child(ssh_x509_sequence_in(node)), lists > 0 ? lists + 1 : 0))
     return false;
   if (has_permitted && !decode_subtrees(permitted, &cert.permitted, decoder)) return false;
   return !has_excluded || decode_subtrees(permitted, &cert.excluded, decoder);
@@ -176,18 +184,18 @@ bool ssh_x509_decode_name_constraints(SshAsn1Node value, SshX509Cert &cert,
 //      inhibitPolicyMapping            [1] SkipCerts OPTIONAL }                  RFC 5280, 4.2.1.11
 // Classic: every element is taken as one constraint, and the size of the first integer deliberately
 // decides for both.
-bool ssh_x509_decode_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
+bool ssh_x509_decode_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                         SshX509Decoder &decoder) {
   if (decoder.rules.standard_policy_constraints)
     return decode_standard_policy_constraints(value, cert, decoder);
-  SshAsn1Node node;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
+  SshAsn1Unread item;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &item)) return false;
   SshX509Tail constraints(&cert.policy_constraints);
-  for (; node; node = ssh_asn1_node_next(node)) {
+  for (; item; item.next()) {
     auto *constraint = decoder.pool.make<SshX509PolicyConstraint>();
     int has_explicit = 0, has_inhibit = 0;
     SshMpInt require_explicit, inhibit;
-    if (!decoder.read_whole(node,
+    if (!decoder.read_whole(item,
                             "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
                             &has_explicit, &require_explicit, &has_inhibit, &inhibit)) {
       return false;

@@ -11,7 +11,7 @@ constexpr uint8_t kInteger = 0x02;
 
 // CRLReason ::= ENUMERATED { unspecified (0) .. aACompromise (10) }, without 7; classic: up to
 // removeFromCRL (8), as it was before RFC 3280                              RFC 5280, 5.3.1
-bool decode_reason(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
+bool decode_reason(SshAsn1Unread &value, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
   SshMpInt reason;
   if (!decoder.read_known(value, "(enum ())"_asn1, &reason)) return false;
   uint32_t code = 0;
@@ -22,18 +22,18 @@ bool decode_reason(SshAsn1Node value, SshX509RevokedEntry &entry, SshX509Decoder
 }
 
 // HoldInstructionCode ::= OBJECT IDENTIFIER                                        RFC 3280, 5.3.2
-bool decode_hold_instruction(SshAsn1Node value, SshX509RevokedEntry &entry,
+bool decode_hold_instruction(SshAsn1Unread &value, SshX509RevokedEntry &entry,
                              SshX509Decoder &decoder) {
   return decoder.read(value, "(object-identifier ())"_asn1, &entry.hold_instruction);
 }
 
 // InvalidityDate ::= GeneralizedTime                                               RFC 5280, 5.3.2
-bool decode_invalidity_date(SshAsn1Node value, SshX509RevokedEntry &entry,
+bool decode_invalidity_date(SshAsn1Unread &value, SshX509RevokedEntry &entry,
                             SshX509Decoder &decoder) {
   return decoder.read(value, "(generalized-time ())"_asn1, &entry.invalidity_date);
 }
 
-bool decode_certificate_issuer(SshAsn1Node value, SshX509RevokedEntry &entry,
+bool decode_certificate_issuer(SshAsn1Unread &value, SshX509RevokedEntry &entry,
                                SshX509Decoder &decoder) {
   return ssh_x509_name_decode_general_names(value, decoder, &entry.certificate_issuer);
 }
@@ -45,39 +45,39 @@ constexpr SshX509ExtensionTable<SshX509RevokedEntry> kEntryExtensions({
     {SSH_X509_EXT_CERTIFICATE_ISSUER, decode_certificate_issuer},
 });
 
-bool decode_authority_key_id(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool decode_authority_key_id(SshAsn1Unread &value, SshX509Crl &crl, SshX509Decoder &decoder) {
   return ssh_x509_decode_key_id(value, &crl.authority_key_id, decoder);
 }
 
-bool decode_issuer_alt_name(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool decode_issuer_alt_name(SshAsn1Unread &value, SshX509Crl &crl, SshX509Decoder &decoder) {
   return ssh_x509_name_decode_general_names(value, decoder, &crl.issuer_names);
 }
 
 // CRLNumber ::= INTEGER (0..MAX)                                                   RFC 5280, 5.2.3
-bool decode_crl_number(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool decode_crl_number(SshAsn1Unread &value, SshX509Crl &crl, SshX509Decoder &decoder) {
   return decoder.read(value, "(integer ())"_asn1, &crl.crl_number);
 }
 
 // BaseCRLNumber ::= CRLNumber                                                      RFC 5280, 5.2.4
-bool decode_delta_crl(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool decode_delta_crl(SshAsn1Unread &value, SshX509Crl &crl, SshX509Decoder &decoder) {
   return decoder.read_known(value, "(integer ())"_asn1, &crl.delta_crl);
 }
 
-bool decode_issuing_point(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool decode_issuing_point(SshAsn1Unread &value, SshX509Crl &crl, SshX509Decoder &decoder) {
   return ssh_x509_decode_issuing_point(value, crl.issuer_names, crl.issuing_point.emplace(),
                                        decoder);
 }
 
-bool decode_authority_info_access(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool decode_authority_info_access(SshAsn1Unread &value, SshX509Crl &crl, SshX509Decoder &decoder) {
   return ssh_x509_decode_access(value, &crl.authority_info_access, decoder);
 }
 
 // FreshestCRL ::= CRLDistributionPoints                                            RFC 5280, 5.2.6
-bool decode_freshest_crl(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool decode_freshest_crl(SshAsn1Unread &value, SshX509Crl &crl, SshX509Decoder &decoder) {
   return ssh_x509_decode_points(value, crl.issuer_names, &crl.freshest_crl, decoder);
 }
 
-bool decode_extra(SshAsn1Node value, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool decode_extra(SshAsn1Unread &value, SshX509Crl &crl, SshX509Decoder &decoder) {
   return ssh_x509_decode_extra(value, &crl.extras, decoder);
 }
 
@@ -100,50 +100,80 @@ constexpr SshX509ExtensionTable<SshX509Crl> kCrlExtensions({
 //      userCertificate         CertificateSerialNumber,
 //      revocationDate          Time,
 //      crlEntryExtensions      Extensions OPTIONAL }                             RFC 5280, 5.1
-bool decode_entry(SshAsn1Node node, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
+bool decode_entry(SshAsn1Unread &item, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
   int has_extensions = 0, which = -1;
-  SshAsn1Node date, extensions;
-  if (!decoder.read_whole(node, "(sequence ()(integer ())(any ())(optional(any ())))"_asn1,
+  SshAsn1Unread date, extensions;
+  const uint8_t *const at = item.data();
+  if (!decoder.read_whole(item, "(sequence ()(integer ())(any ())(optional(any ())))"_asn1,
                           &entry.serial, &date, &has_extensions, &extensions)) {
-    return decoder.refuse("an entry of revokedCertificates", node.data);
+    return decoder.refuse("an entry of revokedCertificates", at);
   }
   if (!decoder.read_whole(date, "(choice(utc-time ()) (generalized-time ()))"_asn1, &which,
                           &entry.date, &entry.date)) {
-    return decoder.refuse("revocationDate", date.data);
+    return decoder.refuse("revocationDate", date.data());
   }
   return !has_extensions ||
          ssh_x509_extensions_decode(extensions, kEntryExtensions, false, entry, decoder);
 }
 
+// UsualEntry is an entry of the form that nearly all have: DER with short lengths, a UTCTime, and
+// no extension or a reason code alone. It decides nothing by itself: what it does not know goes to
+// decode_entry, and what it reads is what decode_entry would.
+struct UsualEntry {
+  const uint8_t *serial;  // its header
+  const uint8_t *date;
+  const uint8_t *end;
+};
+
+constexpr size_t kDateSize = 2 + SSH_BER_USUAL_UTC_TIME;
 constexpr uint8_t kReasonExtension[] = {0x30, 0x0C, 0x30, 0x0A, 0x06, 0x03, 0x55,
                                         0x1D, 0x15, 0x04, 0x03, 0x0A, 0x01};
+constexpr ptrdiff_t kReasonSize = sizeof kReasonExtension + 1;
 
-// decode_usual_entry reads an entry of the form that nearly all have: DER with short lengths, a
-// UTCTime, and no extension or a reason code alone. It decides nothing by itself: what it does not
-// know goes to decode_entry, and what it reads is what decode_entry would. It returns the end of
-// the entry, or null.
-const uint8_t *decode_usual_entry(const uint8_t *p, const uint8_t *end, bool keep_serial,
-                                  SshX509RevokedEntry &entry) {
-  constexpr size_t kTimeSize = 15;
-  if (end - p < 4 || p[0] != 0x30 || p[1] >= 0x80 || p[1] > end - p - 2) return nullptr;
-  end = p + 2 + p[1];
+bool is_reason(const uint8_t *extension) {
+  const uint8_t code = extension[kReasonSize - 1];
+  return std::memcmp(extension, kReasonExtension, sizeof kReasonExtension) == 0 && code <= 8 &&
+         code != 7;
+}
+
+// match_usual tells by the headers, and by the whole of a reason.
+inline bool match_usual(const uint8_t *p, const uint8_t *end, UsualEntry &entry) {
+  if (end - p < 4 || p[0] != 0x30 || p[1] >= 0x80 || p[1] > end - p - 2) return false;
   const uint8_t *const serial = p + 2;
-  if (end - serial < 2 || serial[0] != 0x02 || serial[1] >= 0x80) return nullptr;
+  const uint8_t *const entry_end = serial + p[1];
+  if (p[1] < 2 || serial[0] != 0x02 || serial[1] >= 0x80) return false;
   const uint8_t *const date = serial + 2 + serial[1];
-  if (end - serial < 2 + serial[1] + static_cast<ptrdiff_t>(kTimeSize)) return nullptr;
-  if (date[0] != 0x17 || date[1] != kTimeSize - 2) return nullptr;
-  const Bytes rest(date + kTimeSize, end);
-  if (!rest.empty()) {
-    const bool reason = rest.size() == sizeof kReasonExtension + 1 &&
-                        std::memcmp(rest.data(), kReasonExtension, sizeof kReasonExtension) == 0;
-    if (!reason || rest.back() > 8 || rest.back() == 7) return nullptr;
-    entry.extensions.set(SSH_X509_EXT_REASON_CODE, false);
-    entry.extension_list = rest.subspan(2);
-    entry.reason = rest.back();
-  }
-  if (keep_serial) entry.serial.set_twos_complement({serial + 2, serial[1]});
-  if (!ssh_ber_utc_time_decode({date + 2, kTimeSize - 2}, &entry.date)) return nullptr;
-  return end;
+  const ptrdiff_t rest = entry_end - serial - 2 - serial[1] - static_cast<ptrdiff_t>(kDateSize);
+  if (rest != 0 && (rest != kReasonSize || !is_reason(entry_end - kReasonSize))) return false;
+  if (date[0] != 0x17 || date[1] != SSH_BER_USUAL_UTC_TIME) return false;
+  entry = {serial, date, entry_end};
+  return true;
+}
+
+// check_usual goes over an entry that can be converted later; null if it is not usual.
+inline const uint8_t *check_usual(const uint8_t *p, const uint8_t *end) {
+  UsualEntry entry;
+  if (!match_usual(p, end, entry)) return nullptr;
+  const SshBerUsualUtcTime date(entry.date + 2);
+  return date.has_form() && date.is_time() ? entry.end : nullptr;
+}
+
+// convert_usual makes a record of an entry that was checked before, and returns the entry's end;
+// null if it is not usual.
+inline const uint8_t *convert_usual(const uint8_t *p, const uint8_t *end,
+                                    SshX509RevokedEntry &record) {
+  UsualEntry entry;
+  if (!match_usual(p, end, entry)) return nullptr;
+  const SshBerUsualUtcTime date(entry.date + 2);
+  if (!date.has_form()) return nullptr;
+  record.serial.set_twos_complement({entry.serial + 2, entry.serial[1]});
+  date.convert(&record.date);
+  const Bytes extensions(entry.date + kDateSize, entry.end);
+  if (extensions.empty()) return entry.end;
+  record.extensions.set(SSH_X509_EXT_REASON_CODE, false);
+  record.extension_list = extensions.subspan(2);
+  record.reason = extensions.back();
+  return entry.end;
 }
 
 // TbsParts are the elements of a TBSCertList.
@@ -151,7 +181,8 @@ struct TbsParts {
   int has_version = 0, has_next = 0, has_revoked = 0, has_extensions = 0;
   int this_form = -1, next_form = -1;
   SshMpInt version;
-  SshAsn1Node algorithm, issuer, revoked, extensions;
+  SshAsn1Node algorithm;
+  SshAsn1Unread issuer, revoked, extensions;
 };
 
 // TBSCertList ::= SEQUENCE {
@@ -162,7 +193,7 @@ struct TbsParts {
 //      nextUpdate              Time OPTIONAL,
 //      revokedCertificates     SEQUENCE OF SEQUENCE { ... } OPTIONAL,
 //      crlExtensions      [0]  EXPLICIT Extensions OPTIONAL }                    RFC 5280, 5.1
-bool read_tbs(SshAsn1Node tbs, TbsParts &parts, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool read_tbs(SshAsn1Unread &tbs, TbsParts &parts, SshX509Crl &crl, SshX509Decoder &decoder) {
   return decoder.read_known(tbs,
                             "(sequence ()(optional (integer ()))(any ())(any ())(choice  "
                             "(generalized-time ()) (utc-time ()))"
@@ -183,14 +214,17 @@ bool lies_in(SshAsn1Node node, SshAsn1Node element) {
 
 // unread_list finds an element behind the issuer that may be a list of entries or extensions, and
 // that no field took: one with a tag that the template does not give, or a second one. Revocations
-// must not be dropped silently.
+// must not be dropped silently. What was read as plain has none.
 SshAsn1Node unread_list(const TbsParts &parts) {
-  SshAsn1Node node = ssh_asn1_node_next(parts.issuer);
+  if (parts.issuer.is_plain()) return {};
+  SshAsn1Node node = ssh_asn1_node_next(parts.issuer.node());
   for (; node; node = ssh_asn1_node_next(node)) {
     const SshBerElement element = ssh_asn1_node_open(node);
     const bool list = element.cls != SSH_BER_UNIVERSAL || element.tag == 16 || element.tag == 17;
     const bool filled = element.indefinite || element.content_length > 0;
-    if (list && filled && !lies_in(parts.revoked, node) && !lies_in(parts.extensions, node)) break;
+    if (list && filled && !lies_in(parts.revoked.node(), node) &&
+        !lies_in(parts.extensions.node(), node))
+      break;
   }
   return node;
 }
@@ -201,33 +235,30 @@ bool set_version(const TbsParts &parts, SshX509Crl &crl) {
   return !parts.has_version || parts.version == SshMpInt(1);
 }
 
-bool decode_entries(SshX509Crl &crl, SshX509Decoder &decoder) {
-  SshX509RevokedCursor cursor(crl, &decoder);
-  while (cursor.next()) ++crl.revoked_count;
-  return !cursor.failed();
-}
-
 // CertificateList ::= SEQUENCE {
 //      tbsCertList          TBSCertList,
 //      signatureAlgorithm   AlgorithmIdentifier,
 //      signatureValue       BIT STRING }                                         RFC 5280, 5.1
 // Deliberately only the outer algorithm is looked at; that of the TBSCertList may differ.
-bool decode_crl(SshAsn1Node sequence, SshX509Crl &crl, SshX509Decoder &decoder) {
-  SshAsn1Node tbs, algorithm;
+bool decode_crl(SshAsn1Unread &sequence, SshX509Crl &crl, SshX509Decoder &decoder) {
+  SshAsn1Unread tbs, algorithm;
   SshAsn1Bits signature;
   TbsParts parts;
+  crl.rules = &decoder.rules;
   crl.element = sequence.der();
   if (!decoder.read(sequence, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs, &algorithm,
                     &signature)) {
-    return decoder.refuse("CertificateList", sequence.data);
+    return decoder.refuse("CertificateList", sequence.data());
   }
-  decoder.inside = tbs.data;
-  if (!read_tbs(tbs, parts, crl, decoder)) return decoder.refuse("TBSCertList", tbs.data);
+  decoder.inside = tbs.data();
+  if (!read_tbs(tbs, parts, crl, decoder)) return decoder.refuse("TBSCertList", tbs.data());
   if (const SshAsn1Node unread = unread_list(parts))
     return decoder.refuse("a list of a form that cannot be read", unread.data);
-  if (!set_version(parts, crl))
-    return decoder.refuse("version", ssh_asn1_node_find(ssh_asn1_node_child(tbs), kInteger).data);
-  algorithm = ssh_x509_sequence_in(algorithm);
+  if (!set_version(parts, crl)) {
+    const SshAsn1Node fields = ssh_asn1_node_child(decoder.node(tbs));
+    return decoder.refuse("version", ssh_asn1_node_find(fields, kInteger).data);
+  }
+  ssh_x509_to_sequence(algorithm, decoder);
   crl.algorithm = algorithm.der();
   crl.signed_algorithm = parts.algorithm.der();
   const SshOidRow *row = ssh_x509_signature_algorithm(algorithm, decoder);
@@ -238,10 +269,10 @@ bool decode_crl(SshAsn1Node sequence, SshX509Crl &crl, SshX509Decoder &decoder) 
   crl.signature = signature.octets.first(signature.bits / 8);
   crl.signature_value = signature;
   if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder, &crl.issuer_names)) {
-    return decoder.refuse("issuer", parts.issuer.data);
+    return decoder.refuse("issuer", parts.issuer.data());
   }
   crl.revoked = parts.revoked.list();
-  if (!decode_entries(crl, decoder)) return false;
+  if (!SshX509RevokedCursor(crl, &decoder).check(crl.revoked_count)) return false;
   return !parts.has_extensions ||
          ssh_x509_extensions_decode(parts.extensions, kCrlExtensions, false, crl, decoder);
 }
@@ -253,10 +284,24 @@ SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl, SshX509Decoder
       end_(crl.revoked.data() + crl.revoked.size()),
       decoder_(decoder),
       rules_(crl.rules ? crl.rules : &ssh_x509_rules()),
-      work_(SshAsn1Work::for_input(crl.revoked.size())) {}
+      work_(SshAsn1Work::for_input(crl.revoked.size())),
+      plain_(decoder && decoder->plain) {
+  if (plain_) work_.left /= 2;
+}
 
 SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl)
     : SshX509RevokedCursor(crl, nullptr) {}
+
+bool SshX509RevokedCursor::check(size_t &count) {
+  for (;;) {
+    const uint8_t *next = check_usual(at_, end_);
+    for (; next; next = check_usual(at_, end_), ++count) at_ = next;
+    if (at_ == end_) return true;
+    if (!next_unusual()) return !failed_;
+    ++count;
+    pool_.rewind();
+  }
+}
 
 bool SshX509RevokedCursor::next() {
   if (has_extras_) {
@@ -267,13 +312,11 @@ bool SshX509RevokedCursor::next() {
   entry_.extensions.clear();
   entry_.extension_list = {};
   entry_.reason = 0;
-  // With a decoder the walk only checks the entries, and any octets are a serial number.
-  if (const uint8_t *next = decode_usual_entry(at_, end_, decoder_ == nullptr, entry_)) {
-    entry_.der = {at_, next};
-    at_ = next;
-    return true;
-  }
-  return next_unusual();
+  const uint8_t *const next = convert_usual(at_, end_, entry_);
+  if (!next) return next_unusual();
+  entry_.der = {at_, next};
+  at_ = next;
+  return true;
 }
 
 bool SshX509RevokedCursor::next_unusual() {
@@ -282,20 +325,30 @@ bool SshX509RevokedCursor::next_unusual() {
                          .base = decoder_ ? decoder_->base : at_,
                          .work = work_,
                          .rules = *rules_};
-  const SshAsn1Node node =
-      ssh_asn1_list_of({at_, end_}, &decoder.work);  // spends what the decoder has
+  decoder.plain = plain_;
+  SshAsn1Unread item;
+  if (decoder.plain)
+    item.set_list({at_, end_}, &decoder.work);
+  else
+    item.set(ssh_asn1_list_of({at_, end_}, &decoder.work));  // spends what the decoder has
   failed_ = !ssh_x509_work_is_left(decoder);
-  if (!node || failed_) return false;
+  if (!item || failed_) return false;
   pool_.limit(ssh_x509_pool_most(static_cast<size_t>(end_ - at_)), &decoder.work.left);
   has_extras_ = true;
   entry_ = {};
-  decoder.inside = node.data;
-  const bool decoded = decode_entry(node, entry_, decoder) && ssh_x509_work_is_left(decoder);
+  decoder.inside = item.data();
+  const bool decoded = decode_entry(item, entry_, decoder) && ssh_x509_work_is_left(decoder);
   pool_.limit(0, nullptr);
   work_ = decoder.work;
   failed_ = !decoded;
-  entry_.der = node.der();
-  at_ = node.next;
+  if (plain_ && !decoded) {
+    decoder_->unusual |= decoder.unusual || work_.left == 0;
+    decoder_->unchecked = decoder.unchecked;
+    return false;
+  }
+  plain_ = item.is_plain();  // or else all that follows was checked
+  entry_.der = item.der();
+  at_ = entry_.der.data() + entry_.der.size();
   return decoded;
 }
 
@@ -308,25 +361,11 @@ void ssh_x509_crl_free(SshX509Crl *crl) {
 }
 
 size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl) {
-  if (der.size() > SSH_X509_INPUT_MAX) {
-    crl->refusal = {"an encoding above 64 MiB", 0, {}};
-    return 0;
-  }
-  crl->pool.reserve(ssh_x509_pool_size(der.size()));
-  crl->der = crl->pool.copy(der);
-  SshX509Decoder decoder{crl->pool, &crl->refusal, crl->der.data(),
-                         SshAsn1Work::for_input(der.size())};
-  crl->rules = &decoder.rules;
-  crl->pool.limit(ssh_x509_pool_most(der.size()), &decoder.work.left);
-  SshAsn1Node root, sequence;
-  const bool decoded = ssh_x509_decode_root(crl->der, root, sequence, decoder) &&
-                       decode_crl(sequence, *crl, decoder) && ssh_x509_work_is_left(decoder);
-  crl->pool.limit(0, nullptr);
-  if (!decoded) {
-    crl->version = 0;
-    return 0;
-  }
-  return ssh_x509_encoded_size(root);
+  return ssh_x509_decode_record(true, der, decode_crl, crl);
+}
+
+size_t ssh_x509_crl_decode_general(Bytes der, SshX509Crl *crl) {
+  return ssh_x509_decode_record(false, der, decode_crl, crl);
 }
 
 // A time stands where a certificate has the SEQUENCE of its validity. Its octets are not looked at:

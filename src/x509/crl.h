@@ -70,6 +70,10 @@ using SshX509CrlOwner = Owner<SshX509Crl, ssh_x509_crl_free>;
 // (never 0), or 0 on failure. Octets after the CRL are tolerated.
 [[nodiscard]] size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl);
 
+// ssh_x509_crl_decode_general does the same without the short cut for plain octets. Tests hold the
+// other against it.
+[[nodiscard]] size_t ssh_x509_crl_decode_general(Bytes der, SshX509Crl *crl);
+
 // ssh_x509_looks_like_crl guesses what an input that neither decoder takes was meant to be: true if
 // it begins like a CRL, up to the date of its issue, and not like a certificate.
 [[nodiscard]] bool ssh_x509_looks_like_crl(Bytes der);
@@ -81,9 +85,12 @@ using SshX509CrlOwner = Owner<SshX509Crl, ssh_x509_crl_free>;
 class SshX509RevokedCursor {
  public:
   explicit SshX509RevokedCursor(const SshX509Crl &crl);
-  // With a decoder, the walk reports to it why an entry is refused: the CRL's own decode checks its
-  // entries so.
+  // With a decoder, the entries are those of a CRL that is being decoded.
   SshX509RevokedCursor(const SshX509Crl &crl, SshX509Decoder *decoder);
+
+  // check looks at all entries, and makes no more records than it must; it counts them, or tells
+  // the decoder why one is refused, and gives false.
+  [[nodiscard]] bool check(size_t &count);
 
   // next goes to the first or following entry; false at the end.
   [[nodiscard]] bool next();
@@ -100,6 +107,7 @@ class SshX509RevokedCursor {
   SshX509Decoder *decoder_;
   const SshX509Rules *rules_;
   SshAsn1Work work_;
+  bool plain_;  // whether nobody has checked the entries
   bool failed_ = false;
   bool has_extras_ = false;  // the entry holds more than serial, date and reason
   SshX509RevokedEntry entry_;

@@ -4,8 +4,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 
-#include "asn1/node.h"
+#include "asn1/plain.h"
 #include "util/pool.h"
 #include "x509/extensions.h"
 #include "x509/memory.h"
@@ -31,6 +32,8 @@ struct SshX509Decoder {
       base;  // the structure being read: the place of a part that is missing from it
   const SshX509Rules &rules = ssh_x509_rules();
   const SshX509Extension *extension = nullptr;  // the one whose value is being decoded
+  Bytes unchecked = {};  // plain octets that are being read and that the input's own nesting hides
+  bool unusual = false;  // whether a plain decode met what it must leave to the general reader
 
   // refuse notes a refusal unless an inner one was noted before, and gives false. `at` is null for
   // a missing part. Where the work is spent, that is the reason, whatever was being read.
@@ -38,45 +41,101 @@ struct SshX509Decoder {
 
   // read reads a structure that has nothing to lose: classic passes over what the template does not
   // ask for, as its clients have always met it.
-  template <SshAsn1Text Text, class... Outputs>
-  [[nodiscard]] bool read(SshAsn1Node node, SshAsn1Template<Text> text, Outputs... outputs) const {
-    return read_as(rules.reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kSearch, node, text,
+  template <class Element, SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read(Element &element, SshAsn1Template<Text> text, Outputs... outputs) {
+    return read_as(rules.reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kSearch, element, text,
                    outputs...);
   }
 
   // read_known reads a structure with fields that can take something away: under both profiles they
   // are read or the input is refused. Fields that are not known pass under classic.
-  template <SshAsn1Text Text, class... Outputs>
-  [[nodiscard]] bool read_known(SshAsn1Node node, SshAsn1Template<Text> text,
-                                Outputs... outputs) const {
-    return read_as(rules.reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kKnown, node, text,
+  template <class Element, SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read_known(Element &element, SshAsn1Template<Text> text, Outputs... outputs) {
+    return read_as(rules.reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kKnown, element, text,
                    outputs...);
+  }
+
+  // read_known_item does so with an item of a list that must be of the template's form where it
+  // stands.
+  template <SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read_known_item(SshAsn1Unread &item, SshAsn1Template<Text> text,
+                                     Outputs... outputs) {
+    const SshAsn1Mode mode = rules.reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kKnown;
+    return read_alone(mode, item, text, outputs...);
   }
 
   // read_whole reads an element of which under both profiles nothing may be left over: an item of a
   // list whose items can take something away, or all of a constraint.
-  template <SshAsn1Text Text, class... Outputs>
-  [[nodiscard]] bool read_whole(SshAsn1Node node, SshAsn1Template<Text> text,
-                                Outputs... outputs) const {
-    return read_as(SshAsn1Mode::kWhole, node, text, outputs...);
+  template <class Element, SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read_whole(Element &element, SshAsn1Template<Text> text, Outputs... outputs) {
+    return read_as(SshAsn1Mode::kWhole, element, text, outputs...);
   }
 
   // read_whole_list does so with the elements from `list` on.
   template <SshAsn1Text Text, class... Outputs>
-  [[nodiscard]] bool read_whole_list(SshAsn1Node list, SshAsn1Template<Text> text,
-                                     Outputs... outputs) const {
-    return ssh_asn1_read_node_as(SshAsn1Mode::kWhole, list, text, outputs...) == SSH_ASN1_OK;
+  [[nodiscard]] bool read_whole_list(SshAsn1Unread &list, SshAsn1Template<Text> text,
+                                     Outputs... outputs) {
+    return read_plain(list, text, outputs...) ||
+           (!list.is_plain() && ssh_asn1_read_node_as(SshAsn1Mode::kWhole, list.node(), text,
+                                                      outputs...) == SSH_ASN1_OK);
   }
+
+  // read_searching reads an element as classic does, under both profiles.
+  template <SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read_searching(SshAsn1Unread &element, SshAsn1Template<Text> text,
+                                    Outputs... outputs) {
+    return read_alone(SshAsn1Mode::kSearch, element, text, outputs...);
+  }
+
+  // node checks what is to be looked at in another way than by a template. The null node stands for
+  // what is not plain, too.
+  [[nodiscard]] SshAsn1Node node(SshAsn1Unread &element) {
+    unusual |= element.is_plain() && !element.check();
+    return element.is_plain() ? SshAsn1Node() : element.node();
+  }
+
+  // value prepares octets that hold an encoding and that the input's own nesting hides: in a decode
+  // that reads plain octets as they are, in others as the elements that are well-formed. False if
+  // not all are. `value_read` tells that it was read.
+  bool value(Bytes octets, SshAsn1Unread &root);
+  void value_read() { unchecked = {}; }
+  bool plain = false;  // whether it reads so
 
  private:
   template <SshAsn1Text Text, class... Outputs>
-  [[nodiscard]] static bool read_as(SshAsn1Mode mode, SshAsn1Node node, SshAsn1Template<Text> text,
-                                    Outputs... outputs) {
+  [[nodiscard]] bool read_as(SshAsn1Mode mode, SshAsn1Unread &element, SshAsn1Template<Text> text,
+                             Outputs... outputs) {
+    return read_plain(element, text, outputs...) ||
+           (!element.is_plain() && read_as(mode, element.node(), text, outputs...));
+  }
+
+  template <SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] static bool read_as(SshAsn1Mode mode, const SshAsn1Node &node,
+                                    SshAsn1Template<Text> text, Outputs... outputs) {
     // An element that is read whole is read where it stands, whatever follows it.
     const bool alone =
         mode == SshAsn1Mode::kWhole || (mode == SshAsn1Mode::kKnown && ssh_x509_is_sequence(node));
     const SshAsn1Node list = alone ? node.alone() : node;
     return ssh_asn1_read_node_as(mode, list, text, outputs...) == SSH_ASN1_OK;
+  }
+
+  template <SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read_alone(SshAsn1Mode mode, SshAsn1Unread &element,
+                                SshAsn1Template<Text> text, Outputs... outputs) {
+    return read_plain(element, text, outputs...) ||
+           (!element.is_plain() &&
+            ssh_asn1_read_node_as(mode, element.node().alone(), text, outputs...) == SSH_ASN1_OK);
+  }
+
+  // read_plain reads what nobody has checked. What turns out not to be plain is checked instead,
+  // and the general reader goes on with it; what is not well-formed ends the decode.
+  template <SshAsn1Text Text, class... Outputs>
+  [[nodiscard]] bool read_plain(SshAsn1Unread &octets, SshAsn1Template<Text> text,
+                                Outputs... outputs) {
+    if (!octets.is_plain()) return false;
+    if (octets.read(text, outputs...)) return true;
+    unusual |= !octets.check();
+    return false;
   }
 };
 
@@ -95,11 +154,6 @@ struct SshX509Decoder {
   return ssh_x509_record_most(input) - 2 * input - kCheck;
 }
 
-// ssh_x509_decode_root parses an input; octets after the first good element are tolerated. `root`
-// is the list of its elements, and `sequence` the one of them that is read: the first SEQUENCE.
-[[nodiscard]] bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshAsn1Node &sequence,
-                                        SshX509Decoder &decoder);
-
 // ssh_x509_sequence_in gives the SEQUENCE that a template finds in a list, or the list's first
 // element where it finds none.
 [[nodiscard]] inline SshAsn1Node ssh_x509_sequence_in(SshAsn1Node list) {
@@ -108,11 +162,80 @@ struct SshX509Decoder {
   return found ? found : list;
 }
 
-// ssh_x509_encoded_size gives the octets that the elements of a list take.
-[[nodiscard]] size_t ssh_x509_encoded_size(SshAsn1Node list);
+// ssh_x509_to_sequence goes to that element of a list.
+inline void ssh_x509_to_sequence(SshAsn1Unread &list, SshX509Decoder &decoder) {
+  if (list.is_plain() && list && *list.data() == 0x30) return;
+  list.set(ssh_x509_sequence_in(decoder.node(list)));
+}
 
 // ssh_x509_work_is_left refuses an input whose reading ran out of work: lists may have ended early.
 [[nodiscard]] bool ssh_x509_work_is_left(SshX509Decoder &decoder);
+
+// SshX509Root is an input in which a certificate or CRL is looked for.
+struct SshX509Root {
+  SshAsn1Node elements;  // of an input that was checked
+  SshAsn1Unread sequence;
+};
+
+// ssh_x509_decode_root prepares an input: for a plain decode as the one element that it is to be,
+// else as what is well-formed of it. The first SEQUENCE is what is read; octets after the first
+// good element are tolerated.
+[[nodiscard]] bool ssh_x509_decode_root(Bytes der, SshX509Root &root, SshX509Decoder &decoder);
+
+// ssh_x509_root_size gives the octets that the elements of an input take.
+[[nodiscard]] size_t ssh_x509_root_size(Bytes der, const SshX509Root &root,
+                                        const SshX509Decoder &decoder);
+
+// ssh_x509_refusal_stands is true if a decode that read plain octets was refused as one by the
+// general reader would have been: nothing was unusual, and neither was what it did not come to.
+[[nodiscard]] bool ssh_x509_refusal_stands(Bytes der, const SshX509Decoder &decoder);
+
+template <class Record>
+using SshX509Decode = bool (*)(SshAsn1Unread &sequence, Record &record, SshX509Decoder &decoder);
+
+// ssh_x509_decode_in decodes an input into an empty record in one of the two ways of reading; false
+// asks for the general one.
+template <class Record>
+[[nodiscard]] bool ssh_x509_decode_in(bool plain, Bytes der, SshX509Decode<Record> decode,
+                                      Record &record, size_t &size) {
+  record.pool.reserve(ssh_x509_pool_size(der.size()));
+  record.der = record.pool.copy(der);
+  SshX509Decoder decoder{record.pool, &record.refusal, record.der.data(),
+                         SshAsn1Work::for_input(der.size())};
+  decoder.plain = plain;
+  // What the general reader would spend on looking at elements is less than half by far.
+  if (plain) decoder.work.left /= 2;
+  record.pool.limit(ssh_x509_pool_most(der.size()), &decoder.work.left);
+  SshX509Root root;
+  const bool decoded = ssh_x509_decode_root(record.der, root, decoder) &&
+                       decode(root.sequence, record, decoder) && !decoder.unusual &&
+                       ssh_x509_work_is_left(decoder);
+  record.pool.limit(0, nullptr);
+  if (!decoded) record.version = 0;
+  size = decoded ? ssh_x509_root_size(record.der, root, decoder) : 0;
+  return decoded || !plain || ssh_x509_refusal_stands(record.der, decoder);
+}
+
+// ssh_x509_decode_record decodes an input into an empty record and returns the octets of its
+// elements, or 0 if it was refused. It is read as plain octets; what is not well-formed, or takes
+// too much work, is read again from the start, checked first, so that the general reader alone
+// decides about it.
+template <class Record>
+[[nodiscard]] size_t ssh_x509_decode_record(bool plain, Bytes der, SshX509Decode<Record> decode,
+                                            Record *record) {
+  size_t size = 0;
+  if (der.size() > SSH_X509_INPUT_MAX) {
+    record->refusal = {"an encoding above 64 MiB", 0, {}};
+    return 0;
+  }
+  if (plain && ssh_x509_decode_in(true, der, decode, *record, size)) return size;
+  if (plain) {
+    record->~Record();
+    new (record) Record;
+  }
+  (void)ssh_x509_decode_in(false, der, decode, *record, size);
+  return size;
+}
 
 // SshX509Extension is an Extension that is being decoded.
 struct SshX509Extension : SshX509ExtensionView {
@@ -124,14 +247,15 @@ struct SshX509Extension : SshX509ExtensionView {
 // unknown critical extensions and duplicates, except of kinds that may repeat: the unknown ones
 // and, in certificates, the subject directory attributes, whose duplicates are passed over.
 //                                                                     RFC 5280, 4.2
-[[nodiscard]] bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat,
+[[nodiscard]] bool ssh_x509_extension_read(SshAsn1Unread &item, bool attributes_may_repeat,
                                            SshX509ExtensionSet &set, SshX509Extension &extension,
                                            SshX509Decoder &decoder);
 
 // An extension decoder fills its part of a record from the root of the extension's value; false
 // refuses.
 template <class Record>
-using SshX509ExtensionDecode = bool (*)(SshAsn1Node value, Record &record, SshX509Decoder &decoder);
+using SshX509ExtensionDecode = bool (*)(SshAsn1Unread &value, Record &record,
+                                        SshX509Decoder &decoder);
 
 // SshX509ExtensionRow gives a kind its decoder. Kinds without a row pass when not critical.
 template <class Record>
@@ -172,16 +296,16 @@ struct SshX509ExtensionTable {
 //   Extensions ::= SEQUENCE SIZE (1..MAX) OF Extension
 template <class Record>
 [[nodiscard]] bool ssh_x509_extensions_decode(
-    SshAsn1Node node, const SshX509ExtensionTable<Record> &table, bool attributes_may_repeat,
-    Record &record, SshX509Decoder &decoder,
+    SshAsn1Unread &extensions, const SshX509ExtensionTable<Record> &table,
+    bool attributes_may_repeat, Record &record, SshX509Decoder &decoder,
     const SshX509ExtensionTable<Record> *further = nullptr) {
   record.extensions.clear();
-  SshAsn1Node list;
-  if (!decoder.read_whole(node, "(sequence ()(any ()))"_asn1, &list))
-    return decoder.refuse("Extensions", node.data);
+  SshAsn1Unread list;
+  if (!decoder.read_whole(extensions, "(sequence ()(any ()))"_asn1, &list))
+    return decoder.refuse("Extensions", extensions.data());
   record.extension_list = list.list();
-  for (; list; list = ssh_asn1_node_next(list)) {
-    decoder.inside = list.data;
+  for (; list; list.next()) {
+    decoder.inside = list.data();
     SshX509Extension extension;
     if (!ssh_x509_extension_read(list, attributes_may_repeat, record.extensions, extension,
                                  decoder))
@@ -192,40 +316,41 @@ template <class Record>
     SshX509ExtensionDecode<Record> decode = table.decoder(kind, decoder.rules);
     if (!decode && further) decode = further->decoder(kind, decoder.rules);
     if (!decode && extension.critical) {
-      return decoder.refuse("a critical extension that has no place here", list.data, extension.id);
+      return decoder.refuse("a critical extension that has no place here", list.data(),
+                            extension.id);
     }
     if (!decode) continue;
     decoder.extension = &extension;
-    SshAsn1Node root;
-    (void)ssh_asn1_decode_in_place(extension.value, &decoder.work,
-                                   &root);  // decoders see what is missing
+    SshAsn1Unread root;
+    (void)decoder.value(extension.value, root);  // decoders see what is missing
     if (decoder.rules.one_value && root && root.der().size() != extension.value.size())
-      return decoder.refuse("an extension with octets behind its value", list.data, extension.id);
+      return decoder.refuse("an extension with octets behind its value", list.data(), extension.id);
     if (!decode(root, record, decoder)) {
       return decoder.refuse(extension.row->description, extension.value.data(), extension.id);
     }
+    decoder.value_read();
   }
   return true;
 }
 
 // The extension decoders, by record part. Those for general name lists and identifiers serve
 // several extensions.
-[[nodiscard]] bool ssh_x509_decode_key_id(SshAsn1Node value, const SshX509KeyId **key_id,
+[[nodiscard]] bool ssh_x509_decode_key_id(SshAsn1Unread &value, const SshX509KeyId **key_id,
                                           SshX509Decoder &decoder);
-[[nodiscard]] bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list,
+[[nodiscard]] bool ssh_x509_decode_policies(SshAsn1Unread &value, SshX509PolicyInfo **list,
                                             SshX509Decoder &decoder);
-[[nodiscard]] bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names,
+[[nodiscard]] bool ssh_x509_decode_points(SshAsn1Unread &value, const SshX509Name *issuer_names,
                                           SshX509DistributionPoint **list, SshX509Decoder &decoder);
-[[nodiscard]] bool ssh_x509_decode_issuing_point(SshAsn1Node value, SshX509Name *issuer_names,
+[[nodiscard]] bool ssh_x509_decode_issuing_point(SshAsn1Unread &value, SshX509Name *issuer_names,
                                                  SshX509IssuingDistPoint &point,
                                                  SshX509Decoder &decoder);
-[[nodiscard]] bool ssh_x509_decode_access(SshAsn1Node value, SshX509AccessDescription **list,
+[[nodiscard]] bool ssh_x509_decode_access(SshAsn1Unread &value, SshX509AccessDescription **list,
                                           SshX509Decoder &decoder);
-[[nodiscard]] bool ssh_x509_decode_extra(SshAsn1Node value, SshX509Extra **list,
+[[nodiscard]] bool ssh_x509_decode_extra(SshAsn1Unread &value, SshX509Extra **list,
                                          SshX509Decoder &decoder);
-[[nodiscard]] bool ssh_x509_decode_name_constraints(SshAsn1Node value, SshX509Cert &cert,
+[[nodiscard]] bool ssh_x509_decode_name_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                                     SshX509Decoder &decoder);
-[[nodiscard]] bool ssh_x509_decode_policy_constraints(SshAsn1Node value, SshX509Cert &cert,
+[[nodiscard]] bool ssh_x509_decode_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                                       SshX509Decoder &decoder);
 
 // ssh_x509_further_extensions are the decoders of a certificate's further extensions.

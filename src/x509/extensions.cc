@@ -11,13 +11,10 @@ namespace {
 //      extnID      OBJECT IDENTIFIER,
 //      critical    BOOLEAN DEFAULT FALSE,
 //      extnValue   OCTET STRING }                                                RFC 5280, 4.1
-bool read_extension(SshAsn1Node node, SshX509ExtensionView &extension) {
-  extension.der = node.der();
-  return ssh_asn1_read_node_as(
-             SshAsn1Mode::kWhole, node.alone(),
-             "(sequence ()(object-identifier ())(optional(boolean ()))(octet-string ()))"_asn1,
-             &extension.id, &extension.has_critical, &extension.critical,
-             &extension.value) == SSH_ASN1_OK;
+template <class Read>
+bool read_extension(Read read, SshX509ExtensionView &extension) {
+  return read("(sequence ()(object-identifier ())(optional(boolean ()))(octet-string ()))"_asn1,
+              &extension.id, &extension.has_critical, &extension.critical, &extension.value);
 }
 
 }  // namespace
@@ -67,20 +64,46 @@ bool SshX509Decoder::refuse(const char *structure, const uint8_t *at, SshOid ide
   return false;
 }
 
-bool ssh_x509_decode_root(Bytes der, SshAsn1Node &root, SshAsn1Node &sequence,
-                          SshX509Decoder &decoder) {
+bool SshX509Decoder::value(Bytes octets, SshAsn1Unread &root) {
+  if (plain) {
+    unchecked = octets;
+    root.set(octets, &work);
+    return true;
+  }
+  SshAsn1Node elements;
+  const SshAsn1Status status = ssh_asn1_decode_in_place(octets, &work, &elements);
+  root.set(elements);
+  return status == SSH_ASN1_OK;
+}
+
+bool ssh_x509_decode_root(Bytes der, SshX509Root &root, SshX509Decoder &decoder) {
+  if (decoder.plain) {
+    root.sequence.set(der, &decoder.work);
+    return true;
+  }
   const uint8_t *fault = nullptr;
-  const SshAsn1Status status = ssh_asn1_decode_in_place(der, &decoder.work, &root, &fault);
+  const SshAsn1Status status = ssh_asn1_decode_in_place(der, &decoder.work, &root.elements, &fault);
   if (status == SSH_ASN1_BER_OPEN_FAILED) return decoder.refuse("BER encoding", fault);
-  if (!root) return decoder.refuse("nothing to decode", der.data());
-  sequence = ssh_x509_sequence_in(root);
+  if (!root.elements) return decoder.refuse("nothing to decode", der.data());
+  root.sequence.set(ssh_x509_sequence_in(root.elements));
   return true;
 }
 
-size_t ssh_x509_encoded_size(SshAsn1Node list) {
+size_t ssh_x509_root_size(Bytes der, const SshX509Root &root, const SshX509Decoder &decoder) {
+  if (decoder.plain) return der.size();
   size_t size = 0;
-  for (; list; list = ssh_asn1_node_next(list)) size += list.der().size();
+  for (SshAsn1Node node = root.elements; node; node = ssh_asn1_node_next(node))
+    size += node.der().size();
   return size;
+}
+
+bool ssh_x509_refusal_stands(Bytes der, const SshX509Decoder &decoder) {
+  const auto one_element = [](Bytes octets) {
+    const SshBerExtent extent = ssh_ber_check(octets);
+    return !extent.fault && extent.elements == 1;
+  };
+  return !decoder.unusual && decoder.work.left != 0 && one_element(der) &&
+         (decoder.unchecked.empty() || one_element(decoder.unchecked));
 }
 
 bool ssh_x509_work_is_left(SshX509Decoder &decoder) {
@@ -95,7 +118,13 @@ bool SshX509ExtensionCursor::next() {
   if (!node) return false;
   list_ = {node.next, node.end};
   extension_ = {};
-  return read_extension(node, extension_);
+  extension_.der = node.der();
+  return read_extension(
+      [&](auto... arguments) {
+        return ssh_asn1_read_node_as(SshAsn1Mode::kWhole, node.alone(), arguments...) ==
+               SSH_ASN1_OK;
+      },
+      extension_);
 }
 
 bool SshX509ItemCursor::next() {
@@ -111,18 +140,21 @@ bool SshX509ItemCursor::next() {
   return !failed_;
 }
 
-bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat, SshX509ExtensionSet &set,
-                             SshX509Extension &extension, SshX509Decoder &decoder) {
-  if (!read_extension(node, extension)) return decoder.refuse("Extension", node.data);
+bool ssh_x509_extension_read(SshAsn1Unread &item, bool attributes_may_repeat,
+                             SshX509ExtensionSet &set, SshX509Extension &extension,
+                             SshX509Decoder &decoder) {
+  const uint8_t *const at = item.data();
+  const auto read = [&](auto... arguments) { return decoder.read_whole(item, arguments...); };
+  if (!read_extension(read, extension)) return decoder.refuse("Extension", at);
+  extension.der = item.der();
   extension.row = ssh_oid_find_encoded(extension.id, SSH_OID_EXTENSION);
   if (!extension.row) {
-    return !extension.critical ||
-           decoder.refuse("an unknown critical extension", node.data, extension.id);
+    return !extension.critical || decoder.refuse("an unknown critical extension", at, extension.id);
   }
   const uint32_t kind = extension.row->code;
   if (set.test(kind) && kind != SSH_X509_EXT_UNKNOWN) {
     extension.repeated = attributes_may_repeat && kind == SSH_X509_EXT_SUBJECT_DIRECTORY_ATTRIBUTES;
-    return extension.repeated || decoder.refuse("a repeated extension", node.data, extension.id);
+    return extension.repeated || decoder.refuse("a repeated extension", at, extension.id);
   }
   set.set(kind, extension.critical != 0);
   return true;
@@ -132,12 +164,12 @@ bool ssh_x509_extension_read(SshAsn1Node node, bool attributes_may_repeat, SshX5
 //      keyIdentifier             [0] KeyIdentifier            OPTIONAL,
 //      authorityCertIssuer       [1] GeneralNames             OPTIONAL,
 //      authorityCertSerialNumber [2] CertificateSerialNumber  OPTIONAL }     RFC 5280, 4.2.1.1
-bool ssh_x509_decode_key_id(SshAsn1Node value, const SshX509KeyId **key_id,
+bool ssh_x509_decode_key_id(SshAsn1Unread &value, const SshX509KeyId **key_id,
                             SshX509Decoder &decoder) {
   auto &record = *decoder.pool.make<SshX509KeyId>();
   *key_id = &record;
   int has_id = 0, has_issuer = 0, has_serial = 0;
-  SshAsn1Node issuer;
+  SshAsn1Unread issuer;
   if (!decoder.read_known(
           value,
           "(sequence ()(optional(octet-string (0)))(optional(sequence (1) (any ())))"
@@ -146,7 +178,7 @@ bool ssh_x509_decode_key_id(SshAsn1Node value, const SshX509KeyId **key_id,
     return false;
   }
   record.has_serial = has_serial != 0;
-  for (; issuer; issuer = ssh_asn1_node_next(issuer)) {
+  for (; issuer; issuer.next()) {
     if (!ssh_x509_name_decode_general(issuer, decoder, &record.issuer)) return false;
   }
   return true;
@@ -155,15 +187,15 @@ bool ssh_x509_decode_key_id(SshAsn1Node value, const SshX509KeyId **key_id,
 // AuthorityInfoAccessSyntax ::= SEQUENCE SIZE (1..MAX) OF AccessDescription
 // AccessDescription ::= SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation GeneralName }
 //                                                                 RFC 5280, 4.2.2.1, 4.2.2.2
-bool ssh_x509_decode_access(SshAsn1Node value, SshX509AccessDescription **list,
+bool ssh_x509_decode_access(SshAsn1Unread &value, SshX509AccessDescription **list,
                             SshX509Decoder &decoder) {
-  SshAsn1Node node;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
+  SshAsn1Unread item;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &item)) return false;
   SshX509Tail descriptions(list);
-  for (; node; node = ssh_asn1_node_next(node)) {
+  for (; item; item.next()) {
     auto *description = decoder.pool.make<SshX509AccessDescription>();
-    SshAsn1Node location;
-    if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1,
+    SshAsn1Unread location;
+    if (!decoder.read(item, "(sequence ()(object-identifier ())(any ()))"_asn1,
                       &description->method, &location)) {
       return false;
     }

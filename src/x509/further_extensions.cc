@@ -18,7 +18,7 @@ struct FormValue {
   SshAsn1Node items;
 };
 
-bool read_form(SshAsn1Node value, FormValue &form, SshX509Decoder &decoder) {
+bool read_form(SshAsn1Unread &value, FormValue &form, SshX509Decoder &decoder) {
   return decoder.read(value,
                       "(choice(null ())(octet-string ())(bit-string ())(integer ())"
                       "(ia5-string ())(bmp-string ())(utc-time ())(generalized-time ())"
@@ -59,30 +59,30 @@ SshX509Further &further_of(SshX509Cert &cert, SshX509Decoder &decoder) {
   return *cert.further;
 }
 
-bool decode_extra(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_extra(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   return ssh_x509_decode_extra(value, &further_of(cert, decoder).extras, decoder);
 }
 
 // InhibitAnyPolicy ::= SkipCerts
 // SkipCerts ::= INTEGER (0..MAX)                                              RFC 5280, 4.2.1.14
-bool decode_inhibit_any_policy(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_inhibit_any_policy(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshMpInt skip;
   return decoder.read(value, "(integer ())"_asn1, &skip) &&
          skip.to_uint32(further_of(cert, decoder).inhibit_any_policy);
 }
 
-bool decode_subject_info_access(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_subject_info_access(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   return ssh_x509_decode_access(value, &further_of(cert, decoder).subject_info_access, decoder);
 }
 
 // FreshestCRL ::= CRLDistributionPoints                                       RFC 5280, 4.2.1.15
-bool decode_freshest_crl(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_freshest_crl(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   return ssh_x509_decode_points(value, cert.issuer_names, &further_of(cert, decoder).freshest_crl,
                                 decoder);
 }
 
 // Features ::= SEQUENCE OF INTEGER                                            RFC 7633, 4.1
-bool decode_tls_features(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_tls_features(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Node list;
   if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &list)) return false;
   uint32_t count = 0;
@@ -105,7 +105,7 @@ bool decode_tls_features(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &d
 //      templateID              OBJECT IDENTIFIER,
 //      templateMajorVersion    INTEGER (0..4294967295) OPTIONAL,
 //      templateMinorVersion    INTEGER (0..4294967295) OPTIONAL }
-bool decode_template(SshAsn1Node value, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool decode_template(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   auto *record = decoder.pool.make<SshX509CertTemplate>();
   SshMpInt major, minor;
   if (!decoder.read(
@@ -144,7 +144,7 @@ constinit const SshX509ExtensionTable<SshX509Cert> ssh_x509_further_extensions({
     {SSH_X509_EXT_APPLICATION_POLICIES, decode_extra},
 });
 
-bool ssh_x509_decode_extra(SshAsn1Node value, SshX509Extra **list, SshX509Decoder &decoder) {
+bool ssh_x509_decode_extra(SshAsn1Unread &value, SshX509Extra **list, SshX509Decoder &decoder) {
   const SshOidRow *row = decoder.extension->row;
   FormValue read;
   if (!read_form(value, read, decoder)) return false;

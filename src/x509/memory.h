@@ -4,6 +4,9 @@
 
 #include <cstddef>
 
+// SSH_X509_INPUT_MAX is the largest encoding that is decoded; above it a decode fails.
+constexpr size_t SSH_X509_INPUT_MAX = 0x4000000;
+
 // ssh_x509_record_most bounds what the decode of an input takes of the heap, and its record after
 // it. Records of hostile input may be many times its size: two octets are enough for a name. Beyond
 // this bound the decode fails; what certificates and CRLs hold stays far below it.

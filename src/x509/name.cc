@@ -77,8 +77,8 @@ bool ssh_x509_name_other(const SshX509Name &name, SshOid *type, Bytes *value) {
   return true;
 }
 
-bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshX509Decoder &decoder,
-                             SshX509Name **list) {
+bool ssh_x509_name_decode_dn(const SshAsn1Unread &node, SshX509NameType type,
+                             SshX509Decoder &decoder, SshX509Name **list) {
   bool empty = false;
   if (!node || !ssh_dn_check_der(node.der(), &empty)) return false;
   if (empty) return true;
@@ -99,24 +99,26 @@ bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type, SshX509Deco
 //      uniformResourceIdentifier [6]  IA5String,
 //      iPAddress                 [7]  OCTET STRING,
 //      registeredID              [8]  OBJECT IDENTIFIER }                   RFC 5280, 4.2.1.6
-bool ssh_x509_name_decode_general(SshAsn1Node node, SshX509Decoder &decoder, SshX509Name **list) {
+bool ssh_x509_name_decode_general(SshAsn1Unread &given, SshX509Decoder &decoder,
+                                  SshX509Name **list) {
   int which = -1;
   SshAsn1Node any;
+  SshAsn1Unread directory;
   SshOid id;
   Bytes *const octets = &id.octets;  // no more than one of the alternatives is read
-  if (!decoder.read(node,
+  if (!decoder.read(given,
                     "(choice(any (0))(ia5-string (1))(ia5-string (2))(any (3))(any (e 4))(any (5))"
                     "(ia5-string (6))(octet-string (7))(object-identifier (8)))"_asn1,
-                    &which, &any, octets, octets, &any, &any, &any, octets, octets, &id)) {
+                    &which, &any, octets, octets, &any, &directory, &any, octets, octets, &id)) {
     return false;
   }
   const Alternative &alternative = kAlternatives[which];
   if (alternative.type == SSH_X509_NAME_DIRECTORY)
-    return ssh_x509_name_decode_dn(any, alternative.type, decoder, list);
+    return ssh_x509_name_decode_dn(directory, alternative.type, decoder, list);
 
   auto *name = decoder.pool.make<SshX509Name>();
   name->type = alternative.type;
-  name->der = node.der();
+  name->der = given.der();
   if (alternative.octets) name->*alternative.octets = *octets;
   if (alternative.type == SSH_X509_NAME_OTHER) name->data = name->der;
   // An identifier counts as its dotted text, which ends by itself and has no length.
@@ -127,11 +129,11 @@ bool ssh_x509_name_decode_general(SshAsn1Node node, SshX509Decoder &decoder, Ssh
 }
 
 // GeneralNames ::= SEQUENCE SIZE (1..MAX) OF GeneralName, also under an implicit tag
-bool ssh_x509_name_decode_general_names(SshAsn1Node node, SshX509Decoder &decoder,
+bool ssh_x509_name_decode_general_names(SshAsn1Unread &names, SshX509Decoder &decoder,
                                         SshX509Name **list) {
-  SshAsn1Node name;
-  if (!decoder.read(node, "(sequence (*) (any ()))"_asn1, &name)) return false;
-  for (; name; name = ssh_asn1_node_next(name)) {
+  SshAsn1Unread name;
+  if (!decoder.read(names, "(sequence (*) (any ()))"_asn1, &name)) return false;
+  for (; name; name.next()) {
     if (!ssh_x509_name_decode_general(name, decoder, list)) return false;
   }
   return true;

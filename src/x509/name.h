@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "asn1/node.h"
 #include "asn1/oid.h"
+#include "asn1/plain.h"
 #include "x509/dn.h"
 
 struct SshX509Decoder;
@@ -62,12 +62,12 @@ void ssh_x509_name_reset(SshX509Name *list);
 
 // ssh_x509_name_decode_dn checks a Name and adds one entry for it to `list`; an empty name adds
 // none.
-[[nodiscard]] bool ssh_x509_name_decode_dn(SshAsn1Node node, SshX509NameType type,
+[[nodiscard]] bool ssh_x509_name_decode_dn(const SshAsn1Unread &name, SshX509NameType type,
                                            SshX509Decoder &decoder, SshX509Name **list);
 
 // ssh_x509_name_decode_general adds one GeneralName, ssh_x509_name_decode_general_names those of a
 // SEQUENCE under any tag. RFC 5280, 4.2.1.6
-[[nodiscard]] bool ssh_x509_name_decode_general(SshAsn1Node node, SshX509Decoder &decoder,
+[[nodiscard]] bool ssh_x509_name_decode_general(SshAsn1Unread &name, SshX509Decoder &decoder,
                                                 SshX509Name **list);
-[[nodiscard]] bool ssh_x509_name_decode_general_names(SshAsn1Node node, SshX509Decoder &decoder,
+[[nodiscard]] bool ssh_x509_name_decode_general_names(SshAsn1Unread &names, SshX509Decoder &decoder,
                                                       SshX509Name **list);

@@ -326,7 +326,21 @@ const SshOidRow *find_text(const Kind &kind, const char *oid) {
   return nullptr;
 }
 
-bool same_octets(const uint8_t *a, const uint8_t *b, size_t length) {
+template <class Word>
+bool same_ends(const uint8_t *a, const uint8_t *b, size_t length) {
+  Word first_a, first_b, last_a, last_b;
+  std::memcpy(&first_a, a, sizeof(Word));
+  std::memcpy(&first_b, b, sizeof(Word));
+  std::memcpy(&last_a, a + length - sizeof(Word), sizeof(Word));
+  std::memcpy(&last_b, b + length - sizeof(Word), sizeof(Word));
+  return first_a == first_b && last_a == last_b;
+}
+
+// same_octets compares identifiers of tables, which have at most 15 octets, by words that overlap.
+inline bool same_octets(const uint8_t *a, const uint8_t *b, size_t length) {
+  static_assert(sizeof(SshOidConstant::octets) < 2 * sizeof(uint64_t));
+  if (length >= sizeof(uint64_t)) return same_ends<uint64_t>(a, b, length);
+  if (length >= sizeof(uint32_t)) return same_ends<uint32_t>(a, b, length);
   while (length > 0 && a[length - 1] == b[length - 1]) --length;  // the ends differ most
   return length == 0;
 }

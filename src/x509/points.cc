@@ -10,12 +10,13 @@ namespace {
 // relative name. The SET of a relative name stands under [1]; its pairs alone do so where the
 // profile says that the tag is implicit, as the standard does. They are why [1] may hold several
 // elements.
-bool decode_point_name(SshAsn1Node node, SshX509PointName &name, auto find_issuer,
+bool decode_point_name(SshAsn1Unread &point, SshX509PointName &name, auto find_issuer,
                        SshX509Decoder &decoder) {
   int which = -1;
-  SshAsn1Node full, relative;
-  if (ssh_asn1_read_node(node.alone(), "(choice(any (0)) (any (e 1)))"_asn1, &which, &full,
-                         &relative) != SSH_ASN1_OK) {
+  SshAsn1Unread full;
+  SshAsn1Node relative;
+  if (!decoder.read_searching(point, "(choice(any (0)) (any (e 1)))"_asn1, &which, &full,
+                              &relative)) {
     return false;
   }
   if (which == 0) return ssh_x509_name_decode_general_names(full, decoder, &name.full);
@@ -43,18 +44,18 @@ bool ssh_x509_point_name_expand(const SshX509PointName &name, SshDN *dn) {
 //      cRLIssuer         [2] GeneralNames          OPTIONAL }                 RFC 5280, 4.2.1.13
 // Classic: a relative name deliberately extends the certificate's issuer even where the point names
 // a CRL issuer of its own, which by the standard it extends then.
-bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names,
+bool ssh_x509_decode_points(SshAsn1Unread &value, const SshX509Name *issuer_names,
                             SshX509DistributionPoint **list, SshX509Decoder &decoder) {
-  SshAsn1Node node;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
+  SshAsn1Unread item;
+  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &item)) return false;
   SshX509Tail points(list);
-  for (; node; node = ssh_asn1_node_next(node)) {
+  for (; item; item.next()) {
     auto *point = decoder.pool.make<SshX509DistributionPoint>();
     int has_name = 0, has_reasons = 0, has_issuer = 0;
-    SshAsn1Node name, issuer;
+    SshAsn1Unread name, issuer;
     SshAsn1Bits reasons;
-    if (!decoder.read_known(
-            node.alone(),
+    if (!decoder.read_known_item(
+            item,
             "(sequence ()(optional(any (e 0)))(optional(bit-string (1)))(optional(any (2))))"_asn1,
             &has_name, &name, &has_reasons, &reasons, &has_issuer, &issuer)) {
       return false;
@@ -83,10 +84,10 @@ bool ssh_x509_decode_points(SshAsn1Node value, const SshX509Name *issuer_names,
 // Classic does not know the last and passes over it, as over any field that it does not know.
 // Finding the issuer for a relative name deliberately takes it, unlike in a certificate's
 // distribution points.
-bool ssh_x509_decode_issuing_point(SshAsn1Node value, SshX509Name *issuer_names,
+bool ssh_x509_decode_issuing_point(SshAsn1Unread &value, SshX509Name *issuer_names,
                                    SshX509IssuingDistPoint &point, SshX509Decoder &decoder) {
   int has_name = 0, has_user = 0, has_ca = 0, has_reasons = 0, has_indirect = 0, has_attribute = 0;
-  SshAsn1Node name;
+  SshAsn1Unread name;
   SshAsn1Bits reasons;
   const bool read =
       decoder.rules.attribute_certs_flag

@@ -1,6 +1,4 @@
 // Certificate policies and their qualifiers.
-#include <utility>
-
 #include "x509/decoder.h"
 
 namespace {
@@ -10,7 +8,7 @@ constexpr uint32_t kSequenceTag = 16;
 enum : uint32_t { kQualifierCps = 1, kQualifierUserNotice = 2 };  // codes of the registry's rows
 
 // DisplayText ::= CHOICE { ia5String, visibleString, bmpString, utf8String }
-bool decode_display_text(SshAsn1Node node, bool may_be_ia5, SshX509Text &text,
+bool decode_display_text(SshAsn1Unread &node, bool may_be_ia5, SshX509Text &text,
                          SshX509Decoder &decoder) {
   constexpr SshCharset kCharsets[] = {SSH_CHARSET_IA5, SSH_CHARSET_VISIBLE, SSH_CHARSET_BMP,
                                       SSH_CHARSET_UTF8};
@@ -25,14 +23,21 @@ bool decode_display_text(SshAsn1Node node, bool may_be_ia5, SshX509Text &text,
   return which != 0 || may_be_ia5;
 }
 
-bool read_notice_reference(SshAsn1Node node, SshX509Text &organization, SshAsn1Node &numbers,
+// is_sequence is true for an element with the tag of a SEQUENCE, however it is written.
+bool is_sequence(const SshAsn1Unread &element) {
+  return element.is_plain()
+             ? ssh_asn1_identifier_of(*element.data()) == kSequenceTag
+             : ssh_asn1_node_open(element.node()).is(SSH_BER_UNIVERSAL, kSequenceTag);
+}
+
+bool read_notice_reference(SshAsn1Unread &node, SshX509Text &organization, SshAsn1Node &numbers,
                            SshX509Decoder &decoder) {
   if (!decoder.rules.display_text_choices) {
     organization.present = true;
     return decoder.read(node, "(sequence ()(ia5-string ())(sequence ()(any ())))"_asn1,
                         &organization.octets, &numbers);
   }
-  SshAsn1Node text;
+  SshAsn1Unread text;
   return decoder.read(node, "(sequence ()(any ())(sequence ()(any ())))"_asn1, &text, &numbers) &&
          decode_display_text(text, true, organization, decoder);
 }
@@ -40,7 +45,7 @@ bool read_notice_reference(SshAsn1Node node, SshX509Text &organization, SshAsn1N
 // NoticeReference ::= SEQUENCE {
 //      organization     DisplayText,
 //      noticeNumbers    SEQUENCE OF INTEGER }
-bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
+bool decode_notice_reference(SshAsn1Unread &node, SshX509PolicyQualifier &qualifier,
                              SshX509Decoder &decoder) {
   SshAsn1Node numbers;
   if (!read_notice_reference(node, qualifier.organization, numbers, decoder)) return false;
@@ -67,36 +72,35 @@ bool decode_notice_reference(SshAsn1Node node, SshX509PolicyQualifier &qualifier
 // Classic: the first element is taken as the reference whatever it is, so a notice of an explicit
 // text alone is refused; deliberate, as the set of certificates that are accepted must stay what it
 // was.
-bool decode_user_notice(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
+bool decode_user_notice(SshAsn1Unread &node, SshX509PolicyQualifier &qualifier,
                         SshX509Decoder &decoder) {
   int has_reference = 0, has_text = 0;
-  SshAsn1Node reference, text;
+  SshAsn1Unread first, second;
   if (!decoder.read(node, "(sequence ()(optional(any ()))(optional(any ())))"_asn1, &has_reference,
-                    &reference, &has_text, &text)) {
+                    &first, &has_text, &second)) {
     return false;
   }
-  if (decoder.rules.notice_text_alone && has_reference && !has_text &&
-      !ssh_asn1_node_open(reference).is(SSH_BER_UNIVERSAL, kSequenceTag)) {
-    std::swap(reference, text);
-    std::swap(has_reference, has_text);
-  }
-  if (has_reference && !decode_notice_reference(reference, qualifier, decoder)) return false;
-  return !has_text || decode_display_text(text, decoder.rules.display_text_choices,
-                                          qualifier.explicit_text, decoder);
+  const bool text_alone =
+      decoder.rules.notice_text_alone && has_reference && !has_text && !is_sequence(first);
+  if (has_reference && !text_alone && !decode_notice_reference(first, qualifier, decoder))
+    return false;
+  SshAsn1Unread &text = text_alone ? first : second;
+  return (!has_text && !text_alone) || decode_display_text(text, decoder.rules.display_text_choices,
+                                                           qualifier.explicit_text, decoder);
 }
 
 // PolicyQualifierInfo ::= SEQUENCE {
 //      policyQualifierId  PolicyQualifierId,
 //      qualifier          ANY DEFINED BY policyQualifierId }
-bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
+bool decode_qualifier(SshAsn1Unread &node, SshX509PolicyQualifier &qualifier,
                       SshX509Decoder &decoder) {
-  SshAsn1Node value;
+  SshAsn1Unread value;
   if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &qualifier.id,
                     &value)) {
     return false;
   }
   const SshOidRow *row = ssh_oid_find_encoded(qualifier.id, SSH_OID_POLICY_QUALIFIER);
-  if (!row) return decoder.refuse("an unknown policy qualifier", node.data, qualifier.id);
+  if (!row) return decoder.refuse("an unknown policy qualifier", node.data(), qualifier.id);
   if (row->code == kQualifierUserNotice) return decode_user_notice(value, qualifier, decoder);
   if (row->code != kQualifierCps) return false;
   qualifier.cps_uri.present = true;
@@ -110,22 +114,22 @@ bool decode_qualifier(SshAsn1Node node, SshX509PolicyQualifier &qualifier,
 //      policyIdentifier   CertPolicyId,
 //      policyQualifiers   SEQUENCE SIZE (1..MAX) OF PolicyQualifierInfo OPTIONAL }
 //                                                                 RFC 5280, 4.2.1.4
-bool ssh_x509_decode_policies(SshAsn1Node value, SshX509PolicyInfo **list,
+bool ssh_x509_decode_policies(SshAsn1Unread &value, SshX509PolicyInfo **list,
                               SshX509Decoder &decoder) {
-  SshAsn1Node node;
+  SshAsn1Unread node;
   if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
   SshX509Tail policies(list);
-  for (; node; node = ssh_asn1_node_next(node)) {
+  for (; node; node.next()) {
     auto *policy = decoder.pool.make<SshX509PolicyInfo>();
     int has_qualifiers = 0;
-    SshAsn1Node item;
+    SshAsn1Unread item;
     if (!decoder.read(node,
                       "(sequence ()(object-identifier ())(optional (sequence () (any ()))))"_asn1,
                       &policy->id, &has_qualifiers, &item)) {
       return false;
     }
     SshX509Tail qualifiers(&policy->qualifiers);
-    for (; item; item = ssh_asn1_node_next(item)) {
+    for (; item; item.next()) {
       auto *qualifier = decoder.pool.make<SshX509PolicyQualifier>();
       if (!decode_qualifier(item, *qualifier, decoder)) return false;
       qualifiers.append(qualifier);

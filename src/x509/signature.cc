@@ -13,14 +13,15 @@ constexpr size_t kOrderMax = SSH_X509_INPUT_MAX / 2;
 // a DSA key of its own, or with one that is shorter than its issuer's, can carry a DSA signature
 // only as the DER that it is.
 bool convert_dsa(Bytes octets, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshAsn1Node root;
+  SshAsn1Unread root;
   SshMpInt r, s, q;
   q.set_twos_complement(cert.key.q);
   const size_t length = q.negative() ? 0 : (q.bits() + 7) / 8;
   if (length > kOrderMax) return false;
   if (length == 0 && !decoder.rules.octets_as_signature) return false;
-  (void)ssh_asn1_decode_in_place(octets, &decoder.work, &root);
+  (void)decoder.value(octets, root);  // the read sees what is missing
   if (!decoder.read(root, "(sequence ()(integer ())(integer ()))"_asn1, &r, &s)) return false;
+  decoder.value_read();
   if (r.negative() || s.negative()) return false;
   if (length == 0 || std::max(r.magnitude().size(), s.magnitude().size()) > length) {
     cert.signature = octets;
@@ -38,17 +39,17 @@ bool convert_dsa(Bytes octets, SshX509Cert &cert, SshX509Decoder &decoder) {
 // AlgorithmIdentifier ::= SEQUENCE {
 //      algorithm     OBJECT IDENTIFIER,
 //      parameters    ANY DEFINED BY algorithm OPTIONAL }
-const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Node node, SshX509Decoder &decoder,
+const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Unread &node, SshX509Decoder &decoder,
                                               SshAsn1Node *parameters) {
   SshOid id;
   SshAsn1Node any;
   if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &id,
                     parameters ? parameters : &any)) {
-    (void)decoder.refuse("AlgorithmIdentifier", node.data);
+    (void)decoder.refuse("AlgorithmIdentifier", node.data());
     return nullptr;
   }
   const SshOidRow *row = ssh_oid_find_encoded(id, SSH_OID_SIGNATURE);
-  if (!row) (void)decoder.refuse("an unknown signature algorithm", node.data, id);
+  if (!row) (void)decoder.refuse("an unknown signature algorithm", node.data(), id);
   return row;
 }
 

@@ -3,13 +3,12 @@
 // signature value needs a branch in signature.cc.
 #pragma once
 
-#include "asn1/node.h"
 #include "x509/cert.h"
 #include "x509/decoder.h"
 
 // ssh_x509_signature_algorithm looks an AlgorithmIdentifier up and stores its parameters, which it
 // does not read, if asked to. Null if it is unknown, which is noted as a refusal. RFC 5280, 4.1.1.2
-[[nodiscard]] const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Node node,
+[[nodiscard]] const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Unread &node,
                                                             SshX509Decoder &decoder,
                                                             SshAsn1Node *parameters = nullptr);
 

@@ -3,11 +3,11 @@
 namespace {
 
 // RSAPublicKey ::= SEQUENCE { modulus INTEGER, publicExponent INTEGER }            RFC 3279, 2.3.1
-bool read_rsa(SshAsn1Node key, SshX509Key &record, SshX509Decoder &decoder) {
+bool read_rsa(SshAsn1Unread &key, SshX509Key &record, SshX509Decoder &decoder) {
   return decoder.read(key, "(sequence ()(integer ())(integer ()))"_asn1, &record.n, &record.e);
 }
 
-bool decode_rsa(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
+bool decode_rsa(SshAsn1Node parameters, SshAsn1Unread &key, SshX509Key &record,
                 SshX509Decoder &decoder) {
   record.usable = parameters && read_rsa(key, record, decoder);
   return record.usable;
@@ -15,14 +15,14 @@ bool decode_rsa(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
 
 // An RSASSA-PSS key is an RSAPublicKey too, but no key object may be made of it: that one would
 // sign and encrypt in ways that the key is not meant for.                         RFC 4055, 1.2
-bool decode_rsa_pss(SshAsn1Node, SshAsn1Node key, SshX509Key &record, SshX509Decoder &decoder) {
+bool decode_rsa_pss(SshAsn1Node, SshAsn1Unread &key, SshX509Key &record, SshX509Decoder &decoder) {
   return read_rsa(key, record, decoder);
 }
 
 // Dss-Parms ::= SEQUENCE { p INTEGER, q INTEGER, g INTEGER }; DSAPublicKey ::= INTEGER
 // Parameters that are missing or NULL are inherited from the issuer's certificate, which is not at
 // hand.                                                                           RFC 3279, 2.3.2
-bool decode_dsa(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
+bool decode_dsa(SshAsn1Node parameters, SshAsn1Unread &key, SshX509Key &record,
                 SshX509Decoder &decoder) {
   int which = -1;
   const bool read = decoder.read(
@@ -37,7 +37,7 @@ bool decode_dsa(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
 // The keys whose numbers are read. Those of other types are not looked into.
 struct KeyRow {
   uint32_t type;
-  bool (*decode)(SshAsn1Node parameters, SshAsn1Node key, SshX509Key &record,
+  bool (*decode)(SshAsn1Node parameters, SshAsn1Unread &key, SshX509Key &record,
                  SshX509Decoder &decoder);
   const char *refusal;
 };
@@ -54,14 +54,14 @@ bool decode_bits(const SshOidKeyType &type, SshAsn1Node parameters, Bytes octets
   if (type.form == SSH_OID_KEY_OCTETS)
     return type.length ? octets.size() == type.length : !octets.empty();
 
-  SshAsn1Node key;
-  if (ssh_asn1_decode_in_place(octets, &decoder.work, &key) != SSH_ASN1_OK) return false;
+  SshAsn1Unread key;
+  if (!decoder.value(octets, key)) return false;
   for (const KeyRow &row : kKeys) {
     if (row.type != type.code) continue;
     refusal = row.refusal;
     return row.decode(parameters, key, record, decoder);
   }
-  return true;
+  return !key || decoder.node(key);
 }
 
 SshMpInt integer(Bytes content) {
@@ -75,7 +75,8 @@ SshMpInt integer(Bytes content) {
 // SubjectPublicKeyInfo ::= SEQUENCE {
 //      algorithm            AlgorithmIdentifier,
 //      subjectPublicKey     BIT STRING }                                         RFC 5280, 4.1
-bool ssh_x509_subject_key_decode(SshAsn1Node node, SshX509Cert &cert, SshX509Decoder &decoder) {
+bool ssh_x509_subject_key_decode(SshAsn1Unread &node, SshX509Cert &cert, SshX509Decoder &decoder) {
+  ssh_x509_to_sequence(node, decoder);
   SshOid id;
   SshAsn1Node parameters;
   SshAsn1Bits bits;
@@ -91,7 +92,7 @@ bool ssh_x509_subject_key_decode(SshAsn1Node node, SshX509Cert &cert, SshX509Dec
   cert.key.algorithm = ssh_oid_find_encoded(id, SSH_OID_PUBLIC_KEY);
   if (!cert.key.algorithm) {
     return decoder.rules.keys_without_object ||
-           decoder.refuse("an unknown public-key algorithm", node.data, id);
+           decoder.refuse("an unknown public-key algorithm", node.data(), id);
   }
   const SshOidKeyType *type = cert.key.algorithm->key_type;
   cert.public_key_type = type->code;
@@ -99,9 +100,10 @@ bool ssh_x509_subject_key_decode(SshAsn1Node node, SshX509Cert &cert, SshX509Dec
   cert.allowed_ca_usage = type->ca_usage;
 
   const char *refusal = nullptr;
-  return decode_bits(*type, parameters, bits.octets.first(bits.bits / 8), cert.key, decoder,
-                     refusal) ||
-         decoder.refuse(refusal, node.data, id);
+  if (!decode_bits(*type, parameters, bits.octets.first(bits.bits / 8), cert.key, decoder, refusal))
+    return decoder.refuse(refusal, node.data(), id);
+  decoder.value_read();
+  return true;
 }
 
 SshPublicKey *ssh_x509_cert_public_key(const SshX509Cert *cert) {

@@ -3,10 +3,9 @@
 // object needs a row of the table in subject_key.cc too.
 #pragma once
 
-#include "asn1/node.h"
 #include "x509/cert.h"
 #include "x509/decoder.h"
 
 // ssh_x509_subject_key_decode fills the key's type, usages and numbers. False on failure.
-[[nodiscard]] bool ssh_x509_subject_key_decode(SshAsn1Node node, SshX509Cert &cert,
+[[nodiscard]] bool ssh_x509_subject_key_decode(SshAsn1Unread &node, SshX509Cert &cert,
                                                SshX509Decoder &decoder);
