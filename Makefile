@@ -10,4 +10,4 @@ soak: ; tools/soak.sh
 faults: ; tools/faults.py --first --sample 200 --seed 1 --longest 20
 check: ; tools/check.sh
 doc: ; tools/setup.sh doc && tools/build.sh release doc
-install: ; tools/build.sh --offline release && cmake --install build/native --prefix "$(PREFIX)"
+install: ; tools/build.sh --offline shipped && cmake --install build/shipped --prefix "$(PREFIX)"

@@ -16,36 +16,44 @@ constexpr SshCertDBLimits kLimits = {
 // Integers for the identifier, octets for the keys.
 constexpr uint32_t kDataTypes[SSH_CERTDB_KEY_TYPES] = {0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 
-// kElementMemory bounds what an element takes beside its certificate's record and its keys.
-constexpr size_t kElementMemory = ssh_mem_heap_size(sizeof(SshCMCertificate)) +
-                                  ssh_mem_heap_size(sizeof(SshCertDBEntry)) +
-                                  ssh_mem_heap_size(sizeof(SshCMCertListNode));
-
 // kDecodeMemory is the part of a list's memory that only the decode of a certificate may use.
 constexpr size_t kDecodeMemory = 0x3F00000;
 
-// Account is what the elements of a list may still take of the heap. It is asked before they do.
+// Account is what the elements of a list may still take of the heap: the database's pool, in which
+// they lie, and beside it their keys and what records have beyond their room in the pool.
 class Account {
  public:
-  explicit Account(size_t most) : left_(most - kDecodeMemory) {}
+  Account(SshPool &pool, size_t most) : pool_(pool), most_(most - kDecodeMemory) { bound(); }
+  ~Account() { pool_.limit(0, nullptr); }
+  Account(const Account &) = delete;
+  Account &operator=(const Account &) = delete;
 
-  // take is false from the first time on that there is not enough left.
+  // take is asked before octets beside the pool are taken. It is false from the first time on that
+  // there is not enough left.
   bool take(size_t octets) {
-    if (exceeded_ || octets > left_) return !(exceeded_ = true);
-    left_ -= octets;
+    const size_t taken = pool_.held() + beside_;
+    if (taken > most_ || octets > most_ - taken) work_ = 0;
+    if (exceeded()) return false;
+    beside_ += octets;
+    bound();
     return true;
   }
 
   // allows is take for a decode, of which the record stays.
   bool allows(size_t octets) {
-    if (octets > left_ + kDecodeMemory) exceeded_ = true;
-    return !exceeded_;
+    const size_t taken = pool_.held() + beside_;
+    if (taken > most_ || octets > most_ - taken + kDecodeMemory) work_ = 0;
+    return !exceeded();
   }
-  [[nodiscard]] bool exceeded() const { return exceeded_; }
+  [[nodiscard]] bool exceeded() const { return work_ == 0; }
 
  private:
-  size_t left_;
-  bool exceeded_ = false;
+  void bound() { pool_.limit(most_ - beside_, &work_); }
+
+  SshPool &pool_;
+  size_t most_;
+  size_t beside_ = 0;
+  uint64_t work_ = 1;  // 0 from the first time on that there was not enough
 };
 
 // Reader takes fields from the front of a payload.
@@ -95,10 +103,9 @@ bool read_entry_fields(Reader &reader, SshCertDBEntry &entry, Account &account) 
 // decode_certificate makes an element's object, which stays empty if its certificate does not
 // decode; null if the account has not enough for the largest record that can come of it, or for the
 // one that came.
-SshCMCertificate *decode_certificate(Bytes ber, Account &account) {
-  if (!account.take(kElementMemory) || !account.allows(ssh_cm_cert_memory_most(ber.size())))
-    return nullptr;
-  SshCMCertificate *cert = ssh_cm_cert_allocate();
+SshCMCertificate *decode_certificate(Bytes ber, SshPool &pool, Account &account) {
+  if (!account.allows(ssh_cm_cert_memory_most(ber.size()))) return nullptr;
+  SshCMCertificate *cert = ssh_cm_cert_allocate_in(pool);
   (void)ssh_cm_cert_set_ber(*cert, ber);
   if (account.take(ssh_cm_cert_memory(*cert))) return cert;
   ssh_cm_cert_free(cert);
@@ -110,25 +117,28 @@ SshCMCertificate *decode_certificate(Bytes ber, Account &account) {
 bool read_certificate(Reader &reader, KwPkiCertListObject &result, Account &account) {
   Bytes ber;
   if (!reader.fields({ssh_get_uint32_str_nocopy(&ber)})) return false;
-  SshCMCertificate *cert = decode_certificate(ber, account);
+  SshCMCertificate *cert = decode_certificate(ber, result.database->pool, account);
   if (!cert) return false;
   SshCertDBEntry *entry = ssh_certdb_alloc_entry(*result.database, SSH_CM_ENTRY_CERT, cert);
   cert->entry = entry;
   const bool whole = read_entry_fields(reader, *entry, account);
-  ssh_cm_cert_list_append(*result.list, *entry);
+  ssh_cm_cert_list_append(*result.database, *result.list, *entry);
   ssh_certdb_release_entry(*result.database, *entry);  // from here on it is the list's
   return whole;
 }
 
-void read_elements(Reader &reader, uint32_t count, KwPkiCertListObject &result, Account &account) {
+// read_elements is false if the list would take more than `most` octets of the heap.
+bool read_elements(Reader &reader, uint32_t count, KwPkiCertListObject &result, size_t most) {
+  Account account(result.database->pool, most);
   for (; count > 0; --count) {
     uint32_t type = 0;
-    if (!reader.uint32(&type)) return;
+    if (!reader.uint32(&type)) break;
     // Of an element of another type nothing more is read; deliberately, its octets are not
     // skipped.
     if (type != SSH_CM_ENTRY_CERT) continue;
-    if (!read_certificate(reader, result, account)) return;
+    if (!read_certificate(reader, result, account)) break;
   }
+  return !account.exceeded();
 }
 
 KwPkiCertList make_list() {
@@ -159,9 +169,8 @@ KwPkiCertList reply_list_decode(Bytes payload) {
   if (!text.empty()) {
     result->search_state->text.reset(static_cast<char *>(ssh_xmemdup(text.data(), text.size())));
   }
-  Account account(reply_list_memory_most(payload.size()) - text.size());
-  read_elements(reader, count, *result, account);
-  if (!account.exceeded()) return result;
+  const size_t most = reply_list_memory_most(payload.size()) - text.size();
+  if (read_elements(reader, count, *result, most)) return result;
   (void)KwPkiCertListFree(result);
   return nullptr;
 }

@@ -37,14 +37,12 @@ void ssh_cm_cert_list_free(SshCertDB &database, SshCMCertList *list) {
   while (SshCMCertListNode *node = list->head) {
     list->head = node->next;
     ssh_certdb_release_entry(database, *node->entry);
-    ssh_xfree(node);
   }
   ssh_xfree(list);
 }
 
-void ssh_cm_cert_list_append(SshCMCertList &list, SshCertDBEntry &entry) {
-  auto *node = new (ssh_xmalloc(sizeof(SshCMCertListNode)))
-      SshCMCertListNode{nullptr, list.tail, &list, &entry};
+void ssh_cm_cert_list_append(SshCertDB &database, SshCMCertList &list, SshCertDBEntry &entry) {
+  auto *node = database.pool.make<SshCMCertListNode>(nullptr, list.tail, &list, &entry);
   (list.tail ? list.tail->next : list.head) = node;
   list.tail = node;
   ++entry.refcount;

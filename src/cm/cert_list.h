@@ -24,8 +24,8 @@ struct SshCMCertList {
 [[nodiscard]] SshCMCertList *ssh_cm_cert_list_allocate();
 void ssh_cm_cert_list_free(SshCertDB &database, SshCMCertList *list);
 
-// ssh_cm_cert_list_append adds an entry at the end and takes a reference on it.
-void ssh_cm_cert_list_append(SshCMCertList &list, SshCertDBEntry &entry);
+// ssh_cm_cert_list_append adds an entry of the database at the end and takes a reference on it.
+void ssh_cm_cert_list_append(SshCertDB &database, SshCMCertList &list, SshCertDBEntry &entry);
 
 // ssh_cm_cert_list_is_empty is true for null and for a list without nodes.
 [[nodiscard]] bool ssh_cm_cert_list_is_empty(const SshCMCertList *list);

@@ -63,7 +63,7 @@ void list_entry(SshCertDB &database, SshCertDBEntry &entry) {
 }
 
 SshCertDBEntry *fresh_entry(SshCertDB &database) {
-  auto *entry = new (ssh_xmalloc(sizeof(SshCertDBEntry))) SshCertDBEntry;
+  auto *entry = database.pool.make<SshCertDBEntry>();
   entry->all_next = database.all_entries;
   database.all_entries = entry;
   ++database.entries_allocated;
@@ -146,7 +146,6 @@ void destroy_entry(SshCertDB &database, SshCertDBEntry *entry) {
   const auto types = static_cast<uint32_t>(database.methods.size());
   database.memory_used -= types * kTypeCharge + kEntryCharge;
   ssh_xfree(entry->same_key_next);
-  ssh_xfree(entry);
 }
 
 }  // namespace
@@ -174,6 +173,7 @@ void ssh_certdb_free(SshCertDB *database) {
     destroy_entry(*database, entry);
   }
   ssh_xfree(database->methods.data());
+  database->~SshCertDB();
   ssh_xfree(database);
 }
 

@@ -12,6 +12,7 @@
 #include "util/buffer.h"
 #include "util/bytes.h"
 #include "util/owner.h"
+#include "util/pool.h"
 
 struct SshCertDBEntry;
 
@@ -74,6 +75,7 @@ struct SshCertDBLimits {
 };
 
 struct SshCertDB {
+  SshPool pool;                // of the entries, and of what replies bring
   SshCertDBList unreferenced;  // most lately released first
   SshCertDBList timed;         // unreferenced entries that are kept for some time yet
   SshCertDBEntry *all_entries = nullptr;

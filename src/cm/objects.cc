@@ -55,6 +55,12 @@ SshCMStatus set(SshCMRecord<Record> &held, Owner<Record, Free> fresh, Bytes ber)
 
 SshCMCertificate *ssh_cm_cert_allocate() { return make<SshCMCertificate>(); }
 
+SshCMCertificate *ssh_cm_cert_allocate_in(SshPool &pool) {
+  auto *cert = pool.make<SshCMCertificate>();
+  cert->pool = &pool;
+  return cert;
+}
+
 SshCMCrl *ssh_cm_crl_allocate() { return make<SshCMCrl>(); }
 
 void ssh_cm_cert_free(SshCMCertificate *cert) {
@@ -62,7 +68,7 @@ void ssh_cm_cert_free(SshCMCertificate *cert) {
   if (cert->entry) ssh_fatal("ssh_cm_cert_free: tried to free db's certificate.");
   release<ssh_x509_cert_free>(cert->cert);
   destroy(cert->carried);
-  destroy(cert);
+  if (!cert->pool) destroy(cert);
 }
 
 void ssh_cm_crl_free(SshCMCrl *crl) {
@@ -78,7 +84,11 @@ SshCMCarried &ssh_cm_cert_carried(SshCMCertificate &cert) {
 }
 
 SshCMStatus ssh_cm_cert_set_ber(SshCMCertificate &cert, Bytes ber) {
-  return set<ssh_x509_cert_decode>(cert.cert, SshX509CertOwner(ssh_x509_cert_allocate()), ber);
+  // Later records do not lie in the pool: an application that sets one after the other would fill
+  // it.
+  SshPool *const pool = std::exchange(cert.first, false) ? cert.pool : nullptr;
+  SshX509CertOwner fresh(pool ? ssh_x509_cert_allocate_in(*pool) : ssh_x509_cert_allocate());
+  return set<ssh_x509_cert_decode>(cert.cert, std::move(fresh), ber);
 }
 
 SshCMStatus ssh_cm_crl_set_ber(SshCMCrl &crl, Bytes ber) {
@@ -103,7 +113,8 @@ Bytes ssh_cm_crl_encoding(const SshCMCrl &crl) {
 size_t ssh_cm_cert_memory(const SshCMCertificate &cert) {
   const SshX509Cert *record = cert.cert.current;
   if (!record) return 0;
-  return ssh_mem_heap_size(sizeof *record) + record->pool.held() + record->serial.held();
+  const size_t itself = record->pool.lender() ? 0 : ssh_mem_heap_size(sizeof *record);
+  return itself + record->pool.held() + record->serial.held();
 }
 
 size_t ssh_cm_cert_memory_most(size_t input) { return ssh_x509_record_most(input); }

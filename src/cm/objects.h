@@ -70,8 +70,10 @@ struct SshCMCarried {
 // large as the rest, and the certificates of search replies come without it.
 struct SshCMCertificate {
   SshCertDBEntry *entry = nullptr;  // the owning database entry; null: the application's own
+  SshPool *pool = nullptr;          // of the database that the object lies in; null: on the heap
   SshCMRecord<SshX509Cert> cert;
   SshCMCarried *carried = nullptr;  // null while all of it has its first values
+  bool first = true;                // no record was set yet
 };
 
 // SshCMCrl is a CRL object.
@@ -84,7 +86,9 @@ struct SshCMCrl {
 };
 
 // ssh_cm_cert_allocate and ssh_cm_crl_allocate return an empty object of the application's.
+// ssh_cm_cert_allocate_in puts it and its first record into a pool, which outlives it.
 [[nodiscard]] SshCMCertificate *ssh_cm_cert_allocate();
+[[nodiscard]] SshCMCertificate *ssh_cm_cert_allocate_in(SshPool &pool);
 [[nodiscard]] SshCMCrl *ssh_cm_crl_allocate();
 
 // ssh_cm_cert_free and ssh_cm_crl_free free an object with all it owns; null is ignored. An object
@@ -110,7 +114,8 @@ SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber);
 [[nodiscard]] Bytes ssh_cm_cert_encoding(const SshCMCertificate &cert);
 [[nodiscard]] Bytes ssh_cm_crl_encoding(const SshCMCrl &crl);
 
-// ssh_cm_cert_memory bounds what a certificate's record takes of the heap, 0 for an empty object;
+// ssh_cm_cert_memory bounds what a certificate's record takes of the heap beside the pool that it
+// lies in, 0 for an empty object;
 // ssh_cm_cert_memory_most what that can be for an encoding of `input` octets, its decode included.
 [[nodiscard]] size_t ssh_cm_cert_memory(const SshCMCertificate &cert);
 [[nodiscard]] size_t ssh_cm_cert_memory_most(size_t input);

@@ -8,6 +8,7 @@
 
 namespace {
 
+#ifdef KWPKI_MEM_HOOKS
 std::atomic<uint64_t> requests_until_failure{0};
 std::atomic<bool> stays_exhausted{false};
 std::atomic<int64_t> blocks_in_use{0};
@@ -20,8 +21,14 @@ bool heap_refuses() {
   return requests_until_failure.fetch_sub(1, std::memory_order_relaxed) == 1;
 }
 
+void count(int64_t blocks) { blocks_in_use.fetch_add(blocks, std::memory_order_relaxed); }
+#else
+constexpr bool heap_refuses() { return false; }
+constexpr void count(int64_t) {}
+#endif
+
 void *counted(void *block) {
-  if (block) blocks_in_use.fetch_add(1, std::memory_order_relaxed);
+  if (block) count(1);
   return block;
 }
 
@@ -78,7 +85,7 @@ void *ssh_xrealloc(void *block, size_t size, const char *) {
 
 void ssh_xfree(void *block, const char *) {
   if (!block) return;
-  blocks_in_use.fetch_sub(1, std::memory_order_relaxed);
+  count(-1);
   std::free(block);
 }
 
@@ -110,9 +117,11 @@ void ssh_wipe(void *data, size_t length) {
   if (length > 0) fill(data, 0, length);
 }
 
+#ifdef KWPKI_MEM_HOOKS
 void ssh_mem_fail_at(uint64_t n, bool onwards) {
   stays_exhausted.store(onwards, std::memory_order_relaxed);
   requests_until_failure.store(n, std::memory_order_relaxed);
 }
 
 int64_t ssh_mem_blocks() { return blocks_in_use.load(std::memory_order_relaxed); }
+#endif

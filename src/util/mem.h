@@ -49,6 +49,6 @@ void ssh_wipe(void *data, size_t length);
 
 // ssh_mem_fail_at makes the n-th heap request from now (1: the next) fail as if the heap were
 // exhausted, and with `onwards` all that follow; 0 turns the failure off. ssh_mem_blocks counts the
-// blocks handed out and not yet released. Both are there for tests.
+// blocks handed out and not yet released. Both are there where tests or fuzzers are built.
 void ssh_mem_fail_at(uint64_t n, bool onwards = false);
 [[nodiscard]] int64_t ssh_mem_blocks();

@@ -1,31 +1,51 @@
 #include "util/pool.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "util/mem.h"
 
 namespace {
 
 constexpr size_t kSmallestBlock = 512;
-constexpr size_t kLargestBlock = SSH_XMALLOC_MAX - 64;  // with its header within one request
+// Larger ones are made for pieces that need them alone: a process of 32 bits may have no such hole.
+constexpr size_t kLargestBlock = 0x100000 * sizeof(void *);
 
 }  // namespace
 
 void SshPool::reserve(size_t size) {
-  if (size > left_) add_block(room_for(size));
+  if (size <= left_) return;
+  const bool borrows = lender_ && !settled_ && !blocks_ && lender_->fits(size);
+  if (!borrows) return add_block(room_for(size));
+  free_ = static_cast<uint8_t *>(lender_->alloc(size, alignof(void *)));
+  left_ = borrowed_ = size;
+  lent_ = free_;
+}
+
+void SshPool::give_back(const void *piece, size_t size) {
+  if (!piece || static_cast<const uint8_t *>(piece) + size != free_) return;
+  free_ -= size;
+  left_ += size;
+}
+
+void SshPool::settle() {
+  if (!std::exchange(settled_, true) && borrowed_ != 0 && !blocks_) {
+    lender_->give_back(free_, left_);
+    left_ = 0;
+  }
 }
 
 // room_for tells how large a fresh block for `size` octets is. Each is at least as large as all
-// before it, so their number grows with the logarithm of what they hold; only the last one below
-// the limit has to be content with what is left.
+// before it, so there are few of them; only the largest ones, and the last one below the limit,
+// have to be content with less.
 size_t SshPool::room_for(size_t size) const {
-  return std::max(size, std::min({held(), kLargestBlock, below_limit()}));
+  return std::max(size, std::min({held() + borrowed_, kLargestBlock, below_limit()}));
 }
 
 // below_limit tells how large a fresh block may be. What the heap rounds up is taken off.
 size_t SshPool::below_limit() const {
   if (!work_) return SIZE_MAX;
-  const size_t taken = held() + ssh_mem_heap_size(sizeof(Block));
+  const size_t taken = held() + borrowed_ + ssh_mem_heap_size(sizeof(Block));
   return taken < most_ ? std::min((most_ - taken) & ~size_t{15}, kLargestBlock) : 0;
 }
 
@@ -100,7 +120,8 @@ void SshPool::release() {
     ssh_xfree(blocks_);
     blocks_ = next;
   }
+  if (borrowed_ != 0 && !settled_) lender_->give_back(lent_, borrowed_);
   free_ = nullptr;
-  left_ = 0;
+  left_ = borrowed_ = 0;
   spill_ = nullptr;
 }

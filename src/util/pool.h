@@ -1,6 +1,7 @@
 // SshPool: the memory of one record, in one heap block if `reserve` was told the right size.
-// Further blocks follow when that is not enough; freeing the record frees its blocks.
-// Only trivially destructible things may live in a pool: nothing in it is destroyed one by one.
+// Further blocks follow when that is not enough; freeing the record frees its blocks. The records
+// of a list borrow that first block from the list's own pool, one behind the other. Only trivially
+// destructible things may live in a pool: nothing in it is destroyed one by one.
 #pragma once
 
 #include <cstddef>
@@ -20,8 +21,21 @@ class SshPool {
   SshPool(const SshPool &) = delete;
   SshPool &operator=(const SshPool &) = delete;
 
+  // borrow makes `lender` the pool of which reserve takes its room. The lender outlives this pool.
+  void borrow(SshPool *lender) { lender_ = lender; }
+  [[nodiscard]] SshPool *lender() const { return lender_; }
+
+  // settle gives back to the lender what is left of the room. From then on the lender is not
+  // touched: threads may use the records of one list, each its own, and nothing tells them that
+  // they share a pool. `settled` is false while all of it may still go back.
+  void settle();
+  [[nodiscard]] bool settled() const { return settled_; }
+
   // reserve makes sure that the next `size` octets come from one block.
   void reserve(size_t size);
+
+  // give_back takes a piece back if it is the last that was given out; else nothing happens.
+  void give_back(const void *piece, size_t size);
 
   // alloc returns `size` octets aligned to `alignment` (a power of two, at most that of a pointer
   // or a double). They live until release.
@@ -44,10 +58,11 @@ class SshPool {
   // copy returns a view of the pool's own copy of `bytes`.
   [[nodiscard]] Bytes copy(Bytes bytes);
 
-  // held bounds what the pool's blocks take of the heap.
+  // held bounds what the pool's blocks take of the heap; what was borrowed is the lender's.
   [[nodiscard]] size_t held() const;
 
-  // release frees every block; the pool is empty and usable again.
+  // release frees every block and gives back what was borrowed and is not settled; the pool is
+  // empty and usable again.
   void release();
 
   // limit keeps what the blocks take of the heap at `most` octets; null: no limit. A piece that
@@ -84,5 +99,9 @@ class SshPool {
   size_t left_ = 0;
   size_t most_ = 0;
   uint64_t *work_ = nullptr;
+  SshPool *lender_ = nullptr;
+  const uint8_t *lent_ = nullptr;  // the room that was borrowed
+  size_t borrowed_ = 0;
+  bool settled_ = false;
   Block *spill_ = nullptr;  // one of the blocks, the last resort
 };

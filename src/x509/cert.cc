@@ -292,10 +292,21 @@ bool decode_certificate(SshAsn1Unread &sequence, SshX509Cert &cert, SshX509Decod
 
 SshX509Cert *ssh_x509_cert_allocate() { return new (ssh_xmalloc(sizeof(SshX509Cert))) SshX509Cert; }
 
+SshX509Cert *ssh_x509_cert_allocate_in(SshPool &pool) {
+  auto *cert = new (pool.alloc(sizeof(SshX509Cert), alignof(SshX509Cert))) SshX509Cert;
+  cert->pool.borrow(&pool);
+  return cert;
+}
+
 void ssh_x509_cert_free(SshX509Cert *cert) {
   if (!cert) return;
+  SshPool *const pool = cert->pool.lender();
+  const bool settled = cert->pool.settled();
   cert->~SshX509Cert();
-  ssh_xfree(cert);
+  if (!pool)
+    ssh_xfree(cert);
+  else if (!settled)
+    pool->give_back(cert, sizeof *cert);
 }
 
 size_t ssh_x509_cert_decode(Bytes der, SshX509Cert *cert) {

@@ -74,8 +74,10 @@ struct SshX509Cert {
 };
 
 // ssh_x509_cert_allocate returns an empty record; ssh_x509_cert_free frees one with all it owns
-// (null is ignored).
+// (null is ignored). ssh_x509_cert_allocate_in puts it and what it holds into a pool, which
+// outlives it.
 [[nodiscard]] SshX509Cert *ssh_x509_cert_allocate();
+[[nodiscard]] SshX509Cert *ssh_x509_cert_allocate_in(SshPool &pool);
 void ssh_x509_cert_free(SshX509Cert *cert);
 using SshX509CertOwner = Owner<SshX509Cert, ssh_x509_cert_free>;
 

@@ -211,7 +211,10 @@ template <class Record>
                        decode(root.sequence, record, decoder) && !decoder.unusual &&
                        ssh_x509_work_is_left(decoder);
   record.pool.limit(0, nullptr);
-  if (!decoded) record.version = 0;
+  if (decoded)
+    record.pool.settle();
+  else
+    record.version = 0;
   size = decoded ? ssh_x509_root_size(record.der, root, decoder) : 0;
   return decoded || !plain || ssh_x509_refusal_stands(record.der, decoder);
 }
@@ -230,8 +233,10 @@ template <class Record>
   }
   if (plain && ssh_x509_decode_in(true, der, decode, *record, size)) return size;
   if (plain) {
+    SshPool *const lender = record->pool.lender();
     record->~Record();
     new (record) Record;
+    record->pool.borrow(lender);
   }
   (void)ssh_x509_decode_in(false, der, decode, *record, size);
   return size;

@@ -19,7 +19,7 @@ struct CertList : sample::Balanced {
     }
   }
   void append(std::initializer_list<int> numbers) {
-    for (const int i : numbers) ssh_cm_cert_list_append(*list_, *entries_[i]);
+    for (const int i : numbers) ssh_cm_cert_list_append(*db_, *list_, *entries_[i]);
     for (SshCertDBEntry *entry : entries_) ssh_certdb_release_entry(*db_, *entry);
   }
   // walk takes steps (< first, > last, + next, - prev, . current) and gives the statuses, 0 for

@@ -120,6 +120,29 @@ TEST(Pool, OneBlockWhenReservedAndFewOtherwise) {
   EXPECT_EQ(ssh_mem_blocks(), before);
 }
 
+TEST(Pool, LendsRoomAndTakesBackWhatIsLeft) {
+  const int64_t before = ssh_mem_blocks();
+  SshPool lender;
+  lender.reserve(16000);
+  for (int i = 0; i < 90; ++i) {
+    SshPool refused, kept;
+    refused.borrow(&lender);
+    refused.reserve(6000);
+    (void)refused.alloc(5000, 1);
+    refused.release();
+    kept.borrow(&lender);
+    kept.reserve(900);
+    std::memset(kept.alloc(100, 1), 0xA5, 100);
+    kept.settle();
+    EXPECT_EQ(kept.held(), 0u);
+    if (i == 45) std::memset(kept.alloc(100, 1), 0xA5, 100);  // from its own block
+    (void)lender.alloc(1, 1);
+  }
+  EXPECT_EQ(ssh_mem_blocks(), before + 1);
+  lender.release();
+  EXPECT_EQ(ssh_mem_blocks(), before);
+}
+
 TEST(Pool, StaysBelowItsLimitAndNeverFails) {
   constexpr size_t kMost = 100000, kSpill = ssh_mem_heap_size(SSH_POOL_SPILL + 16);
   for (const size_t piece : {size_t{1}, size_t{72}, size_t{5000}, SSH_POOL_SPILL}) {
