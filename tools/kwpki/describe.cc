@@ -117,11 +117,14 @@ Json crl_json(const SshX509Crl &crl) {
 }
 
 Json entry_json(const SshX509RevokedEntry &entry) {
-  start_items();
   Json json = {{"serial", integer_json(entry.serial)}};
   json["date"] = time_json(entry.date);
-  json["extensions"] = extensions_json(entry);
   return json;
+}
+
+Json entry_extensions_json(const SshX509RevokedEntry &entry) {
+  start_items();
+  return extensions_json(entry);
 }
 
 Json refusal_json(const SshX509Refusal &refusal) {

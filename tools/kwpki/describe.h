@@ -12,7 +12,8 @@ namespace kwpki {
 // These show records that were decoded.
 Json certificate_json(const SshX509Cert &cert);
 Json crl_json(const SshX509Crl &crl);
-Json entry_json(const SshX509RevokedEntry &entry);
+Json entry_json(const SshX509RevokedEntry &entry);  // but for its extensions
+Json entry_extensions_json(const SshX509RevokedEntry &entry);
 
 // refusal_json is {"structure", "offset", "identifier" if there is one}.
 Json refusal_json(const SshX509Refusal &refusal);

@@ -8,6 +8,7 @@
 
 #include "kwpki/brief.h"
 #include "kwpki/describe.h"
+#include "kwpki/entries.h"
 #include "kwpki/input.h"
 #include "kwpki/render.h"
 #include "kwpki/system.h"
@@ -235,7 +236,7 @@ void Inspector::find_serial(const Object &object, const SshX509Crl &crl) {
     return;
   }
   std::string text;
-  render_entry(entry_json(cursor.entry()), 2, style_, &text);
+  EntryWriter(style_).text(cursor.entry(), 2, &text);
   output_.write(text);
 }
 
@@ -281,11 +282,12 @@ void Inspector::finish_json(const Object &object, Json json, Bytes der, const Ss
   in_line_ = true;
   if (crl) {
     text += ",\"entries\":[";
+    EntryWriter writer(style_);
     SshX509RevokedCursor cursor(*crl);
     const size_t most = options_.entries_given ? options_.entries : kAll;
     for (size_t shown = 0; shown < most && cursor.next(); ++shown) {
       if (shown) text += ',';
-      text += entry_json(cursor.entry()).dump(-1, ' ', true, Json::error_handler_t::replace);
+      writer.json(cursor.entry(), &text);
       if (shown % 1024 != 0) continue;
       output_.write(text);
       text.clear();
@@ -336,9 +338,10 @@ void Inspector::show_entries(const SshX509Crl &crl, const std::string &name) {
   if (shown < crl.revoked_count)
     text += fmt::format(" (showing {}; --entries all shows every one)", shown);
   text += '\n';
+  EntryWriter writer(style_);
   SshX509RevokedCursor cursor(crl);
   for (size_t i = 0; i < shown && cursor.next(); ++i) {
-    render_entry(entry_json(cursor.entry()), 4, style_, &text);
+    writer.text(cursor.entry(), 4, &text);
     if (text.size() < 0x10000) continue;
     output_.write(text);
     text.clear();

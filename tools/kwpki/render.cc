@@ -112,12 +112,7 @@ std::string general_name(const Json &name) {
 
 // A number in decimal and hexadecimal, and the size of what is too large for decimal to help.
 std::string number(const Json &value) {
-  const std::string digits = value["hex"].get<std::string>();
-  const std::string_view sign = digits.starts_with("-") ? "-" : "";
-  std::string plain = digits.substr(sign.size());
-  if (plain.size() > 1 && plain[0] == '0') plain.erase(0, 1);
-  if (!value.contains("decimal")) return fmt::format("{}0x{}", sign, plain);
-  return fmt::format("{} ({}0x{})", value["decimal"].get<std::string>(), sign, plain);
+  return integer_text(value.value("decimal", ""), value["hex"].get_ref<const std::string &>());
 }
 
 bool give(std::string *text, std::string value) {
@@ -255,13 +250,10 @@ void render(const Json &object, size_t indent, const Style &style, std::string *
   Renderer(style, out).fields(object, indent);
 }
 
-void render_entry(const Json &entry, size_t indent, const Style &style, std::string *out) {
+void render_extensions(const Json &extensions, size_t indent, const Style &style,
+                       std::string *out) {
   Renderer renderer(style, out);
-  const Json &date = entry["date"];
-  renderer.line(indent, "",
-                fmt::format("{}  {}", number(entry["serial"]),
-                            date.is_string() ? date.get<std::string>() : "no date"));
-  for (const Json &extension : entry["extensions"]) renderer.extension(extension, indent + 4);
+  for (const Json &extension : extensions) renderer.extension(extension, indent);
 }
 
 }  // namespace kwpki

@@ -14,7 +14,7 @@ namespace kwpki {
 // Whatever it shows is escaped.
 void render(const Json &object, size_t indent, const Style &style, std::string *out);
 
-// render_entry appends one entry of a CRL.
-void render_entry(const Json &entry, size_t indent, const Style &style, std::string *out);
+// render_extensions appends the lines of a list of extensions.
+void render_extensions(const Json &extensions, size_t indent, const Style &style, std::string *out);
 
 }  // namespace kwpki

@@ -174,6 +174,14 @@ class DnVisitor {
   bool end_ = false;
 };
 
+std::string decimal(const SshMpInt &value) {
+  return value.bits() <= kDecimalBits ? take(value.to_decimal()) : std::string();
+}
+
+std::string signed_hex(const SshMpInt &value) {
+  return (value.negative() ? "-" : "") + (value.is_zero() ? "00" : hex(value.magnitude()));
+}
+
 }  // namespace
 
 std::string ip_text(Bytes octets) {
@@ -244,9 +252,21 @@ Json oid_json(SshOid oid) {
 
 Json integer_json(const SshMpInt &value) {
   Json json = Json::object();
-  if (value.bits() <= kDecimalBits) json["decimal"] = take(value.to_decimal());
-  json["hex"] = (value.negative() ? "-" : "") + (value.is_zero() ? "00" : hex(value.magnitude()));
+  if (std::string digits = decimal(value); !digits.empty()) json["decimal"] = std::move(digits);
+  json["hex"] = signed_hex(value);
   return json;
+}
+
+std::string integer_text(std::string_view decimal, std::string_view hex) {
+  const std::string_view sign = hex.starts_with("-") ? "-" : "";
+  hex.remove_prefix(sign.size());
+  if (hex.size() > 1 && hex[0] == '0') hex.remove_prefix(1);
+  if (decimal.empty()) return fmt::format("{}0x{}", sign, hex);
+  return fmt::format("{} ({}0x{})", decimal, sign, hex);
+}
+
+std::string integer_text(const SshMpInt &value) {
+  return integer_text(decimal(value), signed_hex(value));
 }
 
 Json number_json(Bytes content) {
@@ -266,6 +286,10 @@ Json small_json(Bytes content) {
 
 Json time_json(const SshBerTime &time) {
   if (time == SshBerTime{}) return nullptr;
+  return time_text(time);
+}
+
+std::string time_text(const SshBerTime &time) {
   std::string text = fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", time.year, time.month,
                                  time.day, time.hour, time.minute, time.second);
   if (time.microseconds) text += fmt::format(".{:06}", time.microseconds);

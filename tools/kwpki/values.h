@@ -45,6 +45,11 @@ Json oid_json(SshOid oid);
 // much.
 Json integer_json(const SshMpInt &value);
 
+// integer_text is "18 (0x12)", without the decimal digits where there are none; leading zeros of the
+// hexadecimal ones are left out.
+std::string integer_text(const SshMpInt &value);
+std::string integer_text(std::string_view decimal, std::string_view hex);
+
 // number_json is {"bits", "decimal" or not, "hex"} for the content octets of an INTEGER of a key.
 Json number_json(Bytes content);
 
@@ -57,6 +62,7 @@ std::string ip_text(Bytes octets);
 
 // time_json is an ISO 8601 text, or null for a time that is not set.
 Json time_json(const SshBerTime &time);
+std::string time_text(const SshBerTime &time);  // of one that is set
 
 // limit_json is a number, or null for SSH_X509_NO_LIMIT.
 Json limit_json(uint32_t value);
