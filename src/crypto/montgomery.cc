@@ -10,7 +10,8 @@ using Limbs = Owner<SshLimb, ssh_xfree_wiped>;
 
 // SshMontgomeryPower is one base with its exponent.
 struct SshMontgomeryPower {
-  const SshMpInt &base;
+  Bytes base;
+  bool negative;
   const SshMpInt &exponent;
 };
 
@@ -29,8 +30,8 @@ void copy(SshLimb *out, const SshLimb *from, size_t count) {
 }
 
 // scratch_size is the limbs needed to convert a base and to multiply.
-size_t scratch_size(const SshMpInt &base, size_t count) {
-  return count + std::max(count, ssh_limbs_count(base.magnitude().size())) + 1;
+size_t scratch_size(Bytes base, size_t count) {
+  return std::max(2 * count, ssh_limbs_count(base.size()) + 1);
 }
 
 // window_width makes the multiplications for the table and those by its entries fewest. A short
@@ -97,7 +98,7 @@ bool SshMontgomery::init(const SshMpInt &modulus) {
   octets_ = octets.size();
   significant_ = ssh_limbs_count(octets_);
   count_ = ssh_limbs_even(significant_);
-  modulus_.reset(allocate(2 * count_));
+  modulus_.reset(allocate(3 * count_));
   SshLimb *shifted = modulus_.get() + count_;
   ssh_limbs_load(modulus_.get(), count_, octets);
   copy(shifted, modulus_.get(), count_);
@@ -108,22 +109,38 @@ bool SshMontgomery::init(const SshMpInt &modulus) {
   SshLimb inverse = lowest;
   for (unsigned bits = 3; bits < SSH_LIMB_BITS; bits *= 2) inverse *= 2 - lowest * inverse;
   negative_inverse_ = 0 - inverse;
+  const Limbs scratch(allocate(2 * count_ + 2));
+  square_range(scratch.get());
   return true;
 }
 
-// convert brings a base into Montgomery form, times 2^(bits of count_ limbs) modulo the modulus. It
-// divides, in time that tells the base.
-void SshMontgomery::convert(SshLimb *out, const SshMpInt &base, SshLimb *scratch) const {
-  const Bytes octets = base.magnitude();
-  const size_t size = count_ + ssh_limbs_count(octets.size());
-  std::memset(scratch, 0, count_ * sizeof(SshLimb));
-  ssh_limbs_load(scratch + count_, size - count_, octets);
-  scratch[size] = ssh_limbs_shift_left(scratch, size, shift_);
+// square_range makes R^2 modulo the modulus. R^2 is shifted as the divisor is.
+void SshMontgomery::square_range(SshLimb *scratch) {
+  const size_t size = 2 * count_ + 1;
+  std::memset(scratch, 0, (size + 1) * sizeof(SshLimb));
+  scratch[size - 1] = SshLimb{1} << shift_;
   ssh_limbs_divide(scratch, size, modulus_.get() + count_, significant_, nullptr);
   ssh_limbs_shift_right(scratch, significant_, shift_);
+  copy(modulus_.get() + 2 * count_, scratch, count_);
+}
+
+// convert brings a base into Montgomery form, times R modulo the modulus: a multiplication by R^2
+// takes any number below R, so that its time tells nothing. A base that is longer than that is
+// divided first; no secret is.
+void SshMontgomery::convert(SshLimb *out, Bytes base, bool negative, SshLimb *scratch) const {
+  const size_t size = ssh_limbs_count(base.size());
+  if (size > count_) {
+    ssh_limbs_load(scratch, size, base);
+    scratch[size] = ssh_limbs_shift_left(scratch, size, shift_);
+    ssh_limbs_divide(scratch, size, modulus_.get() + count_, significant_, nullptr);
+    ssh_limbs_shift_right(scratch, significant_, shift_);
+    copy(out, scratch, count_);
+  } else {
+    ssh_limbs_load(out, count_, base);
+  }
+  mul(out, out, modulus_.get() + 2 * count_, scratch);
   // A residue of 0 gives the modulus itself here, which reduce takes as well.
-  if (base.negative()) ssh_limbs_sub(scratch, modulus_.get(), count_, scratch, count_);
-  copy(out, scratch, count_);
+  if (negative) ssh_limbs_sub(out, modulus_.get(), count_, out, count_);
 }
 
 // reduce divides the product of two numbers, neither above the modulus, by 2^(bits of count_
@@ -171,31 +188,50 @@ void SshMontgomery::leave(SshLimb *number, SshLimb *scratch) const {
 }
 
 SshMpInt SshMontgomery::power(const SshMpInt &base, const SshMpInt &exponent) const {
-  const SshMontgomeryPower rows[] = {{base, exponent}};
-  return product(rows);
+  const SshMontgomeryPower rows[] = {{base.magnitude(), base.negative(), exponent}};
+  return number(rows);
 }
 
 SshMpInt SshMontgomery::power2(const SshMpInt &b1, const SshMpInt &e1, const SshMpInt &b2,
                                const SshMpInt &e2) const {
-  const SshMontgomeryPower rows[] = {{b1, e1}, {b2, e2}};
-  return product(rows);
+  const SshMontgomeryPower rows[] = {{b1.magnitude(), b1.negative(), e1},
+                                     {b2.magnitude(), b2.negative(), e2}};
+  return number(rows);
+}
+
+void SshMontgomery::power_of_secret(const uint8_t *base, const SshMpInt &exponent,
+                                    uint8_t *out) const {
+  const SshMontgomeryPower rows[] = {{{base, octets_}, false, exponent}};
+  product(rows, out);
+}
+
+// number gives what product writes; 0 where a base or exponent is longer than is taken.
+SshMpInt SshMontgomery::number(std::span<const SshMontgomeryPower> rows) const {
+  SshMpInt out;
+  for (const SshMontgomeryPower &row : rows) {
+    if (row.base.size() > SSH_MP_BITS_MAX / 8) return out;
+    if (row.exponent.bits() > SSH_MONTGOMERY_BITS_MAX) return out;
+  }
+  const SshBlock octets(static_cast<uint8_t *>(ssh_xmalloc(octets_)));
+  product(rows, octets.get());
+  out.set_magnitude({octets.get(), octets_});
+  return out;
 }
 
 // fill stores the odd powers of a base from its first.
-void SshMontgomery::fill(SshLimb *table, size_t entries, const SshMpInt &base, SshLimb *squared,
-                         SshLimb *scratch) const {
-  convert(table, base, scratch);
+void SshMontgomery::fill(SshLimb *table, size_t entries, const SshMontgomeryPower &row,
+                         SshLimb *squared, SshLimb *scratch) const {
+  convert(table, row.base, row.negative, scratch);
   if (entries > 1) square(squared, table, scratch);
   for (size_t i = 1; i < entries; ++i, table += count_) {
     mul(table + count_, table, squared, scratch);
   }
 }
 
-SshMpInt SshMontgomery::product(std::span<const SshMontgomeryPower> rows) const {
+// Branches and addresses depend on the exponents alone.
+void SshMontgomery::product(std::span<const SshMontgomeryPower> rows, uint8_t *out) const {
   size_t bits = 0, scratch_limbs = 0, entries = 0;
   for (const SshMontgomeryPower &row : rows) {
-    if (row.base.bits() > SSH_MP_BITS_MAX) return {};
-    if (row.exponent.bits() > SSH_MONTGOMERY_BITS_MAX) return {};
     bits = std::max(bits, row.exponent.bits());
     scratch_limbs = std::max(scratch_limbs, scratch_size(row.base, count_));
     entries += Windows(row.exponent).entries();
@@ -205,7 +241,7 @@ SshMpInt SshMontgomery::product(std::span<const SshMontgomeryPower> rows) const 
   Windows windows[kPowersMax];
   for (size_t i = 0; i < rows.size(); ++i) {
     windows[i] = Windows(rows[i].exponent, table);
-    fill(table, windows[i].entries(), rows[i].base, result, scratch);
+    fill(table, windows[i].entries(), rows[i], result, scratch);
     table += windows[i].entries() * count_;
   }
   bool one = true;  // the result so far is 1 and is not stored
@@ -220,27 +256,27 @@ SshMpInt SshMontgomery::product(std::span<const SshMontgomeryPower> rows) const 
       one = false;
     }
   }
-  if (one) return SshMpInt(1);
-  leave(result, scratch);
-  uint8_t *octets = reinterpret_cast<uint8_t *>(scratch);
-  ssh_limbs_store(result, octets, octets_);
-  SshMpInt out;
-  out.set_magnitude({octets, octets_});
-  return out;
+  if (one) {
+    std::memset(result, 0, count_ * sizeof(SshLimb));
+    result[0] = 1;
+  } else {
+    leave(result, scratch);
+  }
+  ssh_limbs_store(result, out, octets_);
 }
 
 // Nothing below branches on the exponent, on what is computed from it, or reads from an address
 // that depends on them: every half octet of it costs four squarings, a look at the whole table and
 // one multiplication, be it by 1. The block is wiped when it is released.
 void SshMontgomery::power_secret(const SshMpInt &base, Bytes exponent, uint8_t *out) const {
-  const SshMpInt one(1), zero(0);
-  const SshMpInt &taken = base.bits() > SSH_MP_BITS_MAX ? zero : base;
+  constexpr uint8_t kOne[] = {1};
+  const Bytes taken = base.bits() > SSH_MP_BITS_MAX ? Bytes() : base.magnitude();
   const size_t scratch_limbs = scratch_size(taken, count_);
   const Limbs block(allocate(scratch_limbs + (2 + kSecretEntries) * count_));
   SshLimb *scratch = block.get(), *result = scratch + scratch_limbs;
   SshLimb *factor = result + count_, *table = factor + count_;
-  convert(table, one, scratch);
-  convert(table + count_, taken, scratch);
+  convert(table, kOne, false, scratch);
+  convert(table + count_, taken, base.negative(), scratch);
   for (size_t i = 2; i < kSecretEntries; ++i) {
     mul(table + i * count_, table + (i - 1) * count_, table + count_, scratch);
   }

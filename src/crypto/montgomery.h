@@ -1,6 +1,7 @@
 // Exponentiation modulo an odd number, by Montgomery multiplication.
 // The loops over limbs are in mp_limbs.h; a new way of raising to a power is a further method here.
-// Public numbers go to power and power2; power_secret alone keeps its exponent from being timed.
+// Public numbers go to power and power2; power_secret keeps its exponent from being timed and
+// power_of_secret its base.
 #pragma once
 
 #include "crypto/mp_limbs.h"
@@ -27,6 +28,11 @@ class SshMontgomery {
   [[nodiscard]] SshMpInt power2(const SshMpInt &b1, const SshMpInt &e1, const SshMpInt &b2,
                                 const SshMpInt &e2) const;
 
+  // power_of_secret writes base^exponent as octets() octets, big-endian, at `out`, which may be the
+  // base. The base is as long, big-endian; its value is secret: no branch and no address depends on
+  // it, nor does any on the result. The exponent is public, of at most SSH_MONTGOMERY_BITS_MAX bits.
+  void power_of_secret(const uint8_t *base, const SshMpInt &exponent, uint8_t *out) const;
+
   // power_secret writes base^exponent as octets() octets, big-endian, at `out`. The base is public.
   // The exponent is big-endian; its length is public and its value secret: no branch and no address
   // depends on it, nor does any on the result. A base above SSH_MP_BITS_MAX counts as 0.
@@ -36,17 +42,20 @@ class SshMontgomery {
   [[nodiscard]] size_t octets() const { return octets_; }
 
  private:
-  void convert(SshLimb *out, const SshMpInt &base, SshLimb *scratch) const;
+  void square_range(SshLimb *scratch);
+  void convert(SshLimb *out, Bytes base, bool negative, SshLimb *scratch) const;
   void reduce(SshLimb *out, SshLimb *product) const;
   void mul(SshLimb *out, const SshLimb *a, const SshLimb *b, SshLimb *scratch) const;
   void square(SshLimb *out, const SshLimb *a, SshLimb *scratch) const;
   void leave(SshLimb *number, SshLimb *scratch) const;
-  void fill(SshLimb *table, size_t entries, const SshMpInt &base, SshLimb *squared,
+  void fill(SshLimb *table, size_t entries, const struct SshMontgomeryPower &row, SshLimb *squared,
             SshLimb *scratch) const;
-  [[nodiscard]] SshMpInt product(std::span<const struct SshMontgomeryPower> rows) const;
+  void product(std::span<const SshMontgomeryPower> rows, uint8_t *out) const;
+  [[nodiscard]] SshMpInt number(std::span<const SshMontgomeryPower> rows) const;
 
   // modulus_ has count_ limbs, an even number, so that the loops take them in pairs; behind it come
-  // as many with the modulus shifted left until the top bit of its last limb is set.
+  // as many with the modulus shifted left until the top bit of its last limb is set, and as many
+  // with R^2 modulo the modulus, where R is 2^(bits of count_ limbs).
   Owner<SshLimb, ssh_xfree_wiped> modulus_;
   size_t count_ = 0;
   size_t significant_ = 0;  // limbs without leading zeros

@@ -10,7 +10,8 @@
 #include "util/bytes.h"
 
 // SshLimb is the unsigned word that is multiplied at once, SshWide the product of two.
-#ifdef __SIZEOF_INT128__
+// SSH_SHORT_LIMBS gives any system the limbs of those without 128-bit products, to test them.
+#if defined(__SIZEOF_INT128__) && !defined(SSH_SHORT_LIMBS)
 using SshLimb = uint64_t;
 __extension__ using SshWide = unsigned __int128;
 #else

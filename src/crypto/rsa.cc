@@ -34,12 +34,6 @@ uint8_t *put(uint8_t *at, Bytes octets) {
   return at + octets.size();
 }
 
-// wipe overwrites the octets of a number that nobody else shall find in released memory.
-void wipe(SshMpInt &value) {
-  const Bytes octets = value.magnitude();
-  ssh_wipe(const_cast<uint8_t *>(octets.data()), octets.size());
-}
-
 // fill_nonzero fills the padding of an encryption block with octets of noise that are not zero.
 bool fill_nonzero(SshNoise &noise, uint8_t *out, size_t length) {
   uint8_t drawn[64];
@@ -82,14 +76,11 @@ SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const char *hash, Bytes dige
   at = std::fill_n(at, padding, uint8_t{0xFF});
   *at++ = 0;
   put(put(at, info), digest);
-  const bool made = modulus.power(value, values[SSH_RSA_E]).write_magnitude(found.get(), length);
-  return made && std::memcmp(wanted.get(), found.get(), length) == 0 ? SSH_KEY_OK
-                                                                     : SSH_KEY_BAD_SIGNATURE;
+  modulus.power_of_secret(signature.data(), values[SSH_RSA_E], found.get());
+  return std::memcmp(wanted.get(), found.get(), length) == 0 ? SSH_KEY_OK : SSH_KEY_BAD_SIGNATURE;
 }
 
-// RFC 8017 7.2.1. The block is brought into Montgomery form by a division whose time tells
-// something of it, most of which is padding: who times many encryptions of one text may learn of
-// its length.
+// RFC 8017 7.2.1
 SshKeyStatus ssh_rsa_encrypt(const SshMpInt *values, Bytes data, SshNoise *noise, SshBlock *out,
                              size_t *length) {
   SshMontgomery modulus;
@@ -106,10 +97,7 @@ SshKeyStatus ssh_rsa_encrypt(const SshMpInt *values, Bytes data, SshNoise *noise
   at += padding;
   *at++ = 0;
   put(at, data);
-  SshMpInt message;
-  message.set_magnitude({block.get(), octets});
-  (void)modulus.power(message, values[SSH_RSA_E]).write_magnitude(block.get(), octets);
-  wipe(message);
+  modulus.power_of_secret(block.get(), values[SSH_RSA_E], block.get());
   *out = std::move(block);
   *length = octets;
   return SSH_KEY_OK;

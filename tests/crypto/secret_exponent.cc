@@ -1,11 +1,12 @@
-// Whether time can tell a secret exponent. Memcheck reports every branch and every address that
-// depends on memory it holds for undefined, so the exponent is said to be undefined: power_secret
-// must go through without a report, and power, which is for public exponents, must not.
+// Whether time can tell a secret exponent or base. Memcheck reports every branch and every address
+// that depends on memory it holds for undefined, so the secret is said to be undefined:
+// power_secret and power_of_secret must go through without a report, and power must not.
 #include <cstdio>
 
 #include <valgrind/memcheck.h>
 
 #include "crypto/montgomery.h"
+#include "crypto/mp_math.h"
 #include "crypto/numbers.h"
 
 namespace {
@@ -17,25 +18,43 @@ bool fails(bool wrong, const char *what, const SshMpInt &modulus) {
   return wrong;
 }
 
-// check makes one exponent of so many octets with a modulus of so many; false: it can be told.
+// keeps calls `power`, which writes `out`, with an undefined secret. False: it can be told, or the
+// result is not the one expected.
+template <class Power>
+bool keeps(Octets secret, const Octets &expected, const char *what, const SshMpInt &modulus,
+           Power power) {
+  Octets out(expected.size());
+  const auto before = VALGRIND_COUNT_ERRORS;
+  VALGRIND_MAKE_MEM_UNDEFINED(secret.data(), secret.size());
+  power(secret, out.data());
+  const auto told = VALGRIND_COUNT_ERRORS - before;
+  VALGRIND_MAKE_MEM_DEFINED(out.data(), out.size());
+  if (fails(told != 0, what, modulus)) return false;
+  return !fails(out != expected, "computes something else", modulus);
+}
+
+// check makes one exponent of so many octets with a modulus of so many; false: one can be told.
 bool check(std::mt19937 &random, size_t modulus_octets, size_t exponent_octets) {
   Octets octets = random_words(random, modulus_octets);
   octets.front() |= 0x80;
   octets.back() |= 1;
   const SshMpInt modulus = number(octets), base = random_number(random, modulus_octets);
-  Octets secret = random_words(random, exponent_octets), out(modulus_octets);
-  secret.front() |= 1;
+  Octets exponent = random_words(random, exponent_octets);
+  exponent.front() |= 1;
   SshMontgomery field;
   if (fails(!field.init(modulus), "no modulus", modulus)) return false;
-  const Octets expected = padded(field.power(base, number(secret)), modulus_octets);
-
-  const auto before = VALGRIND_COUNT_ERRORS;
-  VALGRIND_MAKE_MEM_UNDEFINED(secret.data(), secret.size());
-  field.power_secret(base, secret, out.data());
-  const auto told = VALGRIND_COUNT_ERRORS - before;
-  VALGRIND_MAKE_MEM_DEFINED(out.data(), out.size());
-  if (fails(told != 0, "power_secret branches or looks up by its exponent", modulus)) return false;
-  return !fails(out != expected, "power_secret computes something else", modulus);
+  const SshMpInt power = field.power(base, number(exponent));
+  const Octets expected = padded(power, modulus_octets);
+  SshMpInt residue;
+  (void)ssh_mp_mod(base, modulus, &residue);
+  return keeps(
+             exponent, expected, "power_secret branches or looks up by its exponent", modulus,
+             [&](const Octets &secret, uint8_t *out) { field.power_secret(base, secret, out); }) &&
+         keeps(padded(residue, modulus_octets), expected,
+               "power_of_secret branches or looks up by its base", modulus,
+               [&](const Octets &secret, uint8_t *out) {
+                 field.power_of_secret(secret.data(), number(exponent), out);
+               });
 }
 
 // control is the same with power, so that a check that could see nothing is not taken for a pass.
