@@ -25,6 +25,8 @@ constexpr struct Scheme {
     {"dsa-nist-sha1", "sha1"},
     {"dsa-nist-sha224", "sha224"},
     {"dsa-nist-sha256", "sha256"},
+    {"dsa-nist-sha384", "sha384"},
+    {"dsa-nist-sha512", "sha512"},
     {"rsa-pkcs1-md2", nullptr},
     {"", nullptr},
 };

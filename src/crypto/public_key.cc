@@ -176,6 +176,8 @@ constexpr SshKeyScheme kDlSign[] = {
     dsa_signature("dsa-nist-sha1", "sha1"),
     by_signature_only(dsa_signature("dsa-nist-sha224", "sha224")),
     by_signature_only(dsa_signature("dsa-nist-sha256", "sha256")),
+    by_signature_only(dsa_signature("dsa-nist-sha384", "sha384")),
+    by_signature_only(dsa_signature("dsa-nist-sha512", "sha512")),
 };
 constexpr SshKeyScheme kDlDh[] = {{.name = "plain", .agree = ssh_dh_agree}};
 
