@@ -1,8 +1,5 @@
 #include "x509/verify.h"
 
-#include <algorithm>
-#include <utility>
-
 #include "asn1/node.h"
 #include "crypto/montgomery.h"
 #include "util/mem.h"
@@ -14,10 +11,6 @@ struct Signed {
   const char *scheme;
   Bytes data;
   Bytes signature;
-};
-
-struct DsaPair {
-  SshMpInt r, s;
 };
 
 // order_length gives the octets of a DSA key's q; 0 for a key without a sensible one, which then
@@ -36,52 +29,53 @@ SshX509Verdict verify(const Signed &given, const SshPublicKey *key) {
   return status == SSH_KEY_BAD_SIGNATURE ? SSH_X509_INVALID : SSH_X509_KEY_NOT_FIT;
 }
 
-// verify_pair gives r and s the form that the key takes. Where they do not fit it, no signature is
-// left: that cannot be valid, but the answer on scheme and key comes first.
-SshX509Verdict verify_pair(Signed given, const DsaPair &pair, const SshPublicKey *key) {
+// verify_pair gives r and s the form that the key takes. Where there are none, or they do not fit
+// it, no signature is left: that cannot be valid, but the answer on scheme and key comes first.
+SshX509Verdict verify_pair(Signed given, const SshPublicKey *key) {
+  SshMpInt r, s;
   const size_t length = order_length(key);
   const SshBlock block(static_cast<uint8_t *>(ssh_xmalloc(2 * length)));
-  const bool fits = pair.r.write_magnitude(block.get(), length) &&
-                    pair.s.write_magnitude(block.get() + length, length);
+  const bool fits = ssh_x509_signature_pair_read(given.signature, &r, &s) &&
+                    r.write_magnitude(block.get(), length) &&
+                    s.write_magnitude(block.get() + length, length);
   given.signature = fits ? Bytes(block.get(), 2 * length) : Bytes();
   return verify(given, key);
 }
 
-// Dss-Sig-Value ::= SEQUENCE { r INTEGER, s INTEGER }                              RFC 3279, 2.2.2
-// read_der takes the DER alone: what encodes again to other octets is refused, so that a signature
-// has one form. A refused one leaves a pair that fits no key.
-DsaPair read_der(Bytes signature) {
-  DsaPair pair;
-  SshAsn1Work work = SshAsn1Work::for_input(signature.size());
-  SshAsn1Node root, again;
-  const SshAsn1ContextOwner context(ssh_asn1_init());
-  const bool good =
-      ssh_asn1_decode_in_place(signature, &work, &root) == SSH_ASN1_OK &&
-      ssh_asn1_read_node(root, "(sequence ()(integer ())(integer ()))"_asn1, &pair.r, &pair.s) ==
-          SSH_ASN1_OK &&
-      ssh_asn1_create_node(context.get(), &again, "(sequence ()(integer ())(integer ()))"_asn1,
-                           &pair.r, &pair.s) == SSH_ASN1_OK &&
-      ssh_bytes_equal(again.der(), signature);
-  return good ? std::move(pair) : DsaPair{SshMpInt(-1), SshMpInt(-1)};
-}
-
+// What stands outside of the signed part is held against the same inside, octet by octet: nothing
+// else vouches for it.                                                RFC 5280, 4.1.1.2, 5.1.1.2
 // verify_record looks at the scheme before the key, since keys of schemes that are not computed
 // have no key object. It takes the signature as it stands, not what decoding made of it, which
 // passes over some things: what is signed has one form, or anybody could make others of it. So a
 // BIT STRING that ends inside an octet leaves no signature.
 template <class Record>
 SshX509Verdict verify_record(const Record &record, const SshPublicKey *key) {
-  if (record.version == 0) return SSH_X509_INVALID;
+  if (record.version == 0 || !ssh_bytes_equal(record.algorithm, record.signed_algorithm)) {
+    return SSH_X509_INVALID;
+  }
   if (!ssh_public_key_can_verify(record.signature_scheme)) return SSH_X509_SCHEME_NOT_SUPPORTED;
   if (!key) return SSH_X509_KEY_NOT_FIT;
   const SshAsn1Bits &value = record.signature_value;
   const Bytes octets = value.bits / 8 == value.octets.size() ? value.octets : Bytes();
   const Signed given = {record.signature_scheme, record.signed_data, octets};
   if (record.signature_key_type != SSH_OID_KEY_DSA) return verify(given, key);
-  return verify_pair(given, read_der(octets), key);
+  return verify_pair(given, key);
 }
 
 }  // namespace
+
+// Dss-Sig-Value ::= SEQUENCE { r INTEGER, s INTEGER }                              RFC 3279, 2.2.2
+bool ssh_x509_signature_pair_read(Bytes signature, SshMpInt *r, SshMpInt *s) {
+  SshAsn1Work work = SshAsn1Work::for_input(signature.size());
+  SshAsn1Node root, again;
+  const SshAsn1ContextOwner context(ssh_asn1_init());
+  return ssh_asn1_decode_in_place(signature, &work, &root) == SSH_ASN1_OK &&
+         ssh_asn1_read_node(root, "(sequence ()(integer ())(integer ()))"_asn1, r, s) ==
+             SSH_ASN1_OK &&
+         ssh_asn1_create_node(context.get(), &again, "(sequence ()(integer ())(integer ()))"_asn1,
+                              r, s) == SSH_ASN1_OK &&
+         ssh_bytes_equal(again.der(), signature) && !r->negative() && !s->negative();
+}
 
 SshX509Verdict ssh_x509_cert_verify(const SshX509Cert *cert, const SshPublicKey *issuer_key) {
   return verify_record(*cert, issuer_key);

@@ -18,9 +18,14 @@ enum [[nodiscard]] SshX509Verdict{
 // RSASSA-PSS, ECDSA, Ed25519 and Ed448.
 
 // ssh_x509_cert_verify tells whether `cert` was signed with `issuer_key` (null: does not fit). A
-// record that was not decoded is invalid, and so is a signature that is not DER where it has to be.
+// record that was not decoded is invalid, and so are a signature that is not DER where it has to be
+// and a record whose two algorithm identifiers differ in any octet.        RFC 5280, 4.1.1.2, 5.1.1.2
 SshX509Verdict ssh_x509_cert_verify(const SshX509Cert *cert, const SshPublicKey *issuer_key);
 
-// ssh_x509_crl_verify tells the same of a CRL. A CRL's inner algorithm is
-// not compared with the outer one, as when it is decoded.
+// ssh_x509_crl_verify tells the same of a CRL.
 SshX509Verdict ssh_x509_crl_verify(const SshX509Crl *crl, const SshPublicKey *issuer_key);
+
+// ssh_x509_signature_pair_read reads the r and s of a DSA or ECDSA signature, neither below 0. It
+// takes the DER alone: what encodes again to other octets is refused (false), so that a signature
+// has one form.
+[[nodiscard]] bool ssh_x509_signature_pair_read(Bytes signature, SshMpInt *r, SshMpInt *s);
