@@ -5,7 +5,6 @@
 #include "crypto/hash.h"
 #include "kwpki/extensions.h"
 #include "kwpki/keys.h"
-#include "kwpki/system.h"
 #include "kwpki/text.h"
 #include "x509/algorithm.h"
 
@@ -76,15 +75,16 @@ std::string surroundings_text(Bytes input, Bytes element, std::string_view kind)
 }
 
 Json fingerprints_json(Bytes der) {
-  SshHash sha1;
+  SshHash hash;
   uint8_t digest[SSH_HASH_DIGEST_MAX];
   Json json = Json::object();
-  if (ssh_hash_init(&sha1, "sha1")) {
-    ssh_hash_update(&sha1, der);
-    ssh_hash_final(&sha1, digest);
-    json["sha1"] = hex({digest, ssh_hash_digest_length(&sha1)});
+  for (const char *name : {"sha1", "sha256"}) {
+    if (!ssh_hash_init(&hash, name)) continue;
+    ssh_hash_update(&hash, der);
+    const size_t length = ssh_hash_digest_length(&hash);
+    ssh_hash_final(&hash, digest);
+    json[name] = hex({digest, length});
   }
-  if (const auto longer = sha256(der)) json["sha256"] = hex(*longer);
   return json;
 }
 

@@ -2,11 +2,7 @@
 // system_win32.cc. Another such function is declared here and needed in both.
 #pragma once
 
-#include <array>
 #include <cstdio>
-#include <optional>
-
-#include "util/bytes.h"
 
 namespace kwpki {
 
@@ -19,9 +15,5 @@ void open_missing_files();
 
 // use_octets makes a standard stream pass on every octet as it is.
 void use_octets(std::FILE *file);
-
-// sha256 gives the SHA-256 digest, which is no business of the library's; nothing if the system has
-// none to offer.
-std::optional<std::array<uint8_t, 32>> sha256(Bytes octets);
 
 }  // namespace kwpki

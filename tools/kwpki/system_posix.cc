@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <openssl/evp.h>
 #include <unistd.h>
 
 #include "kwpki/system.h"
@@ -16,12 +15,5 @@ void open_missing_files() {
 }
 
 void use_octets(std::FILE *) {}
-
-std::optional<std::array<uint8_t, 32>> sha256(Bytes octets) {
-  std::array<uint8_t, 32> digest;
-  if (!EVP_Digest(octets.data(), octets.size(), digest.data(), nullptr, EVP_sha256(), nullptr))
-    return std::nullopt;
-  return digest;
-}
 
 }  // namespace kwpki

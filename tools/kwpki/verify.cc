@@ -1,14 +1,15 @@
 #include "kwpki/verify.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
-#include <algorithm>
 #include <functional>
 #include <map>
+#include <unordered_map>
 
 #include "kwpki/describe.h"
-#include "kwpki/input.h"
-#include "kwpki/system.h"
+#include "kwpki/objects.h"
+#include "kwpki/signature.h"
 #include "kwpki/text.h"
 #include "kwpki/values.h"
 #include "x509/verify.h"
@@ -16,23 +17,23 @@
 namespace kwpki {
 namespace {
 
-// Answer is what a line says, with the exit code that it brings.
-enum Answer : uint8_t { kValid, kInvalid, kNoIssuer, kNotSupported, kRefused };
+// Answer is what a line says, with the exit code that it brings. Of several certificates of one
+// name the answer that stands higher counts.
+enum Answer : uint8_t { kNoIssuer, kKeyNotFit, kNotSupported, kInvalid, kValid, kRefused };
 constexpr struct {
   const char *words;
   int exit;
 } kAnswers[] = {
-    {"valid", kExitOk},
-    {"invalid", kExitRefused},
     {"no issuer found", kExitRefused},
+    {"key does not fit", kExitRefused},
     {"scheme not supported", kExitRefused},
+    {"invalid", kExitRefused},
+    {"valid", kExitOk},
     {"refused", kExitRefused},
 };
-
-Answer answer_of(SshX509Verdict verdict) {
-  if (verdict == SSH_X509_VALID) return kValid;
-  return verdict == SSH_X509_INVALID ? kInvalid : kNotSupported;
-}
+constexpr Answer kAnswerOf[] = {kValid, kInvalid, kNotSupported, kKeyNotFit};
+static_assert(SSH_X509_VALID == 0 && SSH_X509_INVALID == 1 && SSH_X509_SCHEME_NOT_SUPPORTED == 2 &&
+              SSH_X509_KEY_NOT_FIT == 3);
 
 std::string readable(Bytes name) {
   return name.empty() ? "" : dn_json(name)["readable"].get<std::string>();
@@ -61,6 +62,13 @@ struct Issuer {
   Place place;
   SshX509CertOwner cert;
   SshPublicKeyOwner key;
+  std::string subject, weak;  // for people
+};
+
+// Name is one that records give their issuer: what is made of it is made once.
+struct Name {
+  std::string readable;
+  std::vector<const Issuer *> issuers;
 };
 
 // Record is a certificate or CRL to check.
@@ -70,8 +78,28 @@ struct Record {
   Bytes issuer;
   const SshX509KeyId *key_id;
   Bytes input, element;
+  Bytes algorithm, signed_algorithm, signed_data;
+  const SshAsn1Bits &signature;
+  uint32_t signature_type;
   std::function<SshX509Verdict(const SshPublicKey *)> verify;
 };
+
+template <class Kind>
+Record record_of(const char *name, const Kind &of,
+                 SshX509Verdict (*verify)(const Kind *, const SshPublicKey *)) {
+  return {name,
+          of.signature_scheme,
+          own_name(of.issuer_names),
+          of.authority_key_id,
+          of.der,
+          of.element,
+          of.algorithm,
+          of.signed_algorithm,
+          of.signed_data,
+          of.signature_value,
+          of.signature_key_type,
+          [&of, verify](const SshPublicKey *key) { return verify(&of, key); }};
+}
 
 // Key identifiers say which issuer of the same name to try first, and no more: issuers have got
 // them wrong.
@@ -80,94 +108,57 @@ bool same_key_id(const Record &record, const Issuer &issuer) {
   return record.key_id && own && ssh_bytes_equal(record.key_id->key_id, own->key_id);
 }
 
+// ask asks the library, then the system for what the library does not compute.
+SignatureAnswer ask(const Record &record, const Issuer &issuer) {
+  const SshX509Verdict verdict = record.verify(issuer.key.get());
+  const SshX509Key &key = issuer.cert->key;
+  if (verdict == SSH_X509_INVALID && !ssh_bytes_equal(record.algorithm, record.signed_algorithm))
+    return {verdict, "its two algorithm identifiers differ"};
+  if (verdict == SSH_X509_KEY_NOT_FIT) {
+    const std::string fault = key_fault(key, record.signature_type);
+    return {verdict, fault.empty() ? "it is too short for it, or its numbers make no key" : fault};
+  }
+  if (verdict != SSH_X509_SCHEME_NOT_SUPPORTED) return {verdict, {}};
+  const SshAsn1Bits &value = record.signature;
+  if (value.bits != 8 * value.octets.size()) return {SSH_X509_INVALID, {}};
+  return check_signature(record.algorithm, key, record.signed_data, value.octets);
+}
+
+// Finding is what one certificate makes of a record; none without one of that name.
+struct Finding {
+  Answer answer = kNoIssuer;
+  std::string why;
+  const Issuer *issuer = nullptr;
+};
+
 class Verifier {
  public:
   Verifier(const VerifyOptions &options, const Streams &streams)
-      : options_(options), streams_(streams), output_(streams) {}
+      : options_(options), objects_(streams) {}
 
   int run();
 
  private:
-  using Take = void (Verifier::*)(const Place &place, Bytes octets);
-  template <class Action>
-  void guard(const Place &place, Action action);
-  void read_all(const std::vector<std::string> &names, Take take);
-  void read_file(const Source &source, Take take);
-  void read_blocks(const Source &source, const std::vector<Block> &blocks, Take take);
   void take_issuer(const Place &place, Bytes octets);
   void take_object(const Place &place, Bytes octets);
+  const Name &name_of(Bytes der);
+  Finding find_signer(const Record &record, const Name &name);
   void check(const Place &place, const Record &record);
-  void report_checked(const Place &place, Answer answer, const Record &record,
-                      const Issuer *signer);
   void report_refused(const Place &place, const char *kind, const SshX509Refusal &refusal);
   void report(const Place &place, Answer answer, const std::string &detail, const Json &members);
-  void fail(const std::string &name, const std::string &why, int exit);
 
   const VerifyOptions &options_;
-  Streams streams_;
-  Output output_;
-  std::multimap<std::string, Issuer> issuers_;  // by the form in which names are compared
-  int exit_ = kExitOk;
+  Objects objects_;
+  std::multimap<std::string, Issuer> issuers_;   // by the form in which names are compared
+  std::unordered_map<std::string, Name> names_;  // by the DER
+  size_t names_size_ = 0;
 };
 
 int Verifier::run() {
-  read_all(options_.issuers, &Verifier::take_issuer);
-  if (options_.files.empty() && is_terminal(streams_.in)) {
-    output_.message("", "reading standard input; --help tells more");
-  }
-  read_all(options_.files.empty() ? std::vector<std::string>{"-"} : options_.files,
-           &Verifier::take_object);
-  output_.flush();
-  return exit_;
-}
-
-void Verifier::fail(const std::string &name, const std::string &why, int exit) {
-  output_.message(name, why);
-  exit_ = std::max(exit_, exit);
-}
-
-// guard keeps what goes wrong with one input from the others.
-template <class Action>
-void Verifier::guard(const Place &place, Action action) {
-  const std::string fault = fault_of(action);
-  if (!fault.empty()) fail(place.name(), "refused: cannot be checked: " + fault, kExitRefused);
-}
-
-void Verifier::read_all(const std::vector<std::string> &names, Take take) {
-  const Found found = find_sources(names);
-  for (const Problem &problem : found.problems) fail(problem.name, problem.text, kExitUnreadable);
-  for (const Source &source : found.sources) {
-    guard({source.name}, [&] { read_file(source, take); });
-  }
-}
-
-void Verifier::read_file(const Source &source, Take take) {
-  std::vector<uint8_t> file;
-  const Place place{source.name};
-  const std::string problem = read_source(source, streams_.in, &output_, &file);
-  if (!problem.empty()) return fail(place.name(), problem, kExitUnreadable);
-  const std::vector<Block> blocks = find_blocks(file);
-  if (!blocks.empty()) return read_blocks(source, blocks, take);
-  if (source.from_directory && !is_plainly_der(file)) {
-    return output_.message(source.name, "neither a certificate nor a CRL; passed over");
-  }
-  (this->*take)(place, file);
-}
-
-void Verifier::read_blocks(const Source &source, const std::vector<Block> &blocks, Take take) {
-  for (size_t i = 0; i < blocks.size(); ++i) {
-    const Block &block = blocks[i];
-    const Place place{source.name, i + 1};
-    output_.progress(source.name, "blocks read", i + 1);
-    if (!block.readable) {
-      output_.message(place.name(),
-                      fmt::format("line {}: {} passed over", block.line, block.label));
-      continue;
-    }
-    if (!block.fault.empty())
-      output_.message(place.name(), fmt::format("line {}: {}", block.line, block.fault));
-    guard(place, [&] { (this->*take)(place, block_octets(block)); });
-  }
+  objects_.read(options_.issuers, [this](const Place &p, Bytes o) { take_issuer(p, o); });
+  objects_.read_inputs(options_.files, [this](const Place &p, Bytes o) { take_object(p, o); });
+  objects_.output.flush();
+  return objects_.exit();
 }
 
 // What cannot be an issuer is named; the others may do without it.
@@ -175,83 +166,99 @@ void Verifier::take_issuer(const Place &place, Bytes octets) {
   SshX509CertOwner cert(ssh_x509_cert_allocate());
   if (ssh_x509_cert_decode(octets, cert.get())) {
     const std::string around = surroundings_text(cert->der, cert->element, "certificate");
-    if (!around.empty()) fail(place.name(), around, kExitRefused);
+    if (!around.empty()) objects_.fail(place.name(), around, kExitRefused);
     SshPublicKeyOwner key(ssh_x509_cert_public_key(cert.get()));
-    std::string name = compared(own_name(cert->subject_names));
-    issuers_.emplace(std::move(name), Issuer{place, std::move(cert), std::move(key)});
+    const Bytes subject = own_name(cert->subject_names);
+    start_items();
+    Issuer issuer{place, std::move(cert), std::move(key), readable(subject), {}};
+    issuer.weak = weak_key(issuer.cert->key);
+    issuers_.emplace(compared(subject), std::move(issuer));
     return;
   }
   const SshX509CrlOwner crl(ssh_x509_crl_allocate());
   if (ssh_x509_crl_decode(octets, crl.get()))
-    return output_.message(place.name(), "a CRL is no issuer; passed over");
-  fail(place.name(),
-       "refused as an issuer: no certificate that the library reads; `kwpki inspect` shows it",
-       kExitRefused);
+    return objects_.output.message(place.name(), "a CRL is no issuer; passed over");
+  objects_.fail(
+      place.name(),
+      "refused as an issuer: no certificate that the library reads; `kwpki inspect` shows it",
+      kExitRefused);
 }
 
 void Verifier::take_object(const Place &place, Bytes octets) {
-  start_items();
   const SshX509CertOwner cert(ssh_x509_cert_allocate());
-  if (ssh_x509_cert_decode(octets, cert.get())) {
-    return check(place,
-                 {"certificate", cert->signature_scheme, own_name(cert->issuer_names),
-                  cert->authority_key_id, cert->der, cert->element,
-                  [&](const SshPublicKey *key) { return ssh_x509_cert_verify(cert.get(), key); }});
-  }
+  if (ssh_x509_cert_decode(octets, cert.get()))
+    return check(place, record_of("certificate", *cert, ssh_x509_cert_verify));
   const SshX509CrlOwner crl(ssh_x509_crl_allocate());
-  if (ssh_x509_crl_decode(octets, crl.get())) {
-    return check(place,
-                 {"crl", crl->signature_scheme, own_name(crl->issuer_names), crl->authority_key_id,
-                  crl->der, crl->element,
-                  [&](const SshPublicKey *key) { return ssh_x509_crl_verify(crl.get(), key); }});
-  }
+  if (ssh_x509_crl_decode(octets, crl.get()))
+    return check(place, record_of("crl", *crl, ssh_x509_crl_verify));
   const bool is_crl = ssh_x509_looks_like_crl(octets);
   report_refused(place, is_crl ? "crl" : "certificate", is_crl ? crl->refusal : cert->refusal);
 }
 
-// One issuer that verifies it makes a record valid, whatever the others of that name say. An issuer
-// whose key cannot have signed it, by its type, is none.
-void Verifier::check(const Place &place, const Record &record) {
-  const auto [begin, end] = issuers_.equal_range(compared(record.issuer));
-  std::vector<const Issuer *> candidates;
-  for (auto at = begin; at != end; ++at) candidates.push_back(&at->second);
-  std::stable_partition(candidates.begin(), candidates.end(),
-                        [&](const Issuer *issuer) { return same_key_id(record, *issuer); });
-  Answer answer = kNoIssuer;
-  const Issuer *signer = nullptr;
-  for (size_t i = 0; i < candidates.size() && answer != kValid; ++i) {
-    const SshX509Verdict verdict = record.verify(candidates[i]->key.get());
-    if (verdict == SSH_X509_KEY_NOT_FIT) continue;
-    answer = answer_of(verdict);
-    signer = candidates[i];
+// Most records of a bundle name one of few issuers. What is kept of names is bounded.
+const Name &Verifier::name_of(Bytes der) {
+  constexpr size_t kKept = size_t{1} << 20;
+  const std::string key(ssh_bytes_text(der));
+  if (const auto at = names_.find(key); at != names_.end()) return at->second;
+  if (names_size_ > kKept) {
+    names_.clear();
+    names_size_ = 0;
   }
-  report_checked(place, answer, record, signer);
+  start_items();
+  Name name{readable(der), {}};
+  const auto [begin, end] = issuers_.equal_range(compared(der));
+  for (auto at = begin; at != end; ++at) name.issuers.push_back(&at->second);
+  names_size_ += sizeof name + key.size() + name.readable.size() + 8 * name.issuers.size();
+  return names_.emplace(key, std::move(name)).first->second;
 }
 
-void Verifier::report_checked(const Place &place, Answer answer, const Record &record,
-                              const Issuer *signer) {
-  Json members = {{"kind", record.kind}, {"scheme", record.scheme}};
-  const std::string name = readable(record.issuer);
-  set_text(members, "issuer", name);
-  std::string detail;
-  if (answer == kValid) {
-    const std::string subject = readable(own_name(signer->cert->subject_names));
-    Json &json = members["signed_by"];
-    set_text(json, "file", signer->place.file);
-    if (signer->place.block) json["block"] = signer->place.block;
-    set_text(json, "subject", subject);
-    detail = ", signed by " + shown(subject);
-  } else {
-    detail = fmt::format(" ({})", answer == kNotSupported ? record.scheme : shown(name));
+// One issuer that verifies it makes a record valid, whatever the others of that name say.
+Finding Verifier::find_signer(const Record &record, const Name &name) {
+  Finding best;
+  for (const bool same : {true, false}) {
+    for (const Issuer *issuer : name.issuers) {
+      if (same_key_id(record, *issuer) != same) continue;
+      SignatureAnswer answer = ask(record, *issuer);
+      const Answer found = kAnswerOf[answer.verdict];
+      if (best.issuer && found <= best.answer) continue;
+      best = {found, std::move(answer.why), issuer};
+      if (found == kValid) return best;
+    }
   }
+  return best;
+}
+
+void Verifier::check(const Place &place, const Record &record) {
+  const Name &name = name_of(record.issuer);
+  const Finding found = find_signer(record, name);
+  std::vector<std::string> weak = {weak_hash(record.scheme, record.algorithm)};
+  if (found.answer == kValid) weak.push_back(found.issuer->weak);
+  std::erase(weak, "");
   const char *kind = record.kind[1] == 'r' ? "CRL" : record.kind;
   const std::string around = surroundings_text(record.input, record.element, kind);
-  if (!around.empty()) {
-    detail += "; " + around;
-    set_surroundings(members, record.input, record.element);
-    exit_ = std::max<int>(exit_, kExitRefused);
+  if (!around.empty() || (options_.strict && !weak.empty())) objects_.raise(kExitRefused);
+
+  if (options_.json) {
+    Json members = {{"kind", record.kind}, {"scheme", record.scheme}};
+    set_text(members, "issuer", name.readable);
+    if (found.answer == kValid) {
+      Json &json = members["signed_by"];
+      set_text(json, "file", found.issuer->place.file);
+      if (found.issuer->place.block) json["block"] = found.issuer->place.block;
+      set_text(json, "subject", found.issuer->subject);
+    }
+    if (!found.why.empty()) members["why"] = found.why;
+    if (!weak.empty()) members["weak"] = weak;
+    if (!around.empty()) set_surroundings(members, record.input, record.element);
+    return report(place, found.answer, {}, members);
   }
-  report(place, answer, detail, members);
+  std::string detail = found.answer == kValid ? ", signed by " + shown(found.issuer->subject)
+                                              : ", issuer " + shown(name.readable);
+  detail += fmt::format(" ({})", record.scheme);
+  if (!found.why.empty()) detail += ": " + found.why;
+  if (!weak.empty()) detail += fmt::format("; weak: {}", fmt::join(weak, ", "));
+  if (!around.empty()) detail += "; " + around;
+  report(place, found.answer, detail, {});
 }
 
 // report_refused tells why, as `kwpki inspect` does, which has the rest.
@@ -267,14 +274,15 @@ void Verifier::report_refused(const Place &place, const char *kind, const SshX50
 void Verifier::report(const Place &place, Answer answer, const std::string &detail,
                       const Json &members) {
   const auto &row = kAnswers[answer];
-  exit_ = std::max(exit_, row.exit);
-  if (!options_.json) return output_.write(escape(place.name() + ": " + row.words + detail) + "\n");
-  Json json = Json::object();
+  objects_.raise(row.exit);
+  if (!options_.json)
+    return objects_.output.write(escape(place.name() + ": " + row.words + detail) + "\n");
+  Json json = {{"schema", "kwpki/1"}};
   set_text(json, "file", place.file);
   if (place.block) json["block"] = place.block;
   json["result"] = row.words;
   json.update(members);
-  output_.write(json.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n");
+  objects_.output.write(json.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n");
 }
 
 }  // namespace

@@ -15,6 +15,7 @@ struct VerifyOptions {
   std::vector<std::string> issuers;
   std::vector<std::string> files;  // none: standard input
   bool json = false;
+  bool strict = false;  // what is weak counts as refused
 };
 
 // verify answers for every certificate and CRL and returns the exit code.
