@@ -9,6 +9,8 @@
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
 
+#include <ctime>
+
 #include "tools/inspect_samples.h"
 
 namespace openssl_samples {
@@ -53,19 +55,27 @@ struct Cert {
   const EVP_MD *hash = EVP_sha1();
   std::string subject_key_id = {}, authority_key_id = {};
   int pss_salt = -1;
+  std::vector<std::pair<int, std::string>> extensions = {};  // in the words of openssl.cnf
+  long from = 0, until = 86400;                              // seconds from now
+  long serial = 4711;
 
   [[nodiscard]] std::string make() const {
     const X509Owner cert(X509_new());
     X509_set_version(cert.get(), X509_VERSION_3);
-    ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), 4711);
+    ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), serial);
     X509_set_subject_name(cert.get(), subject.get());
     X509_set_issuer_name(cert.get(), issuer.get());
-    X509_gmtime_adj(X509_getm_notBefore(cert.get()), 0);
-    X509_gmtime_adj(X509_getm_notAfter(cert.get()), 86400);
+    X509_gmtime_adj(X509_getm_notBefore(cert.get()), from);
+    X509_gmtime_adj(X509_getm_notAfter(cert.get()), until);
     X509_set_pubkey(cert.get(), key.get());
     add(cert.get(), NID_subject_key_identifier, subject_key_id, der::text(4, subject_key_id));
     add(cert.get(), NID_authority_key_identifier, authority_key_id,
         der::seq({der::text(0x80, authority_key_id)}));
+    for (const auto &[nid, value] : extensions) {
+      const Owner<X509_EXTENSION, X509_EXTENSION_free> extension(
+          X509V3_EXT_conf_nid(nullptr, nullptr, nid, value.c_str()));
+      EXPECT_EQ(X509_add_ext(cert.get(), extension.get(), -1), 1) << value;
+    }
     const Owner<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
     EVP_PKEY_CTX *padding = nullptr;
     EXPECT_EQ(EVP_DigestSignInit(context.get(), &padding, hash, nullptr, signer.get()), 1);
@@ -84,5 +94,31 @@ struct Cert {
     X509_add_ext(cert, extension.get(), -1);
   }
 };
+
+// crl makes a CRL of today, with entries for these serial numbers.
+inline std::string crl(const std::string &issuer, const Key &signer,
+                       const EVP_MD *hash = EVP_sha1(), const std::vector<long> &serials = {}) {
+  const CrlOwner list(X509_CRL_new());
+  X509_CRL_set_version(list.get(), X509_CRL_VERSION_2);
+  X509_CRL_set_issuer_name(list.get(), name_of(issuer).get());
+  const Owner<ASN1_TIME, ASN1_TIME_free> now(ASN1_TIME_adj(nullptr, std::time(nullptr), 0, 0)),
+      tomorrow(ASN1_TIME_adj(nullptr, std::time(nullptr), 1, 0)), then(ASN1_TIME_new());
+  ASN1_TIME_set_string(then.get(), "20260102030405Z");
+  X509_CRL_set1_lastUpdate(list.get(), now.get());
+  X509_CRL_set1_nextUpdate(list.get(), tomorrow.get());
+  for (const long serial : serials) {
+    const Owner<ASN1_INTEGER, ASN1_INTEGER_free> number(ASN1_INTEGER_new());
+    const Owner<ASN1_ENUMERATED, ASN1_ENUMERATED_free> reason(ASN1_ENUMERATED_new());
+    ASN1_INTEGER_set(number.get(), serial);
+    ASN1_ENUMERATED_set(reason.get(), CRL_REASON_KEY_COMPROMISE);
+    X509_REVOKED *entry = X509_REVOKED_new();
+    X509_REVOKED_set_serialNumber(entry, number.get());
+    X509_REVOKED_set_revocationDate(entry, then.get());
+    X509_REVOKED_add1_ext_i2d(entry, NID_crl_reason, reason.get(), 0, 0);
+    X509_CRL_add0_revoked(list.get(), entry);
+  }
+  EXPECT_GT(X509_CRL_sign(list.get(), signer.get(), hash), 0);
+  return der_of<i2d_X509_CRL>(list.get());
+}
 
 }  // namespace openssl_samples
