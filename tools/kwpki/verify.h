@@ -1,6 +1,7 @@
 // `kwpki verify`: tells of certificates and CRLs whether one of the given issuers signed them.
-// Options are parsed in verify_command.cc; input.h finds what to read, x509/verify.h checks a
-// signature. A further answer is a row of the table in verify.cc.
+// Options are parsed in verify_command.cc; objects.h finds what to read, x509/verify.h and
+// signature.h check a signature, chain.h whole paths. A further answer is a row of the table in
+// verify.cc.
 #pragma once
 
 #include <string>
@@ -8,11 +9,15 @@
 
 #include "kwpki/commands.h"
 #include "kwpki/output.h"
+#include "kwpki/path.h"
 
 namespace kwpki {
 
 struct VerifyOptions {
   std::vector<std::string> issuers;
+  bool chain = false;
+  std::vector<std::string> roots, untrusted, crls;  // with `chain`
+  PathOptions path;
   std::vector<std::string> files;  // none: standard input
   bool json = false;
   bool strict = false;  // what is weak counts as refused
