@@ -46,7 +46,7 @@ void expect_in_child(const What &what) {
   }
 }
 
-Agent agent;
+Agent somebody;
 
 TEST(ApiLeavingTest, OutOfACallback) {
   expect_in_child([] {
@@ -54,13 +54,13 @@ TEST(ApiLeavingTest, OutOfACallback) {
     calls.then = leave;
     for (const uint32_t type : {1u, 2u, 6u, 4u}) {
       const int64_t blocks = ssh_mem_blocks(), lost = type == 4 ? 3 : 0;  // names, lengths, texts
-      const Der reply = wire::envelope(host::post(type, &calls, agent), type, 0,
+      const Der reply = wire::envelope(host::post(type, &calls, somebody), type, 0,
                                        type == 4 ? unhex("0000000100000000") : Der(16));
       EXPECT_TRUE(left([&] { (void)host::process(reply); })) << type;
       EXPECT_EQ(KwPkiCertListFree(std::exchange(calls.list, nullptr)), KWPKI_OK);
       EXPECT_EQ(ssh_mem_blocks() - blocks, lost) << type;
       EXPECT_EQ(host::process(reply), KWPKI_FAILED) << type << " is over";
-      EXPECT_EQ(host::answer(host::post(6, &others, agent), 6), KWPKI_OK);
+      EXPECT_EQ(host::answer(host::post(6, &others, somebody), 6), KWPKI_OK);
     }
     EXPECT_EQ(others.count, 4);
   });
@@ -69,12 +69,12 @@ TEST(ApiLeavingTest, OutOfACallback) {
 TEST(ApiLeavingTest, OutOfTheHost) {
   expect_in_child([] {
     static Calls calls;
-    uint32_t id = host::post(4, nullptr, agent);
+    uint32_t id = host::post(4, nullptr, somebody);
     for (const char *call : {"policy", "create", "set", "post", "close", "delete"}) {
       const int64_t blocks = ssh_mem_blocks();
       host::faults.leave_at = call;
       host::faults.leave = leave;
-      EXPECT_TRUE(left([] { (void)KwPkiStatusAsync(Calls::on_data, &calls, &agent); })) << call;
+      EXPECT_TRUE(left([] { (void)KwPkiStatusAsync(Calls::on_data, &calls, &somebody); })) << call;
       host::faults = {};
       EXPECT_EQ(host::answer(++id, 6), KWPKI_OK) << call << ": the request stays remembered";
       EXPECT_EQ(ssh_mem_blocks() - blocks, 1) << call << ": the message";

@@ -13,7 +13,7 @@ using host::Calls;
 
 // What the scenarios read, made while there is memory.
 const Der rich = sample::example("v3-rich.der"), dsa = sample::example("v3-dsa.pem"),
-          crl = sample::example("crl-v2.pem");
+          revoked = sample::example("crl-v2.pem");
 const Der kUnknown = wire::envelope(0x7FFFFFFE, 0, 0, {});  // a reply that nobody waits for
 const std::string crl_file = client::example("crl-v2.pem");
 
@@ -55,7 +55,7 @@ const struct {
        (void)client::all(cert);
        (void)client::set(cert, Bytes(rich).first(300));
      }},
-    {"a CRL", [] { client::set(client::Crl(), crl); }},
+    {"a CRL", [] { client::set(client::Crl(), revoked); }},
     {"files",
      [] {
        (void)KwPkiCrlReadFromFile(crl_file.c_str(), client::Crl());

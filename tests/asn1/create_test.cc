@@ -11,8 +11,8 @@ namespace {
 
 using Octets = std::vector<uint8_t>;
 
-// all shows a list of nodes, one after the other.
-std::string all(SshAsn1Node node) {
+// joined shows a list of nodes, one after the other.
+std::string joined(SshAsn1Node node) {
   std::string text;
   for (; node; node = ssh_asn1_node_next(node)) text += hex(node.der());
   return text;
@@ -28,10 +28,10 @@ struct Nodes {
   SshAsn1Node node;
 };
 
-// octets_of gives the octets of an argument that is a node.
-Bytes octets_of(SshAsn1Node node) { return node.list(); }
+// list_of gives the octets of an argument that is a node.
+Bytes list_of(SshAsn1Node node) { return node.list(); }
 template <class Other>
-Bytes octets_of(const Other &) {
+Bytes list_of(const Other &) {
   return {};
 }
 
@@ -44,9 +44,9 @@ void expect(std::string_view wanted, SshAsn1Template<Text> text, Inputs... input
     const SshAsn1ContextOwner context(ssh_asn1_init());
     SshAsn1Node node;
     const SshAsn1Status status = ssh_asn1_create_node(context.get(), &node, text, inputs...);
-    for (const Bytes given : {Bytes(), octets_of(inputs)...})
+    for (const Bytes given : {Bytes(), list_of(inputs)...})
       EXPECT_TRUE(!node || given.empty() || node.data != given.data()) << "not the context's own";
-    const std::string got = status == SSH_ASN1_OK ? all(node) : "!" + std::to_string(status);
+    const std::string got = status == SSH_ASN1_OK ? joined(node) : "!" + std::to_string(status);
     const bool fails = wanted.starts_with('!');
     EXPECT_EQ(got, fails ? std::string(wanted) : hex(unhex(wanted))) << Text.text;
   }

@@ -1,6 +1,5 @@
 // Hashes and HMAC against OpenSSL: random octets of every length around the block bounds, in random
 // pieces.
-#define OPENSSL_SUPPRESS_DEPRECATED
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>

@@ -1,7 +1,6 @@
 // RSA against OpenSSL over random keys, lengths and data: what it signs and deciphers. Its
 // functions for this kind of key, deprecated as they are, take and give bare numbers. DSA is in
 // tests/x509.
-#define OPENSSL_SUPPRESS_DEPRECATED
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <openssl/objects.h>

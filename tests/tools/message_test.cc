@@ -99,13 +99,13 @@ const std::vector<MessageRow> &messages() {
 
 Json document(const MessageRow &row) {
   const bool reply = unhex(row.octets)[19] != 0;
-  Json json = {{"kind", reply ? "reply" : "request"}, {"version", 1}, {"request_id", 7}};
-  json["request_type"] = row.type;
-  json["status"] = reply ? 0 : 999;
-  json["reserved"] = reply ? 5 : 0;
-  json.update(Json::parse("{" + row.more + "}"));
-  json["payload"] = Json::parse(row.payload);
-  return json;
+  Json whole = {{"kind", reply ? "reply" : "request"}, {"version", 1}, {"request_id", 7}};
+  whole["request_type"] = row.type;
+  whole["status"] = reply ? 0 : 999;
+  whole["reserved"] = reply ? 5 : 0;
+  whole.update(Json::parse("{" + row.more + "}"));
+  whole["payload"] = Json::parse(row.payload);
+  return whole;
 }
 
 // The octets column of annotated text.
@@ -267,9 +267,9 @@ TEST(Message, ItemsAboveTheLimitStayOctets) {
 
 TEST(Message, FilesAndOutput) {
   const Directory directory;
-  const std::string json = directory.add("m.json", R"({"request_type": 6, "request_id": 7})");
+  const std::string text = directory.add("m.json", R"({"request_type": 6, "request_id": 7})");
   const std::string out = directory.at("m.bin");
-  EXPECT_EQ(run({"message", "encode", json, "--output", out}).code, 0);
+  EXPECT_EQ(run({"message", "encode", text, "--output", out}).code, 0);
   EXPECT_THAT(run({"message", "decode", out}).out, HasSubstr("request_type: 6 (status)"));
   EXPECT_EQ(run({"message", "decode", "--reply", "--request", out}).code, 2);
   EXPECT_EQ(run({"message", "decode", directory.at("none")}).code, 3);

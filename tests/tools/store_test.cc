@@ -15,19 +15,19 @@ using nlohmann::json;
 using testing::HasSubstr;
 using Words = std::vector<std::string>;
 
-const std::string kExamples = KWPKI_SOURCE_DIR "/examples";
+const std::string kFolder = KWPKI_SOURCE_DIR "/examples";
 const std::string kRich = "6495562832581790663061892574634853316331521383";
 
 // Serial numbers of the examples in the order of import.
 const Words kAll = {"2", "1", kRich, "19", "17", "18", "21", "20", "42", "127"};
 
-std::string example(const std::string &name) { return kExamples + "/" + name; }
+std::string example(const std::string &name) { return kFolder + "/" + name; }
 
 class StoreTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     directory_ = std::make_unique<Directory>();
-    imported_ = std::make_unique<Result>(in({"store", "import", "--json", kExamples}));
+    imported_ = std::make_unique<Result>(in({"store", "import", "--json", kFolder}));
   }
   static void TearDownTestSuite() { directory_.reset(); }
   static std::string store() { return directory_->at("store.db"); }
@@ -96,7 +96,7 @@ TEST_F(StoreTest, AddsBlocksButNothingTwice) {
     EXPECT_EQ(in({"add", "-"}, file, input).code, 0);
   EXPECT_EQ(one({"status"}, file)["certificates"], 3);
   EXPECT_EQ(in({"add", "-"}, file, "text").code, 1);
-  const Result folder = in({"add", kExamples, example("v3-dsa.pem"), example("missing")}, file);
+  const Result folder = in({"add", kFolder, example("v3-dsa.pem"), example("missing")}, file);
   EXPECT_EQ(folder.code, 3);
   EXPECT_THAT(folder.err, HasSubstr("examples: Is a directory"));
   EXPECT_THAT(folder.out, HasSubstr("1 certificates"));

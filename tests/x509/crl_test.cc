@@ -10,17 +10,16 @@ namespace {
 using namespace der;
 using namespace sample;
 using CrlTest = sample::Balanced;
-using P = CrlParts;
 
 const Der kNumber = extension("2.5.29.20", integer(7)), kJunk = octets(unhex("DEAD"));
 const Der kReason1 = extension("2.5.29.21", {0x0A, 1, 1}), kDate = text(0x17, "020304050607Z");
 const Der kHold = extension("2.5.29.23", oid("1.2.840.10040.2.1"));
 const Der kInvalidity = extension("2.5.29.24", text(0x18, "20020101000000Z"));
-const Der kIssuer = extension("2.5.29.29", seq({wrap(4, common_name("X"))}), true);
+const Der kEntryIssuer = extension("2.5.29.29", seq({wrap(4, common_name("X"))}), true);
 const Der kUnknown = extension("1.2.3.4", kJunk), kJunkKind = extension("2.5.29.9", kJunk);
 
-Der entries(const std::vector<Der> &list) { return with(&P::entries, list); }
-Der extensions(const std::vector<Der> &list) { return with(&P::extensions, list); }
+Der entries(const std::vector<Der> &list) { return with(&CrlParts::entries, list); }
+Der extensions(const std::vector<Der> &list) { return with(&CrlParts::extensions, list); }
 
 // seen walks over the entries, and shows what their extensions hold.
 std::string seen(const SshX509Crl &crl) {
@@ -59,19 +58,20 @@ TEST_F(CrlTest, ReadsTheSample) {
 
 TEST_F(CrlTest, Structure) {
   const Der kDsa = algorithm(kDsaSha1);
-  EXPECT_EQ(Crl(with(&P::version, {}))->version, 1u);
+  EXPECT_EQ(Crl(with(&CrlParts::version, {}))->version, 1u);
   CrlParts parts;
   parts.version = {};
   parts.extensions = {kNumber};
   EXPECT_EQ(Crl(parts.build())->version, 2u) << "no version, but extensions";
-  EXPECT_EQ(hex(Crl(with(&P::outer_algorithm, kDsa))->signature), "00112233445566778899");
-  expect_all<Crl>(true, {with(&P::inner_algorithm, null()), with(&P::issuer, seq({})),
-                         with(&P::outer_algorithm, algorithm("1.3.14.7.2.3.2")),  // ElGamal
-                         with(&P::next_update, {})});
-  expect_all<Crl>(false,
-                  {with(&P::version, integer(0)), with(&P::version, integer(0x100000001)),
-                   with(&P::this_update, text(0x17, "01")), with(&P::issuer, seq({null()})),
-                   with(&P::next_update, text(0x18, "20019999")), Der(SSH_X509_INPUT_MAX + 1)});
+  EXPECT_EQ(hex(Crl(with(&CrlParts::outer_algorithm, kDsa))->signature), "00112233445566778899");
+  expect_all<Crl>(true, {with(&CrlParts::inner_algorithm, null()), with(&CrlParts::issuer, seq({})),
+                         with(&CrlParts::outer_algorithm, algorithm("1.3.14.7.2.3.2")),  // ElGamal
+                         with(&CrlParts::next_update, {})});
+  expect_all<Crl>(
+      false,
+      {with(&CrlParts::version, integer(0)), with(&CrlParts::version, integer(0x100000001)),
+       with(&CrlParts::this_update, text(0x17, "01")), with(&CrlParts::issuer, seq({null()})),
+       with(&CrlParts::next_update, text(0x18, "20019999")), Der(SSH_X509_INPUT_MAX + 1)});
   // Reading the place of an issuing distribution point takes the issuer's entry, unlike that of a
   // certificate's distribution point.
   const Der kUnit = set({attribute("2.5.4.11", text(0x13, "Unit"))});
@@ -123,7 +123,7 @@ TEST_F(CrlTest, Entries) {
 // One entry's extensions must not be seen in the next one, whichever way it is read.
 TEST_F(CrlTest, EntriesDoNotLeakIntoEachOther) {
   const Der full =
-      entry(1, {extension("2.5.29.21", {0x0A, 1, 4}, true), kHold, kInvalidity, kIssuer});
+      entry(1, {extension("2.5.29.21", {0x0A, 1, 4}, true), kHold, kInvalidity, kEntryIssuer});
   const Der plain = entry(2), plain_long = entry(2, {extension("1.2.3.4", null())});
   const Crl crl(entries({full, plain, entry(3, {kReason1}), plain, full, plain_long, full, plain}));
   ASSERT_TRUE(crl);

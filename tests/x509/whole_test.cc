@@ -15,30 +15,30 @@ using namespace sample;
 using C = CertParts;
 using L = CrlParts;
 
-constexpr char kRefused[] = "refused", kRead[] = "";
+constexpr char kNotRead[] = "refused", kRead[] = "";
 
-struct Row {
+struct WholeRow {
   const char *why;
   Der whole;
-  const char *classic = kRefused, *modern = classic;
+  const char *classic = kNotRead, *modern = classic;
 };
 
 // expect holds each row against the structure that the refusal names: any, unless it is given.
 template <class Record>
-void expect(const std::vector<Row> &rows) {
+void expect(const std::vector<WholeRow> &rows) {
   for (const SshX509Profile profile : {SSH_X509_CLASSIC, SSH_X509_MODERN}) {
     const ProfileScope scope(profile);
-    for (const Row &row : rows) {
+    for (const WholeRow &row : rows) {
       const Record record(row.whole);
       const std::string_view wanted = profile == SSH_X509_MODERN ? row.modern : row.classic;
       std::string_view seen = record ? kRead : record->refusal.structure;
-      if (!record && wanted == kRefused) seen = kRefused;
+      if (!record && wanted == kNotRead) seen = kNotRead;
       EXPECT_EQ(seen, wanted) << row.why << ", profile " << profile;
     }
   }
 }
 
-const Der kDate = text(0x17, "020304050607Z"), kEnd = {0, 0}, kNull = null();
+const Der kWhen = text(0x17, "020304050607Z"), kEnd = {0, 0}, kNull = null();
 const Der kKnown = extension("2.5.29.14", octets(Der{1}));
 
 // Each list of extensions, of a certificate, a CRL and an entry, and what may stand around it.
@@ -56,7 +56,7 @@ TEST(Whole, Extensions) {
     const Der list = seq({row.list});
     expect<Cert>({{row.why, with(&C::extensions_wrapper, wrap(3, list)), row.outcome}});
     expect<Crl>({{row.why, with(&L::extensions_wrapper, wrap(0, list)), row.outcome},
-                 {row.why, with(&L::entries, {seq({integer(1), kDate, list})}), row.outcome}});
+                 {row.why, with(&L::entries, {seq({integer(1), kWhen, list})}), row.outcome}});
   }
   const Der list = seq({kKnown});
   const auto around = [&](unsigned tag) {
@@ -77,11 +77,11 @@ TEST(Whole, EntriesAndTheirList) {
   expect<Crl>(
       {{"a SET", list(set({kOne}))},
        {"two, the first empty", list(join({kNone, seq({kOne})}))},
-       {"indefinite form", in_list(join({indefinite(0x30, {integer(5), kDate}), entry(6)})),
+       {"indefinite form", in_list(join({indefinite(0x30, {integer(5), kWhen}), entry(6)})),
         kEntry},
-       {"a constructed number", in_list(seq({tlv(0x22, integer(5)), kDate})), kEntry},
-       {"two lists of extensions", in_list(seq({integer(1), kDate, kNone, kNone})), kEntry},
-       {"a constructed date", in_list(seq({integer(1), tlv(0x37, kDate)})), "revocationDate"},
+       {"a constructed number", in_list(seq({tlv(0x22, integer(5)), kWhen})), kEntry},
+       {"two lists of extensions", in_list(seq({integer(1), kWhen, kNone, kNone})), kEntry},
+       {"a constructed date", in_list(seq({integer(1), tlv(0x37, kWhen)})), "revocationDate"},
        {"end-of-contents octets", in_list(join({kOne, kEnd, entry(2)})), kRead}});
 }
 
@@ -92,7 +92,7 @@ TEST(Whole, Certificates) {
       {{"a constructed number", with(&C::serial, tlv(0x22, integer(5))), "TBSCertificate"},
        {"two versions in one", with(&C::version, wrap(0, join({integer(2), integer(0)}))),
         "TBSCertificate"},
-       {"a NULL before the key", with(&C::key, join({kNull, rsa_key_info()})), kRead, kRefused},
+       {"a NULL before the key", with(&C::key, join({kNull, rsa_key_info()})), kRead, kNotRead},
        {"a NULL before the algorithm",
         with(&C::outer_algorithm, join({kNull, algorithm(kRsaSha1)})), kRead, "Certificate"},
        {"an algorithm of three", with(&C::outer_algorithm, seq({oid(kRsaSha1), kNull, kNull})),
