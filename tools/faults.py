@@ -364,6 +364,7 @@ class Plan:
         self.copy, self.out = self.folder / 'src', self.folder / 'out'
         self.file, self.helper = self.folder / 'faults.json', self.folder / 'fault.h'
         self.tests_from, self.jobs = options.tests_from, options.jobs
+        self.only = set(options.ids.read_text().split()) if options.ids else None
         self.faults, self.dropped, self.places = [], set(), {}
 
     def run(self, *command, **more):
@@ -447,7 +448,8 @@ class Plan:
     def plant(self):
         by_file = collections.defaultdict(list)
         for number, fault in enumerate(self.faults):
-            if fault['key'] not in self.dropped:
+            wanted = self.only is None or fault['key'] in self.only
+            if wanted and fault['key'] not in self.dropped:
                 by_file[fault['file']].append({**fault, 'id': number})
         for path in self.sources():
             text, self.places[str(path)] = rewrite((ROOT / path).read_bytes(), by_file[str(path)])
@@ -629,9 +631,8 @@ def run(options):
     reach = find_reach(plan, tests, options.jobs)
     if options.seed is not None:
         random.Random(options.seed).shuffle(planted)
-    if options.ids:
-        keys = set(options.ids.read_text().split('\n'))
-        planted = [f for f in planted if f['key'] in keys]
+    if plan.only is not None:
+        planted = [f for f in planted if f['key'] in plan.only]
     planted = planted[:options.sample]
     out = options.out or plan.folder / 'results.jsonl'
     if not options.out:
