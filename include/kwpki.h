@@ -19,14 +19,14 @@
  *     standard output and the process ends with status 1.
  *  3. Handles come from an Allocate function and go back to the Free function of the same name.
  *     Free takes null and returns KWPKI_OK. Any other null handle gives KWPKI_FAILED.
- *  4. Results. A text is null-terminated; a block comes with its length in octets. Both are the
+ *  4. Results. A text is null-terminated; a block comes with its length in bytes. Both are the
  *     caller's own and go back through KwPkiStringFree, whatever the handle that they came from
  *     has become since. On failure they are null, with a length of 0. A null out pointer gives
  *     KWPKI_FAILED.
  *  5. Input is only read during the call; the library keeps copies. Null data with a length above
  *     0 gives KWPKI_FAILED and changes nothing; no data with a length of 0 is an encoding that
  *     does not decode.
- *  6. Text arguments (paths) are null-terminated octets that the operating system interprets.
+ *  6. Text arguments (paths) are null-terminated bytes that the operating system interprets.
  *  7. Threads. Different handles may be used by different threads at once. One handle is used by
  *     one thread at a time, also for calls that only read from it. Requests may be made and
  *     replies processed by any number of threads at once; the library has no thread of its own.
@@ -38,7 +38,7 @@
  *     remembered, with its context, until the library is unloaded. An Async function returns
  *     - KWPKI_OK: the agent took the message;
  *     - KWPKI_NOT_POSTED: a handle or pointer is null, or the request's payload is longer than
- *       0x63FE000 octets (just below 100 MiB), and nothing was remembered; or the agent is missing,
+ *       0x63FE000 bytes (just below 100 MiB), and nothing was remembered; or the agent is missing,
  *       could not make the message or did not take it;
  *     - another value: the agent's own status as it stands, if it would not take the message's
  *       data (a status of 0 looks like KWPKI_OK).
@@ -94,13 +94,13 @@ typedef uint32_t KwPkiStatus;
 #define KWPKI_REFUSED_SEVERE 0xC4090001u  /**< the same, with the mark of a severe error */
 #define KWPKI_FAILED 0x84090005u          /**< bad encoding, empty object or wrong argument */
 #define KWPKI_NOT_POSTED 0x84090010u      /**< a request did not reach the service */
-#define KWPKI_FILE_UNREADABLE 0x84090011u /**< a file, or armour in it, could not be read */
+#define KWPKI_FILE_UNREADABLE 0x84090011u /**< a file, or PEM in it, could not be read */
 #define KWPKI_NO_PUBLIC_KEY 0x84090012u   /**< the certificate holds no usable key */
 #define KWPKI_KEY_FAILED 0x84090013u      /**< a key could not be exported or imported */
 
-/** KwPkiBlock shows octets: null and 0 for none. It does not own them. */
+/** KwPkiBlock shows bytes: null and 0 for none. It does not own them. */
 typedef struct KwPkiBlock {
-  const uint8_t *data; /**< the octets */
+  const uint8_t *data; /**< the bytes */
   uint32_t length;     /**< how many they are */
 } KwPkiBlock;
 
@@ -163,7 +163,7 @@ typedef void(KWPKI_CALL *KwPkiNamesCallback)(void *context, uint32_t status,
  *  @param[in] context  as in KwPkiStatusCallback
  *  @param[in] status   as in KwPkiStatusCallback
  *  @param[in] data     the block, never null
- *  @param[in] length   its length in octets, which may be 0 */
+ *  @param[in] length   its length in bytes, which may be 0 */
 typedef void(KWPKI_CALL *KwPkiDataCallback)(void *context, uint32_t status, uint8_t *data,
                                             uint32_t length);
 /** @} */
@@ -188,12 +188,12 @@ KwPkiCert KWPKI_CALL KwPkiCertAllocate(void);
 KwPkiStatus KWPKI_CALL KwPkiCertFree(KwPkiCert cert);
 
 /** KwPkiCertSetBer decodes the DER or BER encoding of a certificate into `cert`, replacing what it
- *  held. Octets after the certificate are tolerated and kept.
+ *  held. Bytes after the certificate are tolerated and kept.
  *  - Ownership: `data` stays the caller's; `cert` keeps a copy.
  *  - Threads: see convention 7.
  *
  *  @param[in] data      the encoding; it may be what KwPkiCertGetBer showed of the same certificate
- *  @param[in] length    its length in octets
+ *  @param[in] length    its length in bytes
  *  @param[in,out] cert  the certificate
  *  @retval KWPKI_OK      `cert` is set
  *  @retval KWPKI_FAILED  the certificate is signed with SHA-2 or has a key on an elliptic curve and
@@ -224,13 +224,13 @@ KwPkiStatus KWPKI_CALL KwPkiCertSetBer(const uint8_t *data, uint32_t length, KwP
  *
  *  @param[in] cert     the certificate
  *  @param[out] data    the encoding
- *  @param[out] length  its length in octets
+ *  @param[out] length  its length in bytes
  *  @retval KWPKI_OK      the encoding is shown
  *  @retval KWPKI_FAILED  the certificate is empty, or an argument is null */
 KwPkiStatus KWPKI_CALL KwPkiCertGetBer(KwPkiCert cert, const uint8_t **data, uint32_t *length);
 
 /** KwPkiCertGetSubjectDN gives the subject as text, in the order of the certificate: "C=FI,
- *  O=Example, CN=First + UI=1". A value with octets other than ASCII letters, digits, punctuation
+ *  O=Example, CN=First + UI=1". A value with bytes other than ASCII letters, digits, punctuation
  *  and white space is written as "#" and hexadecimal digits.
  *  - Ownership: the text is the caller's; KwPkiStringFree frees it.
  *  - Threads: see convention 7.
@@ -258,7 +258,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDN(KwPkiCert cert, char **text);
  *
  *  @param[in] cert     the certificate
  *  @param[out] data    the block
- *  @param[out] length  its length in octets
+ *  @param[out] length  its length in bytes
  *  @retval KWPKI_OK      the block is given
  *  @retval KWPKI_FAILED  the certificate is empty or has no subject, or an argument is null */
 KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDNDer(KwPkiCert cert, uint8_t **data, uint32_t *length);
@@ -324,21 +324,20 @@ KwPkiStatus KWPKI_CALL KwPkiCrlFree(KwPkiCrl crl);
  *  - Threads: see convention 7.
  *
  *  @param[in] data     the encoding
- *  @param[in] length   its length in octets
+ *  @param[in] length   its length in bytes
  *  @param[in,out] crl  the CRL
  *  @retval KWPKI_OK      `crl` is set
  *  @retval KWPKI_FAILED  as for KwPkiCertSetBer */
 KwPkiStatus KWPKI_CALL KwPkiCrlSetBer(const uint8_t *data, uint32_t length, KwPkiCrl crl);
 
-/** KwPkiCrlReadFromFile reads a CRL from a base64 armoured file (see KwPkiReadFile) and sets `crl`
- *  to it.
+/** KwPkiCrlReadFromFile reads a CRL from a PEM file (see KwPkiReadFile) and sets `crl` to it.
  *  - Ownership: `path` stays the caller's; what is read belongs to `crl`.
  *  - Threads: see convention 7.
  *
  *  @param[in] path     the file; null or "-" means standard input
  *  @param[in,out] crl  the CRL
  *  @retval KWPKI_OK               `crl` is set
- *  @retval KWPKI_FILE_UNREADABLE  there is no armoured block to be had: `crl` keeps what it held
+ *  @retval KWPKI_FILE_UNREADABLE  there is no PEM block to be had: `crl` keeps what it held
  *  @retval KWPKI_FAILED           the block does not decode: `crl` is empty; or `crl` is null */
 KwPkiStatus KWPKI_CALL KwPkiCrlReadFromFile(const char *path, KwPkiCrl crl);
 /** @} */
@@ -346,21 +345,21 @@ KwPkiStatus KWPKI_CALL KwPkiCrlReadFromFile(const char *path, KwPkiCrl crl);
 /** @defgroup files Files, public keys and the rest
  *  @{ */
 
-/** KwPkiReadFile reads a file into a block: as it stands, or the content of the last base64
- *  armoured block of the file, between a line that starts with a dash and the next (as in PEM
- *  files; the words of these lines do not matter).
+/** KwPkiReadFile reads a file into a block: as it stands, or the content of the last PEM block
+ *  of the file: base64 between a line that starts with a dash and the next. The words of these
+ *  lines do not matter.
  *  - Ownership: the block is the caller's; KwPkiStringFree frees it.
  *  - Threads: any, at any time; those that read standard input at once share what comes.
  *
  *  @param[in] path      the file; null or "-" means standard input, which stays open
- *  @param[in] armoured  0 for the file as it stands, else its last armoured block
+ *  @param[in] pem       0 for the file as it stands, else its last PEM block
  *  @param[out] data     the block, not null even for an empty file
- *  @param[out] length   its length in octets
+ *  @param[out] length   its length in bytes
  *  @retval KWPKI_OK               the block is given
  *  @retval KWPKI_FILE_UNREADABLE  an out pointer is null, or the file cannot be read, is a
- *                                 directory, is larger than 100 MiB, or has no armoured block that
+ *                                 directory, is larger than 100 MiB, or has no PEM block where one
  *                                 was asked for; the out arguments are then left as they are */
-KwPkiStatus KWPKI_CALL KwPkiReadFile(const char *path, uint32_t armoured, uint8_t **data,
+KwPkiStatus KWPKI_CALL KwPkiReadFile(const char *path, uint32_t pem, uint8_t **data,
                                      uint32_t *length);
 
 /** KwPkiPublicKeyAllocate makes a public key without content.
@@ -450,7 +449,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t ignored, KwP
  *  - Threads: see convention 7.
  *
  *  @param[in] data     the encoding of an X.501 Name
- *  @param[in] length   its length in octets
+ *  @param[in] length   its length in bytes
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
  *  @retval KWPKI_FAILED  the encoding is not a name, a value of it is empty or fits no string type,
@@ -458,57 +457,57 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t ignored, KwP
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNDer(const uint8_t *data, uint32_t length,
                                               KwPkiSearchKey key);
 
-/** KwPkiSearchKeySetDNS adds a DNS name as it stands, octet by octet.
+/** KwPkiSearchKeySetDNS adds a DNS name as it stands, byte by byte.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
  *  - Threads: see convention 7.
  *
  *  @param[in] data     the name
- *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
+ *  @param[in] length   its length in bytes; 0 stands for the length of null-terminated text
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
  *  @retval KWPKI_FAILED  the name is longer than any request, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNS(const char *data, uint32_t length, KwPkiSearchKey key);
 
-/** KwPkiSearchKeySetEmail adds a mail address as it stands, octet by octet.
+/** KwPkiSearchKeySetEmail adds a mail address as it stands, byte by byte.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
  *  - Threads: see convention 7.
  *
  *  @param[in] data     the address
- *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
+ *  @param[in] length   its length in bytes; 0 stands for the length of null-terminated text
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
  *  @retval KWPKI_FAILED  the address is longer than any request, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetEmail(const char *data, uint32_t length,
                                               KwPkiSearchKey key);
 
-/** KwPkiSearchKeySetURI adds a URI as it stands, octet by octet.
+/** KwPkiSearchKeySetURI adds a URI as it stands, byte by byte.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
  *  - Threads: see convention 7.
  *
  *  @param[in] data     the URI
- *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
+ *  @param[in] length   its length in bytes; 0 stands for the length of null-terminated text
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
  *  @retval KWPKI_FAILED  the URI is longer than any request, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetURI(const char *data, uint32_t length, KwPkiSearchKey key);
 
-/** KwPkiSearchKeySetOID adds an object identifier as it stands, octet by octet.
+/** KwPkiSearchKeySetOID adds an object identifier as it stands, byte by byte.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
  *  - Threads: see convention 7.
  *
  *  @param[in] data     the identifier as dotted text
- *  @param[in] length   its length in octets; 0 stands for the length of null-terminated text
+ *  @param[in] length   its length in bytes; 0 stands for the length of null-terminated text
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
  *  @retval KWPKI_FAILED  the text is longer than any request, or a pointer is null */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetOID(const char *data, uint32_t length, KwPkiSearchKey key);
 
-/** KwPkiSearchKeySetIP adds an address of 4 or 16 octets, as a certificate holds it. Other lengths
+/** KwPkiSearchKeySetIP adds an address of 4 or 16 bytes, as a certificate holds it. Other lengths
  *  are taken as well.
  *  - Ownership: `data` stays the caller's; the set keeps a copy.
  *  - Threads: see convention 7.
  *
- *  @param[in] data     the octets of the address
+ *  @param[in] data     the bytes of the address
  *  @param[in] length   how many they are; 0 is an empty key, for which `data` may be null
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
@@ -892,10 +891,10 @@ KwPkiStatus KWPKI_CALL KwPkiCertRequestRemoveAsync(const char *const *names,
  *    callback runs on this thread.
  *
  *  @param[in] data    the body
- *  @param[in] length  its length in octets
+ *  @param[in] length  its length in bytes
  *  @retval KWPKI_OK      a callback was called
  *  @retval KWPKI_FAILED  the body does not decode, is null, has a payload of more than 0x63FE000
- *                        octets, or belongs to no request that waits: nothing has changed then.
+ *                        bytes, or belongs to no request that waits: nothing has changed then.
  *                        Or the reply is not of the kind that the request asked for, its names
  *                        cannot be read, or the callback is null: the request is then over without
  *                        a call

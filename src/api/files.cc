@@ -2,13 +2,13 @@
 
 #include "kwpki.h"
 
-KwPkiStatus KWPKI_CALL KwPkiReadFile(const char *path, uint32_t armoured, uint8_t **data,
+KwPkiStatus KWPKI_CALL KwPkiReadFile(const char *path, uint32_t pem, uint8_t **data,
                                      uint32_t *length) {
   if (!data || !length) return KWPKI_FILE_UNREADABLE;
 
   uint8_t *block = nullptr;
   size_t size = 0;
-  const auto read = armoured ? ssh_read_file_base64 : ssh_read_file;
+  const auto read = pem ? ssh_read_file_base64 : ssh_read_file;
   if (!read(path, &block, &size)) return KWPKI_FILE_UNREADABLE;
   *data = block;
   *length = static_cast<uint32_t>(size);  // no block is larger than SSH_XMALLOC_MAX
