@@ -64,7 +64,7 @@ void check_extensions(const Json &list, const SshX509ExtensionSet &set, Bytes en
     const SshX509ExtensionView &view = cursor.extension();
     require(extension["oid"] == kwpki::oid_text(view.id));
     require(extension["critical"] == (view.critical != 0));
-    require(extension["der"] == kwpki::hex(view.value));
+    require(extension["der"] == kwpki::base64(view.value));
     const SshOidRow *row = ssh_oid_find_encoded(view.id, SSH_OID_EXTENSION);
     require(row || !view.critical);
     if (!row || shown.test(row->code)) continue;
@@ -105,11 +105,9 @@ void check_common(const Json &shown, const Record &record) {
   require(shown["signature"]["scheme"] == record.signature_scheme);
   check_name(shown["issuer"], record.issuer_names);
   check_extensions(shown["extensions"], record.extensions, record.extension_list);
-  std::string der;
-  kwpki::append_base64(der, record.element);
-  require(shown["der"] == der);
-  const size_t leading = shown.value("leading_octets", size_t{0});
-  const size_t trailing = shown.value("trailing_octets", size_t{0});
+  require(shown["der"] == kwpki::base64(record.element));
+  const size_t leading = shown.value("leading_bytes", size_t{0});
+  const size_t trailing = shown.value("trailing_bytes", size_t{0});
   require(record.der.data() + leading == record.element.data());
   require(leading + record.element.size() + trailing == record.der.size());
   for (const Json &extension : shown["extensions"]) {

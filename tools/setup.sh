@@ -12,7 +12,8 @@ for purpose in "$@"; do
     library) more="g++ cmake ninja-build pkg-config binutils libcli11-dev libfmt-dev
                nlohmann-json3-dev libsqlite3-dev libssl-dev" ;;
     demo) more="openssl" ;;
-    tests) more="libgtest-dev libgmock-dev openssl ca-certificates pandoc python3 doxygen
+    tests) more="libgtest-dev libgmock-dev openssl ca-certificates pandoc python3
+             python3-jsonschema doxygen
              valgrind" ;;
     clang) more="clang-14 libclang-rt-14-dev" ;;
     windows) more="wine wine32:i386 g++-mingw-w64-i686-posix googletest" ;;

@@ -15,7 +15,8 @@ lib=$(dirname "$(find . -name 'libKwPki.so')")
 for file in bin/kwpki include/kwpki.h "$lib/pkgconfig/kwpki.pc" \
   "$lib/cmake/KwPki/KwPkiConfig.cmake" \
   "$lib/cmake/KwPki/KwPkiConfigVersion.cmake" share/bash-completion/completions/kwpki \
-  share/zsh/site-functions/_kwpki share/fish/vendor_completions.d/kwpki.fish; do
+  share/zsh/site-functions/_kwpki share/fish/vendor_completions.d/kwpki.fish \
+  share/kwpki/kwpki.schema.json; do
   test -s "$file" || { echo "not installed: $file"; exit 1; }
 done
 cmp include/kwpki.h "$source/include/kwpki.h"

@@ -35,10 +35,15 @@ struct Result {
   int code;
   std::string out, err;
 
+  // The objects that were written, each without the contract that it keeps.
   [[nodiscard]] std::vector<nlohmann::json> objects() const {
     std::vector<nlohmann::json> list;
     std::istringstream lines(out);
-    for (std::string line; std::getline(lines, line);) list.push_back(nlohmann::json::parse(line));
+    for (std::string line; std::getline(lines, line);) {
+      list.push_back(nlohmann::json::parse(line));
+      EXPECT_EQ(list.back().at("schema"), "kwpki/1");
+      list.back().erase("schema");
+    }
     return list;
   }
 };

@@ -70,6 +70,18 @@ TEST(Inspect, ExitCodes) {
   }
 }
 
+TEST(Inspect, HelpFitsEightyColumns) {
+  const std::vector<std::vector<std::string>> commands = {
+      {}, {"inspect"}, {"verify"}, {"message", "decode"}, {"message", "encode"}, {"error"}};
+  for (auto command : commands) {
+    command.emplace_back("--help");
+    std::istringstream lines(run(command).out);
+    size_t count = 0;
+    for (std::string line; std::getline(lines, line); ++count) EXPECT_LE(line.size(), 80u) << line;
+    EXPECT_GT(count, 5u);
+  }
+}
+
 // Modern unless told otherwise, before the command or behind it; and told once, told for one run.
 TEST(Inspect, ReadsUnderAProfile) {
   const std::string today = KWPKI_SOURCE_DIR "/examples/refused-sha256.der";
@@ -102,7 +114,7 @@ TEST(Inspect, FindsEveryBlockAndFile) {
   for (const json &object : all.objects()) {
     seen.push_back(object["kind"] == "crl" ? "crl" : object["subject"]["text"].get<std::string>());
     seen.back() += object.value("format", "") + std::to_string(object.value("block", 0)) + ":" +
-                   std::to_string(object.value("trailing_octets", 0));
+                   std::to_string(object.value("trailing_bytes", 0));
   }
   EXPECT_THAT(seen, testing::ElementsAre("CN=twoder0:8", "CN=onepem1:3", "CN=twopem3:0",
                                          "crlpem4:0", "CN=onepem5:0"));
@@ -160,11 +172,14 @@ TEST(Inspect, TellsFirstWhatPeopleWantToKnow) {
   const Result one = run({}, ending(12));
   EXPECT_EQ(one.code, 0) << one.err;
   for (const char *line : {"  Subject       CN=A\n", "  Issuer        the same\n",
-                           "UTC, expires in 12 days\n", "  Key           RSA, 264 bits\n",
+                           "UTC, expires in 12 days\n", "  Key           RSA, 264 bits, weak\n",
                            "  Signed with   RSA with SHA-1\n", "  Authority     no\n"})
     EXPECT_THAT(one.out, HasSubstr(line));
   EXPECT_LE(count(one.out, "\n"), 15u);
   EXPECT_THAT(run({}, ending(-3)).out, HasSubstr(" UTC, EXPIRED 3 days ago\n"));
+  EXPECT_THAT(run({"--color", "always", "inspect"}, ending(-3)).out,
+              HasSubstr(" UTC, \x1b[1;31mEXPIRED 3 days ago\x1b[0m\n"));
+  EXPECT_THAT(run({"--full"}, ending(-3)).out, HasSubstr("\n  EXPIRED 3 days ago, weak key\n"));
   EXPECT_EQ(run({"--expires", "11"}, ending(12)).code, 0);
 
   const Directory directory;
@@ -173,8 +188,8 @@ TEST(Inspect, TellsFirstWhatPeopleWantToKnow) {
   const Result table = run({"--expires", "13", soon, late, soon, late});
   EXPECT_EQ(table.code, 1);
   EXPECT_EQ(count(table.out, "\n"), 5u);
-  EXPECT_EQ(count(table.out, "  ! 12 days    RSA 264         A  "), 2u);
-  EXPECT_EQ(count(table.out, "    8 years    RSA 264         A  "), 2u);
+  EXPECT_EQ(count(table.out, "  ! 12 days    RSA 264 weak    A  "), 2u);
+  EXPECT_EQ(count(table.out, "    8 years    RSA 264 weak    A  "), 2u);
   EXPECT_EQ(run({"--expires", "13", "--pem", soon, late}).out, pem("CERTIFICATE", made));
 }
 
@@ -184,6 +199,8 @@ TEST(Inspect, FindsASerialNumberInCrls) {
     EXPECT_EQ(found.code, 0) << given;
     EXPECT_THAT(found.out, HasSubstr("is revoked\n"));
     EXPECT_THAT(found.out, HasSubstr("2002-03-04"));
+    const json shown = run({"--find", given, "--json"}, crl(5)).objects().at(0);
+    EXPECT_TRUE(shown["revoked"].get<bool>() && shown["entry"]["serial"]["decimal"] == "3");
   }
   EXPECT_EQ(run({"--find", "77777"}, crl(5)).code, 1);
   for (const char *wrong : {"", "0x", "1g", "-1"})
@@ -195,10 +212,10 @@ TEST(Inspect, FindsASerialNumberInCrls) {
 TEST(Inspect, SaysWhatStandsAroundTheElement) {
   const std::string plain = certificate(kA, {}), null = octets(der::null());
   const std::pair<std::string, const char *> rows[] = {
-      {null + plain, "2 octets in front of the certificate\n"},
-      {plain + "x", "1 octet behind the certificate\n"},
+      {null + plain, "2 bytes in front of the certificate\n"},
+      {plain + "x", "1 byte behind the certificate\n"},
       {null + plain + null + null,
-       "2 octets in front of the certificate, 4 octets behind the certificate\n"},
+       "2 bytes in front of the certificate, 4 bytes behind the certificate\n"},
   };
   for (const auto &[der, around] : rows) {
     const Result text = run({"inspect", "--profile", "classic"}, der);

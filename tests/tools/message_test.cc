@@ -99,7 +99,8 @@ const std::vector<MessageRow> &messages() {
 
 Json document(const MessageRow &row) {
   const bool reply = unhex(row.octets)[19] != 0;
-  Json whole = {{"kind", reply ? "reply" : "request"}, {"version", 1}, {"request_id", 7}};
+  Json whole = {{"schema", "kwpki/1"}, {"kind", reply ? "reply" : "request"}, {"version", 1}};
+  whole["request_id"] = 7;
   whole["request_type"] = row.type;
   whole["status"] = reply ? 0 : 999;
   whole["reserved"] = reply ? 5 : 0;
@@ -158,11 +159,11 @@ TEST(Message, FaultsAreNamed) {
     std::string octets;
     const char *out, *err;
   } rows[] = {
-      {request(6, "") + "00", "rest: 1 octet,", "message, offset 24: 1 octet behind"},
+      {request(6, "") + "00", "rest: 1 byte,", "message, offset 24: 1 byte behind"},
       {request(9, "00"), "9", "request_type, offset 8: no type of a message: 9"},
       {request(1, "ffffffff 00"), "rest: 5", "payload.crl, offset 24: cut: 1 of 4294967295"},
       {reply(4, "40000000 00000001 41"), "[0]: \"A\"",
-       "payload.name_count, offset 24: 1073741824 items of at least 4 octets do not fit the 5"},
+       "payload.name_count, offset 24: 1073741824 items of at least 4 bytes do not fit the 5"},
       {cut, "public-key", "payload.elements[0].keys[0].value, offset 70: cut: 1 of 4"},
       {"zz", "", "not hexadecimal"},
   };
@@ -184,7 +185,7 @@ TEST(Message, WordsOfValues) {
       {request(2, "00000000 00000000" + keys),
        {"type: 3 (dn)", "data: CN=", "\"\\x1b]0;x\\x07\\u{202e}\""}},
       {reply(0, "", 0x84090005), {"status: 2215182341 (KWPKI_FAILED)"}},
-      {request(0, "00000000 00000002 3000"), {"certificate: 2 octets, not a certificate"}},
+      {request(0, "00000000 00000002 3000"), {"certificate: 2 bytes, not a certificate"}},
   };
   for (const auto &[octets, words] : rows) {
     const std::string out = run({"message", "decode", "--hex"}, octets).out;
@@ -228,6 +229,7 @@ TEST(Message, BadJsonIsToldWithItsPlace) {
       {"{", "parse error at line 1, column 2"},
       {R"({"request_type": "serch"})", "request_type: no such name"},
       {R"({"request_type": 6, "kind": "call"})", "kind: neither"},
+      {R"({"request_type": 6, "schema": "kwpki/2"})", "schema: not that of this program"},
       {R"({"request_type": 6, "payload": {"data": ""}})", "payload.data: no such member"},
       {R"({"request_type": 6, "status": 1, "status": 2})", "status: given twice"},
       {R"({"request_type": 7, "payload": {"names": ["", "", "", "", ""]}})",

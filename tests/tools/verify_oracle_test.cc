@@ -124,11 +124,11 @@ TEST_F(VerifyTest, ExitCodes) {
   } rows[] = {
       {{"--issuer", issuer, "--issuer", list, good}, 0, "list: a CRL is no issuer; passed over"},
       {{"--issuer", issuer, "--issuer", broken, good}, 1, "broken: refused as an issuer"},
-      {{"--issuer", issuer, front}, 1, "", "bits; 2 octets in front of the certificate\n"},
+      {{"--issuer", issuer, front}, 1, "", "bits; 2 bytes in front of the certificate\n"},
       {{"--issuer", issuer, "--strict", good}, 1, "", "valid, signed by CN=Root"},
       {{"--issuer", strong, "--strict", strong}, 0, "", "CN=Root (ecdsa-sha256)\n"},
       {{"--issuer", issuer, outside}, 1, "", ": its two algorithm identifiers differ"},
-      {{"--issuer", behind, good}, 1, "behind: 3 octets behind the certificate", "valid"},
+      {{"--issuer", behind, good}, 1, "behind: 3 bytes behind the certificate", "valid"},
       {{"--issuer", issuer}, 3, "standard input: holds nothing"},
       {{good}, 2, "--issuer is required"},
   };

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "kwpki/describe.h"
@@ -12,9 +13,9 @@ namespace {
 
 using std::chrono::seconds;
 
-constexpr size_t kLabel = 14;    // columns of a label
-constexpr size_t kNames = 5;     // so many names are shown
-constexpr size_t kSubject = 34;  // columns of a subject in a row
+constexpr size_t kLabel = 14;      // columns of a label
+constexpr size_t kNamesShown = 5;  // so many names are shown
+constexpr size_t kSubject = 34;    // columns of a subject in a row
 
 Moment moment_of(const SshBerTime &time) {
   namespace c = std::chrono;
@@ -96,7 +97,8 @@ std::string serial_text(const Json &serial) {
 
 std::string key_text(const Json &key) {
   std::string text = key["type"].get<std::string>();
-  if (text == "unknown") text = key["algorithm"].value("name", key["algorithm"]["oid"]);
+  if (text == "unknown" && key.contains("algorithm"))
+    text = key["algorithm"].value("name", key["algorithm"]["oid"]);
   if (key.contains("curve") && key["curve"].is_object())
     return fmt::format("{} on {}", text,
                        key["curve"].value("nist_name", key["curve"].value("name", "a curve")));
@@ -135,16 +137,64 @@ std::string scheme_text(const Json &signature) {
   return algorithm.is_object() ? algorithm.value("name", algorithm["oid"]) : "unknown";
 }
 
+// A key is weak below 112 bits of strength: NIST SP 800-57 part 1, 5.6.1.
+bool is_weak_key(const Json &key) {
+  constexpr struct {
+    std::string_view type;
+    size_t bits;
+  } kLeast[] = {{"RSA", 2048},     {"RSASSA-PSS", 2048},     {"DSA", 2048},
+                {"ElGamal", 2048}, {"Diffie-Hellman", 2048}, {"EC", 224}};
+  const size_t bits = key.value("bits", size_t{0});
+  return bits != 0 && std::any_of(std::begin(kLeast), std::end(kLeast), [&](const auto &row) {
+           return key["type"] == row.type && bits < row.bits;
+         });
+}
+
+// So is a signature over a hash whose collisions can be made.
+bool is_weak_signature(const Json &signature) {
+  const std::string words = scheme_text(signature);
+  return words.find("MD") != words.npos || words.starts_with("md") || words.ends_with("SHA-1") ||
+         words.ends_with("SHA");
+}
+
+// What signs itself is trusted for where it was found, not for its signature.
+bool is_weakly_signed(const SshX509Cert &cert) {
+  const SshX509Name *issuer = ssh_x509_name_find(cert.issuer_names, SSH_X509_NAME_DN);
+  const SshX509Name *subject = ssh_x509_name_find(cert.subject_names, SSH_X509_NAME_DN);
+  const bool own = issuer && subject && ssh_bytes_equal(issuer->der, subject->der);
+  return !own && is_weak_signature(signature_json(cert));
+}
+bool is_weakly_signed(const SshX509Crl &crl) { return is_weak_signature(signature_json(crl)); }
+
+template <class Record>
+std::string signed_text(const Record &record, const Style &style) {
+  const std::string text = scheme_text(signature_json(record));
+  return is_weakly_signed(record) ? style.warning(text + ", weak") : text;
+}
+
+std::string objections_of(const Expiry &expiry, bool weak_key, bool weakly_signed) {
+  std::string text = expiry.early || expiry.expired ? expiry_text(expiry) : "";
+  if (weak_key) text += (text.empty() ? "" : ", ") + std::string("weak key");
+  if (weakly_signed) text += (text.empty() ? "" : ", ") + std::string("weak signature");
+  return text;
+}
+
+std::string period_text(const SshBerTime &from, const SshBerTime &to, const Expiry &expiry,
+                        seconds soon, const Style &style) {
+  return fmt::format("{} to {} UTC, {}", date_text(from), date_text(to),
+                     marked(expiry, soon, style, expiry_text(expiry)));
+}
+
 std::string names_text(const SshX509Cert &cert) {
   const Json names = names_json(cert.subject_names);
   std::string text;
-  for (size_t i = 0; i < names.size() && i < kNames; ++i) {
+  for (size_t i = 0; i < names.size() && i < kNamesShown; ++i) {
     const Json &name = names[i];
     const char *shown = name.contains("readable") ? "readable" : "text";
     text += (i ? ", " : "") + (name.contains(shown) ? escape(name[shown].get<std::string>())
                                                     : name.value("type", "more"));
   }
-  if (names.size() > kNames) text += fmt::format(" and {} more", names.size() - kNames);
+  if (names.size() > kNamesShown) text += fmt::format(" and {} more", names.size() - kNamesShown);
   return text;
 }
 
@@ -171,8 +221,8 @@ std::string short_name(const SshX509Name *names) {
   return text.empty() ? "(no name)" : escape(text);
 }
 
-// cut keeps so many columns, each letter taken for one.
-std::string cut(const std::string &text, size_t columns) {
+// fitted keeps so many columns, each letter taken for one.
+std::string fitted(const std::string &text, size_t columns) {
   size_t letters = 0, at = 0;
   for (; at < text.size(); ++at) {
     if ((text[at] & 0xC0) == 0x80) continue;
@@ -191,9 +241,9 @@ std::string left_text(const Expiry &expiry, seconds soon) {
 
 std::string row_text(const SshBerTime &end, const Expiry &expiry, seconds soon, const Style &style,
                      const std::string &kind, const SshX509Name *names, const std::string &where) {
-  return fmt::format("{:10}  {}  {:14}  {}  {}\n", date_text(end).substr(0, 10),
+  return fmt::format("{:10}  {}  {}  {}  {}\n", date_text(end).substr(0, 10),
                      marked(expiry, soon, style, fmt::format("{:11}", left_text(expiry, soon))),
-                     kind, cut(short_name(names), kSubject), escape(where));
+                     kind, fitted(short_name(names), kSubject), escape(where));
 }
 
 }  // namespace
@@ -217,19 +267,32 @@ std::string expiry_text(const Expiry &expiry) {
                         : "expires in " + span_text(expiry.left);
 }
 
+std::string objections(const SshX509Cert &cert, Moment now) {
+  return objections_of(expiry_of(cert, now), is_weak_key(key_json(cert)), is_weakly_signed(cert));
+}
+
+std::string objections(const SshX509Crl &crl, Moment now) {
+  return objections_of(expiry_of(crl, now), false, is_weakly_signed(crl));
+}
+
+std::string key_words(const Json &key, const Style &style) {
+  return is_weak_key(key) ? style.warning(key_text(key) + ", weak") : key_text(key);
+}
+
+std::string validity_words(const SshX509Cert &cert, Moment now, seconds soon, const Style &style) {
+  return period_text(cert.not_before, cert.not_after, expiry_of(cert, now), soon, style);
+}
+
 std::string brief(const SshX509Cert &cert, Moment now, seconds soon, const Style &style) {
   const Json json = certificate_json(cert);
-  const Expiry expiry = expiry_of(cert, now);
   Lines lines(style);
   const std::string subject = own_name(json["subject"]), issuer = own_name(json["issuer"]);
   lines.add("Subject", subject);
   lines.add("Issuer", issuer == subject ? "the same" : issuer);
   lines.add("Serial", serial_text(json["serial"]));
-  lines.add("Valid",
-            fmt::format("{} to {} UTC, {}", date_text(cert.not_before), date_text(cert.not_after),
-                        marked(expiry, soon, style, expiry_text(expiry))));
-  lines.add("Key", key_text(json["public_key"]));
-  lines.add("Signed with", scheme_text(json["signature"]));
+  lines.add("Valid", validity_words(cert, now, soon, style));
+  lines.add("Key", key_words(json["public_key"], style));
+  lines.add("Signed with", signed_text(cert, style));
   lines.add("Names", names_text(cert));
   lines.add("Authority", authority_text(cert));
   add_fingerprints(lines, cert.element);
@@ -238,13 +301,11 @@ std::string brief(const SshX509Cert &cert, Moment now, seconds soon, const Style
 
 std::string brief(const SshX509Crl &crl, Moment now, seconds soon, const Style &style) {
   const Json json = crl_json(crl);
-  const Expiry expiry = expiry_of(crl, now);
   Lines lines(style);
   lines.add("Issuer", own_name(json["issuer"]));
   lines.add("Valid",
-            fmt::format("{} to {} UTC, {}", date_text(crl.this_update), date_text(crl.next_update),
-                        marked(expiry, soon, style, expiry_text(expiry))));
-  lines.add("Signed with", scheme_text(json["signature"]));
+            period_text(crl.this_update, crl.next_update, expiry_of(crl, now), soon, style));
+  lines.add("Signed with", signed_text(crl, style));
   lines.add("Revoked",
             fmt::format("{} certificate{}", crl.revoked_count, crl.revoked_count == 1 ? "" : "s"));
   add_fingerprints(lines, crl.element);
@@ -263,21 +324,23 @@ std::string brief_row(const SshX509Cert &cert, Moment now, seconds soon, const S
   if (const size_t comma = kind.find(", "); comma != kind.npos)
     kind = kind.substr(0, comma) + kind.substr(comma + 1, kind.find(" bits") - comma - 1);
   if (const size_t on = kind.find(" on "); on != kind.npos) kind.erase(on, 3);
-  return row_text(cert.not_after, expiry_of(cert, now), soon, style, kind.substr(0, 14),
-                  cert.subject_names, where);
+  const bool weak = is_weak_key(key);
+  kind = fmt::format("{:14}", (kind + (weak ? " weak" : "")).substr(0, 14));
+  return row_text(cert.not_after, expiry_of(cert, now), soon, style,
+                  weak ? style.warning(kind) : kind, cert.subject_names, where);
 }
 
 std::string brief_row(const SshX509Crl &crl, Moment now, seconds soon, const Style &style,
                       const std::string &where) {
   return row_text(crl.next_update, expiry_of(crl, now), soon, style,
-                  fmt::format("CRL of {}", crl.revoked_count).substr(0, 14), crl.issuer_names,
-                  where);
+                  fmt::format("{:14}", fmt::format("CRL of {}", crl.revoked_count)).substr(0, 14),
+                  crl.issuer_names, where);
 }
 
 std::string wrong_row(const Style &style, const std::string &why, const std::string &where) {
   return fmt::format("{:10}  {}  {:14}  {}  {}\n", "-",
                      style.warning(fmt::format("{:11}", "! REFUSED")), "-",
-                     cut(escape(why), kSubject), escape(where));
+                     fitted(escape(why), kSubject), escape(where));
 }
 
 }  // namespace kwpki

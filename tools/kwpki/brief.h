@@ -6,6 +6,7 @@
 #include <string>
 
 #include "kwpki/text.h"
+#include "kwpki/values.h"
 #include "x509/cert.h"
 #include "x509/crl.h"
 
@@ -29,6 +30,17 @@ bool expires_soon(const Expiry &expiry, std::chrono::seconds soon);
 // expiry_text is "expires in 12 days", "EXPIRED 3 days ago", "not valid until 40 days from now" or
 // "does not say when it expires".
 std::string expiry_text(const Expiry &expiry);
+
+// objections says in a line what speaks against a record: that it has expired or is not valid yet,
+// that its key or the hash of its signature is weak. Empty if nothing does.
+std::string objections(const SshX509Cert &cert, Moment now);
+std::string objections(const SshX509Crl &crl, Moment now);
+
+// key_words and validity_words tell of a key (as key_json has it) and of the days of a certificate,
+// with what is wrong marked.
+std::string key_words(const Json &key, const Style &style);
+std::string validity_words(const SshX509Cert &cert, Moment now, std::chrono::seconds soon,
+                           const Style &style);
 
 // brief gives the lines of a record. `soon` marks what expires within that time.
 std::string brief(const SshX509Cert &cert, Moment now, std::chrono::seconds soon,

@@ -182,7 +182,7 @@ void Chains::report(const Place &place, const std::vector<Step> &steps, const ch
     for (const Step &step : steps) text += line_of(step);
     return objects_.output.write(text);
   }
-  Json json = {{"schema", "kwpki/1"}};
+  Json json = document();
   set_text(json, "file", place.file);
   if (place.block) json["block"] = place.block;
   json["kind"] = "certificate";
@@ -190,7 +190,7 @@ void Chains::report(const Place &place, const std::vector<Step> &steps, const ch
   json.update(around);
   json["chain"] = Json::array();
   for (const Step &step : steps) json["chain"].push_back(json_of(step));
-  objects_.output.write(json.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n");
+  objects_.output.write(json_line(json) + "\n");
 }
 
 }  // namespace

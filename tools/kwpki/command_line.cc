@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <numeric>
 #include <sstream>
 
@@ -24,6 +25,9 @@ struct ProfileRow {
   SshX509Profile profile;
 };
 constexpr ProfileRow kProfiles[] = {{"classic", SSH_X509_CLASSIC}, {"modern", SSH_X509_MODERN}};
+
+const std::map<std::string, Color> kColors = {
+    {"auto", Color::kAuto}, {"always", Color::kAlways}, {"never", Color::kNever}};
 
 // say writes a message. Where standard error is full or closed, the exit code has to do.
 void say(const Streams &streams, const std::string &text) {
@@ -50,8 +54,11 @@ size_t distance(std::string_view a, std::string_view b) {
 // It returns what is wrong with a first word that is neither a command nor looks like a file.
 std::string name_inspect(const CLI::App &app, std::vector<std::string> &words) {
   size_t first = 0;
-  while (first < words.size() && words[first].starts_with("--profile"))
-    first += words[first] == "--profile" ? 2 : 1;
+  const auto leads = [&words](size_t at) {
+    return at < words.size() &&
+           (words[at].starts_with("--profile") || words[at].starts_with("--color"));
+  };
+  while (leads(first)) first += words[first].find('=') == std::string::npos ? 2 : 1;
   first = std::min(first, words.size());
   const std::string word = first < words.size() ? words[first] : "-";
   if (word == "--help" || word == "-h" || word == "--version") return {};
@@ -74,16 +81,54 @@ std::string name_inspect(const CLI::App &app, std::vector<std::string> &words) {
   return {};
 }
 
+// append_filled appends a paragraph in lines of at most 80 columns; those behind the first begin
+// behind so many blanks.
+void append_filled(std::string_view text, size_t indent, std::string *out) {
+  constexpr size_t kColumns = 80;
+  for (size_t start = 0; text.size() > kColumns - start; start = indent) {
+    size_t end = text.rfind(' ', kColumns - start);
+    if (end == text.npos || text.find_first_not_of(' ') > end) end = text.find(' ', kColumns);
+    if (end == text.npos) break;
+    *out += text.substr(0, end);
+    *out += '\n' + std::string(indent, ' ');
+    text.remove_prefix(end + 1);
+  }
+  *out += text;
+  *out += '\n';
+}
+
+// fitted_help fills the lines of a help page: paragraphs, and descriptions in their column.
+std::string fitted_help(const std::string &help) {
+  constexpr size_t kDescriptions = 30;
+  std::istringstream lines(help);
+  std::string out, paragraph;
+  const auto end_paragraph = [&] {
+    if (!paragraph.empty()) append_filled(paragraph, 0, &out);
+    paragraph.clear();
+  };
+  for (std::string line; std::getline(lines, line);) {
+    const bool prose = !line.empty() && line[0] != ' ' && !line.ends_with(':') &&
+                       !line.starts_with("Usage:");
+    if (!prose) end_paragraph();
+    if (prose) paragraph += (paragraph.empty() ? "" : " ") + line;
+    if (!prose) append_filled(line, kDescriptions, &out);
+  }
+  end_paragraph();
+  return out;
+}
+
 int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
   CLI::App app(
-      "Reads certificates and certificate revocation lists, and shows messages.\n"
+      "Reads certificates and certificate revocation lists, and shows messages.\n\n"
       "kwpki FILE... is kwpki inspect FILE...",
       "kwpki");
   app.set_version_flag("--version", "kwpki " KWPKI_VERSION);
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // "/certs/a.pem" is a file there too
   add_profile_option(app);
+  add_color_option(app);
   ssh_x509_set_profile(SSH_X509_MODERN);  // whatever the library's own default
+  choose_color(Color::kAuto);
   Run run;
   for (const auto add_command : kCommands) add_command(app, run);
   std::vector<std::string> words(argv + 1, argv + argc);
@@ -102,7 +147,7 @@ int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
     }
     std::ostringstream help;
     (void)app.exit(error, help);
-    std::fputs(help.str().c_str(), streams.out);
+    std::fputs(fitted_help(help.str()).c_str(), streams.out);
     return kExitOk;
   }
   return run(streams);
@@ -122,6 +167,14 @@ void add_profile_option(CLI::App &app) {
                                        "Which certificates and CRLs are read [modern]")
       ->check(CLI::Validator(CLI::IsMember(names)).description(""))
       ->type_name("classic|modern");
+}
+
+void add_color_option(CLI::App &app) {
+  const auto set = [](const std::string &name) { choose_color(kColors.at(name)); };
+  app.add_option_function<std::string>("--color", set,
+                                       "Colours: on a terminal unless NO_COLOR is set [auto]")
+      ->check(CLI::Validator(CLI::IsMember(kColors)).description(""))
+      ->type_name("auto|always|never");
 }
 
 int run_command_line(int argc, const char *const *argv, const Streams &streams) {

@@ -40,6 +40,9 @@ void add_completion_command(CLI::App &app, Run &run);
 // command, and every command that decodes has it as well.
 void add_profile_option(CLI::App &app);
 
+// add_color_option adds the option that says when to use colours, in the same places.
+void add_color_option(CLI::App &app);
+
 // prepare_process is for main.cc: from then on the process ends with a message and kExitUnreadable
 // where memory runs out, closed streams are errors, and so are those that nobody reads.
 void prepare_process();

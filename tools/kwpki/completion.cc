@@ -21,9 +21,9 @@ struct Values {
   std::string from;  // "files", "folders" or nothing
 };
 
-// Place is a place of the command line: "kwpki inspect --color" for the value of an option,
+// Station is a place of the command line: "kwpki inspect --color" for the value of an option,
 // "kwpki inspect -" for the options of a command, "kwpki inspect " for what else it takes.
-struct Place {
+struct Station {
   std::string key;
   Values values;
 };
@@ -32,7 +32,7 @@ struct Place {
 struct Table {
   std::vector<std::string> commands;  // "kwpki message", "kwpki message decode"
   std::vector<std::string> valued;    // options with a value: "kwpki inspect --color"
-  std::vector<Place> places;
+  std::vector<Station> places;
 };
 
 // A type tells its values: "auto|always|never" has three words, "N|all" has one and numbers that
@@ -206,17 +206,17 @@ std::string described(const Values &values, char between, std::string_view quote
   return list.substr(std::min<size_t>(1, list.size()));
 }
 
-std::string bash_place(const Place &place) {
+std::string bash_place(const Station &place) {
   return fmt::format("    \"{}\") values=\"{}\" from={} ;;\n", place.key, texts(place.values),
                      place.values.from);
 }
 
-std::string zsh_place(const Place &place) {
+std::string zsh_place(const Station &place) {
   return fmt::format("  \"{}\") values=({}) from={} ;;\n", place.key,
                      described(place.values, ':', "'\\''"), place.values.from);
 }
 
-std::string fish_place(const Place &place) {
+std::string fish_place(const Station &place) {
   return fmt::format("        case '{}'\n            set values {}\n            set from '{}'\n",
                      place.key, described(place.values, '\t', "\\'"), place.values.from);
 }
@@ -225,7 +225,7 @@ struct ShellRow {
   std::string_view name;
   const char *script;
   const char *between;  // of the patterns of a case
-  std::string (*place)(const Place &place);
+  std::string (*place)(const Station &place);
 };
 constexpr ShellRow kShells[] = {{"bash", kBash, "|", bash_place},
                                 {"zsh", kZsh, "|", zsh_place},
@@ -243,7 +243,7 @@ std::string completion_script(const CLI::App &app, std::string_view shell) {
   for (const ShellRow &row : kShells) {
     if (row.name != shell) continue;
     std::string places, script = row.script;
-    for (const Place &place : table.places)
+    for (const Station &place : table.places)
       if (!place.values.words.empty() || !place.values.from.empty()) places += row.place(place);
     script =
         CLI::detail::find_and_replace(script, "@COMMANDS@", patterns(table.commands, row.between));

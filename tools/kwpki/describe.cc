@@ -23,7 +23,7 @@ void set_unique_id(Json &json, const char *key, const SshX509Name *names) {
 }
 
 template <class Record>
-Json signature_json(const Record &record) {
+Json signature_of(const Record &record) {
   SshX509Algorithm algorithm;
   const bool read = ssh_x509_algorithm_read(record.algorithm, &algorithm);
   Json json = {{"scheme", record.signature_scheme},
@@ -54,15 +54,15 @@ Surroundings around(Bytes input, Bytes element) {
 }
 
 std::string octets_text(size_t count) {
-  return fmt::format("{} octet{}", count, count == 1 ? "" : "s");
+  return fmt::format("{} byte{}", count, count == 1 ? "" : "s");
 }
 
 }  // namespace
 
 void set_surroundings(Json &json, Bytes input, Bytes element) {
   const auto [leading, trailing] = around(input, element);
-  if (leading) json["leading_octets"] = leading;
-  if (trailing) json["trailing_octets"] = trailing;
+  if (leading) json["leading_bytes"] = leading;
+  if (trailing) json["trailing_bytes"] = trailing;
 }
 
 std::string surroundings_text(Bytes input, Bytes element, std::string_view kind) {
@@ -87,6 +87,10 @@ Json fingerprints_json(Bytes der) {
   }
   return json;
 }
+
+Json signature_json(const SshX509Cert &cert) { return signature_of(cert); }
+
+Json signature_json(const SshX509Crl &crl) { return signature_of(crl); }
 
 Json certificate_json(const SshX509Cert &cert) {
   Json json = {{"version", cert.version}};

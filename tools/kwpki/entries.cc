@@ -6,16 +6,9 @@
 
 #include "kwpki/describe.h"
 #include "kwpki/render.h"
+#include "kwpki/values.h"
 
 namespace kwpki {
-namespace {
-
-std::string dump(const Json &json) {
-  return json.dump(-1, ' ', true, Json::error_handler_t::replace);
-}
-
-}  // namespace
-
 template <class Make>
 const std::string &EntryWriter::extensions(Bytes list, Make make) {
   constexpr size_t kMost = 256, kLongest = 64;
@@ -38,10 +31,10 @@ void EntryWriter::text(const SshX509RevokedEntry &entry, size_t indent, std::str
 }
 
 void EntryWriter::json(const SshX509RevokedEntry &entry, std::string *out) {
-  *out += dump(entry_json(entry));
+  *out += json_line(entry_json(entry));
   out->back() = ',';
   *out += "\"extensions\":";
-  *out += extensions(entry.extension_list, [&] { return dump(entry_extensions_json(entry)); });
+  *out += extensions(entry.extension_list, [&] { return json_line(entry_extensions_json(entry)); });
   *out += '}';
 }
 

@@ -33,8 +33,8 @@ constexpr ErrorRow kErrors[] = {
      "the libraries KWMA32 and KWPMAPI are not found, the service is not running, a handle is "
      "null, "
      "or the request takes more than 100 MiB"},
-    {KWPKI_FILE_UNREADABLE, "KWPKI_FILE_UNREADABLE", "a file, or armour in it, could not be read",
-     "the file does not exist, may not be read, is larger than 100 MiB, or has no armoured (PEM) "
+    {KWPKI_FILE_UNREADABLE, "KWPKI_FILE_UNREADABLE", "a file, or PEM in it, could not be read",
+     "the file does not exist, may not be read, is larger than 100 MiB, or has no PEM "
      "block where one was asked for"},
     {KWPKI_NO_PUBLIC_KEY, "KWPKI_NO_PUBLIC_KEY", "the certificate holds no usable key",
      "a certificate with a Diffie-Hellman key"},
@@ -80,12 +80,13 @@ std::string as_text(const ErrorRow &row) {
 }
 
 std::string as_json(const ErrorRow &row) {
-  const Json json = {{"code", row.code},
-                     {"hex", fmt::format("0x{:08X}", row.code)},
-                     {"name", row.name},
-                     {"meaning", row.meaning},
-                     {"cause", row.cause}};
-  return json.dump(-1, ' ', true) + "\n";
+  Json json = document();
+  json["code"] = row.code;
+  json["hex"] = fmt::format("0x{:08X}", row.code);
+  json["name"] = row.name;
+  json["meaning"] = row.meaning;
+  json["cause"] = row.cause;
+  return json_line(json) + "\n";
 }
 
 constexpr const char *kErrorFooter =
@@ -120,8 +121,8 @@ int show_error(const ErrorOptions &options, const Streams &streams) {
     write(*row);
     return kExitOk;
   }
-  output.message("", code ? fmt::format("no code of the library: 0x{:08X} ({})", *code, *code)
-                          : fmt::format("no code or name of the library: {}", options.code));
+  output.fault("", code ? fmt::format("no code of the library: 0x{:08X} ({})", *code, *code)
+                        : fmt::format("no code or name of the library: {}", options.code));
   return kExitRefused;
 }
 

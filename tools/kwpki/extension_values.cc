@@ -35,11 +35,11 @@ class Reader {
   bool failed_ = false;
 };
 
-// utc_text writes milliseconds since 1970 as ISO 8601; later than the year 9999 they stay a number.
-std::string utc_text(uint64_t milliseconds) {
+// utc_json writes milliseconds since 1970 as ISO 8601; null later than the year 9999.
+Json utc_json(uint64_t milliseconds) {
   using namespace std::chrono;
   constexpr uint64_t kDay = 86400000, kEnd = 253402300800000;
-  if (milliseconds >= kEnd) return fmt::format("{} ms after 1970", milliseconds);
+  if (milliseconds >= kEnd) return nullptr;
   const year_month_day date(sys_days(days(milliseconds / kDay)));
   const uint64_t rest = milliseconds % kDay;
   return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", static_cast<int>(date.year()),
@@ -61,7 +61,7 @@ Json timestamp_json(Bytes octets) {
   const uint64_t version = reader.number(1);
   if (version != 0) return Json{{"version", version + 1}, {"value", hex(octets)}};
   Json json = {{"version", 1}, {"log_id", hex(reader.take(32))}};
-  json["time"] = utc_text(reader.number(8));
+  json["time"] = utc_json(reader.number(8));
   const Bytes extensions = reader.vector();
   if (!extensions.empty()) json["extensions"] = hex(extensions);
   const std::string hash = name_of(kHashes, reader.number(1));
@@ -96,7 +96,7 @@ Json items_json(Bytes items, const char *name) {
       break;
     }
     Json shown = {{name, oid_json(cursor.type())}};
-    if (!cursor.value().empty()) shown["value"] = hex(cursor.value());
+    if (!cursor.value().empty()) shown["value_der"] = base64(cursor.value());
     json.push_back(std::move(shown));
   }
   return cursor.failed() ? Json() : json;

@@ -10,7 +10,7 @@ namespace kwpki {
 // Null if any octet of it is of another form.
 Json timestamps_json(Bytes octets);
 
-// items_json lists items by their identifiers, as members with this name, and the "value" of each;
+// items_json lists items by their identifiers, as members with this name, and the "value_der" of each;
 // null if one is of another form.
 Json items_json(Bytes items, const char *name);
 

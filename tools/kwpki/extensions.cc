@@ -47,7 +47,7 @@ Json mappings_json(const SshX509Cert &cert) {
 
 Json attributes_json(const SshX509Cert &cert) {
   return list_json(cert.directory_attributes, [](const SshX509Attribute &attribute) {
-    return Json{{"attribute", oid_json(attribute.type)}, {"value", hex(attribute.value)}};
+    return Json{{"attribute", oid_json(attribute.type)}, {"value_der", base64(attribute.value)}};
   });
 }
 
@@ -79,7 +79,7 @@ Json policy_constraints_json(const SshX509Cert &cert) {
 void set_point_name(Json &json, const SshX509PointName &name) {
   if (name.full) json["full_name"] = names_json(name.full);
   if (name.relative.empty()) return;
-  json["relative_name"] = hex(name.relative);
+  json["relative_name_der"] = base64(name.relative);
   SshDN dn = {};
   uint8_t *der = nullptr;
   size_t length = 0;
@@ -307,7 +307,7 @@ Json extension_json(const SshX509ExtensionView &extension,
   SshX509Text text;
   if (!json.contains("contents") && ssh_x509_text_read(extension.value, &text))
     set_string(json, text);
-  json["der"] = hex(extension.value);
+  json["der"] = base64(extension.value);
   return json;
 }
 

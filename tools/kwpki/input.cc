@@ -86,7 +86,7 @@ void close_block(Block *block, std::string_view rest) {
   const size_t end = rest.find(kEnd);
   block->body = rest.substr(0, end);
   if (end == std::string_view::npos) {
-    block->fault = "the armour has no END line";
+    block->fault = "the PEM block has no END line";
   } else if (label_at(rest.substr(end + kEnd.size())) != block->label) {
     block->fault = "the END line has another label";
   }
@@ -138,7 +138,7 @@ std::string read_source(const Source &source, std::FILE *standard_input, Output 
     if (octets->size() > kFileMax) return fmt::format("larger than {} MiB", kFileMax >> 20);
     if (std::ferror(file)) return reason(errno);
     if (count < chunk) break;
-    if (output) output->progress(source.name, "octets read", octets->size());
+    if (output) output->progress(source.name, "bytes read", octets->size());
   }
   return octets->empty() ? "holds nothing" : "";
 }

@@ -1,5 +1,5 @@
-// Where input comes from: files, directories, standard input; what a file holds: DER, or armoured
-// blocks. A label of armour that is to be read is a row of the table in input.cc.
+// Where input comes from: files, directories, standard input; what a file holds: DER, or PEM
+// blocks. A label that is to be read is a row of the table in input.cc.
 #pragma once
 
 #include <cstdio>
@@ -41,13 +41,13 @@ Found find_sources(const std::vector<std::string> &names);
 std::string read_source(const Source &source, std::FILE *standard_input, Output *output,
                         std::vector<uint8_t> *octets);
 
-// Block is an armoured block; its views live as long as the file.
+// Block is a PEM block; its views live as long as the file.
 struct Block {
   std::string_view label;
   std::string_view body;
   size_t line = 0;        // of the BEGIN line, from 1
   bool readable = false;  // the label is one for certificates or CRLs
-  std::string fault;      // what is wrong with the armour, if anything
+  std::string fault;      // what is wrong with it, if anything
 };
 
 // Place is where an object comes from.
@@ -58,7 +58,7 @@ struct Place {
   [[nodiscard]] std::string name() const;  // for people
 };
 
-// find_blocks finds every armoured block of a file, in order; none for a file that is plainly DER.
+// find_blocks finds every PEM block of a file, in order; none for a file that is plainly DER.
 std::vector<Block> find_blocks(Bytes file);
 
 // is_plainly_der is true for octets that begin as DER does and as no text does.

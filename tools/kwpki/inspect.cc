@@ -35,7 +35,7 @@ struct Object {
 class Inspector {
  public:
   Inspector(const InspectOptions &options, const Streams &streams)
-      : options_(options), streams_(streams), output_(streams), style_(options.color) {}
+      : options_(options), streams_(streams), output_(streams), style_(output_.style()) {}
 
   int run();
 
@@ -69,7 +69,7 @@ class Inspector {
   const InspectOptions &options_;
   Streams streams_;
   Output output_;
-  Style style_;
+  const Style &style_;
   int exit_ = kExitOk;
   bool first_ = true;
   const Moment now_ = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
@@ -102,7 +102,7 @@ int Inspector::run() {
 }
 
 void Inspector::unreadable(const std::string &name, const std::string &why) {
-  output_.message(name, why);
+  output_.fault(name, why);
   exit_ = kExitUnreadable;
 }
 
@@ -113,7 +113,7 @@ void Inspector::guard(const std::string &name, Show show) {
   if (fault.empty()) return;
   if (in_line_) output_.write("\n");
   in_line_ = false;
-  output_.message(name == "-" ? "standard input" : name, "refused: cannot be shown: " + fault);
+  output_.fault(name == "-" ? "standard input" : name, "refused: cannot be shown: " + fault);
   exit_ = std::max<int>(exit_, kExitRefused);
 }
 
@@ -141,7 +141,7 @@ void Inspector::inspect_blocks(const Source &source, const std::vector<Block> &b
       continue;
     }
     if (!block.fault.empty())
-      output_.message(source.name, fmt::format("line {}: {}", block.line, block.fault));
+      output_.fault(source.name, fmt::format("line {}: {}", block.line, block.fault));
     const std::vector<uint8_t> octets = block_octets(block);
     const Object object = {source.name, octets, &block, i + 1, blocks.size()};
     guard(object.where(), [&] { inspect_object(object); });
@@ -229,6 +229,15 @@ void Inspector::find_serial(const Object &object, const SshX509Crl &crl) {
   SshX509RevokedCursor cursor(crl);
   bool found = false;
   while (!found && cursor.next()) found = cursor.entry().serial == *options_.find;
+  if (options_.json) {
+    Json json = start(object, "crl", true);
+    json["serial"] = integer_json(*options_.find);
+    json["revoked"] = found;
+    json["entry"] = found ? entry_json(cursor.entry()) : Json();
+    output_.write(json_line(json) + "\n");
+    if (!found) exit_ = std::max<int>(exit_, kExitRefused);
+    return;
+  }
   head(object,
        found ? style_.warning("the serial number is revoked") : "the serial number is not revoked");
   if (!found) {
@@ -247,11 +256,12 @@ void Inspector::accepted_head(const Object &object, const Record &record, const 
   if (!around.empty()) exit_ = std::max<int>(exit_, kExitRefused);
   if (options_.json) return;
   head(object, what);
-  if (!around.empty()) output_.write("  " + style_.warning(around) + "\n");
+  for (const std::string &text : {around, objections(record, now_)})
+    if (!text.empty()) output_.write("  " + style_.warning(text) + "\n");
 }
 
 Json Inspector::start(const Object &object, const char *kind, bool accepted) const {
-  Json json = Json::object();
+  Json json = document();
   set_text(json, "file", object.file);
   json["format"] = object.block ? "pem" : "der";
   if (object.block) {
@@ -277,7 +287,7 @@ void Inspector::write_base64(Bytes octets) {
 // behind it.
 void Inspector::finish_json(const Object &object, Json json, Bytes der, const SshX509Crl *crl) {
   if (options_.tree) json["tree"] = tree_json(object.octets, {}, options_.tree_lines);
-  std::string text = json.dump(-1, ' ', true, Json::error_handler_t::replace);
+  std::string text = json_line(json);
   text.pop_back();
   in_line_ = true;
   if (crl) {
@@ -371,7 +381,7 @@ void Inspector::show_refused(const Object &object, const SshX509Refusal &refusal
     head(object, style_.warning(escape(text)));
     return show_tree(object, refusal);
   }
-  if (options_.pem || options_.find) return output_.message(object.where(), text);
+  if (options_.pem || options_.find) return output_.fault(object.where(), text);
   present(head_text(object, style_.warning(escape(text))) + "  --full shows its elements\n",
           wrong_row(style_, text.substr(text.find(": ") + 2), object.where()));
 }

@@ -22,7 +22,6 @@ struct InspectOptions {
   bool tree = false;
   bool full = false;  // every field; else what people want to know first
   bool pem = false;   // the certificates and CRLs themselves
-  bool color = false;
   size_t entries = 10;
   bool entries_given = false;  // without it, JSON has every entry
   size_t tree_lines = 1000;

@@ -1,14 +1,11 @@
 #include <CLI/CLI.hpp>
-#include <cstdlib>
 
 #include "kwpki/inspect.h"
-#include "kwpki/system.h"
 
 namespace kwpki {
 namespace {
 
-constexpr const char *kInspectHelp =
-    "Show certificates and CRLs: whose they are, when they expire, what they are for";
+constexpr const char *kInspectHelp = "Show certificates and CRLs: whose they are, when they expire";
 
 constexpr const char *kInspectFooter =
     R"(A FILE is DER or PEM; of PEM, every CERTIFICATE and X509 CRL block is shown, other blocks are
@@ -17,15 +14,17 @@ that hold neither kind are passed over. "-" and no FILE at all mean standard inp
 
 A few are shown in some lines each, more as a table with one line each; --full shows every field
 and extension. What the library refuses is shown with the reason and, with --full, as a tree of its
-elements. Characters that act on a terminal or hide are shown as \xNN or \u{NNNN}.
+elements. What has expired, is not valid yet or is weak (keys below 112 bits of strength,
+signatures over MD5 and SHA-1) is marked. Characters that act on a terminal or hide are shown as
+\xNN or \u{NNNN}.
 
-JSON is one object a line, one for each certificate or CRL, in ASCII; members that hold octets
-are hexadecimal, "der" is base64. Messages go to standard error, and so does progress if that is
-a terminal and reading takes more than a second.
+JSON is one object a line, one for each certificate or CRL, in ASCII; DER is base64, other bytes
+are hexadecimal. kwpki(1) tells of its members. Messages go to standard error, and so does progress
+if that is a terminal and reading takes more than a second.
 
-Exit status: 0 everything was read; 1 something was refused, has octets in front of it or behind it,
-ends within the days of --expires, or --find found nothing; 2 wrong use; 3 a file could not be read or output not be written. If 1 and 3 both apply, it is
-3.)";
+Exit status: 0 everything was read; 1 something was refused, has bytes in front of it or behind it,
+ends within the days of --expires, or --find found nothing; 2 wrong use; 3 a file could not be read
+or output not be written. If 1 and 3 both apply, it is 3.)";
 
 // count_option adds an option that takes a number or "all".
 void count_option(CLI::App *app, const std::string &name, const std::string &help, size_t *value,
@@ -64,19 +63,10 @@ std::optional<SshMpInt> parse_serial(std::string text) {
   return number;
 }
 
-bool wants_color(const std::string &mode, std::FILE *out) {
-  if (mode != "auto") return mode == "always";
-  const char *no_color = std::getenv("NO_COLOR");
-  const char *terminal = std::getenv("TERM");
-  return is_terminal(out) && !(no_color && *no_color) &&
-         !(terminal && std::string_view(terminal) == "dumb");
-}
-
 }  // namespace
 
 void add_inspect_command(CLI::App &app, Run &run) {
   const auto options = std::make_shared<InspectOptions>();
-  const auto color = std::make_shared<std::string>("auto");
   CLI::App *command = app.add_subcommand("inspect", kInspectHelp);
   command->footer(kInspectFooter);
   command->add_option("FILE", options->files, "Files and directories to read")->type_name("");
@@ -86,7 +76,7 @@ void add_inspect_command(CLI::App &app, Run &run) {
                    "Mark what expires within so many days, with exit status 1")
       ->type_name("DAYS");
   command->add_flag("--pem", options->pem,
-                    "Write the certificates and CRLs as PEM; with --expires, those that it marks");
+                    "Write the certificates and CRLs as PEM; with --expires, those it marks");
   const auto find = [options](const CLI::results_t &results) {
     options->find = parse_serial(results.back());
     return options->find.has_value();
@@ -101,17 +91,12 @@ void add_inspect_command(CLI::App &app, Run &run) {
                &options->entries, &options->entries_given);
   count_option(command, "--tree-lines", "How many elements of a tree to show [1000]",
                &options->tree_lines, nullptr);
-  command
-      ->add_option("--color", *color,
-                   "Colours: on a terminal unless NO_COLOR is set, always, or never [auto]")
-      ->check(CLI::Validator(CLI::IsMember({"auto", "always", "never"})).description(""))
-      ->type_name("auto|always|never");
+  add_color_option(*command);
   add_profile_option(*command);
-  command->callback([options, color, &run] {
-    run = [options, color](const Streams &streams) {
-      options->color = wants_color(*color, streams.out);
-      return inspect(*options, streams);
-    };
+  command->callback([options, &run] {
+    if (options->pem && (options->json || options->find))
+      throw CLI::ValidationError("--pem", "writes no JSON and finds nothing");
+    run = [options](const Streams &streams) { return inspect(*options, streams); };
   });
 }
 

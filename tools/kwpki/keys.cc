@@ -9,9 +9,9 @@
 namespace kwpki {
 namespace {
 
-constexpr const char *kKeyTypes[] = {"unknown",        "RSA",  "DSA",       "ElGamal",
-                                     "Diffie-Hellman", "EC",   "Ed25519",   "Ed448",
-                                     "X25519",         "X448", "RSASSA-PSS"};
+constexpr const char *kKeyTypeWords[] = {"unknown",        "RSA",  "DSA",       "ElGamal",
+                                         "Diffie-Hellman", "EC",   "Ed25519",   "Ed448",
+                                         "X25519",         "X448", "RSASSA-PSS"};
 
 Json curve_json(SshOid id) {
   Json json = oid_json(id);
@@ -94,7 +94,9 @@ Json small_number_json(const SshMpInt &value) {
 
 }  // namespace
 
-const char *key_type(uint32_t code) { return kKeyTypes[code < std::size(kKeyTypes) ? code : 0]; }
+const char *key_type(uint32_t code) {
+  return kKeyTypeWords[code < std::size(kKeyTypeWords) ? code : 0];
+}
 
 Json pss_parameters_json(Bytes parameters) {
   SshX509PssParameters pss;

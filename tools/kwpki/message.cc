@@ -16,18 +16,18 @@
 namespace kwpki {
 namespace {
 
-constexpr size_t kOctetsOnLine = 8;
+constexpr size_t kBytesOnLine = 8;
 
-constexpr const char *kDecodeHelp = "Show a request or reply: every field with its octets";
+constexpr const char *kDecodeHelp = "Show a request or reply: every field with its bytes";
 constexpr const char *kDecodeFooter =
     R"(A FILE is the body of a message; "-" and no FILE mean standard input. Each line has the offset and
-length of a field in octets, the octets themselves, cut short with "..", and the value in words.
+length of a field in bytes, the bytes themselves, cut short with "..", and the value in words.
 
 With --json the message is one JSON document, of which `kwpki message encode` makes the same
-octets. Octets are a JSON string where that is readable text, else {"hex": "..."}. Counts stand
+bytes. Bytes are a JSON string where that is readable text, else {"hex": "..."}. Counts stand
 there only if they are wrong.
 
-What cannot be decoded is named on standard error with its field and offset; the octets from there
+What cannot be decoded is named on standard error with its field and offset; the bytes from there
 on are the "rest".
 
 Exit status: 0 everything was decoded; 1 not everything; 2 wrong use; 3 the file could not be read
@@ -38,11 +38,11 @@ constexpr const char *kEncodeFooter =
     R"(The JSON is what `kwpki message decode --json` writes. Only "request_type" and the "type" of a key
 must be given; both may be names or numbers. Without "kind" a message whose "status" is 999 or not
 given is a request. The defaults: version 1; status 999 of a request, 0 of a reply; path_length
-"any"; every other number 0, octets and lists empty. Counts are those of the lists, unless they
+"any"; every other number 0, bytes and lists empty. Counts are those of the lists, unless they
 are given. In an object with a "rest", which goes behind its fields, they end at the first that
 is not given.
 
-Octets are a string, {"hex": "..."}, or {"dn": "..."} for the octets of a search key with this name.
+Bytes are a string, {"hex": "..."}, or {"dn": "..."} for the bytes of a search key with this name.
 
 Exit status: 0 the message was written; 1 the JSON is not a message; 2 wrong use; 3 the file could
 not be read or output not be written.)";
@@ -54,7 +54,7 @@ std::string hex_row(Bytes octets) {
 }
 
 std::string heading() {
-  return fmt::format("{:>7}  {:>7}  {:<25} field\n", "offset", "length", "octets");
+  return fmt::format("{:>7}  {:>7}  {:<25} field\n", "offset", "length", "bytes");
 }
 
 // line_text is one line, or with `full` as many as the octets take.
@@ -62,12 +62,12 @@ std::string line_text(const MessageLine &line, bool full) {
   const std::string name =
       std::string(line.depth * 2, ' ') + line.name + (line.value.empty() ? "" : ": ") + line.value;
   if (line.octets.empty()) return fmt::format("{:43} {}\n", "", name);
-  const bool cut = !full && line.octets.size() > kOctetsOnLine;
-  const Bytes first = line.octets.first(std::min(kOctetsOnLine, line.octets.size()));
+  const bool cut = !full && line.octets.size() > kBytesOnLine;
+  const Bytes first = line.octets.first(std::min(kBytesOnLine, line.octets.size()));
   std::string text = fmt::format("{:7}  {:7}  {:<25} {}\n", line.offset, line.octets.size(),
                                  hex_row(first) + (cut ? ".." : ""), name);
-  for (size_t at = kOctetsOnLine; full && at < line.octets.size(); at += kOctetsOnLine) {
-    const size_t count = std::min(kOctetsOnLine, line.octets.size() - at);
+  for (size_t at = kBytesOnLine; full && at < line.octets.size(); at += kBytesOnLine) {
+    const size_t count = std::min(kBytesOnLine, line.octets.size() - at);
     text += fmt::format("{:7}  {:7}  {}\n", line.offset + at, "",
                         hex_row(line.octets.subspan(at, count)));
   }
@@ -84,7 +84,8 @@ void write_decoded_text(Bytes message, const MessageDecodeOptions &options, Outp
   *decoded = decode_message(
       message, options.kind,
       [&](const MessageLine &line) {
-        text += line_text(line, options.full);
+        const std::string shown = line_text(line, options.full);
+        text += line.name == "rest" ? output->style().warning(shown) : shown;
         if (text.size() < 0x10000) return;
         output->write(text);
         text.clear();
@@ -153,13 +154,13 @@ int message_decode(const MessageDecodeOptions &options, const Streams &streams) 
   std::vector<uint8_t> message;
   const std::string problem = read_source({options.file}, streams.in, &output, &message);
   if (!problem.empty()) {
-    output.message(name, problem);
+    output.fault(name, problem);
     return kExitUnreadable;
   }
   if (options.hex) {
     auto octets = parse_hex(ssh_bytes_text(message));
     if (!octets) {
-      output.message(name, "not hexadecimal text");
+      output.fault(name, "not hexadecimal text");
       return kExitRefused;
     }
     message = std::move(*octets);
@@ -167,12 +168,14 @@ int message_decode(const MessageDecodeOptions &options, const Streams &streams) 
   DecodedMessage decoded;
   if (options.json) {
     decoded = decode_message(message, options.kind, {}, true);
-    output.write(decoded.json.dump(2, ' ', true) + "\n");
+    Json json = document();
+    json.update(decoded.json);
+    output.write(json.dump(2, ' ', true) + "\n");
   } else {
     write_decoded_text(message, options, &output, &decoded);
   }
   for (const MessageFault &fault : decoded.faults)
-    output.message(name, fmt::format("{}, offset {}: {}", fault.field, fault.offset, fault.text));
+    output.fault(name, fmt::format("{}, offset {}: {}", fault.field, fault.offset, fault.text));
   output.flush();
   return decoded.faults.empty() ? kExitOk : kExitRefused;
 }
@@ -187,13 +190,13 @@ int message_encode(const MessageEncodeOptions &options, const Streams &streams) 
   std::vector<uint8_t> file, message;
   std::string problem = read_source({options.file}, streams.in, &output, &file);
   if (!problem.empty()) {
-    output.message(name, problem);
+    output.fault(name, problem);
     return kExitUnreadable;
   }
   try {
     message = encode_message(parse_message_json(ssh_bytes_text(file)));
   } catch (const MessageError &error) {
-    output.message(name, error.what());
+    output.fault(name, error.what());
     return kExitRefused;
   }
   const std::string octets =
@@ -203,7 +206,7 @@ int message_encode(const MessageEncodeOptions &options, const Streams &streams) 
     return kExitOk;
   }
   problem = write_output(options.output, octets);
-  if (!problem.empty()) output.message(options.output, problem);
+  if (!problem.empty()) output.fault(options.output, problem);
   return problem.empty() ? kExitOk : kExitUnreadable;
 }
 

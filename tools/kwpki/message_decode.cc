@@ -147,7 +147,7 @@ bool Decoder::fault(size_t offset, std::string text) {
 
 bool Decoder::has(size_t octets) {
   if (left() >= octets) return true;
-  return fault(at_, fmt::format("cut: {} of {} octets are there", left(), octets));
+  return fault(at_, fmt::format("cut: {} of {} bytes are there", left(), octets));
 }
 
 bool Decoder::read_number(const Place &place) {
@@ -179,7 +179,7 @@ bool Decoder::read_octets(const Place &place) {
   if (!has(4)) return false;
   const size_t length = ssh_load_be32(message_.data() + at_);
   if (left() - 4 < length)
-    return fault(at_, fmt::format("cut: {} of {} octets are there", left() - 4, length));
+    return fault(at_, fmt::format("cut: {} of {} bytes are there", left() - 4, length));
   const Bytes octets = message_.subspan(at_ + 4, length);
   Json value = octets_json(octets, is_binary(row.shown));
   if (lines_) {
@@ -215,8 +215,8 @@ bool Decoder::read_count(const Place &place) {
   const bool octets = counted.kind == FieldKind::kPayload;
   const uint64_t least = octets ? 1 : fields_min(counted.fields);
   if (count_ * least > left() - 4) {
-    fault(at_, octets ? fmt::format("{} octets are told, {} are there", count_, left() - 4)
-                      : fmt::format("{} items of at least {} octets do not fit the {} octets left",
+    fault(at_, octets ? fmt::format("{} bytes are told, {} are there", count_, left() - 4)
+                      : fmt::format("{} items of at least {} bytes do not fit the {} bytes left",
                                     count_, least, left() - 4));
   }
   place.object[std::string(place.row.name)] = count_;

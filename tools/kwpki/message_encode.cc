@@ -150,6 +150,9 @@ MessageKind kind_of(const Json &document) {
 
 std::vector<uint8_t> Encoder::run(const Json &document) {
   kind_ = kind_of(object_of(document));
+  const Json *schema = find(document, "schema");
+  if (schema && *schema != kwpki::document()["schema"])
+    throw MessageError("schema", "not that of this program, " + kwpki::document()["schema"].dump());
   write_fields(envelope_fields(kind_), document);
   return std::move(out_);
 }
@@ -164,7 +167,8 @@ void Encoder::check_members(Fields fields, const Json &object) {
     const std::string &name = member.key();
     const bool known = std::any_of(fields.begin(), fields.end(),
                                    [&name](const FieldRow &row) { return row.name == name; });
-    if (known || name == "rest" || (path_.empty() && name == "kind")) continue;
+    if (known || name == "rest" || (path_.empty() && (name == "kind" || name == "schema")))
+      continue;
     enter(name.substr(0, kShownMax));
     fail("no such member");
   }

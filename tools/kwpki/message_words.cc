@@ -17,7 +17,7 @@ std::string in_quotes(Bytes octets, size_t most) {
   const bool cut = octets.size() > most;
   const Bytes shown = cut ? octets.first(most) : octets;
   return fmt::format("\"{}\"{}", escape(ssh_bytes_text(shown)),
-                     cut ? fmt::format(".. ({} octets)", octets.size()) : "");
+                     cut ? fmt::format(".. ({} bytes)", octets.size()) : "");
 }
 
 std::string cut(std::string text, size_t most) {
@@ -96,7 +96,7 @@ std::string_view status_name(uint32_t value) {
 }  // namespace
 
 std::string octet_count(size_t count) {
-  return fmt::format("{} octet{}", count, count == 1 ? "" : "s");
+  return fmt::format("{} byte{}", count, count == 1 ? "" : "s");
 }
 
 std::string number_words(const FieldRow &row, uint32_t value) {

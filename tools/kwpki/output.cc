@@ -3,14 +3,31 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 #include "kwpki/system.h"
-#include "kwpki/text.h"
 
 namespace kwpki {
+namespace {
+
+Color chosen = Color::kAuto;
+
+bool wants_color(std::FILE *file) {
+  if (chosen != Color::kAuto) return chosen == Color::kAlways;
+  const char *no_color = std::getenv("NO_COLOR");
+  const char *terminal = std::getenv("TERM");
+  return is_terminal(file) && !(no_color && *no_color) &&
+         !(terminal && std::string_view(terminal) == "dumb");
+}
+
+}  // namespace
+
+void choose_color(Color color) { chosen = color; }
 
 Output::Output(const Streams &streams)
     : streams_(streams),
+      style_(wants_color(streams.out)),
+      message_style_(wants_color(streams.err)),
       watched_(is_terminal(streams.err)),
       next_(Clock::now() + std::chrono::seconds(1)) {}
 
@@ -26,11 +43,17 @@ void Output::flush() {
   if (std::fflush(streams_.out) != 0) throw OutputClosed{errno};
 }
 
-void Output::message(std::string_view name, std::string_view text) {
+void Output::message(std::string_view name, std::string_view text) { say(name, escape(text)); }
+
+void Output::fault(std::string_view name, std::string_view text) {
+  say(name, message_style_.warning(escape(text)));
+}
+
+void Output::say(std::string_view name, std::string_view text) {
   clear_progress();
   flush();  // so that results and messages stand in their order on a terminal
   const std::string where = name.empty() ? std::string() : escape(name) + ": ";
-  const std::string line = fmt::format("kwpki: {}{}\n", where, escape(text));
+  const std::string line = fmt::format("kwpki: {}{}\n", where, text);
   std::fwrite(line.data(), 1, line.size(), streams_.err);
 }
 

@@ -9,7 +9,14 @@
 #include <string>
 #include <string_view>
 
+#include "kwpki/text.h"
+
 namespace kwpki {
+
+// Color is when to use colours: kAuto is on a terminal that has them, unless NO_COLOR is set.
+// choose_color says it for all output of the process.
+enum class Color : uint8_t { kAuto, kAlways, kNever };
+void choose_color(Color color);
 
 // Streams are the three standard streams, or those of a test.
 struct Streams {
@@ -35,14 +42,18 @@ class Output {
 
   void write(std::string_view text);
   void message(std::string_view name, std::string_view text);
+  void fault(std::string_view name, std::string_view text);  // a message of what is wrong
   void progress(std::string_view name, std::string_view what, size_t count);
   void flush();
+  [[nodiscard]] const Style &style() const { return style_; }  // of results
 
  private:
   using Clock = std::chrono::steady_clock;
   void clear_progress();
+  void say(std::string_view name, std::string_view text);
 
   Streams streams_;
+  Style style_, message_style_;
   bool watched_;        // standard error is a terminal
   bool shown_ = false;  // a line of progress stands there
   Clock::time_point next_;

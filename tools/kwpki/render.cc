@@ -8,7 +8,7 @@
 namespace kwpki {
 namespace {
 
-enum class Show : uint8_t { kPlain, kOctets, kHidden };
+enum class Show : uint8_t { kPlain, kOctets, kDer, kHidden };
 
 struct FieldRow {
   std::string_view key;
@@ -25,17 +25,18 @@ constexpr FieldRow kFields[] = {
     {"entry_count", "", Show::kHidden},
     {"indirect_crl", "Indirect CRL"},
     {"key_id", "Key identifier", Show::kOctets},
-    {"leading_octets", "", Show::kHidden},
+    {"leading_bytes", "", Show::kHidden},
     {"log_id", "Log identifier", Show::kOctets},
     {"only_ca_certificates", "Only CA certificates"},
     {"public_value", "Public value", Show::kOctets},
-    {"relative_name", "", Show::kHidden},
+    {"relative_name_der", "", Show::kHidden},
     {"sha1", "SHA-1", Show::kOctets},
     {"sha256", "SHA-256", Show::kOctets},
     {"signature_value", "Signature value", Show::kOctets},
     {"signed_data", "", Show::kHidden},
-    {"trailing_octets", "", Show::kHidden},
+    {"trailing_bytes", "", Show::kHidden},
     {"value", "Value", Show::kOctets},
+    {"value_der", "Value", Show::kDer},
 };
 
 constexpr size_t kOctetsShown = 1024;  // the rest is for --json
@@ -100,14 +101,16 @@ std::string dn_text(const Json &dn) {
                                               : fmt::format("{}  (reads {})", text, readable);
 }
 
+// The members with DER are base64 in JSON and digits for people.
+std::string der_digits(const Json &der) { return hex(unbase64(der.get<std::string>())); }
+
 std::string general_name(const Json &name) {
   std::string text = name["type"].get<std::string>() + ": ";
   if (name.contains("oid")) text += with_name(name) + (name.contains("text") ? " " : "");
   if (name.contains("readable")) return text + dn_text(name);
   if (name.contains("text")) return text + name["text"].get<std::string>();
-  return name.contains("octets") || !name.contains("oid")
-             ? text + name.value("octets", name.value("der", ""))
-             : text;
+  if (name.contains("hex")) return text + name["hex"].get<std::string>();
+  return name.contains("oid") ? text : text + der_digits(name["der"]);
 }
 
 // A number in decimal and hexadecimal, and the size of what is too large for decimal to help.
@@ -153,7 +156,7 @@ void Renderer::line(size_t indent, std::string_view label, std::string_view text
 void Renderer::octets(size_t indent, std::string_view label, const std::string &digits) {
   const size_t count = digits.size() / 2;
   const bool measured = label.ends_with(" bits");
-  if (count > 32) line(indent, label, measured ? "" : fmt::format("{} octets", count));
+  if (count > 32) line(indent, label, measured ? "" : fmt::format("{} bytes", count));
   std::string row;
   for (size_t i = 0; i < std::min(count, kOctetsShown); ++i) {
     row += fmt::format("{}{}", row.empty() ? "" : ":", std::string_view(digits).substr(i * 2, 2));
@@ -176,7 +179,7 @@ void Renderer::extension(const Json &extension, size_t indent) {
   if (extension.contains("note")) return line(indent, label, extension["note"].get<std::string>());
   if (extension.contains("contents")) return body(label, extension["contents"], indent);
   if (extension.contains("text")) return line(indent, label, extension["text"].get<std::string>());
-  octets(indent, label, extension["der"].get<std::string>());
+  octets(indent, label, der_digits(extension["der"]));
 }
 
 void Renderer::item(const Json &value, size_t indent) {
@@ -235,6 +238,7 @@ void Renderer::field(const std::string &key, const Json &value, size_t indent) {
   if (row && row->show == Show::kOctets && value.is_string()) {
     return octets(indent, row->label, value.get<std::string>());
   }
+  if (row && row->show == Show::kDer) return octets(indent, row->label, der_digits(value));
   body(label_of(key), value, indent);
 }
 

@@ -10,7 +10,7 @@
 namespace kwpki {
 namespace {
 
-constexpr size_t kNames = 4;
+constexpr size_t kRequestNames = 4;
 
 constexpr const char *kAnswerFooter =
     R"(Exit status: 0 the service answered; 1 it refused or there was nothing to show; 2 wrong use; 3 the
@@ -87,7 +87,7 @@ std::vector<uint8_t> read_request(const std::string &file, const Streams &stream
 }
 
 int do_request(const RequestOptions &options, Output &output, const Streams &streams) {
-  const char *names[kNames] = {};
+  const char *names[kRequestNames] = {};
   for (size_t i = 0; i < options.names.size(); ++i) names[i] = options.names[i].c_str();
   const std::vector<uint8_t> octets =
       options.remove ? std::vector<uint8_t>() : read_request(options.file, streams);
@@ -114,8 +114,8 @@ int do_request(const RequestOptions &options, Output &output, const Streams &str
 
 // check_request looks at what must and must not stand together.
 void check_request(const RequestOptions &options) {
-  if (options.names.size() > kNames)
-    throw CLI::ValidationError("--name", fmt::format("there are at most {} names", kNames));
+  if (options.names.size() > kRequestNames)
+    throw CLI::ValidationError("--name", fmt::format("there are at most {} names", kRequestNames));
   if (options.names.empty()) throw CLI::RequiredError("--name");
   if (!options.remove && options.file.empty()) throw CLI::RequiredError("FILE");
   if (options.remove && !(options.file.empty() && options.further.empty()))
@@ -188,14 +188,17 @@ Run on_run(Action action) {
     try {
       return action(output, streams);
     } catch (const Failure &failure) {
-      output.message(failure.name, failure.text);
+      output.fault(failure.name, failure.text);
       return failure.exit;
     }
   };
 }
 
 void write_json(Output &output, const Json &json) {
-  output.write(json.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n");
+  Json whole = document();
+  whole.update(json);
+  whole.update(document());  // whatever the members of a service are called
+  output.write(json_line(whole) + "\n");
 }
 
 void add_store_commands(CLI::App &app, Run &run) {

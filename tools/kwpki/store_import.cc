@@ -72,7 +72,7 @@ int Importer::run() {
   try {
     for (const Source &source : found.sources) import_source(source);
   } catch (const Failure &failure) {  // what was added stays
-    output_.message(failure.name, failure.text);
+    output_.fault(failure.name, failure.text);
     exit_ = std::max(exit_, failure.exit);
   }
   summarize();
@@ -81,7 +81,7 @@ int Importer::run() {
 }
 
 void Importer::unreadable(const std::string &name, const std::string &why) {
-  output_.message(name, why);
+  output_.fault(name, why);
   exit_ = kExitUnreadable;
 }
 
@@ -102,7 +102,7 @@ void Importer::import_source(const Source &source) {
 void Importer::import_block(const Place &place, const Block &block) {
   if (!block.readable) return pass_over(place, fmt::format("line {}: {}", block.line, block.label));
   if (!block.fault.empty())
-    output_.message(place.name(), fmt::format("line {}: {}", block.line, block.fault));
+    output_.fault(place.name(), fmt::format("line {}: {}", block.line, block.fault));
   import_object(place, block_octets(block));
 }
 
@@ -146,7 +146,7 @@ void Importer::add(const Place &place, const char *kind,
 void Importer::refuse(const Place &place, const std::string &why) {
   ++refused_;
   exit_ = std::max<int>(exit_, kExitRefused);
-  output_.message(place.name(), "refused: " + why);
+  output_.fault(place.name(), "refused: " + why);
   report(place, "refused", "reason", why);
 }
 
@@ -174,8 +174,10 @@ void Importer::summarize() {
                                 {"refused", refused_},
                                 {"passed_over", passed_}});
   }
-  output_.write(fmt::format("{} certificates and {} CRLs added, {} refused, {} passed over\n",
-                            certificates_, crls_, refused_, passed_));
+  const std::string refused = fmt::format("{} refused", refused_);
+  output_.write(fmt::format("{} certificates and {} CRLs added, {}, {} passed over\n",
+                            certificates_, crls_,
+                            refused_ ? output_.style().warning(refused) : refused, passed_));
 }
 
 // add_import adds what both commands have.

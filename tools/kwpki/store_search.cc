@@ -1,8 +1,9 @@
 // `kwpki search` and `kwpki path`. A further kind of key that is text is a row of kTextKeys, a
-// further constraint a row of kConstraints.
+// further constraint a row of kConstraintOptions.
 #include <arpa/inet.h>
 #include <fmt/format.h>
 
+#include "kwpki/brief.h"
 #include "kwpki/input.h"
 #include "kwpki/store_commands.h"
 #include "kwpki/text.h"
@@ -13,7 +14,7 @@ namespace {
 constexpr const char *kSearchFooter =
     R"(Options of keys may be given again and again: what is found has all of them, or with --any one at
 least. Without keys every certificate is looked at. Values of names are compared without regard
-to case and runs of blanks, other keys octet by octet. CERT is a DER or PEM file, or "-".
+to case and runs of blanks, other keys byte by byte. CERT is a DER or PEM file, or "-".
 
 TIME is "now" or in UTC: 2026-01-31, 2026-01-31T12:00, 2026-01-31T12:00:00Z. USAGES are names as
 `kwpki inspect` writes them, separated by commas; a certificate that does not restrict its key has
@@ -91,7 +92,7 @@ struct NamedNumber {
   std::string_view name;
   uint32_t value;
 };
-constexpr NamedNumber kKeyTypeNames[] = {{"rsa", 1}, {"dsa", 2}, {"dh", 4}};
+constexpr NamedNumber kKeyTypeOptions[] = {{"rsa", 1}, {"dsa", 2}, {"dh", 4}};
 constexpr NamedNumber kRuleNames[] = {
     {"all", 0}, {"newest", 1}, {"authorities", 2}, {"end-entities", 3}};
 
@@ -103,7 +104,7 @@ std::optional<uint32_t> find_name(std::span<const NamedNumber> names, std::strin
 }
 
 std::optional<uint32_t> key_type(const std::string &text) {
-  return find_name(kKeyTypeNames, CLI::detail::to_lower(text));
+  return find_name(kKeyTypeOptions, CLI::detail::to_lower(text));
 }
 
 std::optional<uint32_t> number(const std::string &text) {
@@ -130,7 +131,7 @@ struct ConstraintRow {
   KwPkiStatus(KWPKI_CALL *set)(uint32_t value, KwPkiSearch search);
   const char *fault;
 };
-const ConstraintRow kConstraints[] = {
+const ConstraintRow kConstraintOptions[] = {
     {"valid-at", "now|TIME", "Valid at this time", &Criteria::valid_at, parse_time, set_time,
      "not \"now\" nor a date and time from 1970 to 2106"},
     {"key-usage", "USAGES", "With a key for all of these", &Criteria::key_usage, parse_key_usage,
@@ -184,7 +185,7 @@ Search build(const Criteria &criteria, const Streams &streams) {
 
   Search search(KwPkiSearchAllocate());
   (void)KwPkiSearchSetKeys(key.get(), search.get());
-  for (const ConstraintRow &row : kConstraints) {
+  for (const ConstraintRow &row : kConstraintOptions) {
     const std::optional<std::string> &text = criteria.*row.text;
     if (!text) continue;
     const std::optional<uint32_t> value = row.parse(*text);
@@ -195,10 +196,12 @@ Search build(const Criteria &criteria, const Streams &streams) {
   return search;
 }
 
-std::string found_text(size_t position, const Json &json) {
+// found_text shows a certificate that was found.
+std::string found_text(size_t position, const Json &json, const Style &style) {
   const std::string margin(std::to_string(position).size() + 2, ' ');
   if (json["der"] == "")
-    return fmt::format("{}. a certificate that is not read under this profile\n", position);
+    return fmt::format("{}. {}\n", position,
+                       style.warning("a certificate that is not read under this profile"));
   std::string subject = "no subject";
   if (json["subject"].is_string()) {
     subject = json["subject"];
@@ -206,14 +209,17 @@ std::string found_text(size_t position, const Json &json) {
     subject = json["readable"].get<std::string>() + "  (the library has no text for this name)";
   }
   const Json &key = json["key"];
-  std::string key_text = key.is_null() ? "none" : key["type"].get<std::string>();
-  if (key.contains("bits")) key_text += fmt::format(", {} bits", key["bits"].get<size_t>());
+  std::string key_text = key.is_null() ? "none" : key_words(key, style);
   if (key.contains("length"))
-    key_text += fmt::format(", exported in {} octets", key["length"].get<size_t>());
+    key_text += fmt::format(", exported in {} bytes", key["length"].get<size_t>());
   const std::string serial =
       json["serial"].is_string() ? json["serial"].get<std::string>() : "none that has a text";
-  return fmt::format("{}. {}\n{}Serial: {}\n{}Key: {}\n", position, escape(subject), margin, serial,
-                     margin, key_text);
+  std::string text = fmt::format("{}. {}\n{}Serial: {}\n{}Key: {}\n", position, escape(subject),
+                                 margin, serial, margin, key_text);
+  const SshX509CertOwner cert(ssh_x509_cert_allocate());
+  if (!ssh_x509_cert_decode(unbase64(json["der"]), cert.get())) return text;
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  return text + fmt::format("{}Valid: {}\n", margin, validity_words(*cert, now, {}, style));
 }
 
 // show_list writes certificate by certificate: a list may be long.
@@ -227,14 +233,14 @@ int show_list(const ListAnswer &answer, bool as_json, Output &output) {
     if (as_json) {
       write_json(output, json);
     } else {
-      output.write(found_text(position, json));
+      output.write(found_text(position, json, output.style()));
     }
   }
   if (position == 0) output.message("", "nothing was found");
   uint32_t state = 0;
   char *text = nullptr;
   const Given<char> words(KwPkiGetSearchState(answer.list.get(), &state, &text));
-  if (state != 0) output.message("", std::string("not all: ") + (words ? words.get() : "cut"));
+  if (state != 0) output.fault("", std::string("not all: ") + (words ? words.get() : "cut"));
   output.flush();
   return position == 0 || state != 0 ? kExitRefused : kExitOk;
 }
@@ -283,7 +289,7 @@ void add_criteria(CLI::App *command, const char *prefix, const std::string &grou
   add_values("key-of", &criteria->key_of)
       ->type_name("CERT")
       ->description("The public key of this certificate");
-  for (const ConstraintRow &row : kConstraints) {
+  for (const ConstraintRow &row : kConstraintOptions) {
     command->add_option(criteria->option(row.name), criteria->*row.text, row.help)
         ->type_name(row.type)
         ->group(group);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "asn1/files.h"
 #include "util/owner.h"
 
 namespace kwpki {
@@ -131,13 +132,17 @@ std::string hex(Bytes octets) {
   return out;
 }
 
-std::string unhex(std::string_view digits) {
-  const auto value = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
+std::string base64(Bytes octets) {
   std::string out;
-  for (size_t i = 0; i + 1 < digits.size(); i += 2) {
-    out += static_cast<char>(value(digits[i]) << 4 | value(digits[i + 1]));
-  }
+  append_base64(out, octets);
   return out;
+}
+
+std::vector<uint8_t> unbase64(const std::string &text) {
+  if (text.empty()) return {};
+  size_t length = 0;
+  const SshBlock octets(ssh_base64_to_buf(text.c_str(), &length));
+  return {octets.get(), octets.get() + length};
 }
 
 void append_base64(std::string &out, Bytes octets) {

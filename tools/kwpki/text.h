@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "util/bytes.h"
 
@@ -23,12 +24,13 @@ std::string as_utf8(std::string_view text);
 // append_utf8 adds a code point; what is none becomes U+FFFD.
 void append_utf8(std::string &out, uint32_t code);
 
-// hex writes octets as lower-case digits. unhex is its inverse for what hex wrote.
+// hex writes octets as lower-case digits.
 std::string hex(Bytes octets);
-std::string unhex(std::string_view digits);
 
-// append_base64 appends the base64 form without line ends.
+// base64 writes octets without line ends, append_base64 behind a text; unbase64 is the inverse.
+std::string base64(Bytes octets);
 void append_base64(std::string &out, Bytes octets);
+std::vector<uint8_t> unbase64(const std::string &text);
 
 // take owns the text of a block that the library handed out (null gives empty text).
 std::string take(char *block);

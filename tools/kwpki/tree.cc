@@ -11,20 +11,20 @@
 namespace kwpki {
 namespace {
 
-constexpr size_t kOctetsShown = 24;
+constexpr size_t kValueShown = 24;
 constexpr size_t kLettersShown = 80;
 constexpr size_t kIndentMax = 48;  // deeper levels are told by their number alone
 
 std::string short_octets(Bytes octets) {
-  if (octets.size() <= kOctetsShown) return hex(octets);
-  return fmt::format("{}... ({} octets)", hex(octets.first(kOctetsShown)), octets.size());
+  if (octets.size() <= kValueShown) return hex(octets);
+  return fmt::format("{}... ({} bytes)", hex(octets.first(kValueShown)), octets.size());
 }
 
 std::string quote(const std::string &text) {
   if (text.size() <= kLettersShown) return "\"" + text + "\"";
   size_t cut = kLettersShown;
   while (cut > kLettersShown - 4 && (static_cast<uint8_t>(text[cut]) & 0xC0) == 0x80) --cut;
-  return fmt::format("\"{}\"... ({} octets)", text.substr(0, cut), text.size());
+  return fmt::format("\"{}\"... ({} bytes)", text.substr(0, cut), text.size());
 }
 
 std::string show_integer(uint32_t, Bytes content) {
@@ -40,7 +40,7 @@ std::string show_boolean(uint32_t, Bytes content) {
 }
 
 std::string show_bits(uint32_t, Bytes content) {
-  if (content.empty()) return "no octet that counts the unused bits";
+  if (content.empty()) return "no byte that counts the unused bits";
   return fmt::format("{} unused: {}", content[0], short_octets(content.subspan(1)));
 }
 
@@ -55,7 +55,7 @@ std::string show_string(uint32_t tag, Bytes content) {
   const size_t most =
       kLettersShown * 4;  // a letter takes at most four octets; what is cut is counted
   const std::string text = quote(string_text(tag, content.first(std::min(content.size(), most))));
-  return content.size() <= most ? text : fmt::format("{} of {} octets", text, content.size());
+  return content.size() <= most ? text : fmt::format("{} of {} bytes", text, content.size());
 }
 
 std::string show_time(uint32_t tag, Bytes content) {
@@ -182,9 +182,9 @@ bool read_header(Bytes octets, SshBerElement &element, uint32_t &announced) {
 }
 
 std::string header_fault(SshBerStatus status) {
-  if (status == SSH_BER_TAG_TOO_LONG) return "a tag number of more than four octets";
-  if (status == SSH_BER_LENGTH_TOO_LONG) return "more than four length octets";
-  return "the octets end inside the header";
+  if (status == SSH_BER_TAG_TOO_LONG) return "a tag number of more than four bytes";
+  if (status == SSH_BER_LENGTH_TOO_LONG) return "more than four length bytes";
+  return "the bytes end inside the header";
 }
 
 }  // namespace
@@ -211,7 +211,7 @@ bool TreeWalk::open(TreeLine &line, size_t end) {
   if (status == SSH_BER_OK) return true;
   uint32_t announced = 0;
   if (status == SSH_BER_CUT && read_header(rest, element, announced)) {
-    line.fault = fmt::format("{} octets announced, {} there", announced, element.content_length);
+    line.fault = fmt::format("{} bytes announced, {} there", announced, element.content_length);
     return true;
   }
   line.fault = header_fault(status);

@@ -80,7 +80,7 @@ Json attribute_json(const SshDNPairView &pair) {
     json["type"] = row->name;
     set_text(json, "text", string_text(identifier, pair.value));
   }
-  json["value"] = hex(pair.element);
+  json["value_der"] = base64(pair.element);
   return json;
 }
 
@@ -92,7 +92,7 @@ std::string readable_pair(const Json &pair) {
   const bool text = pair.contains("text");
   return label + "=" +
          (text ? quote_value(pair["text"].get<std::string>())
-               : "#" + pair.value("value", std::string()));
+               : "#" + hex(unbase64(pair["value_der"])));
 }
 
 void set_ip(Json &json, const SshX509Name &name) {
@@ -101,7 +101,7 @@ void set_ip(Json &json, const SshX509Name &name) {
   if (size == 8 || size == 32) {  // an address and a mask, in name constraints
     json["text"] = ip_text(name.data.first(size / 2)) + "/" + ip_text(name.data.subspan(size / 2));
   }
-  json["octets"] = hex(name.data);
+  json["hex"] = hex(name.data);
 }
 
 void set_ia5(Json &json, const SshX509Name &name) {
@@ -114,7 +114,7 @@ void set_identifier(Json &json, const SshX509Name &name) { json.update(oid_json(
 
 void set_unique_id(Json &json, const SshX509Name &name) {
   json["bits"] = name.data_length;
-  json["octets"] = hex(name.data);
+  json["hex"] = hex(name.data);
 }
 
 void set_other(Json &json, const SshX509Name &name) {
@@ -128,12 +128,12 @@ void set_other(Json &json, const SshX509Name &name) {
 
 void set_nothing(Json &, const SshX509Name &) {}
 
-struct NameRow {
+struct GeneralNameRow {
   SshX509NameType type;
   std::string_view label;
   void (*set)(Json &json, const SshX509Name &name);
 };
-constexpr NameRow kNames[] = {
+constexpr GeneralNameRow kGeneralNames[] = {
     {SSH_X509_NAME_DN, "name", set_directory},
     {SSH_X509_NAME_UNIQUE_ID, "unique identifier", set_unique_id},
     {SSH_X509_NAME_EMAIL, "e-mail", set_ia5},
@@ -209,6 +209,12 @@ std::string ip_text(Bytes octets) {
   return out;
 }
 
+Json document() { return {{"schema", "kwpki/1"}}; }
+
+std::string json_line(const Json &json) {
+  return json.dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
 const Json kOmitted = {{"omitted", "the rest of a very long list"}};
 
 void start_items() { items_left = kItemsMax; }
@@ -260,7 +266,6 @@ Json integer_json(const SshMpInt &value) {
 std::string integer_text(std::string_view decimal, std::string_view hex) {
   const std::string_view sign = hex.starts_with("-") ? "-" : "";
   hex.remove_prefix(sign.size());
-  if (hex.size() > 1 && hex[0] == '0') hex.remove_prefix(1);
   if (decimal.empty()) return fmt::format("{}0x{}", sign, hex);
   return fmt::format("{} ({}0x{})", decimal, sign, hex);
 }
@@ -318,15 +323,15 @@ Json dn_json(Bytes der) {
   DnVisitor visitor;
   (void)ssh_dn_walk(der, visitor);
   visitor.give(json);
-  json["der"] = hex(der);
+  json["der"] = base64(der);
   return json;
 }
 
 Json name_json(const SshX509Name &name) {
-  const NameRow &row = kNames[name.type];
+  const GeneralNameRow &row = kGeneralNames[name.type];
   Json json = {{"type", row.label}};
   row.set(json, name);
-  if (!json.contains("der")) json["der"] = hex(name.der.empty() ? name.data : name.der);
+  if (!json.contains("der")) json["der"] = base64(name.der.empty() ? name.data : name.der);
   return json;
 }
 

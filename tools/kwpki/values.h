@@ -20,6 +20,11 @@ namespace kwpki {
 // Json keeps members in the order in which they are added.
 using Json = nlohmann::ordered_json;
 
+// document begins an object that is printed: {"schema"}, the contract that it keeps. All of it is
+// in docs/kwpki.schema.json. json_line is one in ASCII, without a line end.
+Json document();
+std::string json_line(const Json &json);
+
 // start_items allows a new object its items; take_item says whether it may have one more. Lists end
 // early, with an "omitted" item, when an object has more of them than anybody reads: a small
 // encoding must not fill the memory.
@@ -45,8 +50,7 @@ Json oid_json(SshOid oid);
 // much.
 Json integer_json(const SshMpInt &value);
 
-// integer_text is "18 (0x12)", without the decimal digits where there are none; leading zeros of the
-// hexadecimal ones are left out.
+// integer_text is "18 (0x12)", without the decimal digits where there are none.
 std::string integer_text(const SshMpInt &value);
 std::string integer_text(std::string_view decimal, std::string_view hex);
 

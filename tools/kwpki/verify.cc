@@ -277,12 +277,12 @@ void Verifier::report(const Place &place, Answer answer, const std::string &deta
   objects_.raise(row.exit);
   if (!options_.json)
     return objects_.output.write(escape(place.name() + ": " + row.words + detail) + "\n");
-  Json json = {{"schema", "kwpki/1"}};
+  Json json = document();
   set_text(json, "file", place.file);
   if (place.block) json["block"] = place.block;
   json["result"] = row.words;
   json.update(members);
-  objects_.output.write(json.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n");
+  objects_.output.write(json_line(json) + "\n");
 }
 
 }  // namespace

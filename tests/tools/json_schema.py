@@ -1,0 +1,88 @@
+"""json_schema.py KWPKI SCHEMA CORPUS EXAMPLES: what each command writes with --json over the corpus,
+what it refuses included, is what docs/kwpki.schema.json tells, and has no member besides."""
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+
+import jsonschema
+
+kwpki, schema_file, corpus, examples = sys.argv[1:]
+schema = json.loads(pathlib.Path(schema_file).read_text())
+checker = jsonschema.Draft202012Validator
+faults, seen = [], set()
+
+
+def closed(part):
+    """Gives a schema as it is today, where later members are not yet there."""
+    if isinstance(part, list):
+        return [closed(item) for item in part]
+    if not isinstance(part, dict):
+        return part
+    made = {key: closed(value) for key, value in part.items()}
+    if "properties" in part and part.get("type") in ("object", ["object", "null"]):
+        made["additionalProperties"] = False
+    return made
+
+
+def validator(name):
+    return checker({**closed(schema), "anyOf": [{"$ref": "#/$defs/" + name}]})
+
+
+def run(*words, status=(0, 1)):
+    done = subprocess.run([kwpki, *words], capture_output=True, text=True)
+    if done.returncode not in status:
+        faults.append(f"{words}: exit status {done.returncode}: {done.stderr}")
+    return done.stdout
+
+
+def check(name, text, whole=False):
+    """Holds each line, or all of a text, against the schema of a command."""
+    rules = validator(name)
+    objects = [text] if whole else text.splitlines()
+    if not objects:
+        faults.append(f"{name}: wrote nothing")
+    for line in objects:
+        shown = json.loads(line)
+        seen.add((name, shown.get("kind"), shown.get("accepted"), shown.get("result")))
+        error = jsonschema.exceptions.best_match(rules.iter_errors(shown))
+        if error:
+            faults.append(f"{name} {shown.get('file', '')}: {list(error.absolute_path)}: "
+                          f"{error.message[:300]}")
+
+
+checker.check_schema(schema)
+paths = [corpus, examples]
+check("inspect", run("inspect", "--json", *paths))
+check("inspect", run("inspect", "--json", "--profile", "classic", examples))
+check("inspect", run("inspect", "--json", "--tree", "--tree-lines", "3", examples))
+check("inspect", run("inspect", "--json", "--find", "2", *paths))
+check("verify", run("verify", "--json", "--issuer", examples, "--issuer", corpus, *paths))
+check("verify", run("verify", "--json", "--chain", "--root", examples, examples))
+check("error", run("error", "--json"))
+
+with tempfile.TemporaryDirectory() as work:
+    store = ["--json", "--store", work + "/store", "--trace", work + "/trace"]
+    check("import", run("store", "import", *store, *paths))
+    check("search", run("search", *store))
+    check("search", run("search", "--profile", "classic", *store))
+    check("search", run("path", *store, "--from-dns", "www.example.com", "--to-path-length", "1"))
+    check("ca_names", run("ca-names", *store))
+    check("status", run("status", *store))
+    check("request", run("request", *store, "--name", "one", examples + "/README.md"))
+    check("request", run("request", "remove", *store, "--name", "one"))
+    messages = sorted(os.listdir(work + "/trace"))
+    for name in messages[:4] + messages[-16:]:
+        whole = pathlib.Path(work, "trace", name).read_bytes()[:100000]
+        for size in {len(whole), len(whole) // 2, 30, 7}:
+            pathlib.Path(work, "cut").write_bytes(whole[:size])
+            check("message", run("message", "decode", "--json", work + "/cut"), whole=True)
+
+wanted = [("inspect", kind, accepted, None) for kind in ("certificate", "crl")
+          for accepted in (True, False)]
+wanted += [("verify", "certificate", None, result) for result in ("valid", "refused")]
+faults += [f"{case}: never seen" for case in wanted if case not in seen]
+print("\n".join(faults[:40]))
+sys.exit(bool(faults))
