@@ -9,7 +9,7 @@ test "$1" != --offline || { check=--check; shift; }
 preset=$1
 shift
 case $preset in
-  release | shipped) purposes="library" ;;
+  release | shipped | demo) purposes="library" ;;
   bench) purposes="library bench" ;;
   fuzz) purposes="library fuzz" ;;
   windows) purposes="library windows" ;;

@@ -4,10 +4,10 @@
 # would, and shows a certificate that openssl makes of itself.
 set -eu
 cd "$(dirname "$0")/.."
-out=build/native
+out=build/demo
 kwpki="$out/bin/kwpki"
 tools/setup.sh library demo
-tools/build.sh release kwpki KwPki KwPkiModern KWMA32 KWPMAPI
+tools/build.sh demo kwpki KwPki KwPkiModern KWMA32 KWPMAPI
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
