@@ -25,8 +25,17 @@ endfunction()
 
 if(KWPKI_TOOLS)
   add_headers(CLI11 CLI11::CLI11 CLI)
-  add_headers(fmt fmt::fmt fmt)
-  target_compile_definitions(fmt::fmt INTERFACE FMT_HEADER_ONLY)
+  # Its own source is not there; compiled in each file that uses it, it would take most of the time.
+  set(source ${PROJECT_BINARY_DIR}/fmt.cc)
+  file(CONFIGURE OUTPUT ${source} CONTENT [[
+#include <fmt/format-inl.h>
+template char fmt::detail::decimal_point_impl(locale_ref);
+template fmt::detail::thousands_sep_result<char> fmt::detail::thousands_sep_impl(locale_ref);
+]])
+  add_headers(fmt kwpki_fmt_headers fmt)
+  add_library(kwpki_fmt STATIC ${source})
+  target_link_libraries(kwpki_fmt PUBLIC kwpki_fmt_headers)
+  add_library(fmt::fmt ALIAS kwpki_fmt)
 endif()
 if(KWPKI_TOOLS OR KWPKI_TESTS)
   add_headers(nlohmann_json nlohmann_json::nlohmann_json nlohmann)
@@ -34,5 +43,8 @@ endif()
 if(KWPKI_TESTS)
   set(INSTALL_GTEST OFF)
   add_subdirectory(${KWPKI_GOOGLETEST} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+  foreach(target gtest gtest_main gmock gmock_main)
+    target_compile_options(${target} PRIVATE -O0)  # as the tests
+  endforeach()
   found(GTest)
 endif()
