@@ -41,7 +41,7 @@ struct SignaturePlan {
   std::string hash, mask_hash;          // by the library's names; none for EdDSA
   int salt_length = 0;
   const CurveRow *curve = nullptr;
-  SshMpInt r, s;  // ECDSA
+  SshMpInt r{}, s{};  // ECDSA
   const SshX509Key &key;
   Bytes data, signature;
 };
