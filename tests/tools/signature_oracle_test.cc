@@ -250,7 +250,7 @@ TEST(Signature, KeysThatCannotHaveMadeIt) {
   };
   const auto alone = [&](const Der &parameters) { return rsa_of(parameters, n, e, kPss); };
   constexpr auto kFits = SSH_X509_VALID, kNot = SSH_X509_KEY_NOT_FIT,
-                 kUnknown = SSH_X509_SCHEME_NOT_SUPPORTED;
+                 kNotSupported = SSH_X509_SCHEME_NOT_SUPPORTED;
   const struct {
     Der key;
     SshX509Verdict verdict;
@@ -266,7 +266,7 @@ TEST(Signature, KeysThatCannotHaveMadeIt) {
       {on_curve(der::null(), point), kNot, "no name"},
       {on_curve({}, point), kNot, "no name"},
       {info_of(explicit_key), kNot, "no name"},
-      {on_curve(der::oid("1.2.3"), point), kUnknown, "curve 1.2.3"},
+      {on_curve(der::oid("1.2.3"), point), kNotSupported, "curve 1.2.3"},
       {on_curve(der::oid("1.3.36.3.3.2.8.1.1.7"), point), kNot, "not on the curve"},
       {rsa_info, kNot, "type RSA"},
       {info_of(Key(EVP_PKEY_Q_keygen(nullptr, nullptr, "X25519"))), kNot, "type X25519"},
