@@ -41,10 +41,10 @@ TEST_F(VerifyTest, TellsWhoSigned) {
                                        pem("PRIVATE KEY", "key") + pem("X509 CRL", crl("A", rsa_)) +
                                        pem("CERTIFICATE", root("Root", rsa_)));
   const std::string record = leaf(rsa_), list = crl("Root", rsa_);
-  using Words = std::vector<std::string>;
+  using Names = std::vector<std::string>;
   const struct {
     const char *why;
-    Words issuers;
+    Names issuers;
     std::string record;
     const char *result;
   } rows[] = {
@@ -60,7 +60,7 @@ TEST_F(VerifyTest, TellsWhoSigned) {
       {"no certificate of that name", {one}, crl("Other", rsa_), "no issuer found"},
   };
   for (const auto &row : rows) {
-    Words arguments = {"verify", "--json"};
+    Names arguments = {"verify", "--json"};
     for (const std::string &issuer : row.issuers)
       arguments.insert(arguments.end(), {"--issuer", issuer});
     const Result result = run(arguments, row.record);
