@@ -62,6 +62,7 @@ TEST(Decode, DepthCostsNoStackAndMeetsTheBudget) {
   SshAsn1Status status = SSH_ASN1_FAILED, end = SSH_ASN1_OK;
   size_t reads = 0, depth = 0;
   uint64_t left = 1;
+  const int64_t blocks = ssh_mem_blocks();
   run_on_small_stack([&] {
     const SshAsn1ContextOwner context(ssh_asn1_init());
     SshAsn1Tree *tree = nullptr;
@@ -76,6 +77,7 @@ TEST(Decode, DepthCostsNoStackAndMeetsTheBudget) {
   EXPECT_EQ(status, SSH_ASN1_OK);
   EXPECT_EQ(end, SSH_ASN1_BER_STEP_FAILED);
   EXPECT_EQ(left, 0U);
+  EXPECT_EQ(ssh_mem_blocks(), blocks);
   for (const size_t steps : {reads, depth}) {
     EXPECT_GT(steps, 30U);
     EXPECT_LT(steps, 200U);

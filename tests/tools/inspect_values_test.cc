@@ -59,7 +59,7 @@ TEST(InspectValues, InWords) {
        der::bits({0xE5}),
        {"SSL client, SSL server, S/MIME, SSL CA, object signing CA\n"}},
       {"2.16.840.1.113730.1.13", der::text(0x16, "a comment"), {": a comment\n"}},
-      {"1.3.6.1.4.1.311.20.2", der::tlv(0x1E, unhex("00430041")), {": CA\n"}},
+      {"1.3.6.1.4.1.311.20.2", der::tlv(0x1E, unhex("01410041")), {": \u0141A\n"}},
       {"1.3.6.1.4.1.311.21.1", der::integer(0x20003), {"Certificate index: 3\n", "Key index: 2\n"}},
       {"1.3.6.1.4.1.311.21.2", der::octets(Der{1, 2}), {"01:02\n"}},
       {"1.3.6.1.4.1.311.21.7",
