@@ -260,12 +260,12 @@ int search(const SearchOptions &options, Output &output, const Streams &streams)
   return show_list(answer, options.store.json, output);
 }
 
-struct PathOptions {
+struct PathCriteria {
   StoreOptions store;
   Criteria from, to;
 };
 
-int path(const PathOptions &options, Output &output, const Streams &streams) {
+int path(const PathCriteria &options, Output &output, const Streams &streams) {
   const Search from = build(options.from, streams), to = build(options.to, streams);
   Session session = open_store(options.store, StoreUse::kRead);
   ListAnswer answer;
@@ -313,7 +313,7 @@ void add_search_commands(CLI::App &app, Run &run) {
     });
   });
 
-  const auto ends = std::make_shared<PathOptions>();
+  const auto ends = std::make_shared<PathCriteria>();
   command = app.add_subcommand("path", "Find a path from one certificate to another by issuers");
   command->footer(std::string("The shortest path: it begins with a certificate that meets the "
                               "--from options, each is issued by the\nnext as far as names tell, "

@@ -75,7 +75,7 @@ struct TypeRow {
   std::string (*show)(uint32_t tag, Bytes content);
   bool constructed;  // the only form that DER has
 };
-constexpr TypeRow kTypes[] = {
+constexpr TypeRow kTypeRows[] = {
     {"end-of-contents", show_octets, false},
     {"BOOLEAN", show_boolean, false},
     {"INTEGER", show_integer, false},
@@ -111,8 +111,8 @@ constexpr TypeRow kTypes[] = {
 constexpr std::string_view kClasses[] = {"universal", "application", "context", "private"};
 
 const TypeRow *type_of(const SshBerElement &element) {
-  const bool listed = element.cls == SSH_BER_UNIVERSAL && element.tag < std::size(kTypes);
-  return listed ? &kTypes[element.tag] : nullptr;
+  const bool listed = element.cls == SSH_BER_UNIVERSAL && element.tag < std::size(kTypeRows);
+  return listed ? &kTypeRows[element.tag] : nullptr;
 }
 
 std::string name_of(const SshBerElement &element) {
