@@ -221,7 +221,7 @@ TEST_F(ChainTest, WhatIsGivenInTheWrongPlace) {
       {{"--chain", "--root", root, list}, 0, "", "list: a CRL; passed over"},
       {{"--chain", "--root", root, behind},
        1,
-       "behind: valid; 1 octet behind the certificate\n",
+       "behind: valid; 1 byte behind the certificate\n",
        ""},
       {{"--chain", "--root", root, "--at", "soon", root}, 2, "", "--at: not \"now\""},
       {{"--chain", root}, 2, "", "--root is required"},

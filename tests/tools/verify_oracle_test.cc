@@ -70,8 +70,7 @@ TEST_F(VerifyTest, TellsWhoSigned) {
     EXPECT_EQ(shown.contains("signed_by"), shown["result"] == "valid") << row.why;
   }
   EXPECT_EQ(run({"verify", "--json", "--issuer", all}, record).objects().at(0),
-            (json{{"schema", "kwpki/1"},
-                  {"file", "-"},
+            (json{{"file", "-"},
                   {"kind", "certificate"},
                   {"result", "valid"},
                   {"scheme", "rsa-pkcs1-sha1"},

@@ -234,6 +234,7 @@ void Inspector::find_serial(const Object &object, const SshX509Crl &crl) {
     json["serial"] = integer_json(*options_.find);
     json["revoked"] = found;
     json["entry"] = found ? entry_json(cursor.entry()) : Json();
+    if (found) json["entry"]["extensions"] = entry_extensions_json(cursor.entry());
     output_.write(json_line(json) + "\n");
     if (!found) exit_ = std::max<int>(exit_, kExitRefused);
     return;
