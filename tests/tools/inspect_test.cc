@@ -58,7 +58,10 @@ TEST(Inspect, ExitCodes) {
       {{"inspect", "--color", "blue", good}, 2, "", "--color"},
       {{"inspect", "--entries", "-1", good}, 2, "", "--entries"},
       {{"inspect", "--profile", "old", good}, 2, "", "--profile"},
-      {{"inspect", other}, 0, "", "line 1: block 1 (PRIVATE KEY) passed over"},
+      {{"inspect", other}, 1, "", "line 1: block 1 (PRIVATE KEY) passed over"},
+      {{other, good}, 0, kSerial, "(PRIVATE KEY) passed over"},
+      {{other}, 1, "", "there is no certificate and no CRL"},
+      {{"--find", "1", good}, 1, "", "there is no CRL"},
       {{"inspect", bad, missing, good}, 3, kSerial, "missing: No such file"},
       {{"inspect", empty, good}, 3, kSerial, "empty: holds nothing"},
   };
@@ -188,8 +191,8 @@ TEST(Inspect, TellsFirstWhatPeopleWantToKnow) {
   const Result table = run({"--expires", "13", soon, late, soon, late});
   EXPECT_EQ(table.code, 1);
   EXPECT_EQ(count(table.out, "\n"), 5u);
-  EXPECT_EQ(count(table.out, "  ! 12 days    RSA 264 weak    A  "), 2u);
-  EXPECT_EQ(count(table.out, "    8 years    RSA 264 weak    A  "), 2u);
+  EXPECT_EQ(count(table.out, "  ! 12 days   RSA 264 weak   A  "), 2u);
+  EXPECT_EQ(count(table.out, "    8 years   RSA 264 weak   A  "), 2u);
   EXPECT_EQ(run({"--expires", "13", "--pem", soon, late}).out, pem("CERTIFICATE", made));
 }
 

@@ -15,7 +15,8 @@ using std::chrono::seconds;
 
 constexpr size_t kLabel = 14;      // columns of a label
 constexpr size_t kNamesShown = 5;  // so many names are shown
-constexpr size_t kSubject = 34;    // columns of a subject in a row
+// Columns of a row; with the date and a short name of a file it has 80.
+constexpr size_t kLeftColumns = 10, kKeyColumns = 13, kSubjectColumns = 28;
 
 Moment moment_of(const SshBerTime &time) {
   namespace c = std::chrono;
@@ -241,9 +242,10 @@ std::string left_text(const Expiry &expiry, seconds soon) {
 
 std::string row_text(const SshBerTime &end, const Expiry &expiry, seconds soon, const Style &style,
                      const std::string &kind, const SshX509Name *names, const std::string &where) {
-  return fmt::format("{:10}  {}  {}  {}  {}\n", date_text(end).substr(0, 10),
-                     marked(expiry, soon, style, fmt::format("{:11}", left_text(expiry, soon))),
-                     kind, fitted(short_name(names), kSubject), escape(where));
+  return fmt::format(
+      "{:10}  {}  {}  {}  {}\n", date_text(end).substr(0, 10),
+      marked(expiry, soon, style, fmt::format("{:{}}", left_text(expiry, soon), kLeftColumns)),
+      kind, fitted(short_name(names), kSubjectColumns), escape(where));
 }
 
 }  // namespace
@@ -313,8 +315,8 @@ std::string brief(const SshX509Crl &crl, Moment now, seconds soon, const Style &
 }
 
 std::string brief_heading() {
-  return fmt::format("{:10}  {:11}  {:14}  {:{}}  {}\n", "expires", "  left", "key", "subject",
-                     kSubject, "file");
+  return fmt::format("{:10}  {:{}}  {:{}}  {:{}}  {}\n", "expires", "  left", kLeftColumns, "key",
+                     kKeyColumns, "subject", kSubjectColumns, "file");
 }
 
 std::string brief_row(const SshX509Cert &cert, Moment now, seconds soon, const Style &style,
@@ -325,7 +327,7 @@ std::string brief_row(const SshX509Cert &cert, Moment now, seconds soon, const S
     kind = kind.substr(0, comma) + kind.substr(comma + 1, kind.find(" bits") - comma - 1);
   if (const size_t on = kind.find(" on "); on != kind.npos) kind.erase(on, 3);
   const bool weak = is_weak_key(key);
-  kind = fmt::format("{:14}", (kind + (weak ? " weak" : "")).substr(0, 14));
+  kind = fitted(kind + (weak ? " weak" : ""), kKeyColumns);
   return row_text(cert.not_after, expiry_of(cert, now), soon, style,
                   weak ? style.warning(kind) : kind, cert.subject_names, where);
 }
@@ -333,14 +335,14 @@ std::string brief_row(const SshX509Cert &cert, Moment now, seconds soon, const S
 std::string brief_row(const SshX509Crl &crl, Moment now, seconds soon, const Style &style,
                       const std::string &where) {
   return row_text(crl.next_update, expiry_of(crl, now), soon, style,
-                  fmt::format("{:14}", fmt::format("CRL of {}", crl.revoked_count)).substr(0, 14),
-                  crl.issuer_names, where);
+                  fitted(fmt::format("CRL, {}", crl.revoked_count), kKeyColumns), crl.issuer_names,
+                  where);
 }
 
 std::string wrong_row(const Style &style, const std::string &why, const std::string &where) {
-  return fmt::format("{:10}  {}  {:14}  {}  {}\n", "-",
-                     style.warning(fmt::format("{:11}", "! REFUSED")), "-",
-                     fitted(escape(why), kSubject), escape(where));
+  return fmt::format("{:10}  {}  {:{}}  {}  {}\n", "-",
+                     style.warning(fitted("! REFUSED", kLeftColumns)), "-", kKeyColumns,
+                     fitted(escape(why), kSubjectColumns), escape(where));
 }
 
 }  // namespace kwpki

@@ -175,7 +175,9 @@ void Chains::check(const Place &place, Bytes octets) {
 void Chains::report(const Place &place, const std::vector<Step> &steps, const char *result,
                     const Json &around, const std::string &detail) {
   if (!options_.json) {
-    std::string text = escape(place.name()) + ": " + result;
+    const Style &style = objects_.output.style();
+    std::string text = escape(place.name()) + ": ";
+    text += std::string_view(result) == "valid" ? result : style.warning(result);
     if (steps.empty()) text += ": no certificate";
     if (!detail.empty()) text += "; " + detail;
     text += "\n";

@@ -30,6 +30,10 @@ struct Object {
     return count == 1 ? name + " (PEM)"
                       : fmt::format("{} (PEM block {} of {})", name, index, count);
   }
+  [[nodiscard]] std::string short_where() const {  // in a table
+    const std::string name = file == "-" ? "standard input" : file;
+    return count > 1 ? fmt::format("{} #{}", name, index) : name;
+  }
 };
 
 class Inspector {
@@ -71,6 +75,7 @@ class Inspector {
   Output output_;
   const Style &style_;
   int exit_ = kExitOk;
+  size_t looked_at_ = 0;  // certificates and CRLs, those that were refused too
   bool first_ = true;
   const Moment now_ = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   const std::chrono::seconds soon_ = std::chrono::days(options_.expires.value_or(0));
@@ -94,6 +99,10 @@ int Inspector::run() {
       guard(source.name, [&] { inspect_source(source); });
     }
     end_brief();
+    if (looked_at_ == 0 && exit_ == kExitOk) {
+      output_.fault("", options_.find ? "there is no CRL" : "there is no certificate and no CRL");
+      exit_ = kExitRefused;
+    }
     output_.flush();
   } catch (const OutputClosed &closed) {
     if (closed.error != EPIPE) throw;
@@ -150,6 +159,7 @@ void Inspector::inspect_blocks(const Source &source, const std::vector<Block> &b
 
 void Inspector::inspect_object(const Object &object) {
   start_items();
+  ++looked_at_;
   const SshX509CertOwner cert(ssh_x509_cert_allocate());
   if (ssh_x509_cert_decode(object.octets, cert.get())) return show_certificate(object, *cert);
   const SshX509CrlOwner crl(ssh_x509_crl_allocate());
@@ -202,7 +212,7 @@ bool Inspector::show_brief(const Object &object, const Record &record, const cha
   if (options_.json || options_.tree || options_.full) return false;
   const std::string around = surroundings_text(record.der, record.element, what);
   if (!around.empty()) exit_ = std::max<int>(exit_, kExitRefused);
-  std::string whole = head_text(object, what), where = object.where();
+  std::string whole = head_text(object, what), where = object.short_where();
   if (!around.empty()) {
     whole += "  " + style_.warning(around) + "\n";
     where += ", " + around;
@@ -313,7 +323,11 @@ void Inspector::finish_json(const Object &object, Json json, Bytes der, const Ss
 }
 
 void Inspector::show_certificate(const Object &object, const SshX509Cert &cert) {
-  if (options_.find || show_brief(object, cert, "certificate")) return;
+  if (options_.find) {
+    --looked_at_;
+    return output_.message(object.where(), "a certificate; passed over");
+  }
+  if (show_brief(object, cert, "certificate")) return;
   accepted_head(object, cert, "certificate");
   if (options_.json) {
     Json json = start(object, "certificate", true);
@@ -370,9 +384,11 @@ void Inspector::show_refused(const Object &object, const SshX509Refusal &refusal
     return finish_json(object, std::move(json), object.octets, nullptr);
   }
   const Json json = refusal_json(refusal);
-  std::string text =
-      fmt::format("refused as {}: {} at offset {}", kind[1] == 'r' ? "a CRL" : "a certificate",
-                  json["structure"].get<std::string>(), refusal.offset);
+  const bool foreign = !object.block && !is_plainly_der(object.octets);
+  std::string text = foreign ? "refused: neither PEM nor DER"
+                             : fmt::format("refused as {}: {} at offset {}",
+                                           kind[1] == 'r' ? "a CRL" : "a certificate",
+                                           json["structure"].get<std::string>(), refusal.offset);
   if (json.contains("identifier")) {
     const Json &oid = json["identifier"];
     text += fmt::format(", identifier {}", oid["oid"].get<std::string>());
@@ -384,7 +400,7 @@ void Inspector::show_refused(const Object &object, const SshX509Refusal &refusal
   }
   if (options_.pem || options_.find) return output_.fault(object.where(), text);
   present(head_text(object, style_.warning(escape(text))) + "  --full shows its elements\n",
-          wrong_row(style_, text.substr(text.find(": ") + 2), object.where()));
+          wrong_row(style_, text.substr(text.find(": ") + 2), object.short_where()));
 }
 
 void Inspector::show_tree(const Object &object, const SshX509Refusal &refusal) {

@@ -7,7 +7,7 @@
 namespace kwpki {
 
 void Objects::fail(const std::string &name, const std::string &why, int exit) {
-  output.message(name, why);
+  output.fault(name, why);
   raise(exit);
 }
 

@@ -275,8 +275,11 @@ void Verifier::report(const Place &place, Answer answer, const std::string &deta
                       const Json &members) {
   const auto &row = kAnswers[answer];
   objects_.raise(row.exit);
-  if (!options_.json)
-    return objects_.output.write(escape(place.name() + ": " + row.words + detail) + "\n");
+  if (!options_.json) {
+    const Style &style = objects_.output.style();
+    const std::string words = row.exit == kExitOk ? row.words : style.warning(row.words);
+    return objects_.output.write(escape(place.name()) + ": " + words + escape(detail) + "\n");
+  }
   Json json = document();
   set_text(json, "file", place.file);
   if (place.block) json["block"] = place.block;
