@@ -141,37 +141,30 @@ TEST_F(VerifyTest, ExitCodes) {
   }
 }
 
-// Certificates and CRLs of every scheme; what their forgeries look like is tested without them.
-TEST_F(VerifyTest, EveryScheme) {
-  const auto edwards = [](const char *type) {
-    return Key(EVP_PKEY_Q_keygen(nullptr, nullptr, type));
-  };
+// What the system computes is asked for both kinds of record, and weakness is told of both halves.
+TEST_F(VerifyTest, SchemesOfTheSystem) {
+  const auto made = [](const char *type) { return Key(EVP_PKEY_Q_keygen(nullptr, nullptr, type)); };
   const struct {
     Key key;
     const EVP_MD *hash;
-    const char *scheme;
-    std::string weak;
+    const char *scheme, *weak;
   } rows[] = {
-      {Key(EVP_RSA_gen(2048)), EVP_sha512(), "rsa-pkcs1-sha512", ""},
-      {Key(EVP_EC_gen("P-256")), EVP_sha256(), "ecdsa-sha256", ""},
+      {Key(EVP_EC_gen("P-224")), EVP_sha384(), "ecdsa-sha384", "null"},
       {Key(EVP_EC_gen("P-192")), EVP_sha1(), "ecdsa-sha1", R"(["SHA-1","EC of 192 bits"])"},
-      {Key(EVP_EC_gen("P-224")), EVP_sha384(), "ecdsa-sha384", ""},
-      {edwards("ED25519"), nullptr, "ed25519", ""},
-      {edwards("ED448"), nullptr, "ed448", ""},
-      {generate("RSA-PSS", [](EVP_PKEY_CTX *c) { EVP_PKEY_CTX_set_rsa_keygen_bits(c, 1024); }),
-       EVP_sha256(), "rsa-pss", R"(["RSASSA-PSS of 1024 bits"])"},
+      {made("ED25519"), nullptr, "ed25519", "null"},
+      {made("ED448"), nullptr, "ed448", "null"},
+      {generate("RSA-PSS", [](EVP_PKEY_CTX *) {}), EVP_sha256(), "rsa-pss", "null"},
   };
   for (const auto &row : rows) {
-    const std::string name =
-        add(row.scheme,
-            Cert{name_of("Root"), name_of("Root"), row.key, row.key, row.hash, {}, {}}.make());
-    for (const std::string &record :
-         {Cert{name_of("Leaf"), name_of("Root"), rsa_, row.key, row.hash, {}, {}}.make(),
-          crl("Root", row.key, row.hash)}) {
-      const json shown = run({"verify", "--json", "--issuer", name}, record).objects().at(0);
+    const auto cert = [&](const char *subject) {
+      return Cert{name_of(subject), name_of("Root"), row.key, row.key, row.hash}.make();
+    };
+    const std::string issuer = add(row.scheme, cert("Root"));
+    for (const std::string &record : {cert("Leaf"), crl("Root", row.key, row.hash)}) {
+      const json shown = run({"verify", "--json", "--issuer", issuer}, record).objects().at(0);
       EXPECT_EQ(shown["result"], "valid") << shown;
       EXPECT_EQ(shown["scheme"], row.scheme);
-      EXPECT_EQ(shown.contains("weak") ? shown["weak"].dump() : "", row.weak);
+      EXPECT_EQ(shown.value("weak", json()).dump(), row.weak);
     }
   }
 }

@@ -5,6 +5,9 @@
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "kwpki/signature.h"
 #include "util/owner.h"
 
@@ -25,14 +28,21 @@ constexpr struct {
     {SSH_OID_KEY_RSA_PSS, EVP_PKEY_RSA_PSS},
 };
 
-Key open_key(const SignaturePlan &plan) {
-  const uint8_t *at = plan.key.info.data();
-  const uint8_t *const end = at + plan.key.info.size();
-  Key key(d2i_PUBKEY(nullptr, &at, static_cast<long>(plan.key.info.size())));
-  if (!key || at != end) return {};
-  for (const auto &row : kTypes)
-    if (row.code == plan.type && row.id == EVP_PKEY_get_base_id(key.get())) return key;
-  return {};
+// open_key gives null for octets that are no key of the scheme's type. The last key is kept: most
+// records of a bundle have one issuer, and to open its key takes as long as to verify.
+EVP_PKEY *open_key(const SignaturePlan &plan) {
+  static std::vector<uint8_t> info;
+  static Key key;
+  const Bytes wanted = plan.key.info;
+  if (!key || !ssh_bytes_equal(info, wanted)) {
+    const uint8_t *at = wanted.data();
+    key.reset(d2i_PUBKEY(nullptr, &at, static_cast<long>(wanted.size())));
+    if (key && at != wanted.data() + wanted.size()) key.reset();
+    info.assign(wanted.begin(), wanted.end());
+  }
+  const int id = key ? EVP_PKEY_get_base_id(key.get()) : EVP_PKEY_NONE;
+  const auto fits = [&](const auto &row) { return row.code == plan.type && row.id == id; };
+  return std::any_of(std::begin(kTypes), std::end(kTypes), fits) ? key.get() : nullptr;
 }
 
 bool has_curve(std::string_view oid) {
@@ -50,15 +60,15 @@ bool set_padding(EVP_PKEY_CTX *context, const SignaturePlan &plan) {
 }  // namespace
 
 SignatureAnswer system_verify(const SignaturePlan &plan) {
-  if (plan.curve && !has_curve(plan.curve->oid))
+  EVP_PKEY *key = open_key(plan);
+  if (!key && plan.curve && !has_curve(plan.curve->oid))
     return {SSH_X509_SCHEME_NOT_SUPPORTED, "curve " + std::string(plan.curve->name)};
-  const Key key = open_key(plan);
   if (!key) return {SSH_X509_KEY_NOT_FIT, "it is no key: its point is not on the curve, or so"};
   const Context context(EVP_MD_CTX_new());
   const EVP_MD *hash = plan.hash.empty() ? nullptr : EVP_get_digestbyname(plan.hash.c_str());
   EVP_PKEY_CTX *padding = nullptr;
   const bool begun = context && (hash || plan.hash.empty()) &&
-                     EVP_DigestVerifyInit(context.get(), &padding, hash, nullptr, key.get()) == 1 &&
+                     EVP_DigestVerifyInit(context.get(), &padding, hash, nullptr, key) == 1 &&
                      (plan.type != SSH_OID_KEY_RSA_PSS || set_padding(padding, plan));
   if (!begun) return {SSH_X509_SCHEME_NOT_SUPPORTED, {}};
   const int result = EVP_DigestVerify(context.get(), plan.signature.data(), plan.signature.size(),
