@@ -150,10 +150,9 @@ SshBerStatus ssh_ber_open_long(const uint8_t *p, const uint8_t *end, SshBerEleme
       length = length << 8 | *p++;
     }
   }
-  if (length > static_cast<size_t>(end - p)) return SSH_BER_CUT;
   element.content_length = length;
   element.header_length = static_cast<uint8_t>(p - element.data);
-  return SSH_BER_OK;
+  return length > static_cast<size_t>(end - p) ? SSH_BER_CUT : SSH_BER_OK;
 }
 
 SshBerExtent ssh_ber_check(Bytes octets) {

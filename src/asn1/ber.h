@@ -56,7 +56,7 @@ struct SshBerElement {
                                                   const SshBerElement &element);
 
 // ssh_ber_open_element reads the header at `p`. The element's content must lie before `end`
-// (definite lengths).
+// (definite lengths): of one that is cut there, but not in its header, the header is known too.
 [[nodiscard]] SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end,
                                                 SshBerElement &element);
 

@@ -33,7 +33,8 @@ bool scan_arc(const char *&text, uint32_t &arc) {
 // Arcs walks the arcs after the first octet; `valid` turns false at a cut or overlong one.
 class Arcs {
  public:
-  explicit Arcs(Bytes octets) : at_(octets.data() + 1), end_(octets.data() + octets.size()) {}
+  explicit Arcs(Bytes octets, size_t from = 1)
+      : at_(octets.data() + from), end_(octets.data() + octets.size()) {}
 
   bool next(uint32_t &arc) {
     if (at_ == end_) return false;
@@ -65,11 +66,33 @@ constexpr size_t digits(uint32_t value) {
   return count;
 }
 
+// First is the first two arcs of an identifier that is not empty, and the octets that they take.
+struct First {
+  uint32_t arcs[2];
+  size_t octets = 1;
+};
+
+// By the standard one number, of any length, stands for both.
+First first_of(Bytes octets, bool standard) {
+  // Octet / 40 and octet mod 40 also above 79, where the standard has arc 2 with a large second
+  // arc: identifiers are compared as text with those that older peers stored, and those were made
+  // in this way.
+  const First classic = {{octets[0] / 40u, octets[0] % 40u}};
+  if (!standard || octets[0] < 80) return classic;
+  uint32_t number = 0;
+  for (size_t i = 0; i < octets.size() && i < kArcOctetsMax; ++i) {
+    number = number << 7 | (octets[i] & 0x7Fu);
+    if (octets[i] < 0x80) return {{2, number - 80}, i + 1};
+  }
+  return classic;
+}
+
 // text_length gives the length of an identifier's dotted text, or 0 if the octets are not valid.
-size_t text_length(Bytes octets) {
+size_t text_length(Bytes octets, bool standard) {
   if (octets.empty()) return 0;
-  size_t length = digits(octets[0] / 40u) + 1 + digits(octets[0] % 40u);
-  Arcs arcs(octets);
+  const First first = first_of(octets, standard);
+  size_t length = digits(first.arcs[0]) + 1 + digits(first.arcs[1]);
+  Arcs arcs(octets, first.octets);
   for (uint32_t arc; arcs.next(arc);) length += 1 + digits(arc);
   return arcs.valid() ? length : 0;
 }
@@ -128,27 +151,28 @@ bool ssh_ber_oid_is_valid_long(Bytes octets) {
   return octets.size() == 1 || octets.back() < 0x80;
 }
 
-char *ssh_ber_oid_text(SshOid oid) {
-  const size_t length = text_length(oid.octets);
+char *ssh_ber_oid_text(SshOid oid, bool standard) {
+  const size_t length = text_length(oid.octets, standard);
   if (length == 0 || length >= SSH_XMALLOC_MAX) return nullptr;
   auto *text = static_cast<char *>(ssh_xmalloc(length + 1));
-  // Octet / 40 and octet mod 40 also above 79, where the standard has arc 2 with a large second
-  // arc: identifiers are compared as text with those that older peers stored, and those were made
-  // in this way.
-  char *at = write_arc(text, oid.octets[0] / 40u);
-  at = write_dot_arc(at, oid.octets[0] % 40u);
-  Arcs arcs(oid.octets);
+  const First first = first_of(oid.octets, standard);
+  char *at = write_arc(text, first.arcs[0]);
+  at = write_dot_arc(at, first.arcs[1]);
+  Arcs arcs(oid.octets, first.octets);
   for (uint32_t arc; arcs.next(arc);) at = write_dot_arc(at, arc);
   *at = 0;
   return text;
 }
 
-size_t ssh_ber_oid_from_text(const char *text, uint8_t *out) {
+size_t ssh_ber_oid_from_text(const char *text, uint8_t *out, bool standard) {
   size_t left = count_dotted(text);
   uint32_t first, second, arc;
   if (left < 2 || !scan_arc(text, first) || !scan_arc(text, second)) return 0;
   uint8_t *at = out;
-  *at++ = static_cast<uint8_t>(first * 40u + second);
+  if (standard && first == 2 && second >= 40 && second < 1u << 27)
+    at = encode_arc(at, 80 + second);
+  else
+    *at++ = static_cast<uint8_t>(first * 40u + second);
   for (left -= 2; left > 0; --left) {
     if (!scan_arc(text, arc)) return 0;
     at = encode_arc(at, arc);

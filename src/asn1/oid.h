@@ -1,6 +1,7 @@
 // Object identifiers: an encoded-octets view inside the library, dotted text at its edges.
-// The dotted form follows the library's first-octet rule: octet / 40 and octet mod 40, also for the
-// arc 2.
+// The dotted form follows the library's first-octet rule, octet / 40 and octet mod 40, also for the
+// arc 2, unless the caller asks for that of the standard: what is 3.16.55.1 by the one is 2.999.1 by
+// the other.                                                                X.690, 8.19.4
 #pragma once
 
 #include <array>
@@ -34,13 +35,13 @@ struct SshOid {
 
 // ssh_ber_oid_text returns an identifier's dotted text (ssh_xfree), or null if the octets are not
 // valid.
-[[nodiscard]] char *ssh_ber_oid_text(SshOid oid);
+[[nodiscard]] char *ssh_ber_oid_text(SshOid oid, bool standard = false);
 
 // ssh_ber_oid_from_text writes an identifier's content octets into `out`
 // (SSH_OID_ENCODED_MAX(strlen) is always enough) and returns their count; 0 for fewer than two arcs
 // or text that does not parse.
 constexpr size_t SSH_OID_ENCODED_MAX(size_t text_length) { return text_length * 2 + 8; }
-[[nodiscard]] size_t ssh_ber_oid_from_text(const char *text, uint8_t *out);
+[[nodiscard]] size_t ssh_ber_oid_from_text(const char *text, uint8_t *out, bool standard = false);
 
 // SshOidConstant holds a short identifier encoded by the compiler, for tables.
 struct SshOidConstant {

@@ -58,6 +58,49 @@ Order order_inside(const SshAsn1Op &op, const Place &place) {
   return tag == 17 || (tag != 16 && keyword == 17) ? Order::kSet : Order::kSequence;
 }
 
+// The rules, in words for people.
+constexpr char kNoField[] = "no field takes this element";
+
+// What must stand where an element of the type is missing, and what its content must be.
+constexpr struct {
+  std::string_view keyword;
+  const char *rule;
+} kElementRules[] = {
+    {"boolean", "a BOOLEAN belongs there"},
+    {"integer", "an INTEGER belongs there"},
+    {"enum", "an ENUMERATED belongs there"},
+    {"bit-string", "a BIT STRING belongs there"},
+    {"octet-string", "an OCTET STRING belongs there"},
+    {"null", "a NULL belongs there"},
+    {"object-identifier", "an OBJECT IDENTIFIER belongs there"},
+    {"ia5-string", "an IA5String belongs there"},
+    {"utc-time", "a UTCTime belongs there"},
+    {"generalized-time", "a GeneralizedTime belongs there"},
+    {"sequence", "a SEQUENCE belongs there"},
+    {"set", "a SET belongs there"},
+};
+constexpr const char *kContentRules[] = {
+    "a BOOLEAN has one byte",
+    "an INTEGER is a number",
+    "an INTEGER is a number",
+    "a BIT STRING begins with the number of its unused bits",
+    "a string holds letters",
+    "a NULL is empty",
+    "an OBJECT IDENTIFIER has whole numbers of at most 28 bits",
+    "a UTCTime is YYMMDDhhmmssZ",
+    "a GeneralizedTime is YYYYMMDDhhmmssZ",
+};
+
+// A tag hides the type, so it is the element with that tag that is missing.
+const char *rule_of(const SshAsn1Op &op) {
+  if (op.type == SSH_ASN1_CHOICE) return "that is none of the types that belong there";
+  if (op.tagged) return "an element with a tag of its own belongs there";
+  for (const auto &row : kElementRules) {
+    if (row.keyword == kSshAsn1Keywords[op.keyword].text) return row.rule;
+  }
+  return "another element belongs there";
+}
+
 // Reader is one read of a template.
 class Reader {
  public:
@@ -69,6 +112,7 @@ class Reader {
     SshAsn1Status status = list(0, count_, {node.data, node.end}, Order::kSequence);
     if (status == SSH_ASN1_OK && mode_ != SshAsn1Mode::kSearch && leftovers_)
       status = fields_read(node.data, node.end) ? SSH_ASN1_OK : SSH_ASN1_MATCH_NOT_FOUND;
+    if (status != SSH_ASN1_OK) work_->fault = fault_;
     if (freelist_) finish_blocks(status);
     return status;
   }
@@ -96,6 +140,13 @@ class Reader {
   }
   bool fields_read(const uint8_t *p, const uint8_t *end);
 
+  // Why it fails. The first fault noted is the deepest: what is around fails because of it.
+  bool note(const char *rule, const uint8_t *at, bool is_missing = false);
+  SshAsn1Status fail(SshAsn1Status status, const char *rule, const uint8_t *at) {
+    (void)note(rule, at);
+    return status;
+  }
+
   // Contents that become blocks or text of the caller's own.
   bool give_content(const SshAsn1Op &op, Bytes content);
   void give_octets(const SshAsn1Op &op, Bytes octets, size_t length);
@@ -112,6 +163,7 @@ class Reader {
   uint32_t count_;
   void *const *outputs_;
   bool leftovers_ = false;  // whether anything was passed over: in between or at the end of a list
+  SshAsn1Fault fault_;
   SshBerFreelist freelist_ = ssh_ber_freelist_alloc();
 };
 
@@ -154,7 +206,7 @@ SshAsn1Status Reader::simple(uint32_t index, Cursor &cursor, Order order, bool o
     list_end = wrapper.content_end();
     if (!open_inside(op, wrapper, place)) return SSH_ASN1_BER_STEP_FAILED;
     if (place.end != list_end && mode_ != SshAsn1Mode::kSearch && !is_end(place.end, list_end))
-      return SSH_ASN1_MATCH_NOT_FOUND;
+      return fail(SSH_ASN1_MATCH_NOT_FOUND, kNoField, place.end);
   }
   const SshAsn1Status status = read_place(index, place, list_end, optional, found);
   if (found) cursor.at = after;
@@ -179,7 +231,7 @@ SshAsn1Status Reader::choice(uint32_t index, Cursor &cursor, bool optional, bool
     const SshAsn1Status status = element(i, tried, Order::kChoice, optional, matched);
     if (status != SSH_ASN1_OK) return status;
     if (!matched) continue;
-    if (found) return SSH_ASN1_TOO_MANY_MATCHES;
+    if (found) return fail(SSH_ASN1_TOO_MANY_MATCHES, "more than one alternative fits", here.data);
     found = true;
     after = tried.at;
     out<int>(op) = position;
@@ -267,8 +319,14 @@ SshAsn1Status Reader::nothing_found(const SshAsn1Op &op, Order order, bool optio
 SshAsn1Status Reader::missing(const SshAsn1Op &op, const Cursor &cursor) {
   Place left;
   const bool ordinary = op.type <= SSH_ASN1_CONSTRUCTED;
-  return ordinary && !open(cursor.at, cursor.end, left) ? SSH_ASN1_NODE_NULL
-                                                        : SSH_ASN1_MATCH_NOT_FOUND;
+  const bool ended = !open(cursor.at, cursor.end, left);
+  (void)note(rule_of(op), ended ? cursor.end : left.data, ended);
+  return ordinary && ended ? SSH_ASN1_NODE_NULL : SSH_ASN1_MATCH_NOT_FOUND;
+}
+
+bool Reader::note(const char *rule, const uint8_t *at, bool is_missing) {
+  if (!fault_.rule) fault_ = {rule, at, is_missing};
+  return false;
 }
 
 SshAsn1Status Reader::read_place(uint32_t index, const Place &place, const uint8_t *list_end,
@@ -279,20 +337,21 @@ SshAsn1Status Reader::read_place(uint32_t index, const Place &place, const uint8
     return SSH_ASN1_OK;
   }
   if (op.children) {
-    if (!place.constructed) return SSH_ASN1_CONSTRUCTED_ASSUMED;
+    if (!place.constructed) return fail(SSH_ASN1_CONSTRUCTED_ASSUMED, rule_of(op), place.data);
     return list(index + 1, op.end, {place.content, place.content_end()}, order_inside(op, place));
   }
   if (place.constructed || place.indefinite) {
     // A primitive type in constructed form is passed over without an error: its outputs stay as
     // they are, and as an optional element it counts as absent.
-    if (mode_ != SshAsn1Mode::kSearch) return SSH_ASN1_DECODE_FAILED;
+    if (mode_ != SshAsn1Mode::kSearch)
+      return fail(SSH_ASN1_DECODE_FAILED, "DER has this type in primitive form", place.data);
     if (optional) found = false;
     return SSH_ASN1_OK;
   }
   void *const output = op.type == SSH_ASN1_NULL ? nullptr : outputs_[op.argument];
   const bool good = ssh_asn1_gives_block(op) ? give_content(op, place.bytes())
                                              : ssh_asn1_read_content(op, place.bytes(), output);
-  return good ? SSH_ASN1_OK : SSH_ASN1_DECODE_FAILED;
+  return good ? SSH_ASN1_OK : fail(SSH_ASN1_DECODE_FAILED, kContentRules[op.type], place.data);
 }
 
 // fields_read is true if the elements of a structure that carry a tag which the template gives are
@@ -304,9 +363,11 @@ bool Reader::fields_read(const uint8_t *p, const uint8_t *end) {
   Place structure, place, inner;
   uint64_t passed = 0;
   uint64_t seen = 0;  // a bit for each element of the template
-  if (!search(ops_[0], p, end, structure, passed) || !ops_[0].children) return known_alone;
+  const bool found = search(ops_[0], p, end, structure, passed);
+  if (!found || !ops_[0].children)
+    return known_alone || note(kNoField, found && is_end(p, structure.data) ? structure.end : p);
   const bool alone = is_end(p, structure.data) && is_end(structure.end, end);
-  if (!alone && !known_alone) return false;
+  if (!alone && !known_alone) return note(kNoField, is_end(p, structure.data) ? structure.end : p);
   end = structure.content_end();
   for (p = structure.content; open(p, end, place); p = place.end) {
     if (known_alone && place.empty()) continue;
@@ -316,12 +377,12 @@ bool Reader::fields_read(const uint8_t *p, const uint8_t *end) {
       const uint64_t bit = uint64_t{1} << i;
       i = op.type >= SSH_ASN1_CHOICE ? i + 1 : op.end;  // into what stands in the same list
       if (!op.tagged || op.identifier != place.identifier) continue;
-      if ((seen & bit) || !fits(op, place)) return false;
-      if (op.is_explicit && !open_inside(op, place, inner)) return false;
+      if ((seen & bit) || !fits(op, place) || (op.is_explicit && !open_inside(op, place, inner)))
+        return note("a field stands once, in its own form", place.data);
       seen |= bit;
       known = true;
     }
-    if (!known && !known_alone) return false;
+    if (!known && !known_alone) return note(kNoField, place.data);
   }
   return true;
 }

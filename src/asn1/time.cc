@@ -139,7 +139,10 @@ bool scan_zone(Bytes content, size_t at, SshBerTime &time) {
   Scanner scan(content, at);
   if (!scan.more()) return false;
   const uint8_t sign = scan.peek();
+  const Bytes zone = content.subspan(at);
+  const bool four = zone.size() == 5 && std::all_of(zone.begin() + 1, zone.end(), is_digit);
   time.tz_plus = sign == '+';
+  time.odd = sign == 'Z' ? zone.size() != 1 : !four || (sign != '+' && sign != '-');
   if (sign == 'Z') return true;
   Scanner rest(content, at + 1);
   return rest.number(2, time.tz_hours) && rest.number(2, time.tz_minutes);
@@ -169,13 +172,14 @@ bool scan_general(Bytes content, const Form &form, SshBerTime &time) {
 }
 
 // decode reads one of the two types. Hour 24 and minute and second 60 are accepted, as they always
-// were.
+// were; what is odd about a time is noted.
 template <Form kForm>
 bool decode(Bytes content, SshBerTime *out) {
   if (read_usual<kForm>(content, out)) return true;
   SshBerTime time;
   if (!scan_general(content, kForm, time)) return false;
   if (!in_ranges(time, 24, 60)) return false;
+  time.odd |= time.hour == 24;
   if (kForm.short_year) time.year += time.year < 50 ? 2000 : 1900;
   *out = time;
   return true;

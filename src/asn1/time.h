@@ -21,13 +21,14 @@ struct SshBerTime {
   uint32_t tz_plus = 0;   // 1: the zone difference is written with "+"
   uint32_t tz_hours = 0;  // both zone fields 0: UTC
   uint32_t tz_minutes = 0;
+  bool odd = false;  // of decoded ones: hour 24, or a zone that no standard has
   bool operator==(const SshBerTime &) const = default;
 };
 
 // SSH_BER_TIME_TEXT_MAX bounds the content octets that the two writers below produce.
 constexpr size_t SSH_BER_TIME_TEXT_MAX = 128;
 
-// ssh_ber_time_zero clears all ten fields; ssh_ber_time_set copies them.
+// ssh_ber_time_zero clears all fields; ssh_ber_time_set copies them.
 void ssh_ber_time_zero(SshBerTime *time);
 void ssh_ber_time_set(SshBerTime *to, const SshBerTime *from);
 
@@ -67,11 +68,12 @@ class SshBerUsualUtcTime {
   explicit SshBerUsualUtcTime(const uint8_t *p)
       : date_(four_pairs(p)), clock_(four_pairs(p + 4)), form_(p[12] == 'Z' && !bad_) {}
 
-  // has_form tells of digits and "Z"; is_time, of those, that each field is in its range.
+  // has_form tells of digits and "Z"; is_time, of those, that each field is in its range, with the
+  // hour up to 23: the other reader decides about 24.
   [[nodiscard]] bool has_form() const { return form_; }
   [[nodiscard]] bool is_time() const {
     // A field above its range carries into the top bit of its 16 bits.
-    constexpr uint64_t kRoom = (0x7FFF - uint64_t{31}) | (0x7FFF - uint64_t{24}) << 16 |
+    constexpr uint64_t kRoom = (0x7FFF - uint64_t{31}) | (0x7FFF - uint64_t{23}) << 16 |
                                (0x7FFF - uint64_t{60}) << 32 | (0x7FFF - uint64_t{60}) << 48;
     return ((clock_ + kRoom) & 0x8000800080008000) == 0 && pair_at(clock_, 0) != 0 &&
            pair_at(date_, 1) - 1 < 12;

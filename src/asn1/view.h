@@ -7,6 +7,14 @@
 
 #include "util/bytes.h"
 
+// SshAsn1Fault is why the general reader did not read a template: what the template asks for, and
+// the deepest element that is something else.
+struct SshAsn1Fault {
+  const char *rule = nullptr;   // static text
+  const uint8_t *at = nullptr;  // that element, or the end of the list that it is missing from
+  bool missing = false;
+};
+
 // SshAsn1Work is what reads of one decoded input may still spend on searching and on finding the
 // ends of indefinite lengths. It is generous: no sane input meets it, but hostile input cannot make
 // work that is not proportional to its size. Once `left` is 0 reads fail with
@@ -14,6 +22,8 @@
 // afterwards.
 struct SshAsn1Work {
   uint64_t left = 0;
+  SshAsn1Fault fault = {};  // of the last read that failed
+
   static constexpr SshAsn1Work for_input(size_t length) { return {uint64_t{length} * 64 + 4096}; }
 
   // spend_again pays for octets that are read once more, eightfold, as the records made of them are

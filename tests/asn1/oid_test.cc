@@ -18,6 +18,22 @@ TEST(Oid, ReadingOctets) {
   for (const auto &[octets, text] : rows) EXPECT_EQ(text_of(unhex(octets)), text) << octets;
 }
 
+// By the standard the first number may be of any length, and stands for arc 2 from 80 on.
+TEST(Oid, TheStandardsForm) {
+  const struct {
+    const char *octets, *standard, *classic;
+  } rows[] = {{"2a03", "1.2.3", "1.2.3"},
+              {"78", "2.40", "3.0"},
+              {"883701", "2.999.1", "3.16.55.1"},
+              {"8180800001", "2.2097072.1", "3.9.0.1"},
+              {"81", "3.9", "3.9"}};  // it never ends
+  for (const auto &row : rows) {
+    EXPECT_EQ(text_of(unhex(row.octets), true), row.standard);
+    EXPECT_EQ(text_of(unhex(row.octets)), row.classic);
+    if (unhex(row.octets).back() < 0x80) EXPECT_EQ(octets_of(row.standard, true), row.octets);
+  }
+}
+
 TEST(Oid, ReadingText) {
   const struct {
     const char *text, *octets, *arcs;

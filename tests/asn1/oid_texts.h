@@ -12,16 +12,16 @@
 
 namespace oid {
 
-inline std::string text_of(Bytes octets) {
+inline std::string text_of(Bytes octets, bool standard = false) {
   const std::vector<uint8_t> exact(octets.begin(), octets.end());
-  const SshText text(ssh_ber_oid_text({exact}));
+  const SshText text(ssh_ber_oid_text({exact}, standard));
   EXPECT_EQ(ssh_ber_oid_is_valid(exact), text != nullptr);
   return text ? text.get() : "null";
 }
 
-inline std::string octets_of(const std::string &text) {
+inline std::string octets_of(const std::string &text, bool standard = false) {
   std::vector<uint8_t> out(SSH_OID_ENCODED_MAX(text.size()));
-  return hex({out.data(), ssh_ber_oid_from_text(text.c_str(), out.data())});
+  return hex({out.data(), ssh_ber_oid_from_text(text.c_str(), out.data(), standard)});
 }
 
 // arcs_of gives the text of the arcs that are read from text.
