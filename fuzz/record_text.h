@@ -72,8 +72,8 @@ class RecordText {
 
   void refusal(const SshX509Refusal &refusal) {
     if (!refusal) return;
-    text_ += refusal.structure;
-    number(refusal.offset);
+    text_ += std::string(refusal.structure) + '/' + refusal.rule;
+    number(refusal.offset, refusal.found);
     bytes(refusal.identifier.octets);
   }
 
@@ -127,6 +127,7 @@ class RecordText {
       string(qualifier.cps_uri);
       string(qualifier.organization);
       string(qualifier.explicit_text);
+      bytes(qualifier.value);
       number(qualifier.notice_count, qualifier.notice_count ? qualifier.notice_numbers[0] : 0);
     });
   }

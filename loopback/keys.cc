@@ -2,6 +2,7 @@
 
 #include "cm/search.h"
 #include "x509/dn.h"
+#include "x509/oid_registry.h"
 
 namespace loopback {
 
@@ -21,7 +22,7 @@ void add_text(SshCertDBKey **list, SetText set, Bytes octets) {
 }
 
 void add_oid(SshCertDBKey **list, SshOid oid) {
-  const SshText text(ssh_ber_oid_text(oid));
+  const SshText text(ssh_x509_oid_text(oid));
   if (text) add_text(list, ssh_cm_key_set_oid, ssh_text_bytes(text.get()));
 }
 

@@ -1,13 +1,13 @@
 #include "x509/cert.h"
 
 #include "util/mem.h"
-#include "x509/decoder.h"
+#include "x509/parts.h"
 #include "x509/signature.h"
 #include "x509/subject_key.h"
 
 namespace {
 
-constexpr uint8_t kBitString = 0x03;
+constexpr uint8_t kSequence = 0x30;
 
 // PrivateKeyUsagePeriod ::= SEQUENCE {
 //      notBefore       [0]     GeneralizedTime OPTIONAL,
@@ -17,8 +17,11 @@ bool decode_key_usage_period(SshAsn1Unread &value, SshX509Cert &cert, SshX509Dec
   auto *period = decoder.pool.make<SshX509Period>();
   cert.key_period = period;
   return decoder.read(
-      value, "(sequence ()(optional(generalized-time (0)))(optional(generalized-time (1))))"_asn1,
-      &has_from, &period->not_before, &has_to, &period->not_after);
+             value,
+             "(sequence ()(optional(generalized-time (0)))(optional(generalized-time (1))))"_asn1,
+             &has_from, &period->not_before, &has_to, &period->not_after) &&
+         decoder.time_passes(period->not_before, value.data()) &&
+         decoder.time_passes(period->not_after, value.data());
 }
 
 bool decode_authority_key_id(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -38,7 +41,8 @@ bool decode_subject_key_id(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decod
 bool decode_key_usage(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Bits bits;
   if (!decoder.read(value, "(bit-string ())"_asn1, &bits)) return false;
-  cert.key_usage = ssh_x509_bits_to_mask(bits);
+  cert.key_usage = decoder.rules.unused_bits_masked ? ssh_x509_named_bits_to_mask(bits)
+                                                    : ssh_x509_bits_to_mask(bits);
   return true;
 }
 
@@ -98,10 +102,11 @@ bool decode_directory_attributes(SshAsn1Unread &value, SshX509Cert &cert, SshX50
 bool decode_basic_constraints(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   int has_ca = 0, has_path = 0;
   SshMpInt path;
-  // A negative length or one of 2^32 or more is refused.
-  return decoder.read_whole(value, "(sequence ()(optional(boolean ()))(optional(integer ())))"_asn1,
-                            &has_ca, &cert.ca, &has_path, &path) &&
-         (!has_path || path.to_uint32(cert.path_length));
+  if (!decoder.read_whole(value, "(sequence ()(optional(boolean ()))(optional(integer ())))"_asn1,
+                          &has_ca, &cert.ca, &has_path, &path))
+    return false;
+  return !has_path || path.to_uint32(cert.path_length) ||
+         decoder.refuse("path length", SSH_X509_RULE_32_BITS, value.data());
 }
 
 bool decode_authority_info_access(SshAsn1Unread &value, SshX509Cert &cert,
@@ -162,7 +167,9 @@ bool decode_validity(SshAsn1Unread &validity, SshX509Cert &cert, SshX509Decoder 
                       "(sequence ()(choice (utc-time ()) (generalized-time ()))"
                       "(choice (utc-time ()) (generalized-time ())))"_asn1,
                       &from, &cert.not_before, &cert.not_before, &to, &cert.not_after,
-                      &cert.not_after);
+                      &cert.not_after) &&
+         decoder.time_passes(cert.not_before, validity.data()) &&
+         decoder.time_passes(cert.not_after, validity.data());
 }
 
 // TbsParts are the elements of a TBSCertificate.
@@ -202,55 +209,60 @@ SshAsn1Node version_of(SshAsn1Node tbs) {
 }
 
 // set_version gives the record its version if the fields that are present belong to it.
-bool set_version(const TbsParts &parts, SshX509Cert &cert) {
+bool set_version(SshAsn1Unread &tbs, const TbsParts &parts, SshX509Cert &cert,
+                 SshX509Decoder &decoder) {
   uint32_t encoded = 0;
-  if (!parts.version.to_uint32(encoded) || encoded > 2) return false;
-  if (encoded < 1 && (parts.has_issuer_id || parts.has_subject_id)) return false;
-  if (encoded < 2 && parts.has_extensions) return false;
+  const bool defined = parts.version.to_uint32(encoded) && encoded <= 2;
+  const bool has_id = parts.has_issuer_id || parts.has_subject_id;
   cert.version = encoded + 1;
-  return true;
+  if (defined && (encoded >= 1 || !has_id) && (encoded >= 2 || !parts.has_extensions)) return true;
+  const uint8_t *const at = parts.has_version ? version_of(decoder.node(tbs)).data : nullptr;
+  if (!defined) return decoder.refuse_value("version", "0 to 2 are defined", at);
+  return parts.has_extensions
+             ? decoder.refuse("version", "is too low for extensions, which take 2", at)
+             : decoder.refuse("version", "is too low for unique identifiers, which take 1", at);
 }
+
+// Algorithms without a row stand for themselves.
+bool same_scheme(const SshX509SignatureAlgorithm &a, const SshX509SignatureAlgorithm &b) {
+  if (a.row == b.row) return a.row || a.id == b.id;
+  return a.row && b.row && std::strcmp(a.scheme(), b.scheme()) == 0;
+}
+
+constexpr char kInnerAlgorithm[] = "signature algorithm of the TBSCertificate";
 
 // decode_algorithms compares the algorithms by the scheme that they stand for, and where that is in
 // their parameters by these too: nobody has signed the outer ones.       RFC 5280, 4.1.1.2
 bool decode_algorithms(SshAsn1Unread &outer, SshAsn1Unread &inner, SshX509Cert &cert,
                        SshX509Decoder &decoder) {
-  SshAsn1Node parameters, signed_parameters;
+  SshX509SignatureAlgorithm given, signed_one;
   ssh_x509_to_sequence(outer, decoder);
   ssh_x509_to_sequence(inner, decoder);
   cert.algorithm = outer.der();
   cert.signed_algorithm = inner.der();
-  const SshOidRow *row = ssh_x509_signature_algorithm(outer, decoder, &parameters);
-  if (!row) return false;
-  cert.signature_key_type = row->code;
-  cert.signature_scheme = row->description;
-  const SshOidRow *signed_row = ssh_x509_signature_algorithm(inner, decoder, &signed_parameters);
-  if (!signed_row) return false;
-  if (row != signed_row && std::strcmp(row->description, signed_row->description) != 0)
-    return decoder.refuse("two signature algorithms that differ", inner.data());
-  if (row->code != SSH_OID_KEY_RSA_PSS ||
-      ssh_bytes_equal(parameters.der(), signed_parameters.der()))
-    return true;
-  return decoder.refuse("two signature algorithms whose parameters differ", inner.data());
+  if (!ssh_x509_signature_algorithm(outer, decoder, given)) return false;
+  cert.signature_key_type = given.key_type();
+  cert.signature_scheme = given.scheme();
+  if (!ssh_x509_signature_algorithm(inner, decoder, signed_one)) return false;
+  if (!same_scheme(given, signed_one))
+    return decoder.refuse(kInnerAlgorithm, "differs from the one outside", inner.data(),
+                          signed_one.id);
+  return given.key_type() != SSH_OID_KEY_RSA_PSS ||
+         ssh_bytes_equal(given.parameters.der(), signed_one.parameters.der()) ||
+         decoder.refuse(kInnerAlgorithm, "has other parameters than the one outside", inner.data(),
+                        signed_one.id);
 }
 
 bool decode_names(TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
   if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder, &cert.issuer_names)) {
-    return decoder.refuse("issuer", parts.issuer.data());
+    return decoder.refuse_read("issuer", parts.issuer);
   }
   if (!ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder, &cert.subject_names)) {
-    return decoder.refuse("subject", parts.subject.data());
+    return decoder.refuse_read("subject", parts.subject);
   }
   if (parts.has_issuer_id) add_unique_id(parts.issuer_id, decoder.pool, &cert.issuer_names);
   if (parts.has_subject_id) add_unique_id(parts.subject_id, decoder.pool, &cert.subject_names);
   return true;
-}
-
-// signature_in finds the signature behind its algorithm. What stands behind a plain one cannot be
-// reached from it.
-const uint8_t *signature_in(SshAsn1Node algorithm, SshX509Decoder &decoder) {
-  decoder.unusual |= decoder.plain;
-  return decoder.plain ? nullptr : ssh_asn1_node_find(algorithm, kBitString).data;
 }
 
 // Certificate ::= SEQUENCE {
@@ -264,28 +276,132 @@ bool decode_certificate(SshAsn1Unread &sequence, SshX509Cert &cert, SshX509Decod
   cert.element = sequence.der();
   if (!decoder.read(sequence, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs, &algorithm,
                     &signature)) {
-    return decoder.refuse("Certificate", sequence.data());
+    return decoder.refuse_read("Certificate", sequence);
   }
   decoder.inside = tbs.data();
-  if (!read_tbs(tbs, parts, cert, decoder)) return decoder.refuse("TBSCertificate", tbs.data());
-  if (!set_version(parts, cert)) {
-    return decoder.refuse("version",
-                          parts.has_version ? version_of(decoder.node(tbs)).data : nullptr);
-  }
-  const SshAsn1Node algorithm_list = algorithm.node();
-  const uint8_t *const key_at = parts.key.data();
+  if (!read_tbs(tbs, parts, cert, decoder)) return decoder.refuse_read("TBSCertificate", tbs);
+  if (!set_version(tbs, parts, cert, decoder)) return false;
   if (!decode_algorithms(algorithm, parts.algorithm, cert, decoder)) return false;
   cert.signed_data = tbs.der();
   if (!decode_validity(parts.validity, cert, decoder))
-    return decoder.refuse("Validity", parts.validity.data());
+    return decoder.refuse_read("Validity", parts.validity);
   if (!ssh_x509_subject_key_decode(parts.key, cert, decoder))
-    return decoder.refuse("SubjectPublicKeyInfo", key_at);
+    return decoder.refuse_read("SubjectPublicKeyInfo", parts.key);
   if (!ssh_x509_signature_convert(signature, cert, decoder))
-    return decoder.refuse("signatureValue", signature_in(algorithm_list, decoder));
+    return decoder.refuse_read("signatureValue", signature.octets);
   if (!decode_names(parts, cert, decoder)) return false;
   return !parts.has_extensions ||
          ssh_x509_extensions_decode(parts.extensions, kExtensions, true, cert, decoder,
                                     &ssh_x509_further_extensions);
+}
+
+// The parts of a certificate that is refused. Each step reads the element that stands at its place.
+using Step = void (*)(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder);
+
+void keep(SshX509Cert &cert, bool read, SshX509Part part) { cert.parts |= read ? part : 0u; }
+
+void keep_version(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshMpInt version;
+  uint32_t encoded = 0;
+  const bool read = decoder.read(element, "(integer (e 0))"_asn1, &version) &&
+                    version.to_uint32(encoded) && encoded <= 2;
+  keep(cert, read, SSH_X509_PART_VERSION);
+  if (read) cert.stated_version = encoded + 1;
+}
+
+void keep_serial(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
+  keep(cert, decoder.read(element, "(integer ())"_asn1, &cert.serial), SSH_X509_PART_SERIAL);
+}
+
+// The outer algorithm comes last, and counts where it can be read.
+void keep_algorithm(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshX509SignatureAlgorithm algorithm;
+  (void)ssh_x509_signature_algorithm(element, decoder, algorithm);
+  if (!algorithm.id) return;
+  keep(cert, true, SSH_X509_PART_ALGORITHM);
+  cert.algorithm = element.der();
+  cert.signature_key_type = algorithm.key_type();
+  cert.signature_scheme = algorithm.scheme();
+}
+
+void keep_issuer(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
+  keep(cert, ssh_x509_name_decode_dn(element, SSH_X509_NAME_DN, decoder, &cert.issuer_names),
+       SSH_X509_PART_ISSUER);
+}
+
+bool keep_time(SshAsn1Unread &element, SshBerTime &out, SshX509Decoder &decoder) {
+  int which = -1;
+  SshBerTime time;
+  const bool read = decoder.read(element, "(choice (utc-time ()) (generalized-time ()))"_asn1,
+                                 &which, &time, &time) &&
+                    decoder.time_passes(time, element.data());
+  if (read) out = time;
+  return read;
+}
+
+void keep_validity(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshAsn1Unread from, to;
+  if (!decoder.read(element, "(sequence ()(any ())(any ()))"_asn1, &from, &to)) return;
+  SshAsn1Unread first(from.node().alone());
+  keep(cert, keep_time(first, cert.not_before, decoder), SSH_X509_PART_START);
+  keep(cert, keep_time(to, cert.not_after, decoder), SSH_X509_PART_END);
+}
+
+void keep_subject(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
+  keep(cert, ssh_x509_name_decode_dn(element, SSH_X509_NAME_DN, decoder, &cert.subject_names),
+       SSH_X509_PART_SUBJECT);
+}
+
+void keep_key(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
+  (void)ssh_x509_subject_key_decode(element, cert, decoder);
+  keep(cert, static_cast<bool>(cert.key.id), SSH_X509_PART_KEY);
+}
+
+void keep_extensions(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshAsn1Unread list;
+  const bool read = decoder.read(element, "(any (e 3))"_asn1, &list) &&
+                    ssh_x509_extensions_decode(list, kExtensions, true, cert, decoder,
+                                               &ssh_x509_further_extensions);
+  keep(cert, read, SSH_X509_PART_EXTENSIONS);
+}
+
+void keep_signature(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshAsn1Bits bits;
+  keep(cert,
+       decoder.read(element, "(bit-string ())"_asn1, &bits) &&
+           ssh_x509_signature_convert(bits, cert, decoder),
+       SSH_X509_PART_SIGNATURE);
+}
+
+constexpr Step kSteps[] = {keep_serial,   keep_algorithm, keep_issuer,
+                           keep_validity, keep_subject,   keep_key};
+
+// step_at finds the step for an element of the TBSCertificate: by its tag, or by its place among
+// the elements that have none.
+Step step_at(uint8_t identifier, size_t &place) {
+  if (identifier == 0xA0) return keep_version;
+  if (identifier == 0xA3) return keep_extensions;
+  if (identifier >= 0x40) return nullptr;
+  if (place == 0 && identifier != 0x02) ++place;  // there is no serial number
+  return place < std::size(kSteps) ? kSteps[place++] : nullptr;
+}
+
+void read_parts(SshX509Cert &cert, SshX509Decoder &decoder) {
+  SshX509Pieces input(cert.der);
+  SshAsn1Unread element;
+  if (!input.next() || input.identifier() != kSequence) return;
+  cert.element = input.whole();
+  SshX509Pieces outer(input.content());
+  if (!outer.next() || outer.identifier() != kSequence) return;
+  cert.signed_data = outer.whole();
+  SshX509Pieces fields(outer.content());
+  for (size_t place = 0; fields.next();) {
+    const Step step = step_at(fields.identifier(), place);
+    if (step && fields.take(element, decoder)) step(element, cert, decoder);
+  }
+  cert.signed_algorithm = cert.algorithm;
+  if (outer.next() && outer.take(element, decoder)) keep_algorithm(element, cert, decoder);
+  if (outer.next() && outer.take(element, decoder)) keep_signature(element, cert, decoder);
 }
 
 }  // namespace
@@ -315,6 +431,10 @@ size_t ssh_x509_cert_decode(Bytes der, SshX509Cert *cert) {
 
 size_t ssh_x509_cert_decode_general(Bytes der, SshX509Cert *cert) {
   return ssh_x509_decode_record(false, der, decode_certificate, cert);
+}
+
+void ssh_x509_cert_decode_parts(Bytes der, SshX509Cert *cert) {
+  ssh_x509_decode_parts(der, read_parts, cert);
 }
 
 char *ssh_x509_cert_subject_text(SshX509Cert *cert) {

@@ -67,9 +67,11 @@ struct SshX509Cert {
   SshAsn1Bits signature_value;             // the signature as it stands
   bool signature_pair = false;             // DSA: r and s, each as long as the certificate's own q
 
-  Bytes der;               // the copy of the whole input
-  Bytes element;           // the Certificate in it; other octets may stand around it
-  SshX509Refusal refusal;  // set by a failed decode
+  Bytes der;                    // the copy of the whole input
+  Bytes element;                // the Certificate in it; other octets may stand around it
+  SshX509Refusal refusal;       // set by a failed decode
+  uint32_t parts = 0;           // SshX509Part: those that ssh_x509_cert_decode_parts has read
+  uint32_t stated_version = 0;  // of those: the version is 0 in a record that is refused
   SshPool pool;
 };
 
@@ -88,6 +90,11 @@ using SshX509CertOwner = Owner<SshX509Cert, ssh_x509_cert_free>;
 // ssh_x509_cert_decode_general does the same without the short cut for plain octets. Tests hold the
 // other against it.
 [[nodiscard]] size_t ssh_x509_cert_decode_general(Bytes der, SshX509Cert *cert);
+
+// ssh_x509_cert_decode_parts reads an input that is refused into an empty record, each part for
+// itself: what else was to be seen there. `parts` tells which were read; what could not be read, as
+// well as the version, stays as it is in an empty record.
+void ssh_x509_cert_decode_parts(Bytes der, SshX509Cert *cert);
 
 // ssh_x509_cert_subject_text and ssh_x509_cert_subject_der take the next subject name that was not
 // taken yet and return its text (null if it has none) or its DER (null and 0 if there is no name)

@@ -32,9 +32,10 @@ bool decode_subtree(const SshAsn1Node &given, SshX509Subtree &subtree, SshX509De
           &base, &has_minimum, &minimum, &has_maximum, &maximum)) {
     return false;
   }
-  return read_limit(has_minimum, minimum, minimum, subtree.minimum) &&
-         read_limit(has_maximum, maximum, maximum, subtree.maximum) &&
-         decode_general(base, decoder, &subtree.base);
+  if (!read_limit(has_minimum, minimum, minimum, subtree.minimum) ||
+      !read_limit(has_maximum, maximum, maximum, subtree.maximum))
+    return decoder.refuse("number of a subtree", SSH_X509_RULE_24_BITS, given.data);
+  return decode_general(base, decoder, &subtree.base);
 }
 
 // GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree
@@ -98,7 +99,9 @@ bool decode_standard_subtree(SshAsn1Unread &item, SshX509Subtree &subtree,
   base.next();
   return decoder.read_whole_list(base, "(optional (integer (0)))(optional (integer (1)))"_asn1,
                                  &has_minimum, &minimum, &has_maximum, &maximum) &&
-         store_counts(has_minimum, minimum, subtree.minimum, has_maximum, maximum, subtree.maximum);
+         (store_counts(has_minimum, minimum, subtree.minimum, has_maximum, maximum,
+                       subtree.maximum) ||
+          decoder.refuse("number of a subtree", SSH_X509_RULE_32_BITS, item.data()));
 }
 
 bool decode_standard_subtrees(SshAsn1Unread &item, SshX509Subtree **list, SshX509Decoder &decoder) {
@@ -130,8 +133,9 @@ bool decode_standard_policy_constraint(SshAsn1Unread &item, SshX509PolicyConstra
   return decoder.read_whole(item,
                             "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
                             &has_explicit, &require_explicit, &has_inhibit, &inhibit) &&
-         store_counts(has_explicit, require_explicit, constraint.require_explicit_policy,
-                      has_inhibit, inhibit, constraint.inhibit_policy_mapping);
+         (store_counts(has_explicit, require_explicit, constraint.require_explicit_policy,
+                       has_inhibit, inhibit, constraint.inhibit_policy_mapping) ||
+          decoder.refuse("policy constraint", SSH_X509_RULE_32_BITS, item.data()));
 }
 
 // Behind the standard's form comes the list of such that classic reads: nothing can be both, and
@@ -174,7 +178,8 @@ bool ssh_x509_decode_name_constraints(SshAsn1Unread &value, SshX509Cert &cert,
   }
   const int lists = has_permitted + has_excluded;
   if (!holds(ssh_asn1_node_child(ssh_x509_sequence_in(node)), lists > 0 ? lists + 1 : 0))
-    return false;
+    return decoder.refuse("name constraints", "are of the form of today, not of the classic one",
+                          node.data);
   if (has_permitted && !decode_subtrees(permitted, &cert.permitted, decoder)) return false;
   return !has_excluded || decode_subtrees(permitted, &cert.excluded, decoder);
 }
@@ -201,11 +206,9 @@ bool ssh_x509_decode_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
       return false;
     }
     if (!read_limit(has_explicit, require_explicit, require_explicit,
-                    constraint->require_explicit_policy)) {
-      return false;
-    }
-    if (!read_limit(has_inhibit, inhibit, require_explicit, constraint->inhibit_policy_mapping))
-      return false;
+                    constraint->require_explicit_policy) ||
+        !read_limit(has_inhibit, inhibit, require_explicit, constraint->inhibit_policy_mapping))
+      return decoder.refuse("policy constraint", SSH_X509_RULE_24_BITS, item.data());
     constraints.append(constraint);
   }
   return true;

@@ -2,12 +2,14 @@
 
 #include "util/mem.h"
 #include "x509/cert.h"
-#include "x509/decoder.h"
+#include "x509/parts.h"
 #include "x509/signature.h"
 
 namespace {
 
-constexpr uint8_t kInteger = 0x02;
+constexpr uint8_t kInteger = 0x02, kSequence = 0x30;
+constexpr char kVersionRule[] = "1 is defined and, in the modern profile, 0";
+constexpr char kReasonRule[] = "0 to 6, 8 and, in the modern profile, 9 and 10 are defined";
 
 // CRLReason ::= ENUMERATED { unspecified (0) .. aACompromise (10) }, without 7; classic: up to
 // removeFromCRL (8), as it was before RFC 3280                              RFC 5280, 5.3.1
@@ -16,7 +18,8 @@ bool decode_reason(SshAsn1Unread &value, SshX509RevokedEntry &entry, SshX509Deco
   if (!decoder.read_known(value, "(enum ())"_asn1, &reason)) return false;
   uint32_t code = 0;
   const uint32_t last = decoder.rules.further_reasons ? 10 : 8;
-  if (!reason.to_uint32(code) || code > last || code == 7) return false;
+  if (!reason.to_uint32(code) || code > last || code == 7)
+    return decoder.refuse_value("reason", kReasonRule, value.data());
   entry.reason = code;
   return true;
 }
@@ -30,7 +33,8 @@ bool decode_hold_instruction(SshAsn1Unread &value, SshX509RevokedEntry &entry,
 // InvalidityDate ::= GeneralizedTime                                               RFC 5280, 5.3.2
 bool decode_invalidity_date(SshAsn1Unread &value, SshX509RevokedEntry &entry,
                             SshX509Decoder &decoder) {
-  return decoder.read(value, "(generalized-time ())"_asn1, &entry.invalidity_date);
+  return decoder.read(value, "(generalized-time ())"_asn1, &entry.invalidity_date) &&
+         decoder.time_passes(entry.invalidity_date, value.data());
 }
 
 bool decode_certificate_issuer(SshAsn1Unread &value, SshX509RevokedEntry &entry,
@@ -103,15 +107,15 @@ constexpr SshX509ExtensionTable<SshX509Crl> kCrlExtensions({
 bool decode_entry(SshAsn1Unread &item, SshX509RevokedEntry &entry, SshX509Decoder &decoder) {
   int has_extensions = 0, which = -1;
   SshAsn1Unread date, extensions;
-  const uint8_t *const at = item.data();
   if (!decoder.read_whole(item, "(sequence ()(integer ())(any ())(optional(any ())))"_asn1,
                           &entry.serial, &date, &has_extensions, &extensions)) {
-    return decoder.refuse("an entry of revokedCertificates", at);
+    return decoder.refuse_read("entry of revokedCertificates", item);
   }
   if (!decoder.read_whole(date, "(choice(utc-time ()) (generalized-time ()))"_asn1, &which,
                           &entry.date, &entry.date)) {
-    return decoder.refuse("revocationDate", date.data());
+    return decoder.refuse_read("revocationDate", date);
   }
+  if (!decoder.time_passes(entry.date, date.data())) return false;
   return !has_extensions ||
          ssh_x509_extensions_decode(extensions, kEntryExtensions, false, entry, decoder);
 }
@@ -229,10 +233,16 @@ SshAsn1Node unread_list(const TbsParts &parts) {
   return node;
 }
 
-// set_version: a version that is given must be 2 (encoded 1); otherwise extensions tell.
-bool set_version(const TbsParts &parts, SshX509Crl &crl) {
-  crl.version = parts.has_version || parts.has_extensions ? 2 : 1;
-  return !parts.has_version || parts.version == SshMpInt(1);
+// set_version: the version is what the CRL says; it need not say 1 (encoded 0). Classic: one that
+// is given must be 2; without one, extensions tell.
+bool set_version(const TbsParts &parts, SshX509Crl &crl, const SshX509Decoder &decoder) {
+  uint32_t encoded = 0;
+  const bool stated = decoder.rules.stated_version;
+  crl.version = parts.has_version || (parts.has_extensions && !stated) ? 2 : 1;
+  if (!parts.has_version) return true;
+  if (!parts.version.to_uint32(encoded) || encoded > 1) return false;
+  crl.version = encoded + 1;
+  return encoded == 1 || stated;
 }
 
 // CertificateList ::= SEQUENCE {
@@ -248,33 +258,131 @@ bool decode_crl(SshAsn1Unread &sequence, SshX509Crl &crl, SshX509Decoder &decode
   crl.element = sequence.der();
   if (!decoder.read(sequence, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs, &algorithm,
                     &signature)) {
-    return decoder.refuse("CertificateList", sequence.data());
+    return decoder.refuse_read("CertificateList", sequence);
   }
   decoder.inside = tbs.data();
-  if (!read_tbs(tbs, parts, crl, decoder)) return decoder.refuse("TBSCertList", tbs.data());
+  if (!read_tbs(tbs, parts, crl, decoder)) return decoder.refuse_read("TBSCertList", tbs);
+  if (!decoder.time_passes(crl.this_update, parts.issuer.data()) ||
+      !decoder.time_passes(crl.next_update, parts.issuer.data()))
+    return false;
   if (const SshAsn1Node unread = unread_list(parts))
-    return decoder.refuse("a list of a form that cannot be read", unread.data);
-  if (!set_version(parts, crl)) {
+    return decoder.refuse("list", "is of a form that cannot be read", unread.data);
+  if (!set_version(parts, crl, decoder)) {
     const SshAsn1Node fields = ssh_asn1_node_child(decoder.node(tbs));
-    return decoder.refuse("version", ssh_asn1_node_find(fields, kInteger).data);
+    return decoder.refuse_value("version", kVersionRule, ssh_asn1_node_find(fields, kInteger).data);
   }
   ssh_x509_to_sequence(algorithm, decoder);
   crl.algorithm = algorithm.der();
   crl.signed_algorithm = parts.algorithm.der();
-  const SshOidRow *row = ssh_x509_signature_algorithm(algorithm, decoder);
-  if (!row) return false;
-  crl.signature_key_type = row->code;
-  crl.signature_scheme = row->description;
+  SshX509SignatureAlgorithm given;
+  if (!ssh_x509_signature_algorithm(algorithm, decoder, given)) return false;
+  crl.signature_key_type = given.key_type();
+  crl.signature_scheme = given.scheme();
   crl.signed_data = tbs.der();
   crl.signature = signature.octets.first(signature.bits / 8);
   crl.signature_value = signature;
   if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder, &crl.issuer_names)) {
-    return decoder.refuse("issuer", parts.issuer.data());
+    return decoder.refuse_read("issuer", parts.issuer);
   }
   crl.revoked = parts.revoked.list();
   if (!SshX509RevokedCursor(crl, &decoder).check(crl.revoked_count)) return false;
   return !parts.has_extensions ||
          ssh_x509_extensions_decode(parts.extensions, kCrlExtensions, false, crl, decoder);
+}
+
+// The parts of a CRL that is refused.
+bool keep(SshX509Crl &crl, bool read, SshX509Part part) {
+  crl.parts |= read ? part : 0u;
+  return read;
+}
+
+void keep_version(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder) {
+  SshMpInt version;
+  uint32_t encoded = 0;
+  if (keep(crl,
+           decoder.read(element, "(integer ())"_asn1, &version) && version.to_uint32(encoded) &&
+               encoded <= 1,
+           SSH_X509_PART_VERSION))
+    crl.stated_version = encoded + 1;
+}
+
+void keep_algorithm(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder) {
+  SshX509SignatureAlgorithm algorithm;
+  (void)ssh_x509_signature_algorithm(element, decoder, algorithm);
+  if (!keep(crl, static_cast<bool>(algorithm.id), SSH_X509_PART_ALGORITHM)) return;
+  crl.algorithm = element.der();
+  crl.signature_key_type = algorithm.key_type();
+  crl.signature_scheme = algorithm.scheme();
+}
+
+void keep_time(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder, bool next) {
+  int which = -1;
+  SshBerTime time;
+  const bool read = decoder.read(element, "(choice (utc-time ()) (generalized-time ()))"_asn1,
+                                 &which, &time, &time) &&
+                    decoder.time_passes(time, element.data());
+  if (keep(crl, read, next ? SSH_X509_PART_END : SSH_X509_PART_START))
+    (next ? crl.next_update : crl.this_update) = time;
+}
+
+void keep_entries(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder) {
+  SshAsn1Unread list;
+  if (!keep(crl, decoder.read(element, "(sequence ()(any ()))"_asn1, &list), SSH_X509_PART_ENTRIES))
+    return;
+  crl.revoked = list.list();
+  SshX509RevokedCursor cursor(crl, &decoder);
+  if (!cursor.check(crl.revoked_count))
+    crl.revoked = crl.revoked.first(static_cast<size_t>(cursor.at() - crl.revoked.data()));
+}
+
+void keep_extensions(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder) {
+  SshAsn1Unread list;
+  keep(crl,
+       decoder.read(element, "(any (e 0))"_asn1, &list) &&
+           ssh_x509_extensions_decode(list, kCrlExtensions, false, crl, decoder),
+       SSH_X509_PART_EXTENSIONS);
+}
+
+// Lists are told apart by their order, times as well.
+void read_tbs_parts(SshX509Pieces &fields, SshX509Crl &crl, SshX509Decoder &decoder) {
+  SshAsn1Unread element;
+  size_t lists = 0, times = 0;
+  while (fields.next()) {
+    const uint8_t identifier = fields.identifier();
+    const bool is_list = identifier == kSequence, is_time = identifier == 23 || identifier == 24;
+    lists += is_list;
+    times += is_time;
+    if (!fields.take(element, decoder)) continue;
+    if (identifier == kInteger) keep_version(element, crl, decoder);
+    if (identifier == 0xA0) keep_extensions(element, crl, decoder);
+    if (is_time && times <= 2) keep_time(element, crl, decoder, times == 2);
+    if (is_list && lists == 1) keep_algorithm(element, crl, decoder);
+    if (is_list && lists == 2)
+      keep(crl, ssh_x509_name_decode_dn(element, SSH_X509_NAME_DN, decoder, &crl.issuer_names),
+           SSH_X509_PART_ISSUER);
+    if (is_list && lists == 3) keep_entries(element, crl, decoder);
+  }
+}
+
+void read_parts(SshX509Crl &crl, SshX509Decoder &decoder) {
+  SshX509Pieces input(crl.der);
+  SshAsn1Unread element;
+  SshAsn1Bits bits;
+  crl.rules = &decoder.rules;
+  if (!input.next() || input.identifier() != kSequence) return;
+  crl.element = input.whole();
+  SshX509Pieces outer(input.content());
+  if (!outer.next() || outer.identifier() != kSequence) return;
+  crl.signed_data = outer.whole();
+  SshX509Pieces fields(outer.content());
+  read_tbs_parts(fields, crl, decoder);
+  crl.signed_algorithm = crl.algorithm;
+  if (outer.next() && outer.take(element, decoder)) keep_algorithm(element, crl, decoder);
+  if (!outer.next() || !outer.take(element, decoder)) return;
+  if (!keep(crl, decoder.read(element, "(bit-string ())"_asn1, &bits), SSH_X509_PART_SIGNATURE))
+    return;
+  crl.signature = bits.octets.first(bits.bits / 8);
+  crl.signature_value = bits;
 }
 
 }  // namespace
@@ -366,6 +474,10 @@ size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl) {
 
 size_t ssh_x509_crl_decode_general(Bytes der, SshX509Crl *crl) {
   return ssh_x509_decode_record(false, der, decode_crl, crl);
+}
+
+void ssh_x509_crl_decode_parts(Bytes der, SshX509Crl *crl) {
+  ssh_x509_decode_parts(der, read_parts, crl);
 }
 
 // A time stands where a certificate has the SEQUENCE of its validity. Its octets are not looked at:

@@ -54,9 +54,11 @@ struct SshX509Crl {
 
   const SshX509Rules *rules = nullptr;  // by which it was decoded, and its entries are
 
-  Bytes der;               // the copy of the whole input
-  Bytes element;           // the CertificateList in it; other octets may stand around it
-  SshX509Refusal refusal;  // set by a failed decode
+  Bytes der;                    // the copy of the whole input
+  Bytes element;                // the CertificateList in it; other octets may stand around it
+  SshX509Refusal refusal;       // set by a failed decode
+  uint32_t parts = 0;           // SshX509Part: those that ssh_x509_crl_decode_parts has read
+  uint32_t stated_version = 0;  // of those: the version is 0 in a record that is refused
   SshPool pool;
 };
 
@@ -73,6 +75,10 @@ using SshX509CrlOwner = Owner<SshX509Crl, ssh_x509_crl_free>;
 // ssh_x509_crl_decode_general does the same without the short cut for plain octets. Tests hold the
 // other against it.
 [[nodiscard]] size_t ssh_x509_crl_decode_general(Bytes der, SshX509Crl *crl);
+
+// ssh_x509_crl_decode_parts does so as ssh_x509_cert_decode_parts does. Entries are read up to the
+// first that is refused.
+void ssh_x509_crl_decode_parts(Bytes der, SshX509Crl *crl);
 
 // ssh_x509_looks_like_crl guesses what an input that neither decoder takes was meant to be: true if
 // it begins like a CRL, up to the date of its issue, and not like a certificate.
@@ -95,6 +101,7 @@ class SshX509RevokedCursor {
   // next goes to the first or following entry; false at the end.
   [[nodiscard]] bool next();
   [[nodiscard]] const SshX509RevokedEntry &entry() const { return entry_; }
+  [[nodiscard]] const uint8_t *at() const { return at_; }  // behind what was read
 
   // failed tells whether next ended at an entry that does not decode; never so for a decoded CRL.
   [[nodiscard]] bool failed() const { return failed_; }

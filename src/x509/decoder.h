@@ -16,6 +16,10 @@
 struct SshX509Cert;
 struct SshX509Extension;
 
+// The rules that several decoders share, in words for people.
+constexpr char SSH_X509_RULE_32_BITS[] = "is no number of 32 bits";
+constexpr char SSH_X509_RULE_24_BITS[] = "has more than 24 bits";
+
 // ssh_x509_is_sequence is true for a SEQUENCE of definite length.
 [[nodiscard]] inline bool ssh_x509_is_sequence(SshAsn1Node node) {
   return node && node.data[0] == 0x30 && node.data[1] != 0x80;
@@ -37,7 +41,18 @@ struct SshX509Decoder {
 
   // refuse notes a refusal unless an inner one was noted before, and gives false. `at` is null for
   // a missing part. Where the work is spent, that is the reason, whatever was being read.
-  bool refuse(const char *structure, const uint8_t *at, SshOid identifier = {});
+  bool refuse(const char *structure, const char *rule, const uint8_t *at, SshOid identifier = {},
+              SshX509Found found = SSH_X509_FOUND_IT);
+  bool refuse_value(const char *structure, const char *rule, const uint8_t *at) {
+    return refuse(structure, rule, at, {}, SSH_X509_FOUND_VALUE);
+  }
+
+  // refuse_read does so for a structure that no template has read, of which the reads have noted
+  // the deepest element that is something else.
+  bool refuse_read(const char *structure, Bytes octets, SshOid identifier = {});
+  bool refuse_read(const char *structure, const SshAsn1Unread &element) {
+    return refuse_read(structure, element.list());
+  }
 
   // read reads a structure that has nothing to lose: classic passes over what the template does not
   // ask for, as its clients have always met it.
@@ -87,6 +102,12 @@ struct SshX509Decoder {
     return read_alone(SshAsn1Mode::kSearch, element, text, outputs...);
   }
 
+  // time_passes refuses a time that is odd, where the profile wants those of the standard.
+  bool time_passes(const SshBerTime &time, const uint8_t *at) {
+    return !time.odd || !rules.standard_times ||
+           refuse("time", "has hour 24, or a zone that is neither Z nor four digits", at);
+  }
+
   // node checks what is to be looked at in another way than by a template. The null node stands for
   // what is not plain, too.
   [[nodiscard]] SshAsn1Node node(SshAsn1Unread &element) {
@@ -99,7 +120,8 @@ struct SshX509Decoder {
   // not all are. `value_read` tells that it was read.
   bool value(Bytes octets, SshAsn1Unread &root);
   void value_read() { unchecked = {}; }
-  bool plain = false;  // whether it reads so
+  bool plain = false;       // whether it reads so
+  bool each_alone = false;  // whether parts are read of what is refused, each for itself
 
  private:
   template <SshAsn1Text Text, class... Outputs>
@@ -228,7 +250,7 @@ template <class Record>
                                             Record *record) {
   size_t size = 0;
   if (der.size() > SSH_X509_INPUT_MAX) {
-    record->refusal = {"an encoding above 64 MiB", 0, {}};
+    record->refusal = {"encoding", "is larger than 64 MiB"};
     return 0;
   }
   if (plain && ssh_x509_decode_in(true, der, decode, *record, size)) return size;
@@ -296,6 +318,29 @@ struct SshX509ExtensionTable {
   }
 };
 
+// ssh_x509_extension_decode hands the value of an extension, which stands at `at`, to its decoder.
+template <class Record>
+[[nodiscard]] bool ssh_x509_extension_decode(const SshX509Extension &extension, const uint8_t *at,
+                                             SshX509ExtensionDecode<Record> decode, Record &record,
+                                             SshX509Decoder &decoder) {
+  if (!decode) {
+    return !extension.critical ||
+           decoder.refuse("critical extension", "has no place here", at, extension.id);
+  }
+  decoder.extension = &extension;
+  SshAsn1Unread root;
+  (void)decoder.value(extension.value, root);  // decoders see what is missing
+  const Bytes value = root.der();
+  if (decoder.rules.one_value && root && value.size() != extension.value.size()) {
+    return decoder.refuse("extension", "has bytes behind its value", value.data() + value.size(),
+                          extension.id);
+  }
+  if (!decode(root, record, decoder))
+    return decoder.refuse_read(extension.row->description, extension.value, extension.id);
+  decoder.value_read();
+  return true;
+}
+
 // ssh_x509_extensions_decode reads Extensions and hands each value to its decoder, which is looked
 // for in `table`, then in `further`.
 //   Extensions ::= SEQUENCE SIZE (1..MAX) OF Extension
@@ -307,33 +352,22 @@ template <class Record>
   record.extensions.clear();
   SshAsn1Unread list;
   if (!decoder.read_whole(extensions, "(sequence ()(any ()))"_asn1, &list))
-    return decoder.refuse("Extensions", extensions.data());
+    return decoder.refuse_read("Extensions", extensions);
   record.extension_list = list.list();
   for (; list; list.next()) {
     decoder.inside = list.data();
     SshX509Extension extension;
-    if (!ssh_x509_extension_read(list, attributes_may_repeat, record.extensions, extension,
-                                 decoder))
-      return false;
-    if (!extension.row || extension.repeated) continue;
+    const bool read =
+        ssh_x509_extension_read(list, attributes_may_repeat, record.extensions, extension, decoder);
+    if (!read && !decoder.each_alone) return false;
+    if (!read || !extension.row || extension.repeated) continue;
 
     const uint32_t kind = extension.row->code;
     SshX509ExtensionDecode<Record> decode = table.decoder(kind, decoder.rules);
     if (!decode && further) decode = further->decoder(kind, decoder.rules);
-    if (!decode && extension.critical) {
-      return decoder.refuse("a critical extension that has no place here", list.data(),
-                            extension.id);
-    }
-    if (!decode) continue;
-    decoder.extension = &extension;
-    SshAsn1Unread root;
-    (void)decoder.value(extension.value, root);  // decoders see what is missing
-    if (decoder.rules.one_value && root && root.der().size() != extension.value.size())
-      return decoder.refuse("an extension with octets behind its value", list.data(), extension.id);
-    if (!decode(root, record, decoder)) {
-      return decoder.refuse(extension.row->description, extension.value.data(), extension.id);
-    }
-    decoder.value_read();
+    if (ssh_x509_extension_decode(extension, list.data(), decode, record, decoder)) continue;
+    if (!decoder.each_alone) return false;
+    record.extensions.drop(kind);
   }
   return true;
 }
@@ -364,6 +398,10 @@ extern const SshX509ExtensionTable<SshX509Cert> ssh_x509_further_extensions;
 // ssh_x509_bits_to_mask makes a mask of the first four octets of a BIT STRING: the first octet in
 // bits 0 to 7.
 [[nodiscard]] uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits);
+
+// ssh_x509_named_bits_to_mask does so with the bits that there are alone; the others are unused,
+// whatever they are.                                                        X.680, 22.7
+[[nodiscard]] uint32_t ssh_x509_named_bits_to_mask(const SshAsn1Bits &bits);
 
 // SshX509Tail appends to a singly linked list in constant time.
 template <class T>

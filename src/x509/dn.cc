@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "x509/dn_parts.h"
+#include "x509/oid_registry.h"
 #include "x509/profile.h"
 
 namespace {
@@ -76,7 +77,7 @@ struct AppendVisitor {
       auto *octets = static_cast<uint8_t *>(ssh_xmemdup(pair.value.data(), pair.value.size()));
       value = ssh_str_make(pair.charset, octets, pair.value.size());
     }
-    ssh_dn_rdn_append(dn->rdns[dn->count - 1], ssh_ber_oid_text(pair.type), value);
+    ssh_dn_rdn_append(dn->rdns[dn->count - 1], ssh_x509_oid_text(pair.type), value);
   }
 };
 
@@ -139,8 +140,13 @@ bool Encoder::pair(const SshDNAva &ava) {
   SshAsn1Context *const in = context();
   SshAsn1Node encoded, node;
   if (!value(ava, &encoded)) return false;
-  if (ssh_asn1_create_node(in, &node, "(sequence ()(object-identifier ())(any ()))"_asn1, ava.oid,
-                           encoded) != SSH_ASN1_OK) {
+  const size_t most = SSH_OID_ENCODED_MAX(std::strlen(ava.oid));
+  if (most > SSH_XMALLOC_MAX) return false;
+  const SshBlock type(static_cast<uint8_t *>(ssh_xmalloc(most)));
+  const SshOid oid = {
+      {type.get(), ssh_ber_oid_from_text(ava.oid, type.get(), ssh_x509_rules().standard_oids)}};
+  if (!oid || ssh_asn1_create_node(in, &node, "(sequence ()(object-identifier ())(any ()))"_asn1,
+                                   oid, encoded) != SSH_ASN1_OK) {
     return false;
   }
   pairs_.append(node.der());
@@ -324,15 +330,17 @@ bool ssh_dn_decode_rdn_der(Bytes der, SshDN *dn) {
   return ssh_dn_walk_pairs(pairs, visitor) && !visitor.full;
 }
 
-bool ssh_dn_check_der(Bytes der, bool *empty) {
+bool ssh_dn_check_der(Bytes der, bool *empty, SshAsn1Fault *fault) {
   CountVisitor plain, any;
   if (ssh_dn_walk_plain(der, plain)) {
     *empty = plain.rdns == 0;
     return true;
   }
-  if (!ssh_dn_walk(der, any)) return false;
-  *empty = any.rdns == 0;
-  return true;
+  SshAsn1Work work = SshAsn1Work::for_input(der.size());
+  const bool good = ssh_dn_walk(der, any, work);
+  *empty = good && any.rdns == 0;
+  if (!good && fault) *fault = work.fault;
+  return good;
 }
 
 bool ssh_dn_check_rdn_der(Bytes der) {

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "asn1/oid.h"
+#include "asn1/view.h"
 #include "util/bytes.h"
 #include "util/owner.h"
 #include "x509/str.h"
@@ -48,8 +49,8 @@ void ssh_dn_clear(SshDN *dn);
 
 // ssh_dn_check_der is true exactly when ssh_dn_decode_der would succeed; it allocates nothing (but
 // for names nested deeper than any real one, see ssh_ber_check). *empty tells, on success, whether
-// the name has no relative names.
-[[nodiscard]] bool ssh_dn_check_der(Bytes der, bool *empty);
+// the name has no relative names; *fault, on failure, what was not read, as far as that is known.
+[[nodiscard]] bool ssh_dn_check_der(Bytes der, bool *empty, SshAsn1Fault *fault = nullptr);
 [[nodiscard]] bool ssh_dn_check_rdn_der(Bytes der);
 
 // ssh_dn_encode_der writes a name into a new block (ssh_xfree). With `canonical`, values are in the

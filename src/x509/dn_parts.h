@@ -124,10 +124,9 @@ template <class Visitor>
 
 // ssh_dn_walk reads Name DER by its templates and shows it to the visitor: `rdn()`, then `pair()`
 // for each of its pairs. False at the first fault, when the visitor may have seen a part of the
-// name.
+// name; `work` then holds the fault of the template that was not read, if it was one.
 template <class Visitor>
-[[nodiscard]] bool ssh_dn_walk(Bytes der, Visitor &visitor) {
-  SshAsn1Work work = SshAsn1Work::for_input(der.size());
+[[nodiscard]] bool ssh_dn_walk(Bytes der, Visitor &visitor, SshAsn1Work &work) {
   SshAsn1Node node, pairs;
   if (!ssh_dn_open_name(der, &work, &node)) return false;
   for (uint32_t count = 0; node; node = ssh_asn1_node_next(node)) {
@@ -136,6 +135,11 @@ template <class Visitor>
     if (!ssh_dn_walk_pairs(pairs, visitor)) return false;
   }
   return work.left != 0;
+}
+template <class Visitor>
+[[nodiscard]] bool ssh_dn_walk(Bytes der, Visitor &visitor) {
+  SshAsn1Work work = SshAsn1Work::for_input(der.size());
+  return ssh_dn_walk(der, visitor, work);
 }
 
 // ssh_dn_walk_plain does the same for names of the usual form, several times faster; false if the

@@ -116,7 +116,7 @@ struct PrintVisitor {
 
 void PrintVisitor::pair(const SshDNPairView &pair) {
   const SshOidRow *row = ssh_oid_find_encoded(pair.type, SSH_OID_DN);
-  const SshText oid(row ? nullptr : ssh_ber_oid_text(pair.type));
+  const SshText oid(row ? nullptr : ssh_x509_oid_text(pair.type));
   printer.type(row, row ? row->oid : oid.get());
   if (pair.value.empty()) {
     missing = true;
@@ -283,10 +283,13 @@ bool Parser::escape() {
 }
 
 // kept_string makes a value. As in DER, one without octets is none, so that both forms of a name
-// are found, or refused, alike.
+// are found, or refused, alike. Letters beyond ASCII are UTF-8 where the profile reads that so.
 SshStr *Parser::kept_string(int32_t charset) const {
   const Bytes octets = kept_.bytes();
   if (octets.empty()) return nullptr;
+  const bool ascii = std::all_of(octets.begin(), octets.end(), [](uint8_t c) { return c < 0x80; });
+  if (charset == SSH_CHARSET_IA5 && !ascii && ssh_x509_rules().standard_utf8)
+    charset = SSH_CHARSET_UTF8;
   auto *copy = static_cast<uint8_t *>(ssh_xmalloc(octets.size()));
   std::memcpy(copy, octets.data(), octets.size());
   return ssh_str_make(charset, copy, octets.size());

@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr char kNotWellFormed[] = "its elements have a bad header or are cut";
+
 // Extension ::= SEQUENCE {
 //      extnID      OBJECT IDENTIFIER,
 //      critical    BOOLEAN DEFAULT FALSE,
@@ -54,14 +56,34 @@ uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits) {
   return mask;
 }
 
-bool SshX509Decoder::refuse(const char *structure, const uint8_t *at, SshOid identifier) {
+uint32_t ssh_x509_named_bits_to_mask(const SshAsn1Bits &bits) {
+  uint32_t named = 0;
+  for (uint32_t i = 0; i < 32 && i < bits.bits; ++i) named |= 0x80u >> i % 8 << (i / 8 * 8);
+  return ssh_x509_bits_to_mask(bits) & named;
+}
+
+bool SshX509Decoder::refuse(const char *structure, const char *rule, const uint8_t *at,
+                            SshOid identifier, SshX509Found found) {
   if (!refusal || *refusal) return false;
   const auto offset = static_cast<size_t>((at ? at : inside) - base);
   if (work.left)
-    *refusal = {structure, offset, identifier};
+    *refusal = {structure, rule, offset, identifier, found};
   else
-    *refusal = {"an encoding that takes too much work", offset, {}};
+    *refusal = {"encoding", "takes too much work", offset};
   return false;
+}
+
+// A fault of another structure, which was read in another way after it, lies elsewhere.
+bool SshX509Decoder::refuse_read(const char *structure, Bytes octets, SshOid identifier) {
+  const SshAsn1Fault &fault = work.fault;
+  const uint8_t *const end = octets.data() + octets.size();
+  const bool known = fault.rule && fault.at && fault.at >= octets.data() && fault.at <= end;
+  if (!known) {
+    const char *const rule = octets.empty() ? "is missing or empty" : "is not of its form";
+    return refuse(structure, rule, octets.data(), identifier);
+  }
+  return refuse(structure, fault.rule, fault.at, identifier,
+                fault.missing ? SSH_X509_FOUND_END : SSH_X509_FOUND_INSIDE);
 }
 
 bool SshX509Decoder::value(Bytes octets, SshAsn1Unread &root) {
@@ -71,8 +93,10 @@ bool SshX509Decoder::value(Bytes octets, SshAsn1Unread &root) {
     return true;
   }
   SshAsn1Node elements;
-  const SshAsn1Status status = ssh_asn1_decode_in_place(octets, &work, &elements);
+  const uint8_t *fault = nullptr;
+  const SshAsn1Status status = ssh_asn1_decode_in_place(octets, &work, &elements, &fault);
   root.set(elements);
+  if (status != SSH_ASN1_OK) work.fault = {kNotWellFormed, fault};
   return status == SSH_ASN1_OK;
 }
 
@@ -83,8 +107,9 @@ bool ssh_x509_decode_root(Bytes der, SshX509Root &root, SshX509Decoder &decoder)
   }
   const uint8_t *fault = nullptr;
   const SshAsn1Status status = ssh_asn1_decode_in_place(der, &decoder.work, &root.elements, &fault);
-  if (status == SSH_ASN1_BER_OPEN_FAILED) return decoder.refuse("BER encoding", fault);
-  if (!root.elements) return decoder.refuse("nothing to decode", der.data());
+  if (status == SSH_ASN1_BER_OPEN_FAILED)
+    return decoder.refuse("encoding", "is no BER: an element has a bad header or is cut", fault);
+  if (!root.elements) return decoder.refuse("encoding", "holds nothing", der.data());
   root.sequence.set(ssh_x509_sequence_in(root.elements));
   return true;
 }
@@ -107,7 +132,7 @@ bool ssh_x509_refusal_stands(Bytes der, const SshX509Decoder &decoder) {
 }
 
 bool ssh_x509_work_is_left(SshX509Decoder &decoder) {
-  return decoder.work.left != 0 || decoder.refuse(nullptr, decoder.base);
+  return decoder.work.left != 0 || decoder.refuse(nullptr, nullptr, decoder.base);
 }
 
 SshX509ExtensionCursor::SshX509ExtensionCursor(Bytes list)
@@ -145,16 +170,18 @@ bool ssh_x509_extension_read(SshAsn1Unread &item, bool attributes_may_repeat,
                              SshX509Decoder &decoder) {
   const uint8_t *const at = item.data();
   const auto read = [&](auto... arguments) { return decoder.read_whole(item, arguments...); };
-  if (!read_extension(read, extension)) return decoder.refuse("Extension", at);
+  if (!read_extension(read, extension)) return decoder.refuse_read("Extension", item);
   extension.der = item.der();
   extension.row = ssh_oid_find_encoded(extension.id, SSH_OID_EXTENSION);
   if (!extension.row) {
-    return !extension.critical || decoder.refuse("an unknown critical extension", at, extension.id);
+    return !extension.critical ||
+           decoder.refuse("critical extension", "is not known", at, extension.id);
   }
   const uint32_t kind = extension.row->code;
   if (set.test(kind) && kind != SSH_X509_EXT_UNKNOWN) {
     extension.repeated = attributes_may_repeat && kind == SSH_X509_EXT_SUBJECT_DIRECTORY_ATTRIBUTES;
-    return extension.repeated || decoder.refuse("a repeated extension", at, extension.id);
+    return extension.repeated ||
+           decoder.refuse("extension", "stands there twice", at, extension.id);
   }
   set.set(kind, extension.critical != 0);
   return true;

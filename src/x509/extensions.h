@@ -66,7 +66,9 @@ enum SshX509ExtensionKind : uint32_t {
   SSH_X509_EXT_APPLICATION_POLICIES = 44,
   SSH_X509_EXT_EXPIRED_CERTS_ON_CRL = 45,
   SSH_X509_EXT_NEXT_CRL_PUBLISH = 46,
-  SSH_X509_EXT_KINDS = 47
+  SSH_X509_EXT_IP_BLOCKS = 47,
+  SSH_X509_EXT_AS_NUMBERS = 48,
+  SSH_X509_EXT_KINDS = 49
 };
 
 // SshX509ExtensionSet remembers which kinds are present and which of them were marked critical.
@@ -76,6 +78,10 @@ class SshX509ExtensionSet {
   void set(uint32_t kind, bool critical) {
     present_ |= uint64_t{1} << kind;
     critical_ |= uint64_t{critical} << kind;
+  }
+  void drop(uint32_t kind) {
+    present_ &= ~(uint64_t{1} << kind);
+    critical_ &= ~(uint64_t{1} << kind);
   }
   [[nodiscard]] bool test(uint32_t kind) const { return (present_ >> kind & 1) != 0; }
   [[nodiscard]] bool critical(uint32_t kind) const { return (critical_ >> kind & 1) != 0; }
@@ -144,6 +150,7 @@ struct SshX509PolicyQualifier {
   uint32_t *notice_numbers =
       nullptr;  // deliberately only slot 0 is ever written, with the last number
   SshX509Text explicit_text;
+  Bytes value;  // the whole element of a qualifier that is not known
 };
 
 struct SshX509PolicyInfo {
@@ -294,13 +301,37 @@ class SshX509ItemCursor {
   bool failed_ = false;
 };
 
-// SshX509Refusal says why a decode failed: which structure, where in the input, and for which
-// identifier. The first (innermost) refusal of a decode stays.
+// The parts of a record that is refused and whose parts were read each for itself.
+enum SshX509Part : uint32_t {
+  SSH_X509_PART_VERSION = 1,
+  SSH_X509_PART_SERIAL = 2,
+  SSH_X509_PART_ALGORITHM = 4,  // of the signature
+  SSH_X509_PART_ISSUER = 8,
+  SSH_X509_PART_START = 16,  // when it begins to be valid, or was issued
+  SSH_X509_PART_END = 32,    // when it ends, or a CRL's next one comes
+  SSH_X509_PART_SUBJECT = 64,
+  SSH_X509_PART_KEY = 128,
+  SSH_X509_PART_SIGNATURE = 256,
+  SSH_X509_PART_EXTENSIONS = 512,  // their list; those that could be read are in the set
+  SSH_X509_PART_ENTRIES = 1024     // of a CRL; those up to the first that cannot be read
+};
+
+// SshX509Found says what stands at the place of a refusal, and so how its rule reads.
+enum SshX509Found : uint8_t {
+  SSH_X509_FOUND_IT,      // the structure: "critical extension ... is not known"
+  SSH_X509_FOUND_VALUE,   // its value: "version is 8; 0 to 2 are defined"
+  SSH_X509_FOUND_INSIDE,  // an element in it: "Validity holds a NULL; a UTCTime belongs there"
+  SSH_X509_FOUND_END      // its end: "Certificate ends; a BIT STRING belongs there"
+};
+
+// SshX509Refusal says why a decode failed: which structure breaks which rule, where in the input,
+// and for which identifier. The first (innermost) refusal of a decode stays.
 struct SshX509Refusal {
-  const char *structure =
-      nullptr;        // static text: the ASN.1 name, with a reason where that says more
-  size_t offset = 0;  // octets from the start of the input
-  SshOid identifier;  // the extension or algorithm in question, if any
+  const char *structure = nullptr;  // static text: the ASN.1 name, or the trade's
+  const char *rule = nullptr;  // static text: goes on after the structure, or says what belongs
+  size_t offset = 0;           // octets from the start of the input, to the deepest element
+  SshOid identifier = {};      // the extension or algorithm in question, if any
+  SshX509Found found = SSH_X509_FOUND_IT;
 
   explicit operator bool() const { return structure != nullptr; }
 };

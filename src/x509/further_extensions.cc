@@ -7,12 +7,23 @@
 namespace {
 
 // Form is what an extension that is kept consists of: the alternatives of read_form, in its order.
-enum class Form : int { kNull, kOctets, kBits, kInteger, kIa5, kBmp, kUtcTime, kTime, kSequence };
+enum class Form : int {
+  kNull,
+  kOctets,
+  kBits,
+  kInteger,
+  kIa5,
+  kBmp,
+  kUtcTime,
+  kTime,
+  kSequence,
+  kPrintable
+};
 
 // Outputs of read_form.
 struct FormValue {
   int which = -1;
-  Bytes octets, integer, ia5, bmp;
+  Bytes octets, integer, ia5, bmp, printable;
   SshAsn1Bits bits;
   SshBerTime time;
   SshAsn1Node items;
@@ -22,9 +33,9 @@ bool read_form(SshAsn1Unread &value, FormValue &form, SshX509Decoder &decoder) {
   return decoder.read(value,
                       "(choice(null ())(octet-string ())(bit-string ())(integer ())"
                       "(ia5-string ())(bmp-string ())(utc-time ())(generalized-time ())"
-                      "(sequence () (any ())))"_asn1,
+                      "(sequence () (any ()))(printable-string ()))"_asn1,
                       &form.which, &form.octets, &form.bits, &form.integer, &form.ia5, &form.bmp,
-                      &form.time, &form.time, &form.items);
+                      &form.time, &form.time, &form.items, &form.printable);
 }
 
 struct FormRow {
@@ -45,13 +56,15 @@ constexpr FormRow kForms[] = {
     {SSH_X509_EXT_NETSCAPE_RENEWAL_URL, Form::kIa5},
     {SSH_X509_EXT_NETSCAPE_CA_POLICY_URL, Form::kIa5},
     {SSH_X509_EXT_NETSCAPE_SERVER_NAME, Form::kIa5},
-    {SSH_X509_EXT_NETSCAPE_COMMENT, Form::kIa5},
+    {SSH_X509_EXT_NETSCAPE_COMMENT, Form::kIa5, Form::kPrintable},  // as some issuers have it
     {SSH_X509_EXT_TEMPLATE_NAME, Form::kBmp},
     {SSH_X509_EXT_CA_VERSION, Form::kInteger},
     {SSH_X509_EXT_PREVIOUS_CA_HASH, Form::kOctets},
     {SSH_X509_EXT_APPLICATION_POLICIES, Form::kSequence},
     {SSH_X509_EXT_EXPIRED_CERTS_ON_CRL, Form::kTime},  // X.509, 9.5.2.8
     {SSH_X509_EXT_NEXT_CRL_PUBLISH, Form::kUtcTime, Form::kTime},
+    {SSH_X509_EXT_IP_BLOCKS, Form::kSequence},   // RFC 3779, 2.2.3
+    {SSH_X509_EXT_AS_NUMBERS, Form::kSequence},  // RFC 3779, 3.2.3
 };
 
 SshX509Further &further_of(SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -68,7 +81,8 @@ bool decode_extra(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decod
 bool decode_inhibit_any_policy(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshMpInt skip;
   return decoder.read(value, "(integer ())"_asn1, &skip) &&
-         skip.to_uint32(further_of(cert, decoder).inhibit_any_policy);
+         (skip.to_uint32(further_of(cert, decoder).inhibit_any_policy) ||
+          decoder.refuse("SkipCerts", SSH_X509_RULE_32_BITS, value.data()));
 }
 
 bool decode_subject_info_access(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -95,7 +109,8 @@ bool decode_tls_features(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder
   for (; list; list = ssh_asn1_node_next(list)) {
     SshMpInt number;
     if (!decoder.read(list, "(integer ())"_asn1, &number)) return false;
-    if (!number.to_uint32(further.tls_features[further.tls_feature_count])) return false;
+    if (!number.to_uint32(further.tls_features[further.tls_feature_count]))
+      return decoder.refuse("TLS feature", SSH_X509_RULE_32_BITS, list.data);
     ++further.tls_feature_count;
   }
   return true;
@@ -115,7 +130,8 @@ bool decode_template(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &de
     return false;
   }
   further_of(cert, decoder).cert_template = record;
-  return major.to_uint32(record->major_version) && minor.to_uint32(record->minor_version);
+  return (major.to_uint32(record->major_version) && minor.to_uint32(record->minor_version)) ||
+         decoder.refuse("version of the template", SSH_X509_RULE_32_BITS, value.data());
 }
 
 }  // namespace
@@ -142,6 +158,8 @@ constinit const SshX509ExtensionTable<SshX509Cert> ssh_x509_further_extensions({
     {SSH_X509_EXT_CA_VERSION, decode_extra},
     {SSH_X509_EXT_PREVIOUS_CA_HASH, decode_extra},
     {SSH_X509_EXT_APPLICATION_POLICIES, decode_extra},
+    {SSH_X509_EXT_IP_BLOCKS, decode_extra},
+    {SSH_X509_EXT_AS_NUMBERS, decode_extra},
 });
 
 bool ssh_x509_decode_extra(SshAsn1Unread &value, SshX509Extra **list, SshX509Decoder &decoder) {
@@ -151,7 +169,8 @@ bool ssh_x509_decode_extra(SshAsn1Unread &value, SshX509Extra **list, SshX509Dec
   for (const FormRow &form : kForms) {
     if (form.kind != row->code) continue;
     if (read.which != static_cast<int>(form.form) && read.which != static_cast<int>(form.other))
-      return false;
+      return decoder.refuse(row->description, "has a value of another type", value.data(),
+                            decoder.extension->id, SSH_X509_FOUND_IT);
     auto *extra = decoder.pool.make<SshX509Extra>();
     extra->row = row;
     extra->value = value.der();
@@ -160,6 +179,7 @@ bool ssh_x509_decode_extra(SshAsn1Unread &value, SshX509Extra **list, SshX509Dec
                     : is(Form::kInteger) ? read.integer
                                          : read.octets;
     if (is(Form::kIa5)) extra->text = {SSH_CHARSET_IA5, read.ia5, true};
+    if (is(Form::kPrintable)) extra->text = {SSH_CHARSET_PRINTABLE, read.printable, true};
     if (is(Form::kBmp)) extra->text = {SSH_CHARSET_BMP, read.bmp, true};
     extra->time = read.time;
     if (is(Form::kSequence)) extra->items = read.items.list();

@@ -56,7 +56,7 @@ void ssh_x509_name_reset(SshX509Name *list) {
 char *ssh_x509_name_text(const SshX509Name *name) {
   if (name->type == SSH_X509_NAME_DN || name->type == SSH_X509_NAME_DIRECTORY)
     return ssh_dn_der_to_ldap(name->der);
-  if (name->type == SSH_X509_NAME_REGISTERED_ID) return ssh_ber_oid_text({name->data});
+  if (name->type == SSH_X509_NAME_REGISTERED_ID) return ssh_x509_oid_text({name->data});
   return text_of(name->text);
 }
 
@@ -80,7 +80,7 @@ bool ssh_x509_name_other(const SshX509Name &name, SshOid *type, Bytes *value) {
 bool ssh_x509_name_decode_dn(const SshAsn1Unread &node, SshX509NameType type,
                              SshX509Decoder &decoder, SshX509Name **list) {
   bool empty = false;
-  if (!node || !ssh_dn_check_der(node.der(), &empty)) return false;
+  if (!node || !ssh_dn_check_der(node.der(), &empty, &decoder.work.fault)) return false;
   if (empty) return true;
   auto *name = decoder.pool.make<SshX509Name>();
   name->type = type;

@@ -217,6 +217,8 @@ constexpr Entry kFurtherExtensions[] = {
     {.oid = "1.3.6.1.4.1.311.21.10",   .name = "applicationPolicies",            .description = "application policies",             .code = 44},
     {.oid = "2.5.29.60",               .name = "expiredCertsOnCRL",              .description = "expired certificates on CRL",      .code = 45},
     {.oid = "1.3.6.1.4.1.311.21.4",    .name = "nextCRLPublish",                 .description = "next CRL publish",                 .code = 46},
+    {.oid = "1.3.6.1.5.5.7.1.7",       .name = "ipAddrBlocks",                   .description = "IP address blocks",                .code = 47},
+    {.oid = "1.3.6.1.5.5.7.1.8",       .name = "autonomousSysIds",               .description = "AS numbers",                       .code = 48},
 };
 
 // Names that none of the given rows has: 2.5.4.5 stays STREET, so that the street address of X.520
@@ -404,6 +406,10 @@ const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind) {
     if (row || !std::memchr(oid.octets.data(), 0x80, oid.octets.size())) return row;
     return find_padded(table, oid.octets);
   });
+}
+
+char *ssh_x509_oid_text(SshOid oid) {
+  return ssh_ber_oid_text(oid, ssh_x509_rules().standard_oids);
 }
 
 const SshOidRow *ssh_oid_find_by_std_name(const char *name, SshOidKind kind) {

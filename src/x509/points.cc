@@ -3,6 +3,8 @@
 
 namespace {
 
+constexpr char kRelative[] = "nameRelativeToCRLIssuer";
+
 // DistributionPointName ::= CHOICE {
 //      fullName                [0] GeneralNames,
 //      nameRelativeToCRLIssuer [1] RelativeDistinguishedName }
@@ -21,10 +23,13 @@ bool decode_point_name(SshAsn1Unread &point, SshX509PointName &name, auto find_i
   }
   if (which == 0) return ssh_x509_name_decode_general_names(full, decoder, &name.full);
   const bool set = ssh_asn1_node_open(relative).is(SSH_BER_UNIVERSAL, 17);
-  if (!set && !decoder.rules.implicit_relative_names) return false;
-  if (!ssh_dn_check_rdn_der(relative.list())) return false;
+  if (!set && !decoder.rules.implicit_relative_names)
+    return decoder.refuse(kRelative, "is no SET, which the classic profile wants", relative.data);
+  if (!ssh_dn_check_rdn_der(relative.list()))
+    return decoder.refuse(kRelative, "is no RelativeDistinguishedName", relative.data);
   const SshX509Name *issuer = find_issuer();
-  if (!issuer) return false;
+  if (!issuer)
+    return decoder.refuse(kRelative, "has no issuer's name to be relative to", relative.data);
   name.relative_issuer = issuer->der;
   name.relative = relative.list();
   return true;

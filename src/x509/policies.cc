@@ -20,7 +20,9 @@ bool decode_display_text(SshAsn1Unread &node, bool may_be_ia5, SshX509Text &text
     return false;
   }
   text = {kCharsets[which], texts[which], true};
-  return which != 0 || may_be_ia5;
+  return which != 0 || may_be_ia5 ||
+         decoder.refuse("text of a notice", "is an IA5String, which the classic profile has not",
+                        node.data());
 }
 
 // is_sequence is true for an element with the tag of a SEQUENCE, however it is written.
@@ -59,7 +61,8 @@ bool decode_notice_reference(SshAsn1Unread &node, SshX509PolicyQualifier &qualif
   for (SshAsn1Node n = numbers; n; n = ssh_asn1_node_next(n)) {
     SshMpInt number;
     if (!decoder.read(n, "(integer ())"_asn1, &number)) return false;
-    if (number.bits() > 16) return false;
+    if (number.bits() > 16)
+      return decoder.refuse_value("number of a notice", "it has 16 bits at most", n.data);
     // Deliberately always the first slot: applications have come to read the last number there.
     qualifier.notice_numbers[0] = number.low32();
   }
@@ -100,9 +103,15 @@ bool decode_qualifier(SshAsn1Unread &node, SshX509PolicyQualifier &qualifier,
     return false;
   }
   const SshOidRow *row = ssh_oid_find_encoded(qualifier.id, SSH_OID_POLICY_QUALIFIER);
-  if (!row) return decoder.refuse("an unknown policy qualifier", node.data(), qualifier.id);
-  if (row->code == kQualifierUserNotice) return decode_user_notice(value, qualifier, decoder);
-  if (row->code != kQualifierCps) return false;
+  const uint32_t code = row ? row->code : 0;
+  if (code == kQualifierUserNotice) return decode_user_notice(value, qualifier, decoder);
+  if (code != kQualifierCps) {
+    if (!decoder.rules.unknown_qualifiers || decoder.extension->critical)
+      return decoder.refuse("policy qualifier", "is not known", node.data(), qualifier.id);
+    const SshAsn1Node kept = decoder.node(value);
+    qualifier.value = kept.der();
+    return kept || !value;
+  }
   qualifier.cps_uri.present = true;
   return decoder.read(value, "(ia5-string ())"_asn1, &qualifier.cps_uri.octets);
 }

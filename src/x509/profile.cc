@@ -7,9 +7,14 @@ constinit const SshX509Rules ssh_x509_profiles[] = {
      .further_identifiers = true,
      .keys_without_object = true,
      .octets_as_signature = true,
+     .unknown_signatures = true,
+     .rsa_without_null = true,
      .reads_whole = true,
      .standard_utf8 = true,
+     .standard_oids = true,
      .plain_text_values = true,
+     .standard_times = true,
+     .stated_version = true,
      .one_value = true,
      .standard_name_constraints = true,
      .standard_policy_constraints = true,
@@ -19,7 +24,9 @@ constinit const SshX509Rules ssh_x509_profiles[] = {
      .implicit_relative_names = true,
      .attribute_certs_flag = true,
      .further_reasons = true,
-     .access_in_crls = true},
+     .access_in_crls = true,
+     .unused_bits_masked = true,
+     .unknown_qualifiers = true},
 };
 
 void ssh_x509_set_profile(SshX509Profile profile) {

@@ -20,13 +20,22 @@ struct SshX509Rules {
   // Algorithms and keys.
   bool keys_without_object;  // unknown algorithms and inherited DSA parameters: RFC 3279, 2.3.2
   bool octets_as_signature;  // DSA that the own q cannot hold keeps its DER: RFC 3279, 2.2.2
+  bool unknown_signatures;   // of algorithms without a row: kept without a scheme
+  bool rsa_without_null;     // RSA keys without the parameters of RFC 3279, 2.3.1
 
   // Structures.
   bool reads_whole;  // what no field of a structure takes is refused: X.690, 8.9; RFC 5280, 4.1
 
   // Text.
   bool standard_utf8;      // UTF8String as all others read it, with ASCII: RFC 3629, 4
+  bool standard_oids;      // 2.999.1 in dotted text, not 3.16.55.1: X.690, 8.19.4
   bool plain_text_values;  // names hold NumericString and VisibleString too: X.520; RFC 4519
+
+  // Times.
+  bool standard_times;  // no hour 24, and a zone of four digits: RFC 5280, 4.1.2.5; X.690, 11.7
+
+  // CRLs.
+  bool stated_version;  // a CRL without a version is version 1, whatever else it has: RFC 5280, 5.1
 
   // Extensions.
   bool one_value;                    // an extension holds one value, nothing behind: RFC 5280, 4.1
@@ -39,6 +48,8 @@ struct SshX509Rules {
   bool attribute_certs_flag;         // onlyContainsAttributeCerts: RFC 5280, 5.2.5
   bool further_reasons;              // CRL reasons 9 and 10: RFC 5280, 5.3.1
   bool access_in_crls;               // authority information access: RFC 5280, 5.2.7
+  bool unused_bits_masked;           // named bits behind the last are no usage: X.680, 22.7
+  bool unknown_qualifiers;           // of policies, where these are not critical: kept unread
 };
 
 // ssh_x509_set_profile chooses the profile of the process. Meant for its start: a decode under way

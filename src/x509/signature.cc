@@ -8,6 +8,8 @@ namespace {
 // they would need goes beyond what one request for memory may ask for.
 constexpr size_t kOrderMax = SSH_X509_INPUT_MAX / 2;
 
+constexpr char kSignature[] = "signatureValue";
+
 // Dss-Sig-Value ::= SEQUENCE { r INTEGER, s INTEGER }                              RFC 3279, 2.2.2
 // The length of r and s is that of the certificate's own q, deliberately. So a certificate without
 // a DSA key of its own, or with one that is shorter than its issuer's, can carry a DSA signature
@@ -17,15 +19,21 @@ bool convert_dsa(Bytes octets, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshMpInt r, s, q;
   q.set_twos_complement(cert.key.q);
   const size_t length = q.negative() ? 0 : (q.bits() + 7) / 8;
-  if (length > kOrderMax) return false;
-  if (length == 0 && !decoder.rules.octets_as_signature) return false;
+  if (length > kOrderMax)
+    return decoder.refuse(kSignature, "has an own q that is too long to be a measure",
+                          octets.data());
+  if (length == 0 && !decoder.rules.octets_as_signature)
+    return decoder.refuse(kSignature, "is DSA, and the own key has no q as its measure",
+                          octets.data());
   (void)decoder.value(octets, root);  // the read sees what is missing
   if (!decoder.read(root, "(sequence ()(integer ())(integer ()))"_asn1, &r, &s)) return false;
   decoder.value_read();
-  if (r.negative() || s.negative()) return false;
+  if (r.negative() || s.negative())
+    return decoder.refuse(kSignature, "has a negative number", octets.data());
   if (length == 0 || std::max(r.magnitude().size(), s.magnitude().size()) > length) {
     cert.signature = octets;
-    return decoder.rules.octets_as_signature;
+    return decoder.rules.octets_as_signature ||
+           decoder.refuse(kSignature, "has numbers longer than the own q", octets.data());
   }
 
   auto *signature = static_cast<uint8_t *>(decoder.pool.alloc(2 * length, 1));
@@ -39,18 +47,14 @@ bool convert_dsa(Bytes octets, SshX509Cert &cert, SshX509Decoder &decoder) {
 // AlgorithmIdentifier ::= SEQUENCE {
 //      algorithm     OBJECT IDENTIFIER,
 //      parameters    ANY DEFINED BY algorithm OPTIONAL }
-const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Unread &node, SshX509Decoder &decoder,
-                                              SshAsn1Node *parameters) {
-  SshOid id;
-  SshAsn1Node any;
-  if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &id,
-                    parameters ? parameters : &any)) {
-    (void)decoder.refuse("AlgorithmIdentifier", node.data());
-    return nullptr;
-  }
-  const SshOidRow *row = ssh_oid_find_encoded(id, SSH_OID_SIGNATURE);
-  if (!row) (void)decoder.refuse("an unknown signature algorithm", node.data(), id);
-  return row;
+bool ssh_x509_signature_algorithm(SshAsn1Unread &node, SshX509Decoder &decoder,
+                                  SshX509SignatureAlgorithm &algorithm) {
+  if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &algorithm.id,
+                    &algorithm.parameters))
+    return decoder.refuse_read("AlgorithmIdentifier", node);
+  algorithm.row = ssh_oid_find_encoded(algorithm.id, SSH_OID_SIGNATURE);
+  return algorithm.row || decoder.rules.unknown_signatures ||
+         decoder.refuse("signature algorithm", "is not known", node.data(), algorithm.id);
 }
 
 bool ssh_x509_signature_convert(const SshAsn1Bits &bits, SshX509Cert &cert,
@@ -59,5 +63,7 @@ bool ssh_x509_signature_convert(const SshAsn1Bits &bits, SshX509Cert &cert,
   cert.signature_value = bits;
   if (cert.signature_key_type == SSH_OID_KEY_DSA) return convert_dsa(octets, cert, decoder);
   cert.signature = octets;
-  return cert.signature_key_type != SSH_OID_KEY_ELGAMAL;
+  return cert.signature_key_type != SSH_OID_KEY_ELGAMAL ||
+         decoder.refuse(kSignature, "is ElGamal, which certificates are not read with",
+                        octets.data());
 }

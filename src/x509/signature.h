@@ -6,11 +6,20 @@
 #include "x509/cert.h"
 #include "x509/decoder.h"
 
-// ssh_x509_signature_algorithm looks an AlgorithmIdentifier up and stores its parameters, which it
-// does not read, if asked to. Null if it is unknown, which is noted as a refusal. RFC 5280, 4.1.1.2
-[[nodiscard]] const SshOidRow *ssh_x509_signature_algorithm(SshAsn1Unread &node,
-                                                            SshX509Decoder &decoder,
-                                                            SshAsn1Node *parameters = nullptr);
+// SshX509SignatureAlgorithm is an AlgorithmIdentifier of a signature.
+struct SshX509SignatureAlgorithm {
+  SshOid id;
+  SshAsn1Node parameters;
+  const SshOidRow *row = nullptr;  // null: not known, where the profile lets that pass
+
+  [[nodiscard]] const char *scheme() const { return row ? row->description : nullptr; }
+  [[nodiscard]] uint32_t key_type() const { return row ? row->code : 0; }
+};
+
+// ssh_x509_signature_algorithm reads an AlgorithmIdentifier, but not its parameters, and looks it
+// up. False if it is refused.                                              RFC 5280, 4.1.1.2
+[[nodiscard]] bool ssh_x509_signature_algorithm(SshAsn1Unread &node, SshX509Decoder &decoder,
+                                                SshX509SignatureAlgorithm &algorithm);
 
 // ssh_x509_signature_convert turns a certificate's signature bits into its record's signature, by
 // the signature's key type: DSA as r and s, all others as they stand. Where the certificate's own q

@@ -7,9 +7,13 @@ bool read_rsa(SshAsn1Unread &key, SshX509Key &record, SshX509Decoder &decoder) {
   return decoder.read(key, "(sequence ()(integer ())(integer ()))"_asn1, &record.n, &record.e);
 }
 
+// RFC 3279 wants NULL as parameters; early issuers left them out.
 bool decode_rsa(SshAsn1Node parameters, SshAsn1Unread &key, SshX509Key &record,
                 SshX509Decoder &decoder) {
-  record.usable = parameters && read_rsa(key, record, decoder);
+  if (!parameters && !decoder.rules.rsa_without_null)
+    return decoder.refuse("RSA key", "has no parameters; a NULL belongs there", record.info.data(),
+                          record.id);
+  record.usable = read_rsa(key, record, decoder);
   return record.usable;
 }
 
@@ -30,7 +34,10 @@ bool decode_dsa(SshAsn1Node parameters, SshAsn1Unread &key, SshX509Key &record,
       &which, &record.p, &record.q, &record.g);
   record.usable = read && which == 1;
   const bool inherited = !parameters || (read && which == 0);
-  if (!record.usable && !(decoder.rules.keys_without_object && inherited)) return false;
+  if (inherited && !decoder.rules.keys_without_object)
+    return decoder.refuse("DSA key", "has the parameters of its issuer, which are not at hand",
+                          record.info.data(), record.id);
+  if (!record.usable && !inherited) return false;
   return decoder.read(key, "(integer ())"_asn1, &record.y);
 }
 
@@ -42,8 +49,8 @@ struct KeyRow {
   const char *refusal;
 };
 constexpr KeyRow kKeys[] = {
-    {SSH_OID_KEY_RSA, decode_rsa, "RSA key or parameters"},
-    {SSH_OID_KEY_DSA, decode_dsa, "DSA key or parameters"},
+    {SSH_OID_KEY_RSA, decode_rsa, "RSA key"},
+    {SSH_OID_KEY_DSA, decode_dsa, "DSA key"},
     {SSH_OID_KEY_RSA_PSS, decode_rsa_pss, "RSASSA-PSS key"},
 };
 
@@ -51,8 +58,11 @@ constexpr KeyRow kKeys[] = {
 bool decode_bits(const SshOidKeyType &type, SshAsn1Node parameters, Bytes octets,
                  SshX509Key &record, SshX509Decoder &decoder, const char *&refusal) {
   refusal = "subjectPublicKey";
-  if (type.form == SSH_OID_KEY_OCTETS)
-    return type.length ? octets.size() == type.length : !octets.empty();
+  if (type.form == SSH_OID_KEY_OCTETS) {
+    const bool fits = type.length ? octets.size() == type.length : !octets.empty();
+    return fits || decoder.refuse(refusal, "has another length than keys of its type",
+                                  octets.data(), record.id);
+  }
 
   SshAsn1Unread key;
   if (!decoder.value(octets, key)) return false;
@@ -92,7 +102,7 @@ bool ssh_x509_subject_key_decode(SshAsn1Unread &node, SshX509Cert &cert, SshX509
   cert.key.algorithm = ssh_oid_find_encoded(id, SSH_OID_PUBLIC_KEY);
   if (!cert.key.algorithm) {
     return decoder.rules.keys_without_object ||
-           decoder.refuse("an unknown public-key algorithm", node.data(), id);
+           decoder.refuse("public-key algorithm", "is not known", node.data(), id);
   }
   const SshOidKeyType *type = cert.key.algorithm->key_type;
   cert.public_key_type = type->code;
@@ -101,7 +111,7 @@ bool ssh_x509_subject_key_decode(SshAsn1Unread &node, SshX509Cert &cert, SshX509
 
   const char *refusal = nullptr;
   if (!decode_bits(*type, parameters, bits.octets.first(bits.bits / 8), cert.key, decoder, refusal))
-    return decoder.refuse(refusal, node.data(), id);
+    return decoder.refuse_read(refusal, cert.key.info, id);
   decoder.value_read();
   return true;
 }

@@ -53,7 +53,9 @@ SshX509Verdict verify_record(const Record &record, const SshPublicKey *key) {
   if (record.version == 0 || !ssh_bytes_equal(record.algorithm, record.signed_algorithm)) {
     return SSH_X509_INVALID;
   }
-  if (!ssh_public_key_can_verify(record.signature_scheme)) return SSH_X509_SCHEME_NOT_SUPPORTED;
+  if (!record.signature_scheme || !ssh_public_key_can_verify(record.signature_scheme)) {
+    return SSH_X509_SCHEME_NOT_SUPPORTED;
+  }
   if (!key) return SSH_X509_KEY_NOT_FIT;
   const SshAsn1Bits &value = record.signature_value;
   const Bytes octets = value.bits / 8 == value.octets.size() ? value.octets : Bytes();

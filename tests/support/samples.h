@@ -163,6 +163,11 @@ class Balanced : public testing::Test {
   const int64_t blocks_ = ssh_mem_blocks();
 };
 
+// reason gives a refusal's structure and rule; empty without one.
+inline std::string reason(const SshX509Refusal &refusal) {
+  return refusal ? std::string(refusal.structure) + " " + refusal.rule : "";
+}
+
 // expect_refusal_at checks that a refusal lies inside the given part of the input (or at its end).
 inline void expect_refusal_at(const SshX509Refusal &refusal, const Der &whole, const Der &part,
                               std::string_view id) {

@@ -25,7 +25,7 @@ Der with(const std::vector<Der> &extensions) { return sample::with(&P::extension
 std::string outcome(SshX509Profile profile, const CertParts &parts) {
   const ProfileScope scope(profile);
   const Cert cert(parts.build());
-  if (!cert) return cert->refusal.structure;
+  if (!cert) return reason(cert->refusal);
   return (cert->signature_pair ? "pair " : "octets ") + hex(cert->signature);
 }
 void expect_outcomes(const CertParts &parts, const std::string &classic,
@@ -33,6 +33,7 @@ void expect_outcomes(const CertParts &parts, const std::string &classic,
   EXPECT_EQ(outcome(SSH_X509_CLASSIC, parts), classic);
   EXPECT_EQ(outcome(SSH_X509_MODERN, parts), modern);
 }
+constexpr char kInherited[] = "DSA key has the parameters of its issuer, which are not at hand";
 constexpr char kDecoded[] = "octets 00112233445566778899";
 
 // Most fields are held against those of real certificates in tests/corpus.
@@ -88,9 +89,12 @@ TEST_F(CertTest, TheTwoAlgorithms) {
   const Der kSha1 = algorithm(kRsaSha1), kMd5 = algorithm(kRsaMd5), kSha256 = algorithm(kRsaSha256),
             kNist = algorithm("1.3.14.3.2.29"), kSalt = pss(seq({wrap(2, integer(32))})),
             kLong = pss(seq({wrap(2, integer(64))}));
-  const std::string unknown = "an unknown signature algorithm",
-                    differ = "two signature algorithms that differ",
-                    parameters = "two signature algorithms whose parameters differ";
+  const std::string unknown = "signature algorithm is not known",
+                    inner = "signature algorithm of the TBSCertificate ",
+                    differ = inner + "differs from the one outside",
+                    parameters = inner + "has other parameters than the one outside",
+                    none = "AlgorithmIdentifier an OBJECT IDENTIFIER belongs there";
+  const Der kMlDsa = algorithm("2.16.840.1.101.3.4.3.18"), kSm2 = algorithm("1.2.156.10197.1.501");
   const struct {
     Der inner, outer;
     std::string classic, modern;
@@ -99,8 +103,10 @@ TEST_F(CertTest, TheTwoAlgorithms) {
               {kSha256, kSha256, unknown, kDecoded},
               {kSha256, kSha1, unknown, differ},
               {kSha1, kNist, differ, differ},
-              {algorithm("1.2.840.113549.1.1"), kSha1, unknown, unknown},
-              {seq({}), seq({}), "AlgorithmIdentifier", "AlgorithmIdentifier"},
+              {kMlDsa, kMlDsa, unknown, kDecoded},  // without a scheme
+              {kMlDsa, kSm2, unknown, differ},
+              {kMlDsa, kSha1, unknown, differ},
+              {seq({}), seq({}), none, none},
               {kSalt, kSalt, unknown, kDecoded},
               {kSalt, kLong, unknown, parameters},
               {pss({}), pss(seq({})), unknown, parameters}};
@@ -116,7 +122,11 @@ TEST_F(CertTest, TheTwoAlgorithms) {
 TEST_F(CertTest, Signatures) {
   const auto pair = [](int64_t r, int64_t s) { return seq({integer(r), integer(s)}); };
   const Der kPair = pair(0x12, 0x1234);
-  const std::string octets = "octets " + hex(kPair), refused = "signatureValue";
+  const std::string octets = "octets " + hex(kPair), refused = "signatureValue ",
+                    longer = refused + "has numbers longer than the own q",
+                    no_q = refused + "is DSA, and the own key has no q as its measure",
+                    below = refused + "has a negative number",
+                    one = refused + "an INTEGER belongs there";
   const struct {
     const char *why;
     Der key, value;
@@ -125,16 +135,15 @@ TEST_F(CertTest, Signatures) {
       {"5 bits of q: one octet each", dsa_key_info(0x11), pair(0x0F, 1), "pair 0f01", "pair 0f01"},
       {"9 bits: two octets", dsa_key_info(0x101), pair(0, 0x100), "pair 00000100", "pair 00000100"},
       {"the sign does not count", dsa_key_info(0xFF), pair(0xFE, 0x80), "pair fe80", "pair fe80"},
-      {"r longer than q", dsa_key_info(0xFF), pair(0x100, 1), refused,
+      {"r longer than q", dsa_key_info(0xFF), pair(0x100, 1), longer,
        "octets 30070202010002"
        "0101"},
-      {"s longer than q", dsa_key_info(0x7B), kPair, refused, octets},
-      {"q is negative", dsa_key_info(-5), kPair, refused, octets},
-      {"an RSA key", rsa_key_info(), kPair, refused, octets},
-      {"no q", key_info({}, integer(9), "1.2.840.10040.4.1"), kPair, "DSA key or parameters",
-       octets},
-      {"negative r", rsa_key_info(), pair(-1, 2), refused, refused},
-      {"only r", dsa_key_info(0x101), seq({integer(1)}), refused, refused},
+      {"s longer than q", dsa_key_info(0x7B), kPair, longer, octets},
+      {"q is negative", dsa_key_info(-5), kPair, no_q, octets},
+      {"an RSA key", rsa_key_info(), kPair, no_q, octets},
+      {"no q", key_info({}, integer(9), "1.2.840.10040.4.1"), kPair, kInherited, octets},
+      {"negative r", rsa_key_info(), pair(-1, 2), no_q, below},
+      {"only r", dsa_key_info(0x101), seq({integer(1)}), one, one},
   };
   CertParts parts;
   parts.inner_algorithm = algorithm("1.3.14.3.2.27");  // as good as the other one
@@ -161,8 +170,11 @@ TEST_F(CertTest, PublicKeys) {
             kGroup = seq({integer(23), integer(11), integer(4)}),
             kPair = seq({integer(23), integer(11)}), kP256 = oid("1.2.840.10045.3.1.7");
   const auto some = [](size_t count) { return Der(count, 0x5A); };
-  const std::string unknown = "an unknown public-key algorithm", dsa = "DSA key or parameters",
-                    no_key = "subjectPublicKey", no_rsa = "RSA key or parameters";
+  const std::string unknown = "public-key algorithm is not known",
+                    short_key = "subjectPublicKey has another length than keys of its type",
+                    no_key = "subjectPublicKey its elements have a bad header or are cut",
+                    no_null = "RSA key has no parameters; a NULL belongs there",
+                    no_number = " an INTEGER belongs there", no_group = "DSA key" + no_number;
   const struct {
     const char *id;
     Der parameters, key;
@@ -174,25 +186,25 @@ TEST_F(CertTest, PublicKeys) {
       {"2.5.8.1", kNull, kKey, kDecoded, kDecoded, 1, 0xF0, 0xF6, kRsaName},
       {kRsa, integer(5), kKey, kDecoded, kDecoded, 1, 0xF0, 0xF6, kRsaName},
       {kRsa, kNull, join({kKey, kNull}), kDecoded, kDecoded, 1, 0xF0, 0xF6, kRsaName},
-      {kRsa, {}, kKey, no_rsa, no_rsa},
-      {kRsa, kNull, seq({integer(15)}), no_rsa, no_rsa},
+      {kRsa, {}, kKey, no_null, kDecoded, 1, 0xF0, 0xF6, kRsaName},  // as early issuers had it
+      {kRsa, kNull, seq({integer(15)}), "RSA key" + no_number, "RSA key" + no_number},
       {kRsa, kNull, join({kKey, {2}}), no_key, no_key},
       {kDsa, kGroup, kY, kDecoded, kDecoded, 2, 0xC0, 0xC6, kDsaName},
       {"1.3.14.3.2.12", kGroup, kY, kDecoded, kDecoded, 2, 0xC0, 0xC6, kDsaName},
-      {kDsa, {}, kY, dsa, kDecoded, 2, 0xC0, 0xC6},  // inherited parameters
-      {kDsa, kNull, kY, dsa, kDecoded, 2, 0xC0, 0xC6},
-      {kDsa, kPair, kY, dsa, dsa},
-      {kDsa, kGroup, kKey, dsa, dsa},
+      {kDsa, {}, kY, kInherited, kDecoded, 2, 0xC0, 0xC6},
+      {kDsa, kNull, kY, kInherited, kDecoded, 2, 0xC0, 0xC6},
+      {kDsa, kPair, kY, no_group, no_group},
+      {kDsa, kGroup, kKey, no_group, no_group},
       {kDh, kGroup, kY, kDecoded, kDecoded, 4, 0x10009, 0x10009},
       {kDh, {}, {2, 9}, no_key, no_key},
       {kPkcs3, kPair, kY, unknown, kDecoded, 4, 0x10009, 0x10009},
       {kRsaSha1, kNull, kKey, unknown, kDecoded},
       {kEc, kP256, some(33), unknown, kDecoded, 5, 0x80C9, 0x80CF},
-      {kEc, kP256, {}, unknown, no_key},
+      {kEc, kP256, {}, unknown, short_key},
       {"1.3.101.112", {}, some(32), unknown, kDecoded, 6, 0xC0, 0xC6},
       {"1.3.101.113", {}, some(57), unknown, kDecoded, 7, 0xC0, 0xC6},
       {kX25519, {}, some(32), unknown, kDecoded, 8, 0x8009, 0x8009},
-      {kX25519, {}, some(31), unknown, no_key},
+      {kX25519, {}, some(31), unknown, short_key},
       {"1.3.101.111", {}, some(56), unknown, kDecoded, 9, 0x8009, 0x8009},
       {kPss, {}, kKey, unknown, kDecoded, 10, 0xC0, 0xC6},
   };
@@ -258,27 +270,92 @@ TEST_F(CertTest, ExtensionsByKind) {
   EXPECT_FALSE(cert->directory_attributes->next);
 }
 
-TEST_F(CertTest, RefusalsSayWhere) {
-  const auto expect_at = [](const char *id, const Der &fault, const Der &whole) {
-    SCOPED_TRACE(hex(fault));
-    expect_refusal_at(Cert(whole)->refusal, whole, fault, id);
+// The rule, what it is about, and the place of the deepest element that breaks it: `fault` is where
+// that begins, in the part that stands in the certificate.
+TEST_F(CertTest, RefusalsSayTheRuleAndWhere) {
+  const auto part = [](Der P::*place, const Der &given) { return sample::with(place, given); };
+  const auto extended = [](const Der &last) { return with({kKeyUsage, last}); };
+  const Der kEight = wrap(0, integer(8)), kNull = null(), kTime = text(0x17, "010203040506Z");
+  const Der kLate = text(0x17, "011303040506Z"), kUnknown = extension("1.2.3.4", kNull, true);
+  const Der kLow = seq({seq({integer(1), algorithm(kRsaSha1)})}), kInner = algorithm(kRsaSha256);
+  const struct {
+    Der whole, fault;
+    std::string reason;
+    SshX509Found found;
+    const char *id = "";
+  } rows[] = {
+      {part(&P::version, kEight), integer(8), "version 0 to 2 are defined", SSH_X509_FOUND_VALUE},
+      {part(&P::inner_algorithm, kInner), kInner, "signature algorithm is not known",
+       SSH_X509_FOUND_IT, kRsaSha256},
+      {part(&P::validity, seq({kTime, kLate})), kLate, "Validity a UTCTime is YYMMDDhhmmssZ",
+       SSH_X509_FOUND_INSIDE},
+      {part(&P::validity, seq({kTime, kNull})), join({kNull, common_name("Subject")}),
+       "Validity that is none of the types that belong there", SSH_X509_FOUND_INSIDE},
+      {part(&P::subject, seq({set({attribute("2.5.4.3", kNull)})})), attribute("2.5.4.3", kNull),
+       "subject that is none of the types that belong there", SSH_X509_FOUND_INSIDE},
+      {seq({kLow}), seq({kLow}), "Certificate a BIT STRING belongs there", SSH_X509_FOUND_END},
+      {extended(kUnknown), kUnknown, "critical extension is not known", SSH_X509_FOUND_IT,
+       "1.2.3.4"},
+      {extended(extension("2.5.29.19", set({}))), set({}),
+       "basic constraints a SEQUENCE belongs there", SSH_X509_FOUND_INSIDE, "2.5.29.19"},
+      {extended(kKeyUsage), kKeyUsage, "extension stands there twice", SSH_X509_FOUND_IT,
+       "2.5.29.15"},
   };
-  const auto part = [&](const char *id, Der P::*place, const Der &fault) {
-    expect_at(id, fault, sample::with(place, fault));
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.reason);
+    const Cert cert(row.whole);
+    EXPECT_EQ(reason(cert->refusal), row.reason);
+    EXPECT_EQ(cert->refusal.found, row.found);
+    expect_refusal_at(cert->refusal, row.whole, row.fault, row.id);
+  }
+}
+
+// What is refused shows its other parts: whatever is wrong with one, cut or malformed, the others
+// are read.
+TEST_F(CertTest, PartsOfWhatIsRefused) {
+  const auto read = [](const Der &whole) {
+    SshX509CertOwner cert(ssh_x509_cert_allocate());
+    ssh_x509_cert_decode_parts(whole, cert.get());
+    EXPECT_EQ(cert->version, 0u);
+    return cert;
   };
-  part(kRsaSha256, &P::outer_algorithm, algorithm(kRsaSha256));
-  part(kRsaSha256, &P::inner_algorithm, algorithm(kRsaSha256));
-  part("", &P::inner_algorithm, algorithm(kRsaMd5));
-  part("1.2.840.10045.2.1", &P::key, key_info(null(), null(), "1.2.840.10045.2.1"));
-  for (Der P::*place : {&P::validity, &P::issuer, &P::subject}) part("", place, seq({null()}));
-  const auto extended = [&](const char *id, const Der &value, bool critical = false) {
-    const Der fault = extension(id, value, critical);
-    expect_at(id, fault, with({kKeyUsage, fault}));
-  };
-  extended("1.2.3.4", null(), true);
-  extended("2.5.29.19", set({}));
-  extended("2.5.29.14", {});
-  extended("2.5.29.15", null());  // the second of its kind
+  constexpr uint32_t kAll = 2 * SSH_X509_PART_EXTENSIONS - 1;
+  CertParts parts;
+  parts.extensions = {kKeyUsage, extension("2.5.29.19", null()),
+                      extension("2.5.29.37", seq({oid("1.2.3")}))};
+  const Der whole = parts.build();
+  const SshX509CertOwner cert = read(whole);
+  EXPECT_EQ(cert->parts, kAll);
+  EXPECT_TRUE(cert->extended_key_usage && cert->extensions.test(SSH_X509_EXT_KEY_USAGE));
+  EXPECT_FALSE(cert->extensions.test(SSH_X509_EXT_BASIC_CONSTRAINTS));
+  EXPECT_EQ(decimal(cert->serial), "78187493520");
+  EXPECT_EQ(own_text(ssh_x509_name_text(cert->subject_names)), "CN=Subject");
+  EXPECT_EQ(cert->not_after.year, 2051u);
+
+  const struct {
+    Der P::*place;
+    Der given;
+    uint32_t lost;
+  } rows[] = {{&P::version, wrap(0, integer(8)), SSH_X509_PART_VERSION},
+              {&P::serial, {}, SSH_X509_PART_SERIAL},
+              {&P::issuer, seq({null()}), SSH_X509_PART_ISSUER},
+              {&P::validity, seq({null(), text(0x18, "20510203040506Z")}), SSH_X509_PART_START},
+              {&P::subject, {0x30, 3, 0x31, 5, 0}, SSH_X509_PART_SUBJECT},  // cut inside
+              {&P::key, null(), SSH_X509_PART_KEY},
+              {&P::signature, null(), SSH_X509_PART_SIGNATURE}};
+  for (const auto &row : rows) {
+    CertParts wrong = parts;
+    wrong.*row.place = row.given;
+    EXPECT_EQ(read(wrong.build())->parts, kAll & ~row.lost) << hex(row.given);
+  }
+  uint32_t before = 0;
+  for (size_t size = 0; size < whole.size(); ++size) {  // what was read of less is read of more
+    const uint32_t read_now =
+        read(Der(whole.begin(), whole.begin() + static_cast<long>(size)))->parts;
+    EXPECT_EQ(before & ~read_now, 0u) << size;
+    before = read_now;
+  }
+  EXPECT_EQ(before, kAll & ~SSH_X509_PART_SIGNATURE);
 }
 
 }  // namespace

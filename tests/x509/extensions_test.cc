@@ -147,6 +147,7 @@ const std::string kNamed = "dn=" + hex(common_name("C"));
 TEST_F(ExtensionsTest, KeyUsage) {
   run("2.5.29.15", {{unhex("0303070080"), "8"},
                     {unhex("0306000102030405"), "7,14,22,23,29"},
+                    {unhex("030207FF"), "0,1,2,3,4,5,6,7", "0"},  // the unused bits are none
                     {unhex("03020780FF"), "0", kRefused},
                     {unhex("2305 03030780 00"), "", kRefused},
                     {unhex("0300"), kRefused},
@@ -190,7 +191,6 @@ TEST_F(ExtensionsTest, Policies) {
       {seq({null(), seq({oid("1.2")})}), "1.2; 1.2; ", kRefused},
       {set({}), kRefused},
       {qualified(".1", text(0x16, "u")), "1.2.3;2:u - -  "},
-      {qualified(".3", kOne), kRefused},
       {notice({reference(0x16, {kOne, kOne, integer(0xFFFF)})}), "1.2.3;- 2:Or - 3*65535  "},
       {notice({reference(0x16, {integer(0x10000)})}), kRefused},
       {notice({kBare, text(0x1E, "x")}), "1.2.3;- 2:Or unreadable  "},
@@ -210,6 +210,13 @@ TEST_F(ExtensionsTest, Policies) {
   rows.push_back({notice({kBare, kUtf8}), "1.2.3;- 2:Or 10:\xC3\xA9  "});
   rows.push_back({notice({kUtf8}), kRefused, "1.2.3;- - 10:\xC3\xA9  "});
   run("2.5.29.32", rows);
+  // One that is not known is kept, unless the policies are critical.
+  const ProfileScope modern(SSH_X509_MODERN);
+  for (const char *last : {".3", ""}) {
+    const Cert cert = with_extension("2.5.29.32", qualified(last, kOne));
+    EXPECT_EQ(hex(cert->policies->qualifiers->value), hex(kOne));
+    EXPECT_FALSE(with_extension("2.5.29.32", qualified(last, kOne), true));
+  }
 }
 
 // Classic takes every element as one constraint; the size of the first number decides for both.
@@ -344,16 +351,22 @@ TEST_F(ExtensionsTest, KeptKinds) {
     Der value;
     std::string shown;
     std::vector<std::string> ids;
-  } forms[] = {{null(), "/", {"1.3.6.1.4.1.11129.2.4.3", "1.3.6.1.5.5.7.48.1.5"}},
-               {some, "0001/", {"1.3.6.1.4.1.11129.2.4.2", "1.3.6.1.4.1.311.21.2"}},
-               {bits({0x40}, 6), "40/", {netscape + "1"}},
-               {integer(0x10001), "010001/", {"1.3.6.1.4.1.311.21.1"}},
-               {text(0x16, "hi"),
-                "/2:hi",
-                {netscape + "2", netscape + "3", netscape + "4", netscape + "7", netscape + "8",
-                 netscape + "12", netscape + "13"}},
-               {text(0x1E, "Ab"), "/8:Ab", {"1.3.6.1.4.1.311.20.2"}},
-               {items, "/" + hex(item), {"1.3.6.1.5.5.7.1.3", "1.3.6.1.4.1.311.21.10"}}};
+  } forms[] = {
+      {null(), "/", {"1.3.6.1.4.1.11129.2.4.3", "1.3.6.1.5.5.7.48.1.5"}},
+      {some, "0001/", {"1.3.6.1.4.1.11129.2.4.2", "1.3.6.1.4.1.311.21.2"}},
+      {bits({0x40}, 6), "40/", {netscape + "1"}},
+      {integer(0x10001), "010001/", {"1.3.6.1.4.1.311.21.1"}},
+      {text(0x16, "hi"),
+       "/2:hi",
+       {netscape + "2", netscape + "3", netscape + "4", netscape + "7", netscape + "8",
+        netscape + "12"}},
+      {text(0x1E, "Ab"), "/8:Ab", {"1.3.6.1.4.1.311.20.2"}},
+      {items,
+       "/" + hex(item),
+       {"1.3.6.1.5.5.7.1.3", "1.3.6.1.4.1.311.21.10", "1.3.6.1.5.5.7.1.7", "1.3.6.1.5.5.7.1.8"}}};
+  run(netscape + "13", {{text(0x16, "hi"), kPassed, hex(text(0x16, "hi")) + "//2:hi "},
+                        {text(0x13, "hi"), kPassed, hex(text(0x13, "hi")) + "//0:hi "},
+                        {text(0x0C, "hi"), kPassed, kRefused}});
   for (const auto &form : forms) {
     for (const std::string &id : form.ids) {
       run(id, {{form.value, kPassed, hex(form.value) + "/" + form.shown + " "}});

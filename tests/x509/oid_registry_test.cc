@@ -30,7 +30,7 @@ constexpr Table kTables[] = {
     {SSH_OID_POLICY_QUALIFIER, "1.3.6.1.5.5.7.2", 3},
     {SSH_OID_PUBLIC_KEY, "1.2.840.10045.2.1", 7, true},
     {SSH_OID_SIGNATURE, "1.2.840.113549.1.1.14", 16, true},
-    {SSH_OID_EXTENSION, "2.5.29.54", 23, true},
+    {SSH_OID_EXTENSION, "2.5.29.54", 25, true},
     {SSH_OID_DN, "2.5.4.9", 9, true},
 };
 
