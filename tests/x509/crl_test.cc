@@ -63,19 +63,20 @@ TEST_F(CrlTest, Structure) {
   parts.version = {};
   parts.extensions = {kNumber};
   EXPECT_EQ(Crl(parts.build())->version, 2u) << "no version, but extensions";
-  EXPECT_EQ(hex(Crl(with(&P::outer_algorithm, kDsa))->signature), "00112233445566778899");
-  expect_all<Crl>(true, {with(&P::inner_algorithm, null()), with(&P::issuer, seq({})),
-                         with(&P::outer_algorithm, algorithm("1.3.14.7.2.3.2")),  // ElGamal
-                         with(&P::next_update, {})});
+  EXPECT_EQ(hex(Crl(with(&CrlParts::outer_algorithm, kDsa))->signature), "00112233445566778899");
+  expect_all<Crl>(true, {with(&CrlParts::inner_algorithm, null()), with(&CrlParts::issuer, seq({})),
+                         with(&CrlParts::outer_algorithm, algorithm("1.3.14.7.2.3.2")),  // ElGamal
+                         with(&CrlParts::next_update, {})});
   {
     const ProfileScope modern(SSH_X509_MODERN);  // the version is what the CRL says
     EXPECT_EQ(Crl(parts.build())->version, 1u);
-    EXPECT_EQ(Crl(with(&P::version, integer(0)))->version, 1u);
+    EXPECT_EQ(Crl(with(&CrlParts::version, integer(0)))->version, 1u);
   }
-  expect_all<Crl>(false,
-                  {with(&P::version, integer(0)), with(&P::version, integer(0x100000001)),
-                   with(&P::this_update, text(0x17, "01")), with(&P::issuer, seq({null()})),
-                   with(&P::next_update, text(0x18, "20019999")), Der(SSH_X509_INPUT_MAX + 1)});
+  expect_all<Crl>(
+      false,
+      {with(&CrlParts::version, integer(0)), with(&CrlParts::version, integer(0x100000001)),
+       with(&CrlParts::this_update, text(0x17, "01")), with(&CrlParts::issuer, seq({null()})),
+       with(&CrlParts::next_update, text(0x18, "20019999")), Der(SSH_X509_INPUT_MAX + 1)});
   // Reading the place of an issuing distribution point takes the issuer's entry, unlike that of a
   // certificate's distribution point.
   const Der kUnit = set({attribute("2.5.4.11", text(0x13, "Unit"))});
