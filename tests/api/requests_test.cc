@@ -106,6 +106,7 @@ TEST_F(ApiRequestsTest, PayloadsOfEveryExport) {
 TEST_F(ApiRequestsTest, RefusedBeforeAnIdentifierIsTaken) {
   Agent agent;
   Calls calls;
+  const Search search;
   const char *names[4] = {};
   constexpr uint32_t kMost = 0x63FE000 - 6 * 4;  // six lengths
   const Der octets(kMost, 0x5A);
@@ -119,6 +120,9 @@ TEST_F(ApiRequestsTest, RefusedBeforeAnIdentifierIsTaken) {
     EXPECT_EQ(KwPkiCertRequestAsync(block, names, nullptr, status, &calls, &agent),
               KWPKI_NOT_POSTED);
   }
+  const auto list = Calls::on_list;
+  for (const auto &[first, second] : {std::pair{KwPkiSearch(search), KwPkiSearch()}, {{}, search}})
+    EXPECT_EQ(KwPkiSearchPathAsync(first, second, nullptr, list, &calls, &agent), KWPKI_NOT_POSTED);
   EXPECT_EQ(agent.posted.size(), 1u);
   EXPECT_EQ(KwPkiCertRequestAsync(&fits, names, nullptr, status, &calls, &agent), KWPKI_OK);
   EXPECT_EQ(host::id(agent.last()), before + 1);

@@ -54,6 +54,9 @@ TEST_F(Strings, WireOctetsAreReadAndWritten) {
             hex(unhex("41 dfbf e0a080 efbfbf f0908080 f7bfbfbf f888808080 fbbfbfbfbf"
                       "fc8480808080 fdbfbfbfbfbf")));
   EXPECT_EQ(wire(of_letters(SSH_CHARSET_UTF8, {0x41, 0x80000000}).get()), "null");
+  const SshStrOwner grown = of_letters(SSH_CHARSET_PRINTABLE, {});
+  for (int i = 0; i < 2000; ++i) ssh_str_append_letter(grown.get(), 'A');
+  EXPECT_EQ(wire(grown.get()).size(), 4000u);
 }
 
 // Classic alone reads overlong forms, surrogates, what lies beyond the last letter or has more than
