@@ -5,11 +5,17 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <optional>
+#include <vector>
 
+#include "asn1/ber.h"
+#include "asn1/status.h"
+#include "cm/objects.h"
+#include "crypto/public_key.h"
 #include "kwpki.h"
 #include "kwpki/commands.h"
 #include "kwpki/text.h"
 #include "kwpki/values.h"
+#include "x509/verify.h"
 
 namespace kwpki {
 namespace {
@@ -46,22 +52,74 @@ constexpr ErrorRow kErrors[] = {
      "the message is a request; a reply with it was made from one"},
 };
 
-struct CodeText {
-  std::string_view digits;
-  int base;
+// The statuses that the layers of the library use among themselves, which logs and the texts of
+// fatal errors show. They are small numbers, so that one may mean something in several layers.
+struct LayerRow {
+  std::string_view layer;
+  uint32_t code;
+  std::string_view meaning;
+};
+constexpr LayerRow kLayers[] = {
+    {"BER", SSH_BER_NO_ROOM, "writing: the header does not fit"},
+    {"BER", SSH_BER_CUT, "the octets end inside the element"},
+    {"BER", SSH_BER_TAG_TOO_LONG, "a tag number of more than four octets"},
+    {"BER", SSH_BER_LENGTH_TOO_LONG, "more than four length octets"},
+    {"keys", SSH_KEY_OK, "success"},
+    {"keys", SSH_KEY_FAILED, "key data could not be made, exported or imported"},
+    {"keys", SSH_KEY_BAD_TAG, "a tag that is not allowed here"},
+    {"keys", SSH_KEY_UNKNOWN_NAME, "an unknown action or scheme name"},
+    {"keys", SSH_KEY_BAD_FORMAT, "not a key blob, or a key name that does not parse"},
+    {"keys", SSH_KEY_REFUSED, "a value, slot or scheme that the key type refuses"},
+    {"keys", SSH_KEY_BAD_SIGNATURE, "the signature does not fit"},
+    {"keys", SSH_KEY_NO_SCHEME, "the key has no scheme for this, or there is none of that name"},
+    {"keys", SSH_KEY_ABSURD, "numbers with which no key works or a computation would not end"},
+    {"keys", SSH_KEY_BAD_PEER_VALUE, "a Diffie-Hellman value that is not in the group"},
+    {"keys", SSH_KEY_TOO_LONG, "the data does not fit a key of this size"},
+    {"keys", SSH_KEY_NO_NOISE, "the operating system has no random octets to give"},
+    {"signatures", SSH_X509_VALID, "the key's owner signed these octets"},
+    {"signatures", SSH_X509_INVALID, "the signature is not of this key, or not over these octets"},
+    {"signatures", SSH_X509_SCHEME_NOT_SUPPORTED, "a scheme that is not computed here"},
+    {"signatures", SSH_X509_KEY_NOT_FIT, "no key, one of another type, too short or absurd"},
+    {"objects", SSH_CM_OK, "success"},
+    {"objects", SSH_CM_BAD_ENTRY_TYPE, "an entry of a database that is of another type or empty"},
+    {"objects", SSH_CM_RECORD_UNREADABLE, "a stored record that is cut short"},
+    {"objects", SSH_CM_CERT_UNDECODABLE, "a stored record whose certificate does not decode"},
+    {"objects", SSH_CM_BER_UNDECODABLE, "an encoding that does not decode"},
+    {"objects", SSH_CM_EMPTY, "an object that is missing, empty or already set"},
 };
 
-// Any 32-bit number is a code, a negative one as programs print signed numbers.
-std::optional<uint32_t> parse_code(std::string_view text) {
-  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  const CodeText code = {text.substr(hexadecimal ? 2 : 0), hexadecimal ? 16 : 10};
+// rows_of_layers finds what a status means in each layer; those of ASN.1 have their texts there.
+std::vector<LayerRow> rows_of_layers(uint32_t code) {
+  std::vector<LayerRow> rows;
+  if (const char *text = ssh_asn1_status_text(code)) rows.push_back({"ASN.1", code, text});
+  for (const LayerRow &row : kLayers) {
+    if (row.code == code) rows.push_back(row);
+  }
+  return rows;
+}
+
+bool is_known(uint32_t code) { return find_error(code) || !rows_of_layers(code).empty(); }
+
+std::optional<uint32_t> parse_digits(std::string_view digits, int base) {
   int64_t value = 0;
-  const char *end = code.digits.data() + code.digits.size();
-  const auto [stop, error] = std::from_chars(code.digits.data(), end, value, code.base);
-  const bool negative = value < 0 || code.digits.starts_with("-");
-  if (error != std::errc() || stop != end || (negative && hexadecimal)) return std::nullopt;
-  if (value < INT32_MIN || value > UINT32_MAX) return std::nullopt;
+  const char *end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, value, base);
+  if (error != std::errc() || stop != end || value < INT32_MIN || value > UINT32_MAX)
+    return std::nullopt;
   return static_cast<uint32_t>(value);
+}
+
+// Any 32-bit number is a code, a negative one as programs print signed numbers. Digits without 0x
+// are decimal, or hexadecimal where that is the code that there is.
+std::optional<uint32_t> parse_code(std::string_view text) {
+  const bool prefixed = text.starts_with("0x") || text.starts_with("0X");
+  if (prefixed) text.remove_prefix(2);
+  const bool negative = text.starts_with("-");
+  if (prefixed && negative) return std::nullopt;
+  const auto decimal = prefixed ? std::nullopt : parse_digits(text, 10);
+  const auto hexadecimal = negative ? std::nullopt : parse_digits(text, 16);
+  if (decimal && (is_known(*decimal) || !hexadecimal || !is_known(*hexadecimal))) return decimal;
+  return prefixed || (hexadecimal && is_known(*hexadecimal)) ? hexadecimal : std::nullopt;
 }
 
 // Names are found in any case, with their prefix or without.
@@ -89,9 +147,23 @@ std::string as_json(const ErrorRow &row) {
   return json_line(json) + "\n";
 }
 
+std::string as_text(const LayerRow &row) {
+  return fmt::format("status {} of the layer \"{}\": {}\n", row.code, row.layer, row.meaning);
+}
+
+std::string as_json(const LayerRow &row) {
+  Json json = document();
+  json["code"] = row.code;
+  json["hex"] = fmt::format("0x{:08X}", row.code);
+  json["layer"] = row.layer;
+  json["meaning"] = row.meaning;
+  return json_line(json) + "\n";
+}
+
 constexpr const char *kErrorFooter =
-    R"(A CODE is decimal (signed or not), hexadecimal with 0x, or a name such as KWPKI_FAILED. Without
-a CODE all are listed. JSON is one object a line.
+    R"(A CODE is decimal (signed or not), hexadecimal with 0x or without it, or a name such as
+KWPKI_FAILED. Small numbers are statuses of the library's layers, as logs show them. Without a CODE
+those of the interface are listed. JSON is one object a line.
 
 Exit status: 0 the code is known; 1 it is not; 2 wrong use; 3 output could not be written.)";
 
@@ -117,10 +189,10 @@ int show_error(const ErrorOptions &options, const Streams &streams) {
   }
   const std::optional<uint32_t> code = parse_code(options.code);
   const ErrorRow *row = code ? find_error(*code) : find_named(options.code);
-  if (row) {
-    write(*row);
-    return kExitOk;
-  }
+  const std::vector<LayerRow> layers = code ? rows_of_layers(*code) : std::vector<LayerRow>();
+  if (row) write(*row);
+  for (const LayerRow &layer : layers) output.write(options.json ? as_json(layer) : as_text(layer));
+  if (row || !layers.empty()) return kExitOk;
   output.fault("", code ? fmt::format("no code of the library: 0x{:08X} ({})", *code, *code)
                         : fmt::format("no code or name of the library: {}", options.code));
   return kExitRefused;
