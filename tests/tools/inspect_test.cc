@@ -44,7 +44,8 @@ TEST(Inspect, ExitCodes) {
   const std::string bad = directory.add("bad.der", certificate(kA, {kUnknown}));
   const std::string empty = directory.add("empty", "");
   const std::string other = directory.add("key.pem", pem("PRIVATE KEY", "x"));
-  const std::string missing = directory.at("missing");
+  const std::string missing = directory.at("missing"), nothing = directory.at("nothing");
+  std::filesystem::create_directory(nothing);
   const struct {
     std::vector<std::string> arguments;
     int code;
@@ -59,9 +60,9 @@ TEST(Inspect, ExitCodes) {
       {{"inspect", "--entries", "-1", good}, 2, "", "--entries"},
       {{"inspect", "--profile", "old", good}, 2, "", "--profile"},
       {{"inspect", other}, 1, "", "line 1: block 1 (PRIVATE KEY) passed over"},
-      {{other, good}, 0, kSerial, "(PRIVATE KEY) passed over"},
-      {{other}, 1, "", "there is no certificate and no CRL"},
-      {{"--find", "1", good}, 1, "", "there is no CRL"},
+      {{other, good}, 1, kSerial, "key.pem: it holds a private key"},
+      {{"inspect", nothing}, 1, "", "no certificate or CRL: the directory is empty"},
+      {{"--find", "1", good}, 1, "", "it holds a certificate"},
       {{"inspect", bad, missing, good}, 3, kSerial, "missing: No such file"},
       {{"inspect", empty, good}, 3, kSerial, "empty: holds nothing"},
   };
@@ -144,12 +145,18 @@ TEST(Inspect, LimitsEntriesButCountsAll) {
   }
 }
 
+// What is refused is shown as far as it can be read, whatever the view, with the rule.
 TEST(Inspect, ShowsTheStepThatRefused) {
   const std::string bad = certificate(kA, {kKeyUsage, kUnknown});
   const size_t offset = bad.find(octets(kUnknown));
-  const Result text = run({"inspect", "--full", "--tree-lines", "5"}, bad);
+  const std::string rule = "critical extension 1.2.3.4 is not known, at " + std::to_string(offset);
+  const Result brief = run({}, bad), text = run({"inspect", "--full", "--tree-lines", "5"}, bad);
+  for (const char *line : {"  Subject       CN=A\n", kSerial, "  Key           RSA, 264 bits\n"})
+    EXPECT_THAT(brief.out, HasSubstr(line));
+  EXPECT_THAT(brief.out, HasSubstr("refused as a certificate: " + rule));
   EXPECT_EQ(text.code, 1);
-  EXPECT_THAT(text.out, HasSubstr("at offset " + std::to_string(offset) + ", identifier 1.2.3.4"));
+  EXPECT_THAT(text.out, HasSubstr(rule));
+  EXPECT_THAT(text.out, HasSubstr("key usage, critical: digital signature\n"));
   EXPECT_EQ(count(text.out, "<-- refused here"), 1u)
       << "the refused element is shown whatever the limit";
   EXPECT_THAT(text.out, HasSubstr("more elements (--tree-lines all"));
@@ -157,7 +164,84 @@ TEST(Inspect, ShowsTheStepThatRefused) {
   const json object = run({"inspect", "--json"}, bad).objects().at(0);
   EXPECT_EQ(object["accepted"], false);
   EXPECT_EQ(object["refusal"]["offset"], offset);
-  EXPECT_EQ(object["refusal"]["identifier"]["oid"], "1.2.3.4");
+  EXPECT_EQ(object["refusal"]["oid"], "1.2.3.4");
+  EXPECT_EQ(object["subject"]["text"], "CN=A");
+
+  sample::CertParts parts;  // what cannot be read is not made up
+  parts.version = der::wrap(0, der::integer(8));
+  parts.subject = der::null();
+  const Result other = run({}, octets(parts.build()));
+  EXPECT_THAT(other.out, HasSubstr("version is 8; 0 to 2 are defined, at "));
+  EXPECT_THAT(other.out, HasSubstr("  Subject       cannot be read\n"));
+  const json shown = run({"inspect", "--json"}, octets(parts.build())).objects().at(0);
+  EXPECT_EQ(shown["refusal"]["found"], "8");
+  EXPECT_FALSE(shown.contains("subject") || shown.contains("version"));
+  const Result list = run({"inspect", "--json"}, replaced(crl(2), "\x02\x01\x01", "\x02\x01\x07"));
+  EXPECT_EQ(list.objects().at(0)["entry_count"], 2);
+}
+
+// What a file is that holds something else; and the forms that a certificate has as text.
+TEST(Inspect, TellsWhatAFileIs) {
+  const Der oid = der::oid("1.2.3"), algorithm = der::seq({oid, der::null()}),
+            one = der::integer(1);
+  const Der key = der::seq({algorithm, der::bits({1, 2})}), blob = der::octets(Der{1, 2});
+  const Der data = der::seq({der::oid("1.2.840.113549.1.7.1"), der::wrap(0, blob)});
+  const Der id = der::seq({algorithm, blob, blob, one});
+  const auto bundle = [](const Der &content) {
+    return der::seq({der::oid("1.2.840.113549.1.7.2"), der::wrap(0, der::tlv(0x30, content))});
+  };
+  const std::pair<std::string, const char *> rows[] = {
+      {"no certificate", "text"},
+      {octets(data), "pkcs7"},
+      {octets(bundle({})), "pkcs7"},
+      {octets(der::seq({der::integer(3), data})), "pkcs12"},
+      {octets(der::seq(
+           {der::seq({der::integer(0), kA, key, der::wrap(0, {})}), algorithm, der::bits({1})})),
+       "certification_request"},
+      {octets(der::seq({der::integer(0), algorithm, blob})), "private_key"},
+      {octets(der::seq({algorithm, blob})), "private_key"},
+      {octets(der::seq({one, one, one, one, one, one, one, one, one})), "private_key"},
+      {octets(der::seq({one, blob, der::wrap(0, oid)})), "private_key"},
+      {octets(key), "public_key"},
+      {octets(der::seq({one, one})), "public_key"},
+      {octets(der::seq({der::seq({der::seq({der::seq({id})})})})), "ocsp_request"},
+      {octets(der::seq({unhex("0A0100"), der::wrap(0, data)})), "ocsp_response"},
+      {octets(der::seq({der::null()})), "unknown"},
+      {std::string("\0\1\2", 3), "unknown"}};
+  for (const auto &[file, kind] : rows) {
+    const Result result = run({"inspect", "--json"}, file);
+    EXPECT_EQ(result.code, 1) << kind;
+    EXPECT_EQ(result.objects().at(0)["kind"], kind);
+    EXPECT_THAT(result.err, HasSubstr("no certificate or CRL in standard input: it holds "))
+        << kind;
+  }
+  const std::string plain = certificate(kA, {}), armour = pem("CERTIFICATE", plain);
+  std::string wide, base64;
+  for (const char c : armour) wide += {c, '\0'};
+  kwpki::append_base64(base64, ssh_text_bytes(plain));
+  const std::string list = crl(1);
+  const Der inside =
+      der::join({one, der::set({}), data, der::tlv(0xA0, Der(plain.begin(), plain.end())),
+                 der::tlv(0xA1, Der(list.begin(), list.end()))});
+  const std::pair<std::string, const char *> forms[] = {
+      {wide, "pem"},
+      {"\xFF\xFE" + wide, "pem"},
+      {base64 + "\n", "base64"},
+      {kwpki::hex(ssh_text_bytes(plain)), "hexadecimal"},
+      {pem("PKCS7", octets(bundle(inside))), "pem"},
+      {octets(bundle(inside)), "der"}};
+  for (const auto &[file, format] : forms) {
+    const Result result = run({"inspect", "--json"}, file);
+    EXPECT_EQ(result.code, 0) << format << result.err;
+    EXPECT_EQ(result.objects().at(0)["format"], format);
+    EXPECT_EQ(result.objects().at(0)["subject"]["text"], "CN=A");
+  }
+  EXPECT_EQ(run({"inspect", "--json"}, octets(bundle(inside))).objects().at(1)["kind"], "crl");
+  // What the library's own reader, or another one, may read otherwise.
+  EXPECT_THAT(run({}, replaced(armour, "CERTIFICATE-----\nMI", "CERTIFICATE-----\nM*I")).err,
+              HasSubstr("stray characters in the armour, in line 2"));
+  EXPECT_THAT(run({}, replaced(armour, "-----\nMI", "-----\nComment: x\n\nMI")).err,
+              HasSubstr("KwPkiReadFile reads this armour otherwise"));
 }
 
 // ending gives a certificate that expires so many days from now.

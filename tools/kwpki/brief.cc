@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 #include "kwpki/describe.h"
@@ -54,7 +55,7 @@ std::string span_text(seconds span) {
 
 std::string marked(const Expiry &expiry, seconds soon, const Style &style,
                    const std::string &text) {
-  return expiry.early || expires_soon(expiry, soon) ? style.warning(text) : text;
+  return expiry.early || expiry.refused || expires_soon(expiry, soon) ? style.warning(text) : text;
 }
 
 // date_text is a time in UTC; the zone is said once, behind a period.
@@ -69,19 +70,51 @@ std::string date_text(const SshBerTime &time) {
                      clock.hours().count(), clock.minutes().count(), clock.seconds().count());
 }
 
+// The lines of a record that is refused and the parts that they take. Some are left out without
+// them, as they would look like an answer.
+constexpr uint32_t kWholeElement = 1u << 31;  // that the fingerprints are of
+constexpr struct {
+  std::string_view label;
+  uint32_t parts;
+  bool left_out = false;
+} kLineParts[] = {
+    {"Subject", SSH_X509_PART_SUBJECT},
+    {"Issuer", SSH_X509_PART_ISSUER},
+    {"Serial", SSH_X509_PART_SERIAL},
+    {"Valid", SSH_X509_PART_START | SSH_X509_PART_END},
+    {"Key", SSH_X509_PART_KEY},
+    {"Signed with", SSH_X509_PART_ALGORITHM},
+    {"Revoked", SSH_X509_PART_ENTRIES, true},
+    {"Names", SSH_X509_PART_EXTENSIONS, true},
+    {"Authority", SSH_X509_PART_EXTENSIONS, true},
+    {"SHA-256", kWholeElement, true},
+    {"SHA-1", kWholeElement, true},
+};
+
+template <class Record>
+uint32_t parts_of(const Record &record) {
+  if (record.version != 0) return UINT32_MAX;
+  return record.parts | (record.element.empty() ? 0 : kWholeElement);
+}
+
 class Lines {
  public:
-  explicit Lines(const Style &style) : style_(style) {}
+  Lines(const Style &style, uint32_t parts) : style_(style), parts_(parts) {}
   // add appends a line, or nothing if there is nothing to tell.
   void add(const char *label, const std::string &text) {
-    if (text.empty()) return;
+    const auto *row = std::find_if(std::begin(kLineParts), std::end(kLineParts),
+                                   [label](const auto &r) { return r.label == label; });
+    const bool unread = row != std::end(kLineParts) && (row->parts & ~parts_) != 0;
+    if (text.empty() || (unread && row->left_out)) return;
     text_ += "  " + style_.label(label) +
-             std::string(kLabel - std::string_view(label).size(), ' ') + text + '\n';
+             std::string(kLabel - std::string_view(label).size(), ' ') +
+             (unread ? style_.warning("cannot be read") : text) + '\n';
   }
   [[nodiscard]] const std::string &text() const { return text_; }
 
  private:
   const Style &style_;
+  uint32_t parts_;
   std::string text_;
 };
 
@@ -200,6 +233,7 @@ std::string names_text(const SshX509Cert &cert) {
 }
 
 std::string authority_text(const SshX509Cert &cert) {
+  if (cert.version == 0 && !cert.extensions.test(SSH_X509_EXT_BASIC_CONSTRAINTS)) return "";
   if (!cert.ca) return "no";
   return cert.path_length == SSH_X509_NO_LIMIT
              ? "yes"
@@ -234,6 +268,7 @@ std::string fitted(const std::string &text, size_t columns) {
 }
 
 std::string left_text(const Expiry &expiry, seconds soon) {
+  if (expiry.refused) return "! REFUSED";
   if (expiry.early) return "! not yet";
   if (!expiry.known) return "  -";
   return (expires_soon(expiry, soon) ? "! " : "  ") +
@@ -255,11 +290,15 @@ bool expires_soon(const Expiry &expiry, seconds soon) {
 }
 
 Expiry expiry_of(const SshX509Cert &cert, Moment now) {
-  return expiry_between(cert.not_before, cert.not_after, now);
+  Expiry expiry = expiry_between(cert.not_before, cert.not_after, now);
+  expiry.refused = cert.version == 0;
+  return expiry;
 }
 
 Expiry expiry_of(const SshX509Crl &crl, Moment now) {
-  return expiry_between(crl.this_update, crl.next_update, now);
+  Expiry expiry = expiry_between(crl.this_update, crl.next_update, now);
+  expiry.refused = crl.version == 0;
+  return expiry;
 }
 
 std::string expiry_text(const Expiry &expiry) {
@@ -287,7 +326,7 @@ std::string validity_words(const SshX509Cert &cert, Moment now, seconds soon, co
 
 std::string brief(const SshX509Cert &cert, Moment now, seconds soon, const Style &style) {
   const Json json = certificate_json(cert);
-  Lines lines(style);
+  Lines lines(style, parts_of(cert));
   const std::string subject = own_name(json["subject"]), issuer = own_name(json["issuer"]);
   lines.add("Subject", subject);
   lines.add("Issuer", issuer == subject ? "the same" : issuer);
@@ -303,7 +342,7 @@ std::string brief(const SshX509Cert &cert, Moment now, seconds soon, const Style
 
 std::string brief(const SshX509Crl &crl, Moment now, seconds soon, const Style &style) {
   const Json json = crl_json(crl);
-  Lines lines(style);
+  Lines lines(style, parts_of(crl));
   lines.add("Issuer", own_name(json["issuer"]));
   lines.add("Valid",
             period_text(crl.this_update, crl.next_update, expiry_of(crl, now), soon, style));

@@ -19,6 +19,7 @@ struct Expiry {
   bool known = false;    // the period has an end
   bool early = false;    // it has not begun
   bool expired = false;  // it has ended
+  bool refused = false;  // it is of a record that is refused
   std::chrono::seconds left{};
 };
 Expiry expiry_of(const SshX509Cert &cert, Moment now);

@@ -136,15 +136,14 @@ Step Chains::step_of(const PathStep &found, size_t index, size_t count, bool *re
     *refused = true;
     step.problems.push_back(
         {"refused-by-library",
-         fmt::format("the library refuses it: {} at offset {}",
-                     cert->refusal ? cert->refusal.structure : "unknown", cert->refusal.offset),
+         "the library refuses it: " + refusal_text(cert->refusal, found.der),
          {},
          {}});
     return step;
   }
-  step.scheme = cert->signature_scheme;
+  step.scheme = scheme_of(*cert);
   // A root is trusted for its key; what its own signature is worth does not matter.
-  if (step.role[0] != 'r') step.weak.push_back(weak_hash(cert->signature_scheme, cert->algorithm));
+  if (step.role[0] != 'r') step.weak.push_back(weak_hash(step.scheme, cert->algorithm));
   step.weak.push_back(weak_key(cert->key));
   std::erase(step.weak, "");
   return step;

@@ -6,6 +6,7 @@
 #include "kwpki/extensions.h"
 #include "kwpki/keys.h"
 #include "kwpki/text.h"
+#include "kwpki/tree.h"
 #include "x509/algorithm.h"
 
 namespace kwpki {
@@ -26,7 +27,7 @@ template <class Record>
 Json signature_of(const Record &record) {
   SshX509Algorithm algorithm;
   const bool read = ssh_x509_algorithm_read(record.algorithm, &algorithm);
-  Json json = {{"scheme", record.signature_scheme},
+  Json json = {{"scheme", record.signature_scheme ? Json(record.signature_scheme) : Json()},
                {"algorithm", read ? oid_json(algorithm.id) : Json()},
                {"key_type", key_type(record.signature_key_type)}};
   Json parameters = record.signature_key_type == SSH_OID_KEY_RSA_PSS
@@ -39,6 +40,7 @@ Json signature_of(const Record &record) {
 template <class Record>
 void set_signed(Json &json, const Record &record) {
   json["signature_value"] = hex(record.signature);
+  if (record.element.empty()) return;  // it is cut
   json["signed_data"] = Json{{"offset", record.signed_data.data() - record.element.data()},
                              {"length", record.signed_data.size()}};
   json["fingerprints"] = fingerprints_json(record.element);
@@ -55,6 +57,50 @@ Surroundings around(Bytes input, Bytes element) {
 
 std::string octets_text(size_t count) {
   return fmt::format("{} byte{}", count, count == 1 ? "" : "s");
+}
+
+template <class Record>
+std::string scheme_text(const Record &record) {
+  if (record.signature_scheme) return record.signature_scheme;
+  SshX509Algorithm algorithm;
+  if (!ssh_x509_algorithm_read(record.algorithm, &algorithm)) return "unknown";
+  const Json json = oid_json(algorithm.id);
+  return json.value("name", json["oid"].template get<std::string>());
+}
+
+// found_text tells what stands at the place of a refusal: its value, or what it is with its value.
+std::string found_text(const SshX509Refusal &refusal, Bytes input) {
+  if (refusal.found == SSH_X509_FOUND_END || refusal.offset >= input.size()) return "nothing";
+  const auto [name, value] = element_text(input.subspan(refusal.offset));
+  if (name.empty()) return "no element";
+  if (refusal.found == SSH_X509_FOUND_VALUE && !value.empty()) return value;
+  const bool vowel = name[0] == 'I' || name[0] == 'O' || name[0] == 'E';
+  return fmt::format("{} {}{}{}", vowel ? "an" : "a", name, value.empty() ? "" : " ", value);
+}
+
+// The members of a document and the parts that they show.
+constexpr struct {
+  std::string_view member;
+  SshX509Part part;
+} kParts[] = {
+    {"version", SSH_X509_PART_VERSION},       {"serial", SSH_X509_PART_SERIAL},
+    {"signature", SSH_X509_PART_ALGORITHM},   {"issuer", SSH_X509_PART_ISSUER},
+    {"this_update", SSH_X509_PART_START},     {"next_update", SSH_X509_PART_END},
+    {"subject", SSH_X509_PART_SUBJECT},       {"public_key", SSH_X509_PART_KEY},
+    {"extensions", SSH_X509_PART_EXTENSIONS}, {"signature_value", SSH_X509_PART_SIGNATURE},
+    {"entry_count", SSH_X509_PART_ENTRIES},
+};
+
+template <class Record>
+void drop_parts(Json &json, const Record &record) {
+  if (record.stated_version) json["version"] = record.stated_version;
+  for (const auto &row : kParts) {
+    if (!has_part(record, row.part)) json.erase(std::string(row.member));
+  }
+  if (!json.contains("validity")) return;
+  if (!has_part(record, SSH_X509_PART_START)) json["validity"].erase("not_before");
+  if (!has_part(record, SSH_X509_PART_END)) json["validity"].erase("not_after");
+  if (json["validity"].empty()) json.erase("validity");
 }
 
 }  // namespace
@@ -131,10 +177,46 @@ Json entry_extensions_json(const SshX509RevokedEntry &entry) {
   return extensions_json(entry);
 }
 
-Json refusal_json(const SshX509Refusal &refusal) {
-  Json json = {{"structure", refusal ? refusal.structure : "unknown"}, {"offset", refusal.offset}};
-  if (refusal.identifier) json["identifier"] = oid_json(refusal.identifier);
+std::string scheme_of(const SshX509Cert &cert) { return scheme_text(cert); }
+
+std::string scheme_of(const SshX509Crl &crl) { return scheme_text(crl); }
+
+Json refusal_json(const SshX509Refusal &refusal, Bytes input) {
+  if (!refusal) return Json{{"structure", "unknown"}, {"offset", 0}};
+  Json json = {{"structure", refusal.structure}, {"rule", refusal.rule}};
+  json["found"] = found_text(refusal, input);
+  json["offset"] = refusal.offset;
+  if (refusal.identifier) json.update(oid_json(refusal.identifier));
   return json;
 }
+
+std::string refusal_text(const SshX509Refusal &refusal, Bytes input) {
+  const Json json = refusal_json(refusal, input);
+  std::string text = json["structure"].get<std::string>();
+  if (!refusal) return text;
+  const std::string rule = json["rule"].get<std::string>(),
+                    found = json["found"].get<std::string>();
+  switch (refusal.found) {
+    case SSH_X509_FOUND_IT:
+      if (json.contains("oid")) text += " " + json["oid"].get<std::string>();
+      if (json.contains("name")) text += fmt::format(" ({})", json["name"].get<std::string>());
+      text += " " + rule;
+      break;
+    case SSH_X509_FOUND_VALUE:
+      text += fmt::format(" is {}; {}", found, rule);
+      break;
+    case SSH_X509_FOUND_INSIDE:
+      text += fmt::format(" holds {}; {}", found, rule);
+      break;
+    case SSH_X509_FOUND_END:
+      text += fmt::format(" ends; {}", rule);
+      break;
+  }
+  return text + fmt::format(", at {}", refusal.offset);
+}
+
+void drop_unread(Json &json, const SshX509Cert &cert) { drop_parts(json, cert); }
+
+void drop_unread(Json &json, const SshX509Crl &crl) { drop_parts(json, crl); }
 
 }  // namespace kwpki

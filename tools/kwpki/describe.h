@@ -9,7 +9,14 @@
 
 namespace kwpki {
 
-// These show records that were decoded.
+// These show records that were decoded, or of which parts were read: has_part tells of a record
+// what it has, and drop_unread takes the members away that show what it has not.
+template <class Record>
+[[nodiscard]] bool has_part(const Record &record, SshX509Part part) {
+  return record.version != 0 || (record.parts & part) != 0;
+}
+void drop_unread(Json &json, const SshX509Cert &cert);
+void drop_unread(Json &json, const SshX509Crl &crl);
 Json certificate_json(const SshX509Cert &cert);
 Json crl_json(const SshX509Crl &crl);
 Json entry_json(const SshX509RevokedEntry &entry);  // but for its extensions
@@ -19,8 +26,15 @@ Json entry_extensions_json(const SshX509RevokedEntry &entry);
 Json signature_json(const SshX509Cert &cert);
 Json signature_json(const SshX509Crl &crl);
 
-// refusal_json is {"structure", "offset", "identifier" if there is one}.
-Json refusal_json(const SshX509Refusal &refusal);
+// refusal_json is {"structure", "rule", "found", "offset", "oid" and its "name" if there is one}:
+// what stands at the offset of the input that was refused. refusal_text says the same to people:
+// "version is 8; 0 to 2 are defined, at 7".
+Json refusal_json(const SshX509Refusal &refusal, Bytes input);
+std::string refusal_text(const SshX509Refusal &refusal, Bytes input);
+
+// scheme_of gives the scheme of a signature, or the name of an algorithm that has none.
+std::string scheme_of(const SshX509Cert &cert);
+std::string scheme_of(const SshX509Crl &crl);
 
 // set_surroundings adds how many octets stand around the one element that was read, as
 // "leading_bytes" and "trailing_bytes", if any do. surroundings_text says so to people: "2 octets

@@ -71,6 +71,29 @@ Json timestamp_json(Bytes octets) {
   return reader.whole() ? json : Json();
 }
 
+template <SshAsn1Text Text, class... Outputs>
+bool read_whole(SshAsn1Node node, SshAsn1Template<Text> text, Outputs... outputs) {
+  return node &&
+         ssh_asn1_read_node_as(SshAsn1Mode::kWhole, node.alone(), text, outputs...) == SSH_ASN1_OK;
+}
+
+// AS numbers have 32 bits; making the decimal text of others may take long.
+std::string short_number(const SshMpInt &value) {
+  return value.bits() <= 64 ? take(value.to_decimal()) : "0x" + hex(value.magnitude());
+}
+
+// address fills an address up whose bits are the first that there are; the others all are as `rest`
+// has them.
+std::string address(const SshAsn1Bits &bits, bool v6, uint8_t rest) {
+  std::vector<uint8_t> octets(v6 ? 16 : 4, rest);
+  if (bits.bits > octets.size() * 8) return hex(bits.octets);
+  for (size_t i = 0; i < bits.bits; ++i) {
+    const auto bit = static_cast<uint8_t>(0x80 >> i % 8);
+    octets[i / 8] = static_cast<uint8_t>((octets[i / 8] & ~bit) | (bits.octets[i / 8] & bit));
+  }
+  return ip_text(octets);
+}
+
 }  // namespace
 
 Json timestamps_json(Bytes octets) {
@@ -100,6 +123,71 @@ Json items_json(Bytes items, const char *name) {
     json.push_back(std::move(shown));
   }
   return cursor.failed() ? Json() : json;
+}
+
+// IPAddressFamily ::= SEQUENCE { addressFamily OCTET STRING, CHOICE { inherit NULL,
+//      addressesOrRanges SEQUENCE OF CHOICE { addressPrefix BIT STRING,
+//           addressRange SEQUENCE { min BIT STRING, max BIT STRING } } } }   RFC 3779, 2.2.3
+Json ip_blocks_json(const SshX509Extra &extra) {
+  SshAsn1Work work = SshAsn1Work::for_input(extra.items.size());
+  Json json = Json::array();
+  for (SshAsn1Node n = ssh_asn1_list_of(extra.items, &work); n; n = ssh_asn1_node_next(n)) {
+    Bytes family;
+    SshAsn1Node list;
+    int which = -1;
+    if (!read_whole(n, "(sequence ()(octet-string ())(choice(null ())(sequence ()(any ()))))"_asn1,
+                    &family, &which, &list) ||
+        family.size() < 2)
+      return nullptr;
+    const bool v6 = family[1] == 2;
+    Json blocks = which == 0 ? Json("inherited") : Json::array();
+    for (; list; list = ssh_asn1_node_next(list)) {
+      SshAsn1Bits first, last;
+      const bool prefix = read_whole(list, "(bit-string ())"_asn1, &first);
+      if (!prefix &&
+          !read_whole(list, "(sequence ()(bit-string ())(bit-string ()))"_asn1, &first, &last))
+        return nullptr;
+      if (!take_item()) return kOmitted;
+      blocks.push_back(prefix ? fmt::format("{}/{}", address(first, v6, 0), first.bits)
+                              : address(first, v6, 0) + " to " + address(last, v6, 0xFF));
+    }
+    json.push_back({{"family", v6 ? "IPv6" : "IPv4"}, {"blocks", std::move(blocks)}});
+  }
+  return json;
+}
+
+// ASIdentifiers ::= SEQUENCE { asnum [0] EXPLICIT ASIdentifierChoice OPTIONAL, rdi [1] EXPLICIT
+//      ASIdentifierChoice OPTIONAL }
+// ASIdentifierChoice ::= CHOICE { inherit NULL, asIdsOrRanges SEQUENCE OF CHOICE { id INTEGER,
+//      range SEQUENCE { min INTEGER, max INTEGER } } }                       RFC 3779, 3.2.3
+Json as_numbers_json(const SshX509Extra &extra) {
+  SshAsn1Work work = SshAsn1Work::for_input(extra.value.size());
+  Json json = Json::object();
+  SshAsn1Node given[2];
+  int has[2] = {};
+  if (!read_whole(ssh_asn1_list_of(extra.value, &work),
+                  "(sequence ()(optional(any (e 0)))(optional(any (e 1))))"_asn1, &has[0],
+                  &given[0], &has[1], &given[1]))
+    return nullptr;
+  for (int i = 0; i < 2; ++i) {
+    SshAsn1Node list;
+    int which = -1;
+    if (!has[i]) continue;
+    if (!read_whole(given[i], "(choice(null ())(sequence ()(any ())))"_asn1, &which, &list))
+      return nullptr;
+    Json numbers = which == 0 ? Json("inherited") : Json::array();
+    for (; list; list = ssh_asn1_node_next(list)) {
+      SshMpInt first, last;
+      const bool one = read_whole(list, "(integer ())"_asn1, &first);
+      if (!one && !read_whole(list, "(sequence ()(integer ())(integer ()))"_asn1, &first, &last))
+        return nullptr;
+      if (!take_item()) return kOmitted;
+      numbers.push_back(one ? short_number(first)
+                            : short_number(first) + " to " + short_number(last));
+    }
+    json[i == 0 ? "as_numbers" : "routing_domains"] = std::move(numbers);
+  }
+  return json;
 }
 
 Json netscape_type_json(const SshX509Extra &extra) {

@@ -14,6 +14,11 @@ Json timestamps_json(Bytes octets);
 // null if one is of another form.
 Json items_json(Bytes items, const char *name);
 
+// ip_blocks_json and as_numbers_json list the blocks of RFC 3779, as prefixes or ranges; null if one
+// is of another form.
+Json ip_blocks_json(const SshX509Extra &extra);
+Json as_numbers_json(const SshX509Extra &extra);
+
 Json netscape_type_json(const SshX509Extra &extra);
 Json ca_version_json(const SshX509Extra &extra);
 

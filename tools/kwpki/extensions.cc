@@ -26,6 +26,7 @@ Json qualifier_json(const SshX509PolicyQualifier &qualifier) {
     json["notice_numbers"] = qualifier.notice_count;
     json["last_notice_number"] = qualifier.notice_numbers[0];
   }
+  if (!qualifier.value.empty()) json["value"] = hex(qualifier.value);
   if (qualifier.explicit_text.present) json["explicit_text"] = text_json(qualifier.explicit_text);
   return json;
 }
@@ -252,6 +253,8 @@ constexpr ExtraRow kExtraRows[] = {
     {SSH_X509_EXT_APPLICATION_POLICIES,
      [](const SshX509Extra &extra) { return items_json(extra.items, "policy"); }},
     {SSH_X509_EXT_NETSCAPE_CERT_TYPE, netscape_type_json},
+    {SSH_X509_EXT_IP_BLOCKS, ip_blocks_json},
+    {SSH_X509_EXT_AS_NUMBERS, as_numbers_json},
     {SSH_X509_EXT_CA_VERSION, ca_version_json},
     {SSH_X509_EXT_PREVIOUS_CA_HASH,
      [](const SshX509Extra &extra) {
@@ -300,6 +303,8 @@ Json extension_json(const SshX509ExtensionView &extension,
   const uint32_t kind = known ? known->code : SSH_X509_EXT_UNKNOWN;
   if (kind != SSH_X509_EXT_UNKNOWN && seen.test(kind)) {
     json["note"] = "a repetition, which the library passes over";
+  } else if (kind != SSH_X509_EXT_UNKNOWN && !record.extensions.test(kind)) {
+    json["note"] = "its value could not be read";  // of a record that is refused
   } else {
     set_contents(json, kind, rows, record);
     seen.set(kind, false);

@@ -10,6 +10,7 @@
 
 #include "asn1/ber.h"
 #include "asn1/files.h"
+#include "kwpki/kinds.h"
 #include "util/owner.h"
 
 namespace kwpki {
@@ -20,8 +21,8 @@ namespace fs = std::filesystem;
 constexpr std::string_view kBegin = "-----BEGIN ";
 constexpr std::string_view kEnd = "-----END ";
 constexpr std::string_view kDashes = "-----";
-constexpr std::string_view kReadable[] = {"CERTIFICATE", "X509 CERTIFICATE", "TRUSTED CERTIFICATE",
-                                          "X509 CRL"};
+constexpr std::string_view kReadable[] = {
+    "CERTIFICATE", "X509 CERTIFICATE", "TRUSTED CERTIFICATE", "X509 CRL", "PKCS7", "CMS"};
 
 std::string reason(int error) { return std::generic_category().message(error); }
 
@@ -44,6 +45,7 @@ void add_directory(const std::string &name, Found *found) {
     at.increment(error);
   }
   if (error) found->problems.push_back({name, error.message()});
+  if (!error && files.empty()) found->empty.push_back(name);
   std::sort(files.begin(), files.end());
   for (std::string &file : files) found->sources.push_back({std::move(file), true});
 }
@@ -82,14 +84,70 @@ size_t next_begin(std::string_view text, size_t from) {
   return std::string_view::npos;
 }
 
+bool belongs_in_base64(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
+         c == '/' || c == '=' || c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// stray_line finds the first line of a body that is neither base64 nor a header in front of it;
+// counted from 1, 0 if there is none.
+size_t stray_line(std::string_view body) {
+  size_t number = 0;
+  for (bool begun = false; !body.empty(); ++number) {
+    const std::string_view line = body.substr(0, body.find('\n'));
+    body.remove_prefix(std::min(body.size(), line.size() + 1));
+    const bool base64 = std::all_of(line.begin(), line.end(), belongs_in_base64);
+    const bool header = !begun && line.find(':') != std::string_view::npos;
+    if (!base64 && !header) return number + 1;
+    begun |= base64 && line.find_first_not_of(" \t\r") != std::string_view::npos;
+  }
+  return 0;
+}
+
+void add_fault(Block *block, const std::string &fault) {
+  block->fault += (block->fault.empty() ? "" : "; ") + fault;
+}
+
 void close_block(Block *block, std::string_view rest) {
   const size_t end = rest.find(kEnd);
   block->body = rest.substr(0, end);
   if (end == std::string_view::npos) {
-    block->fault = "the PEM block has no END line";
+    add_fault(block, "the PEM block has no END line");
   } else if (label_at(rest.substr(end + kEnd.size())) != block->label) {
-    block->fault = "the END line has another label";
+    add_fault(block, "the END line has another label");
   }
+  if (const size_t line = stray_line(block->body))
+    add_fault(block,
+              fmt::format("stray characters in the armour, in line {}", block->line + line - 1));
+}
+
+std::vector<uint8_t> from_base64(std::string_view text) {
+  if (text.empty()) return {};
+  const SshText plain(ssh_base64_remove_whitespace(text.data(), text.size()));
+  size_t length = 0;
+  const SshBlock octets(ssh_base64_to_buf(plain.get(), &length));
+  return {octets.get(), octets.get() + length};
+}
+
+// What the library's own reader makes of a file is the last of its blocks, by rules of its own:
+// programs that use it may read something else.
+void hold_against_library(Bytes file, Block *last) {
+  if (!last->readable) return;
+  const Bytes found = ssh_armour_find(file);
+  if (from_base64(ssh_bytes_text(found)) != block_octets(*last))
+    add_fault(last, "KwPkiReadFile reads this armour otherwise");
+}
+
+// What text stands for, if it is no armour.
+void take_text(std::vector<uint8_t> *octets, std::string_view *form) {
+  const std::string utf8 = as_utf8_text(*octets);
+  if (!utf8.empty()) octets->assign(utf8.begin(), utf8.end());
+  const std::string_view text = ssh_bytes_text(*octets);
+  if (next_begin(text, 0) != std::string_view::npos) return;
+  Unarmoured found = unarmoured(text);
+  if (found.octets.empty()) return;
+  if (form) *form = found.form;
+  *octets = std::move(found.octets);
 }
 
 }  // namespace
@@ -116,7 +174,7 @@ Found find_sources(const std::vector<std::string> &names) {
 }
 
 std::string read_source(const Source &source, std::FILE *standard_input, Output *output,
-                        std::vector<uint8_t> *octets) {
+                        std::vector<uint8_t> *octets, std::string_view *form) {
   std::unique_ptr<std::FILE, CloseFile> opened;
   std::FILE *file = standard_input;
   if (source.name != "-") {
@@ -140,7 +198,9 @@ std::string read_source(const Source &source, std::FILE *standard_input, Output 
     if (count < chunk) break;
     if (output) output->progress(source.name, "bytes read", octets->size());
   }
-  return octets->empty() ? "holds nothing" : "";
+  if (octets->empty()) return "holds nothing";
+  if (!is_plainly_der(*octets)) take_text(octets, form);
+  return "";
 }
 
 std::string Place::name() const {
@@ -166,6 +226,7 @@ std::vector<Block> find_blocks(Bytes file) {
         std::find(std::begin(kReadable), std::end(kReadable), block.label) != std::end(kReadable);
     blocks.push_back(block);
   }
+  if (!blocks.empty()) hold_against_library(file, &blocks.back());
   return blocks;
 }
 
@@ -177,11 +238,7 @@ std::vector<uint8_t> block_octets(const Block &block) {
     if (line.find(':') == std::string_view::npos) text += line;
     rest.remove_prefix(std::min(rest.size(), line.size() + 1));
   }
-  if (text.empty()) return {};
-  const SshText plain(ssh_base64_remove_whitespace(text.data(), text.size()));
-  size_t length = 0;
-  const SshBlock octets(ssh_base64_to_buf(plain.get(), &length));
-  return {octets.get(), octets.get() + length};
+  return from_base64(text);
 }
 
 }  // namespace kwpki

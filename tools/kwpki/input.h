@@ -30,6 +30,7 @@ struct Problem {
 struct Found {
   std::vector<Source> sources;
   std::vector<Problem> problems;
+  std::vector<std::string> empty;  // directories without a file
 };
 
 // find_sources replaces directories by the files below them, in the order of their names. Links to
@@ -37,9 +38,10 @@ struct Found {
 Found find_sources(const std::vector<std::string> &names);
 
 // read_source reads a whole file and gives "" or why it could not. Progress goes to `output`, which
-// may be null.
+// may be null. Of text in UTF-16 it gives UTF-8; of text that is base64 or hexadecimal alone, the
+// octets that it stands for, and in `form`, if given, which of these it was.
 std::string read_source(const Source &source, std::FILE *standard_input, Output *output,
-                        std::vector<uint8_t> *octets);
+                        std::vector<uint8_t> *octets, std::string_view *form = nullptr);
 
 // Block is a PEM block; its views live as long as the file.
 struct Block {

@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <type_traits>
 
 #include "kwpki/brief.h"
 #include "kwpki/describe.h"
 #include "kwpki/entries.h"
 #include "kwpki/input.h"
+#include "kwpki/kinds.h"
 #include "kwpki/render.h"
 #include "kwpki/system.h"
 #include "kwpki/tree.h"
@@ -23,18 +25,34 @@ struct Object {
   Bytes octets;
   const Block *block = nullptr;  // null: DER
   size_t index = 0, count = 0;   // of the block in its file
+  std::string_view form = {};    // of text that is no PEM: base64 or hexadecimal
+  size_t item = 0;               // of a PKCS #7 bundle, from 1
+  bool from_directory = false;
 
   [[nodiscard]] std::string where() const {
-    const std::string name = file == "-" ? "standard input" : file;
-    if (!block) return name;
-    return count == 1 ? name + " (PEM)"
-                      : fmt::format("{} (PEM block {} of {})", name, index, count);
+    std::string name = file == "-" ? "standard input" : file;
+    if (block && count == 1) name += " (PEM)";
+    if (block && count > 1) name += fmt::format(" (PEM block {} of {})", index, count);
+    if (!form.empty()) name += fmt::format(" ({})", form);
+    return item ? fmt::format("{} (item {})", name, item) : name;
   }
   [[nodiscard]] std::string short_where() const {  // in a table
     const std::string name = file == "-" ? "standard input" : file;
     return count > 1 ? fmt::format("{} #{}", name, index) : name;
   }
 };
+
+// fields_of gives what could be read of a record that is refused.
+Json fields_of(const SshX509Cert &cert) {
+  Json json = certificate_json(cert);
+  drop_unread(json, cert);
+  return json;
+}
+Json fields_of(const SshX509Crl &crl) {
+  Json json = crl_json(crl);
+  drop_unread(json, crl);
+  return json;
+}
 
 class Inspector {
  public:
@@ -49,9 +67,14 @@ class Inspector {
   void inspect_source(const Source &source);
   void inspect_blocks(const Source &source, const std::vector<Block> &blocks);
   void inspect_object(const Object &object);
+  bool inspect_bundle(Object object);
   void show_certificate(const Object &object, const SshX509Cert &cert);
   void show_crl(const Object &object, const SshX509Crl &crl);
-  void show_refused(const Object &object, const SshX509Refusal &refusal, const char *kind);
+  template <class Record>
+  void show_refused(const Object &object, const SshX509Refusal &refusal, const Record &parts,
+                    const char *kind);
+  void show_other(const Object &object, const Kind &kind);
+  void report_none(const Source &source);
   void show_tree(const Object &object, const SshX509Refusal &refusal);
   void show_entries(const SshX509Crl &crl, const std::string &name);
   [[nodiscard]] Json start(const Object &object, const char *kind, bool accepted) const;
@@ -75,7 +98,8 @@ class Inspector {
   Output output_;
   const Style &style_;
   int exit_ = kExitOk;
-  size_t looked_at_ = 0;  // certificates and CRLs, those that were refused too
+  size_t records_ = 0;      // certificates and CRLs, those that are refused as well
+  std::string other_ = {};  // what a source holds besides them, if anything
   bool first_ = true;
   const Moment now_ = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   const std::chrono::seconds soon_ = std::chrono::days(options_.expires.value_or(0));
@@ -98,11 +122,15 @@ int Inspector::run() {
     for (const Source &source : found.sources) {
       guard(source.name, [&] { inspect_source(source); });
     }
-    end_brief();
-    if (looked_at_ == 0 && exit_ == kExitOk) {
-      output_.fault("", options_.find ? "there is no CRL" : "there is no certificate and no CRL");
+    for (const std::string &name : found.empty) {
+      output_.fault(name, "no certificate or CRL: the directory is empty");
+      exit_ = std::max<int>(exit_, kExitRefused);
+    }
+    if (records_ == 0 && exit_ == kExitOk) {
+      output_.fault("", "no certificate or CRL found");
       exit_ = kExitRefused;
     }
+    end_brief();
     output_.flush();
   } catch (const OutputClosed &closed) {
     if (closed.error != EPIPE) throw;
@@ -128,16 +156,37 @@ void Inspector::guard(const std::string &name, Show show) {
 
 void Inspector::inspect_source(const Source &source) {
   std::vector<uint8_t> file;
-  const std::string problem = read_source(source, streams_.in, &output_, &file);
+  std::string_view form;
+  const std::string problem = read_source(source, streams_.in, &output_, &file, &form);
   if (!problem.empty())
     return unreadable(source.name == "-" ? "standard input" : source.name, problem);
 
+  const size_t before = records_;
+  other_.clear();
   const std::vector<Block> blocks = find_blocks(file);
-  if (!blocks.empty()) return inspect_blocks(source, blocks);
-  if (source.from_directory && !is_plainly_der(file)) {
-    return output_.message(source.name, "neither a certificate nor a CRL; passed over");
+  if (!blocks.empty())
+    inspect_blocks(source, blocks);
+  else
+    inspect_object({.file = source.name,
+                    .octets = file,
+                    .form = form,
+                    .from_directory = source.from_directory});
+  if (records_ == before) report_none(source);
+}
+
+// report_none names what a file holds that holds no certificate or CRL. In a directory such files
+// may well be.
+void Inspector::report_none(const Source &source) {
+  if (source.from_directory) {
+    return output_.message(source.name,
+                           fmt::format("neither a certificate nor a CRL, but {}; passed over",
+                                       other_.empty() ? "nothing that is known" : other_));
   }
-  inspect_object({source.name, file});
+  exit_ = std::max<int>(exit_, kExitRefused);
+  output_.fault(
+      "", fmt::format("no {} in {}: it holds {}", options_.find ? "CRL" : "certificate or CRL",
+                      source.name == "-" ? "standard input" : source.name,
+                      other_.empty() ? "nothing that is known" : other_));
 }
 
 void Inspector::inspect_blocks(const Source &source, const std::vector<Block> &blocks) {
@@ -147,27 +196,68 @@ void Inspector::inspect_blocks(const Source &source, const std::vector<Block> &b
     if (!block.readable) {
       output_.message(source.name, fmt::format("line {}: block {} ({}) passed over", block.line,
                                                i + 1, block.label));
+      const Kind &kind = kind_of_label(block.label);
+      if (other_.empty())
+        other_ = kind.key == "unknown" ? std::string(block.label) : std::string(kind.words);
       continue;
     }
     if (!block.fault.empty())
       output_.fault(source.name, fmt::format("line {}: {}", block.line, block.fault));
     const std::vector<uint8_t> octets = block_octets(block);
-    const Object object = {source.name, octets, &block, i + 1, blocks.size()};
+    const Object object = {.file = source.name,
+                           .octets = octets,
+                           .block = &block,
+                           .index = i + 1,
+                           .count = blocks.size()};
     guard(object.where(), [&] { inspect_object(object); });
   }
 }
 
 void Inspector::inspect_object(const Object &object) {
   start_items();
-  ++looked_at_;
   const SshX509CertOwner cert(ssh_x509_cert_allocate());
   if (ssh_x509_cert_decode(object.octets, cert.get())) return show_certificate(object, *cert);
   const SshX509CrlOwner crl(ssh_x509_crl_allocate());
   if (ssh_x509_crl_decode(object.octets, crl.get())) return show_crl(object, *crl);
+  if (object.item == 0 && inspect_bundle(object)) return;
+  const Kind &kind = kind_of(object.octets);
+  if (kind.key != "unknown" || (object.from_directory && !is_plainly_der(object.octets)))
+    return show_other(object, kind);
   exit_ = std::max<int>(exit_, kExitRefused);
   const bool labelled = object.block && object.block->label.ends_with("CRL");
-  const bool is_crl = labelled || ssh_x509_looks_like_crl(object.octets);
-  show_refused(object, is_crl ? crl->refusal : cert->refusal, is_crl ? "crl" : "certificate");
+  if (labelled || ssh_x509_looks_like_crl(object.octets)) {
+    const SshX509CrlOwner parts(ssh_x509_crl_allocate());
+    ssh_x509_crl_decode_parts(object.octets, parts.get());
+    return show_refused(object, crl->refusal, *parts, "crl");
+  }
+  const SshX509CertOwner parts(ssh_x509_cert_allocate());
+  ssh_x509_cert_decode_parts(object.octets, parts.get());
+  const bool known = parts->parts != 0 || object.block;
+  show_refused(object, cert->refusal, *parts, known ? "certificate" : "unknown");
+}
+
+// inspect_bundle shows what a bundle holds; a bundle in a bundle stays closed.
+bool Inspector::inspect_bundle(Object object) {
+  for (const Bytes octets : bundled(object.octets)) {
+    ++object.item;
+    object.octets = octets;
+    inspect_object(object);
+  }
+  return object.item != 0;
+}
+
+// show_other names what is neither a certificate nor a CRL. What is in it may be secret, and is
+// shown on request alone.
+void Inspector::show_other(const Object &object, const Kind &kind) {
+  other_ = kind.words;
+  if (object.from_directory || options_.pem || options_.find) return;
+  if (options_.json) {
+    const Json json = start(object, std::string(kind.key).c_str(), false);
+    return finish_json(object, json, kind.secret ? Bytes() : object.octets, nullptr);
+  }
+  if (!options_.tree) return;
+  head(object, kind.words);
+  show_tree(object, {});
 }
 
 std::string Inspector::head_text(const Object &object, std::string_view what) const {
@@ -224,14 +314,7 @@ bool Inspector::show_brief(const Object &object, const Record &record, const cha
 
 template <class Record>
 void Inspector::write_pem(const Record &record, std::string_view what) {
-  constexpr size_t kLine = 48;  // octets, which are 64 letters: RFC 7468, 2
-  const std::string_view label = what == "CRL" ? "X509 CRL" : "CERTIFICATE";
-  std::string text = fmt::format("-----BEGIN {}-----\n", label);
-  for (size_t at = 0; at < record.element.size(); at += kLine) {
-    append_base64(text, record.element.subspan(at, std::min(kLine, record.element.size() - at)));
-    text += '\n';
-  }
-  output_.write(text + fmt::format("-----END {}-----\n", label));
+  output_.write(pem_text(what == "CRL" ? "X509 CRL" : "CERTIFICATE", record.element));
 }
 
 // find_serial says whether a CRL lists a serial number, since when and why.
@@ -274,12 +357,13 @@ void Inspector::accepted_head(const Object &object, const Record &record, const 
 Json Inspector::start(const Object &object, const char *kind, bool accepted) const {
   Json json = document();
   set_text(json, "file", object.file);
-  json["format"] = object.block ? "pem" : "der";
+  json["format"] = object.block ? "pem" : object.form.empty() ? "der" : object.form;
   if (object.block) {
     json["block"] = object.index;
     json["line"] = object.block->line;
     json["label"] = object.block->label;
   }
+  if (object.item) json["item"] = object.item;
   json["kind"] = kind;
   json["accepted"] = accepted;
   return json;
@@ -324,9 +408,10 @@ void Inspector::finish_json(const Object &object, Json json, Bytes der, const Ss
 
 void Inspector::show_certificate(const Object &object, const SshX509Cert &cert) {
   if (options_.find) {
-    --looked_at_;
-    return output_.message(object.where(), "a certificate; passed over");
+    other_ = "a certificate";
+    return;
   }
+  ++records_;
   if (show_brief(object, cert, "certificate")) return;
   accepted_head(object, cert, "certificate");
   if (options_.json) {
@@ -341,6 +426,7 @@ void Inspector::show_certificate(const Object &object, const SshX509Cert &cert) 
 }
 
 void Inspector::show_crl(const Object &object, const SshX509Crl &crl) {
+  ++records_;
   if (options_.find) return find_serial(object, crl);
   if (!options_.entries_given && show_brief(object, crl, "CRL")) return;
   accepted_head(object, crl, "CRL");
@@ -375,32 +461,41 @@ void Inspector::show_entries(const SshX509Crl &crl, const std::string &name) {
   output_.write(text);
 }
 
+// show_refused shows why, and what else was read.
+template <class Record>
 void Inspector::show_refused(const Object &object, const SshX509Refusal &refusal,
-                             const char *kind) {
+                             const Record &parts, const char *kind) {
+  constexpr bool kIsCrl = std::is_same_v<Record, SshX509Crl>;
+  if (parts.parts != 0 || object.block) ++records_;
   if (options_.json) {
     Json json = start(object, kind, false);
-    json["refusal"] = refusal_json(refusal);
+    json["refusal"] = refusal_json(refusal, object.octets);
+    json.update(fields_of(parts));
     json["tree"] = tree_json(object.octets, refusal.offset, options_.tree_lines);
-    return finish_json(object, std::move(json), object.octets, nullptr);
+    const SshX509Crl *crl = nullptr;
+    if constexpr (kIsCrl) crl = &parts;
+    return finish_json(object, std::move(json), object.octets, crl);
   }
-  const Json json = refusal_json(refusal);
-  const bool foreign = !object.block && !is_plainly_der(object.octets);
-  std::string text = foreign ? "refused: neither PEM nor DER"
-                             : fmt::format("refused as {}: {} at offset {}",
-                                           kind[1] == 'r' ? "a CRL" : "a certificate",
-                                           json["structure"].get<std::string>(), refusal.offset);
-  if (json.contains("identifier")) {
-    const Json &oid = json["identifier"];
-    text += fmt::format(", identifier {}", oid["oid"].get<std::string>());
-    if (oid.contains("name")) text += fmt::format(" ({})", oid["name"].get<std::string>());
-  }
-  if (options_.full || options_.tree) {
-    head(object, style_.warning(escape(text)));
-    return show_tree(object, refusal);
-  }
+  const std::string why = refusal_text(refusal, object.octets);
+  const std::string text =
+      fmt::format("refused as {}: {}", kIsCrl ? "a CRL" : "a certificate", why);
   if (options_.pem || options_.find) return output_.fault(object.where(), text);
-  present(head_text(object, style_.warning(escape(text))) + "  --full shows its elements\n",
-          wrong_row(style_, text.substr(text.find(": ") + 2), object.short_where()));
+  if (!options_.full && !options_.tree) {
+    const std::string lines = parts.parts ? brief(parts, now_, soon_, style_) : "";
+    const std::string where = object.short_where() + ": " + why;
+    return present(head_text(object, style_.warning(escape(text))) + lines +
+                       "  --full shows every field and element\n",
+                   parts.parts ? brief_row(parts, now_, soon_, style_, where)
+                               : wrong_row(style_, why, object.short_where()));
+  }
+  head(object, style_.warning(escape(text)));
+  if (options_.full && parts.parts) {
+    std::string fields;
+    render(fields_of(parts), 2, style_, &fields);
+    output_.write(fields);
+    if constexpr (kIsCrl) show_entries(parts, object.file);
+  }
+  show_tree(object, refusal);
 }
 
 void Inspector::show_tree(const Object &object, const SshX509Refusal &refusal) {

@@ -13,18 +13,20 @@ named and passed over. Directories are read recursively, in the order of names; 
 that hold neither kind are passed over. "-" and no FILE at all mean standard input.
 
 A few are shown in some lines each, more as a table with one line each; --full shows every field
-and extension. What the library refuses is shown with the reason and, with --full, as a tree of its
-elements. What has expired, is not valid yet or is weak (keys below 112 bits of strength,
-signatures over MD5 and SHA-1) is marked. Characters that act on a terminal or hide are shown as
-\xNN or \u{NNNN}.
+and extension. What the library refuses is shown with the reason and the fields that can be read
+and, with --full, as a tree of its elements; what is something else is called by its name. Text may
+be base64 or hexadecimal alone, or UTF-16; a PKCS #7 bundle gives what it holds. What has expired,
+is not valid yet or is weak (keys below 112 bits of strength, signatures over MD5 and SHA-1) is
+marked. Characters that act on a terminal or hide are shown as \xNN or \u{NNNN}.
 
 JSON is one object a line, one for each certificate or CRL, in ASCII; DER is base64, other bytes
 are hexadecimal. kwpki(1) tells of its members. Messages go to standard error, and so does progress
 if that is a terminal and reading takes more than a second.
 
-Exit status: 0 everything was read; 1 something was refused, has bytes in front of it or behind it,
-ends within the days of --expires, or --find found nothing; 2 wrong use; 3 a file could not be read
-or output not be written. If 1 and 3 both apply, it is 3.)";
+Exit status: 0 everything was read; 1 something was refused, a FILE holds neither a certificate nor
+a CRL, something has bytes in front of it or behind it, ends within the days of --expires, or --find
+found nothing; 2 wrong use; 3 a file could not be read or output not be written. If 1 and 3 both
+apply, it is 3.)";
 
 // count_option adds an option that takes a number or "all".
 void count_option(CLI::App *app, const std::string &name, const std::string &help, size_t *value,

@@ -17,6 +17,7 @@ struct FieldRow {
 };
 constexpr FieldRow kFields[] = {
     {"allowed_ca_usage", "Allowed usage of a CA"},
+    {"as_numbers", "AS numbers"},
     {"attributes", "", Show::kHidden},
     {"ca", "CA"},
     {"cps_uri", "CPS"},

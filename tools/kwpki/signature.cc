@@ -168,7 +168,7 @@ std::string key_fault(const SshX509Key &key, uint32_t signature_type) {
   return {};
 }
 
-std::string weak_hash(const char *scheme, Bytes algorithm) {
+std::string weak_hash(std::string_view scheme, Bytes algorithm) {
   std::string hash = hash_of_scheme(scheme);
   SshX509Algorithm id;
   SshX509PssParameters pss;

@@ -32,7 +32,7 @@ std::string key_fault(const SshX509Key &key, uint32_t signature_type);
 // weak_hash gives the hash function of a signature if collisions of it can be made, else "";
 // weak_key gives the size of a key if it is below what still withstands: RSA and DSA of 2048 bits,
 // curves of 224.
-std::string weak_hash(const char *scheme, Bytes algorithm);
+std::string weak_hash(std::string_view scheme, Bytes algorithm);
 std::string weak_key(const SshX509Key &key);
 
 // SignaturePlan is a signature that fits its key by all that they say of themselves.

@@ -157,6 +157,16 @@ void append_base64(std::string &out, Bytes octets) {
   }
 }
 
+std::string pem_text(std::string_view label, Bytes octets) {
+  constexpr size_t kLine = 48;  // octets, which are 64 letters: RFC 7468, 2
+  std::string text = fmt::format("-----BEGIN {}-----\n", label);
+  for (size_t at = 0; at < octets.size(); at += kLine) {
+    append_base64(text, octets.subspan(at, std::min(kLine, octets.size() - at)));
+    text += '\n';
+  }
+  return text + fmt::format("-----END {}-----\n", label);
+}
+
 std::string take(char *block) {
   const SshText owner(block);
   return block ? block : "";

@@ -32,6 +32,9 @@ std::string base64(Bytes octets);
 void append_base64(std::string &out, Bytes octets);
 std::vector<uint8_t> unbase64(const std::string &text);
 
+// pem_text gives octets as armour with this label: RFC 7468.
+std::string pem_text(std::string_view label, Bytes octets);
+
 // take owns the text of a block that the library handed out (null gives empty text).
 std::string take(char *block);
 

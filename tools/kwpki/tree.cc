@@ -268,6 +268,12 @@ bool TreeWalk::next(TreeLine &line, bool full) {
   return true;
 }
 
+ElementText element_text(Bytes octets) {
+  TreeLine line;
+  if (octets.empty() || !TreeWalk(octets, std::nullopt).next(line, true)) return {};
+  return {line.name, line.value};
+}
+
 std::string tree_heading() { return " offset  depth  header+length"; }
 
 std::string tree_text(const TreeLine &line) {

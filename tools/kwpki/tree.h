@@ -62,6 +62,13 @@ std::string tree_heading();
 std::string tree_text(const TreeLine &line);
 Json tree_json(Bytes octets, std::optional<size_t> mark, size_t lines);
 
+// element_text gives the name of the element that octets begin with and its content in short; empty
+// for what is none.
+struct ElementText {
+  std::string name, value;
+};
+ElementText element_text(Bytes octets);
+
 // walk_tree calls show(line) for the first `most` lines and for the marked one, and returns how
 // many it left out.
 template <class Show>

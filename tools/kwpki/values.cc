@@ -184,6 +184,16 @@ std::string signed_hex(const SshMpInt &value) {
 
 }  // namespace
 
+std::string_view attribute_oid(std::string_view name) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+  const auto same = [&](char a, char b) { return lower(a) == lower(b); };
+  for (const auto &row : kAttributes) {
+    if (std::equal(name.begin(), name.end(), row.name.begin(), row.name.end(), same))
+      return row.oid;
+  }
+  return {};
+}
+
 std::string ip_text(Bytes octets) {
   if (octets.size() == 4)
     return fmt::format("{}.{}.{}.{}", octets[0], octets[1], octets[2], octets[3]);
@@ -244,7 +254,7 @@ std::string string_text(uint32_t tag, Bytes content) {
 }
 
 std::string oid_text(SshOid oid) {
-  const std::string text = take(ssh_ber_oid_text(oid));
+  const std::string text = take(ssh_ber_oid_text(oid, true));
   return text.empty() ? "not an identifier: " + hex(oid.octets) : text;
 }
 

@@ -76,6 +76,10 @@ Json limit_json(uint32_t value);
 Json text_json(const SshX509Text &text);
 void set_string(Json &object, const SshX509Text &text);
 
+// attribute_oid gives the identifier of an attribute by the name that "readable" has it by where
+// that is not the library's own; "" for others.
+std::string_view attribute_oid(std::string_view name);
+
 // dn_json is {"text", "readable", "attributes", "der"} for the DER of a Name. "text" is what the
 // library gives (null if it has none); "readable" decodes every value by its string type.
 Json dn_json(Bytes der);

@@ -74,7 +74,7 @@ struct Name {
 // Record is a certificate or CRL to check.
 struct Record {
   const char *kind;
-  const char *scheme;
+  std::string scheme;
   Bytes issuer;
   const SshX509KeyId *key_id;
   Bytes input, element;
@@ -88,7 +88,7 @@ template <class Kind>
 Record record_of(const char *name, const Kind &of,
                  SshX509Verdict (*verify)(const Kind *, const SshPublicKey *)) {
   return {name,
-          of.signature_scheme,
+          scheme_of(of),
           own_name(of.issuer_names),
           of.authority_key_id,
           of.der,
@@ -144,7 +144,8 @@ class Verifier {
   const Name &name_of(Bytes der);
   Finding find_signer(const Record &record, const Name &name);
   void check(const Place &place, const Record &record);
-  void report_refused(const Place &place, const char *kind, const SshX509Refusal &refusal);
+  void report_refused(const Place &place, const char *kind, const SshX509Refusal &refusal,
+                      Bytes octets);
   void report(const Place &place, Answer answer, const std::string &detail, const Json &members);
 
   const VerifyOptions &options_;
@@ -192,7 +193,8 @@ void Verifier::take_object(const Place &place, Bytes octets) {
   if (ssh_x509_crl_decode(octets, crl.get()))
     return check(place, record_of("crl", *crl, ssh_x509_crl_verify));
   const bool is_crl = ssh_x509_looks_like_crl(octets);
-  report_refused(place, is_crl ? "crl" : "certificate", is_crl ? crl->refusal : cert->refusal);
+  report_refused(place, is_crl ? "crl" : "certificate", is_crl ? crl->refusal : cert->refusal,
+                 octets);
 }
 
 // Most records of a bundle name one of few issuers. What is kept of names is bounded.
@@ -262,13 +264,11 @@ void Verifier::check(const Place &place, const Record &record) {
 }
 
 // report_refused tells why, as `kwpki inspect` does, which has the rest.
-void Verifier::report_refused(const Place &place, const char *kind, const SshX509Refusal &refusal) {
-  const Json json = refusal_json(refusal);
-  std::string detail = fmt::format(" as a {}: {} at offset {}", kind[1] == 'r' ? "CRL" : kind,
-                                   json["structure"].get<std::string>(), refusal.offset);
-  if (json.contains("identifier"))
-    detail += ", identifier " + json["identifier"]["oid"].get<std::string>();
-  report(place, kRefused, detail, {{"kind", kind}, {"refusal", json}});
+void Verifier::report_refused(const Place &place, const char *kind, const SshX509Refusal &refusal,
+                              Bytes octets) {
+  const std::string detail =
+      fmt::format(" as a {}: {}", kind[1] == 'r' ? "CRL" : kind, refusal_text(refusal, octets));
+  report(place, kRefused, detail, {{"kind", kind}, {"refusal", refusal_json(refusal, octets)}});
 }
 
 void Verifier::report(const Place &place, Answer answer, const std::string &detail,
