@@ -14,7 +14,7 @@ TEST(Oid, ReadingOctets) {
       {"78", "3.0"},  // the standard's 2.40
       {"81", "3.9"},  // the first octet never continues
       {"2a80808001", "1.2.1"}, {"2affffff7f", "1.2.268435455"}, {"2a8080808001", "null"},
-      {"2a81", "null"},        {"2a864886f780", "null"}};
+      {"2a81", "null"},        {"2a8648030480", "null"}};
   for (const auto &[octets, text] : rows) EXPECT_EQ(text_of(unhex(octets)), text) << octets;
 }
 
