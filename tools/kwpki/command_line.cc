@@ -107,8 +107,8 @@ std::string fitted_help(const std::string &help) {
     paragraph.clear();
   };
   for (std::string line; std::getline(lines, line);) {
-    const bool prose = !line.empty() && line[0] != ' ' && !line.ends_with(':') &&
-                       !line.starts_with("Usage:");
+    const bool prose =
+        !line.empty() && line[0] != ' ' && !line.ends_with(':') && !line.starts_with("Usage:");
     if (!prose) end_paragraph();
     if (prose) paragraph += (paragraph.empty() ? "" : " ") + line;
     if (!prose) append_filled(line, kDescriptions, &out);

@@ -10,8 +10,8 @@ namespace kwpki {
 // Null if any octet of it is of another form.
 Json timestamps_json(Bytes octets);
 
-// items_json lists items by their identifiers, as members with this name, and the "value_der" of each;
-// null if one is of another form.
+// items_json lists items by their identifiers, as members with this name, and the "value_der" of
+// each; null if one is of another form.
 Json items_json(Bytes items, const char *name);
 
 // ip_blocks_json and as_numbers_json list the blocks of RFC 3779, as prefixes or ranges; null if one
