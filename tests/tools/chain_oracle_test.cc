@@ -1,5 +1,5 @@
-// `kwpki verify --chain` over paths that OpenSSL makes. It judges them as well, so what is tested is
-// that its judgement reaches people and programs whole and in the right words.
+// `kwpki verify --chain` over paths that OpenSSL makes. It judges them as well, so what is tested
+// is that its judgement reaches people and programs whole and in the right words.
 #include <gmock/gmock.h>
 
 #include "support/tool.h"
