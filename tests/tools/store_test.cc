@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "support/tool.h"
+#include "tools/inspect_samples.h"
 
 namespace {
 
@@ -114,6 +115,7 @@ TEST_F(StoreTest, OptionsAskForCertificates) {
       {{"search", "--ip", "192.0.2.10"}, {kRich}},
       {{"search", "--ip", "2001:DB8:0::10"}, {kRich}},
       {{"search", "--oid", "1.3.6.1.4.1.99999.2"}, {"2", kRich}},
+      {{"search", "--dn-of", example("v3-dsa.pem")}, {"127"}},
       {{"search", "--key-of", example("v3-dsa.pem")}, {"127"}},
       {{"search", "--key-of", example("chain-bundle.pem")}, {"2"}},  // the first of them
       {{"search", "--dns", "www.example.com", "--email", "one@example.com"}, {}},
@@ -138,9 +140,35 @@ TEST_F(StoreTest, OptionsAskForCertificates) {
   for (const auto &row : rows)
     EXPECT_EQ(serials(row.words), row.expected) << testing::PrintToString(row.words);
   const std::string human = in({"search"}).out;
-  EXPECT_THAT(human, testing::StartsWith("1. C=FI, O=Example Oy, CN=Example Issuing\n"
-                                         "   Serial: 2\n   Key: RSA, 2048 bits, exported in "));
-  EXPECT_THAT(human, HasSubstr("\n10. C=FI, O=Example Oy, CN=DSA with SHA-1\n    Serial: 127\n"));
+  EXPECT_THAT(human, testing::StartsWith("1. C=FI, O=Example Oy, CN=Example Issuing; expires 2035-"
+                                         "12-31; RSA, 2048 bits; SHA-256 "));
+  EXPECT_THAT(human, HasSubstr("\n10. C=FI, O=Example Oy, CN=DSA with SHA-1; expires "));
+  EXPECT_EQ(in({"search", "--pem", "--dn-of", example("ca-issuing.pem")}).out,
+            run({"--pem", example("ca-issuing.pem")}).out);
+}
+
+// A name in UTF-8, as `inspect` prints it, in either order; and an identifier in its true form.
+TEST_F(StoreTest, FindsWhatInspectPrints) {
+  const std::string file = directory_->at("names.db");
+  const Der policies = der::seq({der::seq({unhex("0603883701")})});  // 2.999.1
+  const std::string odd = directory_->add(
+      "odd.der", inspect_samples::certificate(
+                     der::seq({der::set({der::attribute("2.5.4.5", der::text(0x13, "17"))})}),
+                     {sample::extension("2.5.29.32", policies)}));
+  for (const std::string &each : {example("name-utf8.pem"), example("name-utf8-mixed.der"),
+                                  example("name-multivalued.der"), odd}) {
+    const std::string pem = run({"--pem", each}).out;
+    const std::string name =
+        run({"inspect", "--json", each}).objects().at(0)["subject"]["readable"];
+    ASSERT_EQ(run({"add", "--store", file, each}).code, 0);
+    EXPECT_EQ(run({"search", "--store", file, "--pem", "--dn", name}).out, pem) << name;
+    if (each != odd) continue;
+    EXPECT_EQ(run({"search", "--store", file, "--pem", "--oid", "2.999.1"}).out, pem);
+  }
+  const Result other = in({"search", "--dn", "CN=Example Root, OU=Roots, O=Example Oy, C=FI"});
+  EXPECT_EQ(other.code, 0);
+  EXPECT_THAT(other.out, HasSubstr("1. C=FI, O=Example Oy, OU=Roots, CN=Example Root; "));
+  EXPECT_THAT(other.err, HasSubstr("with its parts in the other one"));
 }
 
 TEST_F(StoreTest, NamesAuthoritiesAndTracesMessages) {

@@ -3,18 +3,27 @@
 #include <arpa/inet.h>
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "kwpki/brief.h"
+#include "kwpki/describe.h"
 #include "kwpki/input.h"
 #include "kwpki/store_commands.h"
 #include "kwpki/text.h"
+#include "x509/dn.h"
+#include "x509/oid_registry.h"
 
 namespace kwpki {
 namespace {
 
+constexpr size_t kNameMax = 0x100000;  // as the library has it
+
 constexpr const char *kSearchFooter =
     R"(Options of keys may be given again and again: what is found has all of them, or with --any one at
 least. Without keys every certificate is looked at. Values of names are compared without regard
-to case and runs of blanks, other keys byte by byte. CERT is a DER or PEM file, or "-".
+to case and runs of blanks, other keys byte by byte. NAME is a name as `kwpki inspect` prints it,
+in the order of the certificate; if that finds nothing, the other order is tried. CERT is a DER or
+PEM file, or "-".
 
 TIME is "now" or in UTC: 2026-01-31, 2026-01-31T12:00, 2026-01-31T12:00:00Z. USAGES are names as
 `kwpki inspect` writes them, separated by commas; a certificate that does not restrict its key has
@@ -24,7 +33,8 @@ constexpr const char *kSearchExit =
     R"(
 
 JSON is one object a certificate: "position", "subject" (null if it has no text; "readable" then
-has its values), "serial", "key" (null if there is none to export), "der" in base64.
+has its values), "serial", "key" (null if there is none to export), "not_after", "fingerprints",
+"der" in base64.
 
 Exit status: 0 something was found; 1 nothing was, or not all of it could be had; 2 wrong use; 3 the
 store could not be opened, a file not be read or output not be written.)";
@@ -32,7 +42,7 @@ store could not be opened, a file not be read or output not be written.)";
 // Criteria are the options of one side of a search. The names of its options begin with `prefix`.
 struct Criteria {
   std::string prefix;
-  std::vector<std::string> dn, dns, email, uri, ip, oid, key_of;
+  std::vector<std::string> dn, dn_of, dns, email, uri, ip, oid, key_of;
   std::optional<std::string> valid_at, key_usage, key_type, path_length, rule;
   bool any = false;
 
@@ -44,8 +54,69 @@ struct Criteria {
   throw Failure{kExitUsage, option, why + ": " + value};
 }
 
-bool add_dn(const std::string &value, KwPkiSearchKey key) {
-  return KwPkiSearchKeySetDN(value.c_str(), 0, key) == KWPKI_OK;
+// as_library_text gives the name of an attribute that `kwpki inspect` prints where the library has
+// another one by its identifier. What is a name of an attribute stands in front of an equals sign
+// outside of quotes, behind a separator.
+std::string as_library_text(const std::string &name) {
+  std::string text;
+  bool quoted = false, in_type = true;
+  for (size_t at = 0; at < name.size(); ++at) {
+    const char c = name[at];
+    if (in_type) {
+      const size_t end = name.find('=', at);
+      const size_t from = name.find_first_not_of(' ', at);
+      if (end == name.npos || from >= end) return text + name.substr(at);
+      const size_t last = name.find_last_not_of(' ', end - 1);
+      const std::string_view oid =
+          attribute_oid(std::string_view(name).substr(from, last + 1 - from));
+      text += oid.empty() ? name.substr(at, end - at) : "OID." + std::string(oid);
+      text += '=';
+      at = end;
+      in_type = false;
+      continue;
+    }
+    text += c;
+    if (c == '\\' && at + 1 < name.size()) text += name[++at];
+    if (c == '"') quoted = !quoted;
+    in_type = !quoted && (c == ',' || c == ';' || c == '+');
+  }
+  return text;
+}
+
+// Name is a distinguished name.
+struct Name {
+  Name() = default;
+  ~Name() { ssh_dn_clear(&dn); }
+  Name(const Name &) = delete;
+  Name &operator=(const Name &) = delete;
+
+  // reverse puts the relative names into the other order, which other programs write.
+  void reverse() {
+    if (dn.count) std::reverse(dn.rdns, dn.rdns + dn.count);
+  }
+  [[nodiscard]] bool add(KwPkiSearchKey key) const {
+    uint8_t *der = nullptr;
+    size_t length = 0;
+    if (!ssh_dn_encode_der(&dn, false, &der, &length)) return false;
+    const SshBlock owner(der);
+    return KwPkiSearchKeySetDNDer(der, static_cast<uint32_t>(length), key) == KWPKI_OK;
+  }
+
+  SshDN dn = {};
+};
+
+bool add_name(const std::string &value, bool reversed, KwPkiSearchKey key) {
+  Name name;
+  if (value.size() > kNameMax || !ssh_dn_decode_ldap(as_library_text(value).c_str(), &name.dn))
+    return false;
+  if (reversed) name.reverse();
+  return name.dn.count > 0 && name.add(key);
+}
+
+bool add_dn(const std::string &value, KwPkiSearchKey key) { return add_name(value, false, key); }
+
+bool add_reversed_dn(const std::string &value, KwPkiSearchKey key) {
+  return add_name(value, true, key);
 }
 
 // add_text adds octets as they stand; no octets at all would stand for something else.
@@ -62,11 +133,16 @@ bool add_ip(const std::string &value, KwPkiSearchKey key) {
   return length && KwPkiSearchKeySetIP(octets, length, key) == KWPKI_OK;
 }
 
+// An identifier is taken in its true form and looked for in the one that the profile has.
 bool add_oid(const std::string &value, KwPkiSearchKey key) {
   const bool dotted = value.find_first_not_of("0123456789.") == value.npos &&
                       value.find("..") == value.npos && value.find('.') != value.npos &&
                       value.front() != '.' && value.back() != '.';
-  return dotted && add_text<KwPkiSearchKeySetOID>(value, key);
+  if (!dotted || value.size() > kNameMax) return false;
+  std::vector<uint8_t> octets(SSH_OID_ENCODED_MAX(value.size()));
+  octets.resize(ssh_ber_oid_from_text(value.c_str(), octets.data(), true));
+  const std::string text = take(ssh_x509_oid_text({octets}));
+  return add_text<KwPkiSearchKeySetOID>(text.empty() ? value : text, key);
 }
 
 struct TextKeyRow {
@@ -76,7 +152,7 @@ struct TextKeyRow {
   const char *fault;
 };
 constexpr TextKeyRow kTextKeys[] = {
-    {"dn", "NAME", "Subject or directory name, such as \"C=FI, O=Example, CN=First\"",
+    {"dn", "NAME", "Subject or directory name, such as \"C=FI, O=Example, CN=First\"; in UTF-8",
      &Criteria::dn, add_dn, "not a distinguished name"},
     {"dns", "NAME", "DNS name", &Criteria::dns, add_text<KwPkiSearchKeySetDNS>, "not a DNS name"},
     {"email", "ADDRESS", "E-mail address", &Criteria::email, add_text<KwPkiSearchKeySetEmail>,
@@ -158,28 +234,48 @@ bool first_certificate(Bytes file, KwPkiCert cert) {
   });
 }
 
-void add_key_of(const std::string &option, const std::string &file, const Streams &streams,
-                KwPkiSearchKey key) {
+Cert read_certificate(const std::string &option, const std::string &file, const Streams &streams) {
   std::vector<uint8_t> octets;
   const std::string problem = read_source({file}, streams.in, nullptr, &octets);
   if (!problem.empty()) throw Failure{kExitUnreadable, file, problem};
-  const Cert cert(KwPkiCertAllocate());
+  Cert cert(KwPkiCertAllocate());
   if (!first_certificate(octets, cert.get()))
     refuse(option, "not a certificate that the library reads", file);
+  return cert;
+}
+
+void add_dn_of(const std::string &option, const std::string &file, const Streams &streams,
+               KwPkiSearchKey key) {
+  const Cert cert = read_certificate(option, file, streams);
+  uint8_t *der = nullptr;
+  uint32_t length = 0;
+  KwPkiStatus status = KwPkiCertGetSubjectDNDer(cert.get(), &der, &length);
+  const Given<uint8_t> owner(der);
+  if (status == KWPKI_OK) status = KwPkiSearchKeySetDNDer(der, length, key);
+  if (status != KWPKI_OK) refuse(option, "a certificate without a name to search for", file);
+}
+
+void add_key_of(const std::string &option, const std::string &file, const Streams &streams,
+                KwPkiSearchKey key) {
+  const Cert cert = read_certificate(option, file, streams);
   const PublicKey public_key(KwPkiPublicKeyAllocate());
   KwPkiStatus status = KwPkiCertGetPublicKey(cert.get(), public_key.get());
   if (status == KWPKI_OK) status = KwPkiSearchKeySetPublicKey(public_key.get(), key);
   if (status != KWPKI_OK) refuse(option, code_text(status), file);
 }
 
-// build makes the constraints; what cannot be made is wrong use.
-Search build(const Criteria &criteria, const Streams &streams) {
+// build makes the constraints; what cannot be made is wrong use. With `reversed`, names given as text
+// are in the other order.
+Search build(const Criteria &criteria, const Streams &streams, bool reversed = false) {
   const SearchKey key(KwPkiSearchKeyAllocate());
   for (const TextKeyRow &row : kTextKeys) {
     for (const std::string &value : criteria.*row.values) {
-      if (!row.add(value, key.get())) refuse(criteria.option(row.name), row.fault, value);
+      const auto add = reversed && row.add == add_dn ? add_reversed_dn : row.add;
+      if (!add(value, key.get())) refuse(criteria.option(row.name), row.fault, value);
     }
   }
+  for (const std::string &file : criteria.dn_of)
+    add_dn_of(criteria.option("dn-of"), file, streams, key.get());
   for (const std::string &file : criteria.key_of)
     add_key_of(criteria.option("key-of"), file, streams, key.get());
 
@@ -196,9 +292,17 @@ Search build(const Criteria &criteria, const Streams &streams) {
   return search;
 }
 
-// found_text shows a certificate that was found.
+// objections_to tells what is wrong with a certificate, if anything is: that it has expired.
+std::string objections_to(const std::string &der) {
+  const SshX509CertOwner cert(ssh_x509_cert_allocate());
+  if (!ssh_x509_cert_decode(unbase64(der), cert.get())) return {};
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  const std::string text = objections(*cert, now);
+  return text.empty() ? text : "; " + text;
+}
+
+// found_text shows a certificate that was found, in one line.
 std::string found_text(size_t position, const Json &json, const Style &style) {
-  const std::string margin(std::to_string(position).size() + 2, ' ');
   if (json["der"] == "")
     return fmt::format("{}. {}\n", position,
                        style.warning("a certificate that is not read under this profile"));
@@ -209,32 +313,44 @@ std::string found_text(size_t position, const Json &json, const Style &style) {
     subject = json["readable"].get<std::string>() + "  (the library has no text for this name)";
   }
   const Json &key = json["key"];
-  std::string key_text = key.is_null() ? "none" : key_words(key, style);
-  if (key.contains("length"))
-    key_text += fmt::format(", exported in {} bytes", key["length"].get<size_t>());
-  const std::string serial =
-      json["serial"].is_string() ? json["serial"].get<std::string>() : "none that has a text";
-  std::string text = fmt::format("{}. {}\n{}Serial: {}\n{}Key: {}\n", position, escape(subject),
-                                 margin, serial, margin, key_text);
-  const SshX509CertOwner cert(ssh_x509_cert_allocate());
-  if (!ssh_x509_cert_decode(unbase64(json["der"]), cert.get())) return text;
-  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  return text + fmt::format("{}Valid: {}\n", margin, validity_words(*cert, now, {}, style));
+  const std::string key_text = key.is_null() ? "none" : key_words(key, style);
+  const std::string end =
+      json["not_after"].is_string() ? json["not_after"].get<std::string>().substr(0, 10) : "never";
+  return fmt::format("{}. {}; expires {}; {}; SHA-256 {}{}\n", position, escape(subject), end,
+                     key_text, json["fingerprints"].value("sha256", ""),
+                     style.warning(objections_to(json["der"])));
 }
 
+// describe adds what people tell certificates apart by.
+void describe(Json &json, Bytes der) {
+  const SshX509CertOwner cert(ssh_x509_cert_allocate());
+  if (!ssh_x509_cert_decode(der, cert.get())) return;
+  json["not_after"] = time_json(cert->not_after);
+  json["fingerprints"] = fingerprints_json(cert->element);
+}
+
+enum class Form : uint8_t { kText, kJson, kPem };
+
 // show_list writes certificate by certificate: a list may be long.
-int show_list(const ListAnswer &answer, bool as_json, Output &output) {
+int show_list(const ListAnswer &answer, Form form, Output &output) {
   check_answer(answer.status);
   size_t position = 0;
   for (KwPkiCert cert = KwPkiCertListFirst(answer.list.get()); cert;
        cert = KwPkiCertListNext(answer.list.get())) {
     Json json = {{"position", ++position}};
-    json.update(cert_json(cert));
-    if (as_json) {
-      write_json(output, json);
-    } else {
-      output.write(found_text(position, json, output.style()));
+    const uint8_t *der = nullptr;
+    uint32_t length = 0;
+    const bool has_der = KwPkiCertGetBer(cert, &der, &length) == KWPKI_OK;
+    if (form == Form::kPem) {
+      if (has_der) output.write(pem_text("CERTIFICATE", {der, length}));
+      continue;
     }
+    json.update(cert_json(cert));
+    if (has_der) describe(json, {der, length});
+    if (form == Form::kJson)
+      write_json(output, json);
+    else
+      output.write(found_text(position, json, output.style()));
   }
   if (position == 0) output.message("", "nothing was found");
   uint32_t state = 0;
@@ -248,21 +364,43 @@ int show_list(const ListAnswer &answer, bool as_json, Output &output) {
 struct SearchOptions {
   StoreOptions store;
   Criteria criteria;
+  bool pem = false;
+
+  [[nodiscard]] Form form() const {
+    return pem ? Form::kPem : store.json ? Form::kJson : Form::kText;
+  }
 };
 
+void ask(Session &session, KwPkiSearch what, ListAnswer &answer) {
+  session.exchange([&](void *agent) {
+    return KwPkiSearchAsync(what, nullptr, ListAnswer::take, &answer, agent);
+  });
+}
+
+// A name that finds nothing is tried in the other order, as other programs write it. Standard input
+// is read once.
 int search(const SearchOptions &options, Output &output, const Streams &streams) {
   const Search what = build(options.criteria, streams);
   Session session = open_store(options.store, StoreUse::kRead);
-  ListAnswer answer;
-  session.exchange([&](void *agent) {
-    return KwPkiSearchAsync(what.get(), nullptr, ListAnswer::take, &answer, agent);
-  });
-  return show_list(answer, options.store.json, output);
+  ListAnswer answer, other;
+  ask(session, what.get(), answer);
+  const bool again = !options.criteria.dn.empty() && options.criteria.dn_of.empty() &&
+                     options.criteria.key_of.empty() && KwPkiCertListIsEmpty(answer.list.get());
+  if (answer.status != 0 || !again) return show_list(answer, options.form(), output);
+  const Search reversed = build(options.criteria, streams, true);
+  ask(session, reversed.get(), other);
+  if (other.status != 0 || KwPkiCertListIsEmpty(other.list.get()))
+    return show_list(answer, options.form(), output);
+  output.message("",
+                 "nothing has the name in this order; found with its parts in the other one, "
+                 "as certificates have it");
+  return show_list(other, options.form(), output);
 }
 
 struct PathCriteria {
   StoreOptions store;
   Criteria from, to;
+  bool pem = false;
 };
 
 int path(const PathCriteria &options, Output &output, const Streams &streams) {
@@ -272,7 +410,11 @@ int path(const PathCriteria &options, Output &output, const Streams &streams) {
   session.exchange([&](void *agent) {
     return KwPkiSearchPathAsync(from.get(), to.get(), nullptr, ListAnswer::take, &answer, agent);
   });
-  return show_list(answer, options.store.json, output);
+  return show_list(answer,
+                   options.pem          ? Form::kPem
+                   : options.store.json ? Form::kJson
+                                        : Form::kText,
+                   output);
 }
 
 void add_criteria(CLI::App *command, const char *prefix, const std::string &group,
@@ -286,6 +428,9 @@ void add_criteria(CLI::App *command, const char *prefix, const std::string &grou
   for (const TextKeyRow &row : kTextKeys) {
     add_values(row.name, &(criteria->*row.values))->type_name(row.type)->description(row.help);
   }
+  add_values("dn-of", &criteria->dn_of)
+      ->type_name("CERT")
+      ->description("The subject of this certificate");
   add_values("key-of", &criteria->key_of)
       ->type_name("CERT")
       ->description("The public key of this certificate");
@@ -305,6 +450,7 @@ void add_search_commands(CLI::App &app, Run &run) {
   CLI::App *command = app.add_subcommand("search", "Find certificates in the store");
   command->footer(std::string(kSearchFooter) + kSearchExit);
   add_criteria(command, "", "What to find", &options->criteria);
+  command->add_flag("--pem", options->pem, "Write the certificates as PEM");
   add_store_options(command, &options->store);
   add_profile_option(*command);
   command->callback([options, &run] {
@@ -321,6 +467,7 @@ void add_search_commands(CLI::App &app, Run &run) {
                   kSearchFooter + kSearchExit);
   add_criteria(command, "from-", "Where the path begins", &ends->from);
   add_criteria(command, "to-", "Where the path ends", &ends->to);
+  command->add_flag("--pem", ends->pem, "Write the certificates as PEM");
   add_store_options(command, &ends->store);
   add_profile_option(*command);
   command->callback([ends, &run] {
