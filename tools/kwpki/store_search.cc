@@ -313,7 +313,8 @@ std::string found_text(size_t position, const Json &json, const Style &style) {
     subject = json["readable"].get<std::string>() + "  (the library has no text for this name)";
   }
   const Json &key = json["key"];
-  const std::string key_text = key.is_null() ? "none" : key_words(key, style);
+  std::string key_text = key.is_null() ? "none" : key["type"].get<std::string>();
+  if (key.contains("bits")) key_text += fmt::format(", {} bits", key["bits"].get<size_t>());
   const std::string end =
       json["not_after"].is_string() ? json["not_after"].get<std::string>().substr(0, 10) : "never";
   return fmt::format("{}. {}; expires {}; {}; SHA-256 {}{}\n", position, escape(subject), end,
