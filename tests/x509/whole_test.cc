@@ -73,7 +73,7 @@ TEST(Whole, EntriesAndTheirList) {
   const Der kOne = entry(1), kNone = seq({});
   const auto list = [](const Der &value) { return with(&L::revoked, value); };
   const auto in_list = [](const Der &value) { return with(&L::entries, {value}); };
-  const char *const kEntry = "an entry of revokedCertificates";
+  const char *const kEntry = "entry of revokedCertificates";
   expect<Crl>(
       {{"a SET", list(set({kOne}))},
        {"two, the first empty", list(join({kNone, seq({kOne})}))},
