@@ -1,4 +1,5 @@
 // Signatures by libcrypto.
+#include <openssl/crypto.h>
 #include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/objects.h>
@@ -29,10 +30,13 @@ constexpr struct {
 };
 
 // open_key gives null for octets that are no key of the scheme's type. The last key is kept: most
-// records of a bundle have one issuer, and to open its key takes as long as to verify.
+// records of a bundle have one issuer, and to open its key takes as long as to verify. What begins
+// before the key ends after it, so that libcrypto is still there when the key goes.
 EVP_PKEY *open_key(const SignaturePlan &plan) {
+  static const bool begun = OPENSSL_init_crypto(0, nullptr) == 1;
   static std::vector<uint8_t> info;
   static Key key;
+  if (!begun) return nullptr;
   const Bytes wanted = plan.key.info;
   if (!key || !ssh_bytes_equal(info, wanted)) {
     const uint8_t *at = wanted.data();
