@@ -6,6 +6,7 @@
 #include <iterator>
 
 #include "kwpki/text.h"
+#include "x509/resources.h"
 
 namespace kwpki {
 namespace {
@@ -71,12 +72,6 @@ Json timestamp_json(Bytes octets) {
   return reader.whole() ? json : Json();
 }
 
-template <SshAsn1Text Text, class... Outputs>
-bool read_whole(SshAsn1Node node, SshAsn1Template<Text> text, Outputs... outputs) {
-  return node &&
-         ssh_asn1_read_node_as(SshAsn1Mode::kWhole, node.alone(), text, outputs...) == SSH_ASN1_OK;
-}
-
 // AS numbers have 32 bits; making the decimal text of others may take long.
 std::string short_number(const SshMpInt &value) {
   return value.bits() <= 64 ? take(value.to_decimal()) : "0x" + hex(value.magnitude());
@@ -125,67 +120,41 @@ Json items_json(Bytes items, const char *name) {
   return cursor.failed() ? Json() : json;
 }
 
-// IPAddressFamily ::= SEQUENCE { addressFamily OCTET STRING, CHOICE { inherit NULL,
-//      addressesOrRanges SEQUENCE OF CHOICE { addressPrefix BIT STRING,
-//           addressRange SEQUENCE { min BIT STRING, max BIT STRING } } } }   RFC 3779, 2.2.3
 Json ip_blocks_json(const SshX509Extra &extra) {
-  SshAsn1Work work = SshAsn1Work::for_input(extra.items.size());
   Json json = Json::array();
-  for (SshAsn1Node n = ssh_asn1_list_of(extra.items, &work); n; n = ssh_asn1_node_next(n)) {
-    Bytes family;
-    SshAsn1Node list;
-    int which = -1;
-    if (!read_whole(n, "(sequence ()(octet-string ())(choice(null ())(sequence ()(any ()))))"_asn1,
-                    &family, &which, &list) ||
-        family.size() < 2)
-      return nullptr;
-    const bool v6 = family[1] == 2;
-    Json blocks = which == 0 ? Json("inherited") : Json::array();
-    for (; list; list = ssh_asn1_node_next(list)) {
-      SshAsn1Bits first, last;
-      const bool prefix = read_whole(list, "(bit-string ())"_asn1, &first);
-      if (!prefix &&
-          !read_whole(list, "(sequence ()(bit-string ())(bit-string ()))"_asn1, &first, &last))
-        return nullptr;
+  SshX509AddressFamilyCursor family(extra.items);
+  while (family.next()) {
+    Json blocks = family.inherited() ? Json("inherited") : Json::array();
+    SshX509AddressCursor block(family.blocks());
+    while (block.next()) {
       if (!take_item()) return kOmitted;
-      blocks.push_back(prefix ? fmt::format("{}/{}", address(first, v6, 0), first.bits)
-                              : address(first, v6, 0) + " to " + address(last, v6, 0xFF));
+      const std::string first = address(block.first(), family.is_v6(), 0);
+      blocks.push_back(block.is_prefix()
+                           ? fmt::format("{}/{}", first, block.first().bits)
+                           : first + " to " + address(block.last(), family.is_v6(), 0xFF));
     }
-    json.push_back({{"family", v6 ? "IPv6" : "IPv4"}, {"blocks", std::move(blocks)}});
+    if (block.failed()) return nullptr;
+    json.push_back({{"family", family.is_v6() ? "IPv6" : "IPv4"}, {"blocks", std::move(blocks)}});
   }
-  return json;
+  return family.failed() ? Json() : json;
 }
 
-// ASIdentifiers ::= SEQUENCE { asnum [0] EXPLICIT ASIdentifierChoice OPTIONAL, rdi [1] EXPLICIT
-//      ASIdentifierChoice OPTIONAL }
-// ASIdentifierChoice ::= CHOICE { inherit NULL, asIdsOrRanges SEQUENCE OF CHOICE { id INTEGER,
-//      range SEQUENCE { min INTEGER, max INTEGER } } }                       RFC 3779, 3.2.3
 Json as_numbers_json(const SshX509Extra &extra) {
-  SshAsn1Work work = SshAsn1Work::for_input(extra.value.size());
+  SshX509AsNumbers lists[2];
+  if (!ssh_x509_as_numbers_read(extra.value, &lists[0], &lists[1])) return nullptr;
   Json json = Json::object();
-  SshAsn1Node given[2];
-  int has[2] = {};
-  if (!read_whole(ssh_asn1_list_of(extra.value, &work),
-                  "(sequence ()(optional(any (e 0)))(optional(any (e 1))))"_asn1, &has[0],
-                  &given[0], &has[1], &given[1]))
-    return nullptr;
-  for (int i = 0; i < 2; ++i) {
-    SshAsn1Node list;
-    int which = -1;
-    if (!has[i]) continue;
-    if (!read_whole(given[i], "(choice(null ())(sequence ()(any ())))"_asn1, &which, &list))
-      return nullptr;
-    Json numbers = which == 0 ? Json("inherited") : Json::array();
-    for (; list; list = ssh_asn1_node_next(list)) {
-      SshMpInt first, last;
-      const bool one = read_whole(list, "(integer ())"_asn1, &first);
-      if (!one && !read_whole(list, "(sequence ()(integer ())(integer ()))"_asn1, &first, &last))
-        return nullptr;
+  for (const SshX509AsNumbers &list : lists) {
+    if (!list.given) continue;
+    Json numbers = list.inherited ? Json("inherited") : Json::array();
+    SshX509AsNumberCursor number(list.numbers);
+    while (number.next()) {
       if (!take_item()) return kOmitted;
-      numbers.push_back(one ? short_number(first)
-                            : short_number(first) + " to " + short_number(last));
+      numbers.push_back(number.is_range()
+                            ? short_number(number.first()) + " to " + short_number(number.last())
+                            : short_number(number.first()));
     }
-    json[i == 0 ? "as_numbers" : "routing_domains"] = std::move(numbers);
+    if (number.failed()) return nullptr;
+    json[&list == lists ? "as_numbers" : "routing_domains"] = std::move(numbers);
   }
   return json;
 }

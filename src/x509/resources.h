@@ -1,0 +1,74 @@
+// The address blocks and AS numbers of RFC 3779. Decoding keeps them as they stand; none of it
+// decides whether a certificate is read, so it is read when somebody asks.
+#pragma once
+
+#include "asn1/node.h"
+#include "x509/extensions.h"
+
+// SshX509AddressFamilyCursor walks over the families of an IPAddrBlocks, `items` of its record. At
+// one that is of another form it ends: `failed` tells.
+class SshX509AddressFamilyCursor {
+ public:
+  explicit SshX509AddressFamilyCursor(Bytes items)
+      : work_(SshAsn1Work::for_input(items.size())), items_(items) {}
+
+  [[nodiscard]] bool next();
+  [[nodiscard]] bool is_v6() const { return v6_; }
+  [[nodiscard]] bool inherited() const { return inherited_; }  // the issuer's: it has no blocks
+  [[nodiscard]] Bytes blocks() const { return blocks_; }       // for SshX509AddressCursor
+  [[nodiscard]] bool failed() const { return failed_; }
+
+ private:
+  SshAsn1Work work_;
+  Bytes items_, blocks_;
+  bool v6_ = false, inherited_ = false, failed_ = false;
+};
+
+// SshX509AddressCursor walks over the blocks of a family: prefixes, or ranges with both ends.
+class SshX509AddressCursor {
+ public:
+  explicit SshX509AddressCursor(Bytes blocks)
+      : work_(SshAsn1Work::for_input(blocks.size())), blocks_(blocks) {}
+
+  [[nodiscard]] bool next();
+  [[nodiscard]] bool is_prefix() const { return prefix_; }
+  [[nodiscard]] const SshAsn1Bits &first() const { return first_; }  // the bits that count
+  [[nodiscard]] const SshAsn1Bits &last() const { return last_; }    // of a range
+  [[nodiscard]] bool failed() const { return failed_; }
+
+ private:
+  SshAsn1Work work_;
+  Bytes blocks_;
+  SshAsn1Bits first_, last_;
+  bool prefix_ = false, failed_ = false;
+};
+
+// SshX509AsNumbers is one of the two lists of an ASIdentifiers.
+struct SshX509AsNumbers {
+  bool given = false, inherited = false;
+  Bytes numbers;  // for SshX509AsNumberCursor
+};
+
+// ssh_x509_as_numbers_read reads an ASIdentifiers: AS numbers and routing domains. False if it is
+// none.
+[[nodiscard]] bool ssh_x509_as_numbers_read(Bytes value, SshX509AsNumbers *numbers,
+                                            SshX509AsNumbers *domains);
+
+// SshX509AsNumberCursor walks over numbers, or ranges with both ends.
+class SshX509AsNumberCursor {
+ public:
+  explicit SshX509AsNumberCursor(Bytes numbers)
+      : work_(SshAsn1Work::for_input(numbers.size())), numbers_(numbers) {}
+
+  [[nodiscard]] bool next();
+  [[nodiscard]] bool is_range() const { return range_; }
+  [[nodiscard]] const SshMpInt &first() const { return first_; }
+  [[nodiscard]] const SshMpInt &last() const { return last_; }  // of a range
+  [[nodiscard]] bool failed() const { return failed_; }
+
+ private:
+  SshAsn1Work work_;
+  Bytes numbers_;
+  SshMpInt first_, last_;
+  bool range_ = false, failed_ = false;
+};
