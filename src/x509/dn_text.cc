@@ -283,16 +283,20 @@ bool Parser::escape() {
 }
 
 // kept_string makes a value. As in DER, one without octets is none, so that both forms of a name
-// are found, or refused, alike. Letters beyond ASCII are UTF-8 where the profile reads that so.
+// are found, or refused, alike. Letters beyond ASCII are UTF-8 where the profile reads
+// that so and they are.
 SshStr *Parser::kept_string(int32_t charset) const {
   const Bytes octets = kept_.bytes();
   if (octets.empty()) return nullptr;
   const bool ascii = std::all_of(octets.begin(), octets.end(), [](uint8_t c) { return c < 0x80; });
-  if (charset == SSH_CHARSET_IA5 && !ascii && ssh_x509_rules().standard_utf8)
-    charset = SSH_CHARSET_UTF8;
-  auto *copy = static_cast<uint8_t *>(ssh_xmalloc(octets.size()));
-  std::memcpy(copy, octets.data(), octets.size());
-  return ssh_str_make(charset, copy, octets.size());
+  const auto make = [octets](int32_t in) {
+    auto *copy = static_cast<uint8_t *>(ssh_xmalloc(octets.size()));
+    std::memcpy(copy, octets.data(), octets.size());
+    return ssh_str_make(in, copy, octets.size());
+  };
+  const bool may_be_utf8 = charset == SSH_CHARSET_IA5 && !ascii && ssh_x509_rules().standard_utf8;
+  SshStr *letters = may_be_utf8 ? make(SSH_CHARSET_UTF8) : nullptr;
+  return letters ? letters : make(charset);
 }
 
 }  // namespace

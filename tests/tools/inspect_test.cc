@@ -151,7 +151,7 @@ TEST(Inspect, ShowsTheStepThatRefused) {
   const size_t offset = bad.find(octets(kUnknown));
   const std::string rule = "critical extension 1.2.3.4 is not known, at " + std::to_string(offset);
   const Result brief = run({}, bad), text = run({"inspect", "--full", "--tree-lines", "5"}, bad);
-  for (const char *line : {"  Subject       CN=A\n", kSerial, "  Key           RSA, 264 bits\n"})
+  for (const char *line : {"  Subject       CN=A\n", kSerial, "  Key           RSA, 264 bits, weak\n"})
     EXPECT_THAT(brief.out, HasSubstr(line));
   EXPECT_THAT(brief.out, HasSubstr("refused as a certificate: " + rule));
   EXPECT_EQ(text.code, 1);

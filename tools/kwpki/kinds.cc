@@ -300,7 +300,8 @@ std::string as_utf8_text(Bytes octets) {
   for (size_t i = marked ? 2 : 0; i < octets.size(); i += 2) {
     const uint32_t code =
         static_cast<uint32_t>(octets[i + (little ? 1 : 0)] << 8 | octets[i + (little ? 0 : 1)]);
-    if (code == 0) return {};
+    const bool plain = (code >= 0x20 && code < 0x7F) || (code >= '\t' && code <= '\r');
+    if (code == 0 || (!marked && !plain)) return {};
     append_utf8(text, code);
   }
   return text;

@@ -26,7 +26,7 @@ const Kind &kind_of_label(std::string_view label);
 //                                                                            RFC 2315, 9.1
 std::vector<Bytes> bundled(Bytes octets);
 
-// as_utf8_text gives text in UTF-16, of either order and with or without its mark, as UTF-8; empty
+// as_utf8_text gives text in UTF-16 of either order as UTF-8, if it has a mark or is all ASCII; empty
 // for anything else.
 std::string as_utf8_text(Bytes octets);
 

@@ -13,8 +13,6 @@ struct NameRow {
 
 constexpr NameRow kNames[] = {
     // Algorithms that are shown and not computed: NIST CSOR; RFC 9881, 9909, 8692, 4491, 9215, 3279.
-    {"2.16.840.1.101.3.4.3.3", "dsaWithSHA-384"},
-    {"2.16.840.1.101.3.4.3.4", "dsaWithSHA-512"},
     {"2.16.840.1.101.3.4.3.5", "dsaWithSHA3-224"},
     {"2.16.840.1.101.3.4.3.6", "dsaWithSHA3-256"},
     {"2.16.840.1.101.3.4.3.7", "dsaWithSHA3-384"},
