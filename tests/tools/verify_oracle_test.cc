@@ -204,13 +204,18 @@ struct Found {
   [[nodiscard]] const X509_NAME *issuer() const {
     return cert ? X509_get_issuer_name(cert.get()) : X509_CRL_get_issuer(list.get());
   }
-  // What is not computed here: MD2 and MD4.
+  // Others are MD2, MD4, RIPEMD-160, SM2, ML-DSA, GOST.
   [[nodiscard]] bool supported() const {
     int hash = NID_undef, key = NID_undef;
     OBJ_find_sigid_algs(
         cert ? X509_get_signature_nid(cert.get()) : X509_CRL_get_signature_nid(list.get()), &hash,
         &key);
-    return hash != NID_md2 && hash != NID_md4 && hash != NID_sha;
+    constexpr int kHashes[] = {NID_md5, NID_sha1, NID_sha224, NID_sha256, NID_sha384, NID_sha512};
+    constexpr int kAlone[] = {NID_rsassaPss, NID_ED25519, NID_ED448};
+    const auto has = [](const auto &list, int id) {
+      return std::find(std::begin(list), std::end(list), id) != std::end(list);
+    };
+    return has(kHashes, hash) || (hash == NID_undef && has(kAlone, key));
   }
   [[nodiscard]] bool verifies(EVP_PKEY *key) const {
     return (cert ? X509_verify(cert.get(), key) : X509_CRL_verify(list.get(), key)) == 1;
