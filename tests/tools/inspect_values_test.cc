@@ -68,6 +68,18 @@ TEST(InspectValues, InWords) {
       {"1.3.6.1.4.1.311.21.10",
        der::seq({der::seq({der::oid("1.3.6.1.5.5.7.3.2")})}),
        {"Policy: clientAuth (1.3.6.1.5.5.7.3.2)\n"}},
+      // Prefixes, and ranges whose ends have the bits that differ from all zeros and all ones.
+      {"1.3.6.1.5.5.7.1.7",
+       der::seq({der::seq({der::octets(Der{0, 1}),
+                           der::seq({der::bits({10}),
+                                     der::seq({der::bits({10, 1}), der::bits({10, 2}, 1)})})}),
+                 der::seq({der::octets(Der{0, 2}), der::null()})}),
+       {"Blocks: 10.0.0.0/8, 10.1.0.0 to 10.3.255.255\n", "Family: IPv6\n", "Blocks: inherited\n"}},
+      {"1.3.6.1.5.5.7.1.8",
+       der::seq(
+           {der::wrap(0, der::seq({der::integer(5), der::seq({der::integer(7), der::integer(9)})})),
+            der::wrap(1, der::null())}),
+       {"AS numbers: 5, 7 to 9\n", "Routing domains: inherited\n"}},
       {"2.5.29.54", der::integer(3), {"Skip certificates: 3\n"}},
       {"1.3.6.1.5.5.7.1.11",
        der::seq({der::seq({der::oid("1.3.6.1.5.5.7.48.5"), der::text(0x86, "http://r/")})}),
