@@ -95,6 +95,17 @@ TEST(Inspect, ReadsUnderAProfile) {
   EXPECT_EQ(run({"inspect", today}).code, 0);
 }
 
+// An algorithm that is not known is no reason to refuse; it has its name.
+TEST(Inspect, ShowsUnknownSignatures) {
+  sample::CertParts parts;
+  parts.use_algorithm("1.2.156.10197.1.501");
+  const std::string der = octets(parts.build());
+  EXPECT_THAT(run({}, der).out, HasSubstr("  Signed with   SM2 with SM3\n"));
+  const Result full = run({"--full"}, der);
+  EXPECT_EQ(full.code, 0) << full.err;
+  EXPECT_THAT(full.out, HasSubstr("Signature: SM2 with SM3 (1.2.156.10197.1.501)\n"));
+}
+
 TEST(Inspect, FindsEveryBlockAndFile) {
   const Directory directory;
   const std::string one = certificate(name(19, "one"), {}), two = certificate(name(19, "two"), {});

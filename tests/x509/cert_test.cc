@@ -5,6 +5,7 @@
 
 #include "support/profile.h"
 #include "support/samples.h"
+#include "x509/verify.h"
 
 namespace {
 
@@ -117,6 +118,12 @@ TEST_F(CertTest, TheTwoAlgorithms) {
     parts.outer_algorithm = row.outer;
     expect_outcomes(parts, row.classic, row.modern);
   }
+  const ProfileScope modern(SSH_X509_MODERN);
+  CertParts parts;
+  parts.inner_algorithm = parts.outer_algorithm = kMlDsa;
+  const Cert cert(parts.build());
+  EXPECT_EQ(cert->signature_scheme, nullptr);
+  EXPECT_EQ(ssh_x509_cert_verify(cert.record.get(), nullptr), SSH_X509_SCHEME_NOT_SUPPORTED);
 }
 
 TEST_F(CertTest, Signatures) {

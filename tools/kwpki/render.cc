@@ -225,8 +225,10 @@ void Renderer::body(const std::string &label, const Json &value, size_t indent) 
   if (value.is_array()) return array(label, value, indent);
   if (value.contains("hex")) return digits(label, value, indent);
   if (value.contains("scheme") && value.contains("key_type")) {
+    const Json &scheme = value["scheme"];  // null for an algorithm that is not known
     line(indent, label,
-         fmt::format("{}, {}", value["scheme"].get<std::string>(), with_name(value["algorithm"])));
+         (scheme.is_string() ? scheme.get<std::string>() + ", " : "") +
+             with_name(value["algorithm"]));
     if (value.contains("parameters")) field("parameters", value["parameters"], indent + 2);
     return;
   }
