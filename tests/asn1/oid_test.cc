@@ -30,7 +30,9 @@ TEST(Oid, TheStandardsForm) {
   for (const auto &row : rows) {
     EXPECT_EQ(text_of(unhex(row.octets), true), row.standard);
     EXPECT_EQ(text_of(unhex(row.octets)), row.classic);
-    if (unhex(row.octets).back() < 0x80) EXPECT_EQ(octets_of(row.standard, true), row.octets);
+    if (unhex(row.octets).back() < 0x80) {
+      EXPECT_EQ(octets_of(row.standard, true), row.octets);
+    }
   }
 }
 
