@@ -16,9 +16,12 @@ void check(Bytes der, const SshX509Cert &issuer, const SshPublicKey *key) {
   const SshX509Verdict verdict = Verify(record.get(), key);
   if (!decoded) return require(verdict == SSH_X509_INVALID);
   require(Verify(record.get(), key) == verdict);
-  require(Verify(record.get(), nullptr) == (verdict == SSH_X509_SCHEME_NOT_SUPPORTED
-                                                ? SSH_X509_SCHEME_NOT_SUPPORTED
-                                                : SSH_X509_KEY_NOT_FIT));
+  const SshX509Verdict without_key = Verify(record.get(), nullptr);
+  if (!ssh_bytes_equal(record->algorithm, record->signed_algorithm)) {
+    return require(verdict == SSH_X509_INVALID && without_key == SSH_X509_INVALID);
+  }
+  require(without_key == (verdict == SSH_X509_SCHEME_NOT_SUPPORTED ? SSH_X509_SCHEME_NOT_SUPPORTED
+                                                                   : SSH_X509_KEY_NOT_FIT));
   // With RSA another digest is another signature, whatever the key.
   if (verdict != SSH_X509_VALID || issuer.public_key_type != kRsa) return;
   const SshBlock changed(static_cast<uint8_t *>(ssh_xmemdup(der.data(), der.size())));
