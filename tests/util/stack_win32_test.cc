@@ -7,7 +7,8 @@ extern "C" uintptr_t __stack_chk_guard;
 
 namespace {
 
-[[gnu::noinline, gnu::optimize("stack-protector-strong")]] void write_past_end(size_t length) {
+[[gnu::noinline, gnu::optimize("O2", "stack-protector-strong")]] void write_past_end(
+    size_t length) {
   char room[16];
   volatile char *out = room;
   for (size_t i = 0; i < length; ++i) out[i] = 'x';
