@@ -65,8 +65,8 @@ struct Issuer {
   std::string subject, weak;  // for people
 };
 
-// Name is one that records give their issuer: what is made of it is made once.
-struct Name {
+// IssuerName is a name that records give their issuer: what is made of it is made once.
+struct IssuerName {
   std::string readable;
   std::vector<const Issuer *> issuers;
 };
@@ -141,8 +141,8 @@ class Verifier {
  private:
   void take_issuer(const Place &place, Bytes octets);
   void take_object(const Place &place, Bytes octets);
-  const Name &name_of(Bytes der);
-  Finding find_signer(const Record &record, const Name &name);
+  const IssuerName &name_of(Bytes der);
+  Finding find_signer(const Record &record, const IssuerName &name);
   void check(const Place &place, const Record &record);
   void report_refused(const Place &place, const char *kind, const SshX509Refusal &refusal,
                       Bytes octets);
@@ -150,8 +150,8 @@ class Verifier {
 
   const VerifyOptions &options_;
   Objects objects_;
-  std::multimap<std::string, Issuer> issuers_;   // by the form in which names are compared
-  std::unordered_map<std::string, Name> names_;  // by the DER
+  std::multimap<std::string, Issuer> issuers_;         // by the form in which names are compared
+  std::unordered_map<std::string, IssuerName> names_;  // by the DER
   size_t names_size_ = 0;
 };
 
@@ -198,7 +198,7 @@ void Verifier::take_object(const Place &place, Bytes octets) {
 }
 
 // Most records of a bundle name one of few issuers. What is kept of names is bounded.
-const Name &Verifier::name_of(Bytes der) {
+const IssuerName &Verifier::name_of(Bytes der) {
   constexpr size_t kKept = size_t{1} << 20;
   const std::string key(ssh_bytes_text(der));
   if (const auto at = names_.find(key); at != names_.end()) return at->second;
@@ -207,7 +207,7 @@ const Name &Verifier::name_of(Bytes der) {
     names_size_ = 0;
   }
   start_items();
-  Name name{readable(der), {}};
+  IssuerName name{readable(der), {}};
   const auto [begin, end] = issuers_.equal_range(compared(der));
   for (auto at = begin; at != end; ++at) name.issuers.push_back(&at->second);
   names_size_ += sizeof name + key.size() + name.readable.size() + 8 * name.issuers.size();
@@ -215,7 +215,7 @@ const Name &Verifier::name_of(Bytes der) {
 }
 
 // One issuer that verifies it makes a record valid, whatever the others of that name say.
-Finding Verifier::find_signer(const Record &record, const Name &name) {
+Finding Verifier::find_signer(const Record &record, const IssuerName &name) {
   Finding best;
   for (const bool same : {true, false}) {
     for (const Issuer *issuer : name.issuers) {
@@ -231,7 +231,7 @@ Finding Verifier::find_signer(const Record &record, const Name &name) {
 }
 
 void Verifier::check(const Place &place, const Record &record) {
-  const Name &name = name_of(record.issuer);
+  const IssuerName &name = name_of(record.issuer);
   const Finding found = find_signer(record, name);
   std::vector<std::string> weak = {weak_hash(record.scheme, record.algorithm)};
   if (found.answer == kValid) weak.push_back(found.issuer->weak);
