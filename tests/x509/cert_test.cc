@@ -232,6 +232,7 @@ TEST_F(CertTest, PublicKeys) {
   }
   parts.key = seq({seq({oid(kRsa), kNull}), bits(kKey, 4)});  // 4 bits cut off
   expect_outcomes(parts, no_key, no_key);
+  EXPECT_FALSE(Cert(sample::with(&P::key, seq({seq({oid(kRsa), kNull}), kNull}))));
 }
 
 TEST_F(CertTest, NamesAndValidity) {
