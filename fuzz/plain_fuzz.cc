@@ -156,28 +156,25 @@ void change(std::vector<Element> &root, Random &random) {
   }
 }
 
-template <auto Decode>
-std::string certificate(Bytes der) {
-  const SshX509CertOwner cert(ssh_x509_cert_allocate());
+template <auto Decode, class Owned>
+std::string text_of(Bytes der, const Owned &record) {
   RecordText text;
-  const size_t used = Decode(der, cert.get());
+  const size_t used = Decode(der, record.get());
   if (used != 0)
-    text.certificate(*cert, used);
+    text.record(*record, used);
   else
-    text.refusal(cert->refusal);
+    text.refusal(record->refusal);
   return text.text();
 }
 
 template <auto Decode>
+std::string certificate(Bytes der) {
+  return text_of<Decode>(der, SshX509CertOwner(ssh_x509_cert_allocate()));
+}
+
+template <auto Decode>
 std::string crl(Bytes der) {
-  const SshX509CrlOwner crl(ssh_x509_crl_allocate());
-  RecordText text;
-  const size_t used = Decode(der, crl.get());
-  if (used != 0)
-    text.crl(*crl, used);
-  else
-    text.refusal(crl->refusal);
-  return text.text();
+  return text_of<Decode>(der, SshX509CrlOwner(ssh_x509_crl_allocate()));
 }
 
 void hold_against_each_other(Bytes der) {

@@ -12,7 +12,7 @@ class RecordText {
  public:
   [[nodiscard]] const std::string &text() const { return text_; }
 
-  void certificate(const SshX509Cert &cert, size_t used) {
+  void record(const SshX509Cert &cert, size_t used) {
     number(used, cert.version, cert.public_key_type, cert.allowed_usage, cert.allowed_ca_usage);
     number(cert.signature_key_type, cert.signature_pair, cert.signature_value.bits);
     number(cert.key_usage, cert.path_length, cert.ca, cert.key.usable);
@@ -49,7 +49,7 @@ class RecordText {
     if (cert.further) further(*cert.further);
   }
 
-  void crl(const SshX509Crl &crl, size_t used) {
+  void record(const SshX509Crl &crl, size_t used) {
     number(used, crl.version, crl.revoked_count, crl.signature_key_type, crl.signature_value.bits);
     bytes(crl.element, crl.signed_data, crl.algorithm, crl.signed_algorithm, crl.signature);
     bytes(crl.revoked, crl.extension_list);

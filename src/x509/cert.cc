@@ -7,8 +7,6 @@
 
 namespace {
 
-constexpr uint8_t kSequence = 0x30;
-
 // PrivateKeyUsagePeriod ::= SEQUENCE {
 //      notBefore       [0]     GeneralizedTime OPTIONAL,
 //      notAfter        [1]     GeneralizedTime OPTIONAL }                    RFC 3280, 4.2.1.4
@@ -298,63 +296,47 @@ bool decode_certificate(SshAsn1Unread &sequence, SshX509Cert &cert, SshX509Decod
 // The parts of a certificate that is refused. Each step reads the element that stands at its place.
 using Step = void (*)(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder);
 
-void keep(SshX509Cert &cert, bool read, SshX509Part part) { cert.parts |= read ? part : 0u; }
-
 void keep_version(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshMpInt version;
   uint32_t encoded = 0;
   const bool read = decoder.read(element, "(integer (e 0))"_asn1, &version) &&
                     version.to_uint32(encoded) && encoded <= 2;
-  keep(cert, read, SSH_X509_PART_VERSION);
+  ssh_x509_keep(cert, read, SSH_X509_PART_VERSION);
   if (read) cert.stated_version = encoded + 1;
 }
 
 void keep_serial(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
-  keep(cert, decoder.read(element, "(integer ())"_asn1, &cert.serial), SSH_X509_PART_SERIAL);
+  ssh_x509_keep(cert, decoder.read(element, "(integer ())"_asn1, &cert.serial),
+                SSH_X509_PART_SERIAL);
 }
 
-// The outer algorithm comes last, and counts where it can be read.
 void keep_algorithm(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshX509SignatureAlgorithm algorithm;
-  (void)ssh_x509_signature_algorithm(element, decoder, algorithm);
-  if (!algorithm.id) return;
-  keep(cert, true, SSH_X509_PART_ALGORITHM);
-  cert.algorithm = element.der();
-  cert.signature_key_type = algorithm.key_type();
-  cert.signature_scheme = algorithm.scheme();
+  ssh_x509_keep_algorithm(element, cert, decoder);
 }
 
 void keep_issuer(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
-  keep(cert, ssh_x509_name_decode_dn(element, SSH_X509_NAME_DN, decoder, &cert.issuer_names),
-       SSH_X509_PART_ISSUER);
-}
-
-bool keep_time(SshAsn1Unread &element, SshBerTime &out, SshX509Decoder &decoder) {
-  int which = -1;
-  SshBerTime time;
-  const bool read = decoder.read(element, "(choice (utc-time ()) (generalized-time ()))"_asn1,
-                                 &which, &time, &time) &&
-                    decoder.time_passes(time, element.data());
-  if (read) out = time;
-  return read;
+  ssh_x509_keep(cert,
+                ssh_x509_name_decode_dn(element, SSH_X509_NAME_DN, decoder, &cert.issuer_names),
+                SSH_X509_PART_ISSUER);
 }
 
 void keep_validity(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Unread from, to;
   if (!decoder.read(element, "(sequence ()(any ())(any ()))"_asn1, &from, &to)) return;
   SshAsn1Unread first(from.node().alone());
-  keep(cert, keep_time(first, cert.not_before, decoder), SSH_X509_PART_START);
-  keep(cert, keep_time(to, cert.not_after, decoder), SSH_X509_PART_END);
+  ssh_x509_keep(cert, ssh_x509_keep_time(first, cert.not_before, decoder), SSH_X509_PART_START);
+  ssh_x509_keep(cert, ssh_x509_keep_time(to, cert.not_after, decoder), SSH_X509_PART_END);
 }
 
 void keep_subject(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
-  keep(cert, ssh_x509_name_decode_dn(element, SSH_X509_NAME_DN, decoder, &cert.subject_names),
-       SSH_X509_PART_SUBJECT);
+  ssh_x509_keep(cert,
+                ssh_x509_name_decode_dn(element, SSH_X509_NAME_DN, decoder, &cert.subject_names),
+                SSH_X509_PART_SUBJECT);
 }
 
 void keep_key(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
   (void)ssh_x509_subject_key_decode(element, cert, decoder);
-  keep(cert, static_cast<bool>(cert.key.id), SSH_X509_PART_KEY);
+  ssh_x509_keep(cert, static_cast<bool>(cert.key.id), SSH_X509_PART_KEY);
 }
 
 void keep_extensions(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -362,15 +344,15 @@ void keep_extensions(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &
   const bool read = decoder.read(element, "(any (e 3))"_asn1, &list) &&
                     ssh_x509_extensions_decode(list, kExtensions, true, cert, decoder,
                                                &ssh_x509_further_extensions);
-  keep(cert, read, SSH_X509_PART_EXTENSIONS);
+  ssh_x509_keep(cert, read, SSH_X509_PART_EXTENSIONS);
 }
 
 void keep_signature(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Bits bits;
-  keep(cert,
-       decoder.read(element, "(bit-string ())"_asn1, &bits) &&
-           ssh_x509_signature_convert(bits, cert, decoder),
-       SSH_X509_PART_SIGNATURE);
+  ssh_x509_keep(cert,
+                decoder.read(element, "(bit-string ())"_asn1, &bits) &&
+                    ssh_x509_signature_convert(bits, cert, decoder),
+                SSH_X509_PART_SIGNATURE);
 }
 
 constexpr Step kSteps[] = {keep_serial,   keep_algorithm, keep_issuer,
@@ -387,14 +369,9 @@ Step step_at(uint8_t identifier, size_t &place) {
 }
 
 void read_parts(SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshX509Pieces input(cert.der);
   SshAsn1Unread element;
-  if (!input.next() || input.identifier() != kSequence) return;
-  cert.element = input.whole();
-  SshX509Pieces outer(input.content());
-  if (!outer.next() || outer.identifier() != kSequence) return;
-  cert.signed_data = outer.whole();
-  SshX509Pieces fields(outer.content());
+  SshX509Pieces outer, fields;
+  if (!ssh_x509_keep_frame(cert, outer, fields)) return;
   for (size_t place = 0; fields.next();) {
     const Step step = step_at(fields.identifier(), place);
     if (step && fields.take(element, decoder)) step(element, cert, decoder);

@@ -291,43 +291,25 @@ bool decode_crl(SshAsn1Unread &sequence, SshX509Crl &crl, SshX509Decoder &decode
 }
 
 // The parts of a CRL that is refused.
-bool keep(SshX509Crl &crl, bool read, SshX509Part part) {
-  crl.parts |= read ? part : 0u;
-  return read;
-}
-
 void keep_version(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder) {
   SshMpInt version;
   uint32_t encoded = 0;
-  if (keep(crl,
-           decoder.read(element, "(integer ())"_asn1, &version) && version.to_uint32(encoded) &&
-               encoded <= 1,
-           SSH_X509_PART_VERSION))
+  if (ssh_x509_keep(crl,
+                    decoder.read(element, "(integer ())"_asn1, &version) &&
+                        version.to_uint32(encoded) && encoded <= 1,
+                    SSH_X509_PART_VERSION))
     crl.stated_version = encoded + 1;
 }
 
-void keep_algorithm(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder) {
-  SshX509SignatureAlgorithm algorithm;
-  (void)ssh_x509_signature_algorithm(element, decoder, algorithm);
-  if (!keep(crl, static_cast<bool>(algorithm.id), SSH_X509_PART_ALGORITHM)) return;
-  crl.algorithm = element.der();
-  crl.signature_key_type = algorithm.key_type();
-  crl.signature_scheme = algorithm.scheme();
-}
-
 void keep_time(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder, bool next) {
-  int which = -1;
-  SshBerTime time;
-  const bool read = decoder.read(element, "(choice (utc-time ()) (generalized-time ()))"_asn1,
-                                 &which, &time, &time) &&
-                    decoder.time_passes(time, element.data());
-  if (keep(crl, read, next ? SSH_X509_PART_END : SSH_X509_PART_START))
-    (next ? crl.next_update : crl.this_update) = time;
+  ssh_x509_keep(crl, ssh_x509_keep_time(element, next ? crl.next_update : crl.this_update, decoder),
+                next ? SSH_X509_PART_END : SSH_X509_PART_START);
 }
 
 void keep_entries(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder) {
   SshAsn1Unread list;
-  if (!keep(crl, decoder.read(element, "(sequence ()(any ()))"_asn1, &list), SSH_X509_PART_ENTRIES))
+  if (!ssh_x509_keep(crl, decoder.read(element, "(sequence ()(any ()))"_asn1, &list),
+                     SSH_X509_PART_ENTRIES))
     return;
   crl.revoked = list.list();
   SshX509RevokedCursor cursor(crl, &decoder);
@@ -337,10 +319,10 @@ void keep_entries(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decod
 
 void keep_extensions(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder) {
   SshAsn1Unread list;
-  keep(crl,
-       decoder.read(element, "(any (e 0))"_asn1, &list) &&
-           ssh_x509_extensions_decode(list, kCrlExtensions, false, crl, decoder),
-       SSH_X509_PART_EXTENSIONS);
+  ssh_x509_keep(crl,
+                decoder.read(element, "(any (e 0))"_asn1, &list) &&
+                    ssh_x509_extensions_decode(list, kCrlExtensions, false, crl, decoder),
+                SSH_X509_PART_EXTENSIONS);
 }
 
 // Lists are told apart by their order, times as well.
@@ -356,30 +338,27 @@ void read_tbs_parts(SshX509Pieces &fields, SshX509Crl &crl, SshX509Decoder &deco
     if (identifier == kInteger) keep_version(element, crl, decoder);
     if (identifier == 0xA0) keep_extensions(element, crl, decoder);
     if (is_time && times <= 2) keep_time(element, crl, decoder, times == 2);
-    if (is_list && lists == 1) keep_algorithm(element, crl, decoder);
+    if (is_list && lists == 1) ssh_x509_keep_algorithm(element, crl, decoder);
     if (is_list && lists == 2)
-      keep(crl, ssh_x509_name_decode_dn(element, SSH_X509_NAME_DN, decoder, &crl.issuer_names),
-           SSH_X509_PART_ISSUER);
+      ssh_x509_keep(crl,
+                    ssh_x509_name_decode_dn(element, SSH_X509_NAME_DN, decoder, &crl.issuer_names),
+                    SSH_X509_PART_ISSUER);
     if (is_list && lists == 3) keep_entries(element, crl, decoder);
   }
 }
 
 void read_parts(SshX509Crl &crl, SshX509Decoder &decoder) {
-  SshX509Pieces input(crl.der);
   SshAsn1Unread element;
   SshAsn1Bits bits;
+  SshX509Pieces outer, fields;
   crl.rules = &decoder.rules;
-  if (!input.next() || input.identifier() != kSequence) return;
-  crl.element = input.whole();
-  SshX509Pieces outer(input.content());
-  if (!outer.next() || outer.identifier() != kSequence) return;
-  crl.signed_data = outer.whole();
-  SshX509Pieces fields(outer.content());
+  if (!ssh_x509_keep_frame(crl, outer, fields)) return;
   read_tbs_parts(fields, crl, decoder);
   crl.signed_algorithm = crl.algorithm;
-  if (outer.next() && outer.take(element, decoder)) keep_algorithm(element, crl, decoder);
+  if (outer.next() && outer.take(element, decoder)) ssh_x509_keep_algorithm(element, crl, decoder);
   if (!outer.next() || !outer.take(element, decoder)) return;
-  if (!keep(crl, decoder.read(element, "(bit-string ())"_asn1, &bits), SSH_X509_PART_SIGNATURE))
+  if (!ssh_x509_keep(crl, decoder.read(element, "(bit-string ())"_asn1, &bits),
+                     SSH_X509_PART_SIGNATURE))
     return;
   crl.signature = bits.octets.first(bits.bits / 8);
   crl.signature_value = bits;

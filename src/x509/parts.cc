@@ -33,3 +33,13 @@ bool SshX509Pieces::take(SshAsn1Unread &element, SshX509Decoder &decoder) const 
   element.set(good ? node : SshAsn1Node());
   return static_cast<bool>(element);
 }
+
+bool ssh_x509_keep_time(SshAsn1Unread &element, SshBerTime &out, SshX509Decoder &decoder) {
+  int which = -1;
+  SshBerTime time;
+  const bool read = decoder.read(element, "(choice (utc-time ()) (generalized-time ()))"_asn1,
+                                 &which, &time, &time) &&
+                    decoder.time_passes(time, element.data());
+  if (read) out = time;
+  return read;
+}

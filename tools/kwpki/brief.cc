@@ -8,6 +8,7 @@
 
 #include "kwpki/describe.h"
 #include "kwpki/keys.h"
+#include "kwpki/signature.h"
 
 namespace kwpki {
 namespace {
@@ -171,24 +172,9 @@ std::string scheme_text(const Json &signature) {
   return algorithm.is_object() ? algorithm.value("name", algorithm["oid"]) : "unknown";
 }
 
-// A key is weak below 112 bits of strength: NIST SP 800-57 part 1, 5.6.1.
-bool is_weak_key(const Json &key) {
-  constexpr struct {
-    std::string_view type;
-    size_t bits;
-  } kLeast[] = {{"RSA", 2048},     {"RSASSA-PSS", 2048},     {"DSA", 2048},
-                {"ElGamal", 2048}, {"Diffie-Hellman", 2048}, {"EC", 224}};
-  const size_t bits = key.value("bits", size_t{0});
-  return bits != 0 && std::any_of(std::begin(kLeast), std::end(kLeast), [&](const auto &row) {
-           return key["type"] == row.type && bits < row.bits;
-         });
-}
-
-// So is a signature over a hash whose collisions can be made.
-bool is_weak_signature(const Json &signature) {
-  const std::string words = scheme_text(signature);
-  return words.find("MD") != words.npos || words.starts_with("md") || words.ends_with("SHA-1") ||
-         words.ends_with("SHA");
+template <class Record>
+bool has_weak_hash(const Record &record) {
+  return !weak_hash(scheme_of(record), record.algorithm).empty();
 }
 
 // What signs itself is trusted for where it was found, not for its signature.
@@ -196,14 +182,14 @@ bool is_weakly_signed(const SshX509Cert &cert) {
   const SshX509Name *issuer = ssh_x509_name_find(cert.issuer_names, SSH_X509_NAME_DN);
   const SshX509Name *subject = ssh_x509_name_find(cert.subject_names, SSH_X509_NAME_DN);
   const bool own = issuer && subject && ssh_bytes_equal(issuer->der, subject->der);
-  return !own && is_weak_signature(signature_json(cert));
+  return !own && has_weak_hash(cert);
 }
-bool is_weakly_signed(const SshX509Crl &crl) { return is_weak_signature(signature_json(crl)); }
+bool is_weakly_signed(const SshX509Crl &crl) { return has_weak_hash(crl); }
 
-template <class Record>
-std::string signed_text(const Record &record, const Style &style) {
-  const std::string text = scheme_text(signature_json(record));
-  return is_weakly_signed(record) ? style.warning(text + ", weak") : text;
+bool has_weak_key(const SshX509Cert &cert) { return !weak_key(cert.key).empty(); }
+
+std::string weak_marked(const std::string &text, bool weak, const Style &style) {
+  return weak ? style.warning(text + ", weak") : text;
 }
 
 std::string objections_of(const Expiry &expiry, bool weak_key, bool weakly_signed) {
@@ -309,19 +295,11 @@ std::string expiry_text(const Expiry &expiry) {
 }
 
 std::string objections(const SshX509Cert &cert, Moment now) {
-  return objections_of(expiry_of(cert, now), is_weak_key(key_json(cert)), is_weakly_signed(cert));
+  return objections_of(expiry_of(cert, now), has_weak_key(cert), is_weakly_signed(cert));
 }
 
 std::string objections(const SshX509Crl &crl, Moment now) {
   return objections_of(expiry_of(crl, now), false, is_weakly_signed(crl));
-}
-
-std::string key_words(const Json &key, const Style &style) {
-  return is_weak_key(key) ? style.warning(key_text(key) + ", weak") : key_text(key);
-}
-
-std::string validity_words(const SshX509Cert &cert, Moment now, seconds soon, const Style &style) {
-  return period_text(cert.not_before, cert.not_after, expiry_of(cert, now), soon, style);
 }
 
 std::string brief(const SshX509Cert &cert, Moment now, seconds soon, const Style &style) {
@@ -331,9 +309,11 @@ std::string brief(const SshX509Cert &cert, Moment now, seconds soon, const Style
   lines.add("Subject", subject);
   lines.add("Issuer", issuer == subject ? "the same" : issuer);
   lines.add("Serial", serial_text(json["serial"]));
-  lines.add("Valid", validity_words(cert, now, soon, style));
-  lines.add("Key", key_words(json["public_key"], style));
-  lines.add("Signed with", signed_text(cert, style));
+  lines.add("Valid",
+            period_text(cert.not_before, cert.not_after, expiry_of(cert, now), soon, style));
+  lines.add("Key", weak_marked(key_text(json["public_key"]), has_weak_key(cert), style));
+  lines.add("Signed with",
+            weak_marked(scheme_text(json["signature"]), is_weakly_signed(cert), style));
   lines.add("Names", names_text(cert));
   lines.add("Authority", authority_text(cert));
   add_fingerprints(lines, cert.element);
@@ -346,7 +326,8 @@ std::string brief(const SshX509Crl &crl, Moment now, seconds soon, const Style &
   lines.add("Issuer", own_name(json["issuer"]));
   lines.add("Valid",
             period_text(crl.this_update, crl.next_update, expiry_of(crl, now), soon, style));
-  lines.add("Signed with", signed_text(crl, style));
+  lines.add("Signed with",
+            weak_marked(scheme_text(json["signature"]), is_weakly_signed(crl), style));
   lines.add("Revoked",
             fmt::format("{} certificate{}", crl.revoked_count, crl.revoked_count == 1 ? "" : "s"));
   add_fingerprints(lines, crl.element);
@@ -360,12 +341,11 @@ std::string brief_heading() {
 
 std::string brief_row(const SshX509Cert &cert, Moment now, seconds soon, const Style &style,
                       const std::string &where) {
-  const Json key = key_json(cert);
-  std::string kind = key_text(key);
+  std::string kind = key_text(key_json(cert));
   if (const size_t comma = kind.find(", "); comma != kind.npos)
     kind = kind.substr(0, comma) + kind.substr(comma + 1, kind.find(" bits") - comma - 1);
   if (const size_t on = kind.find(" on "); on != kind.npos) kind.erase(on, 3);
-  const bool weak = is_weak_key(key);
+  const bool weak = has_weak_key(cert);
   kind = fitted(kind + (weak ? " weak" : ""), kKeyColumns);
   return row_text(cert.not_after, expiry_of(cert, now), soon, style,
                   weak ? style.warning(kind) : kind, cert.subject_names, where);

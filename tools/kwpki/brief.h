@@ -37,12 +37,6 @@ std::string expiry_text(const Expiry &expiry);
 std::string objections(const SshX509Cert &cert, Moment now);
 std::string objections(const SshX509Crl &crl, Moment now);
 
-// key_words and validity_words tell of a key (as key_json has it) and of the days of a certificate,
-// with what is wrong marked.
-std::string key_words(const Json &key, const Style &style);
-std::string validity_words(const SshX509Cert &cert, Moment now, std::chrono::seconds soon,
-                           const Style &style);
-
 // brief gives the lines of a record. `soon` marks what expires within that time.
 std::string brief(const SshX509Cert &cert, Moment now, std::chrono::seconds soon,
                   const Style &style);

@@ -23,8 +23,9 @@ void set_unique_id(Json &json, const char *key, const SshX509Name *names) {
   if (name) json[key] = Json{{"bits", name->data_length}, {"hex", hex(name->data)}};
 }
 
+// signature_json is {"scheme", "algorithm", "key_type", "parameters" of RSASSA-PSS}.
 template <class Record>
-Json signature_of(const Record &record) {
+Json signature_json(const Record &record) {
   SshX509Algorithm algorithm;
   const bool read = ssh_x509_algorithm_read(record.algorithm, &algorithm);
   Json json = {{"scheme", record.signature_scheme ? Json(record.signature_scheme) : Json()},
@@ -133,10 +134,6 @@ Json fingerprints_json(Bytes der) {
   }
   return json;
 }
-
-Json signature_json(const SshX509Cert &cert) { return signature_of(cert); }
-
-Json signature_json(const SshX509Crl &crl) { return signature_of(crl); }
 
 Json certificate_json(const SshX509Cert &cert) {
   Json json = {{"version", cert.version}};

@@ -22,10 +22,6 @@ Json crl_json(const SshX509Crl &crl);
 Json entry_json(const SshX509RevokedEntry &entry);  // but for its extensions
 Json entry_extensions_json(const SshX509RevokedEntry &entry);
 
-// signature_json is {"scheme", "algorithm", "key_type", "parameters" of RSASSA-PSS}.
-Json signature_json(const SshX509Cert &cert);
-Json signature_json(const SshX509Crl &crl);
-
 // refusal_json is {"structure", "rule", "found", "offset", "oid" and its "name" if there is one}:
 // what stands at the offset of the input that was refused. refusal_text says the same to people:
 // "version is 8; 0 to 2 are defined, at 7".

@@ -137,27 +137,25 @@ std::string as_text(const ErrorRow &row) {
                      row.code, row.meaning, row.cause);
 }
 
-std::string as_json(const ErrorRow &row) {
-  Json json = document();
-  json["code"] = row.code;
-  json["hex"] = fmt::format("0x{:08X}", row.code);
-  json["name"] = row.name;
-  json["meaning"] = row.meaning;
-  json["cause"] = row.cause;
-  return json_line(json) + "\n";
-}
-
 std::string as_text(const LayerRow &row) {
   return fmt::format("status {} of the layer \"{}\": {}\n", row.code, row.layer, row.meaning);
 }
 
-std::string as_json(const LayerRow &row) {
+// as_json writes a code with what else is known of it.
+std::string as_json(uint32_t code, const Json &members) {
   Json json = document();
-  json["code"] = row.code;
-  json["hex"] = fmt::format("0x{:08X}", row.code);
-  json["layer"] = row.layer;
-  json["meaning"] = row.meaning;
+  json["code"] = code;
+  json["hex"] = fmt::format("0x{:08X}", code);
+  json.update(members);
   return json_line(json) + "\n";
+}
+
+std::string as_json(const ErrorRow &row) {
+  return as_json(row.code, {{"name", row.name}, {"meaning", row.meaning}, {"cause", row.cause}});
+}
+
+std::string as_json(const LayerRow &row) {
+  return as_json(row.code, {{"layer", row.layer}, {"meaning", row.meaning}});
 }
 
 constexpr const char *kErrorFooter =

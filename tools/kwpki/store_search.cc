@@ -264,8 +264,8 @@ void add_key_of(const std::string &option, const std::string &file, const Stream
   if (status != KWPKI_OK) refuse(option, code_text(status), file);
 }
 
-// build makes the constraints; what cannot be made is wrong use. With `reversed`, names given as text
-// are in the other order.
+// build makes the constraints; what cannot be made is wrong use. With `reversed`, names given as
+// text are in the other order.
 Search build(const Criteria &criteria, const Streams &streams, bool reversed = false) {
   const SearchKey key(KwPkiSearchKeyAllocate());
   for (const TextKeyRow &row : kTextKeys) {
@@ -292,17 +292,9 @@ Search build(const Criteria &criteria, const Streams &streams, bool reversed = f
   return search;
 }
 
-// objections_to tells what is wrong with a certificate, if anything is: that it has expired.
-std::string objections_to(const std::string &der) {
-  const SshX509CertOwner cert(ssh_x509_cert_allocate());
-  if (!ssh_x509_cert_decode(unbase64(der), cert.get())) return {};
-  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  const std::string text = objections(*cert, now);
-  return text.empty() ? text : "; " + text;
-}
-
-// found_text shows a certificate that was found, in one line.
-std::string found_text(size_t position, const Json &json, const Style &style) {
+// found_text shows a certificate that was found, in one line, with what is wrong with it.
+std::string found_text(size_t position, const Json &json, const std::string &wrong,
+                       const Style &style) {
   if (json["der"] == "")
     return fmt::format("{}. {}\n", position,
                        style.warning("a certificate that is not read under this profile"));
@@ -319,18 +311,22 @@ std::string found_text(size_t position, const Json &json, const Style &style) {
       json["not_after"].is_string() ? json["not_after"].get<std::string>().substr(0, 10) : "never";
   return fmt::format("{}. {}; expires {}; {}; SHA-256 {}{}\n", position, escape(subject), end,
                      key_text, json["fingerprints"].value("sha256", ""),
-                     style.warning(objections_to(json["der"])));
+                     wrong.empty() ? "" : "; " + style.warning(wrong));
 }
 
-// describe adds what people tell certificates apart by.
-void describe(Json &json, Bytes der) {
+// describe adds what people tell certificates apart by, and returns what is wrong with one.
+std::string describe(Json &json, Bytes der) {
   const SshX509CertOwner cert(ssh_x509_cert_allocate());
-  if (!ssh_x509_cert_decode(der, cert.get())) return;
+  if (!ssh_x509_cert_decode(der, cert.get())) return {};
   json["not_after"] = time_json(cert->not_after);
   json["fingerprints"] = fingerprints_json(cert->element);
+  return objections(*cert,
+                    std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()));
 }
 
 enum class Form : uint8_t { kText, kJson, kPem };
+
+Form form_of(bool pem, bool json) { return pem ? Form::kPem : json ? Form::kJson : Form::kText; }
 
 // show_list writes certificate by certificate: a list may be long.
 int show_list(const ListAnswer &answer, Form form, Output &output) {
@@ -347,11 +343,11 @@ int show_list(const ListAnswer &answer, Form form, Output &output) {
       continue;
     }
     json.update(cert_json(cert));
-    if (has_der) describe(json, {der, length});
+    const std::string wrong = has_der ? describe(json, {der, length}) : "";
     if (form == Form::kJson)
       write_json(output, json);
     else
-      output.write(found_text(position, json, output.style()));
+      output.write(found_text(position, json, wrong, output.style()));
   }
   if (position == 0) output.message("", "nothing was found");
   uint32_t state = 0;
@@ -366,10 +362,6 @@ struct SearchOptions {
   StoreOptions store;
   Criteria criteria;
   bool pem = false;
-
-  [[nodiscard]] Form form() const {
-    return pem ? Form::kPem : store.json ? Form::kJson : Form::kText;
-  }
 };
 
 void ask(Session &session, KwPkiSearch what, ListAnswer &answer) {
@@ -383,19 +375,20 @@ void ask(Session &session, KwPkiSearch what, ListAnswer &answer) {
 int search(const SearchOptions &options, Output &output, const Streams &streams) {
   const Search what = build(options.criteria, streams);
   Session session = open_store(options.store, StoreUse::kRead);
+  const Form form = form_of(options.pem, options.store.json);
   ListAnswer answer, other;
   ask(session, what.get(), answer);
   const bool again = !options.criteria.dn.empty() && options.criteria.dn_of.empty() &&
                      options.criteria.key_of.empty() && KwPkiCertListIsEmpty(answer.list.get());
-  if (answer.status != 0 || !again) return show_list(answer, options.form(), output);
+  if (answer.status != 0 || !again) return show_list(answer, form, output);
   const Search reversed = build(options.criteria, streams, true);
   ask(session, reversed.get(), other);
   if (other.status != 0 || KwPkiCertListIsEmpty(other.list.get()))
-    return show_list(answer, options.form(), output);
+    return show_list(answer, form, output);
   output.message("",
                  "nothing has the name in this order; found with its parts in the other one, "
                  "as certificates have it");
-  return show_list(other, options.form(), output);
+  return show_list(other, form, output);
 }
 
 struct PathCriteria {
@@ -411,11 +404,7 @@ int path(const PathCriteria &options, Output &output, const Streams &streams) {
   session.exchange([&](void *agent) {
     return KwPkiSearchPathAsync(from.get(), to.get(), nullptr, ListAnswer::take, &answer, agent);
   });
-  return show_list(answer,
-                   options.pem          ? Form::kPem
-                   : options.store.json ? Form::kJson
-                                        : Form::kText,
-                   output);
+  return show_list(answer, form_of(options.pem, options.store.json), output);
 }
 
 void add_criteria(CLI::App *command, const char *prefix, const std::string &group,
