@@ -17,8 +17,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # SSE2 is everywhere that this system still runs. The system promises four octets of stack alignment
 # and SSE needs sixteen: functions align their own frames.
 set(machine "-msse2 -mstackrealign")
-# The same source gives the same octets, wherever it lies and whenever it is built.
-set(CMAKE_C_FLAGS_INIT "${machine} -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.")
+set(CMAKE_C_FLAGS_INIT "${machine}")
 set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT}")
 
 set(link "-static -s -Wl,--dynamicbase,--nxcompat,--no-insert-timestamp,--fatal-warnings")
