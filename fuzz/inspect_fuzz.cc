@@ -1,12 +1,12 @@
 // Any octets through `kwpki inspect` and `kwpki verify`: whatever they are, the tool ends with an
 // exit status, writes JSON, and says of a certificate or CRL what the record says.
 
-#include "kwpki/input.h"
-#include "kwpki/inspect.h"
-#include "kwpki/kinds.h"
-#include "kwpki/text.h"
-#include "kwpki/values.h"
-#include "kwpki/verify.h"
+#include "kwpki/input/input.h"
+#include "kwpki/input/kinds.h"
+#include "kwpki/show/inspect.h"
+#include "kwpki/terminal/text.h"
+#include "kwpki/values/values.h"
+#include "kwpki/verify/verify.h"
 #include "memory_file.h"
 #include "profiles.h"
 #include "x509/cert.h"

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "kwpki/commands.h"
+#include "kwpki/commands/commands.h"
 #include "support/folder.h"
 #include "support/profile.h"
 

@@ -1,5 +1,5 @@
 // The codes that `kwpki error` tells.
-#include "kwpki/errors.h"
+#include "kwpki/values/errors.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

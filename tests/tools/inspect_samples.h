@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "asn1/files.h"
-#include "kwpki/text.h"
+#include "kwpki/terminal/text.h"
 #include "support/samples.h"
 
 namespace inspect_samples {

@@ -1,12 +1,12 @@
 // The program as a whole, called as main() calls it, with files for its standard streams.
-#include "kwpki/inspect.h"
+#include "kwpki/show/inspect.h"
 
 #include <gmock/gmock.h>
 
 #include <ctime>
 #include <filesystem>
 
-#include "kwpki/tree.h"
+#include "kwpki/values/tree.h"
 #include "support/tool.h"
 #include "tools/inspect_samples.h"
 
@@ -162,7 +162,8 @@ TEST(Inspect, ShowsTheStepThatRefused) {
   const size_t offset = bad.find(octets(kUnknown));
   const std::string rule = "critical extension 1.2.3.4 is not known, at " + std::to_string(offset);
   const Result brief = run({}, bad), text = run({"inspect", "--full", "--tree-lines", "5"}, bad);
-  for (const char *line : {"  Subject       CN=A\n", kSerial, "  Key           RSA, 264 bits, weak\n"})
+  for (const char *line :
+       {"  Subject       CN=A\n", kSerial, "  Key           RSA, 264 bits, weak\n"})
     EXPECT_THAT(brief.out, HasSubstr(line));
   EXPECT_THAT(brief.out, HasSubstr("refused as a certificate: " + rule));
   EXPECT_EQ(text.code, 1);

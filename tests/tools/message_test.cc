@@ -1,11 +1,11 @@
 // Messages both ways: `kwpki message`.
-#include "kwpki/message.h"
+#include "kwpki/message/message.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "kwpki/message_decode.h"
-#include "kwpki/message_encode.h"
+#include "kwpki/message/decode.h"
+#include "kwpki/message/encode.h"
 #include "support/hex.h"
 #include "support/tool.h"
 

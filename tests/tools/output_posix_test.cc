@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "kwpki/text.h"
+#include "kwpki/terminal/text.h"
 #include "support/tool.h"
 #include "tools/inspect_samples.h"
 

@@ -1,6 +1,6 @@
 // Signatures by ECDSA, EdDSA and RSASSA-PSS: made by OpenSSL, then put into every form that is not
 // theirs; and keys that cannot have made them.
-#include "kwpki/signature.h"
+#include "kwpki/verify/signature.h"
 
 #include <gmock/gmock.h>
 #include <openssl/core_names.h>

@@ -1,4 +1,4 @@
-#include "kwpki/commands.h"
+#include "kwpki/commands/commands.h"
 
 namespace {
 

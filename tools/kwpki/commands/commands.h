@@ -1,0 +1,51 @@
+// The commands of the tool. A command is a function that adds its name and options to the parser;
+// parsed, they leave in `run` what is to be done. To add a command, declare such a function here
+// and give it a row in command_line.cc.
+#pragma once
+
+#include <functional>
+
+#include "kwpki/terminal/exit.h"
+#include "kwpki/terminal/output.h"
+
+namespace CLI {
+class App;
+}
+
+namespace kwpki {
+
+// Run does what the command line asked for and returns the exit code. OutputClosed is caught by
+// run_command_line, which also flushes what was written last.
+using Run = std::function<int(const Streams &streams)>;
+
+// The commands. `run` outlives the parsing, which is when it is set; options that it needs belong
+// into a shared pointer that it holds:
+//
+//   const auto options = std::make_shared<InspectOptions>();
+//   CLI::App *command = app.add_subcommand("inspect", kHelp);
+//   command->add_flag("--json", options->json, "Write JSON");
+//   command->callback([options, &run] {
+//     run = [options](const Streams &streams) { return inspect(*options, streams); };
+//   });
+void add_inspect_command(CLI::App &app, Run &run);
+void add_verify_command(CLI::App &app, Run &run);
+void add_message_commands(CLI::App &app, Run &run);
+void add_error_command(CLI::App &app, Run &run);
+void add_store_commands(CLI::App &app, Run &run);
+void add_completion_command(CLI::App &app, Run &run);
+
+// add_profile_option adds the option that chooses the profile of the process. It stands before the
+// command, and every command that decodes has it as well.
+void add_profile_option(CLI::App &app);
+
+// add_color_option adds the option that says when to use colours, in the same places.
+void add_color_option(CLI::App &app);
+
+// prepare_process is for main.cc: from then on the process ends with a message and kExitUnreadable
+// where memory runs out, closed streams are errors, and so are those that nobody reads.
+void prepare_process();
+
+// run_command_line is the whole program but for that, for main() and for tests.
+int run_command_line(int argc, const char *const *argv, const Streams &streams);
+
+}  // namespace kwpki

@@ -1,0 +1,244 @@
+#include "kwpki/input/input.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+#include "asn1/ber.h"
+#include "asn1/files.h"
+#include "kwpki/input/kinds.h"
+#include "util/owner.h"
+
+namespace kwpki {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kBegin = "-----BEGIN ";
+constexpr std::string_view kEnd = "-----END ";
+constexpr std::string_view kDashes = "-----";
+constexpr std::string_view kReadable[] = {
+    "CERTIFICATE", "X509 CERTIFICATE", "TRUSTED CERTIFICATE", "X509 CRL", "PKCS7", "CMS"};
+
+std::string reason(int error) { return std::generic_category().message(error); }
+
+void add_directory(const std::string &name, Found *found) {
+  std::error_code error;
+  std::vector<std::string> files;
+  fs::recursive_directory_iterator at(name, error);
+  while (!error && at != fs::recursive_directory_iterator()) {
+    std::error_code ignored;
+    const bool regular = at->is_regular_file(ignored);
+    if (regular) files.push_back(at->path().string());
+    // What cannot be entered is named, and the walk goes on beside it.
+    if (at->is_directory(ignored) && !at->is_symlink(ignored)) {
+      const fs::directory_iterator probe(at->path(), ignored);
+      if (ignored) {
+        found->problems.push_back({at->path().string(), ignored.message()});
+        at.disable_recursion_pending();
+      }
+    }
+    at.increment(error);
+  }
+  if (error) found->problems.push_back({name, error.message()});
+  if (!error && files.empty()) found->empty.push_back(name);
+  std::sort(files.begin(), files.end());
+  for (std::string &file : files) found->sources.push_back({std::move(file), true});
+}
+
+struct CloseFile {
+  void operator()(std::FILE *file) const { std::fclose(file); }
+};
+
+// A named pipe blocks until somebody writes, perhaps forever. Those under /dev and /proc (what a
+// shell makes of
+// "<(command)") have their writer already.
+bool may_block(const std::string &name) {
+  std::error_code ignored;
+  return fs::is_fifo(name, ignored) && !name.starts_with("/dev/") && !name.starts_with("/proc/");
+}
+
+size_t count_lines(std::string_view text) {
+  return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// label_at reads the label of a BEGIN or END line behind its keyword; empty if the line is none.
+std::string_view label_at(std::string_view text) {
+  constexpr size_t kLabelMax = 64;
+  const size_t end = text.substr(0, kLabelMax + kDashes.size()).find(kDashes);
+  const std::string_view label =
+      end == std::string_view::npos ? std::string_view() : text.substr(0, end);
+  return label.find_first_of("\r\n") == std::string_view::npos ? label : std::string_view();
+}
+
+// next_begin finds the next well-formed BEGIN line at or after `from`.
+size_t next_begin(std::string_view text, size_t from) {
+  for (size_t at = text.find(kBegin, from); at != std::string_view::npos;
+       at = text.find(kBegin, at + 1)) {
+    if (!label_at(text.substr(at + kBegin.size())).empty()) return at;
+  }
+  return std::string_view::npos;
+}
+
+bool belongs_in_base64(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
+         c == '/' || c == '=' || c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+// stray_line finds the first line of a body that is neither base64 nor a header in front of it;
+// counted from 1, 0 if there is none.
+size_t stray_line(std::string_view body) {
+  size_t number = 0;
+  for (bool begun = false; !body.empty(); ++number) {
+    const std::string_view line = body.substr(0, body.find('\n'));
+    body.remove_prefix(std::min(body.size(), line.size() + 1));
+    const bool base64 = std::all_of(line.begin(), line.end(), belongs_in_base64);
+    const bool header = !begun && line.find(':') != std::string_view::npos;
+    if (!base64 && !header) return number + 1;
+    begun |= base64 && line.find_first_not_of(" \t\r") != std::string_view::npos;
+  }
+  return 0;
+}
+
+void add_fault(Block *block, const std::string &fault) {
+  block->fault += (block->fault.empty() ? "" : "; ") + fault;
+}
+
+void close_block(Block *block, std::string_view rest) {
+  const size_t end = rest.find(kEnd);
+  block->body = rest.substr(0, end);
+  if (end == std::string_view::npos) {
+    add_fault(block, "the PEM block has no END line");
+  } else if (label_at(rest.substr(end + kEnd.size())) != block->label) {
+    add_fault(block, "the END line has another label");
+  }
+  if (const size_t line = stray_line(block->body))
+    add_fault(block,
+              fmt::format("stray characters in the armour, in line {}", block->line + line - 1));
+}
+
+std::vector<uint8_t> from_base64(std::string_view text) {
+  if (text.empty()) return {};
+  const SshText plain(ssh_base64_remove_whitespace(text.data(), text.size()));
+  size_t length = 0;
+  const SshBlock octets(ssh_base64_to_buf(plain.get(), &length));
+  return {octets.get(), octets.get() + length};
+}
+
+// What the library's own reader makes of a file is the last of its blocks, by rules of its own:
+// programs that use it may read something else.
+void hold_against_library(Bytes file, Block *last) {
+  if (!last->readable) return;
+  const Bytes found = ssh_armour_find(file);
+  if (from_base64(ssh_bytes_text(found)) != block_octets(*last))
+    add_fault(last, "KwPkiReadFile reads this armour otherwise");
+}
+
+// What text stands for, if it is no armour.
+void take_text(std::vector<uint8_t> *octets, std::string_view *form) {
+  const std::string utf8 = as_utf8_text(*octets);
+  if (!utf8.empty()) octets->assign(utf8.begin(), utf8.end());
+  const std::string_view text = ssh_bytes_text(*octets);
+  if (next_begin(text, 0) != std::string_view::npos) return;
+  Unarmoured found = unarmoured(text);
+  if (found.octets.empty()) return;
+  if (form) *form = found.form;
+  *octets = std::move(found.octets);
+}
+
+}  // namespace
+
+bool is_plainly_der(Bytes file) {
+  SshBerElement element;
+  if (file.size() < 2 || file[0] != 0x30) return false;
+  if (file[1] >= 0x80) return true;  // no text continues with this octet
+  const bool opened = ssh_ber_open(file.data(), file.data() + file.size(), element) == SSH_BER_OK;
+  return opened && element.header_length + size_t{element.content_length} == file.size();
+}
+
+Found find_sources(const std::vector<std::string> &names) {
+  Found found;
+  for (const std::string &name : names) {
+    std::error_code ignored;
+    if (name != "-" && fs::is_directory(name, ignored)) {
+      add_directory(name, &found);
+    } else {
+      found.sources.push_back({name, false});
+    }
+  }
+  return found;
+}
+
+std::string read_source(const Source &source, std::FILE *standard_input, Output *output,
+                        std::vector<uint8_t> *octets, std::string_view *form) {
+  std::unique_ptr<std::FILE, CloseFile> opened;
+  std::FILE *file = standard_input;
+  if (source.name != "-") {
+    if (may_block(source.name))
+      return "a named pipe, which may never end; redirect it to standard input";
+    errno = 0;
+    opened.reset(std::fopen(source.name.c_str(), "rb"));
+    if (!opened) return reason(errno);
+    file = opened.get();
+  }
+  constexpr size_t kFirst = 0x2000, kMost = 0x40000;  // most files are small
+  octets->clear();
+  for (;;) {
+    const size_t held = octets->size();
+    const size_t chunk = std::clamp(held, kFirst, kMost);
+    octets->resize(held + chunk);
+    const size_t count = std::fread(octets->data() + held, 1, chunk, file);
+    octets->resize(held + count);
+    if (octets->size() > kFileMax) return fmt::format("larger than {} MiB", kFileMax >> 20);
+    if (std::ferror(file)) return reason(errno);
+    if (count < chunk) break;
+    if (output) output->progress(source.name, "bytes read", octets->size());
+  }
+  if (octets->empty()) return "holds nothing";
+  if (!is_plainly_der(*octets)) take_text(octets, form);
+  return "";
+}
+
+std::string Place::name() const {
+  const std::string shown = file == "-" ? "standard input" : file;
+  return block ? fmt::format("{} (PEM block {})", shown, block) : shown;
+}
+
+std::vector<Block> find_blocks(Bytes file) {
+  std::vector<Block> blocks;
+  if (is_plainly_der(file)) return blocks;
+  const std::string_view text = ssh_bytes_text(file);
+  size_t line = 1, counted = 0;
+  for (size_t at = next_begin(text, 0); at != std::string_view::npos;) {
+    Block block;
+    block.label = label_at(text.substr(at + kBegin.size()));
+    line += count_lines(text.substr(counted, at - counted));
+    block.line = line;
+    counted = at;
+    const size_t body = at + kBegin.size() + block.label.size() + kDashes.size();
+    at = next_begin(text, body);
+    close_block(&block, text.substr(body, at == std::string_view::npos ? at : at - body));
+    block.readable =
+        std::find(std::begin(kReadable), std::end(kReadable), block.label) != std::end(kReadable);
+    blocks.push_back(block);
+  }
+  if (!blocks.empty()) hold_against_library(file, &blocks.back());
+  return blocks;
+}
+
+std::vector<uint8_t> block_octets(const Block &block) {
+  std::string text;
+  text.reserve(block.body.size());
+  for (std::string_view rest = block.body; !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    if (line.find(':') == std::string_view::npos) text += line;
+    rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+  }
+  return from_base64(text);
+}
+
+}  // namespace kwpki

@@ -1,0 +1,367 @@
+#include "kwpki/show/brief.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
+#include "kwpki/values/describe.h"
+#include "kwpki/values/keys.h"
+#include "kwpki/verify/signature.h"
+
+namespace kwpki {
+namespace {
+
+using std::chrono::seconds;
+
+constexpr size_t kLabel = 14;      // columns of a label
+constexpr size_t kNamesShown = 5;  // so many names are shown
+// Columns of a row; with the date and a short name of a file it has 80.
+constexpr size_t kLeftColumns = 10, kKeyColumns = 13, kSubjectColumns = 28;
+
+Moment moment_of(const SshBerTime &time) {
+  namespace c = std::chrono;
+  const c::sys_days day{c::year(static_cast<int>(time.year)) / c::month(time.month) /
+                        c::day(time.day)};
+  const seconds zone = c::hours(time.tz_hours) + c::minutes(time.tz_minutes);
+  return Moment(day) + c::hours(time.hour) + c::minutes(time.minute) + seconds(time.second) -
+         (time.tz_plus ? zone : -zone);
+}
+
+Expiry expiry_between(const SshBerTime &from, const SshBerTime &to, Moment now) {
+  Expiry expiry;
+  if (!(from == SshBerTime{})) expiry.early = now < moment_of(from);
+  if (expiry.early) expiry.left = moment_of(from) - now;
+  if (to == SshBerTime{}) return expiry;
+  expiry.known = true;
+  if (expiry.early) return expiry;
+  expiry.left = moment_of(to) - now;
+  expiry.expired = expiry.left < seconds(0);
+  return expiry;
+}
+
+// span_text rounds to the unit in which there are two at least.
+std::string span_text(seconds span) {
+  constexpr struct {
+    int64_t seconds;
+    const char *unit;
+  } kUnits[] = {{365 * 86400 + 86400 / 4, "year"}, {86400, "day"}, {3600, "hour"}};
+  const int64_t count = span.count() < 0 ? -span.count() : span.count();
+  const auto *row = std::begin(kUnits);
+  while (row->seconds * 2 > count && row + 1 != std::end(kUnits)) ++row;
+  const int64_t number = (count + row->seconds / 2) / row->seconds;
+  return fmt::format("{} {}{}", number, row->unit, number == 1 ? "" : "s");
+}
+
+std::string marked(const Expiry &expiry, seconds soon, const Style &style,
+                   const std::string &text) {
+  return expiry.early || expiry.refused || expires_soon(expiry, soon) ? style.warning(text) : text;
+}
+
+// date_text is a time in UTC; the zone is said once, behind a period.
+std::string date_text(const SshBerTime &time) {
+  if (time == SshBerTime{}) return "-";
+  const Moment moment = moment_of(time);
+  const auto day = std::chrono::floor<std::chrono::days>(moment);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss clock(moment - day);
+  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", static_cast<int>(date.year()),
+                     static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                     clock.hours().count(), clock.minutes().count(), clock.seconds().count());
+}
+
+// The lines of a record that is refused and the parts that they take. Some are left out without
+// them, as they would look like an answer.
+constexpr uint32_t kWholeElement = 1u << 31;  // that the fingerprints are of
+constexpr struct {
+  std::string_view label;
+  uint32_t parts;
+  bool left_out = false;
+} kLineParts[] = {
+    {"Subject", SSH_X509_PART_SUBJECT},
+    {"Issuer", SSH_X509_PART_ISSUER},
+    {"Serial", SSH_X509_PART_SERIAL},
+    {"Valid", SSH_X509_PART_START | SSH_X509_PART_END},
+    {"Key", SSH_X509_PART_KEY},
+    {"Signed with", SSH_X509_PART_ALGORITHM},
+    {"Revoked", SSH_X509_PART_ENTRIES, true},
+    {"Names", SSH_X509_PART_EXTENSIONS, true},
+    {"Authority", SSH_X509_PART_EXTENSIONS, true},
+    {"SHA-256", kWholeElement, true},
+    {"SHA-1", kWholeElement, true},
+};
+
+template <class Record>
+uint32_t parts_of(const Record &record) {
+  if (record.version != 0) return UINT32_MAX;
+  return record.parts | (record.element.empty() ? 0 : kWholeElement);
+}
+
+class Lines {
+ public:
+  Lines(const Style &style, uint32_t parts) : style_(style), parts_(parts) {}
+  // add appends a line, or nothing if there is nothing to tell.
+  void add(const char *label, const std::string &text) {
+    const auto *row = std::find_if(std::begin(kLineParts), std::end(kLineParts),
+                                   [label](const auto &r) { return r.label == label; });
+    const bool unread = row != std::end(kLineParts) && (row->parts & ~parts_) != 0;
+    if (text.empty() || (unread && row->left_out)) return;
+    text_ += "  " + style_.label(label) +
+             std::string(kLabel - std::string_view(label).size(), ' ') +
+             (unread ? style_.warning("cannot be read") : text) + '\n';
+  }
+  [[nodiscard]] const std::string &text() const { return text_; }
+
+ private:
+  const Style &style_;
+  uint32_t parts_;
+  std::string text_;
+};
+
+std::string own_name(const Json &name) {
+  const std::string text = name["readable"].get<std::string>();
+  return text.empty() ? "(no name)" : escape(text);
+}
+
+std::string serial_text(const Json &serial) {
+  const std::string digits = serial["hex"].get<std::string>();
+  constexpr size_t kMost = 64;  // RFC 5280 allows twenty octets
+  return digits.size() <= kMost ? digits : digits.substr(0, kMost) + "...";
+}
+
+std::string key_text(const Json &key) {
+  std::string text = key["type"].get<std::string>();
+  if (text == "unknown" && key.contains("algorithm"))
+    text = key["algorithm"].value("name", key["algorithm"]["oid"]);
+  if (key.contains("curve") && key["curve"].is_object())
+    return fmt::format("{} on {}", text,
+                       key["curve"].value("nist_name", key["curve"].value("name", "a curve")));
+  if (key.contains("bits")) text += fmt::format(", {} bits", key["bits"].get<size_t>());
+  return text;
+}
+
+// hash_text makes "SHA-256" of the name "sha256".
+std::string hash_text(std::string hash) {
+  for (char &c : hash) c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  if (hash.starts_with("SHA") && !hash.starts_with("SHA-")) hash.insert(3, "-");
+  return hash;
+}
+
+// The trade's words for a scheme of the library, such as "RSA with SHA-256".
+std::string scheme_text(const Json &signature) {
+  constexpr struct {
+    std::string_view scheme, words;
+  } kFamilies[] = {{"rsa-pkcs1-", "RSA with "},
+                   {"dsa-nist-", "DSA with "},
+                   {"ecdsa-", "ECDSA with "},
+                   {"ed25519", "Ed25519"},
+                   {"ed448", "Ed448"}};
+  const std::string scheme = signature["scheme"].is_null() ? "" : signature["scheme"];
+  if (scheme == "rsa-pss") {
+    const auto hash = signature.contains("parameters")
+                          ? signature["parameters"]["hash"].value("name", "")
+                          : std::string();
+    return hash.empty() ? "RSASSA-PSS" : "RSASSA-PSS with " + hash_text(hash);
+  }
+  for (const auto &family : kFamilies) {
+    if (!scheme.starts_with(family.scheme)) continue;
+    return std::string(family.words) + hash_text(scheme.substr(family.scheme.size()));
+  }
+  const Json &algorithm = signature["algorithm"];
+  return algorithm.is_object() ? algorithm.value("name", algorithm["oid"]) : "unknown";
+}
+
+template <class Record>
+bool has_weak_hash(const Record &record) {
+  return !weak_hash(scheme_of(record), record.algorithm).empty();
+}
+
+// What signs itself is trusted for where it was found, not for its signature.
+bool is_weakly_signed(const SshX509Cert &cert) {
+  const SshX509Name *issuer = ssh_x509_name_find(cert.issuer_names, SSH_X509_NAME_DN);
+  const SshX509Name *subject = ssh_x509_name_find(cert.subject_names, SSH_X509_NAME_DN);
+  const bool own = issuer && subject && ssh_bytes_equal(issuer->der, subject->der);
+  return !own && has_weak_hash(cert);
+}
+bool is_weakly_signed(const SshX509Crl &crl) { return has_weak_hash(crl); }
+
+bool has_weak_key(const SshX509Cert &cert) { return !weak_key(cert.key).empty(); }
+
+std::string weak_marked(const std::string &text, bool weak, const Style &style) {
+  return weak ? style.warning(text + ", weak") : text;
+}
+
+std::string objections_of(const Expiry &expiry, bool weak_key, bool weakly_signed) {
+  std::string text = expiry.early || expiry.expired ? expiry_text(expiry) : "";
+  if (weak_key) text += (text.empty() ? "" : ", ") + std::string("weak key");
+  if (weakly_signed) text += (text.empty() ? "" : ", ") + std::string("weak signature");
+  return text;
+}
+
+std::string period_text(const SshBerTime &from, const SshBerTime &to, const Expiry &expiry,
+                        seconds soon, const Style &style) {
+  return fmt::format("{} to {} UTC, {}", date_text(from), date_text(to),
+                     marked(expiry, soon, style, expiry_text(expiry)));
+}
+
+std::string names_text(const SshX509Cert &cert) {
+  const Json names = names_json(cert.subject_names);
+  std::string text;
+  for (size_t i = 0; i < names.size() && i < kNamesShown; ++i) {
+    const Json &name = names[i];
+    const char *shown = name.contains("readable") ? "readable" : "text";
+    text += (i ? ", " : "") + (name.contains(shown) ? escape(name[shown].get<std::string>())
+                                                    : name.value("type", "more"));
+  }
+  if (names.size() > kNamesShown) text += fmt::format(" and {} more", names.size() - kNamesShown);
+  return text;
+}
+
+std::string authority_text(const SshX509Cert &cert) {
+  if (cert.version == 0 && !cert.extensions.test(SSH_X509_EXT_BASIC_CONSTRAINTS)) return "";
+  if (!cert.ca) return "no";
+  return cert.path_length == SSH_X509_NO_LIMIT
+             ? "yes"
+             : fmt::format("yes, with at most {} below it", cert.path_length);
+}
+
+void add_fingerprints(Lines &lines, Bytes element) {
+  const Json prints = fingerprints_json(element);
+  lines.add("SHA-256", prints.value("sha256", ""));
+  lines.add("SHA-1", prints.value("sha1", ""));
+}
+
+std::string short_name(const SshX509Name *names) {
+  const SshX509Name *name = ssh_x509_name_find(names, SSH_X509_NAME_DN);
+  if (!name) return "(no name)";
+  std::string text = dn_json(name->der)["readable"].get<std::string>();
+  const size_t at = text.rfind("CN=");
+  if (at != text.npos && (at == 0 || text[at - 1] == ' '))
+    text = text.substr(at + 3, text.find(", ", at) - at - 3);
+  return text.empty() ? "(no name)" : escape(text);
+}
+
+// fitted keeps so many columns, each letter taken for one.
+std::string fitted(const std::string &text, size_t columns) {
+  size_t letters = 0, at = 0;
+  for (; at < text.size(); ++at) {
+    if ((text[at] & 0xC0) == 0x80) continue;
+    if (letters++ == columns) break;
+  }
+  if (at == text.size()) return text + std::string(columns - letters, ' ');
+  return text.substr(0, at);
+}
+
+std::string left_text(const Expiry &expiry, seconds soon) {
+  if (expiry.refused) return "! REFUSED";
+  if (expiry.early) return "! not yet";
+  if (!expiry.known) return "  -";
+  return (expires_soon(expiry, soon) ? "! " : "  ") +
+         (expiry.expired ? "EXPIRED" : span_text(expiry.left));
+}
+
+std::string row_text(const SshBerTime &end, const Expiry &expiry, seconds soon, const Style &style,
+                     const std::string &kind, const SshX509Name *names, const std::string &where) {
+  return fmt::format(
+      "{:10}  {}  {}  {}  {}\n", date_text(end).substr(0, 10),
+      marked(expiry, soon, style, fmt::format("{:{}}", left_text(expiry, soon), kLeftColumns)),
+      kind, fitted(short_name(names), kSubjectColumns), escape(where));
+}
+
+}  // namespace
+
+bool expires_soon(const Expiry &expiry, seconds soon) {
+  return expiry.expired || (expiry.known && !expiry.early && expiry.left < soon);
+}
+
+Expiry expiry_of(const SshX509Cert &cert, Moment now) {
+  Expiry expiry = expiry_between(cert.not_before, cert.not_after, now);
+  expiry.refused = cert.version == 0;
+  return expiry;
+}
+
+Expiry expiry_of(const SshX509Crl &crl, Moment now) {
+  Expiry expiry = expiry_between(crl.this_update, crl.next_update, now);
+  expiry.refused = crl.version == 0;
+  return expiry;
+}
+
+std::string expiry_text(const Expiry &expiry) {
+  if (expiry.early) return "not valid until " + span_text(expiry.left) + " from now";
+  if (!expiry.known) return "does not say when it expires";
+  return expiry.expired ? "EXPIRED " + span_text(expiry.left) + " ago"
+                        : "expires in " + span_text(expiry.left);
+}
+
+std::string objections(const SshX509Cert &cert, Moment now) {
+  return objections_of(expiry_of(cert, now), has_weak_key(cert), is_weakly_signed(cert));
+}
+
+std::string objections(const SshX509Crl &crl, Moment now) {
+  return objections_of(expiry_of(crl, now), false, is_weakly_signed(crl));
+}
+
+std::string brief(const SshX509Cert &cert, Moment now, seconds soon, const Style &style) {
+  const Json json = certificate_json(cert);
+  Lines lines(style, parts_of(cert));
+  const std::string subject = own_name(json["subject"]), issuer = own_name(json["issuer"]);
+  lines.add("Subject", subject);
+  lines.add("Issuer", issuer == subject ? "the same" : issuer);
+  lines.add("Serial", serial_text(json["serial"]));
+  lines.add("Valid",
+            period_text(cert.not_before, cert.not_after, expiry_of(cert, now), soon, style));
+  lines.add("Key", weak_marked(key_text(json["public_key"]), has_weak_key(cert), style));
+  lines.add("Signed with",
+            weak_marked(scheme_text(json["signature"]), is_weakly_signed(cert), style));
+  lines.add("Names", names_text(cert));
+  lines.add("Authority", authority_text(cert));
+  add_fingerprints(lines, cert.element);
+  return lines.text();
+}
+
+std::string brief(const SshX509Crl &crl, Moment now, seconds soon, const Style &style) {
+  const Json json = crl_json(crl);
+  Lines lines(style, parts_of(crl));
+  lines.add("Issuer", own_name(json["issuer"]));
+  lines.add("Valid",
+            period_text(crl.this_update, crl.next_update, expiry_of(crl, now), soon, style));
+  lines.add("Signed with",
+            weak_marked(scheme_text(json["signature"]), is_weakly_signed(crl), style));
+  lines.add("Revoked",
+            fmt::format("{} certificate{}", crl.revoked_count, crl.revoked_count == 1 ? "" : "s"));
+  add_fingerprints(lines, crl.element);
+  return lines.text();
+}
+
+std::string brief_heading() {
+  return fmt::format("{:10}  {:{}}  {:{}}  {:{}}  {}\n", "expires", "  left", kLeftColumns, "key",
+                     kKeyColumns, "subject", kSubjectColumns, "file");
+}
+
+std::string brief_row(const SshX509Cert &cert, Moment now, seconds soon, const Style &style,
+                      const std::string &where) {
+  std::string kind = key_text(key_json(cert));
+  if (const size_t comma = kind.find(", "); comma != kind.npos)
+    kind = kind.substr(0, comma) + kind.substr(comma + 1, kind.find(" bits") - comma - 1);
+  if (const size_t on = kind.find(" on "); on != kind.npos) kind.erase(on, 3);
+  const bool weak = has_weak_key(cert);
+  kind = fitted(kind + (weak ? " weak" : ""), kKeyColumns);
+  return row_text(cert.not_after, expiry_of(cert, now), soon, style,
+                  weak ? style.warning(kind) : kind, cert.subject_names, where);
+}
+
+std::string brief_row(const SshX509Crl &crl, Moment now, seconds soon, const Style &style,
+                      const std::string &where) {
+  return row_text(crl.next_update, expiry_of(crl, now), soon, style,
+                  fitted(fmt::format("CRL, {}", crl.revoked_count), kKeyColumns), crl.issuer_names,
+                  where);
+}
+
+std::string wrong_row(const Style &style, const std::string &why, const std::string &where) {
+  return fmt::format("{:10}  {}  {:{}}  {}  {}\n", "-",
+                     style.warning(fitted("! REFUSED", kLeftColumns)), "-", kKeyColumns,
+                     fitted(escape(why), kSubjectColumns), escape(where));
+}
+
+}  // namespace kwpki

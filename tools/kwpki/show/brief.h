@@ -1,0 +1,58 @@
+// What people want to know first of a certificate or CRL, in a few lines or in one line of a table.
+// Everything comes from the records and describe.h; what is not here, --full shows.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "kwpki/terminal/text.h"
+#include "kwpki/values/values.h"
+#include "x509/cert.h"
+#include "x509/crl.h"
+
+namespace kwpki {
+
+using Moment = std::chrono::sys_seconds;
+
+// Expiry is where a moment lies in a period: what is left until it ends, or how long ago it ended.
+struct Expiry {
+  bool known = false;    // the period has an end
+  bool early = false;    // it has not begun
+  bool expired = false;  // it has ended
+  bool refused = false;  // it is of a record that is refused
+  std::chrono::seconds left{};
+};
+Expiry expiry_of(const SshX509Cert &cert, Moment now);
+Expiry expiry_of(const SshX509Crl &crl, Moment now);
+
+// expires_soon is true of what has expired or will within that time.
+bool expires_soon(const Expiry &expiry, std::chrono::seconds soon);
+
+// expiry_text is "expires in 12 days", "EXPIRED 3 days ago", "not valid until 40 days from now" or
+// "does not say when it expires".
+std::string expiry_text(const Expiry &expiry);
+
+// objections says in a line what speaks against a record: that it has expired or is not valid yet,
+// that its key or the hash of its signature is weak. Empty if nothing does.
+std::string objections(const SshX509Cert &cert, Moment now);
+std::string objections(const SshX509Crl &crl, Moment now);
+
+// brief gives the lines of a record. `soon` marks what expires within that time.
+std::string brief(const SshX509Cert &cert, Moment now, std::chrono::seconds soon,
+                  const Style &style);
+std::string brief(const SshX509Crl &crl, Moment now, std::chrono::seconds soon, const Style &style);
+
+// brief_row gives one line: the end, what is left, the key or kind, the subject or issuer, and
+// where it was found.
+std::string brief_row(const SshX509Cert &cert, Moment now, std::chrono::seconds soon,
+                      const Style &style, const std::string &where);
+std::string brief_row(const SshX509Crl &crl, Moment now, std::chrono::seconds soon,
+                      const Style &style, const std::string &where);
+
+// brief_heading is the first line of the table.
+std::string brief_heading();
+
+// wrong_row is a line for what was refused.
+std::string wrong_row(const Style &style, const std::string &why, const std::string &where);
+
+}  // namespace kwpki

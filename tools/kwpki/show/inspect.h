@@ -1,0 +1,36 @@
+// `kwpki inspect`: shows certificates and CRLs, and what the library refuses as a tree of elements.
+// Options are parsed in commands/inspect_command.cc; input.h finds what to read, describe.h and
+// tree.h say what to show.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kwpki/terminal/exit.h"
+#include "kwpki/terminal/output.h"
+#include "util/mp_int.h"
+
+namespace kwpki {
+
+constexpr size_t kAll = SIZE_MAX;
+
+struct InspectOptions {
+  std::vector<std::string> files;  // none: standard input
+  bool json = false;
+  bool tree = false;
+  bool full = false;  // every field; else what people want to know first
+  bool pem = false;   // the certificates and CRLs themselves
+  size_t entries = 10;
+  bool entries_given = false;  // without it, JSON has every entry
+  size_t tree_lines = 1000;
+  std::optional<uint32_t> expires;  // days: what ends within them is marked, and is status 1
+  std::optional<SshMpInt> find;     // a serial number to look for in CRLs
+};
+
+// inspect shows everything and returns the exit code. Output that nobody reads any more ends it
+// quietly.
+int inspect(const InspectOptions &options, const Streams &streams);
+
+}  // namespace kwpki

@@ -1,0 +1,21 @@
+// Values that people write on a command line.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace kwpki {
+
+// parse_number reads 32 bits, decimal or hexadecimal with 0x; throws Failure that names the option.
+uint32_t parse_number(const std::string &option, const std::string &text);
+
+// parse_time reads "now" or a date with or without a time, UTC, in seconds since 1970; nothing if
+// the text is none or lies outside of 1970 to 2106.
+std::optional<uint32_t> parse_time(const std::string &text);
+
+// parse_key_usage reads names as `kwpki inspect` writes them, separated by commas, into a mask;
+// blanks, dashes and case do not matter. Nothing if a name is unknown.
+std::optional<uint32_t> parse_key_usage(const std::string &text);
+
+}  // namespace kwpki
