@@ -25,9 +25,9 @@ openssl req -x509 -newkey rsa:2048 -nodes -days 20 -keyout "$work/key.pem" -out 
 title "kwpki examples/refused-critical.der"
 "$kwpki" examples/refused-critical.der || test $? = 1
 
-title "kwpki store import examples/, into a fresh store; kwpki search --dns www.example.com"
+title "kwpki add examples/, into a fresh store; kwpki search --dns www.example.com"
 export KWPKI_STORE="$work/demo.store"
-"$kwpki" store import examples 2>/dev/null || test $? = 1  # likewise
+"$kwpki" add examples 2>/dev/null || test $? = 1  # likewise
 "$kwpki" search --dns www.example.com --trace "$work"
 
 title "kwpki message decode: the request of that search"

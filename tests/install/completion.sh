@@ -27,7 +27,7 @@ while IFS='|' read -r line expected; do
 done <<END
 kwpki in| inspect
 kwpki message | decode encode
-kwpki store import --o| --options
+kwpki add --o| --options
 kwpki inspect --tree| --tree --tree-lines
 kwpki inspect --color a| always auto
 kwpki inspect --color=a| always auto

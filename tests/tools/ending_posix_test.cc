@@ -91,12 +91,12 @@ TEST(Ending, EveryStateOfTheStandardStreams) {
 // commands gives some, with a store of the examples where they ask for one.
 std::vector<Arguments> commands(const Directory &directory) {
   const std::string store = directory.at("store");
-  EXPECT_EQ(run({"store", "import", kExamples + "chain-bundle.pem", "--store", store}).code, 0);
+  EXPECT_EQ(run({"add", kExamples + "chain-bundle.pem", "--store", store}).code, 0);
   return {
       {"inspect", "--json", "--tree", kExamples + "v3-rich.der", kExamples + "crl-v2.pem"},
       {"verify", "--issuer", kExamples + "ca-root.pem", kExamples + "ca-issuing.pem"},
       {"search", "--dns", "www.example.com", "--store", store},
-      {"store", "import", kExamples + "ca-root.pem", "--store", store},
+      {"add", kExamples + "ca-root.pem", "--store", store},
   };
 }
 

@@ -65,10 +65,10 @@ check("error", run("error", "--json"))
 
 with tempfile.TemporaryDirectory() as work:
     store = ["--json", "--store", work + "/store", "--trace", work + "/trace"]
-    check("import", run("store", "import", *store, *paths))
+    check("import", run("add", *store, *paths))
     check("search", run("search", *store))
     check("search", run("search", "--profile", "classic", *store))
-    check("search", run("path", *store, "--from-dns", "www.example.com", "--to-path-length", "1"))
+    check("search", run("path", *store, "--from", "dns=www.example.com", "--to", "path-length=1"))
     check("ca_names", run("ca-names", *store))
     check("status", run("status", *store))
     check("request", run("request", *store, "--name", "one", examples + "/README.md"))

@@ -28,7 +28,7 @@ class StoreTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     directory_ = std::make_unique<Directory>();
-    imported_ = std::make_unique<Result>(in({"store", "import", "--json", kFolder}));
+    imported_ = std::make_unique<Result>(in({"add", "--json", kFolder}));
   }
   static void TearDownTestSuite() { directory_.reset(); }
   static std::string store() { return directory_->at("store.db"); }
@@ -97,10 +97,9 @@ TEST_F(StoreTest, AddsBlocksButNothingTwice) {
     EXPECT_EQ(in({"add", "-"}, file, input).code, 0);
   EXPECT_EQ(one({"status"}, file)["certificates"], 3);
   EXPECT_EQ(in({"add", "-"}, file, "text").code, 1);
-  const Result folder = in({"add", kFolder, example("v3-dsa.pem"), example("missing")}, file);
-  EXPECT_EQ(folder.code, 3);
-  EXPECT_THAT(folder.err, HasSubstr("examples: Is a directory"));
-  EXPECT_THAT(folder.out, HasSubstr("1 certificates"));
+  const Result missing = in({"add", example("v3-dsa.pem"), example("missing")}, file);
+  EXPECT_EQ(missing.code, 3);
+  EXPECT_THAT(missing.out, HasSubstr("1 certificates"));
 }
 
 // Each option once, and each form of its value.
@@ -134,8 +133,8 @@ TEST_F(StoreTest, OptionsAskForCertificates) {
       {{"search", "--rule", "authorities"}, {"2", "1", "127"}},
       {{"search", "--rule", "end-entities", "--key-usage", "decipherOnly"}, {"42"}},
       {{"search", "--rule", "newest", "--oid", "1.3.6.1.4.1.99999.2"}, {kRich}},
-      {{"path", "--from-dns", "www.example.com", "--to-path-length", "1"}, {kRich, "2", "1"}},
-      {{"path", "--from-dns", "www.example.com", "--to-valid-at", "2070-01-01"}, {}},
+      {{"path", "--from", "dns=www.example.com", "--to", "path-length=1"}, {kRich, "2", "1"}},
+      {{"path", "--from", "dns=www.example.com", "--to", "valid-at=2070-01-01"}, {}},
   };
   for (const auto &row : rows)
     EXPECT_EQ(serials(row.words), row.expected) << testing::PrintToString(row.words);
@@ -244,6 +243,8 @@ TEST_F(StoreTest, RefusesBadUseAndBadStores) {
       {{"search", "--path-length", "4294967296"}, store(), 2, "--path-length: not a number"},
       {{"search", "--rule", "best"}, store(), 2, "--rule: neither all"},
       {{"search", "--rule", "4"}, store(), 1, "the rule of the search has no meaning (status 5"},
+      {{"path", "--to", "length=1"}, store(), 2, "--to: not an option of a search: length=1"},
+      {{"path", "--to", "rule=best"}, store(), 2, "--to rule: neither all"},
       {{"add"}, store(), 2, "FILE is required"},
       {{"request", text}, store(), 2, "--name is required"},
       {{"request", "remove", text, "--name", "a"}, store(), 2, "neither a FILE"},

@@ -117,6 +117,30 @@ std::string fitted_help(const std::string &help) {
   return out;
 }
 
+// These options stand in front of a command or behind it.
+void add_profile_option(CLI::App &app) {
+  const auto set = [](const std::string &name) {
+    for (const ProfileRow &row : kProfiles)
+      if (name == row.name) ssh_x509_set_profile(row.profile);
+  };
+  std::vector<std::string> names;
+  for (const ProfileRow &row : kProfiles) names.emplace_back(row.name);
+  app.add_option_function<std::string>("--profile", set,
+                                       "Which certificates and CRLs are read [modern]")
+      ->check(CLI::Validator(CLI::IsMember(names)).description(""))
+      ->type_name("classic|modern")
+      ->take_last();
+}
+
+void add_color_option(CLI::App &app) {
+  const auto set = [](const std::string &name) { choose_color(kColors.at(name)); };
+  app.add_option_function<std::string>("--color", set,
+                                       "Colours: on a terminal unless NO_COLOR is set [auto]")
+      ->check(CLI::Validator(CLI::IsMember(kColors)).description(""))
+      ->type_name("auto|always|never")
+      ->take_last();
+}
+
 int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
   CLI::App app(
       "Reads certificates and certificate revocation lists, and shows messages.\n\n"
@@ -125,6 +149,7 @@ int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
   app.set_version_flag("--version", "kwpki " KWPKI_VERSION);
   app.require_subcommand(1);
   app.allow_windows_style_options(false);  // "/certs/a.pem" is a file there too
+  app.fallthrough();
   add_profile_option(app);
   add_color_option(app);
   ssh_x509_set_profile(SSH_X509_MODERN);  // whatever the library's own default
@@ -154,28 +179,6 @@ int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
 }
 
 }  // namespace
-
-// An option of a command is heeded after that of the program.
-void add_profile_option(CLI::App &app) {
-  const auto set = [](const std::string &name) {
-    for (const ProfileRow &row : kProfiles)
-      if (name == row.name) ssh_x509_set_profile(row.profile);
-  };
-  std::vector<std::string> names;
-  for (const ProfileRow &row : kProfiles) names.emplace_back(row.name);
-  app.add_option_function<std::string>("--profile", set,
-                                       "Which certificates and CRLs are read [modern]")
-      ->check(CLI::Validator(CLI::IsMember(names)).description(""))
-      ->type_name("classic|modern");
-}
-
-void add_color_option(CLI::App &app) {
-  const auto set = [](const std::string &name) { choose_color(kColors.at(name)); };
-  app.add_option_function<std::string>("--color", set,
-                                       "Colours: on a terminal unless NO_COLOR is set [auto]")
-      ->check(CLI::Validator(CLI::IsMember(kColors)).description(""))
-      ->type_name("auto|always|never");
-}
 
 int run_command_line(int argc, const char *const *argv, const Streams &streams) {
   try {

@@ -34,13 +34,6 @@ void add_error_command(CLI::App &app, Run &run);
 void add_store_commands(CLI::App &app, Run &run);
 void add_completion_command(CLI::App &app, Run &run);
 
-// add_profile_option adds the option that chooses the profile of the process. It stands before the
-// command, and every command that decodes has it as well.
-void add_profile_option(CLI::App &app);
-
-// add_color_option adds the option that says when to use colours, in the same places.
-void add_color_option(CLI::App &app);
-
 // prepare_process is for main.cc: from then on the process ends with a message and kExitUnreadable
 // where memory runs out, closed streams are errors, and so are those that nobody reads.
 void prepare_process();

@@ -52,12 +52,11 @@ Values values_of(const std::string &type) {
   return values;
 }
 
-// add_options adds the options that a command has of itself, or of its parent if it lets through
-// what it does not know.
-void add_options(const CLI::App &app, const CLI::App *parent, const std::string &path,
-                 Values *options, Table *table) {
+// add_options adds the options of a command, or of one above it that takes them as well.
+void add_options(const CLI::App &app, bool above, const std::string &path, Values *options,
+                 Table *table) {
   for (const CLI::Option *option : app.get_options()) {
-    if (option == app.get_help_ptr() && parent) continue;  // it is among the parent's
+    if (above && (option == app.get_help_ptr() || option == app.get_version_ptr())) continue;
     for (const std::string &name : option->get_lnames()) {
       options->words.push_back({"--" + name, option->get_description()});
       if (option->get_items_expected_max() == 0) continue;
@@ -77,16 +76,15 @@ Values operands_of(const CLI::App &app) {
 }
 
 // add_app adds a command and those below it; they are two levels deep.
-void add_app(const CLI::App &app, const CLI::App *parent, const std::string &path, Table *table) {
+void add_app(const CLI::App &app, const std::string &path, Table *table) {
   Values options, operands = operands_of(app);
-  if (!app.get_fallthrough()) parent = nullptr;
-  add_options(app, parent, path, &options, table);
-  if (parent) add_options(*parent, nullptr, path, &options, table);
+  for (const CLI::App *each = &app; each; each = each->get_parent())
+    add_options(*each, each != &app, path, &options, table);
   for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; })) {
     operands.words.push_back({command->get_name(), command->get_description()});
     const std::string below = path + " " + command->get_name();
     table->commands.push_back(below);
-    add_app(*command, &app, below, table);
+    add_app(*command, below, table);
   }
   table->places.push_back({path + " -", options});
   table->places.push_back({path + " ", operands});
@@ -239,7 +237,7 @@ std::string patterns(const std::vector<std::string> &keys, const char *between) 
 
 std::string completion_script(const CLI::App &app, std::string_view shell) {
   Table table;
-  add_app(app, nullptr, app.get_name(), &table);
+  add_app(app, app.get_name(), &table);
   for (const ShellRow &row : kShells) {
     if (row.name != shell) continue;
     std::string places, script = row.script;

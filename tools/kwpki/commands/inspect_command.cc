@@ -93,8 +93,6 @@ void add_inspect_command(CLI::App &app, Run &run) {
                &options->entries, &options->entries_given);
   count_option(command, "--tree-lines", "How many elements of a tree to show [1000]",
                &options->tree_lines, nullptr);
-  add_color_option(*command);
-  add_profile_option(*command);
   command->callback([options, &run] {
     if (options->pem && (options->json || options->find))
       throw CLI::ValidationError("--pem", "writes no JSON and finds nothing");

@@ -50,7 +50,6 @@ void add_decode(CLI::App *parent, Run &run) {
   command->add_flag("--hex", options->hex, "The FILE is hexadecimal text");
   command->add_flag("--json", options->json, "Write JSON");
   command->add_flag("--full", options->full, "Shorten nothing");
-  add_profile_option(*command);
   command->callback([options, &run] {
     run = [options](const Streams &streams) { return message_decode(*options, streams); };
   });
@@ -63,7 +62,6 @@ void add_encode(CLI::App *parent, Run &run) {
   command->add_option("FILE", options->file, "The JSON [standard input]")->type_name("");
   command->add_option("--output", options->output, "Write to this file")->type_name("FILE");
   command->add_flag("--hex", options->hex, "Write hexadecimal text");
-  add_profile_option(*command);
   command->callback([options, &run] {
     run = [options](const Streams &streams) { return message_encode(*options, streams); };
   });

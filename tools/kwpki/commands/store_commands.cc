@@ -137,7 +137,6 @@ void add_request_command(CLI::App &app, Run &run) {
   command->add_option("--further", options->further, "A further text")->type_name("TEXT");
   add_store_options(command, &options->store);
   CLI::App *remove = command->add_subcommand("remove", "Take a request back, by its names");
-  remove->fallthrough();
   command->callback([options, remove, &run] {
     options->remove = remove->parsed();
     check_request(*options);
@@ -177,7 +176,7 @@ Session open_store(const StoreOptions &options, StoreUse use) {
   std::error_code error;
   if (use == StoreUse::kRead && !std::filesystem::exists(options.store, error)) {
     throw Failure{kExitUnreadable, options.store,
-                  error ? error.message() : "no such store; `kwpki store import` makes one"};
+                  error ? error.message() : "no such store; `kwpki add` makes one"};
   }
   return Session(options.store, options.trace);
 }
@@ -202,7 +201,7 @@ void write_json(Output &output, const Json &json) {
 }
 
 void add_store_commands(CLI::App &app, Run &run) {
-  add_import_commands(app, run);
+  add_import_command(app, run);
   add_search_commands(app, run);
   add_simple_command(app, run, "ca-names", "List the names of the CAs in the store", show_ca_names);
   add_simple_command(app, run, "status", "Show what the store holds", show_status);

@@ -1,4 +1,4 @@
-// `kwpki store import` and `kwpki add`.
+// `kwpki add`.
 #include <fmt/format.h>
 
 #include "kwpki/commands/store_commands.h"
@@ -12,7 +12,7 @@ namespace kwpki {
 namespace {
 
 constexpr const char *kImportFooter =
-    R"(A PATH is a DER or PEM file, a bundle of PEM blocks, or a directory, which is read recursively in
+    R"(A FILE is a DER or PEM file, a bundle of PEM blocks, or a directory, which is read recursively in
 the order of names; "-" means standard input. Certificates and CRLs are added; what is neither is
 refused, or passed over if it is a block of another label or an unrelated file of a directory.
 What the store holds already is kept once.
@@ -26,7 +26,6 @@ struct ImportOptions {
   StoreOptions store;
   std::vector<std::string> paths;
   std::string flags = "0";
-  bool directories = true;
 };
 
 class Importer {
@@ -62,12 +61,7 @@ class Importer {
 };
 
 int Importer::run() {
-  Found found;
-  if (options_.directories) {
-    found = find_sources(options_.paths);
-  } else {
-    for (const std::string &path : options_.paths) found.sources.push_back({path});
-  }
+  const Found found = find_sources(options_.paths);
   for (const Problem &problem : found.problems) unreadable(problem.name, problem.text);
   try {
     for (const Source &source : found.sources) import_source(source);
@@ -180,35 +174,24 @@ void Importer::summarize() {
                             refused_ ? output_.style().warning(refused) : refused, passed_));
 }
 
-// add_import adds what both commands have.
-void add_import(CLI::App *command, const char *positional,
-                const std::shared_ptr<ImportOptions> &options, Run &run) {
+}  // namespace
+
+void add_import_command(CLI::App &app, Run &run) {
+  const auto options = std::make_shared<ImportOptions>();
+  CLI::App *command =
+      app.add_subcommand("add", "Add the certificates and CRLs of files and folders to the store");
   command->footer(kImportFooter);
-  command->add_option(positional, options->paths, "What to add")->type_name("")->required();
+  command->add_option("FILE", options->paths, "What to add")->type_name("")->required();
   command
       ->add_option("--options", options->flags,
                    "Options that are handed to the service with each certificate [0]")
       ->type_name("N");
   add_store_options(command, &options->store);
-  add_profile_option(*command);
   command->callback([options, &run] {
     run = on_run([options](Output &output, const Streams &streams) {
       return Importer(*options, output, streams).run();
     });
   });
-}
-
-}  // namespace
-
-void add_import_commands(CLI::App &app, Run &run) {
-  CLI::App *store = app.add_subcommand("store", "Work with a certificate store");
-  store->require_subcommand(1);
-  add_import(store->add_subcommand("import", "Add the certificates and CRLs of files and folders"),
-             "PATH", std::make_shared<ImportOptions>(), run);
-  const auto options = std::make_shared<ImportOptions>();
-  options->directories = false;
-  add_import(app.add_subcommand("add", "Add the certificates and CRLs of files"), "FILE", options,
-             run);
 }
 
 }  // namespace kwpki

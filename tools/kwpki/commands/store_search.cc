@@ -39,14 +39,16 @@ has its values), "serial", "key" (null if there is none to export), "not_after",
 Exit status: 0 something was found; 1 nothing was, or not all of it could be had; 2 wrong use; 3 the
 store could not be opened, a file not be read or output not be written.)";
 
-// Criteria are the options of one side of a search. The names of its options begin with `prefix`.
+// Criteria are what a search asks for, or one end of a path: `end` is then its option.
 struct Criteria {
-  std::string prefix;
+  std::string end;
   std::vector<std::string> dn, dn_of, dns, email, uri, ip, oid, key_of;
   std::optional<std::string> valid_at, key_usage, key_type, path_length, rule;
   bool any = false;
 
-  [[nodiscard]] std::string option(const char *name) const { return "--" + prefix + name; }
+  [[nodiscard]] std::string option(const char *name) const {
+    return end.empty() ? std::string("--") + name : end + " " + name;
+  }
 };
 
 [[noreturn]] void refuse(const std::string &option, const std::string &why,
@@ -407,13 +409,12 @@ int path(const PathCriteria &options, Output &output, const Streams &streams) {
   return show_list(answer, form_of(options.pem, options.store.json), output);
 }
 
-void add_criteria(CLI::App *command, const char *prefix, const std::string &group,
-                  Criteria *criteria) {
-  criteria->prefix = prefix;
+void add_criteria(CLI::App *command, Criteria *criteria) {
+  constexpr const char *kGroup = "What to find";
   const auto add_values = [&](const char *name, std::vector<std::string> *values) {
     return command->add_option(criteria->option(name), *values)
         ->allow_extra_args(false)
-        ->group(group);
+        ->group(kGroup);
   };
   for (const TextKeyRow &row : kTextKeys) {
     add_values(row.name, &(criteria->*row.values))->type_name(row.type)->description(row.help);
@@ -427,10 +428,47 @@ void add_criteria(CLI::App *command, const char *prefix, const std::string &grou
   for (const ConstraintRow &row : kConstraintOptions) {
     command->add_option(criteria->option(row.name), criteria->*row.text, row.help)
         ->type_name(row.type)
-        ->group(group);
+        ->group(kGroup);
   }
   command->add_flag(criteria->option("any"), criteria->any, "One of the keys is enough")
-      ->group(group);
+      ->group(kGroup);
+}
+
+// set takes one NAME=VALUE, where NAME is an option of `kwpki search`; false for another name.
+bool set(Criteria *criteria, const std::string &text) {
+  const size_t split = std::min(text.find('='), text.size());
+  const std::string name = text.substr(0, split);
+  if (split == text.size()) return criteria->any = name == "any";
+  const std::string value = text.substr(split + 1);
+  const auto add = [&value](std::vector<std::string> &values) {
+    values.push_back(value);
+    return true;
+  };
+  for (const TextKeyRow &row : kTextKeys)
+    if (name == row.name) return add(criteria->*row.values);
+  if (name == "dn-of") return add(criteria->dn_of);
+  if (name == "key-of") return add(criteria->key_of);
+  for (const ConstraintRow &row : kConstraintOptions) {
+    if (name != row.name) continue;
+    criteria->*row.text = value;
+    return true;
+  }
+  return false;
+}
+
+void add_end(CLI::App *command, const char *option, const char *help, Criteria *criteria) {
+  criteria->end = option;
+  command
+      ->add_option_function<std::vector<std::string>>(
+          option,
+          [criteria, option](const std::vector<std::string> &texts) {
+            for (const std::string &text : texts)
+              if (!set(criteria, text))
+                throw CLI::ValidationError(option, "not an option of a search: " + text);
+          },
+          help)
+      ->allow_extra_args(false)
+      ->type_name("NAME=VALUE");
 }
 
 }  // namespace
@@ -439,10 +477,9 @@ void add_search_commands(CLI::App &app, Run &run) {
   const auto options = std::make_shared<SearchOptions>();
   CLI::App *command = app.add_subcommand("search", "Find certificates in the store");
   command->footer(std::string(kSearchFooter) + kSearchExit);
-  add_criteria(command, "", "What to find", &options->criteria);
+  add_criteria(command, &options->criteria);
   command->add_flag("--pem", options->pem, "Write the certificates as PEM");
   add_store_options(command, &options->store);
-  add_profile_option(*command);
   command->callback([options, &run] {
     run = on_run([options](Output &output, const Streams &streams) {
       return search(*options, output, streams);
@@ -453,13 +490,14 @@ void add_search_commands(CLI::App &app, Run &run) {
   command = app.add_subcommand("path", "Find a path from one certificate to another by issuers");
   command->footer(std::string("The shortest path: it begins with a certificate that meets the "
                               "--from options, each is issued by the\nnext as far as names tell, "
-                              "and it ends with one that meets the --to options.\n\n") +
+                              "and it ends with one that meets the --to options. NAME is an option "
+                              "of\n`kwpki search`: --from dns=www.example.com, --to path-length=1, "
+                              "--from any.\n\n") +
                   kSearchFooter + kSearchExit);
-  add_criteria(command, "from-", "Where the path begins", &ends->from);
-  add_criteria(command, "to-", "Where the path ends", &ends->to);
+  add_end(command, "--from", "Where the path begins; may be repeated", &ends->from);
+  add_end(command, "--to", "Where the path ends; may be repeated", &ends->to);
   command->add_flag("--pem", ends->pem, "Write the certificates as PEM");
   add_store_options(command, &ends->store);
-  add_profile_option(*command);
   command->callback([ends, &run] {
     run = on_run(
         [ends](Output &output, const Streams &streams) { return path(*ends, output, streams); });

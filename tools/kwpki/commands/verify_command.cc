@@ -71,7 +71,6 @@ void add_verify_command(CLI::App &app, Run &run) {
   command->add_option("FILE", options->files, "Files and directories to check")->type_name("");
   command->add_flag("--json", options->json, "Write JSON, one object a line");
   command->add_flag("--strict", options->strict, "Status 1 for what is weak as well");
-  add_profile_option(*command);
   command->callback([options, command, &run] {
     check_options(*command, options->chain);
     run = [options](const Streams &streams) {
