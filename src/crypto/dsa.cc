@@ -45,7 +45,8 @@ SshMpInt product(const SshMpInt &a, const SshMpInt &b, const SshMpInt &q) {
 }  // namespace
 
 // FIPS 186-4 4.7
-SshKeyStatus ssh_dsa_verify(const SshMpInt *values, const char *, Bytes digest, Bytes signature) {
+SshKeyStatus ssh_dsa_verify(const SshMpInt *values, const SshHashAlgorithm *, Bytes digest,
+                            Bytes signature) {
   SshMontgomery modulus;
   if (const SshKeyStatus status = begin(values, modulus)) return status;
   const SshMpInt &q = values[SSH_DL_Q];

@@ -12,13 +12,6 @@ constexpr const SshHashAlgorithm *kAlgorithms[] = {
     &ssh_hash_sha256_row, &ssh_hash_sha384_row, &ssh_hash_sha512_row,
 };
 
-const SshHashAlgorithm *find(const char *name) {
-  for (const SshHashAlgorithm *row : kAlgorithms) {
-    if (row->name == name) return row;
-  }
-  return nullptr;
-}
-
 size_t held(const SshHash &hash) {
   return static_cast<size_t>(hash.length % hash.algorithm->block_length());
 }
@@ -33,11 +26,17 @@ void put_word(uint8_t *out, uint64_t word, size_t length, bool big_endian) {
 }  // namespace
 
 bool ssh_hash_init(SshHash *hash, const char *name) {
-  const SshHashAlgorithm *row = find(name);
-  if (!row) return false;
-  *hash = {.algorithm = row};
-  std::copy(std::begin(row->start), std::end(row->start), hash->state);
-  return true;
+  for (const SshHashAlgorithm *row : kAlgorithms) {
+    if (row->name != name) continue;
+    ssh_hash_start(hash, *row);
+    return true;
+  }
+  return false;
+}
+
+void ssh_hash_start(SshHash *hash, const SshHashAlgorithm &algorithm) {
+  *hash = {.algorithm = &algorithm};
+  std::copy(std::begin(algorithm.start), std::end(algorithm.start), hash->state);
 }
 
 void ssh_hash_update(SshHash *hash, Bytes data) {
@@ -79,7 +78,6 @@ void ssh_hash_final(SshHash *hash, uint8_t *digest) {
   }
 }
 
-Bytes ssh_hash_digest_info(const char *name) {
-  const SshHashAlgorithm *row = find(name);
-  return row ? Bytes(row->info.der, row->info.length) : Bytes();
+Bytes ssh_hash_digest_info(const SshHashAlgorithm &algorithm) {
+  return {algorithm.info.der, algorithm.info.length};
 }

@@ -16,8 +16,8 @@ constexpr size_t SSH_HASH_BLOCK_MAX = 128;
 
 struct SshHashAlgorithm;
 
-// SshHash is one running computation. It holds no memory of its own, so nothing has to free it; who
-// fed it a secret wipes it.
+// SshHash is one running computation. It holds no memory of its own, so nothing has to be freed. A
+// caller who hashes a secret wipes it afterwards (ssh_wipe): it keeps bytes of what it was fed.
 struct SshHash {
   const SshHashAlgorithm *algorithm = nullptr;
   uint64_t length = 0;                     // octets fed so far
@@ -29,6 +29,9 @@ struct SshHash {
 // 1321), "sha1", "sha224", "sha256", "sha384" and "sha512" (FIPS 180-4). MD5 and SHA-1 are for old
 // signatures and for identifiers: collisions can be made at will, so they prove nothing new.
 [[nodiscard]] bool ssh_hash_init(SshHash *hash, const char *name);
+
+// ssh_hash_start does the same for an algorithm at hand.
+void ssh_hash_start(SshHash *hash, const SshHashAlgorithm &algorithm);
 
 // ssh_hash_update feeds octets; any split into pieces gives the same digest.
 void ssh_hash_update(SshHash *hash, Bytes data);
@@ -43,5 +46,5 @@ void ssh_hash_update(SshHash *hash, Bytes data);
 void ssh_hash_final(SshHash *hash, uint8_t *digest);
 
 // ssh_hash_digest_info gives the DER of a DigestInfo with this algorithm up to where the octets of
-// the digest follow (RFC 8017 9.2, note 1); empty for a name that no algorithm has.
-[[nodiscard]] Bytes ssh_hash_digest_info(const char *name);
+// the digest follow (RFC 8017 9.2, note 1).
+[[nodiscard]] Bytes ssh_hash_digest_info(const SshHashAlgorithm &algorithm);

@@ -1,5 +1,5 @@
 // The record behind a public-key object, and what one row of a key type's tables holds.
-// For the files of the key object alone: public_key.cc has the tables, key_schemes.cc calls what
+// For the files of the key object alone: key_types.cc has the tables, key_schemes.cc calls what
 // their rows name. An operation of a scheme is a function over the key's integers, in the order of
 // the enumerations here.
 #pragma once
@@ -10,6 +10,7 @@
 
 #include "crypto/public_key.h"
 
+struct SshHashAlgorithm;
 struct SshKeyGroup;
 struct SshKeyType;
 
@@ -33,8 +34,8 @@ constexpr size_t SSH_RSA_USUAL_E_BITS = 64;
 constexpr size_t SSH_DL_USUAL_Q_BITS = 512;
 
 // SshKeyVerify holds a signature against a digest; where `hash` is null, that is the data itself.
-using SshKeyVerify = SshKeyStatus (*)(const SshMpInt *values, const char *hash, Bytes digest,
-                                      Bytes signature);
+using SshKeyVerify = SshKeyStatus (*)(const SshMpInt *values, const SshHashAlgorithm *hash,
+                                      Bytes digest, Bytes signature);
 using SshKeyEncrypt = SshKeyStatus (*)(const SshMpInt *values, Bytes data, SshNoise *noise,
                                        SshBlock *out, size_t *length);
 using SshKeyAgree = SshKeyStatus (*)(const SshMpInt *values, Bytes secret_exponent, SshBlock *out,
@@ -43,7 +44,7 @@ using SshKeyAgree = SshKeyStatus (*)(const SshMpInt *values, Bytes secret_expone
 // SshKeyScheme is one scheme of an action; it has the operation that the action's slot is for.
 struct SshKeyScheme {
   const char *name;
-  const char *hash = nullptr;  // of what is signed
+  const SshHashAlgorithm *hash = nullptr;  // of what is signed; null: the data itself
   SshKeyVerify verify = nullptr;
   SshKeyEncrypt encrypt = nullptr;
   SshKeyAgree agree = nullptr;
@@ -60,14 +61,3 @@ struct SshPublicKey {
   const SshKeyScheme *schemes[SSH_KEY_SLOTS] = {};
   SshMpInt values[SSH_KEY_VALUES_MAX] = {};
 };
-
-// SshKeySchemeFound is a scheme that a signature names, and whether it is one of the key's type;
-// null if no type has it.
-struct SshKeySchemeFound {
-  const SshKeyScheme *scheme = nullptr;
-  bool fits = false;
-};
-
-// ssh_key_signature_scheme finds a signature scheme by name, first among those of the key's type.
-[[nodiscard]] SshKeySchemeFound ssh_key_signature_scheme(const SshPublicKey &key,
-                                                         std::string_view name);

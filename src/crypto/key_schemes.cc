@@ -1,6 +1,6 @@
 // What a key object does: each operation is that of a scheme row.
-#include "crypto/hash.h"
-#include "crypto/key_object.h"
+#include "crypto/hash_rows.h"
+#include "crypto/key_types.h"
 
 namespace {
 
@@ -21,12 +21,8 @@ SshKeyStatus ssh_public_key_verify_digest(const SshPublicKey *key, const char *s
                                           Bytes signature) {
   const SshKeyScheme *row = nullptr;
   if (const SshKeyStatus status = find_verify(*key, scheme, &row)) return status;
-  SshHash hash;
-  if (row->hash) {
-    // No data has a digest of another length, so no signature is one over it.
-    if (!ssh_hash_init(&hash, row->hash)) return SSH_KEY_NO_SCHEME;
-    if (digest.size() != ssh_hash_digest_length(&hash)) return SSH_KEY_BAD_SIGNATURE;
-  }
+  // No data has a digest of another length, so no signature is one over it.
+  if (row->hash && digest.size() != row->hash->digest_length) return SSH_KEY_BAD_SIGNATURE;
   return row->verify(key->values, row->hash, digest, signature);
 }
 
@@ -37,11 +33,10 @@ SshKeyStatus ssh_public_key_verify(const SshPublicKey *key, const char *scheme, 
   if (!row->hash) return row->verify(key->values, nullptr, data, signature);
   SshHash hash;
   uint8_t digest[SSH_HASH_DIGEST_MAX];
-  if (!ssh_hash_init(&hash, row->hash)) return SSH_KEY_NO_SCHEME;
-  const size_t length = ssh_hash_digest_length(&hash);
+  ssh_hash_start(&hash, *row->hash);
   ssh_hash_update(&hash, data);
   ssh_hash_final(&hash, digest);
-  return row->verify(key->values, row->hash, {digest, length}, signature);
+  return row->verify(key->values, row->hash, {digest, row->hash->digest_length}, signature);
 }
 
 SshKeyStatus ssh_public_key_encrypt(const SshPublicKey *key, Bytes data, SshNoise *noise,

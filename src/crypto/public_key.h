@@ -1,5 +1,5 @@
 // Public-key objects: key type, chosen schemes and key data; the exported key blob both ways; what
-// schemes do with a key. A key type is one row of the table in public_key.cc, a scheme one of its
+// schemes do with a key. A key type is one row of the table in key_types.cc, a scheme one of its
 // action's; the named groups of "dl-modp" are rows in key_groups.cc. Keys of certificates are
 // defined here, handed to callers as blobs and hashed into public-key search keys.
 #pragma once
@@ -86,7 +86,7 @@ SshKeyStatus ssh_public_key_export(const SshPublicKey *key, uint8_t **blob, uint
 // ssh_public_key_import makes a key from a blob; what follows the key data is ignored.
 SshKeyStatus ssh_public_key_import(Bytes blob, SshPublicKey **key);
 
-// ssh_public_key_name returns a key's name in new text (ssh_xfree).
+// ssh_public_key_name returns a key's name in new text (ssh_xfree), for tests: a blob carries it.
 [[nodiscard]] char *ssh_public_key_name(const SshPublicKey *key);
 
 // ssh_public_key_verify tells whether `signature` is the key's over `data`: SSH_KEY_OK or

@@ -55,12 +55,12 @@ bool fill_nonzero(SshNoise &noise, uint8_t *out, size_t length) {
 // compared whole. Nothing of what the signature gives is parsed, so that there is nothing in it
 // that could be overlooked. DigestInfo has parameters NULL, the one form that is written; the form
 // without parameters, which RFC 8017 lets one accept, is refused, as other libraries refuse it.
-SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const char *hash, Bytes digest,
+SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const SshHashAlgorithm *hash, Bytes digest,
                             Bytes signature) {
   SshMontgomery modulus;
   if (const SshKeyStatus status = begin(values, modulus)) return status;
   const size_t length = modulus.octets();
-  const Bytes info = hash ? ssh_hash_digest_info(hash) : Bytes();
+  const Bytes info = hash ? ssh_hash_digest_info(*hash) : Bytes();
   const size_t least = info.size() + kOverhead;
   if (length < least || digest.size() > length - least) return SSH_KEY_TOO_LONG;
   SshMpInt value;

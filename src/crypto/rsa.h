@@ -5,7 +5,7 @@
 #include "crypto/key_object.h"
 
 // ssh_rsa_verify holds a signature against a digest, behind its DigestInfo if there is a hash.
-SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const char *hash, Bytes digest,
+SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const SshHashAlgorithm *hash, Bytes digest,
                             Bytes signature);
 
 // ssh_rsa_encrypt encrypts data of at most the modulus's octets less 11.

@@ -1,6 +1,6 @@
 // Whether a certificate or CRL was signed with a given key: the signature over the octets that the
 // record keeps. Names, dates and extensions are the caller's to judge. Which scheme a signature has
-// is data of the record; a further scheme is a row of the table in crypto/public_key.cc.
+// is data of the record; a further scheme is a row of the table in crypto/key_types.cc.
 #pragma once
 
 #include "crypto/public_key.h"
