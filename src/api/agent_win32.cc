@@ -16,10 +16,9 @@ void *find_in_process(const char *name) {
   HMODULE first = nullptr;
   DWORD size = 0, listed = 0;
   if (!K32EnumProcessModules(GetCurrentProcess(), &first, sizeof first, &size)) return nullptr;
-  const SshBlock block(static_cast<uint8_t *>(ssh_xmalloc(size)));
-  auto *modules = reinterpret_cast<HMODULE *>(block.get());
-  if (!K32EnumProcessModules(GetCurrentProcess(), modules, size, &listed)) return nullptr;
-  const size_t count = std::min(size, listed) / sizeof *modules;
+  const auto modules = ssh_make_array<HMODULE>(size / sizeof(HMODULE));
+  if (!K32EnumProcessModules(GetCurrentProcess(), modules.get(), size, &listed)) return nullptr;
+  const size_t count = std::min(size, listed) / sizeof(HMODULE);
   for (size_t i = 0; i < count; ++i) {
     if (FARPROC address = GetProcAddress(modules[i], name)) {
       return reinterpret_cast<void *>(address);

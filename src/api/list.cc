@@ -1,5 +1,6 @@
 #include "api/handles.h"
 #include "util/mem.h"
+#include "util/owner.h"
 
 namespace {
 
@@ -35,11 +36,8 @@ KwPkiStatus KWPKI_CALL KwPkiCertListFree(KwPkiCertList list) {
   if (!list) return KWPKI_OK;
   ssh_cm_cert_list_free(*list->database, list->list);
   ssh_certdb_free(list->database);
-  if (KwPkiSearchState *state = list->search_state) {
-    state->~KwPkiSearchState();
-    ssh_xfree(state);
-  }
-  ssh_xfree(list);
+  ssh_destroy(list->search_state);
+  ssh_destroy(list);
   return KWPKI_OK;
 }
 

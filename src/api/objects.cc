@@ -2,13 +2,12 @@
 
 #include "api/handles.h"
 #include "util/mem.h"
+#include "util/owner.h"
 
-KwPkiValidity KWPKI_CALL KwPkiValidityAllocate(void) {
-  return new (ssh_xmalloc(sizeof(KwPkiValidityObject))) KwPkiValidityObject;
-}
+KwPkiValidity KWPKI_CALL KwPkiValidityAllocate(void) { return ssh_make<KwPkiValidityObject>(); }
 
 KwPkiStatus KWPKI_CALL KwPkiValidityFree(KwPkiValidity validity) {
-  ssh_xfree(validity);
+  ssh_destroy(validity);
   return KWPKI_OK;
 }
 

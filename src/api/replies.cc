@@ -3,6 +3,7 @@
 #include "api/envelope.h"
 #include "api/reply_list.h"
 #include "util/mem.h"
+#include "util/owner.h"
 #include "util/wire.h"
 
 namespace {
@@ -26,22 +27,17 @@ KwPkiStatus answer_list(const PendingRequest &request, const ReplyEnvelope &repl
 // Names are the names of a reply in one copy of its payload: the octet behind each of them belongs
 // to the length of the next, which has been read when a terminator takes its place.
 struct Names {
-  SshBlock octets, texts, lengths;
+  SshBlock octets;
+  SshArray<const char *> texts;
+  SshArray<uint32_t> lengths;
   uint32_t count = 0;
-
-  [[nodiscard]] const char **text() const { return reinterpret_cast<const char **>(texts.get()); }
-  [[nodiscard]] uint32_t *length() const { return reinterpret_cast<uint32_t *>(lengths.get()); }
 };
-
-SshBlock array(uint32_t count, size_t size) {
-  return SshBlock(static_cast<uint8_t *>(ssh_xcalloc(count, size)));
-}
 
 // read_names takes names up to the first that cannot be read; the others stay empty.
 void read_names(Bytes payload, Names *names) {
   names->octets.reset(static_cast<uint8_t *>(ssh_xmemdup(payload.data(), payload.size())));
-  names->texts = array(names->count, sizeof(char *));
-  names->lengths = array(names->count, sizeof(uint32_t));
+  names->texts = ssh_make_array<const char *>(names->count);
+  names->lengths = ssh_make_array<uint32_t>(names->count);
   uint8_t *end = names->octets.get() + payload.size();  // a zero octet: the empty text
   Bytes rest(names->octets.get(), payload.size());
   uint8_t *terminator = nullptr;
@@ -51,8 +47,8 @@ void read_names(Bytes payload, Names *names) {
     if (terminator) *terminator = 0;
     rest = used ? rest.subspan(used) : Bytes();
     terminator = used ? end - rest.size() : nullptr;
-    names->text()[i] = reinterpret_cast<const char *>(used ? name.data() : end);
-    names->length()[i] = static_cast<uint32_t>(name.size());
+    names->texts[i] = reinterpret_cast<const char *>(used ? name.data() : end);
+    names->lengths[i] = static_cast<uint32_t>(name.size());
   }
   if (terminator) *terminator = 0;
 }
@@ -73,8 +69,8 @@ bool decode_names(Bytes payload, Names *names) {
 KwPkiStatus answer_names(const PendingRequest &request, const ReplyEnvelope &reply) {
   Names names;
   if (reply.status == 0 && !decode_names(reply.payload, &names)) return KWPKI_FAILED;
-  callback_of<KwPkiNamesCallback>(request)(request.context, reply.status, names.text(),
-                                           names.length(), names.count);
+  callback_of<KwPkiNamesCallback>(request)(request.context, reply.status, names.texts.get(),
+                                           names.lengths.get(), names.count);
   return KWPKI_OK;
 }
 

@@ -6,6 +6,7 @@
 #include "api/handles.h"
 #include "cm/entries.h"
 #include "util/mem.h"
+#include "util/owner.h"
 #include "util/wire.h"
 
 namespace {
@@ -142,10 +143,10 @@ bool read_elements(Reader &reader, uint32_t count, KwPkiCertListObject &result, 
 }
 
 KwPkiCertList make_list() {
-  auto *result = new (ssh_xmalloc(sizeof(KwPkiCertListObject))) KwPkiCertListObject;
+  auto *result = ssh_make<KwPkiCertListObject>();
   result->database = ssh_certdb_init(ssh_cm_entry_methods, kLimits, kDataTypes);
   result->list = ssh_cm_cert_list_allocate();
-  result->search_state = new (ssh_xmalloc(sizeof(KwPkiSearchState))) KwPkiSearchState;
+  result->search_state = ssh_make<KwPkiSearchState>();
   return result;
 }
 

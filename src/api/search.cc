@@ -3,6 +3,7 @@
 #include "api/handles.h"
 #include "api/status.h"
 #include "util/mem.h"
+#include "util/owner.h"
 
 namespace {
 
@@ -18,14 +19,12 @@ KwPkiStatus store(KwPkiSearch search, Member SshCMSearchConstraints::*member, Va
 
 }  // namespace
 
-KwPkiSearchKey KWPKI_CALL KwPkiSearchKeyAllocate(void) {
-  return new (ssh_xmalloc(sizeof(KwPkiSearchKeyObject))) KwPkiSearchKeyObject;
-}
+KwPkiSearchKey KWPKI_CALL KwPkiSearchKeyAllocate(void) { return ssh_make<KwPkiSearchKeyObject>(); }
 
 KwPkiStatus KWPKI_CALL KwPkiSearchKeyFree(KwPkiSearchKey key) {
   if (!key) return KWPKI_OK;
   ssh_certdb_key_free_list(&key->keys);
-  ssh_xfree(key);
+  ssh_destroy(key);
   return KWPKI_OK;
 }
 

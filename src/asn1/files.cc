@@ -39,7 +39,7 @@ bool read_stream(std::FILE *file, uint8_t **data, size_t *length) {
   if (hint > SSH_XMALLOC_MAX) return false;
   // One octet more than the hint, so that the first read already finds the end.
   size_t room = std::clamp(static_cast<size_t>(hint) + 1, kFirstBlock, SSH_XMALLOC_MAX);
-  SshBlock block(static_cast<uint8_t *>(ssh_xmalloc(room)));
+  SshBlock block = ssh_make_block(room);
   size_t used = 0;
   for (;;) {
     used += std::fread(block.get() + used, 1, room - used, file);

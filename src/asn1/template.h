@@ -14,6 +14,7 @@
 #include "asn1/oid.h"
 #include "asn1/status.h"
 #include "asn1/time.h"
+#include "util/ascii.h"
 #include "util/mp_int.h"
 
 struct SshAsn1Node;
@@ -174,11 +175,8 @@ class SshAsn1Parser {
     if (program_.fault == SSH_ASN1_TEMPLATE_OK) program_.fault = fault;
   }
 
-  static constexpr bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-  static constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
   constexpr void skip_blanks() {
-    while (p_ != end_ && is_blank(*p_)) ++p_;
+    while (p_ != end_ && ssh_is_blank(*p_)) ++p_;
   }
 
   // after_tag is true between an element's tag specification and its first child or its end.
@@ -193,7 +191,7 @@ class SshAsn1Parser {
       return fail(SSH_ASN1_TEMPLATE_TOO_LARGE);
     skip_blanks();
     const char *word = p_;
-    while (p_ != end_ && ((*p_ >= 'a' && *p_ <= 'z') || is_digit(*p_) || *p_ == '-')) ++p_;
+    while (p_ != end_ && ((*p_ >= 'a' && *p_ <= 'z') || ssh_is_digit(*p_) || *p_ == '-')) ++p_;
     if (p_ == end_) return fail(SSH_ASN1_TEMPLATE_TOO_SHORT);
     const uint32_t slot = ssh_asn1_keyword_find({word, static_cast<size_t>(p_ - word)});
     if (slot == SSH_ASN1_KEYWORD_SLOTS) return fail(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND);
@@ -224,7 +222,7 @@ class SshAsn1Parser {
     ++p_;
     op.cls = SSH_BER_CONTEXT;
     skip_blanks();
-    while (p_ != end_ && !is_digit(*p_) && *p_ != ')') {
+    while (p_ != end_ && !ssh_is_digit(*p_) && *p_ != ')') {
       if (!read_flag(op, *p_)) return fail(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND);
       ++p_;
       skip_blanks();
@@ -256,7 +254,7 @@ class SshAsn1Parser {
   }
 
   constexpr void read_number(SshAsn1Op &op) {
-    for (uint64_t number = 0; p_ != end_ && is_digit(*p_); ++p_) {
+    for (uint64_t number = 0; p_ != end_ && ssh_is_digit(*p_); ++p_) {
       number = number * 10 + static_cast<uint64_t>(*p_ - '0');
       if (number > 0xFFFFFFFF) return fail(SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND);
       op.tag = static_cast<uint32_t>(number);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "util/ascii.h"
 #include "util/mem.h"
 
 namespace {
@@ -15,12 +16,6 @@ constexpr uint32_t kNumberMax = 9999;  // of any field: no more than four digits
 
 constexpr char kMonths[][4] = {"n/a", "Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-
-constexpr bool is_digit(uint8_t c) { return c >= '0' && c <= '9'; }
-constexpr bool is_space(uint8_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-constexpr uint8_t to_lower(uint8_t c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<uint8_t>(c + 32) : c;
-}
 
 // Scanner reads like scanf, bounded by the text, with neither locale nor terminator: times in the
 // field were accepted by scanf for decades, so white space before a number and a sign within its
@@ -35,7 +30,7 @@ class Scanner {
   [[nodiscard]] uint8_t peek() const { return text_[at_]; }
 
   void skip_space() {
-    while (more() && is_space(peek())) ++at_;
+    while (more() && ssh_is_blank(peek())) ++at_;
   }
 
   bool literal(char c) {
@@ -53,7 +48,7 @@ class Scanner {
     width -= sign;
     uint32_t sum = 0;
     size_t used = 0;
-    for (; used < width && more() && is_digit(peek()); ++used, ++at_) {
+    for (; used < width && more() && ssh_is_digit(peek()); ++used, ++at_) {
       sum = sum * 10 + (peek() - uint32_t{'0'});
     }
     value = negative ? 0 - sum : sum;
@@ -64,7 +59,7 @@ class Scanner {
   bool word(size_t width, std::string_view &value) {
     skip_space();
     const size_t start = at_;
-    while (more() && !is_space(peek()) && at_ - start < width) ++at_;
+    while (more() && !ssh_is_blank(peek()) && at_ - start < width) ++at_;
     value = ssh_bytes_text(text_.subspan(start, at_ - start));
     return at_ > start;
   }
@@ -80,7 +75,7 @@ class Scanner {
     const size_t start = at_;
     while (more() && peek() == '0') ++at_;
     uint32_t sum = 0;
-    for (size_t kept = 0; more() && is_digit(peek()); ++at_) {
+    for (size_t kept = 0; more() && ssh_is_digit(peek()); ++at_) {
       if (kept < 6 || (kept == 6 && sum == kMicroMax / 10 && peek() == '0')) {
         sum = sum * 10 + (peek() - uint32_t{'0'});
       }
@@ -124,7 +119,7 @@ bool read_usual(Bytes content, SshBerTime *out) {
   const SshBerUsualUtcTime time(content.data() + kMore);
   if (!time.has_form() || !time.is_time()) return false;
   const uint8_t *const century = content.data();
-  if (kMore > 0 && !(is_digit(century[0]) && is_digit(century[1]))) return false;
+  if (kMore > 0 && !(ssh_is_digit(century[0]) && ssh_is_digit(century[1]))) return false;
   time.convert(out);
   if (kMore > 0) {
     const uint32_t hundreds = century[0] * 10u + century[1] - 11u * '0';
@@ -140,7 +135,8 @@ bool scan_zone(Bytes content, size_t at, SshBerTime &time) {
   if (!scan.more()) return false;
   const uint8_t sign = scan.peek();
   const Bytes zone = content.subspan(at);
-  const bool four = zone.size() == 5 && std::all_of(zone.begin() + 1, zone.end(), is_digit);
+  const bool four =
+      zone.size() == 5 && std::all_of(zone.begin() + 1, zone.end(), ssh_is_digit<uint8_t>);
   time.tz_plus = sign == '+';
   time.odd = sign == 'Z' ? zone.size() != 1 : !four || (sign != '+' && sign != '-');
   if (sign == 'Z') return true;
@@ -218,9 +214,7 @@ const char *day_suffix(uint32_t day) {
 
 // find_month gives 1 to 12 for a name in any case, or 0.
 uint32_t find_month(std::string_view name) {
-  const auto same = [](char a, char b) {
-    return to_lower(static_cast<uint8_t>(a)) == to_lower(static_cast<uint8_t>(b));
-  };
+  const auto same = [](char a, char b) { return ssh_to_lower(a) == ssh_to_lower(b); };
   for (uint32_t month = 1; month <= 12; ++month) {
     if (std::equal(name.begin(), name.end(), kMonths[month], kMonths[month] + 3, same))
       return month;

@@ -5,6 +5,7 @@
 #include "cm/entries.h"
 #include "util/fatal.h"
 #include "util/mem.h"
+#include "util/owner.h"
 
 namespace {
 
@@ -28,9 +29,7 @@ constexpr const char *kLast = "ssh_cm_cert_list_last";
 
 }  // namespace
 
-SshCMCertList *ssh_cm_cert_list_allocate() {
-  return new (ssh_xmalloc(sizeof(SshCMCertList))) SshCMCertList;
-}
+SshCMCertList *ssh_cm_cert_list_allocate() { return ssh_make<SshCMCertList>(); }
 
 void ssh_cm_cert_list_free(SshCertDB &database, SshCMCertList *list) {
   if (!list) return;
@@ -38,7 +37,7 @@ void ssh_cm_cert_list_free(SshCertDB &database, SshCMCertList *list) {
     list->head = node->next;
     ssh_certdb_release_entry(database, *node->entry);
   }
-  ssh_xfree(list);
+  ssh_destroy(list);
 }
 
 void ssh_cm_cert_list_append(SshCertDB &database, SshCMCertList &list, SshCertDBEntry &entry) {

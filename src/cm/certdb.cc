@@ -5,6 +5,7 @@
 
 #include "util/fatal.h"
 #include "util/mem.h"
+#include "util/owner.h"
 
 namespace {
 
@@ -152,7 +153,7 @@ void destroy_entry(SshCertDB &database, SshCertDBEntry *entry) {
 
 SshCertDB *ssh_certdb_init(const SshCertDBMethods &callbacks, const SshCertDBLimits &limits,
                            std::span<const uint32_t> data_types) {
-  auto *database = new (ssh_xmalloc(sizeof(SshCertDB))) SshCertDB;
+  auto *database = ssh_make<SshCertDB>();
   void *methods = ssh_xcalloc(data_types.size(), sizeof(SshCertDBSearchMethod));
   database->methods = {static_cast<SshCertDBSearchMethod *>(methods), data_types.size()};
   for (uint32_t type = 0; type < data_types.size(); ++type) {
@@ -173,8 +174,7 @@ void ssh_certdb_free(SshCertDB *database) {
     destroy_entry(*database, entry);
   }
   ssh_xfree(database->methods.data());
-  database->~SshCertDB();
-  ssh_xfree(database);
+  ssh_destroy(database);
 }
 
 SshCertDBEntry *ssh_certdb_alloc_entry(SshCertDB &database, uint32_t type, void *object) {

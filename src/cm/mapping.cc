@@ -3,8 +3,10 @@
 #include <bit>
 #include <new>
 
+#include "util/ascii.h"
 #include "util/fatal.h"
 #include "util/mem.h"
+#include "util/owner.h"
 
 namespace {
 
@@ -12,9 +14,6 @@ constexpr uint32_t kEmpty = 0;
 constexpr uint32_t kDeleted = 1;
 constexpr uint32_t kFirstSize = 8;
 
-constexpr uint8_t fold(uint8_t c) {
-  return static_cast<uint8_t>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-}
 constexpr uint8_t as_is(uint8_t c) { return c; }
 
 // The order of an integer's octets is the machine's: nothing but this mapping ever sees the number.
@@ -42,7 +41,7 @@ bool same_octets(const SshMappingSlot &slot, Bytes key) {
 bool same_letters(const SshMappingSlot &slot, Bytes key) {
   if (slot.length != key.size()) return false;
   for (size_t i = 0; i < key.size(); ++i) {
-    if (fold(slot.key[i]) != fold(key[i])) return false;
+    if (ssh_to_lower<uint8_t>(slot.key[i]) != ssh_to_lower<uint8_t>(key[i])) return false;
   }
   return true;
 }
@@ -53,7 +52,7 @@ constexpr struct {
 } kKinds[] = {
     {hash_integer, same_integer},
     {hash_octets<as_is>, same_octets},
-    {hash_octets<fold>, same_letters},
+    {hash_octets<ssh_to_lower<uint8_t>>, same_letters},
 };
 static_assert(std::size(kKinds) == SSH_MAPPING_KINDS);
 
@@ -131,7 +130,7 @@ uint32_t ssh_mapping_hash(SshMappingKind kind, Bytes key) {
 }
 
 SshMapping *ssh_mapping_allocate(SshMappingKind kind) {
-  auto *mapping = new (ssh_xmalloc(sizeof(SshMapping))) SshMapping{};
+  auto *mapping = ssh_make<SshMapping>();
   mapping->kind = kind;
   make_slots(*mapping, kFirstSize);
   return mapping;
@@ -140,7 +139,7 @@ SshMapping *ssh_mapping_allocate(SshMappingKind kind) {
 void ssh_mapping_free(SshMapping *mapping) {
   if (!mapping) return;
   ssh_xfree(mapping->slots);
-  ssh_xfree(mapping);
+  ssh_destroy(mapping);
 }
 
 void *ssh_mapping_get(const SshMapping &mapping, Bytes key) {

@@ -26,11 +26,11 @@ struct SshMappingSlot {
 };
 
 struct SshMapping {
-  SshMappingKind kind;
-  uint32_t size;     // slots
-  uint32_t empty;    // slots that never held a key since the last rebuild
-  uint32_t deleted;  // slots whose key was removed since then
-  SshMappingSlot *slots;
+  SshMappingKind kind = {};
+  uint32_t size = 0;     // slots
+  uint32_t empty = 0;    // slots that never held a key since the last rebuild
+  uint32_t deleted = 0;  // slots whose key was removed since then
+  SshMappingSlot *slots = nullptr;
 
   [[nodiscard]] uint32_t live() const { return size - empty - deleted; }
 };

@@ -5,21 +5,10 @@
 
 #include "util/fatal.h"
 #include "util/mem.h"
+#include "util/owner.h"
 #include "x509/memory.h"
 
 namespace {
-
-template <class Object>
-Object *make() {
-  return new (ssh_xmalloc(sizeof(Object))) Object;
-}
-
-template <class Object>
-void destroy(Object *object) {
-  if (!object) return;
-  object->~Object();
-  ssh_xfree(object);
-}
 
 // replace makes `fresh` (or nothing) the held record. If somebody may hold the old one's encoding,
 // it stays, with a link in its own pool.
@@ -53,7 +42,7 @@ SshCMStatus set(SshCMRecord<Record> &held, Owner<Record, Free> fresh, Bytes ber)
 
 }  // namespace
 
-SshCMCertificate *ssh_cm_cert_allocate() { return make<SshCMCertificate>(); }
+SshCMCertificate *ssh_cm_cert_allocate() { return ssh_make<SshCMCertificate>(); }
 
 SshCMCertificate *ssh_cm_cert_allocate_in(SshPool &pool) {
   auto *cert = pool.make<SshCMCertificate>();
@@ -61,25 +50,25 @@ SshCMCertificate *ssh_cm_cert_allocate_in(SshPool &pool) {
   return cert;
 }
 
-SshCMCrl *ssh_cm_crl_allocate() { return make<SshCMCrl>(); }
+SshCMCrl *ssh_cm_crl_allocate() { return ssh_make<SshCMCrl>(); }
 
 void ssh_cm_cert_free(SshCMCertificate *cert) {
   if (!cert) return;
   if (cert->entry) ssh_fatal("ssh_cm_cert_free: tried to free db's certificate.");
   release<ssh_x509_cert_free>(cert->cert);
-  destroy(cert->carried);
-  if (!cert->pool) destroy(cert);
+  ssh_destroy(cert->carried);
+  if (!cert->pool) ssh_destroy(cert);
 }
 
 void ssh_cm_crl_free(SshCMCrl *crl) {
   if (!crl) return;
   if (crl->entry) ssh_fatal("ssh_cm_crl_free: tried to free db's crl.");
   release<ssh_x509_crl_free>(crl->crl);
-  destroy(crl);
+  ssh_destroy(crl);
 }
 
 SshCMCarried &ssh_cm_cert_carried(SshCMCertificate &cert) {
-  if (!cert.carried) cert.carried = make<SshCMCarried>();
+  if (!cert.carried) cert.carried = ssh_make<SshCMCarried>();
   return *cert.carried;
 }
 

@@ -6,6 +6,7 @@
 #include "crypto/hash.h"
 #include "util/fatal.h"
 #include "util/mem.h"
+#include "util/owner.h"
 #include "x509/dn.h"
 
 namespace {
@@ -93,15 +94,13 @@ bool ssh_cm_key_set_public_key(SshCertDBKey **list, const SshPublicKey *key) {
   return true;
 }
 
-SshCMSearchConstraints *ssh_cm_search_allocate() {
-  return new (ssh_xmalloc(sizeof(SshCMSearchConstraints))) SshCMSearchConstraints;
-}
+SshCMSearchConstraints *ssh_cm_search_allocate() { return ssh_make<SshCMSearchConstraints>(); }
 
 void ssh_cm_search_free(SshCMSearchConstraints *search) {
   if (!search) return;
   ssh_certdb_key_free_list(&search->keys);
   ssh_certdb_key_free_list(&search->second_keys);
-  ssh_xfree(search);
+  ssh_destroy(search);
 }
 
 SshCMStatus ssh_cm_search_set_keys(SshCMSearchConstraints &search, const SshCertDBKey *keys) {

@@ -4,7 +4,6 @@
 
 #include "crypto/montgomery.h"
 #include "crypto/mp_math.h"
-#include "util/mem.h"
 
 namespace {
 
@@ -77,7 +76,7 @@ SshKeyStatus ssh_dh_agree(const SshMpInt *values, Bytes secret_exponent, SshBloc
   if (const SshKeyStatus status = begin(values, group)) return status;
   const size_t octets = group.octets();
   if (secret_exponent.size() > octets) return SSH_KEY_REFUSED;
-  SshBlock result(static_cast<uint8_t *>(ssh_xmalloc(octets)));
+  SshBlock result = ssh_make_block(octets);
   group.power_secret(values[SSH_DL_Y], secret_exponent, result.get());
   if (is_trivial(result.get(), values[SSH_DL_P])) return SSH_KEY_REFUSED;
   *out = std::move(result);

@@ -1,11 +1,11 @@
 #include "crypto/key_name.h"
 
-#include <new>
 #include <utility>
 
 #include "crypto/key_blob.h"
 #include "crypto/key_types.h"
 #include "util/mem.h"
+#include "util/owner.h"
 
 namespace {
 
@@ -69,7 +69,7 @@ SshKeyStatus ssh_key_from_name(std::string_view name, SshKeyStatus unknown_type,
   const SshKeyType *type = ssh_key_type_find(word);
   SshKeyStatus status = type ? SSH_KEY_OK : unknown_type;
   SshPublicKeyOwner key;
-  if (type) key.reset(new (ssh_xmalloc(sizeof(SshPublicKey))) SshPublicKey{.type = type});
+  if (type) key.reset(ssh_make<SshPublicKey>(type));
   while (reader.more()) {
     if (!reader.action(word, scheme)) return SSH_KEY_BAD_FORMAT;
     if (status != SSH_KEY_OK) continue;

@@ -212,7 +212,7 @@ SshMpInt SshMontgomery::number(std::span<const SshMontgomeryPower> rows) const {
     if (row.base.size() > SSH_MP_BITS_MAX / 8) return out;
     if (row.exponent.bits() > SSH_MONTGOMERY_BITS_MAX) return out;
   }
-  const SshBlock octets(static_cast<uint8_t *>(ssh_xmalloc(octets_)));
+  const SshBlock octets = ssh_make_block(octets_);
   product(rows, octets.get());
   out.set_magnitude({octets.get(), octets_});
   return out;

@@ -18,8 +18,7 @@ bool too_long(const SshMpInt &a, const SshMpInt &b) {
 // Work is the one block of an operation, handed out in zeroed pieces.
 class Work {
  public:
-  explicit Work(size_t count)
-      : block_(static_cast<SshLimb *>(ssh_xcalloc(count, sizeof(SshLimb)))), next_(block_.get()) {}
+  explicit Work(size_t count) : block_(ssh_make_array<SshLimb>(count)), next_(block_.get()) {}
 
   SshLimb *take(size_t count) { return std::exchange(next_, next_ + count); }
 
@@ -39,7 +38,7 @@ class Work {
   }
 
  private:
-  Owner<SshLimb, ssh_xfree_wiped> block_;
+  SshArray<SshLimb> block_;
   SshLimb *next_;
 };
 

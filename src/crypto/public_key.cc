@@ -1,12 +1,11 @@
 #include "crypto/public_key.h"
 
-#include <new>
 #include <string_view>
 
 #include "crypto/key_name.h"
 #include "crypto/key_types.h"
 #include "util/fatal.h"
-#include "util/mem.h"
+#include "util/owner.h"
 
 namespace {
 
@@ -64,13 +63,10 @@ SshKeyStatus ssh_public_key_get_info(const SshPublicKey *key,
   return SSH_KEY_OK;
 }
 
-SshPublicKey *ssh_public_key_copy(const SshPublicKey *key) {
-  return new (ssh_xmalloc(sizeof(SshPublicKey))) SshPublicKey(*key);
-}
+SshPublicKey *ssh_public_key_copy(const SshPublicKey *key) { return ssh_make<SshPublicKey>(*key); }
 
 void ssh_public_key_free(SshPublicKey *key) {
   // A key without key data is never handed out, so that only a null key can be undefined.
   if (!key) ssh_fatal("ssh_public_key_free: undefined key.");
-  key->~SshPublicKey();
-  ssh_xfree(key);
+  ssh_destroy(key);
 }

@@ -27,8 +27,6 @@ SshKeyStatus begin(const SshMpInt *values, SshMontgomery &modulus) {
   return modulus.init(n) ? SSH_KEY_OK : SSH_KEY_ABSURD;
 }
 
-SshBlock allocate(size_t length) { return SshBlock(static_cast<uint8_t *>(ssh_xmalloc(length))); }
-
 uint8_t *put(uint8_t *at, Bytes octets) {
   if (!octets.empty()) std::memcpy(at, octets.data(), octets.size());
   return at + octets.size();
@@ -68,7 +66,7 @@ SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const SshHashAlgorithm *hash
   value.set_magnitude(signature);
   if (value.compare(values[SSH_RSA_N]) >= 0) return SSH_KEY_BAD_SIGNATURE;
 
-  const SshBlock wanted = allocate(length), found = allocate(length);
+  const SshBlock wanted = ssh_make_block(length), found = ssh_make_block(length);
   uint8_t *at = wanted.get();
   *at++ = 0;
   *at++ = kSignatureType;
@@ -88,7 +86,7 @@ SshKeyStatus ssh_rsa_encrypt(const SshMpInt *values, Bytes data, SshNoise *noise
   const size_t octets = modulus.octets();
   if (octets < kOverhead || data.size() > octets - kOverhead) return SSH_KEY_TOO_LONG;
 
-  SshBlock block = allocate(octets);
+  SshBlock block = ssh_make_block(octets);
   uint8_t *at = block.get();
   *at++ = 0;
   *at++ = kEncryptionType;

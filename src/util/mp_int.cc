@@ -197,11 +197,11 @@ char *SshMpInt::to_decimal() const {
   if (length_ > SSH_MP_DECIMAL_MAX) return nullptr;
   const size_t capacity = bits() / kDecimalBits + 2;
   uint32_t small[kSmallDigits];
-  SshBlock large;
+  SshArray<uint32_t> large;
   Decimal number = {small, 0};
   if (capacity > kSmallDigits) {
-    large.reset(static_cast<uint8_t *>(ssh_xmalloc(capacity * sizeof(uint32_t))));
-    number.digits = reinterpret_cast<uint32_t *>(large.get());
+    large = ssh_make_array<uint32_t>(capacity);
+    number.digits = large.get();
   }
   to_base(magnitude(), number);
   return decimal_text(number, negative_);

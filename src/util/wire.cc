@@ -211,11 +211,11 @@ uint32_t ssh_encode_alloc(uint8_t **out, std::initializer_list<SshPut> fields) {
 size_t ssh_decode_array_va(Bytes input, std::span<const SshGet> fields) {
   fields = up_to_end(fields);
   uint8_t *small[kSmallList];
-  SshBlock large;
+  SshArray<uint8_t *> large;
   Decode decode = {input, small};
   if (fields.size() > kSmallList) {
-    large.reset(static_cast<uint8_t *>(ssh_xcalloc(fields.size(), sizeof *decode.blocks)));
-    decode.blocks = reinterpret_cast<uint8_t **>(large.get());
+    large = ssh_make_array<uint8_t *>(fields.size());
+    decode.blocks = large.get();
   }
   for (size_t i = 0; i < fields.size(); ++i) {
     if (fields[i].code > SSH_FORMAT_END) {

@@ -1,6 +1,7 @@
 #include "x509/cert.h"
 
 #include "util/mem.h"
+#include "util/owner.h"
 #include "x509/parts.h"
 #include "x509/signature.h"
 #include "x509/subject_key.h"
@@ -52,18 +53,11 @@ bool decode_policies(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &de
 //      issuerDomainPolicy      CertPolicyId,
 //      subjectDomainPolicy     CertPolicyId }                                    RFC 5280, 4.2.1.5
 bool decode_policy_mappings(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshAsn1Unread item;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &item)) return false;
-  SshX509Tail mappings(&cert.policy_mappings);
-  for (; item; item.next()) {
-    auto *mapping = decoder.pool.make<SshX509PolicyMapping>();
-    if (!decoder.read(item, "(sequence ()(object-identifier ())(object-identifier ()))"_asn1,
-                      &mapping->issuer_policy, &mapping->subject_policy)) {
-      return false;
-    }
-    mappings.append(mapping);
-  }
-  return true;
+  const auto read = [&](SshAsn1Unread &item, SshX509PolicyMapping &mapping) {
+    return decoder.read(item, "(sequence ()(object-identifier ())(object-identifier ()))"_asn1,
+                        &mapping.issuer_policy, &mapping.subject_policy);
+  };
+  return ssh_x509_decode_list(value, &cert.policy_mappings, decoder, read);
 }
 
 bool decode_subject_alt_name(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -78,20 +72,14 @@ bool decode_issuer_alt_name(SshAsn1Unread &value, SshX509Cert &cert, SshX509Deco
 //                                                                 RFC 5280, 4.2.1.8
 // Attribute ::= SEQUENCE { type OBJECT IDENTIFIER, values SET OF AttributeValue }
 bool decode_directory_attributes(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshAsn1Unread item;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &item)) return false;
-  SshX509Tail attributes(&cert.directory_attributes);
-  for (; item; item.next()) {
-    auto *attribute = decoder.pool.make<SshX509Attribute>();
+  const auto read = [&](SshAsn1Unread &item, SshX509Attribute &attribute) {
     SshAsn1Node values;
-    if (!decoder.read(item, "(sequence ()(object-identifier ())(any ()))"_asn1, &attribute->type,
-                      &values)) {
-      return false;
-    }
-    attribute->value = values.der();
-    attributes.append(attribute);
-  }
-  return true;
+    const bool good = decoder.read(item, "(sequence ()(object-identifier ())(any ()))"_asn1,
+                                   &attribute.type, &values);
+    attribute.value = values.der();
+    return good;
+  };
+  return ssh_x509_decode_list(value, &cert.directory_attributes, decoder, read);
 }
 
 // BasicConstraints ::= SEQUENCE {
@@ -119,15 +107,10 @@ bool decode_distribution_points(SshAsn1Unread &value, SshX509Cert &cert, SshX509
 // ExtKeyUsageSyntax ::= SEQUENCE SIZE (1..MAX) OF KeyPurposeId
 //                                                                RFC 5280, 4.2.1.12
 bool decode_extended_key_usage(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
-  SshAsn1Unread item;
-  if (!decoder.read(value, "(sequence () (any ()))"_asn1, &item)) return false;
-  SshX509Tail purposes(&cert.extended_key_usage);
-  for (; item; item.next()) {
-    auto *purpose = decoder.pool.make<SshX509KeyPurpose>();
-    if (!decoder.read(item, "(object-identifier ())"_asn1, &purpose->id)) return false;
-    purposes.append(purpose);
-  }
-  return true;
+  const auto read = [&](SshAsn1Unread &item, SshX509KeyPurpose &purpose) {
+    return decoder.read(item, "(object-identifier ())"_asn1, &purpose.id);
+  };
+  return ssh_x509_decode_list(value, &cert.extended_key_usage, decoder, read);
 }
 
 constexpr SshX509ExtensionTable<SshX509Cert> kExtensions({
@@ -383,7 +366,7 @@ void read_parts(SshX509Cert &cert, SshX509Decoder &decoder) {
 
 }  // namespace
 
-SshX509Cert *ssh_x509_cert_allocate() { return new (ssh_xmalloc(sizeof(SshX509Cert))) SshX509Cert; }
+SshX509Cert *ssh_x509_cert_allocate() { return ssh_make<SshX509Cert>(); }
 
 SshX509Cert *ssh_x509_cert_allocate_in(SshPool &pool) {
   auto *cert = new (pool.alloc(sizeof(SshX509Cert), alignof(SshX509Cert))) SshX509Cert;

@@ -105,13 +105,10 @@ bool decode_standard_subtree(SshAsn1Unread &item, SshX509Subtree &subtree,
 }
 
 bool decode_standard_subtrees(SshAsn1Unread &item, SshX509Subtree **list, SshX509Decoder &decoder) {
-  SshX509Tail subtrees(list);
-  for (; item; item.next()) {
-    auto *subtree = decoder.pool.make<SshX509Subtree>();
-    if (!decode_standard_subtree(item, *subtree, decoder)) return false;
-    subtrees.append(subtree);
-  }
-  return true;
+  const auto read = [&](SshAsn1Unread &each, SshX509Subtree &subtree) {
+    return decode_standard_subtree(each, subtree, decoder);
+  };
+  return ssh_x509_decode_items(item, list, decoder, read);
 }
 
 bool decode_standard_name_constraints(SshAsn1Unread &value, SshX509Cert &cert,
@@ -142,19 +139,13 @@ bool decode_standard_policy_constraint(SshAsn1Unread &item, SshX509PolicyConstra
 // what was issued for classic clients stays readable.
 bool decode_standard_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                         SshX509Decoder &decoder) {
-  SshX509Tail constraints(&cert.policy_constraints);
+  const auto read = [&](SshAsn1Unread &item, SshX509PolicyConstraint &constraint) {
+    return decode_standard_policy_constraint(item, constraint, decoder);
+  };
   auto *single = decoder.pool.make<SshX509PolicyConstraint>();
-  if (decode_standard_policy_constraint(value, *single, decoder)) {
-    constraints.append(single);
-    return true;
-  }
-  SshAsn1Unread list;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &list)) return false;
-  for (; list; list.next()) {
-    auto *constraint = decoder.pool.make<SshX509PolicyConstraint>();
-    if (!decode_standard_policy_constraint(list, *constraint, decoder)) return false;
-    constraints.append(constraint);
-  }
+  if (!read(value, *single))
+    return ssh_x509_decode_list(value, &cert.policy_constraints, decoder, read);
+  SshX509Tail(&cert.policy_constraints).append(single);
   return true;
 }
 
@@ -193,11 +184,7 @@ bool ssh_x509_decode_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                         SshX509Decoder &decoder) {
   if (decoder.rules.standard_policy_constraints)
     return decode_standard_policy_constraints(value, cert, decoder);
-  SshAsn1Unread item;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &item)) return false;
-  SshX509Tail constraints(&cert.policy_constraints);
-  for (; item; item.next()) {
-    auto *constraint = decoder.pool.make<SshX509PolicyConstraint>();
+  const auto read = [&](SshAsn1Unread &item, SshX509PolicyConstraint &constraint) {
     int has_explicit = 0, has_inhibit = 0;
     SshMpInt require_explicit, inhibit;
     if (!decoder.read_whole(item,
@@ -206,10 +193,10 @@ bool ssh_x509_decode_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
       return false;
     }
     if (!read_limit(has_explicit, require_explicit, require_explicit,
-                    constraint->require_explicit_policy) ||
-        !read_limit(has_inhibit, inhibit, require_explicit, constraint->inhibit_policy_mapping))
+                    constraint.require_explicit_policy) ||
+        !read_limit(has_inhibit, inhibit, require_explicit, constraint.inhibit_policy_mapping))
       return decoder.refuse("policy constraint", SSH_X509_RULE_24_BITS, item.data());
-    constraints.append(constraint);
-  }
-  return true;
+    return true;
+  };
+  return ssh_x509_decode_list(value, &cert.policy_constraints, decoder, read);
 }

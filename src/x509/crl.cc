@@ -1,6 +1,7 @@
 #include "x509/crl.h"
 
 #include "util/mem.h"
+#include "util/owner.h"
 #include "x509/cert.h"
 #include "x509/parts.h"
 #include "x509/signature.h"
@@ -439,13 +440,9 @@ bool SshX509RevokedCursor::next_unusual() {
   return decoded;
 }
 
-SshX509Crl *ssh_x509_crl_allocate() { return new (ssh_xmalloc(sizeof(SshX509Crl))) SshX509Crl; }
+SshX509Crl *ssh_x509_crl_allocate() { return ssh_make<SshX509Crl>(); }
 
-void ssh_x509_crl_free(SshX509Crl *crl) {
-  if (!crl) return;
-  crl->~SshX509Crl();
-  ssh_xfree(crl);
-}
+void ssh_x509_crl_free(SshX509Crl *crl) { ssh_destroy(crl); }
 
 size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl) {
   return ssh_x509_decode_record(true, der, decode_crl, crl);

@@ -372,6 +372,45 @@ template <class Record>
   return true;
 }
 
+// SshX509Tail appends to a singly linked list in constant time.
+template <class T>
+class SshX509Tail {
+ public:
+  explicit SshX509Tail(T **list) : at_(list) {
+    while (*at_) at_ = &(*at_)->next;
+  }
+  void append(T *item) {
+    *at_ = item;
+    at_ = &item->next;
+  }
+
+ private:
+  T **at_;
+};
+
+// ssh_x509_decode_items makes a record of each of the elements that are left, and appends it to a
+// list: read(item, record) fills it, and refuses by false.
+template <class T, class Read>
+[[nodiscard]] bool ssh_x509_decode_items(SshAsn1Unread &item, T **list, SshX509Decoder &decoder,
+                                         Read read) {
+  SshX509Tail tail(list);
+  for (; item; item.next()) {
+    auto *record = decoder.pool.make<T>();
+    if (!read(item, *record)) return false;
+    tail.append(record);
+  }
+  return true;
+}
+
+// ssh_x509_decode_list does so with the elements of a SEQUENCE OF.
+template <class T, class Read>
+[[nodiscard]] bool ssh_x509_decode_list(SshAsn1Unread &value, T **list, SshX509Decoder &decoder,
+                                        Read read) {
+  SshAsn1Unread item;
+  return decoder.read(value, "(sequence ()(any ()))"_asn1, &item) &&
+         ssh_x509_decode_items(item, list, decoder, read);
+}
+
 // The extension decoders, by record part. Those for general name lists and identifiers serve
 // several extensions.
 [[nodiscard]] bool ssh_x509_decode_key_id(SshAsn1Unread &value, const SshX509KeyId **key_id,
@@ -402,19 +441,3 @@ extern const SshX509ExtensionTable<SshX509Cert> ssh_x509_further_extensions;
 // ssh_x509_named_bits_to_mask does so with the bits that there are alone; the others are unused,
 // whatever they are.                                                        X.680, 22.7
 [[nodiscard]] uint32_t ssh_x509_named_bits_to_mask(const SshAsn1Bits &bits);
-
-// SshX509Tail appends to a singly linked list in constant time.
-template <class T>
-class SshX509Tail {
- public:
-  explicit SshX509Tail(T **list) : at_(list) {
-    while (*at_) at_ = &(*at_)->next;
-  }
-  void append(T *item) {
-    *at_ = item;
-    at_ = &item->next;
-  }
-
- private:
-  T **at_;
-};

@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "util/owner.h"
 #include "x509/dn_parts.h"
 #include "x509/oid_registry.h"
 #include "x509/profile.h"
@@ -11,7 +12,6 @@
 namespace {
 
 constexpr uint32_t kRdnsAtFirst = 8;
-constexpr size_t kOctetsAtFirst = 256;
 constexpr uint32_t kPairsPerContext = 256;
 
 constexpr const char *kEmail = "1.2.840.113549.1.9.1";
@@ -142,7 +142,7 @@ bool Encoder::pair(const SshDNAva &ava) {
   if (!value(ava, &encoded)) return false;
   const size_t most = SSH_OID_ENCODED_MAX(std::strlen(ava.oid));
   if (most > SSH_XMALLOC_MAX) return false;
-  const SshBlock type(static_cast<uint8_t *>(ssh_xmalloc(most)));
+  const SshBlock type = ssh_make_block(most);
   const SshOid oid = {
       {type.get(), ssh_ber_oid_from_text(ava.oid, type.get(), ssh_x509_rules().standard_oids)}};
   if (!oid || ssh_asn1_create_node(in, &node, "(sequence ()(object-identifier ())(any ()))"_asn1,
@@ -214,26 +214,7 @@ bool read_further_value(SshAsn1Node value, SshDNPairView *pair) {
 
 }  // namespace
 
-bool SshOctets::grow(size_t n) {
-  if (n > SSH_XMALLOC_MAX - size_) good_ = false;
-  if (!good_) return false;
-  const size_t doubled = std::max(capacity_ * 2, kOctetsAtFirst);
-  capacity_ = std::min(std::max(doubled, size_ + n), SSH_XMALLOC_MAX);
-  auto *grown = static_cast<uint8_t *>(ssh_xmalloc(capacity_));
-  if (size_ > 0) std::memcpy(grown, data_, size_);
-  ssh_xfree_wiped(std::exchange(data_, grown));
-  return true;
-}
-
-uint8_t *SshOctets::take() {
-  if (!good_) return nullptr;
-  uint8_t *data = data_;
-  data_ = nullptr;
-  size_ = capacity_ = 0;
-  return data;
-}
-
-SshRDN *ssh_dn_rdn_new() { return new (ssh_xmalloc(sizeof(SshRDN))) SshRDN{}; }
+SshRDN *ssh_dn_rdn_new() { return ssh_make<SshRDN>(); }
 
 void ssh_dn_rdn_free(SshRDN *rdn) {
   if (!rdn) return;
@@ -248,7 +229,9 @@ void ssh_dn_rdn_free(SshRDN *rdn) {
 }
 
 void ssh_dn_rdn_append(SshRDN *rdn, char *oid, SshStr *value) {
-  auto *ava = new (ssh_xmalloc(sizeof(SshDNAva))) SshDNAva{nullptr, oid, 0, value};
+  auto *ava = ssh_make<SshDNAva>();
+  ava->oid = oid;
+  ava->value = value;
   (rdn->last ? rdn->last->next : rdn->pairs) = ava;
   rdn->last = ava;
 }

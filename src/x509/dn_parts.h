@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "asn1/node.h"
-#include "util/mem.h"
+#include "util/octets.h"
 #include "x509/dn.h"
 
 // SSH_DN_RDNS_MAX bounds the relative names of one name, so that their array always fits into one
@@ -28,48 +28,6 @@ void ssh_dn_rdn_append(SshRDN *rdn, char *oid, SshStr *value);
 
 // ssh_dn_append adds a relative name at the end. False, with `rdn` freed, if the name is full.
 [[nodiscard]] bool ssh_dn_append(SshDN *dn, SshRDNOwner rdn);
-
-// SshOctets collects octets in a block that doubles as it fills. What would not fit into the
-// largest block turns it bad for good instead of ending the process: how much there is depends on
-// input.
-class SshOctets {
- public:
-  ~SshOctets() { ssh_xfree_wiped(data_); }
-  SshOctets() = default;
-  SshOctets(const SshOctets &) = delete;
-  SshOctets &operator=(const SshOctets &) = delete;
-
-  [[nodiscard]] bool good() const { return good_; }
-  [[nodiscard]] Bytes bytes() const { return {data_, size_}; }
-  void shrink(size_t size) { size_ = size; }
-
-  void push(uint8_t octet) {
-    if (uint8_t *at = extend(1)) *at = octet;
-  }
-  void append(Bytes octets) {
-    uint8_t *at = extend(octets.size());
-    if (at && !octets.empty()) std::memcpy(at, octets.data(), octets.size());
-  }
-  void append(std::string_view text) { append(ssh_text_bytes(text)); }
-
-  // extend returns room for `n` octets at the end, or null when there can be none.
-  [[nodiscard]] uint8_t *extend(size_t n) {
-    if (n > capacity_ - size_ && !grow(n)) return nullptr;
-    size_ += n;
-    return data_ + size_ - n;
-  }
-
-  // take hands the block over (ssh_xfree); null when bad.
-  [[nodiscard]] uint8_t *take();
-
- private:
-  [[nodiscard]] bool grow(size_t n);
-
-  uint8_t *data_ = nullptr;
-  size_t size_ = 0;
-  size_t capacity_ = 0;
-  bool good_ = true;
-};
 
 // SshDNPairView is an attribute-value pair as it stands in Name DER. No octets mean that there is
 // no value.

@@ -2,19 +2,16 @@
 #include <algorithm>
 #include <array>
 
+#include "util/ascii.h"
 #include "x509/dn_parts.h"
 #include "x509/oid_registry.h"
 #include "x509/profile.h"
 
 namespace {
 
-constexpr bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
-constexpr bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-
 constexpr int hex_digit(char c) {
-  if (is_digit(c)) return c - '0';
-  const char lower = static_cast<char>(c | 0x20);
+  if (ssh_is_digit(c)) return c - '0';
+  const char lower = ssh_to_lower(c);
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
@@ -144,7 +141,7 @@ class Parser {
   bool escape();
 
   void skip_blanks() {
-    while (is_blank(*p_)) ++p_;
+    while (ssh_is_blank(*p_)) ++p_;
   }
   // at_end is true where a value that is not quoted ends.
   [[nodiscard]] bool at_end() const { return !*p_ || *p_ == ',' || *p_ == ';' || *p_ == '+'; }
@@ -195,7 +192,7 @@ bool Parser::pair(SshRDN *rdn) {
 // is passed over.
 bool Parser::type() {
   const char *word = p_;
-  while (is_letter(*p_) || is_digit(*p_)) ++p_;
+  while (ssh_is_letter(*p_) || ssh_is_digit(*p_)) ++p_;
   const auto length = static_cast<size_t>(p_ - word);
   kept_.shrink(0);
   if (length >= 3 && (word[0] | 0x20) == 'o' && (word[1] | 0x20) == 'i' &&
@@ -218,9 +215,9 @@ bool Parser::dotted_type() {
   for (skip_blanks(); *p_ == '.'; skip_blanks(), first = false) {
     ++p_;
     skip_blanks();
-    if (!is_digit(*p_)) return false;
+    if (!ssh_is_digit(*p_)) return false;
     if (!first) keep('.');
-    for (; is_digit(*p_); ++p_) keep(*p_);
+    for (; ssh_is_digit(*p_); ++p_) keep(*p_);
   }
   return !first;
 }
@@ -264,7 +261,7 @@ bool Parser::text_value() {
     }
   }
   size_t length = kept_.bytes().size();
-  while (length > 0 && is_blank(static_cast<char>(kept_.bytes()[length - 1]))) --length;
+  while (length > 0 && ssh_is_blank(static_cast<char>(kept_.bytes()[length - 1]))) --length;
   kept_.shrink(length);
   return !quoted;
 }

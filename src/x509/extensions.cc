@@ -1,13 +1,10 @@
-// The loop's single step, the text, key-identifier and access records, and what several decoders
-// share.
+// Extensions, their texts, and the records that several of them have.
 #include "x509/extensions.h"
 
 #include "util/mem.h"
 #include "x509/decoder.h"
 
 namespace {
-
-constexpr char kNotWellFormed[] = "its elements have a bad header or are cut";
 
 // Extension ::= SEQUENCE {
 //      extnID      OBJECT IDENTIFIER,
@@ -48,91 +45,6 @@ bool ssh_x509_text_read(Bytes octets, SshX509Text *text) {
   }
   *text = {kCharsets[which], letters, true};
   return true;
-}
-
-uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits) {
-  uint32_t mask = 0;
-  for (uint32_t i = 0; i < 32 && i < bits.bits; i += 8) mask |= uint32_t{bits.octets[i / 8]} << i;
-  return mask;
-}
-
-uint32_t ssh_x509_named_bits_to_mask(const SshAsn1Bits &bits) {
-  uint32_t named = 0;
-  for (uint32_t i = 0; i < 32 && i < bits.bits; ++i) named |= 0x80u >> i % 8 << (i / 8 * 8);
-  return ssh_x509_bits_to_mask(bits) & named;
-}
-
-bool SshX509Decoder::refuse(const char *structure, const char *rule, const uint8_t *at,
-                            SshOid identifier, SshX509Found found) {
-  if (!refusal || *refusal) return false;
-  const auto offset = static_cast<size_t>((at ? at : inside) - base);
-  if (work.left)
-    *refusal = {structure, rule, offset, identifier, found};
-  else
-    *refusal = {"encoding", "takes too much work", offset};
-  return false;
-}
-
-// A fault of another structure, which was read in another way after it, lies elsewhere.
-bool SshX509Decoder::refuse_read(const char *structure, Bytes octets, SshOid identifier) {
-  const SshAsn1Fault &fault = work.fault;
-  const uint8_t *const end = octets.data() + octets.size();
-  const bool known = fault.rule && fault.at && fault.at >= octets.data() && fault.at <= end;
-  if (!known) {
-    const char *const rule = octets.empty() ? "is missing or empty" : "is not of its form";
-    return refuse(structure, rule, octets.data(), identifier);
-  }
-  return refuse(structure, fault.rule, fault.at, identifier,
-                fault.missing ? SSH_X509_FOUND_END : SSH_X509_FOUND_INSIDE);
-}
-
-bool SshX509Decoder::value(Bytes octets, SshAsn1Unread &root) {
-  if (plain) {
-    unchecked = octets;
-    root.set(octets, &work);
-    return true;
-  }
-  SshAsn1Node elements;
-  const uint8_t *fault = nullptr;
-  const SshAsn1Status status = ssh_asn1_decode_in_place(octets, &work, &elements, &fault);
-  root.set(elements);
-  if (status != SSH_ASN1_OK) work.fault = {kNotWellFormed, fault};
-  return status == SSH_ASN1_OK;
-}
-
-bool ssh_x509_decode_root(Bytes der, SshX509Root &root, SshX509Decoder &decoder) {
-  if (decoder.plain) {
-    root.sequence.set(der, &decoder.work);
-    return true;
-  }
-  const uint8_t *fault = nullptr;
-  const SshAsn1Status status = ssh_asn1_decode_in_place(der, &decoder.work, &root.elements, &fault);
-  if (status == SSH_ASN1_BER_OPEN_FAILED)
-    return decoder.refuse("encoding", "is no BER: an element has a bad header or is cut", fault);
-  if (!root.elements) return decoder.refuse("encoding", "holds nothing", der.data());
-  root.sequence.set(ssh_x509_sequence_in(root.elements));
-  return true;
-}
-
-size_t ssh_x509_root_size(Bytes der, const SshX509Root &root, const SshX509Decoder &decoder) {
-  if (decoder.plain) return der.size();
-  size_t size = 0;
-  for (SshAsn1Node node = root.elements; node; node = ssh_asn1_node_next(node))
-    size += node.der().size();
-  return size;
-}
-
-bool ssh_x509_refusal_stands(Bytes der, const SshX509Decoder &decoder) {
-  const auto one_element = [](Bytes octets) {
-    const SshBerExtent extent = ssh_ber_check(octets);
-    return !extent.fault && extent.elements == 1;
-  };
-  return !decoder.unusual && decoder.work.left != 0 && one_element(der) &&
-         (decoder.unchecked.empty() || one_element(decoder.unchecked));
-}
-
-bool ssh_x509_work_is_left(SshX509Decoder &decoder) {
-  return decoder.work.left != 0 || decoder.refuse(nullptr, nullptr, decoder.base);
 }
 
 SshX509ExtensionCursor::SshX509ExtensionCursor(Bytes list)
@@ -216,18 +128,11 @@ bool ssh_x509_decode_key_id(SshAsn1Unread &value, const SshX509KeyId **key_id,
 //                                                                 RFC 5280, 4.2.2.1, 4.2.2.2
 bool ssh_x509_decode_access(SshAsn1Unread &value, SshX509AccessDescription **list,
                             SshX509Decoder &decoder) {
-  SshAsn1Unread item;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &item)) return false;
-  SshX509Tail descriptions(list);
-  for (; item; item.next()) {
-    auto *description = decoder.pool.make<SshX509AccessDescription>();
+  const auto read = [&](SshAsn1Unread &item, SshX509AccessDescription &description) {
     SshAsn1Unread location;
-    if (!decoder.read(item, "(sequence ()(object-identifier ())(any ()))"_asn1,
-                      &description->method, &location)) {
-      return false;
-    }
-    if (!ssh_x509_name_decode_general(location, decoder, &description->location)) return false;
-    descriptions.append(description);
-  }
-  return true;
+    return decoder.read(item, "(sequence ()(object-identifier ())(any ()))"_asn1,
+                        &description.method, &location) &&
+           ssh_x509_name_decode_general(location, decoder, &description.location);
+  };
+  return ssh_x509_decode_list(value, list, decoder, read);
 }

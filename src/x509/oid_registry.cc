@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "util/ascii.h"
 #include "x509/profile.h"
 
 namespace {
@@ -379,8 +380,7 @@ const SshOidRow *find_padded(const Kind &kind, Bytes octets) {
 }
 
 bool equal_ignoring_case(const char *a, const char *b) {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
-  while (*a && lower(*a) == lower(*b)) ++a, ++b;
+  while (*a && ssh_to_lower(*a) == ssh_to_lower(*b)) ++a, ++b;
   return *a == *b;
 }
 

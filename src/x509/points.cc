@@ -51,11 +51,7 @@ bool ssh_x509_point_name_expand(const SshX509PointName &name, SshDN *dn) {
 // a CRL issuer of its own, which by the standard it extends then.
 bool ssh_x509_decode_points(SshAsn1Unread &value, const SshX509Name *issuer_names,
                             SshX509DistributionPoint **list, SshX509Decoder &decoder) {
-  SshAsn1Unread item;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &item)) return false;
-  SshX509Tail points(list);
-  for (; item; item.next()) {
-    auto *point = decoder.pool.make<SshX509DistributionPoint>();
+  const auto read = [&](SshAsn1Unread &item, SshX509DistributionPoint &point) {
     int has_name = 0, has_reasons = 0, has_issuer = 0;
     SshAsn1Unread name, issuer;
     SshAsn1Bits reasons;
@@ -65,18 +61,17 @@ bool ssh_x509_decode_points(SshAsn1Unread &value, const SshX509Name *issuer_name
             &has_name, &name, &has_reasons, &reasons, &has_issuer, &issuer)) {
       return false;
     }
-    point->reasons = ssh_x509_bits_to_mask(reasons);
-    if (has_issuer && !ssh_x509_name_decode_general_names(issuer, decoder, &point->crl_issuer))
+    point.reasons = ssh_x509_bits_to_mask(reasons);
+    if (has_issuer && !ssh_x509_name_decode_general_names(issuer, decoder, &point.crl_issuer))
       return false;
     const auto find_issuer = [&] {
       return has_issuer && decoder.rules.relative_to_crl_issuer
-                 ? ssh_x509_name_find(point->crl_issuer, SSH_X509_NAME_DIRECTORY)
+                 ? ssh_x509_name_find(point.crl_issuer, SSH_X509_NAME_DIRECTORY)
                  : ssh_x509_name_find(issuer_names, SSH_X509_NAME_DN);
     };
-    if (has_name && !decode_point_name(name, point->name, find_issuer, decoder)) return false;
-    points.append(point);
-  }
-  return true;
+    return !has_name || decode_point_name(name, point.name, find_issuer, decoder);
+  };
+  return ssh_x509_decode_list(value, list, decoder, read);
 }
 
 // IssuingDistributionPoint ::= SEQUENCE {

@@ -125,25 +125,16 @@ bool decode_qualifier(SshAsn1Unread &node, SshX509PolicyQualifier &qualifier,
 //                                                                 RFC 5280, 4.2.1.4
 bool ssh_x509_decode_policies(SshAsn1Unread &value, SshX509PolicyInfo **list,
                               SshX509Decoder &decoder) {
-  SshAsn1Unread node;
-  if (!decoder.read(value, "(sequence ()(any ()))"_asn1, &node)) return false;
-  SshX509Tail policies(list);
-  for (; node; node.next()) {
-    auto *policy = decoder.pool.make<SshX509PolicyInfo>();
+  const auto read_qualifier = [&](SshAsn1Unread &item, SshX509PolicyQualifier &qualifier) {
+    return decode_qualifier(item, qualifier, decoder);
+  };
+  const auto read = [&](SshAsn1Unread &item, SshX509PolicyInfo &policy) {
     int has_qualifiers = 0;
-    SshAsn1Unread item;
-    if (!decoder.read(node,
-                      "(sequence ()(object-identifier ())(optional (sequence () (any ()))))"_asn1,
-                      &policy->id, &has_qualifiers, &item)) {
-      return false;
-    }
-    SshX509Tail qualifiers(&policy->qualifiers);
-    for (; item; item.next()) {
-      auto *qualifier = decoder.pool.make<SshX509PolicyQualifier>();
-      if (!decode_qualifier(item, *qualifier, decoder)) return false;
-      qualifiers.append(qualifier);
-    }
-    policies.append(policy);
-  }
-  return true;
+    SshAsn1Unread qualifiers;
+    return decoder.read(item,
+                        "(sequence ()(object-identifier ())(optional (sequence () (any ()))))"_asn1,
+                        &policy.id, &has_qualifiers, &qualifiers) &&
+           ssh_x509_decode_items(qualifiers, &policy.qualifiers, decoder, read_qualifier);
+  };
+  return ssh_x509_decode_list(value, list, decoder, read);
 }

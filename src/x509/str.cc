@@ -2,8 +2,10 @@
 
 #include <cstring>
 
+#include "util/ascii.h"
 #include "util/fatal.h"
 #include "util/mem.h"
+#include "util/owner.h"
 #include "x509/charset_tables.h"
 #include "x509/profile.h"
 
@@ -186,16 +188,12 @@ uint8_t *get_bytes(const SshStr *str, size_t *length) {
   return data;
 }
 
-uint32_t lower_case(uint32_t letter) {
-  return letter >= 'A' && letter <= 'Z' ? letter + 32 : letter;
-}
-
 }  // namespace
 
 SshStr *ssh_str_allocate(int32_t charset, uint32_t capacity) {
   const SshCharsetRow *row = ssh_charset_row(charset);
   if (!row) ssh_fatal("ssh_str_allocate: unknown character set %u.", number(charset));
-  auto *str = new (ssh_xmalloc(sizeof(SshStr))) SshStr{};
+  auto *str = ssh_make<SshStr>();
   str->charset = charset;
   str->capacity = capacity;
   if (capacity) set_buffer(str, row->width, new_buffer(row->width, capacity));
@@ -272,7 +270,7 @@ uint8_t *ssh_str_get_canonical(const SshStr *str, size_t *length) {
     if (gap) put_letter(copy.get(), row->width, copy->length++, kSpace);
     gap = false;
     put_letter(copy.get(), row->width, copy->length++,
-               str->charset == SSH_CHARSET_PRINTABLE ? lower_case(letter) : letter);
+               str->charset == SSH_CHARSET_PRINTABLE ? ssh_to_lower(letter) : letter);
   }
   return ssh_str_get(copy.get(), length);
 }

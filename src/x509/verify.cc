@@ -2,7 +2,6 @@
 
 #include "asn1/node.h"
 #include "crypto/montgomery.h"
-#include "util/mem.h"
 
 namespace {
 
@@ -34,7 +33,7 @@ SshX509Verdict verify(const Signed &given, const SshPublicKey *key) {
 SshX509Verdict verify_pair(Signed given, const SshPublicKey *key) {
   SshMpInt r, s;
   const size_t length = order_length(key);
-  const SshBlock block(static_cast<uint8_t *>(ssh_xmalloc(2 * length)));
+  const SshBlock block = ssh_make_block(2 * length);
   const bool fits = ssh_x509_signature_pair_read(given.signature, &r, &s) &&
                     r.write_magnitude(block.get(), length) &&
                     s.write_magnitude(block.get() + length, length);
