@@ -28,7 +28,7 @@ void on_data(void *context, uint32_t, uint8_t *block, uint32_t length) {
 
 // request_of gives the request of a type as an export would record it.
 PendingRequest request_of(uint32_t type) {
-  const KwPkiForm form = request_form(type);
+  const KwPkiForm form = callback_form(type);
   const KwPkiCallback callbacks[] = {
       nullptr, reinterpret_cast<KwPkiCallback>(on_status), reinterpret_cast<KwPkiCallback>(on_list),
       reinterpret_cast<KwPkiCallback>(on_names), reinterpret_cast<KwPkiCallback>(on_data)};

@@ -196,7 +196,7 @@ void walk() {
 // go_on is in every callback: it is the one that the reply is for, and goes on with the program.
 void go_on(void *context, KwPkiForm form, uint32_t status) {
   auto &request = *static_cast<Request *>(context);
-  require(request.reply && request_form(request.type) == form && request.reply->status == status);
+  require(request.reply && callback_form(request.type) == form && request.reply->status == status);
   request.reply = nullptr;
   run(4);
 }
@@ -280,14 +280,14 @@ void process(const Octets &body) {
   for (Request &request : requests) {
     if (!whole || !request.open || request.id != reply.request_id) continue;
     request.open = false;
-    if (!request.silent && request_form(request.type) == request_form(reply.type))
+    if (!request.silent && callback_form(request.type) == callback_form(reply.type))
       called = &request;
   }
   if (called) called->reply = &reply;
   const KwPkiStatus status = KwPkiProcessAsyncResponce(body.data(), length(body));
   const bool answered = called && !std::exchange(called->reply, nullptr);
   require(status == (answered ? KWPKI_OK : KWPKI_FAILED));
-  require(!called || answered || request_form(called->type) == KWPKI_FORM_NAMES);
+  require(!called || answered || callback_form(called->type) == KWPKI_FORM_NAMES);
 }
 // reply makes a reply to any request: open or not, of its type or another, whole, cut or again.
 void reply() {
@@ -298,7 +298,7 @@ void reply() {
     id = request.id;
     if (!one_in(8)) type = request.type;
   }
-  const KwPkiForm form = one_in(8) ? KWPKI_FORM_NONE : request_form(type);
+  const KwPkiForm form = one_in(8) ? KWPKI_FORM_NONE : callback_form(type);
   Octets body;
   put(body, {1, id, type, one_in(4) ? number() : 0, 0});
   put(body, payload(form));

@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint32_t kVersion = 1;
 
-// One row a KwPkiRequestType.
+// One row per KwPkiRequestType.
 constexpr KwPkiForm kForms[] = {
     KWPKI_FORM_STATUS, KWPKI_FORM_STATUS, KWPKI_FORM_LIST, KWPKI_FORM_LIST,
     KWPKI_FORM_NAMES,  KWPKI_FORM_STATUS, KWPKI_FORM_DATA, KWPKI_FORM_STATUS,
@@ -22,7 +22,7 @@ std::atomic<uint32_t> next_identifier{0};
 
 }  // namespace
 
-KwPkiForm request_form(uint32_t type) {
+KwPkiForm callback_form(uint32_t type) {
   return type < std::size(kForms) ? kForms[type] : KWPKI_FORM_NONE;
 }
 

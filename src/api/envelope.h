@@ -26,8 +26,8 @@ enum KwPkiRequestType : uint32_t {
 constexpr uint32_t KWPKI_NEW_REQUEST = 999;
 constexpr uint32_t KWPKI_PAYLOAD_MAX = SSH_BUFFER_FRESH_MAX;
 
-// request_form gives the form of a type's callback; KWPKI_FORM_NONE for a type that there is not.
-[[nodiscard]] KwPkiForm request_form(uint32_t type);
+// callback_form gives the form of a type's callback; KWPKI_FORM_NONE for a type that there is not.
+[[nodiscard]] KwPkiForm callback_form(uint32_t type);
 
 // request_identifier_take steps a counter and gives the identifier: 0, 1, ... 0x7FFFFFFE and then
 // again from 0; 0x7FFFFFFF is never issued. No two calls get the same one in a round.

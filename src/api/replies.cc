@@ -82,7 +82,7 @@ KwPkiStatus answer_data(const PendingRequest &request, const ReplyEnvelope &repl
   return KWPKI_OK;
 }
 
-// One row a KwPkiForm; a reply of a type that there is not has the first.
+// One row per KwPkiForm; a reply of a type that there is not has the first.
 constexpr KwPkiStatus (*kAnswers[])(const PendingRequest &, const ReplyEnvelope &) = {
     nullptr, answer_status, answer_list, answer_names, answer_data,
 };
@@ -95,6 +95,6 @@ KwPkiStatus KWPKI_CALL KwPkiProcessAsyncResponce(const uint8_t *data, uint32_t l
   if (!data || !reply_envelope_decode({data, length}, &reply)) return KWPKI_FAILED;
   PendingRequest request;
   if (!pending_take(reply.request_id, &request)) return KWPKI_FAILED;
-  if (request_form(reply.type) != request.form || !request.callback) return KWPKI_FAILED;
+  if (callback_form(reply.type) != request.form || !request.callback) return KWPKI_FAILED;
   return kAnswers[request.form](request, reply);
 }

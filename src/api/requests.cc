@@ -46,7 +46,8 @@ KwPkiStatus request(KwPkiRequestType type, Callback callback, void *context, voi
   const SshBlock block = request_envelope_encode(&length, &identifier, type, 0, KWPKI_NEW_REQUEST,
                                                  ssh_buffer_bytes(buffer));
   ssh_buffer_uninit(buffer);  // a long payload is not held twice while the agent has it
-  pending_add(identifier, {reinterpret_cast<KwPkiCallback>(callback), context, request_form(type)});
+  pending_add(identifier,
+              {reinterpret_cast<KwPkiCallback>(callback), context, callback_form(type)});
   return request_post(agent, {block.get(), length});
 }
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-KwPkiStatus added(bool done) { return done ? KWPKI_OK : KWPKI_FAILED; }
+KwPkiStatus status_of(bool done) { return done ? KWPKI_OK : KWPKI_FAILED; }
 
 // store sets one member of constraints.
 template <class Member, class Value>
@@ -29,34 +29,34 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeyFree(KwPkiSearchKey key) {
 }
 
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t, KwPkiSearchKey key) {
-  return added(key && ssh_cm_key_set_dn(&key->keys, dn));
+  return status_of(key && ssh_cm_key_set_dn(&key->keys, dn));
 }
 
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNDer(const uint8_t *data, uint32_t length,
                                               KwPkiSearchKey key) {
-  return added(key && data && ssh_cm_key_set_dn_der(&key->keys, {data, length}));
+  return status_of(key && data && ssh_cm_key_set_dn_der(&key->keys, {data, length}));
 }
 
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNS(const char *data, uint32_t length, KwPkiSearchKey key) {
-  return added(key && ssh_cm_key_set_dns(&key->keys, data, length));
+  return status_of(key && ssh_cm_key_set_dns(&key->keys, data, length));
 }
 
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetEmail(const char *data, uint32_t length,
                                               KwPkiSearchKey key) {
-  return added(key && ssh_cm_key_set_email(&key->keys, data, length));
+  return status_of(key && ssh_cm_key_set_email(&key->keys, data, length));
 }
 
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetURI(const char *data, uint32_t length, KwPkiSearchKey key) {
-  return added(key && ssh_cm_key_set_uri(&key->keys, data, length));
+  return status_of(key && ssh_cm_key_set_uri(&key->keys, data, length));
 }
 
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetOID(const char *data, uint32_t length, KwPkiSearchKey key) {
-  return added(key && ssh_cm_key_set_oid(&key->keys, data, length));
+  return status_of(key && ssh_cm_key_set_oid(&key->keys, data, length));
 }
 
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetIP(const uint8_t *data, uint32_t length,
                                            KwPkiSearchKey key) {
-  return added(key && (data || length == 0) && ssh_cm_key_set_ip(&key->keys, {data, length}));
+  return status_of(key && (data || length == 0) && ssh_cm_key_set_ip(&key->keys, {data, length}));
 }
 
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetPublicKey(KwPkiPublicKey public_key, KwPkiSearchKey key) {
@@ -67,7 +67,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetPublicKey(KwPkiPublicKey public_key, KwP
   if (ssh_public_key_import({public_key->data, public_key->length}, &imported) != SSH_KEY_OK)
     return KWPKI_KEY_FAILED;
   const SshPublicKeyOwner owner(imported);
-  return added(ssh_cm_key_set_public_key(&key->keys, imported));
+  return status_of(ssh_cm_key_set_public_key(&key->keys, imported));
 }
 
 KwPkiSearch KWPKI_CALL KwPkiSearchAllocate(void) { return kwpki_handle(ssh_cm_search_allocate()); }

@@ -1,7 +1,7 @@
 // BER primitives: identifier and length octets both ways, the walk over a list of elements, object
 // identifiers, and the freelist that takes back the blocks of a failed read. Everything works on
 // octets; templates and nodes build on it. The content of a primitive type is read in read.cc and
-// written in create.cc, one row a keyword.
+// written in create.cc, one row per keyword.
 #pragma once
 
 #include <array>

@@ -21,7 +21,7 @@
       *static_cast<int *>(output) = content[0] ? 1 : 0;
       return true;
     case SSH_ASN1_INTEGER:
-      if (op.owned)
+      if (op.second_form)
         *static_cast<Bytes *>(output) = content;
       else
         static_cast<SshMpInt *>(output)->set_twos_complement(content);

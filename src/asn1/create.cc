@@ -194,11 +194,11 @@ bool Builder::primitive(const SshAsn1Op &op, Bytes &out) {
   uint8_t *scratch = nullptr;
   const SshAsn1Input &input = inputs_[op.argument];
   size_t room = SSH_BER_TIME_TEXT_MAX;
-  if (op.type == SSH_ASN1_INTEGER && !op.owned) {
+  if (op.type == SSH_ASN1_INTEGER && !op.second_form) {
     room = static_cast<const SshMpInt *>(input.pointer)->twos_complement_length();
   } else if (op.type == SSH_ASN1_BITS) {
-    room = (op.owned ? inputs_[op.argument + 1].size : input.size) / 8 + 2;
-  } else if (op.type == SSH_ASN1_OID && op.owned) {
+    room = (op.second_form ? inputs_[op.argument + 1].size : input.size) / 8 + 2;
+  } else if (op.type == SSH_ASN1_OID && op.second_form) {
     room = SSH_OID_ENCODED_MAX(std::strlen(static_cast<const char *>(input.pointer)));
   }
   if (!octets(room, &scratch)) return false;
@@ -214,7 +214,7 @@ bool Builder::content(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
       return true;
     case SSH_ASN1_INTEGER:
     case SSH_ASN1_SHORT: {
-      if (op.owned) {
+      if (op.second_form) {
         out = input.octets;
         return true;
       }
@@ -228,12 +228,12 @@ bool Builder::content(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
     case SSH_ASN1_BITS:
       return bits(op, scratch, out);
     case SSH_ASN1_OCTETS:
-      out = op.owned
+      out = op.second_form
                 ? Bytes(static_cast<const uint8_t *>(input.pointer), inputs_[op.argument + 1].size)
                 : input.octets;
       return true;
     case SSH_ASN1_OID:
-      if (op.owned)
+      if (op.second_form)
         out = {scratch, ssh_ber_oid_from_text(static_cast<const char *>(input.pointer), scratch)};
       else
         out = input.octets;
@@ -254,10 +254,11 @@ bool Builder::content(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
 
 bool Builder::bits(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
   const SshAsn1Input &input = inputs_[op.argument];
-  const size_t bit_count = op.owned ? inputs_[op.argument + 1].size : input.size;
-  const auto *data = op.owned ? static_cast<const uint8_t *>(input.pointer) : input.octets.data();
+  const size_t bit_count = op.second_form ? inputs_[op.argument + 1].size : input.size;
+  const auto *data =
+      op.second_form ? static_cast<const uint8_t *>(input.pointer) : input.octets.data();
   const size_t octet_count = (bit_count + 7) / 8;
-  if (!op.owned && octet_count > input.octets.size()) return false;
+  if (!op.second_form && octet_count > input.octets.size()) return false;
   const size_t unused = (8 - bit_count % 8) % 8;
   scratch[0] = static_cast<uint8_t>(unused);
   if (octet_count) {

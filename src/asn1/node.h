@@ -181,8 +181,8 @@ SshAsn1Status ssh_asn1_create_tree(SshAsn1Context *context, SshAsn1Tree **tree,
 // ssh_asn1_parse_run_time parses and binds a template that comes at run time. Malformed text gives
 // its status; an element that neither ends nor has children is fatal, as is text that does not fit
 // its arguments.
-SshAsn1Status ssh_asn1_parse_run_time(const char *caller, const char *text, const uint32_t *fits,
-                                      size_t count, SshAsn1Program *program);
+SshAsn1Status ssh_asn1_parse_run_time(const char *fatal_text, const char *text,
+                                      const uint32_t *fits, size_t count, SshAsn1Program *program);
 
 // ssh_asn1_read_node_text and ssh_asn1_create_node_text take a template that comes at run time. A
 // null one is fatal.

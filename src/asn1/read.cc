@@ -421,8 +421,8 @@ void Reader::finish_blocks(SshAsn1Status status) {
   if (status == SSH_ASN1_OK) return;
   for (size_t i = 0; i < count_; ++i) {
     const SshAsn1Op &op = ops_[i];
-    if (op.owned && op.type == SSH_ASN1_OID) out<char *>(op) = nullptr;
-    if (op.owned && (op.type == SSH_ASN1_OCTETS || op.type == SSH_ASN1_BITS))
+    if (op.second_form && op.type == SSH_ASN1_OID) out<char *>(op) = nullptr;
+    if (op.second_form && (op.type == SSH_ASN1_OCTETS || op.type == SSH_ASN1_BITS))
       out<uint8_t *>(op) = nullptr;
   }
 }

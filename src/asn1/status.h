@@ -1,4 +1,4 @@
-// The results of the ASN.1 engine: one row a status, code and text.
+// The results of the ASN.1 engine: one row per status, code and text.
 #pragma once
 
 #include <cstdint>

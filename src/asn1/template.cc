@@ -6,8 +6,8 @@
 
 namespace {
 
-SshAsn1Status parse(const char *caller, const char *text, SshAsn1Program *program) {
-  if (!text) ssh_fatal("%s", caller);
+SshAsn1Status parse(const char *fatal_text, const char *text, SshAsn1Program *program) {
+  if (!text) ssh_fatal("%s", fatal_text);
   *program = SshAsn1Parser(text, std::strlen(text)).run();
   if (program->fault == SSH_ASN1_TEMPLATE_IMPLICATION) {
     ssh_fatal("ssh_asn1_parse_command_list: implication not supported.");
@@ -27,9 +27,9 @@ SshAsn1Status bind(const uint32_t *fits, size_t count, SshAsn1Program *program) 
 
 }  // namespace
 
-SshAsn1Status ssh_asn1_parse_run_time(const char *caller, const char *text, const uint32_t *fits,
-                                      size_t count, SshAsn1Program *program) {
-  const SshAsn1Status status = parse(caller, text, program);
+SshAsn1Status ssh_asn1_parse_run_time(const char *fatal_text, const char *text,
+                                      const uint32_t *fits, size_t count, SshAsn1Program *program) {
+  const SshAsn1Status status = parse(fatal_text, text, program);
   return status == SSH_ASN1_OK ? bind(fits, count, program) : status;
 }
 

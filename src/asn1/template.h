@@ -42,11 +42,11 @@ enum SshAsn1Form : uint16_t {
   SSH_ASN1_FORM_NODE = 1 << 10
 };
 
-// SshAsn1Binding tells which arguments a type takes: `view` alone, or `owned` followed by SIZE
+// SshAsn1Binding tells which arguments a type takes: `view` alone, or `second_form` followed by SIZE
 // where `sized`.
 struct SshAsn1Binding {
   uint16_t view = 0;
-  uint16_t owned = 0;
+  uint16_t second_form = 0;
   bool sized = false;
 };
 
@@ -99,13 +99,13 @@ struct SshAsn1Op {
   bool indefinite : 1 = false;
   bool any_tag : 1 = false;
   bool children : 1 = false;
-  bool owned : 1 = false;  // the arguments are of the second kind of SshAsn1Binding
+  bool second_form : 1 = false;  // the arguments are of the second kind of SshAsn1Binding
 };
 
 // ssh_asn1_gives_block is true for elements that are decoded into a block or text of the caller's
 // own.
 constexpr bool ssh_asn1_gives_block(const SshAsn1Op &op) {
-  return op.owned && op.type != SSH_ASN1_INTEGER;
+  return op.second_form && op.type != SSH_ASN1_INTEGER;
 }
 
 // ssh_asn1_takes_what_stands is true for elements that are content with whatever stands at the
@@ -292,9 +292,10 @@ constexpr void ssh_asn1_bind(SshAsn1Program &program, const uint32_t *fits, size
       program.fault = SSH_ASN1_TEMPLATE_FEW_ARGUMENTS;
       return;
     }
-    op.owned = (fits[next] & binding.view) == 0;
-    const bool sized = op.owned && binding.sized;
-    if (op.owned && (fits[next] & binding.owned) == 0) program.fault = SSH_ASN1_TEMPLATE_WRONG_TYPE;
+    op.second_form = (fits[next] & binding.view) == 0;
+    const bool sized = op.second_form && binding.sized;
+    if (op.second_form && (fits[next] & binding.second_form) == 0)
+      program.fault = SSH_ASN1_TEMPLATE_WRONG_TYPE;
     if (sized && next + 1 == count) program.fault = SSH_ASN1_TEMPLATE_FEW_ARGUMENTS;
     if (program.fault != SSH_ASN1_TEMPLATE_OK) return;
     if (sized && (fits[next + 1] & SSH_ASN1_FORM_SIZE) == 0)

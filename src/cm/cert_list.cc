@@ -14,7 +14,7 @@ SshCMCertificate *object(const SshCMCertListNode *node) {
 }
 
 // go makes a node the current one; `name` is the operation that a foreign entry is reported for.
-SshCMCertificate *go(SshCMCertList *list, SshCMCertListNode *node, const char *name) {
+SshCMCertificate *move_to(SshCMCertList *list, SshCMCertListNode *node, const char *name) {
   if (!node) return nullptr;
   list->current = node;
   if (node->entry->type != SSH_CM_ENTRY_CERT) {
@@ -50,19 +50,19 @@ void ssh_cm_cert_list_append(SshCertDB &database, SshCMCertList &list, SshCertDB
 bool ssh_cm_cert_list_is_empty(const SshCMCertList *list) { return !list || !list->head; }
 
 SshCMCertificate *ssh_cm_cert_list_first(SshCMCertList *list) {
-  return list ? go(list, list->head, kFirst) : nullptr;
+  return list ? move_to(list, list->head, kFirst) : nullptr;
 }
 
 SshCMCertificate *ssh_cm_cert_list_last(SshCMCertList *list) {
-  return list ? go(list, list->tail, kLast) : nullptr;
+  return list ? move_to(list, list->tail, kLast) : nullptr;
 }
 
 SshCMCertificate *ssh_cm_cert_list_next(SshCMCertList *list) {
-  return list && list->current ? go(list, list->current->next, kLast) : nullptr;
+  return list && list->current ? move_to(list, list->current->next, kLast) : nullptr;
 }
 
 SshCMCertificate *ssh_cm_cert_list_prev(SshCMCertList *list) {
-  return list && list->current ? go(list, list->current->prev, kLast) : nullptr;
+  return list && list->current ? move_to(list, list->current->prev, kLast) : nullptr;
 }
 
 SshCMCertificate *ssh_cm_cert_list_current(SshCMCertList *list) {

@@ -61,7 +61,7 @@ void *decode_crl(Bytes data, SshCertDBEntry *entry) {
   return nullptr;
 }
 
-// One row an SshCMEntryType.
+// One row per SshCMEntryType.
 constexpr struct {
   uint32_t (*encode)(const void *object, SshBuffer &output);
   void *(*decode)(Bytes data, SshCertDBEntry *entry);  // null: failed

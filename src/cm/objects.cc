@@ -85,7 +85,7 @@ SshCMStatus ssh_cm_crl_set_ber(SshCMCrl &crl, Bytes ber) {
 }
 
 SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber) {
-  if (!cert || !cert->cert.current) return SSH_CM_EMPTY;
+  if (!cert || !cert->cert.current) return SSH_CM_WRONG_STATE;
   cert->cert.handed_out = true;
   *ber = cert->cert.current->der;
   return SSH_CM_OK;
@@ -109,7 +109,7 @@ size_t ssh_cm_cert_memory(const SshCMCertificate &cert) {
 size_t ssh_cm_cert_memory_most(size_t input) { return ssh_x509_record_most(input); }
 
 SshCMStatus ssh_cm_cert_get_record(SshCMCertificate *cert, SshX509Cert **record) {
-  if (!cert || !cert->cert.current) return SSH_CM_EMPTY;
+  if (!cert || !cert->cert.current) return SSH_CM_WRONG_STATE;
   ssh_x509_name_reset(cert->cert.current->issuer_names);
   ssh_x509_name_reset(cert->cert.current->subject_names);
   *record = cert->cert.current;

@@ -21,7 +21,7 @@ enum [[nodiscard]] SshCMStatus : uint32_t {
   SSH_CM_RECORD_UNREADABLE = 4,
   SSH_CM_CERT_UNDECODABLE = 5,
   SSH_CM_BER_UNDECODABLE = 6,
-  SSH_CM_EMPTY = 18  // the object is missing, empty or already set
+  SSH_CM_WRONG_STATE = 18  // the object is missing or empty, or was set before
 };
 // clang-format on
 
@@ -106,7 +106,7 @@ SshCMStatus ssh_cm_cert_set_ber(SshCMCertificate &cert, Bytes ber);
 SshCMStatus ssh_cm_crl_set_ber(SshCMCrl &crl, Bytes ber);
 
 // ssh_cm_cert_get_ber shows the object's encoding, valid until the object is freed. A missing or
-// empty object gives SSH_CM_EMPTY and leaves `ber` alone.
+// empty object gives SSH_CM_WRONG_STATE and leaves `ber` alone.
 SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber);
 
 // ssh_cm_cert_encoding and ssh_cm_crl_encoding show the encoding until the next set only, and
@@ -121,5 +121,5 @@ SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber);
 [[nodiscard]] size_t ssh_cm_cert_memory_most(size_t input);
 
 // ssh_cm_cert_get_record shows the decoded certificate, valid until the next set, with no name of
-// its two lists taken. A missing or empty object gives SSH_CM_EMPTY and leaves `record` alone.
+// its two lists taken. A missing or empty object gives SSH_CM_WRONG_STATE and leaves `record` alone.
 SshCMStatus ssh_cm_cert_get_record(SshCMCertificate *cert, SshX509Cert **record);

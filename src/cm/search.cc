@@ -104,7 +104,7 @@ void ssh_cm_search_free(SshCMSearchConstraints *search) {
 }
 
 SshCMStatus ssh_cm_search_set_keys(SshCMSearchConstraints &search, const SshCertDBKey *keys) {
-  if (search.keys) return SSH_CM_EMPTY;
+  if (search.keys) return SSH_CM_WRONG_STATE;
   search.keys = ssh_certdb_key_copy(keys);
   return SSH_CM_OK;
 }

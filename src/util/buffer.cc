@@ -5,7 +5,6 @@
 
 namespace {
 
-constexpr uint32_t kPage = 4096;
 constexpr const char *kTag = "data for ssh_buffer";
 
 // compact moves what is held to the start of the block.
@@ -22,7 +21,7 @@ void grow(SshBuffer &buffer, uint64_t n) {
     ssh_fatal("ssh_buffer_append_space: buffer grows too large!");
   }
   // The old block is wiped as well: the heap's own way of growing would leave its octets behind.
-  const uint32_t alloc = buffer.alloc + static_cast<uint32_t>(n) + kPage;
+  const uint32_t alloc = buffer.alloc + static_cast<uint32_t>(n) + SSH_BUFFER_PAGE;
   auto *buf = static_cast<uint8_t *>(ssh_xmalloc(alloc, kTag));
   if (buffer.buf) {
     std::memcpy(buf, buffer.buf, buffer.end);
@@ -37,9 +36,9 @@ void grow(SshBuffer &buffer, uint64_t n) {
 
 void ssh_buffer_init(SshBuffer &buffer) {
   ssh_buffer_uninit(buffer);
-  buffer.buf = static_cast<uint8_t *>(ssh_xmalloc(kPage, kTag));
-  std::memset(buffer.buf, 0, kPage);
-  buffer.alloc = kPage;
+  buffer.buf = static_cast<uint8_t *>(ssh_xmalloc(SSH_BUFFER_PAGE, kTag));
+  std::memset(buffer.buf, 0, SSH_BUFFER_PAGE);
+  buffer.alloc = SSH_BUFFER_PAGE;
 }
 
 void ssh_buffer_uninit(SshBuffer &buffer) {

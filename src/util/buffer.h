@@ -7,12 +7,14 @@
 #include <cstdint>
 
 #include "util/bytes.h"
+#include "util/mem.h"
 
 // SSH_BUFFER_ALLOC_MAX bounds what growth may start from: one page below the largest block.
-constexpr uint32_t SSH_BUFFER_ALLOC_MAX = 0x63FF000;
+constexpr uint32_t SSH_BUFFER_PAGE = 4096;
+constexpr uint32_t SSH_BUFFER_ALLOC_MAX = SSH_XMALLOC_MAX - SSH_BUFFER_PAGE;
 
 // SSH_BUFFER_FRESH_MAX is how much a fresh buffer takes.
-constexpr uint32_t SSH_BUFFER_FRESH_MAX = 0x63FE000;
+constexpr uint32_t SSH_BUFFER_FRESH_MAX = SSH_BUFFER_ALLOC_MAX - SSH_BUFFER_PAGE;
 
 struct SshBuffer;
 

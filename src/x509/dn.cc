@@ -27,33 +27,42 @@ bool plain_type(Bytes octets) {
   return octets.size() <= SSH_DN_TYPE_MAX && ssh_ber_oid_is_valid(octets);
 }
 
-// kPlainCharsets gives the character set of a value by its identifier octet. A bit string, which is
-// rare, goes the long way.
+// The string types of values, by their identifier octet in DER, and how their letters are read. The
+// profile adds the last two. VisibleString is read as IA5, whose letters include all of its own: the
+// visible set of ssh_str lacks some of them. read_value has the first ones in the same order.
+struct ValueType {
+  uint8_t identifier;
+  int16_t charset;
+  bool SshX509Rules::*rule = nullptr;
+};
+constexpr uint8_t kBitString = 0x03;
+constexpr ValueType kValueTypes[] = {
+    {0x13, SSH_CHARSET_PRINTABLE},
+    {0x14, SSH_CHARSET_T61},
+    {0x1E, SSH_CHARSET_BMP},
+    {0x1C, SSH_CHARSET_UNIVERSAL},
+    {0x0C, SSH_CHARSET_UTF8},
+    {0x16, SSH_CHARSET_IA5},
+    {kBitString, SSH_CHARSET_IA5},
+    {0x12, SSH_CHARSET_PRINTABLE, &SshX509Rules::plain_text_values},
+    {0x1A, SSH_CHARSET_IA5, &SshX509Rules::plain_text_values},
+};
+
+// kPlainCharsets gives the character set of a value by its identifier. A bit string, which is rare,
+// goes the long way.
 constexpr int16_t kNoCharset = -1;
 constexpr auto kPlainCharsets = [] {
   std::array<int16_t, 256> table = {};
   table.fill(kNoCharset);
-  table[0x0C] = SSH_CHARSET_UTF8;
-  table[0x13] = SSH_CHARSET_PRINTABLE;
-  table[0x14] = SSH_CHARSET_T61;
-  table[0x16] = SSH_CHARSET_IA5;
-  table[0x1C] = SSH_CHARSET_UNIVERSAL;
-  table[0x1E] = SSH_CHARSET_BMP;
+  for (const ValueType &row : kValueTypes)
+    if (!row.rule && row.identifier != kBitString) table[row.identifier] = row.charset;
   return table;
 }();
 
-// further_charset gives the set of a value of a type that the profile adds: NumericString, and
-// VisibleString, which is read as IA5, whose letters include all of its own. The visible set of
-// ssh_str lacks some of them.
+// further_charset gives the set of a value of a type that the profile adds.
 int16_t further_charset(uint8_t identifier) {
-  constexpr struct {
-    uint8_t identifier;
-    int16_t charset;
-  } kFurther[] = {{0x12, SSH_CHARSET_PRINTABLE}, {0x1A, SSH_CHARSET_IA5}};
-  for (const auto &row : kFurther) {
-    if (row.identifier == identifier)
-      return ssh_x509_rules().plain_text_values ? row.charset : kNoCharset;
-  }
+  for (const ValueType &row : kValueTypes)
+    if (row.rule && row.identifier == identifier && ssh_x509_rules().*row.rule) return row.charset;
   return kNoCharset;
 }
 
@@ -184,9 +193,6 @@ bool Encoder::finish(uint8_t **der, size_t *length) {
 
 // read_value reads a pair's value of one of the given types.
 bool read_value(SshAsn1Node value, SshDNPairView *pair) {
-  constexpr int32_t kCharsets[] = {SSH_CHARSET_PRINTABLE, SSH_CHARSET_T61,  SSH_CHARSET_BMP,
-                                   SSH_CHARSET_UNIVERSAL, SSH_CHARSET_UTF8, SSH_CHARSET_IA5,
-                                   SSH_CHARSET_IA5};
   int kind = -1;
   Bytes text[6];
   SshAsn1Bits bits;
@@ -198,8 +204,9 @@ bool read_value(SshAsn1Node value, SshDNPairView *pair) {
           &bits) != SSH_ASN1_OK) {
     return false;
   }
-  pair->charset = kCharsets[kind];
-  pair->value = kind == 6 ? bits.octets.first(bits.bits / 8) : text[kind];
+  pair->charset = kValueTypes[kind].charset;
+  pair->value =
+      kValueTypes[kind].identifier == kBitString ? bits.octets.first(bits.bits / 8) : text[kind];
   return true;
 }
 

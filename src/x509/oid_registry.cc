@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "util/ascii.h"
+#include "x509/extensions.h"
 #include "x509/profile.h"
 
 namespace {
@@ -19,19 +20,30 @@ struct Entry {
   uint32_t code = 0;
 };
 
-constexpr SshOidKeyType kRsa = {.code = 1, .usage = 0xF0, .ca_usage = 0xF6};
-constexpr SshOidKeyType kDsa = {.code = 2, .usage = 0xC0, .ca_usage = 0xC6};
-constexpr SshOidKeyType kDh = {.code = 4, .usage = 0x10009, .ca_usage = 0x10009};
+// What keys of a type may be used for, unless an extension says less: those of certificates and, in
+// certificates of CAs, these as well. Of keys of today they are those of RFC 4055, 1.2; RFC 5480, 3;
+// RFC 8410, 5.
+constexpr uint32_t kCa = SSH_X509_USAGE_KEY_CERT_SIGN | SSH_X509_USAGE_CRL_SIGN;
+constexpr uint32_t kSign = SSH_X509_USAGE_DIGITAL_SIGNATURE | SSH_X509_USAGE_NON_REPUDIATION;
+constexpr uint32_t kEncipher = SSH_X509_USAGE_KEY_ENCIPHERMENT | SSH_X509_USAGE_DATA_ENCIPHERMENT;
+constexpr uint32_t kAgree =
+    SSH_X509_USAGE_KEY_AGREEMENT | SSH_X509_USAGE_ENCIPHER_ONLY | SSH_X509_USAGE_DECIPHER_ONLY;
+// Deliberately beside the bit of decipherOnly: clients have always been given this mask.
+constexpr uint32_t kDhAgree = SSH_X509_USAGE_KEY_AGREEMENT | SSH_X509_USAGE_ENCIPHER_ONLY | 0x10000;
 
-// clang-format off
-// The usages are those of RFC 4055, 1.2; RFC 5480, 3; RFC 8410, 5.
-constexpr SshOidKeyType kRsaPss = {.code = SSH_OID_KEY_RSA_PSS, .usage = 0xC0, .ca_usage = 0xC6};
-constexpr SshOidKeyType kEc = {.code = SSH_OID_KEY_EC, .usage = 0x80C9, .ca_usage = 0x80CF, .form = SSH_OID_KEY_OCTETS};
-constexpr SshOidKeyType kEd25519 = {.code = SSH_OID_KEY_ED25519, .usage = 0xC0, .ca_usage = 0xC6, .form = SSH_OID_KEY_OCTETS, .length = 32};
-constexpr SshOidKeyType kEd448 = {.code = SSH_OID_KEY_ED448, .usage = 0xC0, .ca_usage = 0xC6, .form = SSH_OID_KEY_OCTETS, .length = 57};
-constexpr SshOidKeyType kX25519 = {.code = SSH_OID_KEY_X25519, .usage = 0x8009, .ca_usage = 0x8009, .form = SSH_OID_KEY_OCTETS, .length = 32};
-constexpr SshOidKeyType kX448 = {.code = SSH_OID_KEY_X448, .usage = 0x8009, .ca_usage = 0x8009, .form = SSH_OID_KEY_OCTETS, .length = 56};
-// clang-format on
+constexpr SshOidKeyType octets_key(SshOidKeyCode code, uint32_t usage, uint32_t ca_usage,
+                                   uint32_t length) {
+  return {code, usage, ca_usage, SSH_OID_KEY_OCTETS, length};
+}
+constexpr SshOidKeyType kRsa = {SSH_OID_KEY_RSA, kSign | kEncipher, kSign | kEncipher | kCa};
+constexpr SshOidKeyType kDsa = {SSH_OID_KEY_DSA, kSign, kSign | kCa};
+constexpr SshOidKeyType kDh = {SSH_OID_KEY_DH, kDhAgree, kDhAgree};
+constexpr SshOidKeyType kRsaPss = {SSH_OID_KEY_RSA_PSS, kSign, kSign | kCa};
+constexpr SshOidKeyType kEc = octets_key(SSH_OID_KEY_EC, kSign | kAgree, kSign | kAgree | kCa, 0);
+constexpr SshOidKeyType kEd25519 = octets_key(SSH_OID_KEY_ED25519, kSign, kSign | kCa, 32);
+constexpr SshOidKeyType kEd448 = octets_key(SSH_OID_KEY_ED448, kSign, kSign | kCa, 57);
+constexpr SshOidKeyType kX25519 = octets_key(SSH_OID_KEY_X25519, kAgree, kAgree, 32);
+constexpr SshOidKeyType kX448 = octets_key(SSH_OID_KEY_X448, kAgree, kAgree, 56);
 
 constexpr const char *kRsaScheme = "if-modn{sign{rsa-pkcs1-md5},encrypt{rsa-pkcs1-none}}";
 constexpr const char *kDsaScheme = "dl-modp{sign{dsa-nist-sha1}}";
@@ -48,57 +60,57 @@ constexpr Entry kPublicKeys[] = {
 // 1.3.14.3.2.29 stands twice: by identifier the first row is found, the second by its name alone.
 constexpr Entry kSignatures[] = {
     {.oid = "1.3.14.7.2.3.2", .name = "elgamalWithMD2", .description = "elgamal-none-md2",
-     .key_scheme = "dl-modp{sign{elgamal-none-md2}}", .code = 3},
+     .key_scheme = "dl-modp{sign{elgamal-none-md2}}", .code = SSH_OID_KEY_ELGAMAL},
     {.oid = "1.3.14.3.2.29", .name = "rsaWithSHA-1", .description = "rsa-nist-sha1",
-     .key_scheme = "if-modn{sign{rsa-nist-sha1}}", .code = 1},
+     .key_scheme = "if-modn{sign{rsa-nist-sha1}}", .code = SSH_OID_KEY_RSA},
     {.oid = "1.3.14.3.2.29", .name = "rsaWithSHA", .description = "rsa-nist-sha",
-     .key_scheme = "if-modn{sign{rsa-nist-sha}}", .code = 1},
+     .key_scheme = "if-modn{sign{rsa-nist-sha}}", .code = SSH_OID_KEY_RSA},
     {.oid = "1.2.840.10040.4.3", .name = "dsaWithSHA-1", .description = "dsa-nist-sha1",
-     .key_scheme = "dl-modp{sign{dsa-nist-sha1}}", .code = 2},
+     .key_scheme = "dl-modp{sign{dsa-nist-sha1}}", .code = SSH_OID_KEY_DSA},
     {.oid = "1.3.14.3.2.27", .name = "dsaWithSHA-1", .description = "dsa-nist-sha1",
-     .key_scheme = "dl-modp{sign{dsa-nist-sha1}}", .code = 2},
+     .key_scheme = "dl-modp{sign{dsa-nist-sha1}}", .code = SSH_OID_KEY_DSA},
     {.oid = "1.3.14.3.2.13", .name = "dsaWithSHA", .description = "dsa-nist-sha",
-     .key_scheme = "dl-modp{sign{dsa-nist-sha}}", .code = 2},
+     .key_scheme = "dl-modp{sign{dsa-nist-sha}}", .code = SSH_OID_KEY_DSA},
     {.oid = "1.2.840.113549.1.1.2", .name = "md2WithRSAEncryption", .description = "rsa-pkcs1-md2",
-     .key_scheme = "if-modn{sign{rsa-pkcs1-md2},encrypt{rsa-pkcs1-none}}", .code = 1},
+     .key_scheme = "if-modn{sign{rsa-pkcs1-md2},encrypt{rsa-pkcs1-none}}", .code = SSH_OID_KEY_RSA},
     {.oid = "1.2.840.113549.1.1.3", .name = "md4WithRSAEncryption", .description = "rsa-pkcs1-md4",
-     .key_scheme = "if-modn{sign{rsa-pkcs1-md4},encrypt{rsa-pkcs1-none}}", .code = 1},
+     .key_scheme = "if-modn{sign{rsa-pkcs1-md4},encrypt{rsa-pkcs1-none}}", .code = SSH_OID_KEY_RSA},
     {.oid = "1.2.840.113549.1.1.4", .name = "md5WithRSAEncryption", .description = "rsa-pkcs1-md5",
-     .key_scheme = "if-modn{sign{rsa-pkcs1-md5},encrypt{rsa-pkcs1-none}}", .code = 1},
+     .key_scheme = "if-modn{sign{rsa-pkcs1-md5},encrypt{rsa-pkcs1-none}}", .code = SSH_OID_KEY_RSA},
     {.oid = "1.2.840.113549.1.1.5", .name = "sha1WithRSAEncryption", .description = "rsa-pkcs1-sha1",
-     .key_scheme = "if-modn{sign{rsa-pkcs1-sha1},encrypt{rsa-pkcs1-none}}", .code = 1},
+     .key_scheme = "if-modn{sign{rsa-pkcs1-sha1},encrypt{rsa-pkcs1-none}}", .code = SSH_OID_KEY_RSA},
 };
 
-// The code is the extension's kind; 23 are identifiers known to occur, accepted unless critical.
+// The code is the extension's kind; unknown ones are known to occur, and accepted unless critical.
 constexpr Entry kExtensions[] = {
-    {.oid = "2.5.29.35",             .name = "authorityKeyIdentifier",     .description = "authority key identifier",     .code = 0},
-    {.oid = "2.5.29.14",             .name = "subjectKeyIdentifier",       .description = "subject key identifier",       .code = 1},
-    {.oid = "2.5.29.15",             .name = "keyUsage",                   .description = "key usage",                    .code = 2},
-    {.oid = "2.5.29.16",             .name = "privateKeyUsagePeriod",      .description = "private key usage period",     .code = 3},
-    {.oid = "2.5.29.32",             .name = "certificatePolicies",        .description = "certificate policies",         .code = 4},
-    {.oid = "2.5.29.33",             .name = "policyMappings",             .description = "policy mappings",              .code = 5},
-    {.oid = "2.5.29.17",             .name = "subjectAlternativeName",     .description = "subject alternative name",     .code = 6},
-    {.oid = "2.5.29.18",             .name = "issuerAlternativeName",      .description = "issuer alternative name",      .code = 7},
-    {.oid = "2.5.29.9",              .name = "subjectDirectoryAttributes", .description = "subject directory attributes", .code = 8},
-    {.oid = "2.5.29.19",             .name = "basicConstraints",           .description = "basic constraints",            .code = 9},
-    {.oid = "2.5.29.30",             .name = "nameConstraints",            .description = "name constraints",             .code = 10},
-    {.oid = "2.5.29.36",             .name = "policyConstraints",          .description = "policy constraints",           .code = 11},
-    {.oid = "1.3.6.1.5.5.7.1",       .name = "privateInternetExtensions",  .description = "private internet extensions",  .code = 12},
-    {.oid = "1.3.6.1.5.5.7.1.1",     .name = "authorityInformationAccess", .description = "authority information access", .code = 13},
-    {.oid = "2.5.29.31",             .name = "CRLDistributionPoints",      .description = "CRL distribution points",      .code = 14},
-    {.oid = "2.5.29.37",             .name = "extendedKeyUsage",           .description = "extended key usage",           .code = 15},
-    {.oid = "2.5.29.20",             .name = "crlNumber",                  .description = "crl number",                   .code = 19},
-    {.oid = "2.5.29.28",             .name = "issuingDistributionPoint",   .description = "issuing distribution point",   .code = 20},
-    {.oid = "2.5.29.27",             .name = "deltaCRLIndicator",          .description = "delta crl indicator",          .code = 21},
-    {.oid = "2.5.29.29",             .name = "certificateIssuer",          .description = "certificate issuer",           .code = 22},
-    {.oid = "2.5.29.21",             .name = "crlReason",                  .description = "crl reason",                   .code = 16},
-    {.oid = "2.5.29.23",             .name = "holdInstructionCode",        .description = "hold instruction code",        .code = 17},
-    {.oid = "2.5.29.24",             .name = "invalidityDate",             .description = "invalidity date",              .code = 18},
-    {.oid = "2.5.29.1",              .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = 23},
-    {.oid = "2.5.29.2",              .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = 23},
-    {.oid = "2.5.29.10",             .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = 23},
-    {.oid = "2.5.29.25",             .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = 23},
-    {.oid = "1.2.840.113533.7.65.0", .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = 23},
+    {.oid = "2.5.29.35",             .name = "authorityKeyIdentifier",     .description = "authority key identifier",     .code = SSH_X509_EXT_AUTHORITY_KEY_ID},
+    {.oid = "2.5.29.14",             .name = "subjectKeyIdentifier",       .description = "subject key identifier",       .code = SSH_X509_EXT_SUBJECT_KEY_ID},
+    {.oid = "2.5.29.15",             .name = "keyUsage",                   .description = "key usage",                    .code = SSH_X509_EXT_KEY_USAGE},
+    {.oid = "2.5.29.16",             .name = "privateKeyUsagePeriod",      .description = "private key usage period",     .code = SSH_X509_EXT_PRIVATE_KEY_USAGE_PERIOD},
+    {.oid = "2.5.29.32",             .name = "certificatePolicies",        .description = "certificate policies",         .code = SSH_X509_EXT_CERTIFICATE_POLICIES},
+    {.oid = "2.5.29.33",             .name = "policyMappings",             .description = "policy mappings",              .code = SSH_X509_EXT_POLICY_MAPPINGS},
+    {.oid = "2.5.29.17",             .name = "subjectAlternativeName",     .description = "subject alternative name",     .code = SSH_X509_EXT_SUBJECT_ALT_NAME},
+    {.oid = "2.5.29.18",             .name = "issuerAlternativeName",      .description = "issuer alternative name",      .code = SSH_X509_EXT_ISSUER_ALT_NAME},
+    {.oid = "2.5.29.9",              .name = "subjectDirectoryAttributes", .description = "subject directory attributes", .code = SSH_X509_EXT_SUBJECT_DIRECTORY_ATTRIBUTES},
+    {.oid = "2.5.29.19",             .name = "basicConstraints",           .description = "basic constraints",            .code = SSH_X509_EXT_BASIC_CONSTRAINTS},
+    {.oid = "2.5.29.30",             .name = "nameConstraints",            .description = "name constraints",             .code = SSH_X509_EXT_NAME_CONSTRAINTS},
+    {.oid = "2.5.29.36",             .name = "policyConstraints",          .description = "policy constraints",           .code = SSH_X509_EXT_POLICY_CONSTRAINTS},
+    {.oid = "1.3.6.1.5.5.7.1",       .name = "privateInternetExtensions",  .description = "private internet extensions",  .code = SSH_X509_EXT_PRIVATE_INTERNET},
+    {.oid = "1.3.6.1.5.5.7.1.1",     .name = "authorityInformationAccess", .description = "authority information access", .code = SSH_X509_EXT_AUTHORITY_INFO_ACCESS},
+    {.oid = "2.5.29.31",             .name = "CRLDistributionPoints",      .description = "CRL distribution points",      .code = SSH_X509_EXT_CRL_DISTRIBUTION_POINTS},
+    {.oid = "2.5.29.37",             .name = "extendedKeyUsage",           .description = "extended key usage",           .code = SSH_X509_EXT_EXTENDED_KEY_USAGE},
+    {.oid = "2.5.29.20",             .name = "crlNumber",                  .description = "crl number",                   .code = SSH_X509_EXT_CRL_NUMBER},
+    {.oid = "2.5.29.28",             .name = "issuingDistributionPoint",   .description = "issuing distribution point",   .code = SSH_X509_EXT_ISSUING_DISTRIBUTION_POINT},
+    {.oid = "2.5.29.27",             .name = "deltaCRLIndicator",          .description = "delta crl indicator",          .code = SSH_X509_EXT_DELTA_CRL_INDICATOR},
+    {.oid = "2.5.29.29",             .name = "certificateIssuer",          .description = "certificate issuer",           .code = SSH_X509_EXT_CERTIFICATE_ISSUER},
+    {.oid = "2.5.29.21",             .name = "crlReason",                  .description = "crl reason",                   .code = SSH_X509_EXT_REASON_CODE},
+    {.oid = "2.5.29.23",             .name = "holdInstructionCode",        .description = "hold instruction code",        .code = SSH_X509_EXT_HOLD_INSTRUCTION},
+    {.oid = "2.5.29.24",             .name = "invalidityDate",             .description = "invalidity date",              .code = SSH_X509_EXT_INVALIDITY_DATE},
+    {.oid = "2.5.29.1",              .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = SSH_X509_EXT_UNKNOWN},
+    {.oid = "2.5.29.2",              .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = SSH_X509_EXT_UNKNOWN},
+    {.oid = "2.5.29.10",             .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = SSH_X509_EXT_UNKNOWN},
+    {.oid = "2.5.29.25",             .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = SSH_X509_EXT_UNKNOWN},
+    {.oid = "1.2.840.113533.7.65.0", .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = SSH_X509_EXT_UNKNOWN},
 };
 
 // Deliberately, 2.5.4.5 is STREET, although X.520 makes it the serial number: stored names and
@@ -195,31 +207,31 @@ constexpr Entry kFurtherSignatures[] = {
 };
 
 constexpr Entry kFurtherExtensions[] = {
-    {.oid = "2.5.29.54",               .name = "inhibitAnyPolicy",               .description = "inhibit any policy",               .code = 24},
-    {.oid = "1.3.6.1.5.5.7.1.11",      .name = "subjectInformationAccess",       .description = "subject information access",       .code = 25},
-    {.oid = "2.5.29.46",               .name = "freshestCRL",                    .description = "freshest CRL",                     .code = 26},
-    {.oid = "1.3.6.1.4.1.11129.2.4.2", .name = "signedCertificateTimestampList", .description = "signed certificate timestamps",    .code = 27},
-    {.oid = "1.3.6.1.4.1.11129.2.4.3", .name = "precertificatePoison",           .description = "precertificate poison",            .code = 28},
-    {.oid = "1.3.6.1.5.5.7.1.24",      .name = "tlsFeature",                     .description = "TLS feature",                      .code = 29},
-    {.oid = "1.3.6.1.5.5.7.48.1.5",    .name = "ocspNoCheck",                    .description = "OCSP no check",                    .code = 30},
-    {.oid = "1.3.6.1.5.5.7.1.3",       .name = "qcStatements",                   .description = "qualified certificate statements", .code = 31},
-    {.oid = "2.16.840.1.113730.1.1",   .name = "netscapeCertType",               .description = "Netscape certificate type",        .code = 32},
-    {.oid = "2.16.840.1.113730.1.2",   .name = "netscapeBaseURL",                .description = "Netscape base URL",                .code = 33},
-    {.oid = "2.16.840.1.113730.1.3",   .name = "netscapeRevocationURL",          .description = "Netscape revocation URL",          .code = 34},
-    {.oid = "2.16.840.1.113730.1.4",   .name = "netscapeCARevocationURL",        .description = "Netscape CA revocation URL",       .code = 35},
-    {.oid = "2.16.840.1.113730.1.7",   .name = "netscapeRenewalURL",             .description = "Netscape renewal URL",             .code = 36},
-    {.oid = "2.16.840.1.113730.1.8",   .name = "netscapeCAPolicyURL",            .description = "Netscape CA policy URL",           .code = 37},
-    {.oid = "2.16.840.1.113730.1.12",  .name = "netscapeServerName",             .description = "Netscape server name",             .code = 38},
-    {.oid = "2.16.840.1.113730.1.13",  .name = "netscapeComment",                .description = "Netscape comment",                 .code = 39},
-    {.oid = "1.3.6.1.4.1.311.20.2",    .name = "certificateTemplateName",        .description = "certificate template name",        .code = 40},
-    {.oid = "1.3.6.1.4.1.311.21.7",    .name = "certificateTemplate",            .description = "certificate template",             .code = 41},
-    {.oid = "1.3.6.1.4.1.311.21.1",    .name = "caVersion",                      .description = "CA version",                       .code = 42},
-    {.oid = "1.3.6.1.4.1.311.21.2",    .name = "previousCAHash",                 .description = "previous CA certificate hash",     .code = 43},
-    {.oid = "1.3.6.1.4.1.311.21.10",   .name = "applicationPolicies",            .description = "application policies",             .code = 44},
-    {.oid = "2.5.29.60",               .name = "expiredCertsOnCRL",              .description = "expired certificates on CRL",      .code = 45},
-    {.oid = "1.3.6.1.4.1.311.21.4",    .name = "nextCRLPublish",                 .description = "next CRL publish",                 .code = 46},
-    {.oid = "1.3.6.1.5.5.7.1.7",       .name = "ipAddrBlocks",                   .description = "IP address blocks",                .code = 47},
-    {.oid = "1.3.6.1.5.5.7.1.8",       .name = "autonomousSysIds",               .description = "AS numbers",                       .code = 48},
+    {.oid = "2.5.29.54",               .name = "inhibitAnyPolicy",               .description = "inhibit any policy",               .code = SSH_X509_EXT_INHIBIT_ANY_POLICY},
+    {.oid = "1.3.6.1.5.5.7.1.11",      .name = "subjectInformationAccess",       .description = "subject information access",       .code = SSH_X509_EXT_SUBJECT_INFO_ACCESS},
+    {.oid = "2.5.29.46",               .name = "freshestCRL",                    .description = "freshest CRL",                     .code = SSH_X509_EXT_FRESHEST_CRL},
+    {.oid = "1.3.6.1.4.1.11129.2.4.2", .name = "signedCertificateTimestampList", .description = "signed certificate timestamps",    .code = SSH_X509_EXT_SCT_LIST},
+    {.oid = "1.3.6.1.4.1.11129.2.4.3", .name = "precertificatePoison",           .description = "precertificate poison",            .code = SSH_X509_EXT_PRECERTIFICATE_POISON},
+    {.oid = "1.3.6.1.5.5.7.1.24",      .name = "tlsFeature",                     .description = "TLS feature",                      .code = SSH_X509_EXT_TLS_FEATURE},
+    {.oid = "1.3.6.1.5.5.7.48.1.5",    .name = "ocspNoCheck",                    .description = "OCSP no check",                    .code = SSH_X509_EXT_OCSP_NO_CHECK},
+    {.oid = "1.3.6.1.5.5.7.1.3",       .name = "qcStatements",                   .description = "qualified certificate statements", .code = SSH_X509_EXT_QC_STATEMENTS},
+    {.oid = "2.16.840.1.113730.1.1",   .name = "netscapeCertType",               .description = "Netscape certificate type",        .code = SSH_X509_EXT_NETSCAPE_CERT_TYPE},
+    {.oid = "2.16.840.1.113730.1.2",   .name = "netscapeBaseURL",                .description = "Netscape base URL",                .code = SSH_X509_EXT_NETSCAPE_BASE_URL},
+    {.oid = "2.16.840.1.113730.1.3",   .name = "netscapeRevocationURL",          .description = "Netscape revocation URL",          .code = SSH_X509_EXT_NETSCAPE_REVOCATION_URL},
+    {.oid = "2.16.840.1.113730.1.4",   .name = "netscapeCARevocationURL",        .description = "Netscape CA revocation URL",       .code = SSH_X509_EXT_NETSCAPE_CA_REVOCATION_URL},
+    {.oid = "2.16.840.1.113730.1.7",   .name = "netscapeRenewalURL",             .description = "Netscape renewal URL",             .code = SSH_X509_EXT_NETSCAPE_RENEWAL_URL},
+    {.oid = "2.16.840.1.113730.1.8",   .name = "netscapeCAPolicyURL",            .description = "Netscape CA policy URL",           .code = SSH_X509_EXT_NETSCAPE_CA_POLICY_URL},
+    {.oid = "2.16.840.1.113730.1.12",  .name = "netscapeServerName",             .description = "Netscape server name",             .code = SSH_X509_EXT_NETSCAPE_SERVER_NAME},
+    {.oid = "2.16.840.1.113730.1.13",  .name = "netscapeComment",                .description = "Netscape comment",                 .code = SSH_X509_EXT_NETSCAPE_COMMENT},
+    {.oid = "1.3.6.1.4.1.311.20.2",    .name = "certificateTemplateName",        .description = "certificate template name",        .code = SSH_X509_EXT_TEMPLATE_NAME},
+    {.oid = "1.3.6.1.4.1.311.21.7",    .name = "certificateTemplate",            .description = "certificate template",             .code = SSH_X509_EXT_TEMPLATE},
+    {.oid = "1.3.6.1.4.1.311.21.1",    .name = "caVersion",                      .description = "CA version",                       .code = SSH_X509_EXT_CA_VERSION},
+    {.oid = "1.3.6.1.4.1.311.21.2",    .name = "previousCAHash",                 .description = "previous CA certificate hash",     .code = SSH_X509_EXT_PREVIOUS_CA_HASH},
+    {.oid = "1.3.6.1.4.1.311.21.10",   .name = "applicationPolicies",            .description = "application policies",             .code = SSH_X509_EXT_APPLICATION_POLICIES},
+    {.oid = "2.5.29.60",               .name = "expiredCertsOnCRL",              .description = "expired certificates on CRL",      .code = SSH_X509_EXT_EXPIRED_CERTS_ON_CRL},
+    {.oid = "1.3.6.1.4.1.311.21.4",    .name = "nextCRLPublish",                 .description = "next CRL publish",                 .code = SSH_X509_EXT_NEXT_CRL_PUBLISH},
+    {.oid = "1.3.6.1.5.5.7.1.7",       .name = "ipAddrBlocks",                   .description = "IP address blocks",                .code = SSH_X509_EXT_IP_BLOCKS},
+    {.oid = "1.3.6.1.5.5.7.1.8",       .name = "autonomousSysIds",               .description = "AS numbers",                       .code = SSH_X509_EXT_AS_NUMBERS},
 };
 
 // Names that none of the given rows has: 2.5.4.5 stays STREET, so that the street address of X.520

@@ -36,18 +36,18 @@ struct Outputs {
     SshMpInt value = integer;
     switch (op.type) {
       case SSH_ASN1_INTEGER:
-        if (op.owned) value.set_twos_complement(bytes);
+        if (op.second_form) value.set_twos_complement(bytes);
         return SshText(value.to_decimal()).get();
       case SSH_ASN1_SHORT:
         return std::to_string(word);
       case SSH_ASN1_BITS:
-        return op.owned
+        return op.second_form
                    ? hex({block, (size + 7) / 8}) + "/" + std::to_string(size)
                    : hex(bits.octets.first((bits.bits + 7) / 8)) + "/" + std::to_string(bits.bits);
       case SSH_ASN1_OCTETS:
-        return "'" + hex(op.owned ? Bytes(block, size) : bytes);
+        return "'" + hex(op.second_form ? Bytes(block, size) : bytes);
       case SSH_ASN1_OID:
-        return op.owned ? text : SshText(ssh_ber_oid_text(oid)).get();
+        return op.second_form ? text : SshText(ssh_ber_oid_text(oid)).get();
       case SSH_ASN1_UTC_TIME:
       case SSH_ASN1_GENERALIZED_TIME:
         return SshText(ssh_ber_time_to_string(&time)).get();
@@ -85,7 +85,7 @@ std::string read(std::string_view text, SshAsn1Node node, bool owned,
       pointers.push_back(outputs[i].place(form));
     };
     told.push_back(i);
-    add(owned && binding.owned ? binding.owned : binding.view);
+    add(owned && binding.second_form ? binding.second_form : binding.view);
     if (owned && binding.sized) add(SSH_ASN1_FORM_SIZE);
   }
   fits.push_back(0);

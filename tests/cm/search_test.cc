@@ -99,7 +99,7 @@ TEST_F(Keys, ConstraintsHaveTheirOwnCopy) {
   ssh_certdb_key_push(&list, 4, {}, 8);
   EXPECT_EQ(ssh_cm_search_set_keys(*search, list), SSH_CM_OK);
   const SshCertDBKey *const held = search->keys;
-  EXPECT_EQ(ssh_cm_search_set_keys(*search, list), SSH_CM_EMPTY);
+  EXPECT_EQ(ssh_cm_search_set_keys(*search, list), SSH_CM_WRONG_STATE);
   ssh_certdb_key_free_list(&list);
   EXPECT_TRUE(search->keys == held && held->type == 4 && held->length == 0 && held->value == 8);
   ASSERT_TRUE(held->next && !held->next->next);

@@ -85,7 +85,7 @@ constexpr LayerRow kLayers[] = {
     {"objects", SSH_CM_RECORD_UNREADABLE, "a stored record that is cut short"},
     {"objects", SSH_CM_CERT_UNDECODABLE, "a stored record whose certificate does not decode"},
     {"objects", SSH_CM_BER_UNDECODABLE, "an encoding that does not decode"},
-    {"objects", SSH_CM_EMPTY, "an object that is missing, empty or already set"},
+    {"objects", SSH_CM_WRONG_STATE, "an object that is missing, empty or already set"},
 };
 
 // rows_of_layers finds what a status means in each layer; those of ASN.1 have their texts there.
