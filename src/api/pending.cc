@@ -8,9 +8,13 @@
 
 namespace {
 
-// The table is a tree over the digits of the identifier, six bits each. Identifiers are issued in
-// sequence, so that leaves are dense; a request that nobody ever answers costs one leaf at most.
-// No block is large, so that no number of open requests meets the limit of one allocation.
+// The table is a tree. The identifier is cut into digits of six bits; the highest digit chooses a
+// child of the root, the next a child of that, and the last a place in a leaf of 64 requests.
+// Identifiers are issued in sequence, so requests that are pending together share leaves and the
+// tree is small. A node is freed when nothing is below it any more; a request that is never
+// answered keeps one leaf at most. A hash table would have been shorter, but it has to move
+// everything when it grows, in one block that may become larger than any allocation here can be.
+// The tree never moves anything and all its blocks are small.
 constexpr uint32_t kDigitBits = 6;
 constexpr uint32_t kFan = 1u << kDigitBits;
 constexpr uint32_t kBranchLevels = 5;  // above the leaves: 36 bits in all

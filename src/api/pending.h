@@ -1,5 +1,8 @@
-// The pending-request table: the callback of every request that waits for its reply, found by the
-// request's identifier. One table for the process; any thread may use it.
+// The table of pending requests: the callback of every request whose reply has not come yet, found
+// by the identifier of the request. The process has one table, and any thread may use it.
+//
+//   pending_add(identifier, {callback, context, KWPKI_FORM_LIST});     // before it is posted
+//   if (pending_take(identifier, &request)) ...                        // when its reply comes
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// What the contents of primitive types hold: one case a type, for both ways of reading (read.cc,
-// plain.h).
+// What the contents of primitive types mean: one case per type, used by both readers (read.cc and
+// plain.h), so that they cannot differ.
 #pragma once
 
 #include "asn1/template.h"

@@ -1,7 +1,7 @@
 // The vocabulary of the template language: 27 keywords in a perfect hash of 37 slots.
 // A keyword that hashes onto an occupied slot cannot be added without new constants; the compiler
-// checks the slots. What a keyword reads and writes is told by its type: one row per type in read.cc
-// and in create.cc.
+// checks the slots. What a keyword reads and writes is told by its type: one row per type in
+// read.cc and in create.cc.
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 // Object identifiers: an encoded-octets view inside the library, dotted text at its edges.
 // The dotted form follows the library's first-octet rule, octet / 40 and octet mod 40, also for the
-// arc 2, unless the caller asks for that of the standard: what is 3.16.55.1 by the one is 2.999.1 by
-// the other.                                                                X.690, 8.19.4
+// arc 2, unless the caller asks for that of the standard: what is 3.16.55.1 by the one is 2.999.1
+// by the other.                                                                X.690, 8.19.4
 #pragma once
 
 #include <array>

@@ -1,10 +1,20 @@
-// The reader for plain octets: octets that nobody has checked, read by a template in one step.
-// Plain are elements in the order of the template, each of definite length, its tag in one octet,
-// and nothing left over. Nearly all input is. The compiler unrolls the walk over the template; it
-// compares an identifier, bounds the length and takes the content. It tells "read" or "not plain"
-// and decides nothing: what is not plain is to be checked and read by the general reader (read.cc),
-// to which plain octets mean the same in every mode. Recursion goes over the template's depth,
-// never over the input's.
+// The plain reader: it reads unchecked bytes with a template in one pass.
+//
+// Nearly all input is in a plain form: the elements stand in the order of the template, each has a
+// definite length and a tag of one byte, and nothing is left over. For such input there is nothing
+// to search for, so the compiler unrolls the template into straight code: compare the identifier,
+// bound the length, take the content, go on. That is close to the speed of a walk over the headers.
+//
+// The plain reader answers "read" or "not plain", and nothing else. "Not plain" is no refusal: the
+// input is then checked as a whole and read by the general reader (read.cc), which knows every
+// legal form and is the only one to decide. For this to be safe, both must agree about everything
+// that the plain reader reads: what it takes, the general reader takes with the same results, in
+// every mode. The functions at the top of this file work out, while a template is compiled, for
+// which elements that could fail (an optional element that the general reader would also find
+// elsewhere), and leave those to the general reader. fuzz/plain_fuzz.cc holds the two against each
+// other.
+//
+// It recurses over the depth of the template, never over that of the input.
 #pragma once
 
 #include <tuple>

@@ -42,8 +42,8 @@ enum SshAsn1Form : uint16_t {
   SSH_ASN1_FORM_NODE = 1 << 10
 };
 
-// SshAsn1Binding tells which arguments a type takes: `view` alone, or `second_form` followed by SIZE
-// where `sized`.
+// SshAsn1Binding tells which arguments a type takes: `view` alone, or `second_form` followed by
+// SIZE where `sized`.
 struct SshAsn1Binding {
   uint16_t view = 0;
   uint16_t second_form = 0;

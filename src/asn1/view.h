@@ -1,5 +1,12 @@
-// What a node is: a view of encoded octets, and the work that reads of them may still spend.
+// A node, which is a view of encoded bytes, and the work that reading may still spend.
 // Include asn1/node.h to make and read nodes.
+//
+// Why there is a budget of work: a template can ask for an element that has to be searched for, and
+// the end of an element of indefinite length has to be looked for by walking over it. Nested
+// cleverly, a small input could make the same bytes be walked over again and again, and keep a
+// process busy for hours. So every decode starts with an allowance in proportion to its input
+// (SshAsn1Work::for_input), every step of a search takes from it, and when it is used up all reads
+// fail. No real certificate spends more than a small part of it.
 #pragma once
 
 #include <cstddef>
@@ -15,11 +22,9 @@ struct SshAsn1Fault {
   bool missing = false;
 };
 
-// SshAsn1Work is what reads of one decoded input may still spend on searching and on finding the
-// ends of indefinite lengths. It is generous: no sane input meets it, but hostile input cannot make
-// work that is not proportional to its size. Once `left` is 0 reads fail with
-// SSH_ASN1_BER_STEP_FAILED and lists end early, so whoever walks over a list by hand looks at it
-// afterwards.
+// SshAsn1Work is the work that the reads of one input may still spend. Once `left` is 0 reads fail
+// with SSH_ASN1_BER_STEP_FAILED and lists end early, so code that walks over a list by itself must
+// look at `left` afterwards.
 struct SshAsn1Work {
   uint64_t left = 0;
   SshAsn1Fault fault = {};  // of the last read that failed

@@ -1,7 +1,7 @@
-// The certificate database: owner of every object that a search reply brings. It counts references,
-// recycles entries instead of freeing them and keeps one index a key type, in which entries with an
-// equal key form a chain. It knows nothing of certificates: objects are opaque, and the three
-// functions of SshCertDBMethods do what needs knowledge of them.
+// The certificate database: it owns every object that a search reply brings. It counts references,
+// reuses entries instead of freeing them, and keeps one index per type of key. In an index, entries
+// with the same key form a chain. The database knows nothing of certificates: an object is opaque
+// to it, and the three functions of SshCertDBMethods do what needs to know more.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,6 @@
-// SshMapping: the hash index behind the certificate database, from keys to pointers.
-// Open addressing over a power of two of slots; it knows nothing of certificates and owns neither
-// keys nor values. A further kind of key is a row of the table in mapping.cc.
+// SshMapping: the hash table behind the certificate database, from keys to pointers.
+// It is open addressing over a power of two of slots. It knows nothing of certificates and owns
+// neither keys nor values. A further kind of key is a row of the table in mapping.cc.
 #pragma once
 
 #include <cstdint>

@@ -121,5 +121,6 @@ SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber);
 [[nodiscard]] size_t ssh_cm_cert_memory_most(size_t input);
 
 // ssh_cm_cert_get_record shows the decoded certificate, valid until the next set, with no name of
-// its two lists taken. A missing or empty object gives SSH_CM_WRONG_STATE and leaves `record` alone.
+// its two lists taken. A missing or empty object gives SSH_CM_WRONG_STATE and leaves `record`
+// alone.
 SshCMStatus ssh_cm_cert_get_record(SshCMCertificate *cert, SshX509Cert **record);

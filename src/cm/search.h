@@ -65,6 +65,6 @@ struct SshCMSearchConstraints {
 [[nodiscard]] SshCMSearchConstraints *ssh_cm_search_allocate();
 void ssh_cm_search_free(SshCMSearchConstraints *search);
 
-// ssh_cm_search_set_keys gives the constraints a copy of `keys`. SSH_CM_WRONG_STATE, and no change, if
-// they have keys already.
+// ssh_cm_search_set_keys gives the constraints a copy of `keys`. SSH_CM_WRONG_STATE, and no change,
+// if they have keys already.
 SshCMStatus ssh_cm_search_set_keys(SshCMSearchConstraints &search, const SshCertDBKey *keys);

@@ -1,6 +1,7 @@
 // Block ciphers by name in the modes of FIPS 81, for what old peers send; data comes in pieces.
 // A further cipher of 64-bit blocks is a row in cipher.cc, a further mode one in cipher_modes.cc.
-// Their look-ups depend on the key: not for where others can watch this processor's cache.
+// Table look-ups of these ciphers depend on the key. Do not use them where another program can
+// observe the cache of the same processor.
 #pragma once
 
 #include <cstddef>

@@ -10,8 +10,8 @@
 #include "crypto/key_object.h"
 #include "util/bytes.h"
 
-// SshKeyWriter writes octets, or only counts them while it has no place to write to: a blob is measured
-// and then written in a single block of its exact size.
+// SshKeyWriter writes octets, or only counts them while it has no place to write to: a blob is
+// measured and then written in a single block of its exact size.
 class SshKeyWriter {
  public:
   explicit SshKeyWriter(uint8_t *at = nullptr) : at_(at) {}

@@ -228,7 +228,11 @@ void SshMontgomery::fill(SshLimb *table, size_t entries, const SshMontgomeryPowe
   }
 }
 
-// Branches and addresses depend on the exponents alone.
+// product computes the product of one or two powers, from the top bit of the exponents down: it
+// squares the result for every bit, and where a window of an exponent ends it multiplies by the odd
+// power that the window stands for. Two powers, as a DSA signature needs them, share the squarings:
+// both rows are looked at for every bit, and the result is already their product. Branches and
+// addresses depend on the exponents alone.
 void SshMontgomery::product(std::span<const SshMontgomeryPower> rows, uint8_t *out) const {
   size_t bits = 0, scratch_limbs = 0, entries = 0;
   for (const SshMontgomeryPower &row : rows) {

@@ -1,7 +1,18 @@
-// Exponentiation modulo an odd number, by Montgomery multiplication.
-// The loops over limbs are in mp_limbs.h; a new way of raising to a power is a further method here.
-// Public numbers go to power and power2; power_secret keeps its exponent from being timed and
-// power_of_secret its base.
+// Powers modulo an odd number, which is what RSA, DSA and Diffie-Hellman consist of.
+//
+//   SshMontgomery modulus;
+//   if (!modulus.init(n)) return SSH_KEY_ABSURD;
+//   SshMpInt power = modulus.power(base, exponent);
+//
+// The idea: a remainder after division by n is slow to compute, a remainder after division by R, a
+// power of two, is not: it only drops limbs. Montgomery multiplication computes a * b / R modulo n
+// with the fast kind alone. Numbers are therefore multiplied by R first ("Montgomery form"); then
+// products stay in that form, and only the last result is brought back.
+//
+// Some numbers are secret. `power` and `power2` take public ones only: their time depends on the
+// values. `power_secret` keeps its exponent secret and `power_of_secret` its base: neither a branch
+// nor an address depends on them. The loops over limbs are in mp_limbs.h. A new way to compute a
+// power is a further method here.
 #pragma once
 
 #include "crypto/mp_limbs.h"
@@ -30,7 +41,8 @@ class SshMontgomery {
 
   // power_of_secret writes base^exponent as octets() octets, big-endian, at `out`, which may be the
   // base. The base is as long, big-endian; its value is secret: no branch and no address depends on
-  // it, nor does any on the result. The exponent is public, of at most SSH_MONTGOMERY_BITS_MAX bits.
+  // it, nor does any on the result. The exponent is public, of at most SSH_MONTGOMERY_BITS_MAX
+  // bits.
   void power_of_secret(const uint8_t *base, const SshMpInt &exponent, uint8_t *out) const;
 
   // power_secret writes base^exponent as octets() octets, big-endian, at `out`. The base is public.

@@ -1,6 +1,7 @@
 // The random-noise pool: octets that nobody can foresee, for padding and secret exponents.
-// Whoever sees something that others do not, such as the time of a reply, adds it; the operating
-// system's generator (noise_posix.cc, noise_win32.cc) is stirred in at every output.
+// A caller that knows something which others cannot know, such as the exact time of a reply, adds
+// it. At every output the generator of the operating system is mixed in (noise_posix.cc,
+// noise_win32.cc).
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,7 @@
-// The chunk arena: many small allocations served from large blocks, all released at once.
-// Each size class of 1024 << c octets keeps its own chain of blocks, newest first.
-// Callers that know their total size beforehand use SshPool (util/pool.h) instead.
+// The chunk arena: many small allocations that are served from large blocks and freed all at once.
+// Each size class of 1024 << c bytes keeps its own chain of blocks, newest first. ASN.1 contexts
+// use it, which cannot know beforehand how much they will write. Code that does know uses SshPool
+// (util/pool.h) instead.
 #pragma once
 
 #include <cstddef>

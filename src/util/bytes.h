@@ -1,6 +1,10 @@
-// Byte views and big-endian loads and stores, shared by every layer.
-// A `Bytes` never owns what it shows; whoever hands one out says how long it lives.
-// Add here only what is about octets as such; what knows a format belongs to that format's module.
+// Views of bytes, and big-endian numbers read from and written to memory. Every layer uses them.
+//
+//   Bytes name = der.subspan(2, 4);   // copies nothing, owns nothing
+//
+// A `Bytes` never owns what it shows. Whoever hands one out says how long it lives. Add functions
+// here only if they are about bytes as such; what knows a format belongs to the module of that
+// format.
 #pragma once
 
 #include <cstdint>

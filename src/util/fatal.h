@@ -1,5 +1,5 @@
-// The fatal and warning routines: the only two ways in which the library speaks on its own.
-// ssh_fatal is for programming errors and exhausted memory alone; bad input gets a status.
+// The fatal and warning routines. These are the only two ways in which the library speaks by
+// itself. ssh_fatal is for programming errors and exhausted memory alone; bad input gets a status.
 // A host (or a test) may register callbacks; without them messages go to standard output.
 #pragma once
 

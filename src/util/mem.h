@@ -1,4 +1,4 @@
-// Checked allocation: every block of the library comes from here, and no call returns failure.
+// Checked allocation. Every block of the library comes from here, and no call returns failure.
 // A request above the limit or refused by the heap is fatal. Only ssh_xfree releases a block.
 // Tags name what a block is for; they are there for the reader and otherwise ignored.
 #pragma once

@@ -1,7 +1,22 @@
-// SshPool: the memory of one record, in one heap block if `reserve` was told the right size.
-// Further blocks follow when that is not enough; freeing the record frees its blocks. The records
-// of a list borrow that first block from the list's own pool, one behind the other. Only trivially
-// destructible things may live in a pool: nothing in it is destroyed one by one.
+// SshPool: the memory of one record.
+//
+//   SshPool pool;
+//   pool.reserve(estimate);                    // one block, if the estimate is right
+//   Bytes own = pool.copy(der);
+//   auto *entry = pool.make<SshX509Name>();
+//
+// A decoded certificate consists of its bytes and of some dozens of small structs. If each of them
+// had a block of its own, allocating and freeing them would take longer than decoding. So the
+// decoder estimates the size of all of them from the size of the input (ssh_x509_pool_size), takes
+// one block, and hands out pieces of it by moving a pointer. If the estimate was too small, a
+// further block follows, at least as large as all before it together, so that there are never many.
+// Freeing the record frees its blocks. No destructor runs, so only trivially destructible types may
+// live in a pool.
+//
+// The records of a list go one step further: they borrow their first block from the list's own
+// pool, one behind the other, and a list of a thousand certificates takes a few dozen heap calls.
+// What a pool may take is bounded (`limit`), in proportion to the input: hostile input can ask for
+// records that are many times larger than itself.
 #pragma once
 
 #include <cstddef>

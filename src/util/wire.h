@@ -1,6 +1,14 @@
-// The typed encoding of requests, replies and key blobs: lists of fields, to and from plain octets.
-// Nothing on the wire names a type: writer and reader use the same list. Numbers are big-endian.
-// A new format code is a row of the table in wire.cc and a maker of each kind here.
+// The typed encoding of requests, replies and key blobs: a list of fields, written to bytes and
+// read back.
+//
+//   SshBuffer out;
+//   ssh_encode_buffer(out, {ssh_put_uint32(version), ssh_put_uint32_str(name)});
+//   size_t used = ssh_decode_array(
+//       in, {ssh_get_uint32(&version), ssh_get_uint32_str_nocopy(&name)});
+//
+// The bytes do not say which types they hold: the writer and the reader use the same list. Numbers
+// are big-endian. To add a format code, add a row to the table in wire.cc, an ssh_put_ and an
+// ssh_get_ function here.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,6 @@
-// What the parameters of algorithms hold, and the numbers of keys that have no key object: none of
-// it decides whether a certificate is read, so it is read when somebody asks. An algorithm with
-// parameters of its own is a function here.
+// The parameters of algorithms, and the numbers of keys that have no key object. None of this
+// decides whether a certificate is accepted, so it is read only when a caller asks for it. An
+// algorithm with parameters of its own is a function here.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,19 @@
-// What every decode of a certificate or CRL carries along, and the loop over extensions that both
-// share. Inside of x509: nothing to the right includes this header.
+// The state of a decode of a certificate or CRL, and what their decoders share: the frame around a
+// decode, the loop over extensions, lists of records. Only files of x509 include this header.
+//
+// A decoder of an extension is a function that gets the extension's value, reads it with templates
+// and fills its part of the record:
+//
+//   bool decode_key_usage(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
+//     SshAsn1Bits bits;
+//     if (!decoder.read(value, "(bit-string ())"_asn1, &bits)) return false;
+//     cert.key_usage = ssh_x509_bits_to_mask(bits);
+//     return true;
+//   }
+//
+// It returns false to refuse the input. If it knows why, it says so first (`refuse`); otherwise the
+// place where the template stopped is reported. Memory comes from decoder.pool. Which decisions of
+// the profile hold is in decoder.rules, looked up once per decode.
 #pragma once
 
 #include <algorithm>

@@ -28,8 +28,8 @@ bool plain_type(Bytes octets) {
 }
 
 // The string types of values, by their identifier octet in DER, and how their letters are read. The
-// profile adds the last two. VisibleString is read as IA5, whose letters include all of its own: the
-// visible set of ssh_str lacks some of them. read_value has the first ones in the same order.
+// profile adds the last two. VisibleString is read as IA5, whose letters include all of its own:
+// the visible set of ssh_str lacks some of them. read_value has the first ones in the same order.
 struct ValueType {
   uint8_t identifier;
   int16_t charset;

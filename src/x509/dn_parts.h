@@ -1,6 +1,6 @@
-// What the two codecs of distinguished names share: the parts of a name, growing octets, and the
-// walk over Name DER. A new use of Name DER is a visitor for ssh_dn_walk; see the one behind
-// ssh_dn_check_der for the smallest.
+// What the DER codec and the text codec of distinguished names share: the parts of a name, and the
+// walk over its DER. To use the DER of a name in a new way, write a visitor for ssh_dn_walk; the
+// smallest is the one behind ssh_dn_check_der.
 #pragma once
 
 #include <cstring>

@@ -1,7 +1,7 @@
-// Extension records and the decoders that fill them: one decoder an extension, dispatched by one
-// table in cert.cc and one in crl.cc. Records are plain data in their certificate's or CRL's pool
-// and live as long as it does; identifiers are views of their octets (ssh_ber_oid_text gives the
-// dotted text).
+// The records of extensions, and the decoders that fill them. There is one decoder per extension;
+// the tables in cert.cc and crl.cc lead to them. Records are plain data in the pool of their
+// certificate or CRL and live as long as it does. Identifiers are views of their bytes
+// (ssh_ber_oid_text gives the dotted text). docs/architecture.md lists what a new extension needs.
 #pragma once
 
 #include <cstddef>

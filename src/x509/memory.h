@@ -1,5 +1,5 @@
-// What decodes may take of memory, in proportion to their input.
-// The decoders keep to it; whoever decodes many inputs can reckon with it beforehand.
+// How much memory a decode may take, in proportion to its input. The decoders keep to it, so code
+// that decodes many inputs can plan for it.
 #pragma once
 
 #include <cstddef>

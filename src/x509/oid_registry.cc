@@ -21,8 +21,8 @@ struct Entry {
 };
 
 // What keys of a type may be used for, unless an extension says less: those of certificates and, in
-// certificates of CAs, these as well. Of keys of today they are those of RFC 4055, 1.2; RFC 5480, 3;
-// RFC 8410, 5.
+// certificates of CAs, these as well. Of keys of today they are those of RFC 4055, 1.2; RFC 5480,
+// 3; RFC 8410, 5.
 constexpr uint32_t kCa = SSH_X509_USAGE_KEY_CERT_SIGN | SSH_X509_USAGE_CRL_SIGN;
 constexpr uint32_t kSign = SSH_X509_USAGE_DIGITAL_SIGNATURE | SSH_X509_USAGE_NON_REPUDIATION;
 constexpr uint32_t kEncipher = SSH_X509_USAGE_KEY_ENCIPHERMENT | SSH_X509_USAGE_DATA_ENCIPHERMENT;

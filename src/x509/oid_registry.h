@@ -70,8 +70,8 @@ struct SshOidRow {
 // others.
 [[nodiscard]] const SshOidRow *ssh_oid_find_of_any_kind(const char *oid);
 
-// ssh_x509_oid_text returns an identifier's dotted text (ssh_xfree) in the form that the profile has
-// it in, or null if the octets are not valid.
+// ssh_x509_oid_text returns an identifier's dotted text (ssh_xfree) in the form that the profile
+// has it in, or null if the octets are not valid.
 [[nodiscard]] char *ssh_x509_oid_text(SshOid oid);
 
 // ssh_oid_find_by_std_name finds the first row whose whole name equals `name`, ignoring ASCII case,

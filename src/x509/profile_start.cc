@@ -1,5 +1,5 @@
-// The one thing in which the two shared libraries differ: where a process starts. The layers have the
-// classic start; the modern library brings its own, before which the linker takes no other.
+// The one thing in which the two shared libraries differ: where a process starts. The layers have
+// the classic start; the modern library brings its own, before which the linker takes no other.
 #include "x509/profile.h"
 
 #ifdef KWPKI_PROFILE_MODERN

@@ -1,5 +1,5 @@
-// The address blocks and AS numbers of RFC 3779. Decoding keeps them as they stand; none of it
-// decides whether a certificate is read, so it is read when somebody asks.
+// The address blocks and AS numbers of RFC 3779. A decode keeps their bytes. They do not decide
+// whether a certificate is accepted, so they are taken apart only when a caller asks for it.
 #pragma once
 
 #include "asn1/node.h"

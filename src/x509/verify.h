@@ -19,7 +19,8 @@ enum [[nodiscard]] SshX509Verdict{
 
 // ssh_x509_cert_verify tells whether `cert` was signed with `issuer_key` (null: does not fit). A
 // record that was not decoded is invalid, and so are a signature that is not DER where it has to be
-// and a record whose two algorithm identifiers differ in any octet.        RFC 5280, 4.1.1.2, 5.1.1.2
+// and a record whose two algorithm identifiers differ in any octet.        RFC 5280, 4.1.1.2,
+// 5.1.1.2
 SshX509Verdict ssh_x509_cert_verify(const SshX509Cert *cert, const SshPublicKey *issuer_key);
 
 // ssh_x509_crl_verify tells the same of a CRL.
