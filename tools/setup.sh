@@ -1,6 +1,7 @@
 #!/bin/sh
 # setup.sh PURPOSE... installs the Debian packages that the purposes need and that are not there
-# yet: library (with the tool), demo, tests, clang, windows, 32bit, fuzz, bench, check, doc, faults.
+# yet: library (with the tool), demo, tests, clang, windows, windows64, aarch64, packages,
+# packages-test, licences, abi, 32bit, fuzz, bench, check, doc, faults.
 # It asks for root only when something is missing. setup.sh --check PURPOSE... installs nothing: it
 # names what is missing, and its status is 1 then.
 set -eu
@@ -17,6 +18,12 @@ for purpose in "$@"; do
              valgrind" ;;
     clang) more="clang-14 libclang-rt-14-dev" ;;
     windows) more="wine wine32:i386 g++-mingw-w64-i686-posix googletest" ;;
+    windows64) more="wine wine64 g++-mingw-w64-x86-64-posix googletest" ;;
+    aarch64) more="g++-aarch64-linux-gnu qemu-user googletest" ;;
+    licences) more="reuse python3" ;;
+    packages) more="pandoc dpkg-dev fakeroot" ;;
+    packages-test) more="lintian mmdebstrap unzip openssl wine wine32:i386 wine64" ;;
+    abi) more="abigail-tools" ;;
     32bit) more="g++-multilib libgtest-dev:i386 libgmock-dev:i386 libssl-dev:i386" ;;
     fuzz) more="clang-14 libclang-rt-14-dev" ;;
     bench) more="libbenchmark-dev libnss3-dev libnspr4-dev libmbedtls-dev" ;;
