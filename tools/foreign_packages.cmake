@@ -2,6 +2,9 @@
 # here is compiled for here. Header-only libraries are taken as they are, each from a folder that
 # shows it alone, since the compiler must not see this machine's other headers. GoogleTest is built
 # from its sources with the compiler of the build.
+if(CMAKE_VERSION VERSION_LESS 3.24)
+  message(FATAL_ERROR "a build for another kind of machine needs CMake 3.24")
+endif()
 set(KWPKI_GOOGLETEST /usr/src/googletest CACHE PATH "Sources of GoogleTest")
 
 set(shown ${PROJECT_BINARY_DIR}/include)

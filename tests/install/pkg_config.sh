@@ -10,7 +10,7 @@ cd "$work"
 openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out today.pem -subj "/C=FI/CN=today" \
   2>openssl.log || { cat openssl.log; exit 1; }
 openssl x509 -in today.pem -outform der -out today.der
-lib=$(dirname "$(find "$prefix" -name libKwPki.so)")
+lib=$(dirname "$(find "$prefix" -name 'libKwPki.*' | head -n 1)")
 export PKG_CONFIG_PATH="$lib/pkgconfig" LD_LIBRARY_PATH="$lib"
 for package in kwpki-modern kwpki; do
   ${CC:-cc} example.c -o $package $(pkg-config --cflags --libs $package)

@@ -1,8 +1,10 @@
 #!/bin/sh
 # exports.sh LIBRARY EXPORTS.TXT HEADER compares three lists of names: what the built library shows,
-# what exports.txt promises and what the header declares; and it holds the library to its SONAME.
+# each of the version KWPKI_1, what exports.txt promises and what the header declares; and it holds
+# the library to its SONAME.
 wanted=$(sort "$2")
-visible=$(nm -D --defined-only "$1" | awk '{ print $NF }' | sort)
+visible=$(nm -D --defined-only "$1" | awk '$2 != "A" { print $NF }' |
+  sed 's/@@KWPKI_1$//; t; s/$/ without its version/' | sort)
 declared=$(sed 's|//.*||' "$3" | grep -o 'KWPKI_CALL  *KwPki[A-Za-z0-9]*(' |
   grep -o 'KwPki[A-Za-z0-9]*' | sort)
 bad=0
