@@ -1,6 +1,5 @@
 #include "loopback/service.h"
 
-#include <iterator>
 #include <new>
 
 #include "cm/objects.h"
@@ -12,21 +11,6 @@ namespace {
 
 using CertificateOwner = Owner<SshCMCertificate, ssh_cm_cert_free>;
 using CrlOwner = Owner<SshCMCrl, ssh_cm_crl_free>;
-
-constexpr const char *kStatusTexts[] = {
-    "success",
-    "the request does not decode",
-    "the type of request is unknown",
-    "the certificate or CRL cannot be read",
-    "there is no certificate request of these names",
-    "the rule of the search has no meaning",
-    "the search has too many keys, or its answer does not fit into a reply",
-    "the store is locked or being changed by another process",
-    "the store could not be read or written",
-    "out of memory",
-    "the store may only be read",
-};
-static_assert(std::size(kStatusTexts) == kServiceStatuses);
 
 uint32_t status_of(const StoreError &error) {
   if (error.kind() == StoreError::kBusy) return kStoreBusy;
@@ -40,10 +24,6 @@ uint32_t check(const Constraints &constraints) {
 }
 
 }  // namespace
-
-const char *service_status_text(uint32_t status) {
-  return status < kServiceStatuses ? kStatusTexts[status] : nullptr;
-}
 
 // handle reads a payload as the request of its type and performs it.
 template <class Request>

@@ -1,10 +1,12 @@
-# The exports of KwPki.dll, classic and modern: plain names of stdcall functions. What is made here:
+# The exports of KwPki.dll, classic and modern: plain names, in 32 bits of stdcall functions. What is
+# made here:
 #   exports.def       what the DLL is linked with, and libKwPki.dll.a made from
-#   lib/KwPki.def     for `lib /def:KwPki.def /machine:x86` of another compiler
+#   lib/KwPki.def     for `lib /def:KwPki.def /machine:x86` (or x64) of another compiler
 #   KwPki.rc          the version resource
 #
 # A name's decoration is the octets of its arguments, and each argument takes four: so many as the
-# header declares. A wrong number does not link. The place in exports.txt is the ordinal.
+# header declares. A wrong number does not link. In 64 bits there is none. The place in exports.txt is
+# the ordinal.
 file(READ ${PROJECT_SOURCE_DIR}/include/kwpki.h header)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/kwpki.h)
 set(ordinal 0)
@@ -18,19 +20,26 @@ foreach(name IN LISTS names)
     string(LENGTH "${commas}x" octets)
     math(EXPR octets "4 * ${octets}")
   endif()
+  set(decoration "")
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    set(decoration @${octets})
+  endif()
   math(EXPR ordinal "${ordinal} + 1")
-  string(APPEND by_name "  ${name}@${octets} @${ordinal}\n")
+  string(APPEND by_name "  ${name}${decoration} @${ordinal}\n")
   # Such a library would look for the decorated name; it has to go by the ordinal.
-  string(APPEND by_ordinal "  ${name}@${octets} @${ordinal} NONAME\n")
+  string(APPEND by_ordinal "  ${name}${decoration} @${ordinal} NONAME\n")
 endforeach()
 
 set(definition ${CMAKE_CURRENT_BINARY_DIR}/exports.def)
 file(CONFIGURE OUTPUT ${definition} CONTENT "LIBRARY KwPki.dll\nEXPORTS\n${by_name}")
 file(CONFIGURE OUTPUT ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/KwPki.def
      CONTENT "LIBRARY KwPki.dll\nEXPORTS\n${by_ordinal}")
+set(file KwPki.dll)
+set(type VFT_DLL)
+set(manifest "")
 configure_file(KwPki.rc.in KwPki.rc @ONLY)
 
-install(FILES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/KwPki.def TYPE LIB)
+install(FILES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/KwPki.def TYPE LIB COMPONENT dev)
 
 function(export_as_dll library folder)
   target_sources(${library} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/KwPki.rc ${definition})

@@ -7,6 +7,10 @@ shift 6
 bad=0
 complain() { echo "$dll: $*"; bad=1; }
 head=$("$objdump" -p "$dll")
+case $head in  # names have a decoration in 32 bits, and relocations are of that size
+  *pei-i386*) decoration='@[0-9]*' relocation=HIGHLOW ;;
+  *) decoration='' relocation=DIR64 ;;
+esac
 
 # same WHAT WANTED FOUND
 same() { test "$2" = "$3" || complain "$1: wanted $2; found $3"; }
@@ -16,18 +20,19 @@ same exports "$wanted" \
 same libraries "KERNEL32.dll
 msvcrt.dll" "$(echo "$head" | sed -n 's/.*DLL Name: //p' | sort)"
 same "import library" "$wanted" \
-  "$("$objdump" -t "$imports" | sed -n 's/.*__imp__\(.*\)@[0-9]*$/\1/p' | sort)"
+  "$("$objdump" -t "$imports" | sed -n "s/.*__imp__*\(Kw[A-Za-z0-9]*\)$decoration\$/\1/p" | sort)"
 
 for file in "$dll" "$tool"; do
-  for word in DYNAMIC_BASE NX_COMPAT HIGHLOW; do  # the last is of relocations, which moving takes
+  for word in DYNAMIC_BASE NX_COMPAT $relocation; do  # the last is what moving takes
     "$objdump" -p "$file" | grep -q "$word" || complain "no $word in $file"
   done
+  # The version resource is UTF-16.
+  tr -d '\000' <"$file" | grep -aq "FileVersion.*$version" || complain "$file: no $version"
 done
 for archive; do
-  "$objdump" -t "$archive" | grep -q '(sec *0).* ___stack_chk_fail$' ||
+  "$objdump" -t "$archive" | grep -q '(sec *0).* __*stack_chk_fail$' ||
     complain "$archive does not guard its stack"
 done
 echo "$head" | grep -q 'Time/Date.*1970' || complain "has the time when it was built"
-# The version resource is UTF-16.
-tr -d '\000' <"$dll" | grep -aq "FileVersion.*$version" || complain "no version $version"
+grep -aq '<activeCodePage.*>UTF-8<' "$tool" || complain "$tool takes no names in UTF-8"
 exit $bad

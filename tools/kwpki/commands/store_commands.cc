@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "kwpki/input/input.h"
+#include "kwpki/terminal/system.h"
 #include "kwpki/terminal/text.h"
 
 namespace kwpki {
@@ -171,6 +172,7 @@ void add_store_options(CLI::App *command, StoreOptions *options) {
 }
 
 Session open_store(const StoreOptions &options, StoreUse use) {
+  if (!stores_are_files()) return Session(options.store, options.trace);
   if (options.store.empty())
     throw Failure{kExitUsage, "", "no store: give --store FILE or set KWPKI_STORE"};
   std::error_code error;

@@ -4,7 +4,7 @@
 #include "kwpki/commands/store_commands.h"
 #include "kwpki/input/input.h"
 #include "kwpki/terminal/text.h"
-#include "loopback/service.h"
+#include "loopback/status.h"
 #include "x509/cert.h"
 #include "x509/crl.h"
 

@@ -1,6 +1,5 @@
 // `kwpki search` and `kwpki path`. A further kind of key that is text is a row of kTextKeys, a
 // further constraint a row of kConstraintOptions.
-#include <arpa/inet.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -8,6 +7,7 @@
 #include "kwpki/commands/store_commands.h"
 #include "kwpki/input/input.h"
 #include "kwpki/show/brief.h"
+#include "kwpki/terminal/system.h"
 #include "kwpki/terminal/text.h"
 #include "kwpki/values/describe.h"
 #include "x509/dn.h"
@@ -129,10 +129,8 @@ bool add_text(const std::string &value, KwPkiSearchKey key) {
 
 bool add_ip(const std::string &value, KwPkiSearchKey key) {
   uint8_t octets[16];
-  uint32_t length = 0;
-  if (inet_pton(AF_INET, value.c_str(), octets) == 1) length = 4;
-  if (inet_pton(AF_INET6, value.c_str(), octets) == 1) length = 16;
-  return length && KwPkiSearchKeySetIP(octets, length, key) == KWPKI_OK;
+  const size_t length = parse_ip(value, octets);
+  return length && KwPkiSearchKeySetIP(octets, static_cast<uint32_t>(length), key) == KWPKI_OK;
 }
 
 // An identifier is taken in its true form and looked for in the one that the profile has.
@@ -198,7 +196,7 @@ std::optional<uint32_t> rule(const std::string &text) {
   return named ? named : number(text);
 }
 
-KwPkiStatus set_time(uint32_t value, KwPkiSearch search) {
+KwPkiStatus KWPKI_CALL set_time(uint32_t value, KwPkiSearch search) {
   return KwPkiSearchSetUnixTime(value, value, search);
 }
 

@@ -10,7 +10,7 @@
 #include "kwpki/terminal/text.h"
 #include "kwpki/values/errors.h"
 #include "kwpki/values/keys.h"
-#include "loopback/service.h"
+#include "loopback/status.h"
 
 namespace kwpki {
 namespace {
@@ -89,7 +89,7 @@ void KWPKI_CALL DataAnswer::take(void *context, uint32_t status, uint8_t *data,
 Session::Session(const std::string &store, const std::string &trace) : trace_(trace) {
   KwLoopbackAgent *agent = nullptr;
   // The message names the store.
-  if (const char *why = KwLoopbackOpen(store.c_str(), &agent)) {
+  if (const char *why = KwLoopbackOpen(store.empty() ? nullptr : store.c_str(), &agent)) {
     throw Failure{kExitUnreadable, "", why};
   }
   agent_.reset(agent);

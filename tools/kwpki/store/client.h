@@ -54,7 +54,7 @@ struct DataAnswer {
 // Session is an open store with the agent that answers from it.
 class Session {
  public:
-  // Session opens the store. If `trace` is not empty, each request and reply is written to a file
+  // Session opens the store; an empty name is the agent's own. If `trace` is not empty, each request and reply is written to a file
   // in that folder: 0001-request.bin, 0001-reply.bin and so on. Throws Failure.
   Session(const std::string &store, const std::string &trace);
 

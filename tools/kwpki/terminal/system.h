@@ -2,7 +2,10 @@
 // system_win32.cc. Another such function is declared here and needed in both.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <string>
 
 namespace kwpki {
 
@@ -12,6 +15,14 @@ bool is_terminal(std::FILE *file);
 // open_missing_files makes standard streams that are closed fail. Otherwise the next file that is
 // opened would take their place, and be read or overwritten for them.
 void open_missing_files();
+
+// parse_ip gives the 4 or 16 octets of an address in its usual form, and how many they are; 0 if it
+// is none.
+size_t parse_ip(const std::string &text, uint8_t (&octets)[16]);
+
+// stores_are_files is true where the certificate service comes with the tool. Elsewhere the host's
+// agent knows which store it has, and what another one is called.
+bool stores_are_files();
 
 // use_octets makes a standard stream pass on every octet as it is.
 void use_octets(std::FILE *file);

@@ -1,4 +1,7 @@
+#include <winsock2.h>
+
 #include <windows.h>
+#include <ws2tcpip.h>
 
 #include <fcntl.h>
 #include <io.h>
@@ -16,6 +19,13 @@ bool is_terminal(std::FILE *file) {
 }
 
 void open_missing_files() {}  // streams without a file have none that another could take
+
+size_t parse_ip(const std::string &text, uint8_t (&octets)[16]) {
+  if (inet_pton(AF_INET, text.c_str(), octets) == 1) return 4;
+  return inet_pton(AF_INET6, text.c_str(), octets) == 1 ? 16 : 0;
+}
+
+bool stores_are_files() { return false; }
 
 void use_octets(std::FILE *file) { (void)_setmode(_fileno(file), _O_BINARY); }
 
