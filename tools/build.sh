@@ -9,10 +9,15 @@ test "$1" != --offline || { check=--check; shift; }
 preset=$1
 shift
 case $preset in
-  release | shipped | demo) purposes="library" ;;
+  release | shipped | demo | abi) purposes="library" ;;
   bench) purposes="library bench" ;;
   fuzz) purposes="library fuzz" ;;
   windows) purposes="library windows" ;;
+  windows64) purposes="library windows64" ;;
+  debian) purposes="library packages" ;;
+  zip32) purposes="library packages windows" ;;
+  zip64) purposes="library packages windows64" ;;
+  aarch64) purposes="library aarch64" ;;
   sanitize-32) purposes="library tests 32bit" ;;
   sanitize-clang) purposes="library tests clang" ;;
   *) purposes="library tests" ;;

@@ -58,6 +58,19 @@ static uintptr_t call(const char *name, uint32_t count, const uintptr_t *argumen
   return result;
 }
 
+#if !defined(_WIN32) || defined(_WIN64)
+uintptr_t checked_call(Function function, uint32_t count, const uintptr_t *arguments,
+                       uint32_t shift, intptr_t *moved) {
+  uintptr_t a[6] = {0};
+  memcpy(a, arguments, count * sizeof *arguments);
+  (void)shift;
+  *moved = 0;
+  /* Arguments that a function does not have do no harm in the conventions of these systems. */
+  return ((uintptr_t(*)(uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t))function)(
+      a[0], a[1], a[2], a[3], a[4], a[5]);
+}
+#endif
+
 static void read_names(const char *source) {
   char path[4096];
   snprintf(path, sizeof path, "%s/src/api/exports.txt", source);

@@ -21,7 +21,7 @@ int search_in(const char *folder);
 
 /* checked_call calls with `count` arguments. Where the convention is stdcall, the stack pointer is
  * `shift` above a multiple of 16 at the call, and `*moved` tells by how much it is not what it was
- * afterwards; elsewhere this is an ordinary call. */
+ * afterwards; elsewhere this is an ordinary call, the client's own. */
 uintptr_t checked_call(Function function, uint32_t count, const uintptr_t *arguments,
                        uint32_t shift, intptr_t *moved);
 

@@ -24,17 +24,6 @@ Function library_find(void *library, const char *name) {
   return function;
 }
 
-uintptr_t checked_call(Function function, uint32_t count, const uintptr_t *arguments,
-                       uint32_t shift, intptr_t *moved) {
-  uintptr_t a[6] = {0};
-  memcpy(a, arguments, count * sizeof *arguments);
-  (void)shift;
-  *moved = 0;
-  /* Arguments that a function does not have do no harm in the conventions of these systems. */
-  return ((uintptr_t(*)(uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t))function)(
-      a[0], a[1], a[2], a[3], a[4], a[5]);
-}
-
 void input_from(const void *octets, size_t length) {
   int ends[2];
   if (pipe(ends) || write(ends[1], octets, length) != (ssize_t)length) abort();

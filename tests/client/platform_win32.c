@@ -35,6 +35,7 @@ Function library_find(void *library, const char *name) {
   return function;
 }
 
+#ifndef _WIN64
 uintptr_t checked_call(Function function, uint32_t count, const uintptr_t *arguments,
                        uint32_t shift, intptr_t *moved) {
   uintptr_t result = shift + 4 * count;
@@ -63,6 +64,7 @@ uintptr_t checked_call(Function function, uint32_t count, const uintptr_t *argum
   *moved = lost;
   return result;
 }
+#endif
 
 void input_from(const void *octets, size_t length) {
   int ends[2];

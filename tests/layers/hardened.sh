@@ -6,6 +6,7 @@
 compiler=$1 library=$2 tool=$3
 shift 3
 bad=0
+machine=$("$compiler" -dumpmachine | sed 's/-.*//')
 complain() { echo "$*"; bad=1; }
 
 # has FILE FAULT PATTERN looks into what was read of the file.
@@ -31,7 +32,7 @@ test "$(marked "$library")" -ge "$(marked "$plain")" || complain "$library: jump
 for archive; do
   found=$(nm "$archive" 2>/dev/null)
   has "$archive" "does not guard its stack" ' U __stack_chk_fail'
-  test "$(uname -m)" != x86_64 || test "$(marked "$archive")" = "$(ar t "$archive" | wc -l)" ||
+  test "$machine" != x86_64 || test "$(marked "$archive")" = "$(ar t "$archive" | wc -l)" ||
     complain "$archive: jumps are not marked in every object"
 done
 exit $bad
