@@ -15,37 +15,18 @@
 #include "kwpki/terminal/exit.h"
 #include "kwpki/terminal/text.h"
 #include "kwpki/values/values.h"
+#include "kwpki_errors.h"
 #include "x509/verify.h"
 
 namespace kwpki {
 namespace {
 
 constexpr ErrorRow kErrors[] = {
-    {KWPKI_OK, "KWPKI_OK", "success",
-     "nothing is wrong; of a request it means that the agent took the message, not that the "
-     "service answered"},
-    {KWPKI_REFUSED, "KWPKI_REFUSED", "the certificate manager refused",
-     "the host's certificate manager; the library's own functions do not return it"},
-    {KWPKI_REFUSED_SEVERE, "KWPKI_REFUSED_SEVERE",
-     "the certificate manager refused, with the mark of a severe error",
-     "the host's certificate manager; the library's own functions do not return it"},
-    {KWPKI_FAILED, "KWPKI_FAILED", "bad encoding, empty object or wrong argument",
-     "a certificate of today (SHA-2, elliptic curves, names in UTF-8) and the classic library, "
-     "where "
-     "KwPkiModern reads it; an encoding that does not decode (try `kwpki inspect`), a null handle "
-     "or pointer, an object that was not filled, keys set twice, or a reply that fits no open "
-     "request, such as one processed before (try `kwpki message decode`)"},
-    {KWPKI_NOT_POSTED, "KWPKI_NOT_POSTED", "a request did not reach the service",
-     "the libraries KWMA32 and KWPMAPI are not found, the service is not running, a handle is "
-     "null, "
-     "or the request takes more than 100 MiB"},
-    {KWPKI_FILE_UNREADABLE, "KWPKI_FILE_UNREADABLE", "a file, or PEM in it, could not be read",
-     "the file does not exist, may not be read, is larger than 100 MiB, or has no PEM "
-     "block where one was asked for"},
-    {KWPKI_NO_PUBLIC_KEY, "KWPKI_NO_PUBLIC_KEY", "the certificate holds no usable key",
-     "a certificate with a Diffie-Hellman key"},
-    {KWPKI_KEY_FAILED, "KWPKI_KEY_FAILED", "a key could not be exported or imported",
-     "an empty public key, or a key blob that was cut, changed or not made by the library"},
+// clang-format off
+#define KWPKI_ROW(name, meaning, cause) {name, #name, meaning, cause},
+    KWPKI_ERRORS(KWPKI_ROW)
+#undef KWPKI_ROW
+    // clang-format on
     {0x4000000, "AGENT_SUCCESS", "the management agent's own word for success",
      "KWMASetMessageData and KWMAPostMessage return it; any other value is a failure of theirs"},
     {999, "REQUEST", "the status that marks a request",
