@@ -1,6 +1,6 @@
 /* search, called from the folder above, adds two certificates to a store in memory, asks for those
  * of a DNS name and prints what is found.
- *     cc search.c -I../loopback -lKwPki -lKWMA32 -lKWPMAPI -o search */
+ *     cc examples/search.c $(pkg-config --cflags --libs kwpki-modern kwpki-loopback) -o search */
 #include <kwloopback.h>
 #include <kwpki.h>
 #include <stdio.h>

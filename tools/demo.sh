@@ -38,13 +38,13 @@ run_example() {
   name=$1 libraries=$2
   shift 2
   # shellcheck disable=SC2086
-  cc -Wall -Wextra -Iinclude -Iloopback "examples/$name.c" -L"$out/lib" -Wl,--no-as-needed \
-    $libraries -Wl,-rpath,"$PWD/$out/lib" -o "$out/bin/$name"
+  cc -Wall -Wextra -Iinclude -Iloopback "examples/$name.c" -L"$out/lib" $libraries \
+    -Wl,-rpath,"$PWD/$out/lib" -o "$out/bin/$name"
   "$out/bin/$name" "$@"
 }
 
 title "examples/search.c, a C program with the loopback host"
-run_example search "-lKwPki -lKWMA32 -lKWPMAPI"
+run_example search "-lKwPki -lKWMA32"
 
 title "examples/readme.c, a C program of the modern library"
 run_example readme "-lKwPkiModern" "$work/today.pem"

@@ -16,7 +16,8 @@ for file in bin/kwpki include/kwpki.h "$lib/pkgconfig/kwpki.pc" \
   "$lib/cmake/KwPki/KwPkiConfig.cmake" \
   "$lib/cmake/KwPki/KwPkiConfigVersion.cmake" share/bash-completion/completions/kwpki \
   share/zsh/site-functions/_kwpki share/fish/vendor_completions.d/kwpki.fish \
-  share/kwpki/kwpki.schema.json; do
+  share/kwpki/kwpki.schema.json include/kwpki.hpp include/kwpki_errors.h include/kwloopback.h \
+  "$lib/kwpki/libKWMA32.so" "$lib/kwpki/libKWPMAPI.so" "$lib/pkgconfig/kwpki-loopback.pc"; do
   test -s "$file" || { echo "not installed: $file"; exit 1; }
 done
 cmp include/kwpki.h "$source/include/kwpki.h"
