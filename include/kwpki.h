@@ -89,6 +89,28 @@ extern "C" {
  *  KWPKI_REFUSED and KWPKI_REFUSED_SEVERE, are not returned by any function of this version. */
 typedef uint32_t KwPkiStatus;
 
+#ifndef SWIG /* it reads the macros */
+#if defined(__GNUC__) && !defined(__cplusplus)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic" /* values above INT_MAX: an extension before C23 */
+#endif
+/** KwPkiStatusCode has the codes as enumerators, for tools of other languages that read no macros.
+ *  In C and C++ the names are the macros below. */
+enum KwPkiStatusCode {
+  KWPKI_OK = 0,                        /**< the function did what it says */
+  KWPKI_REFUSED = 0x84090001u,         /**< the certificate manager refused */
+  KWPKI_REFUSED_SEVERE = 0xC4090001u,  /**< the same, with the mark of a severe error */
+  KWPKI_FAILED = 0x84090005u,          /**< bad encoding, empty object or wrong argument */
+  KWPKI_NOT_POSTED = 0x84090010u,      /**< a request did not reach the service */
+  KWPKI_FILE_UNREADABLE = 0x84090011u, /**< a file, or PEM in it, could not be read */
+  KWPKI_NO_PUBLIC_KEY = 0x84090012u,   /**< the certificate holds no usable key */
+  KWPKI_KEY_FAILED = 0x84090013u       /**< a key could not be exported or imported */
+};
+#if defined(__GNUC__) && !defined(__cplusplus)
+#pragma GCC diagnostic pop
+#endif
+#endif
+
 #define KWPKI_OK 0u                       /**< the function did what it says */
 #define KWPKI_REFUSED 0x84090001u         /**< the certificate manager refused */
 #define KWPKI_REFUSED_SEVERE 0xC4090001u  /**< the same, with the mark of a severe error */
