@@ -1,6 +1,6 @@
 #!/bin/sh
 # setup.sh PURPOSE... installs the Debian packages that the purposes need and that are not there
-# yet: library (with the tool), demo, tests, clang, windows, windows64, aarch64, packages,
+# yet: library (with the tool), demo, tests, wheels, clang, windows, windows64, aarch64, packages,
 # packages-test, licences, abi, 32bit, fuzz, bench, check, doc, faults.
 # It asks for root only when something is missing. setup.sh --check PURPOSE... installs nothing: it
 # names what is missing, and its status is 1 then.
@@ -14,8 +14,9 @@ for purpose in "$@"; do
                nlohmann-json3-dev libsqlite3-dev libssl-dev" ;;
     demo) more="openssl" ;;
     tests) more="libgtest-dev libgmock-dev openssl ca-certificates pandoc python3
-             python3-jsonschema doxygen
-             valgrind" ;;
+             python3-jsonschema doxygen doxygen-awesome-css valgrind python3-cffi swig python3-build
+             python3-wheel python3-setuptools python3-venv python3-pytest mypy" ;;
+    wheels) more="python3-build python3-wheel python3-setuptools" ;;
     clang) more="clang-14 libclang-rt-14-dev" ;;
     windows) more="wine wine32:i386 g++-mingw-w64-i686-posix googletest" ;;
     windows64) more="wine wine64 g++-mingw-w64-x86-64-posix googletest" ;;
@@ -28,7 +29,7 @@ for purpose in "$@"; do
     fuzz) more="clang-14 libclang-rt-14-dev" ;;
     bench) more="libbenchmark-dev libnss3-dev libnspr4-dev libmbedtls-dev" ;;
     check) more="clang-format-14 clang-tidy-14" ;;
-    doc) more="doxygen pandoc" ;;
+    doc) more="doxygen doxygen-awesome-css pandoc" ;;
     faults) more="python3-clang-14 libgtest-dev libgmock-dev" ;;
     *) echo "setup.sh: unknown purpose: $purpose" >&2; exit 2 ;;
   esac
