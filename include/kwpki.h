@@ -1,7 +1,8 @@
 /** @mainpage KwPki
  *
  * KwPki reads X.509 certificates and certificate revocation lists (CRLs), and asks a certificate
- * service for more of them through the management agent of the host.
+ * service for more of them through the management agent of the host. @ref quick_start begins with
+ * two programs, @ref concepts tells how things hang together, @ref tool is the manual of `kwpki`.
  *
  * Conventions, which hold for every function unless its own words say otherwise:
  *
@@ -136,7 +137,9 @@ typedef struct KwPkiCrlObject *KwPkiCrl;
 typedef struct KwPkiSearchKeyObject *KwPkiSearchKey;
 /** KwPkiSearch is the handle of search constraints: KwPkiSearchAllocate, KwPkiSearchFree. */
 typedef struct KwPkiSearchObject *KwPkiSearch;
-/** KwPkiValidity is the handle of a validity period: KwPkiValidityAllocate, KwPkiValidityFree. */
+/** KwPkiValidity is the handle of a validity period that goes beside the constraints of a search:
+ *  KwPkiValidityAllocate, KwPkiValidityFree. No function sets its times, so that any is as good as
+ *  null; @ref concept_search. */
 typedef struct KwPkiValidityObject *KwPkiValidity;
 /** KwPkiCertList is the handle of the result of a search. A KwPkiCertListCallback receives it and
  *  KwPkiCertListFree frees it. */
@@ -197,7 +200,10 @@ typedef void(KWPKI_CALL *KwPkiDataCallback)(void *context, uint32_t status, uint
  *  - Ownership: the certificate is the caller's; KwPkiCertFree frees it.
  *  - Threads: any, at any time.
  *
- *  @return the certificate, never null */
+ *  @return the certificate, never null
+ *
+ *  @snippet api.c read certificate
+ *  @see KwPkiCertSetBer, KwPkiCertFree */
 KwPkiCert KWPKI_CALL KwPkiCertAllocate(void);
 
 /** KwPkiCertFree frees a certificate with the encodings that KwPkiCertGetBer showed of it.
@@ -206,7 +212,10 @@ KwPkiCert KWPKI_CALL KwPkiCertAllocate(void);
  *  - Threads: see convention 7.
  *
  *  @param[in] cert  a certificate of KwPkiCertAllocate, or null
- *  @retval KWPKI_OK  always */
+ *  @retval KWPKI_OK  always
+ *
+ *  @snippet api.c read certificate
+ *  @see KwPkiCertAllocate, KwPkiCertListFree */
 KwPkiStatus KWPKI_CALL KwPkiCertFree(KwPkiCert cert);
 
 /** KwPkiCertSetBer decodes the DER or BER encoding of a certificate into `cert`, replacing what it
@@ -236,7 +245,9 @@ KwPkiStatus KWPKI_CALL KwPkiCertFree(KwPkiCert cert);
  *    KwPkiStringFree(data);
  *    return cert;
  *  }
- *  @endcode */
+ *  @endcode
+ *
+ *  @see KwPkiCertGetBer, KwPkiReadFile, KwPkiCrlSetBer */
 KwPkiStatus KWPKI_CALL KwPkiCertSetBer(const uint8_t *data, uint32_t length, KwPkiCert cert);
 
 /** KwPkiCertGetBer shows the encoding that `cert` was set to.
@@ -248,7 +259,10 @@ KwPkiStatus KWPKI_CALL KwPkiCertSetBer(const uint8_t *data, uint32_t length, KwP
  *  @param[out] data    the encoding
  *  @param[out] length  its length in bytes
  *  @retval KWPKI_OK      the encoding is shown
- *  @retval KWPKI_FAILED  the certificate is empty, or an argument is null */
+ *  @retval KWPKI_FAILED  the certificate is empty, or an argument is null
+ *
+ *  @snippet api.c show certificate
+ *  @see KwPkiCertSetBer, KwPkiCertGetSubjectDNDer */
 KwPkiStatus KWPKI_CALL KwPkiCertGetBer(KwPkiCert cert, const uint8_t **data, uint32_t *length);
 
 /** KwPkiCertGetSubjectDN gives the subject as text, in the order of the certificate: "C=FI,
@@ -271,7 +285,9 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetBer(KwPkiCert cert, const uint8_t **data, uin
  *    if (KwPkiCertGetSubjectDN(cert, &text) == KWPKI_OK) printf("%s\n", text);
  *    KwPkiStringFree(text);
  *  }
- *  @endcode */
+ *  @endcode
+ *
+ *  @see KwPkiCertGetSubjectDNDer, KwPkiSearchKeySetDN */
 KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDN(KwPkiCert cert, char **text);
 
 /** KwPkiCertGetSubjectDNDer gives the encoding of the subject (an X.501 Name) as a block.
@@ -282,7 +298,10 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDN(KwPkiCert cert, char **text);
  *  @param[out] data    the block
  *  @param[out] length  its length in bytes
  *  @retval KWPKI_OK      the block is given
- *  @retval KWPKI_FAILED  the certificate is empty or has no subject, or an argument is null */
+ *  @retval KWPKI_FAILED  the certificate is empty or has no subject, or an argument is null
+ *
+ *  @snippet api.c key of certificate
+ *  @see KwPkiCertGetSubjectDN, KwPkiSearchKeySetDNDer */
 KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDNDer(KwPkiCert cert, uint8_t **data, uint32_t *length);
 
 /** KwPkiCertGetSerialNumber gives the serial number as decimal text, with "-" before a negative
@@ -294,7 +313,10 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDNDer(KwPkiCert cert, uint8_t **data, 
  *  @param[out] text  the number
  *  @retval KWPKI_OK      the text is given
  *  @retval KWPKI_FAILED  the certificate is empty, the number takes more than 64 KiB, or an
- *                        argument is null */
+ *                        argument is null
+ *
+ *  @snippet api.c show certificate
+ *  @see KwPkiCertGetSubjectDN, KwPkiStringFree */
 KwPkiStatus KWPKI_CALL KwPkiCertGetSerialNumber(KwPkiCert cert, char **text);
 
 /** KwPkiCertGetPublicKey exports the certificate's key into `key`; what `key` held is freed.
@@ -318,7 +340,9 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetSerialNumber(KwPkiCert cert, char **text);
  *    KwPkiPublicKeyFree(key);
  *    return length;
  *  }
- *  @endcode */
+ *  @endcode
+ *
+ *  @see KwPkiPublicKeyAllocate, KwPkiSearchKeySetPublicKey, @ref key_blob */
 KwPkiStatus KWPKI_CALL KwPkiCertGetPublicKey(KwPkiCert cert, KwPkiPublicKey key);
 /** @} */
 
@@ -329,7 +353,10 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetPublicKey(KwPkiCert cert, KwPkiPublicKey key)
  *  - Ownership: the CRL is the caller's; KwPkiCrlFree frees it.
  *  - Threads: any, at any time.
  *
- *  @return the CRL, never null */
+ *  @return the CRL, never null
+ *
+ *  @snippet api.c read CRL
+ *  @see KwPkiCrlSetBer, KwPkiCrlReadFromFile, KwPkiCrlFree */
 KwPkiCrl KWPKI_CALL KwPkiCrlAllocate(void);
 
 /** KwPkiCrlFree frees a CRL.
@@ -337,7 +364,10 @@ KwPkiCrl KWPKI_CALL KwPkiCrlAllocate(void);
  *  - Threads: see convention 7.
  *
  *  @param[in] crl  a CRL, or null
- *  @retval KWPKI_OK  always */
+ *  @retval KWPKI_OK  always
+ *
+ *  @snippet api.c read CRL
+ *  @see KwPkiCrlAllocate */
 KwPkiStatus KWPKI_CALL KwPkiCrlFree(KwPkiCrl crl);
 
 /** KwPkiCrlSetBer decodes the DER or BER encoding of a CRL into `crl`, as KwPkiCertSetBer does for
@@ -349,7 +379,10 @@ KwPkiStatus KWPKI_CALL KwPkiCrlFree(KwPkiCrl crl);
  *  @param[in] length   its length in bytes
  *  @param[in,out] crl  the CRL
  *  @retval KWPKI_OK      `crl` is set
- *  @retval KWPKI_FAILED  as for KwPkiCertSetBer */
+ *  @retval KWPKI_FAILED  as for KwPkiCertSetBer
+ *
+ *  @snippet api.c read CRL
+ *  @see KwPkiCrlReadFromFile, KwPkiCertSetBer, KwPkiCrlAddAsync */
 KwPkiStatus KWPKI_CALL KwPkiCrlSetBer(const uint8_t *data, uint32_t length, KwPkiCrl crl);
 
 /** KwPkiCrlReadFromFile reads a CRL from a PEM file (see KwPkiReadFile) and sets `crl` to it.
@@ -360,7 +393,10 @@ KwPkiStatus KWPKI_CALL KwPkiCrlSetBer(const uint8_t *data, uint32_t length, KwPk
  *  @param[in,out] crl  the CRL
  *  @retval KWPKI_OK               `crl` is set
  *  @retval KWPKI_FILE_UNREADABLE  there is no PEM block to be had: `crl` keeps what it held
- *  @retval KWPKI_FAILED           the block does not decode: `crl` is empty; or `crl` is null */
+ *  @retval KWPKI_FAILED           the block does not decode: `crl` is empty; or `crl` is null
+ *
+ *  @snippet api.c read CRL
+ *  @see KwPkiCrlSetBer, KwPkiReadFile */
 KwPkiStatus KWPKI_CALL KwPkiCrlReadFromFile(const char *path, KwPkiCrl crl);
 /** @} */
 
@@ -380,7 +416,10 @@ KwPkiStatus KWPKI_CALL KwPkiCrlReadFromFile(const char *path, KwPkiCrl crl);
  *  @retval KWPKI_OK               the block is given
  *  @retval KWPKI_FILE_UNREADABLE  an out pointer is null, or the file cannot be read, is a
  *                                 directory, is larger than 100 MiB, or has no PEM block where one
- *                                 was asked for; the out arguments are then left as they are */
+ *                                 was asked for; the out arguments are then left as they are
+ *
+ *  @snippet api.c read certificate
+ *  @see KwPkiCertSetBer, KwPkiCrlReadFromFile, KwPkiStringFree */
 KwPkiStatus KWPKI_CALL KwPkiReadFile(const char *path, uint32_t pem, uint8_t **data,
                                      uint32_t *length);
 
@@ -388,7 +427,10 @@ KwPkiStatus KWPKI_CALL KwPkiReadFile(const char *path, uint32_t pem, uint8_t **d
  *  - Ownership: the handle is the caller's; KwPkiPublicKeyFree frees it.
  *  - Threads: any, at any time.
  *
- *  @return the public key, never null */
+ *  @return the public key, never null
+ *
+ *  @snippet api.c key of certificate
+ *  @see KwPkiCertGetPublicKey, KwPkiPublicKeyFree */
 KwPkiPublicKey KWPKI_CALL KwPkiPublicKeyAllocate(void);
 
 /** KwPkiPublicKeyFree frees a public key.
@@ -396,7 +438,10 @@ KwPkiPublicKey KWPKI_CALL KwPkiPublicKeyAllocate(void);
  *  - Threads: see convention 7.
  *
  *  @param[in] key  a public key, or null
- *  @retval KWPKI_OK  always */
+ *  @retval KWPKI_OK  always
+ *
+ *  @snippet api.c key of certificate
+ *  @see KwPkiPublicKeyAllocate */
 KwPkiStatus KWPKI_CALL KwPkiPublicKeyFree(KwPkiPublicKey key);
 
 /** KwPkiStringFree frees a text or block that a function gave to the caller.
@@ -404,14 +449,20 @@ KwPkiStatus KWPKI_CALL KwPkiPublicKeyFree(KwPkiPublicKey key);
  *  - Threads: any, at any time, whichever thread it was given to.
  *
  *  @param[in] string_or_block  the text or block; null is ignored
- *  @retval KWPKI_OK  always */
+ *  @retval KWPKI_OK  always
+ *
+ *  @snippet api.c show certificate
+ *  @see KwPkiReadFile, KwPkiCertGetSubjectDN, KwPkiGetSearchState */
 KwPkiStatus KWPKI_CALL KwPkiStringFree(void *string_or_block);
 
 /** KwPkiValidityAllocate makes a validity period with neither of its two times set.
  *  - Ownership: the period is the caller's; KwPkiValidityFree frees it.
  *  - Threads: any, at any time.
  *
- *  @return the validity period, never null */
+ *  @return the validity period, never null
+ *
+ *  @snippet api.c search
+ *  @see KwPkiSearchAsync, KwPkiSearchSetUnixTime, KwPkiValidityFree */
 KwPkiValidity KWPKI_CALL KwPkiValidityAllocate(void);
 
 /** KwPkiValidityFree frees a validity period.
@@ -419,7 +470,10 @@ KwPkiValidity KWPKI_CALL KwPkiValidityAllocate(void);
  *  - Threads: see convention 7.
  *
  *  @param[in] validity  a validity period, or null
- *  @retval KWPKI_OK  always */
+ *  @retval KWPKI_OK  always
+ *
+ *  @snippet api.c search
+ *  @see KwPkiValidityAllocate */
 KwPkiStatus KWPKI_CALL KwPkiValidityFree(KwPkiValidity validity);
 
 /** KwPkiDelayLoadInitialize does nothing: a host that links the library for loading at first use
@@ -427,7 +481,10 @@ KwPkiStatus KWPKI_CALL KwPkiValidityFree(KwPkiValidity validity);
  *  - Ownership: nothing changes hands.
  *  - Threads: any, at any time.
  *
- *  @retval KWPKI_OK  always */
+ *  @retval KWPKI_OK  always
+ *
+ *  @snippet api.c start
+ *  @see KwPkiProcessAsyncResponce */
 KwPkiStatus KWPKI_CALL KwPkiDelayLoadInitialize(void);
 /** @} */
 
@@ -441,7 +498,10 @@ KwPkiStatus KWPKI_CALL KwPkiDelayLoadInitialize(void);
  *  - Ownership: the set is the caller's; KwPkiSearchKeyFree frees it.
  *  - Threads: any, at any time.
  *
- *  @return the set, never null */
+ *  @return the set, never null
+ *
+ *  @snippet api.c search key
+ *  @see KwPkiSearchSetKeys, KwPkiSearchKeyFree */
 KwPkiSearchKey KWPKI_CALL KwPkiSearchKeyAllocate(void);
 
 /** KwPkiSearchKeyFree frees a set of search keys.
@@ -449,7 +509,10 @@ KwPkiSearchKey KWPKI_CALL KwPkiSearchKeyAllocate(void);
  *  - Threads: see convention 7.
  *
  *  @param[in] key  a set, or null
- *  @retval KWPKI_OK  always */
+ *  @retval KWPKI_OK  always
+ *
+ *  @snippet api.c search key
+ *  @see KwPkiSearchKeyAllocate */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeyFree(KwPkiSearchKey key);
 
 /** KwPkiSearchKeySetDN adds a distinguished name given as text ("C=FI, O=Example, CN=First", in the
@@ -463,7 +526,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeyFree(KwPkiSearchKey key);
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
  *  @retval KWPKI_FAILED  the text is not a name, a value of it is empty or fits no string type, it
- *                        is longer than 1 MiB, or a pointer is null */
+ *                        is longer than 1 MiB, or a pointer is null
+ *
+ *  @snippet api.c search key
+ *  @see KwPkiSearchKeySetDNDer, KwPkiCertGetSubjectDN */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t ignored, KwPkiSearchKey key);
 
 /** KwPkiSearchKeySetDNDer adds a distinguished name given as DER, as KwPkiSearchKeySetDN does.
@@ -475,7 +541,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDN(const char *dn, uint32_t ignored, KwP
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
  *  @retval KWPKI_FAILED  the encoding is not a name, a value of it is empty or fits no string type,
- *                        it is longer than 1 MiB, or a pointer is null */
+ *                        it is longer than 1 MiB, or a pointer is null
+ *
+ *  @snippet api.c key of certificate
+ *  @see KwPkiSearchKeySetDN, KwPkiCertGetSubjectDNDer */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNDer(const uint8_t *data, uint32_t length,
                                               KwPkiSearchKey key);
 
@@ -487,7 +556,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNDer(const uint8_t *data, uint32_t leng
  *  @param[in] length   its length in bytes; 0 stands for the length of null-terminated text
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
- *  @retval KWPKI_FAILED  the name is longer than any request, or a pointer is null */
+ *  @retval KWPKI_FAILED  the name is longer than any request, or a pointer is null
+ *
+ *  @snippet api.c search key
+ *  @see KwPkiSearchKeySetIP, KwPkiSearchSetKeys */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNS(const char *data, uint32_t length, KwPkiSearchKey key);
 
 /** KwPkiSearchKeySetEmail adds a mail address as it stands, byte by byte.
@@ -498,7 +570,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetDNS(const char *data, uint32_t length, K
  *  @param[in] length   its length in bytes; 0 stands for the length of null-terminated text
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
- *  @retval KWPKI_FAILED  the address is longer than any request, or a pointer is null */
+ *  @retval KWPKI_FAILED  the address is longer than any request, or a pointer is null
+ *
+ *  @snippet api.c search key
+ *  @see KwPkiSearchKeySetDNS, KwPkiSearchSetKeys */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetEmail(const char *data, uint32_t length,
                                               KwPkiSearchKey key);
 
@@ -510,7 +585,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetEmail(const char *data, uint32_t length,
  *  @param[in] length   its length in bytes; 0 stands for the length of null-terminated text
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
- *  @retval KWPKI_FAILED  the URI is longer than any request, or a pointer is null */
+ *  @retval KWPKI_FAILED  the URI is longer than any request, or a pointer is null
+ *
+ *  @snippet api.c search key
+ *  @see KwPkiSearchKeySetDNS, KwPkiSearchSetKeys */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetURI(const char *data, uint32_t length, KwPkiSearchKey key);
 
 /** KwPkiSearchKeySetOID adds an object identifier as it stands, byte by byte.
@@ -521,7 +599,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetURI(const char *data, uint32_t length, K
  *  @param[in] length   its length in bytes; 0 stands for the length of null-terminated text
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
- *  @retval KWPKI_FAILED  the text is longer than any request, or a pointer is null */
+ *  @retval KWPKI_FAILED  the text is longer than any request, or a pointer is null
+ *
+ *  @snippet api.c search key
+ *  @see KwPkiSearchKeySetURI, KwPkiSearchSetKeys */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetOID(const char *data, uint32_t length, KwPkiSearchKey key);
 
 /** KwPkiSearchKeySetIP adds an address of 4 or 16 bytes, as a certificate holds it. Other lengths
@@ -534,7 +615,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetOID(const char *data, uint32_t length, K
  *  @param[in,out] key  the set
  *  @retval KWPKI_OK      the key is added
  *  @retval KWPKI_FAILED  the length is above that of any request, `key` is null, or `data` is with
- *                        a length above 0 */
+ *                        a length above 0
+ *
+ *  @snippet api.c search key
+ *  @see KwPkiSearchKeySetDNS, KwPkiSearchSetKeys */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetIP(const uint8_t *data, uint32_t length,
                                            KwPkiSearchKey key);
 
@@ -546,7 +630,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetIP(const uint8_t *data, uint32_t length,
  *  @param[in,out] key     the set
  *  @retval KWPKI_OK          the key is added
  *  @retval KWPKI_KEY_FAILED  `public_key` is null, empty or cannot be imported
- *  @retval KWPKI_FAILED      `key` is null */
+ *  @retval KWPKI_FAILED      `key` is null
+ *
+ *  @snippet api.c key of certificate
+ *  @see KwPkiCertGetPublicKey, KwPkiSearchSetKeys, @ref key_blob */
 KwPkiStatus KWPKI_CALL KwPkiSearchKeySetPublicKey(KwPkiPublicKey public_key, KwPkiSearchKey key);
 /** @} */
 
@@ -558,7 +645,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetPublicKey(KwPkiPublicKey public_key, KwP
  *  - Ownership: the constraints are the caller's; KwPkiSearchFree frees them.
  *  - Threads: any, at any time.
  *
- *  @return the constraints, never null */
+ *  @return the constraints, never null
+ *
+ *  @snippet api.c constraints
+ *  @see KwPkiSearchSetKeys, KwPkiSearchAsync, KwPkiSearchFree */
 KwPkiSearch KWPKI_CALL KwPkiSearchAllocate(void);
 
 /** KwPkiSearchFree frees constraints.
@@ -566,7 +656,10 @@ KwPkiSearch KWPKI_CALL KwPkiSearchAllocate(void);
  *  - Threads: see convention 7.
  *
  *  @param[in] search  constraints, or null
- *  @retval KWPKI_OK  always */
+ *  @retval KWPKI_OK  always
+ *
+ *  @snippet api.c search
+ *  @see KwPkiSearchAllocate */
 KwPkiStatus KWPKI_CALL KwPkiSearchFree(KwPkiSearch search);
 
 /** KwPkiSearchSetUnixTime sets the time range, both ends in seconds since 1970-01-01 00:00:00 UTC
@@ -578,7 +671,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchFree(KwPkiSearch search);
  *  @param[in] not_after   the end
  *  @param[in,out] search  the constraints
  *  @retval KWPKI_OK      the range is set
- *  @retval KWPKI_FAILED  `search` is null */
+ *  @retval KWPKI_FAILED  `search` is null
+ *
+ *  @snippet api.c constraints
+ *  @see KwPkiValidityAllocate, KwPkiSearchAsync */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetUnixTime(uint32_t not_before, uint32_t not_after,
                                               KwPkiSearch search);
 
@@ -603,27 +699,37 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetUnixTime(uint32_t not_before, uint32_t not_
  *    KwPkiSearchKeyFree(key);
  *    return search;
  *  }
- *  @endcode */
+ *  @endcode
+ *
+ *  @see KwPkiSearchKeyAllocate, KwPkiSearchSetGroupModeOn */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetKeys(KwPkiSearchKey key, KwPkiSearch search);
 
 /** KwPkiSearchSetKeyType stores the type of key.
  *  - Ownership: nothing changes hands.
  *  - Threads: see convention 7.
  *
- *  @param[in] value       the type, 0 at first
+ *  @param[in] value       the type, 0 at first: by custom any, 1 RSA, 2 DSA, 4 Diffie-Hellman
+ *                         (@ref concept_search)
  *  @param[in,out] search  the constraints
  *  @retval KWPKI_OK      the value is stored
- *  @retval KWPKI_FAILED  `search` is null */
+ *  @retval KWPKI_FAILED  `search` is null
+ *
+ *  @snippet api.c constraints
+ *  @see KwPkiSearchSetKeyUsage, KwPkiSearchSetKeys */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetKeyType(uint32_t value, KwPkiSearch search);
 
 /** KwPkiSearchSetKeyUsage stores the bits of key usage.
  *  - Ownership: nothing changes hands.
  *  - Threads: see convention 7.
  *
- *  @param[in] value       the bits, 0 at first
+ *  @param[in] value       the bits, 0 at first, for none: by custom 0x80 digital signature to 0x01
+ *                         encipher only, 0x8000 decipher only (@ref concept_search)
  *  @param[in,out] search  the constraints
  *  @retval KWPKI_OK      the value is stored
- *  @retval KWPKI_FAILED  `search` is null */
+ *  @retval KWPKI_FAILED  `search` is null
+ *
+ *  @snippet api.c constraints
+ *  @see KwPkiSearchSetKeyType, KwPkiSearchSetKeys */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetKeyUsage(uint32_t value, KwPkiSearch search);
 
 /** KwPkiSearchSetPathLength stores the length of a path.
@@ -633,17 +739,24 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetKeyUsage(uint32_t value, KwPkiSearch search
  *  @param[in] value       the length; 0xFFFFFFFF, the initial value, means any
  *  @param[in,out] search  the constraints
  *  @retval KWPKI_OK      the value is stored
- *  @retval KWPKI_FAILED  `search` is null */
+ *  @retval KWPKI_FAILED  `search` is null
+ *
+ *  @snippet api.c constraints
+ *  @see KwPkiSearchPathAsync, KwPkiSearchSetRule */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetPathLength(uint32_t value, KwPkiSearch search);
 
 /** KwPkiSearchSetRule stores the rule.
  *  - Ownership: nothing changes hands.
  *  - Threads: see convention 7.
  *
- *  @param[in] value       the rule, 0 at first
+ *  @param[in] value       the rule, 0 at first: by custom all that match, 1 the newest of them, 2
+ *                         authorities only, 3 all but authorities (@ref concept_search)
  *  @param[in,out] search  the constraints
  *  @retval KWPKI_OK      the value is stored
- *  @retval KWPKI_FAILED  `search` is null */
+ *  @retval KWPKI_FAILED  `search` is null
+ *
+ *  @snippet api.c constraints
+ *  @see KwPkiSearchSetPathLength, KwPkiSearchAsync */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetRule(uint32_t value, KwPkiSearch search);
 
 /** KwPkiSearchSetGroupModeOn sets group mode; nothing unsets it.
@@ -652,7 +765,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetRule(uint32_t value, KwPkiSearch search);
  *
  *  @param[in,out] search  the constraints
  *  @retval KWPKI_OK      group mode is set
- *  @retval KWPKI_FAILED  `search` is null */
+ *  @retval KWPKI_FAILED  `search` is null
+ *
+ *  @snippet api.c search
+ *  @see KwPkiSearchSetKeys */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetGroupModeOn(KwPkiSearch search);
 /** @} */
 
@@ -666,7 +782,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetGroupModeOn(KwPkiSearch search);
  *  - Threads: see convention 7.
  *
  *  @param[in] list  the list
- *  @return 1 for a null or empty list, else 0 */
+ *  @return 1 for a null or empty list, else 0
+ *
+ *  @snippet api.c list
+ *  @see KwPkiCertListFirst, KwPkiGetSearchState */
 uint32_t KWPKI_CALL KwPkiCertListIsEmpty(KwPkiCertList list);
 
 /** KwPkiCertListFirst goes to the first certificate of a list.
@@ -685,7 +804,9 @@ uint32_t KWPKI_CALL KwPkiCertListIsEmpty(KwPkiCertList list);
  *      KwPkiStringFree(text);
  *    }
  *  }
- *  @endcode */
+ *  @endcode
+ *
+ *  @see KwPkiCertListNext, KwPkiCertListLast, KwPkiCertListFree */
 KwPkiCert KWPKI_CALL KwPkiCertListFirst(KwPkiCertList list);
 
 /** KwPkiCertListLast goes to the last certificate of a list.
@@ -693,7 +814,10 @@ KwPkiCert KWPKI_CALL KwPkiCertListFirst(KwPkiCertList list);
  *  - Threads: see convention 7; it moves the position of the list.
  *
  *  @param[in,out] list  the list
- *  @return the certificate there, or null if the list is null or empty */
+ *  @return the certificate there, or null if the list is null or empty
+ *
+ *  @snippet api.c list
+ *  @see KwPkiCertListPrev, KwPkiCertListFirst */
 KwPkiCert KWPKI_CALL KwPkiCertListLast(KwPkiCertList list);
 
 /** KwPkiCertListNext goes one step on; at the end it stays.
@@ -702,7 +826,10 @@ KwPkiCert KWPKI_CALL KwPkiCertListLast(KwPkiCertList list);
  *
  *  @param[in,out] list  the list
  *  @return the certificate there; null at the end, before the first use of KwPkiCertListFirst or
- *          KwPkiCertListLast, and for a null list */
+ *          KwPkiCertListLast, and for a null list
+ *
+ *  @snippet api.c list
+ *  @see KwPkiCertListFirst, KwPkiCertListPrev */
 KwPkiCert KWPKI_CALL KwPkiCertListNext(KwPkiCertList list);
 
 /** KwPkiCertListPrev goes one step back; at the first certificate it stays.
@@ -711,7 +838,10 @@ KwPkiCert KWPKI_CALL KwPkiCertListNext(KwPkiCertList list);
  *
  *  @param[in,out] list  the list
  *  @return the certificate there; null if it stayed, before the first use of KwPkiCertListFirst or
- *          KwPkiCertListLast, and for a null list */
+ *          KwPkiCertListLast, and for a null list
+ *
+ *  @snippet api.c list
+ *  @see KwPkiCertListLast, KwPkiCertListNext */
 KwPkiCert KWPKI_CALL KwPkiCertListPrev(KwPkiCertList list);
 
 /** KwPkiCertListCurrent tells where the last step led to.
@@ -719,7 +849,10 @@ KwPkiCert KWPKI_CALL KwPkiCertListPrev(KwPkiCertList list);
  *  - Threads: see convention 7.
  *
  *  @param[in] list  the list
- *  @return the certificate there, or null if there was no step yet or the list is null or empty */
+ *  @return the certificate there, or null if there was no step yet or the list is null or empty
+ *
+ *  @snippet api.c list
+ *  @see KwPkiCertListFirst, KwPkiCertListNext */
 KwPkiCert KWPKI_CALL KwPkiCertListCurrent(KwPkiCertList list);
 
 /** KwPkiCertListFree frees a list.
@@ -728,7 +861,10 @@ KwPkiCert KWPKI_CALL KwPkiCertListCurrent(KwPkiCertList list);
  *  - Threads: see convention 7.
  *
  *  @param[in] list  a list, or null
- *  @retval KWPKI_OK  always */
+ *  @retval KWPKI_OK  always
+ *
+ *  @snippet api.c list
+ *  @see KwPkiSearchAsync, KwPkiCertFree */
 KwPkiStatus KWPKI_CALL KwPkiCertListFree(KwPkiCertList list);
 
 /** KwPkiGetSearchState tells what the service said of the state of its search and, if it said more,
@@ -750,7 +886,9 @@ KwPkiStatus KWPKI_CALL KwPkiCertListFree(KwPkiCertList list);
  *    printf("state %u: %s\n", (unsigned)state, text ? text : "no more was said");
  *    KwPkiStringFree(text);
  *  }
- *  @endcode */
+ *  @endcode
+ *
+ *  @see KwPkiSearchAsync, KwPkiCertListIsEmpty, KwPkiStringFree */
 char *KWPKI_CALL KwPkiGetSearchState(KwPkiCertList list, uint32_t *state, char **text);
 /** @} */
 
@@ -770,7 +908,10 @@ char *KWPKI_CALL KwPkiGetSearchState(KwPkiCertList list, uint32_t *state, char *
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  `cert` is null, or another reason of convention 8
- *  @return else the agent's own status for data that it would not take */
+ *  @return else the agent's own status for data that it would not take
+ *
+ *  @snippet api.c add
+ *  @see KwPkiCrlAddAsync, KwPkiSearchAsync, KwPkiProcessAsyncResponce */
 KwPkiStatus KWPKI_CALL KwPkiCertAddAsync(KwPkiCert cert, KwPkiStatusCallback callback,
                                          void *context, uint32_t options, void *agent);
 
@@ -784,7 +925,10 @@ KwPkiStatus KWPKI_CALL KwPkiCertAddAsync(KwPkiCert cert, KwPkiStatusCallback cal
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  `crl` is null, or another reason of convention 8
- *  @return else the agent's own status for data that it would not take */
+ *  @return else the agent's own status for data that it would not take
+ *
+ *  @snippet api.c add
+ *  @see KwPkiCertAddAsync, KwPkiProcessAsyncResponce */
 KwPkiStatus KWPKI_CALL KwPkiCrlAddAsync(KwPkiCrl crl, KwPkiStatusCallback callback, void *context,
                                         void *agent);
 
@@ -813,7 +957,9 @@ KwPkiStatus KWPKI_CALL KwPkiCrlAddAsync(KwPkiCrl crl, KwPkiStatusCallback callba
  *    static char label[] = "my search";
  *    return KwPkiSearchAsync(search, NULL, on_found, label, agent);
  *  }
- *  @endcode */
+ *  @endcode
+ *
+ *  @see KwPkiSearchAllocate, KwPkiSearchPathAsync, KwPkiProcessAsyncResponce */
 KwPkiStatus KWPKI_CALL KwPkiSearchAsync(KwPkiSearch search, KwPkiValidity validity,
                                         KwPkiCertListCallback callback, void *context, void *agent);
 
@@ -830,7 +976,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchAsync(KwPkiSearch search, KwPkiValidity validi
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  `first` or `second` is null, or another reason of convention 8
- *  @return else the agent's own status for data that it would not take */
+ *  @return else the agent's own status for data that it would not take
+ *
+ *  @snippet api.c search
+ *  @see KwPkiSearchAsync, KwPkiProcessAsyncResponce */
 KwPkiStatus KWPKI_CALL KwPkiSearchPathAsync(KwPkiSearch first, KwPkiSearch second,
                                             KwPkiValidity validity, KwPkiCertListCallback callback,
                                             void *context, void *agent);
@@ -844,7 +993,10 @@ KwPkiStatus KWPKI_CALL KwPkiSearchPathAsync(KwPkiSearch first, KwPkiSearch secon
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  a reason of convention 8
- *  @return else the agent's own status for data that it would not take */
+ *  @return else the agent's own status for data that it would not take
+ *
+ *  @snippet api.c service
+ *  @see KwPkiStatusAsync, KwPkiProcessAsyncResponce */
 KwPkiStatus KWPKI_CALL KwPkiCaNamesAsync(KwPkiNamesCallback callback, void *context, void *agent);
 
 /** KwPkiStatusAsync asks for a block that tells the state of the service.
@@ -857,7 +1009,10 @@ KwPkiStatus KWPKI_CALL KwPkiCaNamesAsync(KwPkiNamesCallback callback, void *cont
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  a reason of convention 8
- *  @return else the agent's own status for data that it would not take */
+ *  @return else the agent's own status for data that it would not take
+ *
+ *  @snippet api.c service
+ *  @see KwPkiCaNamesAsync, KwPkiProcessAsyncResponce, KwPkiStringFree */
 KwPkiStatus KWPKI_CALL KwPkiStatusAsync(KwPkiDataCallback callback, void *context, void *agent);
 
 /** KwPkiCertRequestAsync hands a request for a certificate to the service, with four names and a
@@ -887,7 +1042,9 @@ KwPkiStatus KWPKI_CALL KwPkiStatusAsync(KwPkiDataCallback callback, void *contex
  *    const char *const names[4] = {"first", "second", NULL, NULL};
  *    return KwPkiCertRequestAsync(&request, names, NULL, on_status, status, agent);
  *  }
- *  @endcode */
+ *  @endcode
+ *
+ *  @see KwPkiCertRequestRemoveAsync, KwPkiProcessAsyncResponce */
 KwPkiStatus KWPKI_CALL KwPkiCertRequestAsync(const KwPkiBlock *request, const char *const *names,
                                              const char *further, KwPkiStatusCallback callback,
                                              void *context, void *agent);
@@ -902,7 +1059,10 @@ KwPkiStatus KWPKI_CALL KwPkiCertRequestAsync(const KwPkiBlock *request, const ch
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  `names` is null, or another reason of convention 8
- *  @return else the agent's own status for data that it would not take */
+ *  @return else the agent's own status for data that it would not take
+ *
+ *  @snippet api.c request
+ *  @see KwPkiCertRequestAsync, KwPkiProcessAsyncResponce */
 KwPkiStatus KWPKI_CALL KwPkiCertRequestRemoveAsync(const char *const *names,
                                                    KwPkiStatusCallback callback, void *context,
                                                    void *agent);
@@ -925,7 +1085,9 @@ KwPkiStatus KWPKI_CALL KwPkiCertRequestRemoveAsync(const char *const *names,
  *  void on_message(const uint8_t *body, uint32_t length) {
  *    if (KwPkiProcessAsyncResponce(body, length) != KWPKI_OK) printf("a reply to no request\n");
  *  }
- *  @endcode */
+ *  @endcode
+ *
+ *  @see KwPkiSearchAsync, KwPkiCertAddAsync, @ref wire_format */
 KwPkiStatus KWPKI_CALL KwPkiProcessAsyncResponce(const uint8_t *data, uint32_t length);
 /** @} */
 

@@ -1,10 +1,15 @@
 #!/bin/sh
-# documentation.sh HEADER EXPORTS.TXT holds the comment above each exported function to what callers
-# need beside what doxygen minds: who owns what, which threads may call it, and, of a function with
-# a status, the codes.
+# documentation.sh HEADER EXPORTS.TXT EXAMPLES.C holds the comment above each exported function to
+# what callers need beside what doxygen minds: who owns what, which threads may call it, of a
+# function with a status the codes, what else to look at, and an example, in place or by name.
 awk '
   function lacks(what) { print name " lacks " what; bad = 1 }
-  FNR == NR { wanted[$1]; next }
+  FILENAME == ARGV[1] { wanted[$1]; next }
+  FILENAME == ARGV[2] {
+    if (match($0, /^\/\* \[.*\] \*\/$/)) part = part == $0 ? "" : $0
+    example[part] = example[part] $0 "\n"
+    next
+  }
   /^\/\*\*/ { comment = "" }
   { comment = comment $0 "\n" }
   match($0, /KWPKI_CALL KwPki[A-Za-z0-9]*\(/) {
@@ -14,9 +19,14 @@ awk '
     if ($0 ~ /^KwPkiStatus/ && comment !~ /@retval KWPKI_OK /) lacks("@retval KWPKI_OK")
     if (comment !~ / Ownership: +[^ \n]/) lacks("Ownership:")
     if (comment !~ / Threads: +[^ \n]/) lacks("Threads:")
+    if (comment !~ / @see KwPki/) lacks("@see")
+    shown = substr(comment, 1, length(comment) - length($0) - 1)
+    if (match(comment, / @snippet api[.]c [^\n]*/))
+      shown = example["/* [" substr(comment, RSTART + 16, RLENGTH - 16) "] */"]
+    if (!index(shown, name "(")) lacks("an example")
     comment = ""
   }
   END {
     for (name in wanted) lacks("a declaration")
     exit bad
-  }' "$2" "$1"
+  }' "$2" "$3" "$1"
