@@ -233,20 +233,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertFree(KwPkiCert cert);
  *                        not know, or is longer than 64 MiB: `cert` is then empty; or `cert` is
  *                        null, or `data` is with a length above 0: nothing has changed
  *
- *  @code{.c}
- *  KwPkiCert read_der(const char *path) {
- *    uint8_t *data = NULL;
- *    uint32_t length = 0;
- *    KwPkiCert cert = KwPkiCertAllocate();
- *    if (KwPkiReadFile(path, 0, &data, &length) || KwPkiCertSetBer(data, length, cert)) {
- *      KwPkiCertFree(cert);
- *      cert = NULL;
- *    }
- *    KwPkiStringFree(data);
- *    return cert;
- *  }
- *  @endcode
- *
+ *  @snippet api.c read certificate
  *  @see KwPkiCertGetBer, KwPkiReadFile, KwPkiCrlSetBer */
 KwPkiStatus KWPKI_CALL KwPkiCertSetBer(const uint8_t *data, uint32_t length, KwPkiCert cert);
 
@@ -279,14 +266,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetBer(KwPkiCert cert, const uint8_t **data, uin
  *                        exceed 100 MiB (in these cases KwPkiCertGetSubjectDNDer works); or the
  *                        certificate is empty or has no subject, or an argument is null
  *
- *  @code{.c}
- *  void print_subject(KwPkiCert cert) {
- *    char *text = NULL;
- *    if (KwPkiCertGetSubjectDN(cert, &text) == KWPKI_OK) printf("%s\n", text);
- *    KwPkiStringFree(text);
- *  }
- *  @endcode
- *
+ *  @snippet api.c show certificate
  *  @see KwPkiCertGetSubjectDNDer, KwPkiSearchKeySetDN */
 KwPkiStatus KWPKI_CALL KwPkiCertGetSubjectDN(KwPkiCert cert, char **text);
 
@@ -333,15 +313,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertGetSerialNumber(KwPkiCert cert, char **text);
  *                               it held
  *  @retval KWPKI_KEY_FAILED     the key cannot be exported: `key` is then empty
  *
- *  @code{.c}
- *  uint32_t key_length(KwPkiCert cert) {
- *    KwPkiPublicKey key = KwPkiPublicKeyAllocate();
- *    const uint32_t length = KwPkiCertGetPublicKey(cert, key) == KWPKI_OK ? key->length : 0;
- *    KwPkiPublicKeyFree(key);
- *    return length;
- *  }
- *  @endcode
- *
+ *  @snippet api.c key of certificate
  *  @see KwPkiPublicKeyAllocate, KwPkiSearchKeySetPublicKey, @ref key_blob */
 KwPkiStatus KWPKI_CALL KwPkiCertGetPublicKey(KwPkiCert cert, KwPkiPublicKey key);
 /** @} */
@@ -688,19 +660,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetUnixTime(uint32_t not_before, uint32_t not_
  *  @retval KWPKI_OK      the keys are set
  *  @retval KWPKI_FAILED  the constraints have keys already, or a handle is null: no change
  *
- *  @code{.c}
- *  KwPkiSearch search_for_host(const char *name) {
- *    KwPkiSearchKey key = KwPkiSearchKeyAllocate();
- *    KwPkiSearch search = KwPkiSearchAllocate();
- *    if (KwPkiSearchKeySetDNS(name, 0, key) || KwPkiSearchSetKeys(key, search)) {
- *      KwPkiSearchFree(search);
- *      search = NULL;
- *    }
- *    KwPkiSearchKeyFree(key);
- *    return search;
- *  }
- *  @endcode
- *
+ *  @snippet api.c constraints
  *  @see KwPkiSearchKeyAllocate, KwPkiSearchSetGroupModeOn */
 KwPkiStatus KWPKI_CALL KwPkiSearchSetKeys(KwPkiSearchKey key, KwPkiSearch search);
 
@@ -708,8 +668,8 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetKeys(KwPkiSearchKey key, KwPkiSearch search
  *  - Ownership: nothing changes hands.
  *  - Threads: see convention 7.
  *
- *  @param[in] value       the type, 0 at first: by custom any, 1 RSA, 2 DSA, 4 Diffie-Hellman
- *                         (@ref concept_search)
+ *  @param[in] value       the type, 0 at first. To the loopback service that is any, 1 is RSA,
+ *                         2 DSA, 4 Diffie-Hellman (@ref concept_search)
  *  @param[in,out] search  the constraints
  *  @retval KWPKI_OK      the value is stored
  *  @retval KWPKI_FAILED  `search` is null
@@ -722,8 +682,9 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetKeyType(uint32_t value, KwPkiSearch search)
  *  - Ownership: nothing changes hands.
  *  - Threads: see convention 7.
  *
- *  @param[in] value       the bits, 0 at first, for none: by custom 0x80 digital signature to 0x01
- *                         encipher only, 0x8000 decipher only (@ref concept_search)
+ *  @param[in] value       the bits, 0 at first, for none. To the loopback service they go from 0x80
+ *                         for digital signature to 0x01 for encipher only, and 0x8000 for decipher
+ *                         only (@ref concept_search)
  *  @param[in,out] search  the constraints
  *  @retval KWPKI_OK      the value is stored
  *  @retval KWPKI_FAILED  `search` is null
@@ -749,8 +710,9 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetPathLength(uint32_t value, KwPkiSearch sear
  *  - Ownership: nothing changes hands.
  *  - Threads: see convention 7.
  *
- *  @param[in] value       the rule, 0 at first: by custom all that match, 1 the newest of them, 2
- *                         authorities only, 3 all but authorities (@ref concept_search)
+ *  @param[in] value       the rule, 0 at first. To the loopback service that is all that match, 1
+ *                         the newest of them, 2 authorities only, 3 all but authorities
+ *                         (@ref concept_search)
  *  @param[in,out] search  the constraints
  *  @retval KWPKI_OK      the value is stored
  *  @retval KWPKI_FAILED  `search` is null
@@ -796,16 +758,7 @@ uint32_t KWPKI_CALL KwPkiCertListIsEmpty(KwPkiCertList list);
  *  @param[in,out] list  the list
  *  @return the certificate there, or null if the list is null or empty
  *
- *  @code{.c}
- *  void print_serial_numbers(KwPkiCertList list) {
- *    for (KwPkiCert cert = KwPkiCertListFirst(list); cert; cert = KwPkiCertListNext(list)) {
- *      char *text = NULL;
- *      if (KwPkiCertGetSerialNumber(cert, &text) == KWPKI_OK) printf("%s\n", text);
- *      KwPkiStringFree(text);
- *    }
- *  }
- *  @endcode
- *
+ *  @snippet api.c list
  *  @see KwPkiCertListNext, KwPkiCertListLast, KwPkiCertListFree */
 KwPkiCert KWPKI_CALL KwPkiCertListFirst(KwPkiCertList list);
 
@@ -878,16 +831,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertListFree(KwPkiCertList list);
  *  @return the words; null if there are none, which is no failure, or if an argument is null:
  *          `*state` is then left as it is, too
  *
- *  @code{.c}
- *  void print_state(KwPkiCertList list) {
- *    uint32_t state = 0;
- *    char *text = NULL;
- *    KwPkiGetSearchState(list, &state, &text);
- *    printf("state %u: %s\n", (unsigned)state, text ? text : "no more was said");
- *    KwPkiStringFree(text);
- *  }
- *  @endcode
- *
+ *  @snippet api.c list
  *  @see KwPkiSearchAsync, KwPkiCertListIsEmpty, KwPkiStringFree */
 char *KWPKI_CALL KwPkiGetSearchState(KwPkiCertList list, uint32_t *state, char **text);
 /** @} */
@@ -946,19 +890,7 @@ KwPkiStatus KWPKI_CALL KwPkiCrlAddAsync(KwPkiCrl crl, KwPkiStatusCallback callba
  *  @retval KWPKI_NOT_POSTED  `search` is null, or another reason of convention 8
  *  @return else the agent's own status for data that it would not take
  *
- *  @code{.c}
- *  static void KWPKI_CALL on_found(void *context, uint32_t status, KwPkiCertList list) {
- *    printf("%s: status %u, %s\n", (const char *)context, (unsigned)status,
- *           KwPkiCertListIsEmpty(list) ? "nothing found" : "found");
- *    KwPkiCertListFree(list);
- *  }
- *
- *  KwPkiStatus ask(KwPkiSearch search, void *agent) {
- *    static char label[] = "my search";
- *    return KwPkiSearchAsync(search, NULL, on_found, label, agent);
- *  }
- *  @endcode
- *
+ *  @snippet api.c search
  *  @see KwPkiSearchAllocate, KwPkiSearchPathAsync, KwPkiProcessAsyncResponce */
 KwPkiStatus KWPKI_CALL KwPkiSearchAsync(KwPkiSearch search, KwPkiValidity validity,
                                         KwPkiCertListCallback callback, void *context, void *agent);
@@ -1032,18 +964,7 @@ KwPkiStatus KWPKI_CALL KwPkiStatusAsync(KwPkiDataCallback callback, void *contex
  *                            above 0, or another reason of convention 8
  *  @return else the agent's own status for data that it would not take
  *
- *  @code{.c}
- *  static void KWPKI_CALL on_status(void *context, uint32_t status) {
- *    *(uint32_t *)context = status;
- *  }
- *
- *  KwPkiStatus hand_in(const uint8_t *data, uint32_t length, uint32_t *status, void *agent) {
- *    const KwPkiBlock request = {data, length};
- *    const char *const names[4] = {"first", "second", NULL, NULL};
- *    return KwPkiCertRequestAsync(&request, names, NULL, on_status, status, agent);
- *  }
- *  @endcode
- *
+ *  @snippet api.c request
  *  @see KwPkiCertRequestRemoveAsync, KwPkiProcessAsyncResponce */
 KwPkiStatus KWPKI_CALL KwPkiCertRequestAsync(const KwPkiBlock *request, const char *const *names,
                                              const char *further, KwPkiStatusCallback callback,
@@ -1081,12 +1002,7 @@ KwPkiStatus KWPKI_CALL KwPkiCertRequestRemoveAsync(const char *const *names,
  *                        cannot be read, or the callback is null: the request is then over without
  *                        a call
  *
- *  @code{.c}
- *  void on_message(const uint8_t *body, uint32_t length) {
- *    if (KwPkiProcessAsyncResponce(body, length) != KWPKI_OK) printf("a reply to no request\n");
- *  }
- *  @endcode
- *
+ *  @snippet api.c replies
  *  @see KwPkiSearchAsync, KwPkiCertAddAsync, @ref wire_format */
 KwPkiStatus KWPKI_CALL KwPkiProcessAsyncResponce(const uint8_t *data, uint32_t length);
 /** @} */

@@ -7,16 +7,7 @@
 /** KWPKI_ERRORS calls ROW(NAME, MEANING, CAUSE) for each status code of kwpki.h: its macro, what it
  *  means, and what mostly causes it.
  *
- *  @code{.c}
- *  #include <kwpki_errors.h>
- *  const char *meaning(KwPkiStatus status) {
- *  #define ROW(name, text, cause) \
- *    if (status == name) return text;
- *    KWPKI_ERRORS(ROW)
- *  #undef ROW
- *    return "a status of the management agent";
- *  }
- *  @endcode */
+ *  @snippet api.c meaning */
 #define KWPKI_ERRORS(ROW)                                                                         \
   ROW(KWPKI_OK, "success",                                                                        \
       "nothing is wrong; of a request it means that the agent took the message, not that the "    \

@@ -1,7 +1,7 @@
 #!/bin/sh
 # documentation.sh HEADER EXPORTS.TXT EXAMPLES.C holds the comment above each exported function to
 # what callers need beside what doxygen minds: who owns what, which threads may call it, of a
-# function with a status the codes, what else to look at, and an example, in place or by name.
+# function with a status the codes, what else to look at, and a part of the examples that calls it.
 awk '
   function lacks(what) { print name " lacks " what; bad = 1 }
   FILENAME == ARGV[1] { wanted[$1]; next }
@@ -20,9 +20,8 @@ awk '
     if (comment !~ / Ownership: +[^ \n]/) lacks("Ownership:")
     if (comment !~ / Threads: +[^ \n]/) lacks("Threads:")
     if (comment !~ / @see KwPki/) lacks("@see")
-    shown = substr(comment, 1, length(comment) - length($0) - 1)
-    if (match(comment, / @snippet api[.]c [^\n]*/))
-      shown = example["/* [" substr(comment, RSTART + 16, RLENGTH - 16) "] */"]
+    match(comment, / @snippet api[.]c [^\n]*/)
+    shown = example["/* [" substr(comment, RSTART + 16, RLENGTH - 16) "] */"]
     if (!index(shown, name "(")) lacks("an example")
     comment = ""
   }

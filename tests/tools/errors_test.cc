@@ -4,32 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
-#include <sstream>
-
 #include "support/tool.h"
 
 namespace {
 
 using testing::HasSubstr;
-
-// The table has the header's codes, no more and no less.
-TEST(ErrorCommand, KnowsTheHeader) {
-  std::ifstream header(KWPKI_SOURCE_DIR "/include/kwpki.h");
-  std::map<std::string, uint32_t> expected, found;
-  for (std::string line; std::getline(header, line);) {
-    std::istringstream words(line);
-    std::string define, name, value;
-    if (!(words >> define >> name >> value) || define != "#define" || name == "KWPKI_CALL")
-      continue;
-    expected[name] = static_cast<uint32_t>(std::stoul(value, nullptr, 0));
-  }
-  for (const kwpki::ErrorRow &row : kwpki::error_rows()) {
-    if (row.name.starts_with("KWPKI_")) found[std::string(row.name)] = row.code;
-  }
-  EXPECT_GE(expected.size(), 8u);
-  EXPECT_EQ(found, expected);
-}
 
 TEST(ErrorCommand, FindsCodesAndNames) {
   for (const char *code :
