@@ -1,7 +1,7 @@
 #!/bin/sh
 # make.sh DOXYFILE SOURCE OUT makes the reference as HTML in OUT/html: of the headers, the pages
-# here, the loopback's README and the tool's manual. First the C interface alone: whatever of it is
-# not told, down to each parameter, is an error.
+# here, the READMEs of the loopback and of Python, and the tool's manual. First the C interface
+# alone: whatever of it is not told, down to each parameter, is an error.
 set -eu
 doxyfile=$1 source=$2 out=$3
 doxygen=${DOXYGEN:-doxygen}
@@ -25,6 +25,7 @@ fi
 } >"$out/links.sed"
 cp "$source"/docs/pages/*.md "$out/pages"
 sed '1s/$/ {#loopback}/' "$source/loopback/README.md" >"$out/pages/6_loopback.md"
+sed '1s/$/ {#python}/' "$source/python/README.md" >"$out/pages/7_python.md"
 {
   printf '# The tool {#tool}\n\n@htmlonly\n'
   pandoc --from markdown-smart --to html --shift-heading-level-by=1 "$source/docs/kwpki.1.md"
