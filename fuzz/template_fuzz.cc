@@ -50,7 +50,7 @@ struct Arguments {
       const SshAsn1Binding &binding = kSshAsn1Bindings[op.type];
       if (binding.view == 0 || (op.children && op.type < SSH_ASN1_CONSTRUCTED)) continue;
       Values &value = values.emplace_back();
-      add(owned && binding.owned ? binding.owned : binding.view, value);
+      add(owned && binding.second_form ? binding.second_form : binding.view, value);
       if (owned && binding.sized) add(SSH_ASN1_FORM_SIZE, value);
     }
     fits.push_back(0);

@@ -60,10 +60,10 @@ static uintptr_t call(const char *name, uint32_t count, const uintptr_t *argumen
 
 #if !defined(_WIN32) || defined(_WIN64)
 uintptr_t checked_call(Function function, uint32_t count, const uintptr_t *arguments,
-                       uint32_t shift, intptr_t *moved) {
+                       uint32_t ignored, intptr_t *moved) {
   uintptr_t a[6] = {0};
   memcpy(a, arguments, count * sizeof *arguments);
-  (void)shift;
+  (void)ignored;
   *moved = 0;
   /* Arguments that a function does not have do no harm in the conventions of these systems. */
   return ((uintptr_t(*)(uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t))function)(
