@@ -10,7 +10,7 @@ test "${1:-}" != --fix || mode=-i
 tools/setup.sh check
 
 find src include tests tools fuzz bench examples loopback \
-  -name '*.h' -o -name '*.cc' -o -name '*.c' |
+  -name '*.h' -o -name '*.hpp' -o -name '*.cc' -o -name '*.c' |
   xargs clang-format-14 $mode
 
 tools/licences.sh
