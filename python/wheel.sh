@@ -13,6 +13,7 @@ cp pyproject.toml setup.py README.md ../LICENSE "$stage"
 cp kwpki/*.py kwpki/py.typed "$stage/kwpki"
 "$tool" error --json >"$stage/kwpki/errors.json"
 cp "$library" "$stage/kwpki"
+case $library in *.so*) strip --strip-unneeded "$stage/kwpki/${library##*/}" ;; esac
 chmod -R u=rwX,go=rX "$stage"
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || echo 1767225600)}
 KWPKI_PLATFORM=$platform KWPKI_VERSION=$("$tool" --version | cut -d ' ' -f 2)

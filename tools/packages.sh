@@ -1,8 +1,9 @@
 #!/bin/sh
 # packages.sh makes the files to hand out, in build/packages, with their sums in SHA256SUMS: Debian
-# packages, a ZIP for Windows of 32 and of 64 bits, and the tarball of the sources. They come from
-# the tree as it is, the tarball from the last commit. packages.sh --test uses them as their users
-# would, and makes them once more in another folder, of the tarball: the bytes have to be the same.
+# packages, a ZIP for Windows of 32 and of 64 bits, Python wheels, and the tarball of the sources.
+# They come from the tree as it is, the tarball from the last commit. packages.sh --test uses them
+# as their users would, and makes them once more in another folder, of the tarball: the bytes have
+# to be the same.
 set -eu
 cd "$(dirname "$0")/.."
 umask 022
@@ -25,6 +26,7 @@ make_all() {
     (cd "build/$preset" && cpack)
     mv "build/$preset/packages"/*.deb "build/$preset/packages"/*.zip "$out" 2>/dev/null || true
   done
+  tools/wheels.sh "$out" debian zip32 zip64
   if test -e .git; then
     git archive --prefix="kwpki-$version/" HEAD | gzip -9n >"$out/kwpki-$version.tar.gz"
   fi

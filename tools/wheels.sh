@@ -1,14 +1,18 @@
 #!/bin/sh
-# wheels.sh [OUT] builds the Python wheels, for Linux and for 32-bit Windows, each with the modern
-# library inside, into the folder OUT, build/wheels unless given.
+# wheels.sh [OUT LINUX WIN32 [WIN64]] puts the Python wheels into the folder OUT, each with a modern
+# library inside: for Linux, and for Windows of 32 and 64 bits, from builds of these presets, which
+# are there. Without arguments it makes them, but for 64-bit Windows, and fills build/wheels.
 set -eu
 cd "$(dirname "$0")/.."
-out=${1:-build/wheels}
 tools/setup.sh wheels
-tools/build.sh shipped KwPkiModern kwpki
-tools/build.sh windows KwPkiModern
-machine=$(uname -m)
-python/wheel.sh "manylinux_2_36_$machine" build/shipped/lib/libKwPkiModern.so.1 \
-  build/shipped/bin/kwpki "$out"
-python/wheel.sh win32 build/windows/bin/modern/KwPki.dll build/shipped/bin/kwpki "$out"
-ls "$out"
+if test $# = 0; then
+  tools/build.sh shipped KwPkiModern kwpki
+  tools/build.sh windows KwPkiModern
+  set -- build/wheels shipped windows
+fi
+out=$1 linux=build/$2 win32=build/$3 win64=${4:+build/$4}
+wheel() { python/wheel.sh "$1" "$2" "$linux/bin/kwpki" "$out"; }
+wheel "manylinux_2_36_$(uname -m)" "$linux/lib/libKwPkiModern.so.1"
+wheel win32 "$win32/bin/modern/KwPki.dll"
+test -z "$win64" || wheel win_amd64 "$win64/bin/modern/KwPki.dll"
+ls "$out"/*.whl

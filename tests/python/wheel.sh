@@ -17,7 +17,7 @@ cmp "$work"/1/*.whl "$work"/2/*.whl
 cd "$work"  # away from the sources of the package
 KWPKI_LOOPBACK=$host KWPKI_EXAMPLES=$source/examples \
   "$work/env/bin/python" -m pytest -q -p no:cacheprovider "$source/tests/python"
-"$work/env/bin/python" "$source/examples/search.py" "$host" "$source/examples" | grep -q '^1\. '
+"$work/env/bin/python" "$source/examples/search.py" "$host" "$source/examples" | grep '^1\. ' >/dev/null
 installed=$(echo "$work"/env/lib/python3*/site-packages/kwpki)
 "$python" -m mypy --strict --cache-dir "$work/mypy" "$installed"
 "$python" -m mypy --strict --cache-dir "$work/mypy" --platform win32 "$installed"
