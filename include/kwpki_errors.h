@@ -4,6 +4,8 @@
 #ifndef KWPKI_ERRORS_H
 #define KWPKI_ERRORS_H
 
+#include <kwpki.h>
+
 /** KWPKI_ERRORS calls ROW(NAME, MEANING, CAUSE) for each status code of kwpki.h: its macro, what it
  *  means, and what mostly causes it.
  *
