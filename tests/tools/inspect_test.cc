@@ -6,6 +6,7 @@
 #include <ctime>
 #include <filesystem>
 
+#include "kwpki/values/issuers.h"
 #include "kwpki/values/tree.h"
 #include "support/tool.h"
 #include "tools/inspect_samples.h"
@@ -153,6 +154,38 @@ TEST(Inspect, LimitsEntriesButCountsAll) {
     const json object = run(row.words, der).objects().at(0);
     EXPECT_EQ(object["entry_count"], 25);
     EXPECT_EQ(object["entries"].size(), row.in_json);
+  }
+}
+
+TEST(Inspect, WhoIssuedWhom) {
+  const struct {
+    const char *why;
+    std::vector<kwpki::Issued> objects;  // issuer, the key it says, subject, its key
+    const char *lines;                   // level and object
+  } rows[] = {
+      {"a chain in any order, with a CRL",
+       {{"B", "", "C", ""}, {"A", "", "A", ""}, {"A", "", "B", ""}, {"B", "", "", ""}},
+       "0:1 1:2 2:0 2:3 "},
+      {"a key chooses among issuers of one name",
+       {{"A", "1", "A", "1"}, {"A", "2", "A", "2"}, {"A", "2", "B", ""}},
+       "0:0 0:1 1:2 "},
+      {"a new key that the old one signed",
+       {{"A", "1", "A", "2"}, {"A", "1", "A", "1"}},
+       "0:1 1:0 "},
+      {"a key of nobody", {{"A", "1", "A", "1"}, {"A", "9", "B", ""}}, "0:0 1:1 "},
+      {"the same twice", {{"A", "", "A", ""}, {"A", "", "A", ""}}, "0:0 0:1 "},
+      {"issuers that are not there",
+       {{"X", "", "B", ""}, {"Y", "", "C", ""}, {"X", "", "D", ""}},
+       "0:? 1:0 1:2 0:? 1:1 "},
+      {"a circle", {{"B", "", "A", ""}, {"A", "", "B", ""}}, "0:0 1:1 "},
+      {"nothing is known", {{}}, "0:0 "},
+  };
+  for (const auto &row : rows) {
+    std::string lines;
+    for (const kwpki::IssuedLine &line : kwpki::issued_lines(row.objects))
+      lines += std::to_string(line.depth) + ":" +
+               (line.object == kwpki::kNoObject ? "?" : std::to_string(line.object)) + " ";
+    EXPECT_EQ(lines, row.lines) << row.why;
   }
 }
 

@@ -54,21 +54,13 @@ std::string span_text(seconds span) {
   return fmt::format("{} {}{}", number, row->unit, number == 1 ? "" : "s");
 }
 
-std::string marked(const Expiry &expiry, seconds soon, const Style &style,
-                   const std::string &text) {
-  return expiry.early || expiry.refused || expires_soon(expiry, soon) ? style.warning(text) : text;
+bool is_marked(const Expiry &expiry, seconds soon) {
+  return expiry.early || expiry.refused || expires_soon(expiry, soon);
 }
 
 // date_text is a time in UTC; the zone is said once, behind a period.
 std::string date_text(const SshBerTime &time) {
-  if (time == SshBerTime{}) return "-";
-  const Moment moment = moment_of(time);
-  const auto day = std::chrono::floor<std::chrono::days>(moment);
-  const std::chrono::year_month_day date(day);
-  const std::chrono::hh_mm_ss clock(moment - day);
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", static_cast<int>(date.year()),
-                     static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                     clock.hours().count(), clock.minutes().count(), clock.seconds().count());
+  return time == SshBerTime{} ? "-" : moment_text(moment_of(time));
 }
 
 // The lines of a record that is refused and the parts that they take. Some are left out without
@@ -201,8 +193,9 @@ std::string objections_of(const Expiry &expiry, bool weak_key, bool weakly_signe
 
 std::string period_text(const SshBerTime &from, const SshBerTime &to, const Expiry &expiry,
                         seconds soon, const Style &style) {
+  const std::string text = expiry_text(expiry);
   return fmt::format("{} to {} UTC, {}", date_text(from), date_text(to),
-                     marked(expiry, soon, style, expiry_text(expiry)));
+                     is_marked(expiry, soon) ? style.warning(text) : text);
 }
 
 std::string names_text(const SshX509Cert &cert) {
@@ -253,20 +246,32 @@ std::string fitted(const std::string &text, size_t columns) {
   return text.substr(0, at);
 }
 
-std::string left_text(const Expiry &expiry, seconds soon) {
-  if (expiry.refused) return "! REFUSED";
-  if (expiry.early) return "! not yet";
-  if (!expiry.known) return "  -";
-  return (expires_soon(expiry, soon) ? "! " : "  ") +
-         (expiry.expired ? "EXPIRED" : span_text(expiry.left));
+std::string left_text(const Expiry &expiry) {
+  if (expiry.refused) return "REFUSED";
+  if (expiry.early) return "not yet";
+  if (!expiry.known) return "-";
+  return expiry.expired ? "EXPIRED" : span_text(expiry.left);
 }
 
-std::string row_text(const SshBerTime &end, const Expiry &expiry, seconds soon, const Style &style,
-                     const std::string &kind, const SshX509Name *names, const std::string &where) {
-  return fmt::format(
-      "{:10}  {}  {}  {}  {}\n", date_text(end).substr(0, 10),
-      marked(expiry, soon, style, fmt::format("{:{}}", left_text(expiry, soon), kLeftColumns)),
-      kind, fitted(short_name(names), kSubjectColumns), escape(where));
+BriefRow row_between(const SshBerTime &from, const SshBerTime &to, const Expiry &expiry,
+                     seconds soon, const SshX509Name *names) {
+  BriefRow row = {.end = date_text(to).substr(0, 10),
+                  .left = left_text(expiry),
+                  .kind = {},
+                  .name = short_name(names),
+                  .marked = is_marked(expiry, soon)};
+  if (!(from == SshBerTime{})) row.from = moment_of(from);
+  if (!(to == SshBerTime{})) row.to = moment_of(to);
+  return row;
+}
+
+std::string row_text(const BriefRow &row, const Style &style, const std::string &where) {
+  const std::string kind = fitted(row.kind + (row.weak ? " weak" : ""), kKeyColumns);
+  const std::string left =
+      fmt::format("{:{}}", (row.marked ? "! " : "  ") + row.left, kLeftColumns);
+  return fmt::format("{:10}  {}  {}  {}  {}\n", row.end, row.marked ? style.warning(left) : left,
+                     row.weak ? style.warning(kind) : kind, fitted(row.name, kSubjectColumns),
+                     escape(where));
 }
 
 }  // namespace
@@ -292,6 +297,15 @@ std::string expiry_text(const Expiry &expiry) {
   if (!expiry.known) return "does not say when it expires";
   return expiry.expired ? "EXPIRED " + span_text(expiry.left) + " ago"
                         : "expires in " + span_text(expiry.left);
+}
+
+std::string moment_text(Moment moment) {
+  const auto day = std::chrono::floor<std::chrono::days>(moment);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss clock(moment - day);
+  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", static_cast<int>(date.year()),
+                     static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                     clock.hours().count(), clock.minutes().count(), clock.seconds().count());
 }
 
 std::string objections(const SshX509Cert &cert, Moment now) {
@@ -339,23 +353,33 @@ std::string brief_heading() {
                      kKeyColumns, "subject", kSubjectColumns, "file");
 }
 
+BriefRow row_of(const SshX509Cert &cert, Moment now, seconds soon) {
+  BriefRow row =
+      row_between(cert.not_before, cert.not_after, expiry_of(cert, now), soon, cert.subject_names);
+  row.kind = key_text(key_json(cert));
+  if (const size_t comma = row.kind.find(", "); comma != row.kind.npos)
+    row.kind =
+        row.kind.substr(0, comma) + row.kind.substr(comma + 1, row.kind.find(" bits") - comma - 1);
+  if (const size_t on = row.kind.find(" on "); on != row.kind.npos) row.kind.erase(on, 3);
+  row.weak = has_weak_key(cert);
+  return row;
+}
+
+BriefRow row_of(const SshX509Crl &crl, Moment now, seconds soon) {
+  BriefRow row =
+      row_between(crl.this_update, crl.next_update, expiry_of(crl, now), soon, crl.issuer_names);
+  row.kind = fmt::format("CRL, {}", crl.revoked_count);
+  return row;
+}
+
 std::string brief_row(const SshX509Cert &cert, Moment now, seconds soon, const Style &style,
                       const std::string &where) {
-  std::string kind = key_text(key_json(cert));
-  if (const size_t comma = kind.find(", "); comma != kind.npos)
-    kind = kind.substr(0, comma) + kind.substr(comma + 1, kind.find(" bits") - comma - 1);
-  if (const size_t on = kind.find(" on "); on != kind.npos) kind.erase(on, 3);
-  const bool weak = has_weak_key(cert);
-  kind = fitted(kind + (weak ? " weak" : ""), kKeyColumns);
-  return row_text(cert.not_after, expiry_of(cert, now), soon, style,
-                  weak ? style.warning(kind) : kind, cert.subject_names, where);
+  return row_text(row_of(cert, now, soon), style, where);
 }
 
 std::string brief_row(const SshX509Crl &crl, Moment now, seconds soon, const Style &style,
                       const std::string &where) {
-  return row_text(crl.next_update, expiry_of(crl, now), soon, style,
-                  fitted(fmt::format("CRL, {}", crl.revoked_count), kKeyColumns), crl.issuer_names,
-                  where);
+  return row_text(row_of(crl, now, soon), style, where);
 }
 
 std::string wrong_row(const Style &style, const std::string &why, const std::string &where) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 #include "kwpki/terminal/text.h"
@@ -32,6 +33,9 @@ bool expires_soon(const Expiry &expiry, std::chrono::seconds soon);
 // "does not say when it expires".
 std::string expiry_text(const Expiry &expiry);
 
+// moment_text is a moment in UTC, without saying so: "2026-11-22 06:10:40".
+std::string moment_text(Moment moment);
+
 // objections says in a line what speaks against a record: that it has expired or is not valid yet,
 // that its key or the hash of its signature is weak. Empty if nothing does.
 std::string objections(const SshX509Cert &cert, Moment now);
@@ -41,6 +45,19 @@ std::string objections(const SshX509Crl &crl, Moment now);
 std::string brief(const SshX509Cert &cert, Moment now, std::chrono::seconds soon,
                   const Style &style);
 std::string brief(const SshX509Crl &crl, Moment now, std::chrono::seconds soon, const Style &style);
+
+// BriefRow is what one line of a table tells of a record, escaped. What is not there is "-".
+struct BriefRow {
+  std::string end;      // the date of its end
+  std::string left;     // "12 days", "EXPIRED", "REFUSED", "not yet"
+  std::string kind;     // "RSA 2048", "CRL, 12"
+  std::string name;     // of the subject, or of who issued a CRL
+  bool weak = false;    // the key is
+  bool marked = false;  // what is left wants looking at
+  std::optional<Moment> from = {}, to = {};
+};
+BriefRow row_of(const SshX509Cert &cert, Moment now, std::chrono::seconds soon);
+BriefRow row_of(const SshX509Crl &crl, Moment now, std::chrono::seconds soon);
 
 // brief_row gives one line: the end, what is left, the key or kind, the subject or issuer, and
 // where it was found.

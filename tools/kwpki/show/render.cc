@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace kwpki {
 namespace {
@@ -45,7 +46,7 @@ constexpr size_t kOctetsOnLine = 20;
 
 class Renderer {
  public:
-  Renderer(const Style &style, std::string *out) : style_(style), out_(out) {}
+  explicit Renderer(const RenderedLines &take) : take_(take) {}
 
   void fields(const Json &object, size_t indent);
   void field(const std::string &key, const Json &value, size_t indent);
@@ -59,8 +60,8 @@ class Renderer {
   void digits(std::string label, const Json &value, size_t indent);
   void body(const std::string &label, const Json &value, size_t indent);
 
-  const Style &style_;
-  std::string *out_;
+  const RenderedLines &take_;
+  size_t dash_ = kNoDash;  // of the next line
 };
 
 const FieldRow *find_field(std::string_view key) {
@@ -149,9 +150,7 @@ bool in_a_line(const Json &value, std::string *text) {
 }
 
 void Renderer::line(size_t indent, std::string_view label, std::string_view text) {
-  out_->append(indent, ' ');
-  if (!label.empty()) *out_ += style_.label(escape(label)) + (text.empty() ? ":" : ": ");
-  *out_ += escape(text) + "\n";
+  take_({indent, std::string(label), std::string(text), std::exchange(dash_, kNoDash)});
 }
 
 void Renderer::octets(size_t indent, std::string_view label, const std::string &digits) {
@@ -187,10 +186,9 @@ void Renderer::item(const Json &value, size_t indent) {
   std::string text;
   if (value.is_object() && value.contains("critical")) return extension(value, indent);
   if (in_a_line(value, &text)) return line(indent, "", text);
-  const size_t start = out_->size();
+  dash_ = indent;  // an item begins where its dash stands
   fields(value, indent + 2);
-  if (out_->size() > start + indent)
-    (*out_)[start + indent] = '-';  // an item begins where its dash stands
+  dash_ = kNoDash;
 }
 
 void Renderer::array(const std::string &label, const Json &array, size_t indent) {
@@ -251,16 +249,36 @@ void Renderer::fields(const Json &object, size_t indent) {
   }
 }
 
+// line_writer gives what appends lines as text.
+RenderedLines line_writer(const Style &style, std::string *out) {
+  return [&style, out](const RenderedLine &line) {
+    const size_t start = out->size();
+    out->append(line.indent, ' ');
+    if (line.dash != kNoDash) (*out)[start + line.dash] = '-';
+    if (!line.label.empty())
+      *out += style.label(escape(line.label)) + (line.text.empty() ? ":" : ": ");
+    *out += escape(line.text) + "\n";
+  };
+}
+
 }  // namespace
 
+void render_lines(const Json &object, size_t indent, const RenderedLines &take) {
+  Renderer(take).fields(object, indent);
+}
+
+void render_extension_lines(const Json &extensions, size_t indent, const RenderedLines &take) {
+  Renderer renderer(take);
+  for (const Json &extension : extensions) renderer.extension(extension, indent);
+}
+
 void render(const Json &object, size_t indent, const Style &style, std::string *out) {
-  Renderer(style, out).fields(object, indent);
+  render_lines(object, indent, line_writer(style, out));
 }
 
 void render_extensions(const Json &extensions, size_t indent, const Style &style,
                        std::string *out) {
-  Renderer renderer(style, out);
-  for (const Json &extension : extensions) renderer.extension(extension, indent);
+  render_extension_lines(extensions, indent, line_writer(style, out));
 }
 
 }  // namespace kwpki

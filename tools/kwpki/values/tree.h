@@ -37,6 +37,7 @@ class TreeWalk {
   // next makes the next line; without `full`, only the marked one gets name and value. False at the
   // end.
   [[nodiscard]] bool next(TreeLine &line, bool full);
+  [[nodiscard]] size_t at() const { return at_; }  // where the next line begins
 
  private:
   struct Level {

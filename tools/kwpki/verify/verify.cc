@@ -10,6 +10,7 @@
 #include "kwpki/input/objects.h"
 #include "kwpki/terminal/text.h"
 #include "kwpki/values/describe.h"
+#include "kwpki/values/issuers.h"
 #include "kwpki/values/values.h"
 #include "kwpki/verify/signature.h"
 #include "x509/verify.h"
@@ -40,22 +41,6 @@ std::string readable(Bytes name) {
 }
 
 std::string shown(const std::string &name) { return name.empty() ? "no name" : name; }
-
-Bytes own_name(const SshX509Name *names) {
-  const SshX509Name *name = ssh_x509_name_find(names, SSH_X509_NAME_DN);
-  return name ? name->der : Bytes();
-}
-
-// compared gives the form in which the library compares names, or the DER of one that has none.
-std::string compared(Bytes name) {
-  SshDN dn = {};
-  uint8_t *der = nullptr;
-  size_t length = 0;
-  const bool good = ssh_dn_decode_der(name, &dn) && ssh_dn_encode_der_canonical(&dn, &der, &length);
-  ssh_dn_clear(&dn);
-  const SshBlock block(der);
-  return std::string(ssh_bytes_text(good ? Bytes(der, length) : name));
-}
 
 // Issuer is a certificate whose key may have signed something.
 struct Issuer {
@@ -173,7 +158,7 @@ void Verifier::take_issuer(const Place &place, Bytes octets) {
     start_items();
     Issuer issuer{place, std::move(cert), std::move(key), readable(subject), {}};
     issuer.weak = weak_key(issuer.cert->key);
-    issuers_.emplace(compared(subject), std::move(issuer));
+    issuers_.emplace(compared_name(subject), std::move(issuer));
     return;
   }
   const SshX509CrlOwner crl(ssh_x509_crl_allocate());
@@ -208,7 +193,7 @@ const IssuerName &Verifier::name_of(Bytes der) {
   }
   start_items();
   IssuerName name{readable(der), {}};
-  const auto [begin, end] = issuers_.equal_range(compared(der));
+  const auto [begin, end] = issuers_.equal_range(compared_name(der));
   for (auto at = begin; at != end; ++at) name.issuers.push_back(&at->second);
   names_size_ += sizeof name + key.size() + name.readable.size() + 8 * name.issuers.size();
   return names_.emplace(key, std::move(name)).first->second;
