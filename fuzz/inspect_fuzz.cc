@@ -161,6 +161,11 @@ void check_profile(Bytes input) {
   const Said text = run_tool(kwpki::inspect, options, input);
   options.full = true;
   require(run_tool(kwpki::inspect, options, input).exit == text.exit);
+  options.html = true;
+  const Said page = run_tool(kwpki::inspect, options, input);
+  require(page.exit == text.exit && page.text.ends_with("</html>\n"));
+  require(page.text.rfind("<script") == page.text.find("<script"));
+  options.html = false;
   options.json = true;
   const Said said = run_tool(kwpki::inspect, options, input);
   const MemoryFile file(input);

@@ -58,6 +58,8 @@ TEST(Inspect, ExitCodes) {
       {{"--profile", "classic", "--json", good}, 0, "\"hex\":\"1234567890\"", ""},
       {{}, 3, "", "standard input: holds nothing"},
       {{"inspect", "--color", "blue", good}, 2, "", "--color"},
+      {{"inspect", "--html", good, missing}, 3, "missing: No such file", "missing: No such file"},
+      {{"inspect", "--html", "--json", good}, 2, "", "--html: shows everything; no other view"},
       {{"inspect", "--entries", "-1", good}, 2, "", "--entries"},
       {{"inspect", "--profile", "old", good}, 2, "", "--profile"},
       {{"inspect", other}, 1, "", "line 1: block 1 (PRIVATE KEY) passed over"},
@@ -141,17 +143,21 @@ TEST(Inspect, FindsEveryBlockAndFile) {
 TEST(Inspect, LimitsEntriesButCountsAll) {
   const std::string der = crl(25);
   const struct {
-    std::vector<std::string> words;
+    std::vector<std::string> limit;
     size_t shown, in_json;
-  } rows[] = {{{"inspect", "--full"}, 10, 25},
-              {{"inspect", "--entries", "3"}, 3, 3},
-              {{"inspect", "--entries", "all"}, 25, 25}};
-  for (auto row : rows) {
-    const Result text = run(row.words, der);
-    EXPECT_EQ(count(text.out, ")  2002-03-04T05:06:07Z\n"), row.shown);
-    EXPECT_THAT(text.out, HasSubstr("Revoked certificates: 25"));
-    row.words.emplace_back("--json");
-    const json object = run(row.words, der).objects().at(0);
+  } rows[] = {{{}, 10, 25}, {{"--entries", "3"}, 3, 3}, {{"--entries", "all"}, 25, 25}};
+  for (const auto &row : rows) {
+    const auto view = [&](const char *option) {
+      std::vector<std::string> words = {"inspect", option};
+      words.insert(words.end(), row.limit.begin(), row.limit.end());
+      return run(words, der);
+    };
+    const std::string text = view("--full").out, page = view("--html").out;
+    EXPECT_EQ(count(text, ")  2002-03-04T05:06:07Z\n"), row.shown);
+    EXPECT_THAT(text, HasSubstr("Revoked certificates: 25"));
+    EXPECT_EQ(count(page, " 2002-03-04T05:06:07Z"), 2 * row.shown) << "fields and elements";
+    EXPECT_EQ(count(page, "\n      … "), row.shown < 25 ? 1u : 0u) << "bytes left out";
+    const json object = view("--json").objects().at(0);
     EXPECT_EQ(object["entry_count"], 25);
     EXPECT_EQ(object["entries"].size(), row.in_json);
   }

@@ -19,6 +19,9 @@ be base64 or hexadecimal alone, or UTF-16; a PKCS #7 bundle gives what it holds.
 is not valid yet or is weak (keys below 112 bits of strength, signatures over MD5 and SHA-1) is
 marked. Characters that act on a terminal or hide are shown as \xNN or \u{NNNN}.
 
+--html writes one page that a browser shows without a network: a table, who issued whom, and each
+object's elements beside its bytes. What is long is cut as by --entries and --tree-lines.
+
 JSON is one object a line, one for each certificate or CRL, in ASCII; DER is base64, other bytes
 are hexadecimal. kwpki(1) tells of its members. Messages go to standard error, and so does progress
 if that is a terminal and reading takes more than a second.
@@ -87,6 +90,8 @@ void add_inspect_command(CLI::App &app, Run &run) {
       ->type_name("SERIAL");
   command->add_flag("--json", options->json,
                     "Write JSON: complete, with every entry of a CRL and the DER");
+  command->add_flag("--html", options->html,
+                    "Write a page for a browser: all of it, with elements beside their bytes");
   command->add_flag("--tree", options->tree,
                     "Show the elements with their offsets; with --json, as well");
   count_option(command, "--entries", "How many entries of a CRL to show [10; with --json: all]",
@@ -96,6 +101,9 @@ void add_inspect_command(CLI::App &app, Run &run) {
   command->callback([options, &run] {
     if (options->pem && (options->json || options->find))
       throw CLI::ValidationError("--pem", "writes no JSON and finds nothing");
+    if (options->html &&
+        (options->json || options->pem || options->find || options->tree || options->full))
+      throw CLI::ValidationError("--html", "shows everything; no other view goes with it");
     run = [options](const Streams &streams) { return inspect(*options, streams); };
   });
 }

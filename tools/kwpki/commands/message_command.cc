@@ -11,6 +11,8 @@ constexpr const char *kDecodeFooter =
     R"(A FILE is the body of a message; "-" and no FILE mean standard input. Each line has the offset and
 length of a field in bytes, the bytes themselves, cut short with "..", and the value in words.
 
+With --html it is a page for a browser, with the fields beside the bytes.
+
 With --json the message is one JSON document, of which `kwpki message encode` makes the same
 bytes. Bytes are a JSON string where that is readable text, else {"hex": "..."}. Counts stand
 there only if they are wrong.
@@ -50,7 +52,11 @@ void add_decode(CLI::App *parent, Run &run) {
   command->add_flag("--hex", options->hex, "The FILE is hexadecimal text");
   command->add_flag("--json", options->json, "Write JSON");
   command->add_flag("--full", options->full, "Shorten nothing");
+  command->add_flag("--html", options->html,
+                    "Write a page for a browser: the fields beside their bytes");
   command->callback([options, &run] {
+    if (options->html && (options->json || options->full))
+      throw CLI::ValidationError("--html", "shows everything; no other view goes with it");
     run = [options](const Streams &streams) { return message_decode(*options, streams); };
   });
 }

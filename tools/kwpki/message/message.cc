@@ -8,6 +8,7 @@
 #include "kwpki/input/input.h"
 #include "kwpki/message/decode.h"
 #include "kwpki/message/encode.h"
+#include "kwpki/page/page_parts.h"
 #include "kwpki/terminal/exit.h"
 #include "kwpki/terminal/system.h"
 #include "kwpki/terminal/text.h"
@@ -64,6 +65,43 @@ void write_decoded_text(Bytes message, const MessageDecodeOptions &options, Outp
   output->write(text);
 }
 
+// message_page gives the page of a message: its fields as elements, groups and lists with the bytes of
+// all that is in them.
+Html message_page(const std::string &name, Bytes message, std::optional<MessageKind> kind,
+                  DecodedMessage *decoded) {
+  constexpr size_t kFieldsMost = 10000;
+  BesideBytes view(message);
+  const auto add = [&](const MessageLine &line) {
+    if (view.count() == kFieldsMost) return view.omit(1);
+    const size_t size = line.octets.size();
+    view.add({.offset = line.offset,
+              .header = 0,
+              .content = size ? size : kOpenEnd,
+              .own = size,
+              .depth = line.depth,
+              .name = line.name,
+              .value = line.value});
+  };
+  *decoded = decode_message(message, kind, add, false);
+  std::vector<std::string> wrong;
+  for (const MessageFault &fault : decoded->faults) {
+    wrong.push_back(fmt::format("{}, offset {}: {}", fault.field, fault.offset, fault.text));
+    view.blame(fault.offset, fault.text);
+  }
+  const std::string kind_name(kKindNames[static_cast<size_t>(decoded->kind)]);
+  return page_html({.title = "A " + kind_name + ": " + name,
+                    .about = std::string("kwpki ") + KWPKI_VERSION,
+                    .notes = {},
+                    .summary = {},
+                    .objects = section_html({.id = "o1",
+                                             .name = name,
+                                             .kind = kind_name,
+                                             .where = octet_count(message.size()),
+                                             .wrong = wrong,
+                                             .fields = {},
+                                             .view = view.html("without --html there are all")})});
+}
+
 // write_output writes to a file and gives "" or why it could not.
 std::string write_output(const std::string &name, std::string_view octets) {
   errno = 0;
@@ -102,7 +140,9 @@ int message_decode(const MessageDecodeOptions &options, const Streams &streams) 
     message = std::move(*octets);
   }
   DecodedMessage decoded;
-  if (options.json) {
+  if (options.html) {
+    output.write(message_page(std::string(name), message, options.kind, &decoded).code());
+  } else if (options.json) {
     decoded = decode_message(message, options.kind, {}, true);
     Json json = document();
     json.update(decoded.json);

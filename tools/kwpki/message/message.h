@@ -16,6 +16,7 @@ struct MessageDecodeOptions {
   std::optional<MessageKind> kind;  // nothing: what the message seems to be
   bool hex = false;                 // the file is hexadecimal text
   bool json = false;
+  bool html = false;  // a page for browsers
   bool full = false;
 };
 

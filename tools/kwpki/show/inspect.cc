@@ -11,6 +11,7 @@
 #include "kwpki/input/kinds.h"
 #include "kwpki/show/brief.h"
 #include "kwpki/show/entries.h"
+#include "kwpki/show/object_page.h"
 #include "kwpki/show/render.h"
 #include "kwpki/terminal/system.h"
 #include "kwpki/values/describe.h"
@@ -92,6 +93,11 @@ class Inspector {
   void write_pem(const Record &record, std::string_view label);
   void find_serial(const Object &object, const SshX509Crl &crl);
   void unreadable(const std::string &name, const std::string &why);
+  void fault(const std::string &name, const std::string &text);
+  template <class Record>
+  void page_accepted(const Object &object, const Record &record, const char *what,
+                     const Json &fields);
+  void end_page();
 
   const InspectOptions &options_;
   Streams streams_;
@@ -109,6 +115,7 @@ class Inspector {
   std::vector<Held> held_;  // the first few, until it is known whether there are more
   bool table_ = false;
   bool in_line_ = false;  // a line of JSON has begun and not ended
+  ObjectPage page_{now_, soon_, {options_.entries, options_.tree_lines}};
 };
 
 int Inspector::run() {
@@ -123,14 +130,15 @@ int Inspector::run() {
       guard(source.name, [&] { inspect_source(source); });
     }
     for (const std::string &name : found.empty) {
-      output_.fault(name, "no certificate or CRL: the directory is empty");
+      fault(name, "no certificate or CRL: the directory is empty");
       exit_ = std::max<int>(exit_, kExitRefused);
     }
     if (records_ == 0 && exit_ == kExitOk) {
-      output_.fault("", "no certificate or CRL found");
+      fault("", "no certificate or CRL found");
       exit_ = kExitRefused;
     }
     end_brief();
+    if (options_.html) end_page();
     output_.flush();
   } catch (const OutputClosed &closed) {
     if (closed.error != EPIPE) throw;
@@ -139,8 +147,14 @@ int Inspector::run() {
 }
 
 void Inspector::unreadable(const std::string &name, const std::string &why) {
-  output_.fault(name, why);
+  fault(name, why);
   exit_ = kExitUnreadable;
+}
+
+// fault tells what is wrong with an input; a page that is kept has to say it as well.
+void Inspector::fault(const std::string &name, const std::string &text) {
+  output_.fault(name, text);
+  if (options_.html) page_.note(name, text);
 }
 
 // guard keeps what goes wrong with one input from the others.
@@ -150,7 +164,7 @@ void Inspector::guard(const std::string &name, Show show) {
   if (fault.empty()) return;
   if (in_line_) output_.write("\n");
   in_line_ = false;
-  output_.fault(name == "-" ? "standard input" : name, "refused: cannot be shown: " + fault);
+  this->fault(name == "-" ? "standard input" : name, "refused: cannot be shown: " + fault);
   exit_ = std::max<int>(exit_, kExitRefused);
 }
 
@@ -183,10 +197,9 @@ void Inspector::report_none(const Source &source) {
                                        other_.empty() ? "nothing that is known" : other_));
   }
   exit_ = std::max<int>(exit_, kExitRefused);
-  output_.fault(
-      "", fmt::format("no {} in {}: it holds {}", options_.find ? "CRL" : "certificate or CRL",
-                      source.name == "-" ? "standard input" : source.name,
-                      other_.empty() ? "nothing that is known" : other_));
+  fault("", fmt::format("no {} in {}: it holds {}", options_.find ? "CRL" : "certificate or CRL",
+                        source.name == "-" ? "standard input" : source.name,
+                        other_.empty() ? "nothing that is known" : other_));
 }
 
 void Inspector::inspect_blocks(const Source &source, const std::vector<Block> &blocks) {
@@ -202,7 +215,7 @@ void Inspector::inspect_blocks(const Source &source, const std::vector<Block> &b
       continue;
     }
     if (!block.fault.empty())
-      output_.fault(source.name, fmt::format("line {}: {}", block.line, block.fault));
+      fault(source.name, fmt::format("line {}: {}", block.line, block.fault));
     const std::vector<uint8_t> octets = block_octets(block);
     const Object object = {.file = source.name,
                            .octets = octets,
@@ -255,6 +268,13 @@ void Inspector::show_other(const Object &object, const Kind &kind) {
     const Json json = start(object, std::string(kind.key).c_str(), false);
     return finish_json(object, json, kind.secret ? Bytes() : object.octets, nullptr);
   }
+  if (options_.html) {
+    return page_.add_other({.where = object.where(),
+                            .place = object.short_where(),
+                            .kind = std::string(kind.words),
+                            .octets = kind.secret ? Bytes() : object.octets,
+                            .wrong = {}});
+  }
   if (!options_.tree) return;
   head(object, kind.words);
   show_tree(object, {});
@@ -299,7 +319,7 @@ bool Inspector::show_brief(const Object &object, const Record &record, const cha
     if (marked || !options_.expires) write_pem(record, what);
     return true;
   }
-  if (options_.json || options_.tree || options_.full) return false;
+  if (options_.json || options_.html || options_.tree || options_.full) return false;
   const std::string around = surroundings_text(record.der, record.element, what);
   if (!around.empty()) exit_ = std::max<int>(exit_, kExitRefused);
   std::string whole = head_text(object, what), where = object.short_where();
@@ -352,6 +372,25 @@ void Inspector::accepted_head(const Object &object, const Record &record, const 
   head(object, what);
   for (const std::string &text : {around, objections(record, now_)})
     if (!text.empty()) output_.write("  " + style_.warning(text) + "\n");
+}
+
+template <class Record>
+void Inspector::page_accepted(const Object &object, const Record &record, const char *what,
+                              const Json &fields) {
+  const std::string around = surroundings_text(record.der, record.element, what);
+  if (!around.empty()) exit_ = std::max<int>(exit_, kExitRefused);
+  page_.add({.where = object.where(),
+             .place = object.short_where(),
+             .kind = what,
+             .octets = object.octets,
+             .wrong = {around}},
+            record, fields);
+}
+
+void Inspector::end_page() {
+  if (const size_t count = page_.left_out())
+    output_.message("", fmt::format("the page is full: {} more objects are left out", count));
+  output_.write(page_.html().code());
 }
 
 Json Inspector::start(const Object &object, const char *kind, bool accepted) const {
@@ -413,6 +452,7 @@ void Inspector::show_certificate(const Object &object, const SshX509Cert &cert) 
   }
   ++records_;
   if (show_brief(object, cert, "certificate")) return;
+  if (options_.html) return page_accepted(object, cert, "certificate", certificate_json(cert));
   accepted_head(object, cert, "certificate");
   if (options_.json) {
     Json json = start(object, "certificate", true);
@@ -429,6 +469,7 @@ void Inspector::show_crl(const Object &object, const SshX509Crl &crl) {
   ++records_;
   if (options_.find) return find_serial(object, crl);
   if (!options_.entries_given && show_brief(object, crl, "CRL")) return;
+  if (options_.html) return page_accepted(object, crl, "CRL", crl_json(crl));
   accepted_head(object, crl, "CRL");
   if (options_.json) {
     Json json = start(object, "crl", true);
@@ -480,6 +521,16 @@ void Inspector::show_refused(const Object &object, const SshX509Refusal &refusal
   const std::string text =
       fmt::format("refused as {}: {}", kIsCrl ? "a CRL" : "a certificate", why);
   if (options_.pem || options_.find) return output_.fault(object.where(), text);
+  if (options_.html) {
+    const PageObject shown = {.where = object.where(),
+                              .place = object.short_where(),
+                              .kind = kIsCrl ? "CRL" : "certificate",
+                              .octets = object.octets,
+                              .wrong = {text},
+                              .mark = refusal.offset,
+                              .rule = why};
+    return parts.parts ? page_.add(shown, parts, fields_of(parts)) : page_.add_other(shown);
+  }
   if (!options_.full && !options_.tree) {
     const std::string lines = parts.parts ? brief(parts, now_, soon_, style_) : "";
     const std::string where = object.short_where() + ": " + why;

@@ -21,6 +21,7 @@ struct InspectOptions {
   bool json = false;
   bool tree = false;
   bool full = false;  // every field; else what people want to know first
+  bool html = false;  // a page for browsers
   bool pem = false;   // the certificates and CRLs themselves
   size_t entries = 10;
   bool entries_given = false;  // without it, JSON has every entry
