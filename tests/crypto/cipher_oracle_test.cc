@@ -1,11 +1,10 @@
 // Ciphers against OpenSSL over random keys of every length and data, whole and in pieces.
-#include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <openssl/provider.h>
 
 #include "crypto/cipher.h"
-#include "crypto/numbers.h"
-#include "util/owner.h"
+#include "support/numbers.h"
+#include "support/test.h"
 
 namespace {
 
@@ -45,14 +44,12 @@ Octets ours(SshCipher *cipher, std::mt19937 &random, size_t limit, size_t grain,
 }  // namespace
 
 TEST(CipherOracle, AgreesInEveryModeAndKeyLengthAndAtAnySplit) {
-  const struct {
-    const char *name, *openssl;
-    size_t least, most;
-  } rows[] = {{"des", "des-", 8, 8},
-              {"3des", "des-ede-", 16, 16},
-              {"3des", "des-ede3-", 24, 24},
-              {"blowfish", "bf-", 1, 56},
-              {"cast128", "cast5-", 5, 16}};
+  const std::tuple<const char *, const char *, size_t, size_t> rows[] = {
+      {"des", "des-", 8, 8},
+      {"3des", "des-ede-", 16, 16},
+      {"3des", "des-ede3-", 24, 24},
+      {"blowfish", "bf-", 1, 56},
+      {"cast128", "cast5-", 5, 16}};
   const std::pair<const char *, size_t> modes[] = {{"ecb", 8}, {"cbc", 8}, {"cfb", 1}, {"ofb", 1}};
   const Owner<OSSL_PROVIDER, OSSL_PROVIDER_unload> legacy(
       OSSL_PROVIDER_try_load(nullptr, "legacy", true));  // beside the usual one

@@ -1,12 +1,12 @@
 // Hashes and HMAC against OpenSSL: random octets of every length around the block bounds, in random
 // pieces.
-#include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 
 #include "crypto/hash.h"
 #include "crypto/hmac.h"
-#include "crypto/numbers.h"
+#include "support/numbers.h"
+#include "support/test.h"
 
 namespace {
 

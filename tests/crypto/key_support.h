@@ -2,11 +2,9 @@
 // put together by hand, as hexadecimal text.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include "crypto/numbers.h"
 #include "crypto/public_key.h"
-#include "util/mem.h"
+#include "support/numbers.h"
+#include "support/test.h"
 
 namespace key {
 

@@ -1,9 +1,8 @@
 #include "crypto/mp_math.h"
 
-#include <gtest/gtest.h>
-
 #include "crypto/montgomery.h"
-#include "crypto/numbers.h"
+#include "support/numbers.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,12 +1,8 @@
 // The noise pool, with the system's generator and with one that the test knows.
 #include "crypto/noise.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <set>
-
-#include "crypto/numbers.h"
+#include "support/numbers.h"
+#include "support/test.h"
 
 namespace {
 
@@ -41,15 +37,6 @@ TEST(Noise, WhatGoesInDecidesWhatComesOut) {
     }
   }
   EXPECT_EQ(pieces.size(), 2u * 6 * 25) << "the same again, or something else went in";
-}
-
-// A pool whose system gives nothing gives nothing either, however much noise it has.
-TEST(Noise, FailureOfTheSystemIsTold) {
-  SshNoise noise([](uint8_t *, size_t) { return false; });
-  noise.add(ssh_text_bytes("much noise"));
-  Octets out(40);
-  EXPECT_FALSE(noise.octets(out.data(), out.size()));
-  EXPECT_EQ(out, Octets(40));
 }
 
 // Whoever gets hold of a pool must not find in it what was given out: the state that an output came

@@ -1,11 +1,8 @@
 // Key objects: definition, questions, names and blobs both ways, with every refusal and its status.
 #include "crypto/public_key.h"
 
-#include <gtest/gtest.h>
-
 #include "crypto/key_groups.h"
 #include "crypto/key_support.h"
-#include "support/fatal.h"
 #include "support/peer.h"
 
 namespace {
@@ -27,9 +24,9 @@ std::string export_of(const SshPublicKeyOwner &key) {
 
 }  // namespace
 
-TEST(PublicKey, BlobsBothWaysOctetForOctetAndCopies) {
+using PublicKeyBlobs = Balanced;
+TEST_F(PublicKeyBlobs, BothWaysOctetForOctetAndCopies) {
   std::mt19937 random(10);
-  const int64_t before = ssh_mem_blocks();
   for (size_t i = 0; i < 500; ++i) {
     SshMpInt v[4];
     for (SshMpInt &value : v) value = random_number(random, i % 9 * 20, false);
@@ -48,7 +45,6 @@ TEST(PublicKey, BlobsBothWaysOctetForOctetAndCopies) {
     check(dl({v[0], v[1], v[2]}, v[3]), blob(kDlName, group + integer(v[3])),
           {SSH_KEY_TAG_P, SSH_KEY_TAG_Q, SSH_KEY_TAG_G, SSH_KEY_TAG_Y});
   }
-  EXPECT_EQ(ssh_mem_blocks(), before);
 }
 
 TEST(PublicKey, NamesThatParseAndTheirSpelling) {
@@ -133,20 +129,18 @@ TEST(PublicKey, ImportRefusals) {
   const auto of_group = [&](std::string_view group) {
     return blob(kDlName, named + field_of(group) + one);
   };
-  const struct {
-    SshKeyStatus status;
-    std::vector<std::string> blobs;
-  } cases[] = {// The total is not held against the octets, and what follows the data is ignored.
-               {SSH_KEY_OK,
-                {start + rest, whole + "ffff", blob(kRsaName, ints + "ffff"),
-                 blob("dl-modp{dh}", dl_data + one), of_group("ietf-ike-grp-modp-768")}},
-               {SSH_KEY_BAD_FORMAT,
-                {magic + be32(7) + rest, "65c8b28b" + whole.substr(8), start + be32(0xFFFFFFFF),
-                 blob(std::string_view("if-modn\0", 8), ints)}},
-               // The data reaches no further than its length, and not every name has a group.
-               {SSH_KEY_FAILED,
-                {head + be32(9) + ints, blob(kDlName, be32(2) + dl_data.substr(8) + one),
-                 of_group(""), of_group("ietf-ike-grp-modp-769")}}};
+  const std::pair<SshKeyStatus, std::vector<std::string>> cases[] = {
+      // The total is not held against the octets, and what follows the data is ignored.
+      {SSH_KEY_OK,
+       {start + rest, whole + "ffff", blob(kRsaName, ints + "ffff"),
+        blob("dl-modp{dh}", dl_data + one), of_group("ietf-ike-grp-modp-768")}},
+      {SSH_KEY_BAD_FORMAT,
+       {magic + be32(7) + rest, "65c8b28b" + whole.substr(8), start + be32(0xFFFFFFFF),
+        blob(std::string_view("if-modn\0", 8), ints)}},
+      // The data reaches no further than its length, and not every name has a group.
+      {SSH_KEY_FAILED,
+       {head + be32(9) + ints, blob(kDlName, be32(2) + dl_data.substr(8) + one), of_group(""),
+        of_group("ietf-ike-grp-modp-769")}}};
   for (const auto &[status, blobs] : cases) {
     for (const std::string &octets : blobs) EXPECT_EQ(import_blob(unhex(octets)), status) << octets;
   }

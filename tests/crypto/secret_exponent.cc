@@ -7,7 +7,7 @@
 
 #include "crypto/montgomery.h"
 #include "crypto/mp_math.h"
-#include "crypto/numbers.h"
+#include "support/numbers.h"
 
 namespace {
 

@@ -33,6 +33,14 @@ inline Der text(unsigned identifier, std::string_view content) {
   return tlv(identifier, ssh_text_bytes(content));
 }
 
+// repeat gives so many copies of an element.
+inline Der repeat(const Der &element, size_t count) {
+  Der all;
+  all.reserve(element.size() * count);
+  while (count-- > 0) all.insert(all.end(), element.begin(), element.end());
+  return all;
+}
+
 // indefinite gives a constructed element of indefinite length.
 inline Der indefinite(unsigned identifier, const std::vector<Der> &parts) {
   return join({{static_cast<uint8_t>(identifier), 0x80}, join(parts), {0, 0}});

@@ -2,20 +2,18 @@
 // Every part is encoded already, so that a part can be as wrong as a test needs it.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <memory>
 #include <type_traits>
 
 #include "asn1/files.h"
 #include "support/der.h"
-#include "support/hex.h"
+#include "support/profile.h"
+#include "support/test.h"
 #include "x509/cert.h"
 #include "x509/crl.h"
 
 namespace sample {
 
+using ::Balanced;
 inline constexpr char kRsaSha1[] = "1.2.840.113549.1.1.5";
 inline constexpr char kDsaSha1[] = "1.2.840.10040.4.3";
 
@@ -154,29 +152,9 @@ inline std::string own_text(char *text) {
 inline std::string dotted(SshOid oid) { return own_text(ssh_ber_oid_text(oid)); }
 inline std::string decimal(const SshMpInt &value) { return own_text(value.to_decimal()); }
 
-// Balanced is a test that must leave no block of the library behind, with its members gone.
-class Balanced : public testing::Test {
- protected:
-  ~Balanced() override { EXPECT_EQ(ssh_mem_blocks(), blocks_); }
-
- private:
-  const int64_t blocks_ = ssh_mem_blocks();
-};
-
 // reason gives a refusal's structure and rule; empty without one.
 inline std::string reason(const SshX509Refusal &refusal) {
   return refusal ? std::string(refusal.structure) + " " + refusal.rule : "";
-}
-
-// expect_refusal_at checks that a refusal lies inside the given part of the input (or at its end).
-inline void expect_refusal_at(const SshX509Refusal &refusal, const Der &whole, const Der &part,
-                              std::string_view id) {
-  const auto at = std::search(whole.begin(), whole.end(), part.begin(), part.end());
-  ASSERT_NE(at, whole.end());
-  const auto start = static_cast<size_t>(at - whole.begin());
-  EXPECT_GE(refusal.offset, start);
-  EXPECT_LE(refusal.offset, start + part.size());
-  EXPECT_EQ(hex(refusal.identifier.octets), id.empty() ? "" : hex(der::oid_octets(id)));
 }
 
 }  // namespace sample

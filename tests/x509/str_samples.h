@@ -1,23 +1,12 @@
 // Strings of every charset, made from octets, digits and letters.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <initializer_list>
-#include <string_view>
-
-#include "support/hex.h"
-#include "util/mem.h"
+#include "support/test.h"
 #include "x509/str.h"
 
 namespace strings {
 
-// Strings fails a test that leaves a block behind.
-class Strings : public testing::Test {
- protected:
-  void TearDown() override { EXPECT_EQ(ssh_mem_blocks(), before_); }
-  int64_t before_ = ssh_mem_blocks();
-};
+using Strings = Balanced;
 
 inline SshStrOwner make(int32_t charset, Bytes octets) {
   auto *data =

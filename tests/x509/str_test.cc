@@ -1,10 +1,5 @@
 #include "x509/str.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
-#include "support/fatal.h"
 #include "support/profile.h"
 #include "x509/str_samples.h"
 
@@ -34,16 +29,14 @@ std::string letters(const SshStr *str) {
 }
 
 TEST_F(Strings, WireOctetsAreReadAndWritten) {
-  const struct {
-    int32_t charset;
-    std::string_view octets, letters;
-  } rows[] = {{SSH_CHARSET_PRINTABLE, "5f ff", "5F FF"},
-              {SSH_CHARSET_BMP, "00e9 ffff", "E9 FFFF"},
-              {SSH_CHARSET_UNIVERSAL, "00010000 80000000", "10000 80000000"}};
-  for (const auto &row : rows) {
-    const SshStrOwner str = make_hex(row.charset, row.octets);
-    EXPECT_EQ(wire(str.get()), hex(unhex(row.octets)));
-    EXPECT_EQ(letters(str.get()), row.letters);
+  const std::tuple<int32_t, std::string_view, std::string_view> rows[] = {
+      {SSH_CHARSET_PRINTABLE, "5f ff", "5F FF"},
+      {SSH_CHARSET_BMP, "00e9 ffff", "E9 FFFF"},
+      {SSH_CHARSET_UNIVERSAL, "00010000 80000000", "10000 80000000"}};
+  for (const auto &[charset, octets, wanted] : rows) {
+    const SshStrOwner str = make_hex(charset, octets);
+    EXPECT_EQ(wire(str.get()), hex(unhex(octets)));
+    EXPECT_EQ(letters(str.get()), wanted);
   }
   EXPECT_EQ(make_hex(SSH_CHARSET_BMP, "00e900"), nullptr);
   EXPECT_EQ(make_hex(SSH_CHARSET_T61, ""), nullptr);
@@ -62,25 +55,23 @@ TEST_F(Strings, WireOctetsAreReadAndWritten) {
 // Classic alone reads overlong forms, surrogates, what lies beyond the last letter or has more than
 // four octets, and marks that come first or are missing; it reads no letters of one octet.
 TEST_F(Strings, Utf8ByProfile) {
-  const struct {
-    std::string_view octets, classic, modern;
-  } rows[] = {{"c280 dfbf", "80 7FF", "80 7FF"},
-              {"e0a080 efbfbf", "800 FFFF", "800 FFFF"},
-              {"f0908080 f48fbfbf", "10000 10FFFF", "10000 10FFFF"},
-              {"41c3a9f09f9880", "", "41 E9 1F600"},
-              {"c1bf", "7F", ""},
-              {"f08fbfbf", "FFFF", ""},
-              {"eda080", "D800", ""},
-              {"f4908080", "110000", ""},
-              {"f888808080 fc8480808080", "200000 4000000", ""},
-              {"fdbfbfbfbfbf", "7FFFFFFF", ""},
-              {"85c3a9", "143 E9", ""},
-              {"c341", "C1", ""},
-              {"fe8080808080", "", ""}};
-  for (const auto &row : rows) {
-    EXPECT_EQ(letters(make_hex(SSH_CHARSET_UTF8, row.octets).get()), row.classic) << row.octets;
+  const char *const rows[][3] = {{"c280 dfbf", "80 7FF", "80 7FF"},
+                                 {"e0a080 efbfbf", "800 FFFF", "800 FFFF"},
+                                 {"f0908080 f48fbfbf", "10000 10FFFF", "10000 10FFFF"},
+                                 {"41c3a9f09f9880", "", "41 E9 1F600"},
+                                 {"c1bf", "7F", ""},
+                                 {"f08fbfbf", "FFFF", ""},
+                                 {"eda080", "D800", ""},
+                                 {"f4908080", "110000", ""},
+                                 {"f888808080 fc8480808080", "200000 4000000", ""},
+                                 {"fdbfbfbfbfbf", "7FFFFFFF", ""},
+                                 {"85c3a9", "143 E9", ""},
+                                 {"c341", "C1", ""},
+                                 {"fe8080808080", "", ""}};
+  for (const auto &[octets, by_classic, by_modern] : rows) {
+    EXPECT_EQ(letters(make_hex(SSH_CHARSET_UTF8, octets).get()), by_classic) << octets;
     const ProfileScope modern(SSH_X509_MODERN);
-    EXPECT_EQ(letters(make_hex(SSH_CHARSET_UTF8, row.octets).get()), row.modern) << row.octets;
+    EXPECT_EQ(letters(make_hex(SSH_CHARSET_UTF8, octets).get()), by_modern) << octets;
   }
 }
 
@@ -91,10 +82,7 @@ TEST_F(Strings, LettersOfTheSmallSets) {
       " !\"%&'()*+,-./0123456789:;<=>?ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
   for (uint32_t byte = 0; byte < 256; ++byte) {
     const char c = static_cast<char>(byte);
-    const struct {
-      int32_t from, to;
-      bool expected;
-    } rows[] = {
+    const std::tuple<int32_t, int32_t, bool> rows[] = {
         {SSH_CHARSET_PRINTABLE, SSH_CHARSET_ISO_8859_1, printable.find(c) != printable.npos},
         {SSH_CHARSET_VISIBLE, SSH_CHARSET_ISO_8859_1, visible.find(c) != visible.npos},
         {SSH_CHARSET_ISO_8859_1, SSH_CHARSET_IA5, byte < 128},
@@ -102,9 +90,9 @@ TEST_F(Strings, LettersOfTheSmallSets) {
         {SSH_CHARSET_ISO_8859_1, SSH_CHARSET_PRINTABLE, visible.find(c) != visible.npos},
         {SSH_CHARSET_ISO_8859_1, SSH_CHARSET_VISIBLE, visible.find(c) != visible.npos},
     };
-    for (const auto &row : rows) {
-      const SshStrOwner to(ssh_str_charset_test(of_letters(row.from, {byte}).get(), row.to));
-      EXPECT_EQ(to != nullptr, row.expected) << row.from << " to " << row.to << ": " << byte;
+    for (const auto &[from, set, expected] : rows) {
+      const SshStrOwner to(ssh_str_charset_test(of_letters(from, {byte}).get(), set));
+      EXPECT_EQ(to != nullptr, expected) << from << " to " << set << ": " << byte;
       EXPECT_EQ(to ? to->bytes[0] : byte, byte);
     }
   }

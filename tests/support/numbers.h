@@ -6,8 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "support/der.h"
 #include "support/hex.h"
 #include "util/mp_int.h"
+#include "util/owner.h"
 
 namespace numbers {
 
@@ -32,6 +34,13 @@ inline std::string text(const SshMpInt &value) {
   return (value.negative() ? "-" : "") + hex(value.magnitude());
 }
 
+inline std::string decimal(const SshMpInt &value) { return SshText(value.to_decimal()).get(); }
+inline Octets twos_complement(const SshMpInt &value) {
+  Octets content(value.twos_complement_length());
+  value.write_twos_complement(content.data());
+  return content;
+}
+
 // ones is 2^bits - 1.
 inline SshMpInt ones(size_t bits) {
   SshMpInt value = number(Octets((bits + 7) / 8, 0xFF));
@@ -39,11 +48,7 @@ inline SshMpInt ones(size_t bits) {
   return value;
 }
 
-inline Octets join(std::initializer_list<Octets> parts) {
-  Octets all;
-  for (const Octets &part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
+using der::join;
 
 // padded gives a number as `length` octets, or as many as it has.
 inline Octets padded(const SshMpInt &value, size_t length) {
