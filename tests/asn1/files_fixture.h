@@ -1,16 +1,9 @@
 // Files to read: a folder of the test's own, and contents around the sizes of blocks.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <random>
-#include <string>
-#include <vector>
-
 #include "asn1/files.h"
 #include "support/folder.h"
-#include "util/owner.h"
+#include "support/test.h"
 
 class Files : public testing::Test {
  protected:

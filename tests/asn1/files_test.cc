@@ -1,9 +1,6 @@
 // Reading files: sizes around the block bounds, things that are no files, armour and base64.
 #include "asn1/files.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
 #include <filesystem>
 
 #include "asn1/files_fixture.h"

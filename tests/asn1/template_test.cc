@@ -1,12 +1,7 @@
 #include "asn1/template.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "asn1/node.h"
-#include "support/fatal.h"
-#include "support/hex.h"
+#include "support/test.h"
 
 namespace {
 
@@ -50,23 +45,19 @@ TEST(Parser, HasRoomForSoMuch) {
 // The run-time doors: statuses for malformed text, the fatal routine for programming errors.
 TEST(RunTimeText, MalformedTextIsAStatus) {
   const SshAsn1ContextOwner context(ssh_asn1_init());
-  const struct {
-    const char *text;
-    SshAsn1Status read, create;
-  } rows[] = {
+  const std::tuple<const char *, SshAsn1Status, SshAsn1Status> rows[] = {
       {"(integer-short (", SSH_ASN1_FORMAT_TOO_SHORT, SSH_ASN1_FORMAT_TOO_SHORT},
       {"(integer-shirt ())", SSH_ASN1_UNKNOWN_COMMAND, SSH_ASN1_UNKNOWN_COMMAND},
       {"(integer-short ())", SSH_ASN1_NODE_NULL, SSH_ASN1_OK},
       {"(integer-short ())) and more", SSH_ASN1_NODE_NULL, SSH_ASN1_OK},
   };
   SshAsn1Node node;
-  for (const auto &row : rows) {
+  for (const auto &[text, read, create] : rows) {
     uint32_t word = 7;
-    EXPECT_EQ(ssh_asn1_read_node_text({}, row.text, &word), row.read) << row.text;
+    EXPECT_EQ(ssh_asn1_read_node_text({}, text, &word), read) << text;
     EXPECT_EQ(word, 7U);
-    EXPECT_EQ(ssh_asn1_create_node_text(context.get(), &node, row.text, word), row.create)
-        << row.text;
-    EXPECT_EQ(static_cast<bool>(node), row.create == SSH_ASN1_OK);
+    EXPECT_EQ(ssh_asn1_create_node_text(context.get(), &node, text, word), create) << text;
+    EXPECT_EQ(static_cast<bool>(node), create == SSH_ASN1_OK);
   }
   // It has no arguments on create, where it means nothing; no others are looked at either.
   SshAsn1Tree *tree = nullptr;

@@ -1,12 +1,7 @@
 // Times: the two ASN.1 types and the human texts.
 #include "asn1/time.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "util/owner.h"
+#include "support/test.h"
 
 namespace {
 
@@ -31,11 +26,7 @@ std::string human(const SshBerTime &time) {
 
 // Reading is that of scanf: numbers of at most so many digits, blanks and signs before them.
 TEST(Time, Reading) {
-  const struct {
-    bool utc;
-    const char *text;
-    SshBerTime time;
-  } rows[] = {
+  const std::tuple<bool, const char *, SshBerTime> rows[] = {
       {true, "491231245960Z", {2049, 12, 31, 24, 59, 60, 0, 0, 0, 0, true}},
       {true, "500131230000Z", {1950, 1, 31, 23, 0, 0}},
       {true, "0102030405Z", {2001, 2, 3, 4, 5, 0}},
@@ -53,26 +44,14 @@ TEST(Time, Reading) {
       {false, "20010203040506+0130", {2001, 2, 3, 4, 5, 6, 0, true, 1, 30}},
   };
   SshBerTime time;
-  for (const auto &row : rows) {
-    EXPECT_TRUE(decode(row.utc, row.text, time)) << row.text;
-    EXPECT_EQ(time, row.time) << row.text;
+  for (const auto &[utc, text, wanted] : rows) {
+    EXPECT_TRUE(decode(utc, text, time)) << text;
+    EXPECT_EQ(time, wanted) << text;
   }
-  const char *const refused[] = {"",
-                                 "010203Z",
-                                 "010203040506",
-                                 "010003040506Z",
-                                 "011303040506Z",
-                                 "010200040506Z",
-                                 "010232040506Z",
-                                 "010203250506Z",
-                                 "010203046106Z",
-                                 "010203040561Z",
-                                 "010203-40506Z",
-                                 "010203040506+01",
-                                 "010203040506+-130",
-                                 "010203040506.Z",
-                                 "010203040506.-5Z"};
-  for (const std::string text : refused) {
+  for (const std::string text :
+       {"", "010203Z", "010203040506", "010003040506Z", "011303040506Z", "010200040506Z",
+        "010232040506Z", "010203250506Z", "010203046106Z", "010203040561Z", "010203-40506Z",
+        "010203040506+01", "010203040506+-130", "010203040506.Z", "010203040506.-5Z"}) {
     EXPECT_FALSE(decode(true, text, time)) << text;
     EXPECT_FALSE(decode(false, "20" + text, time)) << text;
   }
