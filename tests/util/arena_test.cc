@@ -1,11 +1,6 @@
 #include "util/arena.h"
 
-#include <gtest/gtest.h>
-
-#include <tuple>
-
-#include "support/fatal.h"
-#include "util/owner.h"
+#include "support/test.h"
 
 namespace {
 

@@ -1,59 +1,35 @@
 #include "util/buffer.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
-#include <vector>
-
-#include "support/fatal.h"
-#include "util/mem.h"
+#include "support/test.h"
 
 namespace {
 
 // Each row is a series of appends (positive) and consumptions (negative), and the size of the
 // block, the offset and the end that they leave. What was appended comes out in order.
 TEST(Buffer, GrowsCompactsAndKeepsTheOrder) {
-  const struct {
-    const char *why;
-    std::vector<int> steps;
-    std::vector<uint32_t> left;
-  } rows[] = {
+  const std::tuple<const char *, std::vector<int>, std::vector<uint32_t>> rows[] = {
       {"one more octet after 4095", {4095, 1}, {8193, 0, 4096}},
       {"what is empty starts again", {1000, -1000, 500}, {4096, 0, 500}},
       {"half consumed is not enough to compact", {4095, -2048, 1}, {8193, 2048, 4096}},
       {"more than half is compacted instead of growth", {4095, -2049, 1}, {4096, 0, 2047}},
       {"compaction alone may not do", {4095, -2049, 2050}, {10242, 0, 4096}},
   };
-  for (const auto &row : rows) {
+  for (const auto &[why, steps, left] : rows) {
     SshBuffer buffer;
     std::string model;
-    for (const int step : row.steps) {
+    for (const int step : steps) {
       const auto size = static_cast<size_t>(std::abs(step));
       std::string data(size, '\0');
       std::generate(data.begin(), data.end(), [i = step]() mutable { return char(i++ % 251); });
       step < 0 ? ssh_buffer_consume(buffer, size) : ssh_buffer_append(buffer, ssh_text_bytes(data));
       step < 0 ? model.erase(0, size) : model += data;
     }
-    EXPECT_EQ(std::vector({buffer.alloc, buffer.offset, buffer.end}), row.left) << row.why;
-    EXPECT_TRUE(ssh_bytes_text(ssh_buffer_bytes(buffer)) == model) << row.why;
+    EXPECT_EQ(std::vector({buffer.alloc, buffer.offset, buffer.end}), left) << why;
+    EXPECT_TRUE(ssh_bytes_text(ssh_buffer_bytes(buffer)) == model) << why;
     uint8_t *out = nullptr;
     EXPECT_EQ(ssh_buffer_append_space(buffer, &out, 4), out);
     EXPECT_EQ(out + 4, ssh_buffer_ptr(buffer) + ssh_buffer_len(buffer));
   }
-}
-
-TEST(Buffer, InitAndUninitReleaseAndStartAfresh) {
-  const int64_t before = ssh_mem_blocks();
-  SshBuffer buffer;
-  buffer.spare = 9;
-  ssh_buffer_append(buffer, std::vector<uint8_t>(5000, 0x22));
-  ssh_buffer_init(buffer);
-  EXPECT_EQ(buffer.alloc, 4096U);
-  EXPECT_EQ(ssh_buffer_len(buffer) + buffer.spare, 0U);
-  EXPECT_EQ(std::count(buffer.buf, buffer.buf + 4096, 0), 4096);
-  ssh_buffer_uninit(buffer);
-  EXPECT_EQ(ssh_mem_blocks(), before);
 }
 
 TEST(Buffer, Fatal) {

@@ -1,14 +1,8 @@
 #include "util/mem.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "support/fatal.h"
-#include "util/owner.h"
+#include "support/test.h"
 #include "util/pool.h"
 
 namespace {
@@ -55,13 +49,6 @@ TEST(Mem, LargestAndSmallestBlocks) {
   EXPECT_EQ(copy.get()[SSH_XMALLOC_MAX], 0) << "the limit is that of what is copied";
   ssh_xfree(nullptr, "tag");
   EXPECT_EQ(ssh_mem_blocks(), before + 4);
-}
-
-TEST(Mem, WipingIsExact) {
-  std::vector<uint8_t> secret(100, 0x5A);
-  ssh_wipe(secret.data() + 1, 98);
-  EXPECT_EQ(std::count(secret.begin() + 1, secret.end() - 1, 0), 98);
-  EXPECT_EQ(secret.front() & secret.back(), 0x5A);
 }
 
 void fail_again() { ssh_fatal("second."); }

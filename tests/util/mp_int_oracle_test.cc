@@ -1,14 +1,14 @@
 // Arithmetic, encodings and decimals against OpenSSL.
-#include <gtest/gtest.h>
 #include <openssl/asn1.h>
 #include <openssl/bn.h>
 #include <openssl/crypto.h>
 
-#include "util/mp_int_samples.h"
+#include "support/numbers.h"
+#include "support/test.h"
 
 namespace {
 
-using namespace mp_int;
+using namespace numbers;
 
 using Number = Owner<BIGNUM, BN_free>;
 
@@ -35,22 +35,11 @@ std::string peer_twos_complement(const SshMpInt &value) {
   return hex({der + 2, static_cast<size_t>(length) - 2});
 }
 
-// random_int is of up to `most` octets, often with a run of zeros or ones at its start.
-SshMpInt random_int(std::mt19937 &random, size_t most) {
-  std::vector<uint8_t> octets(random() % (most + 1));
-  const uint8_t run[] = {static_cast<uint8_t>(random()), 0x80, 0xFF, 0x00};
-  for (uint8_t &octet : octets) octet = static_cast<uint8_t>(random());
-  std::fill_n(octets.begin(), octets.empty() ? 0 : random() % octets.size(), run[random() % 4]);
-  SshMpInt value;
-  value.set_magnitude(octets, random() % 2 == 0);
-  return value;
-}
-
 TEST(MpInt, AgreesWithAnIndependentImplementation) {
   std::mt19937 random(2);
   for (int i = 0; i < 3000; ++i) {
-    SshMpInt a = random_int(random, i % 50 == 0 ? 700 : 30), back(i);
-    const SshMpInt b = random_int(random, 40);
+    SshMpInt a = random_number(random, i % 50 == 0 ? 700 : 30), back(i);
+    const SshMpInt b = random_number(random, 40);
     const Number peer_a = bignum(a), peer_b = bignum(b);
     const auto sign = [](int order) { return (order > 0) - (order < 0); };
     ASSERT_EQ(sign(a.compare(b)), sign(BN_cmp(peer_a.get(), peer_b.get())));

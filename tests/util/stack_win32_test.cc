@@ -1,7 +1,7 @@
 // The guard of the stack, which the library brings along on Windows.
 #include <windows.h>
 
-#include <gtest/gtest.h>
+#include "support/test.h"
 
 extern "C" uintptr_t __stack_chk_guard;
 
