@@ -1,10 +1,7 @@
 // Certificate lists: walking with one position, and the references that nodes hold.
 #include "cm/cert_list.h"
 
-#include <gtest/gtest.h>
-
 #include "cm/entries.h"
-#include "support/fatal.h"
 #include "support/samples.h"
 
 namespace {

@@ -1,14 +1,9 @@
 // The certificate database against plain lists, and what no list tells: fatal texts and the end.
 #include "cm/certdb.h"
 
-#include <gmock/gmock.h>
-
 #include <deque>
-#include <map>
 #include <sstream>
-#include <string>
 
-#include "support/fatal.h"
 #include "support/samples.h"
 
 namespace {

@@ -2,9 +2,6 @@
 // record costs, and the two objects that nobody but a database may free.
 #include "cm/objects.h"
 
-#include <gmock/gmock.h>
-
-#include "support/fatal.h"
 #include "support/samples.h"
 
 namespace {
