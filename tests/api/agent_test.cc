@@ -2,8 +2,6 @@
 // themselves.
 #include "api/agent.h"
 
-#include <gmock/gmock.h>
-
 #include <atomic>
 
 #include "api/host.h"

@@ -1,6 +1,5 @@
 // Certificates and CRLs through the public interface: contents, replacing, emptiness, and who owns
 // what. The sanitizers and the balance of blocks watch the ownership.
-#include <gmock/gmock.h>
 
 #include "api/client.h"
 
@@ -51,16 +50,14 @@ TEST_F(ApiCertTest, AnEmptyObjectHasNoContents) {
 TEST_F(ApiCertTest, PublicKeyHandlesHoldOneKey) {
   const Cert cert;
   const client::Key key;
-  CertParts dsa, dh;  // Diffie-Hellman keys have no key object
-  dsa.key = sample::dsa_key_info(0x1235);
-  dh.key = sample::key_info({}, der::integer(8), "1.2.840.10046.2.1");
-  for (const CertParts &parts : {dsa, CertParts(), dh}) {
-    ASSERT_EQ(client::set(cert, parts.build()), KWPKI_OK);
-    const int64_t blocks = ssh_mem_blocks();
-    const bool held = key->data, usable = parts.key != dh.key;
-    EXPECT_EQ(KwPkiCertGetPublicKey(cert, key), usable ? KWPKI_OK : KWPKI_NO_PUBLIC_KEY);
-    EXPECT_EQ(ssh_mem_blocks(), blocks + !held) << "the key before was not freed";
-  }
+  CertParts parts;
+  EXPECT_EQ(client::set(cert, parts.build()), KWPKI_OK);
+  const int64_t blocks = ssh_mem_blocks();
+  for (int again = 0; again < 2; ++again) EXPECT_EQ(KwPkiCertGetPublicKey(cert, key), KWPKI_OK);
+  EXPECT_EQ(ssh_mem_blocks(), blocks + 1) << "the key before was not freed";
+  parts.key = sample::key_info({}, der::integer(8), "1.2.840.10046.2.1");  // without key object
+  EXPECT_EQ(client::set(cert, parts.build()), KWPKI_OK);
+  EXPECT_EQ(KwPkiCertGetPublicKey(cert, key), KWPKI_NO_PUBLIC_KEY);
   EXPECT_EQ(KwPkiCertGetPublicKey(cert, nullptr), KWPKI_FAILED);
   EXPECT_EQ(KwPkiCertGetPublicKey(Cert(), key), KWPKI_FAILED);
   EXPECT_THAT(hex({key->data, key->length}), testing::HasSubstr(hex(sample::modulus())))

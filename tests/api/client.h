@@ -2,9 +2,6 @@
 // give a status with a value and always free what they got.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "kwpki.h"
 #include "support/samples.h"
 

@@ -3,8 +3,6 @@
 #pragma once
 
 #include <mutex>
-#include <string>
-#include <vector>
 
 #include "api/client.h"
 #include "support/wire.h"

@@ -2,11 +2,6 @@
 // share leaves, those that share branches, and those that share nothing.
 #include "api/pending.h"
 
-#include <gtest/gtest.h>
-
-#include <map>
-#include <random>
-
 #include "support/samples.h"
 
 namespace {

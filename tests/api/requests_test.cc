@@ -1,9 +1,9 @@
 // What requests look like on the wire, octet by octet, and what is refused before anything is sent.
-#include <gmock/gmock.h>
 
 #include "api/envelope.h"
 #include "api/handles.h"
 #include "api/host.h"
+#include "support/peer.h"
 
 namespace {
 
@@ -23,6 +23,7 @@ TEST_F(ApiRequestsTest, PayloadsOfEveryExport) {
   Calls calls;
   const client::Cert cert, no_cert;
   const client::Crl crl, no_crl;
+  const client::Key key;
   const Search search, untouched;
   const host::SearchKey keys;
   const host::Validity validity;
@@ -32,10 +33,12 @@ TEST_F(ApiRequestsTest, PayloadsOfEveryExport) {
       client::set(crl, crl_der),
       KwPkiSearchKeySetIP(unhex("c0000201").data(), 4, keys),
       KwPkiSearchKeySetDNS("www.example.com", 3, keys),
-      KwPkiSearchKeySetURI("u:", 0, keys),
+      KwPkiSearchKeySetURI(" U: ", 0, keys),
       KwPkiSearchKeySetEmail("A@b", 0, keys),
       KwPkiSearchKeySetOID("1.2", 0, keys),
       KwPkiSearchKeySetDN("CN=A  b", 77, keys),
+      KwPkiCertGetPublicKey(cert, key),
+      KwPkiSearchKeySetPublicKey(key, keys),
       KwPkiSearchSetKeys(keys, search),
       KwPkiSearchKeySetIP(nullptr, 0, keys),  // too late for the constraints
       KwPkiSearchSetUnixTime(0, 0xFFFFFFFF, search),
@@ -52,9 +55,10 @@ TEST_F(ApiRequestsTest, PayloadsOfEveryExport) {
   const Der times = wire::validity("2000 Feb 29th, 00:00:00 GMT", "1970 Jan  1st, 00:00:01 GMT");
   const Ask full = {.not_before = "1970 Jan  1st, 00:00:00 GMT",
                     .not_after = "2106 Feb  7th, 06:28:15 GMT",
-                    .keys = {wire::key(3, unhex("300e310c300a06035504031303612062")),
+                    .keys = {wire::key(13, unhex(peer_digest("sha1", {key->data, key->length}))),
+                             wire::key(3, unhex("300e310c300a06035504031303612062")),
                              wire::key(12, unhex("312e32")), wire::key(10, unhex("414062")),
-                             wire::key(6, unhex("753a")), wire::key(5, unhex("777777")),
+                             wire::key(6, unhex("20553a20")), wire::key(5, unhex("777777")),
                              wire::key(4, unhex("c0000201"))},
                     .path_length = 5,
                     .key_usage = 0x80000001,
