@@ -1,9 +1,6 @@
 // The host as the library meets it: the six functions and the pump, stores in files, several at
 // once.
-#include <gmock/gmock.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <thread>
@@ -12,6 +9,7 @@
 #include "loopback/host.h"
 #include "loopback/kwloopback.h"
 #include "loopback/service.h"
+#include "support/child.h"
 #include "support/folder.h"
 #include "support/locked.h"
 #include "support/samples.h"
@@ -111,16 +109,6 @@ TEST_F(AgentTest, FailuresOfTheHostFunctions) {
   KwLoopbackClose(nullptr);
 }
 
-TEST_F(AgentTest, AnswersInOrderAndNotBeforeItIsAsked) {
-  KwLoopbackAgent *agent = open("");
-  for (const uint32_t id : {1u, 2u}) EXPECT_EQ(post(agent, wire::request(id, 6)), KW_HOST_OK);
-  EXPECT_EQ(post(agent, Der(19)), KW_HOST_OK);  // nobody to reply to
-  for (const uint32_t id : {1u, 2u}) EXPECT_EQ(wire::number(receive(agent), wire::kId), id);
-  EXPECT_EQ(receive(agent), Der());
-  EXPECT_EQ(post(agent, wire::request(5, 6)), KW_HOST_OK);
-  KwLoopbackClose(agent);  // with a request that nobody answered
-}
-
 void execute(const std::string &path, const char *statement) {
   sqlite3 *handle = nullptr;
   ASSERT_EQ(sqlite3_open(path.c_str(), &handle), SQLITE_OK);
@@ -199,35 +187,23 @@ TEST_F(AgentTest, WhatMayOnlyBeReadIsReadAsItIs) {
   EXPECT_THAT(KwLoopbackOpen(file.c_str(), &none), HasSubstr("it was left open"));
 }
 
-// add_until_killed tells the number of each certificate after its add was confirmed.
-[[noreturn]] void add_until_killed(const std::string &path, int confirmed) {
-  KwLoopbackAgent *agent = nullptr;
-  if (KwLoopbackOpen(path.c_str(), &agent)) _exit(1);
-  for (uint32_t number = 1;; ++number) {
-    if (status(agent, add_of(number)) != loopback::kOk) _exit(2);
-    if (write(confirmed, &number, sizeof number) != sizeof number) _exit(3);
-  }
-}
-
+// The child is killed while it adds; it tells of each certificate after its add was confirmed.
 TEST_F(AgentTest, WhatWasConfirmedSurvivesAKill) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const pid_t child = fork();
-  if (child == 0) add_until_killed(path(), ends[1]);
-  close(ends[1]);
-  uint32_t last = 0;
-  while (last < 100 && read(ends[0], &last, sizeof last) == sizeof last) continue;
-  EXPECT_EQ(kill(child, SIGKILL), 0);
-  int ended = 0;
-  EXPECT_EQ(waitpid(child, &ended, 0), child);
-  EXPECT_TRUE(WIFSIGNALED(ended)) << ended;
-  while (read(ends[0], &last, sizeof last) == sizeof last) continue;
-  close(ends[0]);
-  EXPECT_GE(last, 100u);
-
+  const Ended child = in_child([this] {
+    std::atomic<uint32_t> last = 0;
+    std::thread([&] {
+      while (last < 100) std::this_thread::yield();
+      (void)raise(SIGKILL);
+    }).detach();
+    KwLoopbackAgent *agent = open(path());
+    while (status(agent, add_of(last + 1)) == loopback::kOk)
+      last += write(STDOUT_FILENO, ".", 1) == 1;
+  });
+  EXPECT_EQ(child.status, 256 + SIGKILL);
+  const auto last = static_cast<uint32_t>(child.out.size());
   KwLoopbackAgent *agent = open(path());
   const uint32_t kept = held(agent);
-  EXPECT_TRUE(kept == last || kept == last + 1) << kept << " of " << last;
+  EXPECT_TRUE(last >= 100 && (kept == last || kept == last + 1)) << kept << " of " << last;
   EXPECT_EQ(status(agent, add_of(last + 2)), loopback::kOk);
   EXPECT_EQ(held(agent), kept + 1);
   KwLoopbackClose(agent);
@@ -235,28 +211,6 @@ TEST_F(AgentTest, WhatWasConfirmedSurvivesAKill) {
   loopback::Query check(database, "PRAGMA integrity_check");
   ASSERT_TRUE(check.step());
   EXPECT_EQ(ssh_bytes_text(check.octets(0)), "ok");
-}
-
-// Two agents on one file, each used by two threads; all add the same certificates.
-TEST_F(AgentTest, AgentsInTwoThreadsShareAFile) {
-  constexpr uint32_t kEach = 40;
-  KwLoopbackAgent *agents[2] = {};
-  std::thread other([&] { agents[1] = open(path()); });  // also made by two at once
-  agents[0] = open(path());
-  other.join();
-  std::vector<std::thread> threads;
-  std::atomic<uint32_t> added = 0;
-  for (size_t t = 0; t < 4; ++t) {
-    threads.emplace_back([&, agent = agents[t % 2]] {
-      for (uint32_t i = 1; i <= kEach; ++i) added += status(agent, add_of(i)) == loopback::kOk;
-    });
-  }
-  for (std::thread &thread : threads) thread.join();
-  EXPECT_EQ(added, 4 * kEach);
-  for (KwLoopbackAgent *agent : agents) {
-    EXPECT_EQ(held(agent), kEach);
-    KwLoopbackClose(agent);
-  }
 }
 
 }  // namespace

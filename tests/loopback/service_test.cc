@@ -1,7 +1,5 @@
 #include "loopback/service.h"
 
-#include <gmock/gmock.h>
-
 #include "api/handles.h"
 #include "api/reply_list.h"
 #include "loopback/finder.h"
@@ -215,6 +213,7 @@ TEST_F(ServiceTest, FindsPaths) {
   old.subject = old.issuer = der::common_name("Old");
   add(old.build());
   const Ask root = dn("C=FI, O=Example Oy, OU=Roots, CN=Example Root");
+  const Der kLate = validity("", "2030 Jan  1st, 01:30:01 GMT");
   Ask newest = named("Link 2");
   newest.rule = loopback::kRuleNewest;
   const struct {
@@ -231,11 +230,7 @@ TEST_F(ServiceTest, FindsPaths) {
       {"the shortest", named("Link 1"), named("Link 17"), {6, 27, 21, 22}},
       {"a rule of an end", newest, named("Link 17"), {27, 21, 22}},
       {"by one of version 1", named("Leaf 2"), named("Old"), {28, 29, 30}},
-      {"the middle too late",
-       named("Leaf 2"),
-       named("Old"),
-       {},
-       validity("", "2030 Jan  1st, 01:30:01 GMT")},
+      {"the middle too late", named("Leaf 2"), named("Old"), {}, kLate},
   };
   for (const auto &row : kRows)
     EXPECT_EQ(path(row.first, row.second, row.valid), row.path) << row.why;
