@@ -269,10 +269,11 @@ void Inspector::show_other(const Object &object, const Kind &kind) {
     return finish_json(object, json, kind.secret ? Bytes() : object.octets, nullptr);
   }
   if (options_.html) {
+    const bool closed = kind.secret || kind.key == "text";  // text has no elements
     return page_.add_other({.where = object.where(),
                             .place = object.short_where(),
                             .kind = std::string(kind.words),
-                            .octets = kind.secret ? Bytes() : object.octets,
+                            .octets = closed ? Bytes() : object.octets,
                             .wrong = {}});
   }
   if (!options_.tree) return;
