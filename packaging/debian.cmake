@@ -10,6 +10,7 @@ set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each has its own
 
 # add_package(COMPONENT NAME SECTION SUMMARY TEXT DEPENDS)
 set(CPACK_COMPONENTS_ALL "")
@@ -32,7 +33,11 @@ endfunction()
 set(what "KwPki reads X.509 certificates and CRLs from strangers, and asks a certificate\n\
 service for more of them through the management agent of its host.")
 add_package(runtime libkwpki1 libs "PKI client library: certificates, CRLs and searches"
-            "${what}\n.\nThis package holds the library in its two profiles, classic and modern." "")
+            "${what}\n.\nThis package holds the library in its two profiles, classic and modern."
+            "libc6 (>= 2.36), libgcc-s1 (>= 3.0), libstdc++6 (>= 12)")
+# Where CPack looks for what a library needs it also writes scripts that call ldconfig, beside the
+# trigger. What the library needs is the same in all of Debian 12.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS OFF)
 add_package(dev libkwpki-dev libdevel "PKI client library, for developers"
             "${what}\n.\nThis package holds the header and what pkg-config and CMake need."
             "libkwpki1 (= ${version})")
