@@ -22,7 +22,7 @@ try_zip() {
     test -s "$file" || fail "there is no $file"
   done
   cd examples
-  sed -n 's/\r$//; s/^    \([a-z0-9_]*-gcc .*\)/\1/p' BUILD.txt >build.sh
+  sed -n 's/\r$//; s/^    \([a-z0-9_-]*-gcc .*\)/\1/p' BUILD.txt >build.sh
   test "$(wc -l <build.sh)" = 2 || fail "BUILD.txt has not two lines to build with"
   sh -e build.sh
   cp ../bin/modern/KwPki.dll .
