@@ -75,8 +75,6 @@ constexpr auto kMeaning = [] {
   return table;
 }();
 
-constexpr size_t decoded_max(size_t characters) { return (characters * 6 + 7) / 8; }
-
 // next_group gathers the next four characters that mean something; false if there are not as many.
 bool next_group(Bytes text, size_t &at, uint8_t (&group)[4]) {
   size_t found = 0;
@@ -114,8 +112,8 @@ uint8_t *decode(Bytes text, uint8_t *out) {
 }
 
 uint8_t *decode_to_block(Bytes text, size_t *length) {
-  auto *block = static_cast<uint8_t *>(ssh_xmalloc(decoded_max(text.size())));
-  *length = static_cast<size_t>(decode(text, block) - block);
+  auto *block = static_cast<uint8_t *>(ssh_xmalloc(ssh_base64_decoded_max(text.size())));
+  *length = ssh_base64_decode(text, block);
   return block;
 }
 
@@ -156,6 +154,10 @@ char *ssh_base64_remove_whitespace(const char *text, size_t length) {
 
 uint8_t *ssh_base64_to_buf(const char *text, size_t *length) {
   return decode_to_block(ssh_text_bytes(text), length);
+}
+
+size_t ssh_base64_decode(Bytes text, uint8_t *out) {
+  return static_cast<size_t>(decode(text, out) - out);
 }
 
 // The first dash of a line toggles whether the text is inside a block, whatever else the line says;

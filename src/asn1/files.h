@@ -35,6 +35,11 @@ class SshBinaryInput {
 // it holds.
 [[nodiscard]] uint8_t *ssh_base64_to_buf(const char *text, size_t *length);
 
+// ssh_base64_decode decodes base64 text into `out`, which has room for ssh_base64_decoded_max of its
+// length, and returns how many octets that were. What is no base64 is passed over.
+constexpr size_t ssh_base64_decoded_max(size_t characters) { return (characters * 6 + 7) / 8; }
+size_t ssh_base64_decode(Bytes text, uint8_t *out);
+
 // ssh_armour_find shows the last armoured block's text inside `file`; empty with a null pointer if
 // there is none.
 [[nodiscard]] Bytes ssh_armour_find(Bytes file);

@@ -5,7 +5,6 @@
 #include <string_view>
 #include <vector>
 
-#include "asn1/files.h"
 #include "kwpki/terminal/text.h"
 #include "support/samples.h"
 
@@ -48,12 +47,6 @@ inline size_t count(const std::string &text, const std::string &part) {
   size_t found = 0;
   for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++found;
   return found;
-}
-
-inline std::vector<uint8_t> unbase64(const std::string &text) {
-  size_t length = 0;
-  const SshBlock block(ssh_base64_to_buf(text.c_str(), &length));
-  return {block.get(), block.get() + length};
 }
 
 }  // namespace inspect_samples

@@ -184,7 +184,7 @@ struct Found {
   CrlOwner list;
 
   Found(const json &shown, std::string told) : result(std::move(told)) {
-    const auto der = unbase64(shown["der"]);
+    const auto der = kwpki::unbase64(shown["der"].get<std::string>());
     const uint8_t *at = der.data();
     if (shown["kind"] == "certificate") {
       cert.reset(d2i_X509(nullptr, &at, static_cast<long>(der.size())));

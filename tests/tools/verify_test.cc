@@ -51,7 +51,7 @@ constexpr struct {
 TEST(Verify, WhatTheSystemComputes) {
   const Directory folder;
   for (const auto &row : kRoots) {
-    const auto der = unbase64(row.base64);
+    const auto der = kwpki::unbase64(row.base64);
     const std::string root(der.begin(), der.end()), name = folder.add(row.scheme, root);
     const bool edwards = row.scheme == std::string("ed25519");
     const auto verified = [&](const std::string &record) {

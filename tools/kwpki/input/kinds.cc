@@ -236,18 +236,6 @@ std::vector<uint8_t> from_hexadecimal(std::string_view text) {
   return octets;
 }
 
-std::vector<uint8_t> from_base64(std::string_view text) {
-  const auto belongs = [](char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
-           c == '/' || c == '=' || is_blank(c);
-  };
-  if (!std::all_of(text.begin(), text.end(), belongs)) return {};
-  const SshText plain(ssh_base64_remove_whitespace(text.data(), text.size()));
-  size_t length = 0;
-  const SshBlock octets(ssh_base64_to_buf(plain.get(), &length));
-  return {octets.get(), octets.get() + length};
-}
-
 // An element that is all, or that is cut: its header has a length of the octets' magnitude.
 bool begins_as_der(const std::vector<uint8_t> &octets) {
   SshBerElement element;
@@ -312,7 +300,7 @@ Unarmoured unarmoured(std::string_view text) {
   if (text.starts_with(kMark)) text.remove_prefix(kMark.size());
   if (text.size() > kTextMax || text.size() < 16) return {};
   Unarmoured found = {from_hexadecimal(text), "hexadecimal"};
-  if (!begins_as_der(found.octets)) found = {from_base64(text), "base64"};
+  if (!begins_as_der(found.octets) && is_base64(text)) found = {unbase64(text), "base64"};
   return begins_as_der(found.octets) ? found : Unarmoured();
 }
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 #include "asn1/files.h"
@@ -10,6 +11,9 @@
 
 namespace kwpki {
 namespace {
+
+constexpr std::string_view kAlphabet =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 struct CodeRange {
   uint32_t first;
@@ -138,15 +142,24 @@ std::string base64(Bytes octets) {
   return out;
 }
 
-std::vector<uint8_t> unbase64(const std::string &text) {
-  if (text.empty()) return {};
-  size_t length = 0;
-  const SshBlock octets(ssh_base64_to_buf(text.c_str(), &length));
-  return {octets.get(), octets.get() + length};
+std::vector<uint8_t> unbase64(std::string_view text) {
+  std::vector<uint8_t> octets(ssh_base64_decoded_max(text.size()));
+  octets.resize(ssh_base64_decode(ssh_text_bytes(text), octets.data()));
+  return octets;
+}
+
+bool is_base64(std::string_view text) {
+  static constexpr auto kBelongs = [] {
+    std::array<bool, 256> table = {};
+    for (const char c : kAlphabet) table[static_cast<uint8_t>(c)] = true;
+    for (const uint8_t c : {'=', ' ', '\t', '\n', '\v', '\f', '\r'}) table[c] = true;
+    return table;
+  }();
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return kBelongs[static_cast<uint8_t>(c)]; });
 }
 
 void append_base64(std::string &out, Bytes octets) {
-  constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   out.reserve(out.size() + (octets.size() + 2) / 3 * 4);
   for (size_t i = 0; i < octets.size(); i += 3) {
     const size_t count = std::min<size_t>(3, octets.size() - i);

@@ -27,10 +27,12 @@ void append_utf8(std::string &out, uint32_t code);
 // hex writes octets as lower-case digits.
 std::string hex(Bytes octets);
 
-// base64 writes octets without line ends, append_base64 behind a text; unbase64 is the inverse.
+// base64 writes octets without line ends, append_base64 behind a text; unbase64 is the inverse, and
+// passes over what is no base64. is_base64 is true of text that is nothing but base64 and blanks.
 std::string base64(Bytes octets);
 void append_base64(std::string &out, Bytes octets);
-std::vector<uint8_t> unbase64(const std::string &text);
+std::vector<uint8_t> unbase64(std::string_view text);
+bool is_base64(std::string_view text);
 
 // pem_text gives octets as armour with this label: RFC 7468.
 std::string pem_text(std::string_view label, Bytes octets);

@@ -92,7 +92,7 @@ std::string readable_pair(const Json &pair) {
   const bool text = pair.contains("text");
   return label + "=" +
          (text ? quote_value(pair["text"].get<std::string>())
-               : "#" + hex(unbase64(pair["value_der"])));
+               : "#" + hex(unbase64(pair["value_der"].get_ref<const std::string &>())));
 }
 
 void set_ip(Json &json, const SshX509Name &name) {
