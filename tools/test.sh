@@ -1,8 +1,8 @@
 #!/bin/sh
 # test.sh is the whole proof: every test in the release build, every test again under the
 # sanitizers, the tests with threads under ThreadSanitizer, the tree built without a warning by the
-# second compiler, with which each fuzz target runs for some seconds, and the Windows library with
-# its tests under Wine.
+# second compiler, a layer as one source as for make demo, with which each fuzz target runs for some
+# seconds, and the Windows library with its tests under Wine.
 set -eu
 cd "$(dirname "$0")/.."
 jobs=$(nproc)

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr size_t kRotations = 16;  // where the parts of a schedule begin
-constexpr size_t kRounds = 32;
+constexpr size_t kCastRounds = 32;
 constexpr size_t kShortKey = 10;  // up to here 12 rounds are enough
 
 template <size_t Box>
@@ -106,20 +106,20 @@ void ssh_cast128_schedule(uint32_t *schedule, Bytes key) {
       schedule[i + k] = i < kRotations ? made : made & 31;
     }
   }
-  schedule[kRounds] = key.size() <= kShortKey ? 12 : 16;
+  schedule[kCastRounds] = key.size() <= kShortKey ? 12 : 16;
   ssh_wipe(octets, sizeof octets);
 }
 
 uint64_t ssh_cast128_encrypt(const uint32_t *schedule, uint64_t block) {
   Halves halves = {ssh_block_left(block), ssh_block_right(block)};
   halves.rounds(schedule, FirstTwelve());
-  if (schedule[kRounds] > 12) halves.rounds(schedule, LastFour());
+  if (schedule[kCastRounds] > 12) halves.rounds(schedule, LastFour());
   return ssh_block(halves.right, halves.left);
 }
 
 uint64_t ssh_cast128_decrypt(const uint32_t *schedule, uint64_t block) {
   Halves halves = {ssh_block_left(block), ssh_block_right(block)};
-  if (schedule[kRounds] > 12) halves.rounds(schedule, LastFourBack());
+  if (schedule[kCastRounds] > 12) halves.rounds(schedule, LastFourBack());
   halves.rounds(schedule, FirstTwelveBack());
   return ssh_block(halves.right, halves.left);
 }

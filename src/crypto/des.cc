@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr size_t kRounds = 16;
+constexpr size_t kDesRounds = 16;
 constexpr size_t kWords = 2;  // of a round key
 
 // S1 to S8: four rows of sixteen digits each.
@@ -26,7 +26,7 @@ constexpr uint64_t kBoxes[8][4] = {
     {0xD2846FB1A93E50C7, 0x1FD8A374C56B0E92, 0x7B419CE206ADF358, 0x21E74A8DFC90356B},
 };
 
-constexpr uint8_t kP[] = {
+constexpr uint8_t kPermutation[] = {
     16, 7, 20, 21, 29, 12, 28, 17,  1, 15, 23, 26,  5, 18, 31, 10,
      2, 8, 24, 14, 32, 27,  3,  9, 19, 13, 30,  6, 22, 11,  4, 25,
 };
@@ -43,7 +43,7 @@ constexpr uint8_t kChoice2[] = {
     41, 52, 31, 37, 47, 55, 30, 40, 51, 45, 33, 48, 44, 49, 39, 56, 34, 53, 46, 42, 50, 36, 29, 32,
 };
 
-constexpr uint8_t kShifts[kRounds] = {1, 1, 2, 2, 2, 2, 2, 2, 1, 2, 2, 2, 2, 2, 2, 1};
+constexpr uint8_t kShifts[kDesRounds] = {1, 1, 2, 2, 2, 2, 2, 2, 1, 2, 2, 2, 2, 2, 2, 1};
 // clang-format on
 
 // pick takes bits out of a number of `width` bits, in the order of the table. As in the standard,
@@ -64,7 +64,8 @@ constexpr Outputs kOutputs = [] {
       const unsigned row = (in >> 4 & 2) | (in & 1);
       const unsigned column = in >> 1 & 15;
       const uint64_t digit = kBoxes[box][row] >> (60 - 4 * column) & 15;
-      made[box][in] = std::rotl(static_cast<uint32_t>(pick(digit << (28 - 4 * box), 32, kP)), 1);
+      made[box][in] =
+          std::rotl(static_cast<uint32_t>(pick(digit << (28 - 4 * box), 32, kPermutation)), 1);
     }
   }
   return made;
@@ -101,9 +102,9 @@ uint64_t work(const uint32_t *schedule, uint64_t block) {
   right = std::rotl(right, 1);
 
   constexpr ptrdiff_t kStep = Forward ? ptrdiff_t{kWords} : -ptrdiff_t{kWords};
-  const uint32_t *key = schedule + (Forward ? 0 : (Keys * kRounds - 1) * kWords);
+  const uint32_t *key = schedule + (Forward ? 0 : (Keys * kDesRounds - 1) * kWords);
   for (size_t i = 0; i < Keys; ++i) {
-    for (size_t round = 0; round < kRounds; round += 2, key += 2 * kStep) {
+    for (size_t round = 0; round < kDesRounds; round += 2, key += 2 * kStep) {
       left ^= mangle(right, key);
       right ^= mangle(left, key + kStep);
     }
@@ -126,12 +127,12 @@ void one_key(uint32_t *schedule, Bytes key, bool encrypt) {
   const uint64_t chosen =
       pick(ssh_block(ssh_load_be32(&key[0]), ssh_load_be32(&key[4])), 64, kChoice1);
   uint32_t c = static_cast<uint32_t>(chosen >> 28), d = static_cast<uint32_t>(chosen & kHalf);
-  for (size_t round = 0; round < kRounds; ++round) {
+  for (size_t round = 0; round < kDesRounds; ++round) {
     const unsigned shift = kShifts[round];
     c = (c << shift | c >> (28 - shift)) & kHalf;
     d = (d << shift | d >> (28 - shift)) & kHalf;
     const uint64_t bits = pick(uint64_t{c} << 28 | d, 56, kChoice2);
-    uint32_t *words = schedule + kWords * (encrypt ? round : kRounds - 1 - round);
+    uint32_t *words = schedule + kWords * (encrypt ? round : kDesRounds - 1 - round);
     words[0] = words[1] = 0;
     for (unsigned box = 0; box < 8; ++box) {
       const uint32_t six = static_cast<uint32_t>(bits >> (42 - 6 * box) & 63);
@@ -156,8 +157,8 @@ uint64_t ssh_des_decrypt(const uint32_t *schedule, uint64_t block) {
 void ssh_des3_schedule(uint32_t *schedule, Bytes key) {
   constexpr size_t kKey = 8;
   one_key(schedule, key.first(kKey), true);
-  one_key(schedule + kRounds * kWords, key.subspan(kKey, kKey), false);
-  one_key(schedule + 2 * kRounds * kWords,
+  one_key(schedule + kDesRounds * kWords, key.subspan(kKey, kKey), false);
+  one_key(schedule + 2 * kDesRounds * kWords,
           key.size() == 2 * kKey ? key.first(kKey) : key.last(kKey), true);
 }
 

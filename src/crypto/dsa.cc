@@ -12,9 +12,9 @@ bool in_range(const SshMpInt &value, const SshMpInt &below) {
   return !value.negative() && !value.is_zero() && value.compare(below) < 0;
 }
 
-// begin takes p and looks at the numbers: p odd and of a sensible size, q as well, above 1 and
+// begin_dsa takes p and looks at the numbers: p odd and of a sensible size, q as well, above 1 and
 // below p, and 1 < g, y < p. Whether p and q are primes is for whoever vouches for the key.
-SshKeyStatus begin(const SshMpInt *values, SshMontgomery &modulus) {
+SshKeyStatus begin_dsa(const SshMpInt *values, SshMontgomery &modulus) {
   const SshMpInt &p = values[SSH_DL_P], &q = values[SSH_DL_Q];
   const SshMpInt one(1);
   if (!in_range(q, p) || q == one || !(q.low32() & 1)) return SSH_KEY_ABSURD;
@@ -48,7 +48,7 @@ SshMpInt product(const SshMpInt &a, const SshMpInt &b, const SshMpInt &q) {
 SshKeyStatus ssh_dsa_verify(const SshMpInt *values, const SshHashAlgorithm *, Bytes digest,
                             Bytes signature) {
   SshMontgomery modulus;
-  if (const SshKeyStatus status = begin(values, modulus)) return status;
+  if (const SshKeyStatus status = begin_dsa(values, modulus)) return status;
   const SshMpInt &q = values[SSH_DL_Q];
   const size_t length = (q.bits() + 7) / 8;
   if (signature.size() != 2 * length) return SSH_KEY_BAD_SIGNATURE;

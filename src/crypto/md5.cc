@@ -21,7 +21,7 @@ constexpr uint32_t kSines[] = {
 constexpr struct Round {
   size_t step, first;
   int rotations[4];
-} kRounds[] = {
+} kMd5Rounds[] = {
     {1, 0, {7, 12, 17, 22}},
     {5, 1, {5, 9, 14, 20}},
     {3, 5, {4, 11, 16, 23}},
@@ -48,7 +48,7 @@ struct Md5 {
 
   template <size_t T>
   void step(const uint8_t *block) {
-    constexpr const Round &kRound = kRounds[T / 16];
+    constexpr const Round &kRound = kMd5Rounds[T / 16];
     constexpr size_t kWord = (kRound.first + kRound.step * T) % 16;
     const uint32_t sum = a + kSines[T] + load_le32(block + 4 * kWord) + mix<T / 16>(b, c, d);
     a = d;
@@ -63,7 +63,7 @@ struct Md5 {
   }
 };
 
-void work(uint64_t *state, const uint8_t *blocks, size_t count) {
+void md5_work(uint64_t *state, const uint8_t *blocks, size_t count) {
   uint32_t words[4];
   for (size_t i = 0; i < 4; ++i) words[i] = static_cast<uint32_t>(state[i]);
   for (; count > 0; --count, blocks += 64) {
@@ -77,7 +77,7 @@ void work(uint64_t *state, const uint8_t *blocks, size_t count) {
   std::copy(std::begin(words), std::end(words), state);
 }
 
-constexpr uint8_t kOid[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 13, 2, 5};  // 1.2.840.113549.2.5
+constexpr uint8_t kMd5Oid[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 13, 2, 5};  // 1.2.840.113549.2.5
 
 }  // namespace
 
@@ -85,6 +85,6 @@ constexpr SshHashAlgorithm ssh_hash_md5_row = {"md5",
                                                16,
                                                4,
                                                false,
-                                               work,
+                                               md5_work,
                                                {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476},
-                                               ssh_hash_make_info(kOid, 16)};
+                                               ssh_hash_make_info(kMd5Oid, 16)};

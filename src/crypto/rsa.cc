@@ -16,9 +16,9 @@ constexpr size_t kOverhead = kPaddingMin + 3;
 constexpr uint8_t kSignatureType = 1;
 constexpr uint8_t kEncryptionType = 2;
 
-// begin takes a modulus and looks at the numbers: n odd and of a sensible size, e odd, above 1 and
-// below n.
-SshKeyStatus begin(const SshMpInt *values, SshMontgomery &modulus) {
+// begin_rsa takes a modulus and looks at the numbers: n odd and of a sensible size, e odd, above 1
+// and below n.
+SshKeyStatus begin_rsa(const SshMpInt *values, SshMontgomery &modulus) {
   const SshMpInt &n = values[SSH_RSA_N], &e = values[SSH_RSA_E];
   if (e.compare(SshMpInt(1)) <= 0 || e.compare(n) >= 0) return SSH_KEY_ABSURD;
   if (!(e.low32() & 1)) return SSH_KEY_ABSURD;
@@ -56,7 +56,7 @@ bool fill_nonzero(SshNoise &noise, uint8_t *out, size_t length) {
 SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const SshHashAlgorithm *hash, Bytes digest,
                             Bytes signature) {
   SshMontgomery modulus;
-  if (const SshKeyStatus status = begin(values, modulus)) return status;
+  if (const SshKeyStatus status = begin_rsa(values, modulus)) return status;
   const size_t length = modulus.octets();
   const Bytes info = hash ? ssh_hash_digest_info(*hash) : Bytes();
   const size_t least = info.size() + kOverhead;
@@ -82,7 +82,7 @@ SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const SshHashAlgorithm *hash
 SshKeyStatus ssh_rsa_encrypt(const SshMpInt *values, Bytes data, SshNoise *noise, SshBlock *out,
                              size_t *length) {
   SshMontgomery modulus;
-  if (const SshKeyStatus status = begin(values, modulus)) return status;
+  if (const SshKeyStatus status = begin_rsa(values, modulus)) return status;
   const size_t octets = modulus.octets();
   if (octets < kOverhead || data.size() > octets - kOverhead) return SSH_KEY_TOO_LONG;
 

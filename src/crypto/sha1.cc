@@ -55,14 +55,14 @@ void work_block(uint32_t *state, const uint8_t *block) {
   state[4] += s.e;
 }
 
-void work(uint64_t *state, const uint8_t *blocks, size_t count) {
+void sha1_work(uint64_t *state, const uint8_t *blocks, size_t count) {
   uint32_t words[5];
   for (size_t i = 0; i < 5; ++i) words[i] = static_cast<uint32_t>(state[i]);
   for (; count > 0; --count, blocks += 64) work_block(words, blocks);
   std::copy(std::begin(words), std::end(words), state);
 }
 
-constexpr uint8_t kOid[] = {0x2B, 14, 3, 2, 26};  // 1.3.14.3.2.26
+constexpr uint8_t kSha1Oid[] = {0x2B, 14, 3, 2, 26};  // 1.3.14.3.2.26
 
 }  // namespace
 
@@ -71,6 +71,6 @@ constexpr SshHashAlgorithm ssh_hash_sha1_row = {
     20,
     4,
     true,
-    work,
+    sha1_work,
     {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476, 0xC3D2E1F0},
-    ssh_hash_make_info(kOid, 20)};
+    ssh_hash_make_info(kSha1Oid, 20)};

@@ -181,8 +181,8 @@ inline const uint8_t *convert_usual(const uint8_t *p, const uint8_t *end,
   return entry.end;
 }
 
-// TbsParts are the elements of a TBSCertList.
-struct TbsParts {
+// TbsListParts are the elements of a TBSCertList.
+struct TbsListParts {
   int has_version = 0, has_next = 0, has_revoked = 0, has_extensions = 0;
   int this_form = -1, next_form = -1;
   SshMpInt version;
@@ -198,7 +198,7 @@ struct TbsParts {
 //      nextUpdate              Time OPTIONAL,
 //      revokedCertificates     SEQUENCE OF SEQUENCE { ... } OPTIONAL,
 //      crlExtensions      [0]  EXPLICIT Extensions OPTIONAL }                    RFC 5280, 5.1
-bool read_tbs(SshAsn1Unread &tbs, TbsParts &parts, SshX509Crl &crl, SshX509Decoder &decoder) {
+bool read_tbs(SshAsn1Unread &tbs, TbsListParts &parts, SshX509Crl &crl, SshX509Decoder &decoder) {
   return decoder.read_known(tbs,
                             "(sequence ()(optional (integer ()))(any ())(any ())(choice  "
                             "(generalized-time ()) (utc-time ()))"
@@ -220,7 +220,7 @@ bool lies_in(SshAsn1Node node, SshAsn1Node element) {
 // unread_list finds an element behind the issuer that may be a list of entries or extensions, and
 // that no field took: one with a tag that the template does not give, or a second one. Revocations
 // must not be dropped silently. What was read as plain has none.
-SshAsn1Node unread_list(const TbsParts &parts) {
+SshAsn1Node unread_list(const TbsListParts &parts) {
   if (parts.issuer.is_plain()) return {};
   SshAsn1Node node = ssh_asn1_node_next(parts.issuer.node());
   for (; node; node = ssh_asn1_node_next(node)) {
@@ -236,7 +236,7 @@ SshAsn1Node unread_list(const TbsParts &parts) {
 
 // set_version: the version is what the CRL says; it need not say 1 (encoded 0). Classic: one that
 // is given must be 2; without one, extensions tell.
-bool set_version(const TbsParts &parts, SshX509Crl &crl, const SshX509Decoder &decoder) {
+bool set_version(const TbsListParts &parts, SshX509Crl &crl, const SshX509Decoder &decoder) {
   uint32_t encoded = 0;
   const bool stated = decoder.rules.stated_version;
   crl.version = parts.has_version || (parts.has_extensions && !stated) ? 2 : 1;
@@ -254,7 +254,7 @@ bool set_version(const TbsParts &parts, SshX509Crl &crl, const SshX509Decoder &d
 bool decode_crl(SshAsn1Unread &sequence, SshX509Crl &crl, SshX509Decoder &decoder) {
   SshAsn1Unread tbs, algorithm;
   SshAsn1Bits signature;
-  TbsParts parts;
+  TbsListParts parts;
   crl.rules = &decoder.rules;
   crl.element = sequence.der();
   if (!decoder.read(sequence, "(sequence ()(any ())(any ())(bit-string ()))"_asn1, &tbs, &algorithm,

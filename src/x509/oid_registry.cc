@@ -82,7 +82,7 @@ constexpr Entry kSignatures[] = {
 };
 
 // The code is the extension's kind; unknown ones are known to occur, and accepted unless critical.
-constexpr Entry kExtensions[] = {
+constexpr Entry kExtensionEntries[] = {
     {.oid = "2.5.29.35",             .name = "authorityKeyIdentifier",     .description = "authority key identifier",     .code = SSH_X509_EXT_AUTHORITY_KEY_ID},
     {.oid = "2.5.29.14",             .name = "subjectKeyIdentifier",       .description = "subject key identifier",       .code = SSH_X509_EXT_SUBJECT_KEY_ID},
     {.oid = "2.5.29.15",             .name = "keyUsage",                   .description = "key usage",                    .code = SSH_X509_EXT_KEY_USAGE},
@@ -301,7 +301,7 @@ struct Kind {
 constexpr Kind kKinds[] = {
     {SSH_OID_PUBLIC_KEY, kTableOf<kPublicKeys>},
     {SSH_OID_SIGNATURE, kTableOf<kSignatures>},
-    {SSH_OID_EXTENSION, kTableOf<kExtensions>},
+    {SSH_OID_EXTENSION, kTableOf<kExtensionEntries>},
     {SSH_OID_DN, kTableOf<kAttributes>},
     {SSH_OID_PKCS9, kTableOf<kPkcs9>},
     {SSH_OID_OTHER, kTableOf<kOther>},
@@ -317,7 +317,7 @@ consteval bool kinds_in_order() {
 }
 static_assert(kinds_in_order());
 static_assert(std::size(kPublicKeys) == 5 && std::size(kSignatures) == 10 &&
-              std::size(kExtensions) == 28);
+              std::size(kExtensionEntries) == 28);
 static_assert(std::size(kAttributes) == 20 && std::size(kPkcs9) == 9 && std::size(kOther) == 1);
 static_assert(std::size(kHold) == 4 && std::size(kQualifiers) == 3);
 

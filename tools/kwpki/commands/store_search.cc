@@ -179,11 +179,11 @@ std::optional<uint32_t> find_name(std::span<const NamedNumber> names, std::strin
   return {};
 }
 
-std::optional<uint32_t> key_type(const std::string &text) {
+std::optional<uint32_t> key_type_value(const std::string &text) {
   return find_name(kKeyTypeOptions, CLI::detail::to_lower(text));
 }
 
-std::optional<uint32_t> number(const std::string &text) {
+std::optional<uint32_t> plain_number(const std::string &text) {
   try {
     return parse_number("", text);
   } catch (const Failure &) {
@@ -193,7 +193,7 @@ std::optional<uint32_t> number(const std::string &text) {
 
 std::optional<uint32_t> rule(const std::string &text) {
   const auto named = find_name(kRuleNames, text);
-  return named ? named : number(text);
+  return named ? named : plain_number(text);
 }
 
 KwPkiStatus KWPKI_CALL set_time(uint32_t value, KwPkiSearch search) {
@@ -212,10 +212,10 @@ const ConstraintRow kConstraintOptions[] = {
      "not \"now\" nor a date and time from 1970 to 2106"},
     {"key-usage", "USAGES", "With a key for all of these", &Criteria::key_usage, parse_key_usage,
      KwPkiSearchSetKeyUsage, "not names of key usage separated by commas"},
-    {"key-type", "rsa|dsa|dh", "With a key of this type", &Criteria::key_type, key_type,
+    {"key-type", "rsa|dsa|dh", "With a key of this type", &Criteria::key_type, key_type_value,
      KwPkiSearchSetKeyType, "not rsa, dsa or dh"},
-    {"path-length", "N", "CAs that allow as many CAs below them", &Criteria::path_length, number,
-     KwPkiSearchSetPathLength, "not a number of 32 bits"},
+    {"path-length", "N", "CAs that allow as many CAs below them", &Criteria::path_length,
+     plain_number, KwPkiSearchSetPathLength, "not a number of 32 bits"},
     {"rule", "all|newest|authorities|end-entities|N", "Which of those found to give",
      &Criteria::rule, rule, KwPkiSearchSetRule,
      "neither all, newest, authorities, end-entities nor a number"},

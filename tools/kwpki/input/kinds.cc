@@ -13,7 +13,7 @@ namespace {
 constexpr size_t kTextMax = 0x1000000;  // longer text is no certificate in base64
 
 constexpr Kind kUnknown = {"unknown", "nothing that is known"};
-constexpr Kind kText = {"text", "text"};
+constexpr Kind kPlainText = {"text", "text"};
 constexpr Kind kPkcs7 = {"pkcs7", "PKCS #7"};
 constexpr Kind kPkcs12 = {"pkcs12", "PKCS #12, keys and certificates behind a password", true};
 constexpr Kind kRequest = {"certification_request", "a certification request"};
@@ -248,7 +248,7 @@ bool begins_as_der(const std::vector<uint8_t> &octets) {
 }  // namespace
 
 const Kind &kind_of(Bytes octets) {
-  if (is_text(octets)) return kText;
+  if (is_text(octets)) return kPlainText;
   const Parsed parsed(octets);
   for (const KindRow &row : kKinds) {
     if (parsed.root && row.is(parsed.root)) return row.kind;

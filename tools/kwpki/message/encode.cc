@@ -137,7 +137,7 @@ const Json *find(const Json &object, std::string_view name) {
 }
 
 // The kind is told, or seen by the status as in a message.
-MessageKind kind_of(const Json &document) {
+MessageKind message_kind(const Json &document) {
   if (const Json *kind = find(document, "kind")) {
     for (size_t i = 0; i < std::size(kKindNames); ++i) {
       if (*kind == kKindNames[i]) return MessageKind{static_cast<uint8_t>(i)};
@@ -149,7 +149,7 @@ MessageKind kind_of(const Json &document) {
 }
 
 std::vector<uint8_t> Encoder::run(const Json &document) {
-  kind_ = kind_of(object_of(document));
+  kind_ = message_kind(object_of(document));
   const Json *schema = find(document, "schema");
   if (schema && *schema != kwpki::document()["schema"])
     throw MessageError("schema", "not that of this program, " + kwpki::document()["schema"].dump());

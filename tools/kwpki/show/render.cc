@@ -116,7 +116,7 @@ std::string general_name(const Json &name) {
 }
 
 // A number in decimal and hexadecimal, and the size of what is too large for decimal to help.
-std::string number(const Json &value) {
+std::string number_text(const Json &value) {
   return integer_text(value.value("decimal", ""), value["hex"].get_ref<const std::string &>());
 }
 
@@ -142,7 +142,7 @@ bool in_a_line(const Json &value, std::string *text) {
                                   value["code"].get<uint32_t>()));
   }
   if (value.contains("decimal") && value["decimal"].get_ref<const std::string &>().size() <= 60) {
-    return give(text, number(value));
+    return give(text, number_text(value));
   }
   if (value.size() == 1 && value.contains("text"))
     return give(text, value["text"].get<std::string>());

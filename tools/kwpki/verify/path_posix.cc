@@ -20,12 +20,12 @@ namespace {
 
 void free_certs(STACK_OF(X509) * certs) { sk_X509_pop_free(certs, X509_free); }
 void free_crls(STACK_OF(X509_CRL) * crls) { sk_X509_CRL_pop_free(crls, X509_CRL_free); }
-using Cert = Owner<X509, X509_free>;
-using Crl = Owner<X509_CRL, X509_CRL_free>;
+using ForeignCert = Owner<X509, X509_free>;
+using ForeignCrl = Owner<X509_CRL, X509_CRL_free>;
 using Certs = Owner<STACK_OF(X509), free_certs>;
 using Crls = Owner<STACK_OF(X509_CRL), free_crls>;
 using Store = Owner<X509_STORE, X509_STORE_free>;
-using Context = Owner<X509_STORE_CTX, X509_STORE_CTX_free>;
+using PathContext = Owner<X509_STORE_CTX, X509_STORE_CTX_free>;
 
 // When is the time that a problem speaks of.
 enum When : uint8_t { kNever, kNotBefore, kNotAfter, kRevoked, kThisUpdate, kNextUpdate };
@@ -186,16 +186,16 @@ class Judge final : public PathJudge {
         crls_(present(sk_X509_CRL_new_null())) {}
 
   bool add_root(Bytes der) override {
-    const Cert cert = read<Cert, d2i_X509>(der);
+    const ForeignCert cert = read<ForeignCert, d2i_X509>(der);
     return cert && X509_STORE_add_cert(roots_.get(), cert.get());
   }
   bool add_untrusted(Bytes der) override {
-    Cert cert = read<Cert, d2i_X509>(der);
+    ForeignCert cert = read<ForeignCert, d2i_X509>(der);
     if (cert && !sk_X509_push(untrusted_.get(), cert.get())) throw std::bad_alloc();
     return cert.release() != nullptr;
   }
   bool add_crl(Bytes der) override {
-    Crl crl = read<Crl, d2i_X509_CRL>(der);
+    ForeignCrl crl = read<ForeignCrl, d2i_X509_CRL>(der);
     if (crl && !sk_X509_CRL_push(crls_.get(), crl.get())) throw std::bad_alloc();
     return crl.release() != nullptr;
   }
@@ -225,9 +225,9 @@ bool Judge::set_parameters(X509_VERIFY_PARAM *parameters) const {
 }
 
 std::vector<PathStep> Judge::judge(Bytes der) {
-  const Cert cert = read<Cert, d2i_X509>(der);
+  const ForeignCert cert = read<ForeignCert, d2i_X509>(der);
   if (!cert) return {};
-  const Context context(present(X509_STORE_CTX_new()));
+  const PathContext context(present(X509_STORE_CTX_new()));
   Collector collector{options_.host};
   if (!X509_STORE_CTX_init(context.get(), roots_.get(), cert.get(), untrusted_.get()) ||
       !set_parameters(X509_STORE_CTX_get0_param(context.get()))) {

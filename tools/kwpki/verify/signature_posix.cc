@@ -16,7 +16,7 @@ namespace kwpki {
 namespace {
 
 using Key = Owner<EVP_PKEY, EVP_PKEY_free>;
-using Context = Owner<EVP_MD_CTX, EVP_MD_CTX_free>;
+using DigestContext = Owner<EVP_MD_CTX, EVP_MD_CTX_free>;
 using Group = Owner<EC_GROUP, EC_GROUP_free>;
 
 // What the types are called there. An RSA key signs by RSASSA-PSS too.
@@ -68,7 +68,7 @@ SignatureAnswer system_verify(const SignaturePlan &plan) {
   if (!key && plan.curve && !has_curve(plan.curve->oid))
     return {SSH_X509_SCHEME_NOT_SUPPORTED, "curve " + std::string(plan.curve->name)};
   if (!key) return {SSH_X509_KEY_NOT_FIT, "it is no key: its point is not on the curve, or so"};
-  const Context context(EVP_MD_CTX_new());
+  const DigestContext context(EVP_MD_CTX_new());
   const EVP_MD *hash = plan.hash.empty() ? nullptr : EVP_get_digestbyname(plan.hash.c_str());
   EVP_PKEY_CTX *padding = nullptr;
   const bool begun = context && (hash || plan.hash.empty()) &&
