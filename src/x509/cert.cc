@@ -19,8 +19,7 @@ bool decode_key_usage_period(SshAsn1Unread &value, SshX509Cert &cert, SshX509Dec
              value,
              "(sequence ()(optional(generalized-time (0)))(optional(generalized-time (1))))"_asn1,
              &has_from, &period->not_before, &has_to, &period->not_after) &&
-         decoder.time_passes(period->not_before, value.data()) &&
-         decoder.time_passes(period->not_after, value.data());
+         decoder.times_pass(period->not_before, period->not_after, value);
 }
 
 bool decode_authority_key_id(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -149,8 +148,7 @@ bool decode_validity(SshAsn1Unread &validity, SshX509Cert &cert, SshX509Decoder 
                       "(choice (utc-time ()) (generalized-time ())))"_asn1,
                       &from, &cert.not_before, &cert.not_before, &to, &cert.not_after,
                       &cert.not_after) &&
-         decoder.time_passes(cert.not_before, validity.data()) &&
-         decoder.time_passes(cert.not_after, validity.data());
+         decoder.times_pass(cert.not_before, cert.not_after, validity);
 }
 
 // TbsParts are the elements of a TBSCertificate.

@@ -263,9 +263,7 @@ bool decode_crl(SshAsn1Unread &sequence, SshX509Crl &crl, SshX509Decoder &decode
   }
   decoder.inside = tbs.data();
   if (!read_tbs(tbs, parts, crl, decoder)) return decoder.refuse_read("TBSCertList", tbs);
-  if (!decoder.time_passes(crl.this_update, parts.issuer.data()) ||
-      !decoder.time_passes(crl.next_update, parts.issuer.data()))
-    return false;
+  if (!decoder.times_pass(crl.this_update, crl.next_update, tbs)) return false;
   if (const SshAsn1Node unread = unread_list(parts))
     return decoder.refuse("list", "is of a form that cannot be read", unread.data);
   if (!set_version(parts, crl, decoder)) {

@@ -30,6 +30,25 @@ bool SshX509Decoder::refuse_read(const char *structure, Bytes octets, SshOid ide
                 fault.missing ? SSH_X509_FOUND_END : SSH_X509_FOUND_INSIDE);
 }
 
+// The place is that of the time itself, which a template that reads it does not tell.
+bool SshX509Decoder::times_pass(const SshBerTime &from, const SshBerTime &to,
+                                SshAsn1Unread &structure) {
+  constexpr uint8_t kUtcTime = 23, kGeneralizedTime = 24, kTagged = 0x80;
+  if (!rules.standard_times || !(from.odd || to.odd)) return true;
+  SshAsn1Node element = ssh_asn1_node_child(node(structure));
+  for (; element; element = ssh_asn1_node_next(element)) {
+    const uint8_t identifier = *element.data;
+    const Bytes content = ssh_asn1_node_open(element).content();
+    SshBerTime time;
+    const bool is_time = identifier == kUtcTime
+                             ? ssh_ber_utc_time_decode(content, &time)
+                             : (identifier == kGeneralizedTime || identifier >= kTagged) &&
+                                   ssh_ber_generalized_time_decode(content, &time);
+    if (is_time && time.odd) break;
+  }
+  return time_passes(from.odd ? from : to, element.data);
+}
+
 bool SshX509Decoder::value(Bytes octets, SshAsn1Unread &root) {
   if (plain) {
     unchecked = octets;

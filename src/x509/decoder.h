@@ -116,11 +116,13 @@ struct SshX509Decoder {
     return read_alone(SshAsn1Mode::kSearch, element, text, outputs...);
   }
 
-  // time_passes refuses a time that is odd, where the profile wants those of the standard.
+  // time_passes refuses a time that is odd, where the profile wants those of the standard;
+  // times_pass does so for two times among the elements of a structure.
   bool time_passes(const SshBerTime &time, const uint8_t *at) {
     return !time.odd || !rules.standard_times ||
            refuse("time", "has hour 24, or a zone that is neither Z nor four digits", at);
   }
+  bool times_pass(const SshBerTime &from, const SshBerTime &to, SshAsn1Unread &structure);
 
   // node checks what is to be looked at in another way than by a template. The null node stands for
   // what is not plain, too.

@@ -218,6 +218,7 @@ TEST(Inspect, ShowsTheStepThatRefused) {
   EXPECT_EQ(object["refusal"]["oid"], "1.2.3.4");
   EXPECT_EQ(object["subject"]["text"], "CN=A");
 
+  sample::CrlParts update;
   sample::CertParts parts;  // what cannot be read is not made up
   parts.version = der::wrap(0, der::integer(8));
   parts.subject = der::null();
@@ -227,6 +228,13 @@ TEST(Inspect, ShowsTheStepThatRefused) {
   const json shown = run({"inspect", "--json"}, octets(parts.build())).objects().at(0);
   EXPECT_EQ(shown["refusal"]["found"], "8");
   EXPECT_FALSE(shown.contains("subject") || shown.contains("version"));
+  for (Der *time : {&parts.validity, &update.this_update}) {
+    const Der late = der::text(0x17, "010203240000Z");
+    parts = {}, update = {};
+    *time = time == &parts.validity ? der::seq({update.this_update, late}) : late;
+    const std::string odd = octets(time == &parts.validity ? parts.build() : update.build());
+    EXPECT_EQ(run({"--json"}, odd).objects().at(0)["refusal"]["offset"], odd.find(octets(late)));
+  }
   const Result list = run({"inspect", "--json"}, replaced(crl(2), "\x02\x01\x01", "\x02\x01\x07"));
   EXPECT_EQ(list.objects().at(0)["entry_count"], 2);
 }
