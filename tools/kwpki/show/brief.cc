@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
+#include <sstream>
 #include <vector>
 
 #include "kwpki/values/describe.h"
@@ -15,9 +17,10 @@ namespace {
 
 using std::chrono::seconds;
 
+constexpr size_t kColumns = 80;    // of a line
 constexpr size_t kLabel = 14;      // columns of a label
 constexpr size_t kNamesShown = 5;  // so many names are shown
-// Columns of a row; with the date and a short name of a file it has 80.
+// Columns of a row; with the date and the place it has 80.
 constexpr size_t kLeftColumns = 10, kKeyColumns = 13, kSubjectColumns = 28;
 
 Moment moment_of(const SshBerTime &time) {
@@ -198,17 +201,45 @@ std::string period_text(const SshBerTime &from, const SshBerTime &to, const Expi
                      is_marked(expiry, soon) ? style.warning(text) : text);
 }
 
+size_t letters_in(std::string_view text) {
+  return static_cast<size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+std::string name_text(const Json &name) {
+  const char *shown = name.contains("readable") ? "readable" : "text";
+  return name.contains(shown) ? escape(name[shown].get<std::string>()) : name.value("type", "more");
+}
+
+// filled puts words into lines; those behind the first begin where the first does.
+std::string filled(const std::vector<std::string> &words, size_t indent) {
+  std::string text;
+  size_t column = indent;
+  for (const std::string &word : words) {
+    const size_t columns = letters_in(word);
+    const bool fits = column + 1 + columns <= kColumns;
+    if (!text.empty()) text += fits ? " " : "\n" + std::string(indent, ' ');
+    column = (fits ? column + 1 : indent) + columns;
+    text += word;
+  }
+  return text;
+}
+
+std::vector<std::string> words_of(const std::string &text) {
+  std::vector<std::string> words;
+  std::istringstream stream(text);
+  for (std::string word; stream >> word;) words.push_back(word);
+  return words;
+}
+
 std::string names_text(const SshX509Cert &cert) {
   const Json names = names_json(cert.subject_names);
-  std::string text;
-  for (size_t i = 0; i < names.size() && i < kNamesShown; ++i) {
-    const Json &name = names[i];
-    const char *shown = name.contains("readable") ? "readable" : "text";
-    text += (i ? ", " : "") + (name.contains(shown) ? escape(name[shown].get<std::string>())
-                                                    : name.value("type", "more"));
-  }
-  if (names.size() > kNamesShown) text += fmt::format(" and {} more", names.size() - kNamesShown);
-  return text;
+  const size_t shown = std::min(names.size(), kNamesShown);
+  std::vector<std::string> words;
+  for (size_t i = 0; i < shown; ++i)
+    words.push_back(name_text(names[i]) + (i + 1 < shown ? "," : ""));
+  if (names.size() > shown) words.push_back(fmt::format("and {} more", names.size() - shown));
+  return filled(words, 2 + kLabel);
 }
 
 std::string authority_text(const SshX509Cert &cert) {
@@ -233,6 +264,24 @@ std::string short_name(const SshX509Name *names) {
   if (at != text.npos && (at == 0 || text[at - 1] == ' '))
     text = text.substr(at + 3, text.find(", ", at) - at - 3);
   return text.empty() ? "(no name)" : escape(text);
+}
+
+// placed is where something was found, in what a row has left: of a longer path the last folders
+// and the file, which is never cut.
+std::string placed(const std::string &where) {
+  constexpr size_t kLeft = kColumns - 10 - kLeftColumns - kKeyColumns - kSubjectColumns - 4 * 2;
+  constexpr std::string_view kCut = ".../";
+  constexpr char kSeparators[] = {'/',
+                                  static_cast<char>(std::filesystem::path::preferred_separator), 0};
+  std::string text = escape(where);
+  const size_t file = text.find_last_of(kSeparators);
+  if (letters_in(text) <= kLeft || file == text.npos) return text;
+  size_t from = file;
+  for (size_t at = file; at != 0 && at != text.npos;) {
+    at = text.find_last_of(kSeparators, at - 1);
+    if (at != text.npos && kCut.size() + letters_in(text.substr(at + 1)) <= kLeft) from = at;
+  }
+  return std::string(kCut) + text.substr(from + 1);
 }
 
 // fitted keeps so many columns, each letter taken for one.
@@ -271,7 +320,7 @@ std::string row_text(const BriefRow &row, const Style &style, const std::string 
       fmt::format("{:{}}", (row.marked ? "! " : "  ") + row.left, kLeftColumns);
   return fmt::format("{:10}  {}  {}  {}  {}\n", row.end, row.marked ? style.warning(left) : left,
                      row.weak ? style.warning(kind) : kind, fitted(row.name, kSubjectColumns),
-                     escape(where));
+                     placed(where));
 }
 
 }  // namespace
@@ -382,10 +431,15 @@ std::string brief_row(const SshX509Crl &crl, Moment now, seconds soon, const Sty
   return row_text(row_of(crl, now, soon), style, where);
 }
 
-std::string wrong_row(const Style &style, const std::string &why, const std::string &where) {
-  return fmt::format("{:10}  {}  {:{}}  {}  {}\n", "-",
+std::string wrong_row(const Style &style, const std::string &where) {
+  return fmt::format("{:10}  {}  {:{}}  {:{}}  {}\n", "-",
                      style.warning(fitted("! REFUSED", kLeftColumns)), "-", kKeyColumns,
-                     fitted(escape(why), kSubjectColumns), escape(where));
+                     "cannot be read", kSubjectColumns, placed(where));
+}
+
+std::string note_row(const Style &style, const std::string &why) {
+  constexpr size_t kIndent = 12;  // below what is left
+  return std::string(kIndent, ' ') + style.warning(filled(words_of(escape(why)), kIndent)) + "\n";
 }
 
 }  // namespace kwpki

@@ -69,7 +69,9 @@ std::string brief_row(const SshX509Crl &crl, Moment now, std::chrono::seconds so
 // brief_heading is the first line of the table.
 std::string brief_heading();
 
-// wrong_row is a line for what was refused.
-std::string wrong_row(const Style &style, const std::string &why, const std::string &where);
+// wrong_row is a line for what was refused, and of which nothing can be read. note_row is what is
+// wrong, in lines below a row.
+std::string wrong_row(const Style &style, const std::string &where);
+std::string note_row(const Style &style, const std::string &why);
 
 }  // namespace kwpki

@@ -323,13 +323,13 @@ bool Inspector::show_brief(const Object &object, const Record &record, const cha
   if (options_.json || options_.html || options_.tree || options_.full) return false;
   const std::string around = surroundings_text(record.der, record.element, what);
   if (!around.empty()) exit_ = std::max<int>(exit_, kExitRefused);
-  std::string whole = head_text(object, what), where = object.short_where();
+  std::string whole = head_text(object, what);
+  std::string row = brief_row(record, now_, soon_, style_, object.short_where());
   if (!around.empty()) {
     whole += "  " + style_.warning(around) + "\n";
-    where += ", " + around;
+    row += note_row(style_, around);
   }
-  present(whole + brief(record, now_, soon_, style_),
-          brief_row(record, now_, soon_, style_, where));
+  present(whole + brief(record, now_, soon_, style_), row);
   return true;
 }
 
@@ -534,11 +534,12 @@ void Inspector::show_refused(const Object &object, const SshX509Refusal &refusal
   }
   if (!options_.full && !options_.tree) {
     const std::string lines = parts.parts ? brief(parts, now_, soon_, style_) : "";
-    const std::string where = object.short_where() + ": " + why;
+    const std::string where = object.short_where();
+    const std::string row =
+        parts.parts ? brief_row(parts, now_, soon_, style_, where) : wrong_row(style_, where);
     return present(head_text(object, style_.warning(escape(text))) + lines +
                        "  --full shows every field and element\n",
-                   parts.parts ? brief_row(parts, now_, soon_, style_, where)
-                               : wrong_row(style_, why, object.short_where()));
+                   row + note_row(style_, why));
   }
   head(object, style_.warning(escape(text)));
   if (options_.full && parts.parts) {
