@@ -12,6 +12,8 @@
 
 namespace {
 
+using namespace std::string_literals;
+
 using nlohmann::json;
 using testing::HasSubstr;
 using Words = std::vector<std::string>;
@@ -151,9 +153,12 @@ TEST_F(StoreTest, FindsWhatInspectPrints) {
   const std::string file = directory_->at("names.db");
   const Der policies = der::seq({der::seq({unhex("0603883701")})});  // 2.999.1
   const std::string odd = directory_->add(
-      "odd.der", inspect_samples::certificate(
-                     der::seq({der::set({der::attribute("2.5.4.5", der::text(0x13, "17"))})}),
-                     {sample::extension("2.5.29.32", policies)}));
+      "odd.der",
+      inspect_samples::certificate(
+          der::seq(
+              {der::set({der::attribute("2.5.4.5", der::text(0x13, "17")),
+                         der::tlv(0x30, der::join({unhex("0603883701"), der::text(0x13, "x")}))})}),
+          {sample::extension("2.5.29.32", policies)}));
   for (const std::string &each : {example("name-utf8.pem"), example("name-utf8-mixed.der"),
                                   example("name-multivalued.der"), odd}) {
     const std::string pem = run({"--pem", each}).out;
@@ -163,6 +168,10 @@ TEST_F(StoreTest, FindsWhatInspectPrints) {
     EXPECT_EQ(run({"search", "--store", file, "--pem", "--dn", name}).out, pem) << name;
     if (each != odd) continue;
     EXPECT_EQ(run({"search", "--store", file, "--pem", "--oid", "2.999.1"}).out, pem);
+    const std::string old = directory_->at("old.db");
+    ASSERT_EQ(run({"add", "--profile", "classic", "--store", old, odd}).code, 0);
+    for (const auto &[option, value] : {std::pair("--dn", name), std::pair("--oid", "2.999.1"s)})
+      EXPECT_EQ(run({"search", "--profile", "classic", "--store", old, option, value}).code, 0);
   }
   const Result other = in({"search", "--dn", "CN=Example Root, OU=Roots, O=Example Oy, C=FI"});
   EXPECT_EQ(other.code, 0);

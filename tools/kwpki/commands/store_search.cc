@@ -10,6 +10,7 @@
 #include "kwpki/terminal/system.h"
 #include "kwpki/terminal/text.h"
 #include "kwpki/values/describe.h"
+#include "kwpki/values/parse.h"
 #include "x509/dn.h"
 #include "x509/oid_registry.h"
 
@@ -56,35 +57,6 @@ struct Criteria {
   throw Failure{kExitUsage, option, why + ": " + value};
 }
 
-// as_library_text gives the name of an attribute that `kwpki inspect` prints where the library has
-// another one by its identifier. What is a name of an attribute stands in front of an equals sign
-// outside of quotes, behind a separator.
-std::string as_library_text(const std::string &name) {
-  std::string text;
-  bool quoted = false, in_type = true;
-  for (size_t at = 0; at < name.size(); ++at) {
-    const char c = name[at];
-    if (in_type) {
-      const size_t end = name.find('=', at);
-      const size_t from = name.find_first_not_of(' ', at);
-      if (end == name.npos || from >= end) return text + name.substr(at);
-      const size_t last = name.find_last_not_of(' ', end - 1);
-      const std::string_view oid =
-          attribute_oid(std::string_view(name).substr(from, last + 1 - from));
-      text += oid.empty() ? name.substr(at, end - at) : "OID." + std::string(oid);
-      text += '=';
-      at = end;
-      in_type = false;
-      continue;
-    }
-    text += c;
-    if (c == '\\' && at + 1 < name.size()) text += name[++at];
-    if (c == '"') quoted = !quoted;
-    in_type = !quoted && (c == ',' || c == ';' || c == '+');
-  }
-  return text;
-}
-
 // Name is a distinguished name.
 struct Name {
   Name() = default;
@@ -109,7 +81,7 @@ struct Name {
 
 bool add_name(const std::string &value, bool reversed, KwPkiSearchKey key) {
   Name name;
-  if (value.size() > kNameMax || !ssh_dn_decode_ldap(as_library_text(value).c_str(), &name.dn))
+  if (value.size() > kNameMax || !ssh_dn_decode_ldap(library_name(value).c_str(), &name.dn))
     return false;
   if (reversed) name.reverse();
   return name.dn.count > 0 && name.add(key);
@@ -135,14 +107,8 @@ bool add_ip(const std::string &value, KwPkiSearchKey key) {
 
 // An identifier is taken in its true form and looked for in the one that the profile has.
 bool add_oid(const std::string &value, KwPkiSearchKey key) {
-  const bool dotted = value.find_first_not_of("0123456789.") == value.npos &&
-                      value.find("..") == value.npos && value.find('.') != value.npos &&
-                      value.front() != '.' && value.back() != '.';
-  if (!dotted || value.size() > kNameMax) return false;
-  std::vector<uint8_t> octets(SSH_OID_ENCODED_MAX(value.size()));
-  octets.resize(ssh_ber_oid_from_text(value.c_str(), octets.data(), true));
-  const std::string text = take(ssh_x509_oid_text({octets}));
-  return add_text<KwPkiSearchKeySetOID>(text.empty() ? value : text, key);
+  const std::string text = library_oid(value);
+  return add_text<KwPkiSearchKeySetOID>(text, key);
 }
 
 struct TextKeyRow {

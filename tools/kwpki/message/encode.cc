@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kwpki/message/schema.h"
+#include "kwpki/values/parse.h"
 #include "util/bytes.h"
 #include "util/owner.h"
 #include "x509/dn.h"
@@ -243,7 +244,7 @@ std::vector<uint8_t> Encoder::name_of(const Json &text) const {
   uint8_t *der = nullptr;
   size_t length = 0;
   const bool good = name && name->find('\0') == std::string::npos &&
-                    ssh_dn_decode_ldap(name->c_str(), &dn) &&
+                    ssh_dn_decode_ldap(library_name(*name).c_str(), &dn) &&
                     ssh_dn_encode_der_canonical(&dn, &der, &length);
   ssh_dn_clear(&dn);
   if (!good) fail("\"dn\" is not the text of a name");

@@ -4,13 +4,18 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <vector>
 
+#include "asn1/oid.h"
 #include "kwpki/terminal/exit.h"
+#include "kwpki/terminal/text.h"
 #include "kwpki/values/values.h"
+#include "x509/oid_registry.h"
 
 namespace kwpki {
 namespace {
 
+constexpr size_t kOidMax = 0x100000;  // of the text, as the library has it
 constexpr std::string_view kTimeForm = "0000-00-00T00:00:00";
 constexpr size_t kTimeSizes[] = {10, 16, 19};  // a date, with minutes, with seconds
 
@@ -36,6 +41,14 @@ std::string letters_of(std::string_view text) {
     if (c != ' ' && c != '-' && c != '_') letters += c;
   }
   return CLI::detail::to_lower(letters);
+}
+
+// library_type gives the identifier of an attribute where its name is not the library's own.
+std::string library_type(std::string_view type) {
+  constexpr std::string_view kPrefix = "oid.";
+  if (CLI::detail::to_lower(std::string(type.substr(0, kPrefix.size()))) == kPrefix)
+    return library_oid(type.substr(kPrefix.size()));
+  return std::string(attribute_oid(type));
 }
 
 }  // namespace
@@ -84,6 +97,44 @@ std::optional<uint32_t> parse_key_usage(const std::string &text) {
     mask |= bit;
   }
   return mask;
+}
+
+std::string library_oid(std::string_view dotted) {
+  const bool good = dotted.find_first_not_of("0123456789.") == dotted.npos &&
+                    dotted.find("..") == dotted.npos && dotted.find('.') != dotted.npos &&
+                    dotted.front() != '.' && dotted.back() != '.';
+  if (!good || dotted.size() > kOidMax) return {};
+  std::vector<uint8_t> octets(SSH_OID_ENCODED_MAX(dotted.size()));
+  octets.resize(ssh_ber_oid_from_text(std::string(dotted).c_str(), octets.data(), true));
+  const std::string text = take(ssh_x509_oid_text({octets}));
+  return text.empty() ? std::string(dotted) : text;
+}
+
+// What is the type of an attribute stands in front of an equals sign outside of quotes, behind a
+// separator.
+std::string library_name(std::string_view name) {
+  std::string text;
+  bool quoted = false, in_type = true;
+  for (size_t at = 0; at < name.size(); ++at) {
+    const char c = name[at];
+    if (in_type) {
+      const size_t end = name.find('=', at);
+      const size_t from = name.find_first_not_of(' ', at);
+      if (end == name.npos || from >= end) return text + std::string(name.substr(at));
+      const size_t last = name.find_last_not_of(' ', end - 1);
+      const std::string oid = library_type(name.substr(from, last + 1 - from));
+      text += oid.empty() ? std::string(name.substr(at, end - at)) : "OID." + oid;
+      text += '=';
+      at = end;
+      in_type = false;
+      continue;
+    }
+    text += c;
+    if (c == '\\' && at + 1 < name.size()) text += name[++at];
+    if (c == '"') quoted = !quoted;
+    in_type = !quoted && (c == ',' || c == ';' || c == '+');
+  }
+  return text;
 }
 
 }  // namespace kwpki

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace kwpki {
 
@@ -17,5 +18,11 @@ std::optional<uint32_t> parse_time(const std::string &text);
 // parse_key_usage reads names as `kwpki inspect` writes them, separated by commas, into a mask;
 // blanks, dashes and case do not matter. Nothing if a name is unknown.
 std::optional<uint32_t> parse_key_usage(const std::string &text);
+
+// library_oid gives an identifier, which people write in its true form, in the one that the profile
+// has; empty for what is none. library_name does so in the text of a name, and replaces what `kwpki
+// inspect` calls an attribute where the library's texts have another word.
+std::string library_oid(std::string_view dotted);
+std::string library_name(std::string_view name);
 
 }  // namespace kwpki
