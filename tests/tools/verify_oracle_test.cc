@@ -27,6 +27,12 @@ class VerifyTest : public testing::Test {
     return Cert{name_of("Leaf"), name_of("Root"), rsa_, signer, EVP_sha1(), {}, key_id}.make();
   }
 
+  static std::string bundled(const std::string &der) {
+    const Der list = der::tlv(0xA0, Der(der.begin(), der.end()));
+    return inspect_samples::octets(
+        der::seq({der::oid("1.2.840.113549.1.7.2"), der::wrap(0, der::seq({list}))}));
+  }
+
   const Key rsa_{EVP_RSA_gen(1024)}, other_{EVP_RSA_gen(1024)}, ec_{EVP_EC_gen("P-256")};
   const Directory folder_;
 };
@@ -49,6 +55,7 @@ TEST_F(VerifyTest, TellsWhoSigned) {
     const char *result;
   } rows[] = {
       {"any of a bundle", {all}, record, "valid"},
+      {"of PKCS #7", {add("p7", bundled(root("Root", rsa_)))}, bundled(record), "valid"},
       {"the second of two", {other, one}, record, "valid"},
       {"a key identifier that points elsewhere", {other, one}, leaf(rsa_, "id"), "valid"},
       {"the name in another case", {case_}, record, "valid"},

@@ -154,8 +154,7 @@ void Importer::report(const Place &place, const char *result, const char *key,
                       const std::string &value) {
   if (!options_.store.json) return;
   Json json = Json::object();
-  set_text(json, "file", place.file);
-  if (place.block) json["block"] = place.block;
+  set_place(json, place);
   json["result"] = result;
   set_text(json, key, value);
   write_json(output_, json);

@@ -203,7 +203,8 @@ std::string read_source(const Source &source, std::FILE *standard_input, Output 
 
 std::string Place::name() const {
   const std::string shown = file == "-" ? "standard input" : file;
-  return block ? fmt::format("{} (PEM block {})", shown, block) : shown;
+  const std::string found = block ? fmt::format("{} (PEM block {})", shown, block) : shown;
+  return item ? fmt::format("{} (item {})", found, item) : found;
 }
 
 std::vector<Block> find_blocks(Bytes file) {

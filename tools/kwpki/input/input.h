@@ -56,6 +56,7 @@ struct Block {
 struct Place {
   std::string file;
   size_t block = 0;  // of a PEM file, from 1
+  size_t item = 0;   // of a PKCS #7 bundle, from 1
 
   [[nodiscard]] std::string name() const;  // for people
 };

@@ -264,9 +264,15 @@ const Kind &kind_of_label(std::string_view label) {
 }
 
 std::vector<Bytes> bundled(Bytes octets) {
-  constexpr uint8_t kCertificates = 0xA0, kCrls = 0xA1;
-  const Parsed parsed(octets);
+  constexpr uint8_t kCertificates = 0xA0, kCrls = 0xA1, kIdentifier = 6;
   std::vector<Bytes> items;
+  SshBerElement outer;  // what is long and begins otherwise is not looked at any further
+  const bool opened =
+      ssh_ber_open_element(octets.data(), octets.data() + octets.size(), outer) == SSH_BER_OK;
+  if (!opened || octets.size() == outer.header_length ||
+      outer.data[outer.header_length] != kIdentifier)
+    return items;
+  const Parsed parsed(octets);
   SshOid id;
   SshAsn1Node content;
   if (!parsed.root || !read_content(parsed.root, &id, &content) || !(id == kSigned.oid()))

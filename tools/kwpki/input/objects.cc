@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "kwpki/input/kinds.h"
 #include "kwpki/terminal/system.h"
 
 namespace kwpki {
@@ -41,7 +42,17 @@ void Objects::read_file(const Source &source, const Take &take) {
   if (source.from_directory && !is_plainly_der(file)) {
     return output.message(source.name, "neither a certificate nor a CRL; passed over");
   }
-  take(place, file);
+  take_each(place, file, take);
+}
+
+// take_each gives what a PKCS #7 bundle holds one by one; a bundle in a bundle stays closed.
+void Objects::take_each(const Place &place, Bytes octets, const Take &take) {
+  const std::vector<Bytes> items = bundled(octets);
+  if (items.empty()) return take(place, octets);
+  for (size_t i = 0; i < items.size(); ++i) {
+    const Place at{place.file, place.block, i + 1};
+    guard(at, [&] { take(at, items[i]); });
+  }
 }
 
 void Objects::read_blocks(const Source &source, const std::vector<Block> &blocks,
@@ -56,7 +67,7 @@ void Objects::read_blocks(const Source &source, const std::vector<Block> &blocks
     }
     if (!block.fault.empty())
       output.message(place.name(), fmt::format("line {}: {}", block.line, block.fault));
-    guard(place, [&] { take(place, block_octets(block)); });
+    guard(place, [&] { take_each(place, block_octets(block), take); });
   }
 }
 

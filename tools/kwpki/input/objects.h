@@ -35,6 +35,7 @@ class Objects {
  private:
   void guard(const Place &place, const std::function<void()> &action);
   void read_file(const Source &source, const Take &take);
+  void take_each(const Place &place, Bytes octets, const Take &take);
   void read_blocks(const Source &source, const std::vector<Block> &blocks, const Take &take);
 
   Streams streams_;

@@ -235,6 +235,12 @@ bool take_item() {
   return true;
 }
 
+void set_place(Json &object, const Place &place) {
+  set_text(object, "file", place.file);
+  if (place.block) object["block"] = place.block;
+  if (place.item) object["item"] = place.item;
+}
+
 void set_text(Json &object, const std::string &key, std::string_view text) {
   object[key] = as_utf8(text);
   if (!is_utf8(text)) object[key + "_hex"] = hex(ssh_text_bytes(text));

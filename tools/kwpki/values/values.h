@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "asn1/time.h"
+#include "kwpki/input/input.h"
 #include "util/mp_int.h"
 #include "x509/extensions.h"
 #include "x509/name.h"
@@ -32,6 +33,9 @@ constexpr size_t kItemsMax = 250000;
 void start_items();
 bool take_item();
 extern const Json kOmitted;
+
+// set_place adds where an object comes from.
+void set_place(Json &object, const Place &place);
 
 // set_text adds octets that should be text: as UTF-8, and beside it as KEY_hex if they are not.
 void set_text(Json &object, const std::string &key, std::string_view text);

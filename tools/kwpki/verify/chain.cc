@@ -183,8 +183,7 @@ void Chains::report(const Place &place, const std::vector<Step> &steps, const ch
     return objects_.output.write(text);
   }
   Json json = document();
-  set_text(json, "file", place.file);
-  if (place.block) json["block"] = place.block;
+  set_place(json, place);
   json["kind"] = "certificate";
   json["result"] = result;
   json.update(around);

@@ -230,8 +230,7 @@ void Verifier::check(const Place &place, const Record &record) {
     set_text(members, "issuer", name.readable);
     if (found.answer == kValid) {
       Json &json = members["signed_by"];
-      set_text(json, "file", found.issuer->place.file);
-      if (found.issuer->place.block) json["block"] = found.issuer->place.block;
+      set_place(json, found.issuer->place);
       set_text(json, "subject", found.issuer->subject);
     }
     if (!found.why.empty()) members["why"] = found.why;
@@ -266,8 +265,7 @@ void Verifier::report(const Place &place, Answer answer, const std::string &deta
     return objects_.output.write(escape(place.name()) + ": " + words + escape(detail) + "\n");
   }
   Json json = document();
-  set_text(json, "file", place.file);
-  if (place.block) json["block"] = place.block;
+  set_place(json, place);
   json["result"] = row.words;
   json.update(members);
   objects_.output.write(json_line(json) + "\n");
