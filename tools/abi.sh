@@ -9,8 +9,9 @@ tools/build.sh abi KwPki KwPkiModern
 for name in KwPki KwPkiModern; do
   kept=packaging/abi/$name.abi library=build/abi/lib/lib$name.so.1
   if test "${1:-}" = --keep; then
-    abidw --headers-dir include --drop-private-types --drop-undefined-syms --no-corpus-path \
-      --no-comp-dir-path --no-show-locs --out-file "$kept" "$library"
+    abidw --exported-interfaces-only --headers-dir include --drop-private-types \
+      --drop-undefined-syms --no-corpus-path --no-comp-dir-path --no-show-locs \
+      --out-file "$kept" "$library"
   else
     abidiff --headers-dir2 include --drop-private-types --no-added-syms "$kept" "$library"
   fi
