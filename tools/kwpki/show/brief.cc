@@ -61,9 +61,11 @@ bool is_marked(const Expiry &expiry, seconds soon) {
   return expiry.early || expiry.refused || expires_soon(expiry, soon);
 }
 
-// date_text is a time in UTC; the zone is said once, behind a period.
+// date_text is a time in UTC, to the minute, so that a period and when it ends fit into a line; the
+// zone is said once, behind a period.
 std::string date_text(const SshBerTime &time) {
-  return time == SshBerTime{} ? "-" : moment_text(moment_of(time));
+  constexpr size_t kToMinutes = sizeof "2026-01-31 12:00" - 1;
+  return time == SshBerTime{} ? "-" : moment_text(moment_of(time)).substr(0, kToMinutes);
 }
 
 // The lines of a record that is refused and the parts that they take. Some are left out without
