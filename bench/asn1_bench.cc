@@ -23,7 +23,7 @@ bool done(Fields &fields, bool good) {
   return good;
 }
 
-// A tree without a check of the octets: what is left is the read alone.
+// A tree without a check of the bytes: what is left is the read alone.
 bool read_only(Bytes der) {
   SshAsn1Work work = SshAsn1Work::for_input(der.size());
   Fields f;

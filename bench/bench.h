@@ -15,7 +15,7 @@
 constexpr char kBenchOurs[] = "kwpki";
 constexpr char kBenchFloor[] = "floor";  // the case that the others of its topic are divided by
 
-// SshBenchCase does a topic's work once, from the octets to everything released; false if that
+// SshBenchCase does a topic's work once, from the bytes to everything released; false if that
 // failed.
 struct SshBenchCase {
   const char *who;

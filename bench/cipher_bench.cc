@@ -1,4 +1,4 @@
-// Ciphers in CBC: 16 KiB under a key that is in place, beside OpenSSL. Times are for one octet.
+// Ciphers in CBC: 16 KiB under a key that is in place, beside OpenSSL. Times are for one byte.
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
 #include <openssl/provider.h>

@@ -4,7 +4,7 @@
 
 namespace {
 
-// read_header steps over one identifier and length, and gives the length; false if the octets end
+// read_header steps over one identifier and length, and gives the length; false if the bytes end
 // or are not DER of the forms that the inputs have.
 inline bool read_header(const uint8_t *&p, const uint8_t *end, size_t &length) {
   if (end - p < 2 || (p[0] & 0x1F) == 0x1F) return false;
@@ -18,7 +18,7 @@ inline bool read_header(const uint8_t *&p, const uint8_t *end, size_t &length) {
   return length <= static_cast<size_t>(end - p);
 }
 
-// encoded_inside tells how many octets of a primitive stand before the encoding that it holds, or
+// encoded_inside tells how many bytes of a primitive stand before the encoding that it holds, or
 // gives `length`: the value of an extension, which is the last element at its depth, and a key that
 // is a SEQUENCE.
 inline size_t encoded_inside(const uint8_t *header, const uint8_t *content, const uint8_t *end,

@@ -1,4 +1,4 @@
-// Counts what a piece of work asks of the heap: calls, octets, and the most that lay on it at once.
+// Counts what a piece of work asks of the heap: calls, bytes, and the most that lay on it at once.
 // The program's own malloc family (heap.cc) counts for every library in the process, while a count
 // runs; outside of counts it costs one test. To count work, put it between ssh_bench_heap_start and
 // ssh_bench_heap_stop.
@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-// SshBenchHeap is what one count found. `peak` is measured in usable octets above the start.
+// SshBenchHeap is what one count found. `peak` is measured in usable bytes above the start.
 struct SshBenchHeap {
   size_t calls = 0;   // malloc, calloc, realloc and aligned allocations; not free
   size_t octets = 0;  // asked for, in all

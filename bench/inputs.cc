@@ -133,7 +133,7 @@ std::vector<uint8_t> encode(T *object, int (*encoder)(const T *, unsigned char *
   return octets;
 }
 
-// fill_serial makes the i-th number of so many octets: no two are the same.
+// fill_serial makes the i-th number of so many bytes: no two are the same.
 void fill_serial(ASN1_INTEGER *serial, size_t i, size_t length) {
   uint8_t octets[20];
   uint64_t state = (i + 1) * 0x9E3779B97F4A7C15u;

@@ -1,4 +1,4 @@
-// The octets that the benchmarks work on. They are made when first asked for, by OpenSSL, from
+// The bytes that the benchmarks work on. They are made when first asked for, by OpenSSL, from
 // nothing random but one key, so that every run measures certificates and CRLs of the same shape. A
 // new shape is a function here.
 #pragma once
@@ -23,7 +23,7 @@
 [[nodiscard]] std::span<const Bytes> ssh_bench_leafs_rsa();
 [[nodiscard]] std::span<const Bytes> ssh_bench_leafs_ec();
 
-// ssh_bench_crl is a CRL with so many entries: serial numbers of 16 octets mostly, of 3, 9 and 20
+// ssh_bench_crl is a CRL with so many entries: serial numbers of 16 bytes mostly, of 3, 9 and 20
 // too, a reason code on every third entry. It stays in memory.
 [[nodiscard]] Bytes ssh_bench_crl(size_t entries);
 

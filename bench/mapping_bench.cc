@@ -1,4 +1,4 @@
-// The hash index: insert, find and remove 100,000 keys of 20 octets, beside the standard library's.
+// The hash index: insert, find and remove 100,000 keys of 20 bytes, beside the standard library's.
 #include <benchmark/benchmark.h>
 
 #include <unordered_map>

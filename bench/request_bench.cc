@@ -34,7 +34,7 @@ Bytes octets_of(std::initializer_list<SshPut> fields) {
 void on_list(void *, uint32_t, KwPkiCertList list) { (void)KwPkiCertListFree(list); }
 void on_status(void *, uint32_t) {}
 
-// The floor of a request is a copy of its octets; this one has 24 and two keys.
+// The floor of a request is a copy of its bytes; this one has 24 and two keys.
 Bytes search_request() {
   static const std::vector<uint8_t> octets(24 + 118, 0x5A);
   return octets;

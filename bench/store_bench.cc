@@ -1,4 +1,4 @@
-// A search by DNS name in the loopback service's store, from the octets of the request to those of
+// A search by DNS name in the loopback service's store, from the bytes of the request to those of
 // the reply: in a store of 100 certificates and in one of 100,000.
 #include <cstdio>
 #include <cstring>

@@ -1,4 +1,4 @@
-// Any octets as a certificate: a refusal that says why, or a record whose parts agree with each
+// Any bytes as a certificate: a refusal that says why, or a record whose parts agree with each
 // other.
 #include "records.h"
 #include "x509/cert.h"

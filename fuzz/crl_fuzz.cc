@@ -1,4 +1,4 @@
-// Any octets as a CRL: a refusal that says why, or a record and entries that agree with each other.
+// Any bytes as a CRL: a refusal that says why, or a record and entries that agree with each other.
 #include "records.h"
 #include "x509/crl.h"
 

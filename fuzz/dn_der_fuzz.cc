@@ -1,4 +1,4 @@
-// Any octets as Name DER: the checker and the decoder agree, and what is written reads back the
+// Any bytes as Name DER: the checker and the decoder agree, and what is written reads back the
 // same.
 #include "profiles.h"
 #include "x509/dn.h"

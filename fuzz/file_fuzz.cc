@@ -1,4 +1,4 @@
-// Any octets as a file: the plain reader returns them, and the armour reader agrees with its own
+// Any bytes as a file: the plain reader returns them, and the armour reader agrees with its own
 // parts.
 #include "asn1/files.h"
 

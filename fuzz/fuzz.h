@@ -17,7 +17,7 @@ inline void require(bool holds, int line = __builtin_LINE()) {
   std::abort();
 }
 
-// check_input is the target: it takes any octets.
+// check_input is the target: it takes any bytes.
 void check_input(Bytes input);
 
 extern "C" [[gnu::used]] inline int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -32,7 +32,7 @@ inline bool same_text(const char *a, const char *b) {
   return a && b ? std::strcmp(a, b) == 0 : a == b;
 }
 
-// inside is true if a view shows octets of `whole`, or nothing.
+// inside is true if a view shows bytes of `whole`, or nothing.
 inline bool inside(Bytes view, Bytes whole) {
   if (view.empty()) return true;
   return view.data() >= whole.data() && view.data() + view.size() <= whole.data() + whole.size();

@@ -1,4 +1,4 @@
-// Any octets through `kwpki inspect` and `kwpki verify`: whatever they are, the tool ends with an
+// Any bytes through `kwpki inspect` and `kwpki verify`: whatever they are, the tool ends with an
 // exit status, writes JSON, and says of a certificate or CRL what the record says.
 
 #include "kwpki/input/input.h"
@@ -21,7 +21,7 @@ struct Said {
   std::string text;
 };
 
-// run_tool calls a command with the octets as standard input.
+// run_tool calls a command with the bytes as standard input.
 template <class Options, class Command>
 Said run_tool(Command command, const Options &options, Bytes input) {
   static std::FILE *const nowhere = std::fopen("/dev/null", "w");

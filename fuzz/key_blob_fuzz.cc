@@ -1,4 +1,4 @@
-// Any octets as an exported key: what is imported exports to a blob that imports to the same key.
+// Any bytes as an exported key: what is imported exports to a blob that imports to the same key.
 #include "crypto/public_key.h"
 #include "fuzz.h"
 

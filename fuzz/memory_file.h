@@ -8,7 +8,7 @@
 
 #include "fuzz.h"
 
-// MemoryFile is a file of the given octets that has a name as long as it lives.
+// MemoryFile is a file of the given bytes that has a name as long as it lives.
 class MemoryFile {
  public:
   explicit MemoryFile(Bytes octets) : file_(memfd_create("fuzz", 0)) {

@@ -1,5 +1,5 @@
 // A certificate or CRL whose structure is changed in many ways, each read twice: with the short cut
-// for plain octets and by the general reader alone. Both must come to the same record or the same
+// for plain bytes and by the general reader alone. Both must come to the same record or the same
 // refusal.
 #include <vector>
 

@@ -1,4 +1,4 @@
-// Any octets as the encoded record of a certificate: what decodes is written in a form that decodes
+// Any bytes as the encoded record of a certificate: what decodes is written in a form that decodes
 // to the same, and the methods of a database agree.
 #include <vector>
 
@@ -34,7 +34,7 @@ void check_input(Bytes input) {
   const std::vector<uint8_t> encoding = encode(*cert);
   require(ssh_cm_cert_decode_record(encoding, *again) == SSH_CM_OK);
   require(encode(*again) == encoding);
-  // A text is cut at its first zero octet: one that starts with it comes back as none.
+  // A text is cut at its first zero byte: one that starts with it comes back as none.
   const char *const said = ssh_cm_cert_carried(*cert).text.get();
   require(same_text(said && *said ? said : nullptr, ssh_cm_cert_carried(*again).text.get()));
   require(ssh_bytes_equal(ssh_cm_cert_encoding(*cert), ssh_cm_cert_encoding(*again)));

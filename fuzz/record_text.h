@@ -7,7 +7,7 @@
 #include "x509/cert.h"
 #include "x509/crl.h"
 
-// RecordText lists fields in order. Views are written as their octets.
+// RecordText lists fields in order. Views are written as their bytes.
 class RecordText {
  public:
   [[nodiscard]] const std::string &text() const { return text_; }

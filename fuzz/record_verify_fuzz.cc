@@ -1,4 +1,4 @@
-// Any octets as an issuer and what it is said to have signed: a certificate or CRL whose signed
+// Any bytes as an issuer and what it is said to have signed: a certificate or CRL whose signed
 // part is changed is not valid any more, and nothing but its issuer's key decides.
 #include <algorithm>
 

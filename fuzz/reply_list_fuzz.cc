@@ -1,4 +1,4 @@
-// Any octets as the payload of a search reply: a list that reads the same in both directions, whose
+// Any bytes as the payload of a search reply: a list that reads the same in both directions, whose
 // certificates answer like those of a client.
 #include <vector>
 

@@ -25,7 +25,7 @@ inline constexpr const char *kCrl =
     "MDIwMzA0MDUwNjA3WjANBgkqhkiG9w0BAQUFAAMpAAABAgMEBQYHCAkKCwwNDg8QERITFBUWFxgZGhscHR4fICEi"
     "IyQlJic=";
 
-// unbase64 gives the octets of a sample.
+// unbase64 gives the bytes of a sample.
 inline std::vector<uint8_t> unbase64(const char *text) {
   size_t length = 0;
   const SshBlock block(ssh_base64_to_buf(text, &length));

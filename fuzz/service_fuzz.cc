@@ -1,4 +1,4 @@
-// Any octets as a request to the certificate service, over two certificates in memory. Whatever has
+// Any bytes as a request to the certificate service, over two certificates in memory. Whatever has
 // the five numbers of an envelope is answered under its own identifier and type, with a status that
 // means something, and with nothing behind a failure.
 #include "loopback/service.h"

@@ -1,4 +1,4 @@
-// Template text up to a zero octet, then octets to read with it. Views and blocks must tell the
+// Template text up to a zero byte, then bytes to read with it. Views and blocks must tell the
 // same story, and what the template creates must be well-formed.
 #include <algorithm>
 #include <deque>

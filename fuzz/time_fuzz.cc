@@ -1,4 +1,4 @@
-// Any octets as each of the time texts: what is read is written in a form that reads back the same.
+// Any bytes as each of the time texts: what is read is written in a form that reads back the same.
 #include <string>
 
 #include "asn1/time.h"

@@ -1,4 +1,4 @@
-// Any octets as the numbers of a key, a scheme, data and a signature or secret exponent: every
+// Any bytes as the numbers of a key, a scheme, data and a signature or secret exponent: every
 // operation answers, the same each time, and what it gives lies in the key's range.
 #include <algorithm>
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-// Keys in use have up to 512 octets; these are enough to reach everything, and quick.
+// Keys in use have up to 512 bytes; these are enough to reach everything, and quick.
 constexpr size_t kNumberMax = 160;
 
 constexpr struct Scheme {
@@ -31,7 +31,7 @@ constexpr struct Scheme {
     {"", nullptr},
 };
 
-// Fields takes the input apart: each field is an octet of length and so many octets, or what is
+// Fields takes the input apart: each field is an byte of length and so many bytes, or what is
 // left of them.
 struct Fields {
   Bytes left;
@@ -111,7 +111,7 @@ SshPublicKeyOwner define(const char *name, std::initializer_list<SshKeyValue> va
 
 }  // namespace
 
-// Of the first octet the low bit chooses the key type and the others the signs of the numbers; the
+// Of the first byte the low bit chooses the key type and the others the signs of the numbers; the
 // second chooses the scheme.
 void check_input(Bytes input) {
   Fields fields{input};

@@ -1,5 +1,5 @@
-// A count, so many field codes, then octets to decode as these fields. What is decoded is written
-// in a form that decodes to the same octets, and a failure leaves nothing allocated.
+// A count, so many field codes, then bytes to decode as these fields. What is decoded is written
+// in a form that decodes to the same bytes, and a failure leaves nothing allocated.
 #include <vector>
 
 #include "fuzz.h"
@@ -20,7 +20,7 @@ struct Field {
   uint8_t data[kDataLength] = {};
 };
 
-// A special field: an octet n and so many octets, kept in a block.
+// A special field: an byte n and so many bytes, kept in a block.
 size_t decode_special(Bytes input, void *context) {
   auto *field = static_cast<Field *>(context);
   if (ssh_decode_cleanup(input)) {
@@ -63,7 +63,7 @@ SshPut put(const Field &field) {
           &field};
 }
 
-// decode reads the fields that `codes` names; the octets used, and in `encoding` the same fields
+// decode reads the fields that `codes` names; the bytes used, and in `encoding` the same fields
 // written again.
 size_t decode(Bytes codes, Bytes input, std::vector<uint8_t> &encoding) {
   std::vector<Field> fields(codes.size());

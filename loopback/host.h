@@ -34,7 +34,7 @@ extern "C" {
 // another kind, or without memory.
 KW_HOST_EXPORT void *KWPKI_CALL KWMACreateMessage(uint32_t kind);
 
-// KWMASetMessageData replaces a message's data by a copy of `length` octets.
+// KWMASetMessageData replaces a message's data by a copy of `length` bytes.
 KW_HOST_EXPORT uint32_t KWPKI_CALL KWMASetMessageData(void *message, const void *data,
                                                       uint32_t length);
 

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view kEmailAddress = "1.2.840.113549.1.9.1";
 
-// Octets that have no key (none at all, or too many) just add none: a certificate is kept whether
+// Bytes that have no key (none at all, or too many) just add none: a certificate is kept whether
 // or not it can be found by everything it says.
 using SetText = bool (*)(SshCertDBKey **, const char *, uint32_t);
 

@@ -1,6 +1,6 @@
 // What the store keeps of a certificate beside its encoding: the keys by which it is found, and the
 // facts that constraints ask for. All of it is derived by the library's own code, so that a key
-// made by a client has the same octets. A further kind of key is a line in keys.cc.
+// made by a client has the same bytes. A further kind of key is a line in keys.cc.
 #pragma once
 
 #include <cstdint>

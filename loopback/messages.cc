@@ -8,7 +8,7 @@ namespace {
 
 constexpr size_t kSmallestKey = 12;  // type, length of no data, value
 
-// Reader reads fields off the front of octets. After the first that cannot be read it reads nothing
+// Reader reads fields off the front of bytes. After the first that cannot be read it reads nothing
 // more and is no longer good.
 class Reader {
  public:

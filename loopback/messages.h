@@ -1,6 +1,6 @@
-// Messages of the certificate service: requests from octets to structs, replies the other way.
-// Reading is strict: a request is read to its last octet or not at all, and nothing is allocated
-// for a count that the octets left could not hold. A new request is a struct with its decode, a
+// Messages of the certificate service: requests from bytes to structs, replies the other way.
+// Reading is strict: a request is read to its last byte or not at all, and nothing is allocated
+// for a count that the bytes left could not hold. A new request is a struct with its decode, a
 // a row in service.cc.
 #pragma once
 
@@ -21,7 +21,7 @@ namespace loopback {
 constexpr uint32_t kVersion = 1;
 constexpr uint32_t kRequestStatus = 999;  // stands in the status field of every request
 
-// Envelope is what surrounds a payload. Every view here and below shows the request's octets.
+// Envelope is what surrounds a payload. Every view here and below shows the request's bytes.
 struct Envelope {
   uint32_t version = 0, id = 0, type = 0, status = 0, reserved = 0;
   bool whole = false;  // the payload is there, and nothing follows it
@@ -98,7 +98,7 @@ struct Element {
   uint32_t keep_until = 0;
   uint32_t serial = 0;
 };
-constexpr size_t kElementSize = 24;  // octets of an element beside its certificate and its keys
+constexpr size_t kElementSize = 24;  // bytes of an element beside its certificate and its keys
 
 // ListHead stands before the elements of a list.
 struct ListHead {
@@ -107,7 +107,7 @@ struct ListHead {
   std::string text;
 };
 
-// Output collects octets. It doubles as it fills, where an SshBuffer grows by pages: answers may
+// Output collects bytes. It doubles as it fills, where an SshBuffer grows by pages: answers may
 // have any number of parts. What it lets go of is wiped.
 class Output {
  public:

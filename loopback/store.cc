@@ -95,7 +95,7 @@ void Filter::cover(const Validity &range) {
 
 Store::Store(const char *path) : database_(path, kSchema, kSchemaVersion) {}
 
-// has compares the octets as well: nobody should be able to keep one out by another of its digest.
+// has compares the bytes as well: nobody should be able to keep one out by another of its digest.
 bool Store::has(const char *text, Bytes digest, Bytes der) {
   Query query(database_, text);
   return query.bind(digest).bind(der).step();

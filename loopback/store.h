@@ -37,7 +37,7 @@ class Store {
 
   [[nodiscard]] Database &database() { return database_; }
 
-  // add_certificate and add_crl do nothing if there is one of the same octets.
+  // add_certificate and add_crl do nothing if there is one of the same bytes.
   void add_certificate(Bytes der, uint32_t options, const CertificateFacts &facts);
   void add_crl(Bytes der);
 
@@ -53,7 +53,7 @@ class Store {
   [[nodiscard]] std::optional<std::string> issuer_name(int64_t id);
 
   // encode_certificate appends a certificate as an element of a reply; false, with nothing
-  // appended, if it takes more than `room` octets.
+  // appended, if it takes more than `room` bytes.
   [[nodiscard]] bool encode_certificate(int64_t id, uint32_t serial, size_t room, Output &output);
 
   [[nodiscard]] std::vector<std::string> authority_names();

@@ -22,7 +22,7 @@ enum KwPkiRequestType : uint32_t {
 };
 
 // KWPKI_NEW_REQUEST is the status of every request: it asks the envelope writer for a fresh
-// identifier. KWPKI_PAYLOAD_MAX is the longest payload of a request or reply, in octets.
+// identifier. KWPKI_PAYLOAD_MAX is the longest payload of a request or reply, in bytes.
 constexpr uint32_t KWPKI_NEW_REQUEST = 999;
 constexpr uint32_t KWPKI_PAYLOAD_MAX = SSH_BUFFER_FRESH_MAX;
 
@@ -33,7 +33,7 @@ constexpr uint32_t KWPKI_PAYLOAD_MAX = SSH_BUFFER_FRESH_MAX;
 // again from 0; 0x7FFFFFFF is never issued. No two calls get the same one in a round.
 [[nodiscard]] uint32_t request_identifier_take(std::atomic<uint32_t> &counter);
 
-// request_envelope_encode returns a payload of at most KWPKI_PAYLOAD_MAX octets in its envelope,
+// request_envelope_encode returns a payload of at most KWPKI_PAYLOAD_MAX bytes in its envelope,
 // and the length of both. A status of KWPKI_NEW_REQUEST stores a fresh identifier in `identifier`;
 // with any other, `identifier` says which one to use.
 [[nodiscard]] SshBlock request_envelope_encode(uint32_t *length, uint32_t *identifier,
@@ -48,6 +48,6 @@ struct ReplyEnvelope {
   Bytes payload;
 };
 
-// reply_envelope_decode reads an envelope; octets after it are ignored. False if it is cut short or
+// reply_envelope_decode reads an envelope; bytes after it are ignored. False if it is cut short or
 // its payload is longer than KWPKI_PAYLOAD_MAX.
 [[nodiscard]] bool reply_envelope_decode(Bytes message, ReplyEnvelope *envelope);

@@ -24,7 +24,7 @@ KwPkiStatus answer_list(const PendingRequest &request, const ReplyEnvelope &repl
   return KWPKI_OK;
 }
 
-// Names are the names of a reply in one copy of its payload: the octet behind each of them belongs
+// Names are the names of a reply in one copy of its payload: the byte behind each of them belongs
 // to the length of the next, which has been read when a terminator takes its place.
 struct Names {
   SshBlock octets;
@@ -38,7 +38,7 @@ void read_names(Bytes payload, Names *names) {
   names->octets.reset(static_cast<uint8_t *>(ssh_xmemdup(payload.data(), payload.size())));
   names->texts = ssh_make_array<const char *>(names->count);
   names->lengths = ssh_make_array<uint32_t>(names->count);
-  uint8_t *end = names->octets.get() + payload.size();  // a zero octet: the empty text
+  uint8_t *end = names->octets.get() + payload.size();  // a zero byte: the empty text
   Bytes rest(names->octets.get(), payload.size());
   uint8_t *terminator = nullptr;
   for (uint32_t i = 0; i < names->count; ++i) {

@@ -14,7 +14,7 @@ namespace {
 constexpr SshCertDBLimits kLimits = {
     .max_entries = 1024, .max_memory = 0x100000, .default_keep_until = 5};
 
-// Integers for the identifier, octets for the keys.
+// Integers for the identifier, bytes for the keys.
 constexpr uint32_t kDataTypes[SSH_CERTDB_KEY_TYPES] = {0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 
 // kDecodeMemory is the part of a list's memory that only the decode of a certificate may use.
@@ -29,7 +29,7 @@ class Account {
   Account(const Account &) = delete;
   Account &operator=(const Account &) = delete;
 
-  // take is asked before octets beside the pool are taken. It is false from the first time on that
+  // take is asked before bytes beside the pool are taken. It is false from the first time on that
   // there is not enough left.
   bool take(size_t octets) {
     const size_t taken = pool_.held() + beside_;
@@ -128,13 +128,13 @@ bool read_certificate(Reader &reader, KwPkiCertListObject &result, Account &acco
   return whole;
 }
 
-// read_elements is false if the list would take more than `most` octets of the heap.
+// read_elements is false if the list would take more than `most` bytes of the heap.
 bool read_elements(Reader &reader, uint32_t count, KwPkiCertListObject &result, size_t most) {
   Account account(result.database->pool, most);
   for (; count > 0; --count) {
     uint32_t type = 0;
     if (!reader.uint32(&type)) break;
-    // Of an element of another type nothing more is read; deliberately, its octets are not
+    // Of an element of another type nothing more is read; deliberately, its bytes are not
     // skipped.
     if (type != SSH_CM_ENTRY_CERT) continue;
     if (!read_certificate(reader, result, account)) break;

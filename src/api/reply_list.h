@@ -6,12 +6,12 @@
 #include "kwpki.h"
 #include "util/bytes.h"
 
-// KWPKI_LIST_MEMORY_MAX is what a list may take of the heap, in octets: half of the 2 GiB that a
+// KWPKI_LIST_MEMORY_MAX is what a list may take of the heap, in bytes: half of the 2 GiB that a
 // 32-bit process has, so that a message of 100 MiB, a request and the program itself find room
 // beside it. With pointers twice as wide it is twice as much.
 constexpr size_t KWPKI_LIST_MEMORY_MAX = size_t{0x10000000} * sizeof(void *);
 
-// reply_list_memory_most bounds what the list of a reply of that many octets may take of the heap,
+// reply_list_memory_most bounds what the list of a reply of that many bytes may take of the heap,
 // beside its empty database: twelve times as much and 64 MiB, up to KWPKI_LIST_MEMORY_MAX. What
 // stays takes 63 MiB less: they are for the decode of the certificate at hand.
 [[nodiscard]] size_t reply_list_memory_most(size_t payload);

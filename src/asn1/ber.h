@@ -1,6 +1,6 @@
-// BER primitives: identifier and length octets both ways, the walk over a list of elements, object
+// BER primitives: identifier and length bytes both ways, the walk over a list of elements, object
 // identifiers, and the freelist that takes back the blocks of a failed read. Everything works on
-// octets; templates and nodes build on it. The content of a primitive type is read in read.cc and
+// bytes; templates and nodes build on it. The content of a primitive type is read in read.cc and
 // written in create.cc, one row per keyword.
 #pragma once
 
@@ -14,9 +14,9 @@
 enum SshBerStatus : uint32_t {
   SSH_BER_OK = 0,
   SSH_BER_NO_ROOM = 4,         // writing: the header does not fit
-  SSH_BER_CUT = 5,             // the octets end inside the element
-  SSH_BER_TAG_TOO_LONG = 8,    // a tag number of more than four octets
-  SSH_BER_LENGTH_TOO_LONG = 9  // more than four length octets
+  SSH_BER_CUT = 5,             // the bytes end inside the element
+  SSH_BER_TAG_TOO_LONG = 8,    // a tag number of more than four bytes
+  SSH_BER_LENGTH_TOO_LONG = 9  // more than four length bytes
 };
 
 enum SshBerClass : uint8_t {
@@ -26,7 +26,7 @@ enum SshBerClass : uint8_t {
   SSH_BER_PRIVATE
 };
 
-// SSH_BER_HEADER_MAX bounds the identifier and length octets of any element.
+// SSH_BER_HEADER_MAX bounds the identifier and length bytes of any element.
 constexpr size_t SSH_BER_HEADER_MAX = 11;
 
 // SshBerElement describes one element: its header, and its content as far as the header tells.
@@ -39,7 +39,7 @@ struct SshBerElement {
   uint32_t tag = 0;
   uint32_t content_length = 0;
   const uint8_t *data =
-      nullptr;  // the identifier octet; lives as long as the octets that were opened
+      nullptr;  // the identifier byte; lives as long as the bytes that were opened
 
   [[nodiscard]] Bytes content() const { return {data + header_length, content_length}; }
   [[nodiscard]] bool is(uint8_t wanted_class, uint32_t wanted_tag) const {
@@ -47,10 +47,10 @@ struct SshBerElement {
   }
 };
 
-// ssh_ber_compute_tag_length_size counts the header octets of an element.
+// ssh_ber_compute_tag_length_size counts the header bytes of an element.
 [[nodiscard]] size_t ssh_ber_compute_tag_length_size(const SshBerElement &element);
 
-// ssh_ber_set_tag_length writes the header into `size` octets at `out`: SSH_BER_OK or
+// ssh_ber_set_tag_length writes the header into `size` bytes at `out`: SSH_BER_OK or
 // SSH_BER_NO_ROOM.
 [[nodiscard]] SshBerStatus ssh_ber_set_tag_length(uint8_t *out, size_t size,
                                                   const SshBerElement &element);
@@ -60,7 +60,7 @@ struct SshBerElement {
 [[nodiscard]] SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end,
                                                 SshBerElement &element);
 
-// kSshBerOneOctetTag tells of an identifier octet that no others follow, and that it does not begin
+// kSshBerOneOctetTag tells of an identifier byte that no others follow, and that it does not begin
 // an end of contents.
 inline constexpr auto kSshBerOneOctetTag = [] {
   std::array<bool, 256> table = {};
@@ -68,16 +68,16 @@ inline constexpr auto kSshBerOneOctetTag = [] {
   return table;
 }();
 
-// ssh_ber_is_usual is true at an element whose tag and length take one octet each and whose content
+// ssh_ber_is_usual is true at an element whose tag and length take one byte each and whose content
 // lies before `end`. Nearly all are such, so walks look at them inline. The length is compared with
-// its sign, which makes those of several octets too long to fit.
+// its sign, which makes those of several bytes too long to fit.
 [[nodiscard]] inline bool ssh_ber_is_usual(const uint8_t *p, const uint8_t *end) {
   const ptrdiff_t room = end - p - 2;
   return room >= 0 && static_cast<size_t>(static_cast<int8_t>(p[1])) <= static_cast<size_t>(room) &&
          kSshBerOneOctetTag[p[0]];
 }
 
-// ssh_ber_find_long_content finds the content of an element whose tag takes one octet and whose
+// ssh_ber_find_long_content finds the content of an element whose tag takes one byte and whose
 // length two or three, as those of most elements do that are not usual; null if the element is no
 // such one or is cut.
 [[nodiscard]] inline const uint8_t *ssh_ber_find_long_content(const uint8_t *p, const uint8_t *end,
@@ -102,12 +102,12 @@ inline constexpr auto kSshBerOneOctetTag = [] {
   return SSH_BER_OK;
 }
 
-// ssh_ber_is_end is true at the two octets that close an indefinite length.
+// ssh_ber_is_end is true at the two bytes that close an indefinite length.
 [[nodiscard]] inline bool ssh_ber_is_end(const uint8_t *p, const uint8_t *end) {
   return end - p >= 2 && p[0] == 0 && p[1] == 0;
 }
 
-// SshBerExtent is what ssh_ber_check finds: how many octets hold whole, well-formed elements
+// SshBerExtent is what ssh_ber_check finds: how many bytes hold whole, well-formed elements
 // (nested ones included), how many top-level elements these are, and where the first fault lies if
 // there is one.
 struct SshBerExtent {
@@ -123,12 +123,12 @@ struct SshBerExtent {
 constexpr size_t SSH_BER_INPUT_MAX = 0x4000000;
 
 // ssh_ber_check walks over all headers in `octets`, however deep, in one pass and without
-// recursion. Its memory is 4 octets a level of nesting beyond the first 64; more than 2^20 levels
-// are a fault. End-of-contents octets close an indefinite length or, where none is open, are
+// recursion. Its memory is 4 bytes a level of nesting beyond the first 64; more than 2^20 levels
+// are a fault. End-of-contents bytes close an indefinite length or, where none is open, are
 // stepped over.
 [[nodiscard]] SshBerExtent ssh_ber_check(Bytes octets);
 
-// ssh_ber_element_end finds the end of an opened element inside well-formed octets; for an
+// ssh_ber_element_end finds the end of an opened element inside well-formed bytes; for an
 // indefinite length that takes a walk over its content, whose steps are subtracted from `work`.
 // Null when work runs out.
 [[nodiscard]] const uint8_t *ssh_ber_element_end_walk(const SshBerElement &element,
@@ -140,7 +140,7 @@ constexpr size_t SSH_BER_INPUT_MAX = 0x4000000;
   return ssh_ber_element_end_walk(element, end, work);
 }
 
-// ssh_ber_content_end finds the end of an element's content from the end of the element: the octets
+// ssh_ber_content_end finds the end of an element's content from the end of the element: the bytes
 // that close an indefinite length are not content.
 [[nodiscard]] inline const uint8_t *ssh_ber_content_end(const SshBerElement &element,
                                                         const uint8_t *element_end) {

@@ -18,7 +18,7 @@ class Builder {
 
   // list encodes the elements [op, op_end) one after the other.
   bool list(uint32_t op, uint32_t op_end, Bytes &out);
-  // adopt makes a copy of octets in the context.
+  // adopt makes a copy of bytes in the context.
   bool adopt(Bytes &out);
   [[nodiscard]] SshAsn1Status status() const { return status_; }
 
@@ -144,7 +144,7 @@ bool Builder::any(const SshAsn1Op &op, Bytes &out) {
   return true;
 }
 
-// wrap puts a header (and, after an indefinite length, the closing octets) around content; `out`
+// wrap puts a header (and, after an indefinite length, the closing bytes) around content; `out`
 // may be `content`.
 bool Builder::wrap(SshBerElement header, Bytes content, Bytes &out) {
   header.content_length = static_cast<uint32_t>(content.size());
@@ -160,7 +160,7 @@ bool Builder::wrap(SshBerElement header, Bytes content, Bytes &out) {
   return true;
 }
 
-// sort_set brings the elements of a set into DER order: by their octets, a shorter one before its
+// sort_set brings the elements of a set into DER order: by their bytes, a shorter one before its
 // continuations.
 bool Builder::sort_set(Bytes &children) {
   context_->work.left += SshAsn1Work::for_input(children.size()).left;  // enough for both walks

@@ -19,7 +19,7 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// size_left tells how many octets of a file are left, as far as the file itself says: pipes and
+// size_left tells how many bytes of a file are left, as far as the file itself says: pipes and
 // devices say 0. It is a hint only, since a file may grow or shrink while it is read.
 uint64_t size_left(std::FILE *file) {
   const long at = std::ftell(file);
@@ -29,7 +29,7 @@ uint64_t size_left(std::FILE *file) {
   return static_cast<uint64_t>(end - at);
 }
 
-// at_end is true if nothing is left; an octet that is left is lost.
+// at_end is true if nothing is left; an byte that is left is lost.
 bool at_end(std::FILE *file) { return std::fgetc(file) == EOF; }
 
 // read_stream reads to the end into one block that is sized ahead where the file tells its size,
@@ -37,7 +37,7 @@ bool at_end(std::FILE *file) { return std::fgetc(file) == EOF; }
 bool read_stream(std::FILE *file, uint8_t **data, size_t *length) {
   const uint64_t hint = size_left(file);
   if (hint > SSH_XMALLOC_MAX) return false;
-  // One octet more than the hint, so that the first read already finds the end.
+  // One byte more than the hint, so that the first read already finds the end.
   size_t room = std::clamp(static_cast<size_t>(hint) + 1, kFirstBlock, SSH_XMALLOC_MAX);
   SshBlock block = ssh_make_block(room);
   size_t used = 0;
@@ -162,7 +162,7 @@ size_t ssh_base64_decode(Bytes text, uint8_t *out) {
 
 // The first dash of a line toggles whether the text is inside a block, whatever else the line says;
 // the rest of the line means nothing. A block starts after the end of the line that opened it and
-// ends one octet before the dash that closes it, which is a line end in any sensible file. A last
+// ends one byte before the dash that closes it, which is a line end in any sensible file. A last
 // block that is not closed hides the one before it.
 Bytes ssh_armour_find(Bytes file) {
   const uint8_t *const end = file.data() + file.size();

@@ -1,4 +1,4 @@
-// Reading certificate files: a file's octets as they are, or the content of base64 armour between
+// Reading certificate files: a file's bytes as they are, or the content of base64 armour between
 // dashed lines. Results are blocks from ssh_xmalloc that the caller frees with ssh_xfree; on
 // failure nothing is left behind.
 #pragma once
@@ -8,7 +8,7 @@
 
 #include "util/bytes.h"
 
-// SshBinaryInput gives standard input octet by octet for as long as it lives; afterwards it is read
+// SshBinaryInput gives standard input byte by byte for as long as it lives; afterwards it is read
 // as it was before. What a system does about it is in files_posix.cc and files_win32.cc.
 class SshBinaryInput {
  public:
@@ -31,12 +31,12 @@ class SshBinaryInput {
 // null-terminated text. A length of 0 means up to the terminator.
 [[nodiscard]] char *ssh_base64_remove_whitespace(const char *text, size_t length);
 
-// ssh_base64_to_buf decodes null-terminated base64 text into a new block and stores how many octets
+// ssh_base64_to_buf decodes null-terminated base64 text into a new block and stores how many bytes
 // it holds.
 [[nodiscard]] uint8_t *ssh_base64_to_buf(const char *text, size_t *length);
 
 // ssh_base64_decode decodes base64 text into `out`, which has room for ssh_base64_decoded_max of its
-// length, and returns how many octets that were. What is no base64 is passed over.
+// length, and returns how many bytes that were. What is no base64 is passed over.
 constexpr size_t ssh_base64_decoded_max(size_t characters) { return (characters * 6 + 7) / 8; }
 size_t ssh_base64_decode(Bytes text, uint8_t *out);
 

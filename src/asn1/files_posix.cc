@@ -1,5 +1,5 @@
 #include "asn1/files.h"
 
-// Octets are read as they are anyway.
+// Bytes are read as they are anyway.
 SshBinaryInput::SshBinaryInput() = default;
 SshBinaryInput::~SshBinaryInput() = default;

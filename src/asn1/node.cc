@@ -5,7 +5,7 @@
 
 namespace {
 
-// first_of_any skips end-of-contents octets, which are no nodes, and gives the list from its first
+// first_of_any skips end-of-contents bytes, which are no nodes, and gives the list from its first
 // element on; first_of has the frequent cases inline.
 [[gnu::noinline]] SshAsn1Node first_of_any(const uint8_t *p, const uint8_t *end,
                                            SshAsn1Work *work) {
@@ -90,7 +90,7 @@ SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1N
 
 SshBerElement ssh_asn1_node_open(SshAsn1Node node) {
   SshBerElement element;
-  (void)ssh_ber_open(node.data, node.next, element);  // octets of a node are well-formed
+  (void)ssh_ber_open(node.data, node.next, element);  // bytes of a node are well-formed
   return element;
 }
 

@@ -1,6 +1,6 @@
 // ASN.1 values: nodes and trees, made and taken apart by templates (asn1/template.h).
-// A node is a view of checked octets, so nothing is built while decoding and nothing is torn down
-// afterwards; a list of nodes is the octets of its elements one after the other. decode and the
+// A node is a view of checked bytes, so nothing is built while decoding and nothing is torn down
+// afterwards; a list of nodes is the bytes of its elements one after the other. decode and the
 // walk are in node.cc, reading in read.cc, creating in create.cc; what is read unchecked, in
 // plain.h.
 #pragma once
@@ -25,9 +25,9 @@ struct SshAsn1Context;
 void ssh_asn1_free(SshAsn1Context *context);
 using SshAsn1ContextOwner = Owner<SshAsn1Context, ssh_asn1_free>;
 
-// ssh_asn1_decode copies octets into a new tree of the context. Ok, "Ok garbage at end" and "Bad
+// ssh_asn1_decode copies bytes into a new tree of the context. Ok, "Ok garbage at end" and "Bad
 // garbage at end" come with a tree of the good top-level elements; "Ber open failed" with none. No
-// octets give an empty tree.
+// bytes give an empty tree.
 SshAsn1Status ssh_asn1_decode(SshAsn1Context *context, Bytes octets, SshAsn1Tree **tree);
 
 // ssh_asn1_decode_in_place does the same without a copy and a context: `root` views `octets`, and
@@ -48,7 +48,7 @@ SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1N
   return {p, p + 2 + p[1], node.end, node.work};
 }
 
-// ssh_asn1_node_find gives the first element of the list with this identifier octet and a definite
+// ssh_asn1_node_find gives the first element of the list with this identifier byte and a definite
 // length, which is the one that a template would find; the null node if there is none.
 [[nodiscard]] SshAsn1Node ssh_asn1_node_find(SshAsn1Node list, uint8_t identifier);
 
@@ -56,7 +56,7 @@ SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1N
 // primitive.
 [[nodiscard]] SshAsn1Node ssh_asn1_node_child(SshAsn1Node node);
 
-// ssh_asn1_node_size gives the octets that a tree's list of top-level elements takes.
+// ssh_asn1_node_size gives the bytes that a tree's list of top-level elements takes.
 [[nodiscard]] size_t ssh_asn1_node_size(const SshAsn1Tree *tree);
 
 // ssh_asn1_get_current gives the node that reads of a tree start from.
@@ -69,7 +69,7 @@ void ssh_asn1_node_get_data(SshAsn1Node node, uint8_t **data, size_t *length);
 // ssh_asn1_encode stores a tree's encoding in its `data`; an empty tree gives SSH_ASN1_NODE_NULL.
 SshAsn1Status ssh_asn1_encode(SshAsn1Context *context, SshAsn1Tree *tree);
 
-// ssh_asn1_encode_node does the same for a single constructed node, whose octets are then
+// ssh_asn1_encode_node does the same for a single constructed node, whose bytes are then
 // node.der(); a primitive one gives SSH_ASN1_CONSTRUCTED_ASSUMED.
 SshAsn1Status ssh_asn1_encode_node(SshAsn1Context *context, SshAsn1Node node);
 
@@ -79,7 +79,7 @@ SshAsn1Status ssh_asn1_encode_node(SshAsn1Context *context, SshAsn1Node node);
 [[nodiscard]] SshAsn1Node ssh_asn1_add_list(SshAsn1Context *context, SshAsn1Node list,
                                             SshAsn1Node more);
 
-// ssh_asn1_list_of views well-formed octets (what create or encode made) as a list of nodes.
+// ssh_asn1_list_of views well-formed bytes (what create or encode made) as a list of nodes.
 [[nodiscard]] SshAsn1Node ssh_asn1_list_of(Bytes octets, SshAsn1Work *work);
 
 // SshAsn1Mode tells what a read makes of elements that its template does not read where they stand.
@@ -140,7 +140,7 @@ SshAsn1Status ssh_asn1_read_node_as(SshAsn1Mode mode, SshAsn1Node node, SshAsn1T
 
 // ssh_asn1_read_node matches a template against the list that starts at `node` and stores what it
 // finds. An absent optional element sets its flag to 0 and leaves its outputs alone. Views live as
-// long as the node's octets; blocks and text are the caller's (ssh_xfree) on success, and freed and
+// long as the node's bytes; blocks and text are the caller's (ssh_xfree) on success, and freed and
 // null again on failure.
 template <SshAsn1Text Text, class... Outputs>
 SshAsn1Status ssh_asn1_read_node(SshAsn1Node node, SshAsn1Template<Text> text, Outputs... outputs) {
@@ -155,7 +155,7 @@ SshAsn1Status ssh_asn1_read_tree(const SshAsn1Tree *tree, SshAsn1Template<Text> 
 }
 
 // ssh_asn1_create_node encodes what a template describes; `node` becomes the list of its top-level
-// elements. The null node as the value of "any" leaves that element out. The octets live in the
+// elements. The null node as the value of "any" leaves that element out. The bytes live in the
 // context.
 template <SshAsn1Text Text, class... Inputs>
 SshAsn1Status ssh_asn1_create_node(SshAsn1Context *context, SshAsn1Node *node,

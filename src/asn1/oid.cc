@@ -30,7 +30,7 @@ bool scan_arc(const char *&text, uint32_t &arc) {
   return true;
 }
 
-// Arcs walks the arcs after the first octet; `valid` turns false at a cut or overlong one.
+// Arcs walks the arcs after the first byte; `valid` turns false at a cut or overlong one.
 class Arcs {
  public:
   explicit Arcs(Bytes octets, size_t from = 1)
@@ -66,7 +66,7 @@ constexpr size_t digits(uint32_t value) {
   return count;
 }
 
-// First is the first two arcs of an identifier that is not empty, and the octets that they take.
+// First is the first two arcs of an identifier that is not empty, and the bytes that they take.
 struct First {
   uint32_t arcs[2];
   size_t octets = 1;
@@ -74,7 +74,7 @@ struct First {
 
 // By the standard one number, of any length, stands for both.
 First first_of(Bytes octets, bool standard) {
-  // Octet / 40 and octet mod 40 also above 79, where the standard has arc 2 with a large second
+  // Byte / 40 and byte mod 40 also above 79, where the standard has arc 2 with a large second
   // arc: identifiers are compared as text with those that older peers stored, and those were made
   // in this way.
   const First classic = {{octets[0] / 40u, octets[0] % 40u}};
@@ -87,7 +87,7 @@ First first_of(Bytes octets, bool standard) {
   return classic;
 }
 
-// text_length gives the length of an identifier's dotted text, or 0 if the octets are not valid.
+// text_length gives the length of an identifier's dotted text, or 0 if the bytes are not valid.
 size_t text_length(Bytes octets, bool standard) {
   if (octets.empty()) return 0;
   const First first = first_of(octets, standard);
@@ -144,7 +144,7 @@ char *ssh_ber_arcs_to_oid_string(const uint32_t *arcs, size_t count) {
 
 bool ssh_ber_oid_is_valid_long(Bytes octets) {
   if (octets.empty()) return false;
-  // An arc is too long if four of its octets are not its last: one of them is looked at here.
+  // An arc is too long if four of its bytes are not its last: one of them is looked at here.
   for (size_t i = kArcOctetsMax; i < octets.size(); i += kArcOctetsMax) {
     if (octets[i] >= 0x80) return arcs_are_valid(octets);
   }

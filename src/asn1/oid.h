@@ -1,5 +1,5 @@
-// Object identifiers: an encoded-octets view inside the library, dotted text at its edges.
-// The dotted form follows the library's first-octet rule, octet / 40 and octet mod 40, also for the
+// Object identifiers: an encoded-bytes view inside the library, dotted text at its edges.
+// The dotted form follows the library's first-byte rule, byte / 40 and byte mod 40, also for the
 // arc 2, unless the caller asks for that of the standard: what is 3.16.55.1 by the one is 2.999.1
 // by the other.                                                                X.690, 8.19.4
 #pragma once
@@ -10,7 +10,7 @@
 
 #include "util/bytes.h"
 
-// SshOid shows the content octets of an OBJECT IDENTIFIER; it lives as long as the octets it was
+// SshOid shows the content bytes of an OBJECT IDENTIFIER; it lives as long as the bytes it was
 // read from.
 struct SshOid {
   Bytes octets;
@@ -25,19 +25,19 @@ struct SshOid {
 // ssh_ber_arcs_to_oid_string joins arcs with dots into new text (ssh_xfree).
 [[nodiscard]] char *ssh_ber_arcs_to_oid_string(const uint32_t *arcs, size_t count);
 
-// ssh_ber_oid_is_valid is true if the octets read as an identifier: not empty, not cut, no arc
-// above 28 bits. In the four octets after the first no arc can be too long.
+// ssh_ber_oid_is_valid is true if the bytes read as an identifier: not empty, not cut, no arc
+// above 28 bits. In the four bytes after the first no arc can be too long.
 [[nodiscard]] bool ssh_ber_oid_is_valid_long(Bytes octets);  // the general case
 [[nodiscard]] inline bool ssh_ber_oid_is_valid(Bytes octets) {
   if (octets.size() > 5) return ssh_ber_oid_is_valid_long(octets);
   return octets.size() == 1 || (octets.size() > 1 && octets.back() < 0x80);
 }
 
-// ssh_ber_oid_text returns an identifier's dotted text (ssh_xfree), or null if the octets are not
+// ssh_ber_oid_text returns an identifier's dotted text (ssh_xfree), or null if the bytes are not
 // valid.
 [[nodiscard]] char *ssh_ber_oid_text(SshOid oid, bool standard = false);
 
-// ssh_ber_oid_from_text writes an identifier's content octets into `out`
+// ssh_ber_oid_from_text writes an identifier's content bytes into `out`
 // (SSH_OID_ENCODED_MAX(strlen) is always enough) and returns their count; 0 for fewer than two arcs
 // or text that does not parse.
 constexpr size_t SSH_OID_ENCODED_MAX(size_t text_length) { return text_length * 2 + 8; }

@@ -23,9 +23,9 @@
 #include "asn1/content.h"
 #include "asn1/node.h"
 
-// The questions about a template that tell whether plain octets of it can be read so.
+// The questions about a template that tell whether plain bytes of it can be read so.
 
-// ssh_asn1_octet is the identifier octet that a plain element of a fixed tag has.
+// ssh_asn1_octet is the identifier byte that a plain element of a fixed tag has.
 constexpr uint8_t ssh_asn1_octet(const SshAsn1Op &op) {
   const bool constructed = op.is_explicit || op.type == SSH_ASN1_CONSTRUCTED;
   return static_cast<uint8_t>(op.identifier | (constructed ? 0x20 : 0));
@@ -120,7 +120,7 @@ struct SshAsn1PlainSpan {
 [[nodiscard]] SshAsn1PlainSpan ssh_asn1_plain_open_long(const uint8_t *p, const uint8_t *end);
 
 // ssh_asn1_plain_open opens the element at `p`, of which nothing has been looked at but the
-// identifier octet.
+// identifier byte.
 [[nodiscard, gnu::always_inline]] inline SshAsn1PlainSpan ssh_asn1_plain_open(const uint8_t *p,
                                                                               const uint8_t *end) {
   const ptrdiff_t room = end - p - 2;
@@ -141,7 +141,7 @@ class SshAsn1Unread {
   SshAsn1Unread(const SshAsn1Unread &) = delete;
   SshAsn1Unread &operator=(const SshAsn1Unread &) = delete;
 
-  // set makes it checked elements, or octets that nobody has checked and that are to be one
+  // set makes it checked elements, or bytes that nobody has checked and that are to be one
   // element.
   void set(SshAsn1Node node) {
     node_ = node;
@@ -152,7 +152,7 @@ class SshAsn1Unread {
     set_plain(octets.data(), end, end, work);
   }
 
-  // set_list makes it octets that nobody has checked and that are to be a list.
+  // set_list makes it bytes that nobody has checked and that are to be a list.
   void set_list(Bytes octets, SshAsn1Work *work) {
     set_plain(octets.data(), nullptr, octets.data() + octets.size(), work);
   }
@@ -162,10 +162,10 @@ class SshAsn1Unread {
   [[nodiscard]] const uint8_t *data() const { return node_.data; }
   [[nodiscard]] const SshAsn1Node &node() const { return node_; }  // of what was checked
 
-  // der gives the octets of the element: in a list of unchecked ones, of one that was read.
+  // der gives the bytes of the element: in a list of unchecked ones, of one that was read.
   [[nodiscard]] Bytes der() const { return {node_.data, node_.next}; }
 
-  // list gives the octets from the element on to the end of its list.
+  // list gives the bytes from the element on to the end of its list.
   [[nodiscard]] Bytes list() const { return node_.list(); }
 
   // next goes to the next element of the list, behind the one that was read.
@@ -178,11 +178,11 @@ class SshAsn1Unread {
       set_plain(node_.next, nullptr, node_.end, node_.work);
   }
 
-  // read reads unchecked octets; false if they are not plain.
+  // read reads unchecked bytes; false if they are not plain.
   template <SshAsn1Text Text, class... Outputs>
   [[nodiscard]] bool read(SshAsn1Template<Text>, Outputs... outputs);
 
-  // check makes checked elements of octets that are not plain, from this one to the end of its
+  // check makes checked elements of bytes that are not plain, from this one to the end of its
   // list: what the general reader would have seen. False if they are not well-formed, or the
   // element begins or ends elsewhere.
   [[nodiscard]] bool check();
@@ -206,7 +206,7 @@ inline void *ssh_asn1_output(SshAsn1Unread *output) {
   return &output->node_;
 }
 
-// ssh_asn1_is_well_formed checks octets that are kept as a node.
+// ssh_asn1_is_well_formed checks bytes that are kept as a node.
 [[nodiscard]] bool ssh_asn1_is_well_formed(Bytes octets);
 
 // SshAsn1PlainRead is the walk over one template. All of it is inlined into the read: so the cursor
@@ -253,7 +253,7 @@ class SshAsn1PlainRead {
   }
 
  private:
-  // is tells by the identifier octet whether an element is the one that the template has.
+  // is tells by the identifier byte whether an element is the one that the template has.
   template <uint32_t I>
   [[gnu::always_inline]] static bool is(uint8_t octet) {
     constexpr const SshAsn1Op &kOp = Ops[I];
@@ -324,7 +324,7 @@ class SshAsn1PlainRead {
     }
   }
 
-  // strays compares the octet of an "any" with each identifier that another element of the list
+  // strays compares the byte of an "any" with each identifier that another element of the list
   // has.
   template <uint32_t First, uint32_t Last, uint32_t K, uint32_t Place>
   [[gnu::always_inline]] static bool strays(uint8_t octet) {

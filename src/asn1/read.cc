@@ -43,7 +43,7 @@ bool fits(const SshAsn1Op &op, const Place &place) {
   return place.identifier == op.identifier && place.indefinite == op.indefinite;
 }
 
-// is_end is true where no element follows: end-of-contents octets are none.
+// is_end is true where no element follows: end-of-contents bytes are none.
 bool is_end(const uint8_t *p, const uint8_t *end) {
   while (ssh_ber_is_end(p, end)) p += 2;
   return p == end;
@@ -241,7 +241,7 @@ SshAsn1Status Reader::choice(uint32_t index, Cursor &cursor, bool optional, bool
   return SSH_ASN1_OK;
 }
 
-// open opens the element at `p`, stepping over end-of-contents octets; false at the end of the list
+// open opens the element at `p`, stepping over end-of-contents bytes; false at the end of the list
 // and when all work is spent.
 bool Reader::open(const uint8_t *p, const uint8_t *end, Place &place) {
   while (p != end && ssh_ber_is_end(p, end)) p += 2;
@@ -291,7 +291,7 @@ bool Reader::locate_from(const SshAsn1Op &op, const uint8_t *p, Cursor &cursor, 
 }
 
 // search looks for a template element from `p` to the end of the list. What stands behind others
-// can be found again from each of them, so its octets are paid for: whoever reads it walks over
+// can be found again from each of them, so its bytes are paid for: whoever reads it walks over
 // them without an account.
 bool Reader::search(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end, Place &place,
                     uint64_t &passed) {
@@ -405,7 +405,7 @@ bool Reader::give_content(const SshAsn1Op &op, Bytes content) {
   return true;
 }
 
-// give_octets hands out a copy of the octets and a length; no octets are null and 0.
+// give_octets hands out a copy of the bytes and a length; no bytes are null and 0.
 void Reader::give_octets(const SshAsn1Op &op, Bytes octets, size_t length) {
   uint8_t *block =
       octets.empty() ? nullptr : static_cast<uint8_t *>(ssh_xmemdup(octets.data(), octets.size()));

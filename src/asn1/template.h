@@ -20,7 +20,7 @@
 struct SshAsn1Node;
 class SshAsn1Unread;
 
-// SshAsn1Bits shows a BIT STRING's octets and how many of its bits count.
+// SshAsn1Bits shows a BIT STRING's bytes and how many of its bits count.
 struct SshAsn1Bits {
   Bytes octets;
   size_t bits = 0;
@@ -52,10 +52,10 @@ struct SshAsn1Binding {
 
 constexpr SshAsn1Binding kSshAsn1Bindings[] = {
     {SSH_ASN1_FORM_INT},                               // boolean
-    {SSH_ASN1_FORM_MP_INT, SSH_ASN1_FORM_BYTES},       // integer: the value, or its content octets
+    {SSH_ASN1_FORM_MP_INT, SSH_ASN1_FORM_BYTES},       // integer: the value, or its content bytes
     {SSH_ASN1_FORM_UINT32},                            // short
     {SSH_ASN1_FORM_BITS, SSH_ASN1_FORM_BLOCK, true},   // bits
-    {SSH_ASN1_FORM_BYTES, SSH_ASN1_FORM_BLOCK, true},  // octets
+    {SSH_ASN1_FORM_BYTES, SSH_ASN1_FORM_BLOCK, true},  // bytes
     {},                                                // null
     {SSH_ASN1_FORM_OID, SSH_ASN1_FORM_TEXT},           // object identifier
     {SSH_ASN1_FORM_TIME},                              // UTC time
@@ -67,7 +67,7 @@ constexpr SshAsn1Binding kSshAsn1Bindings[] = {
 };
 static_assert(std::size(kSshAsn1Bindings) == SSH_ASN1_OPTIONAL + 1);
 
-// ssh_asn1_identifier packs class and tag number into one word: as in an identifier octet if the
+// ssh_asn1_identifier packs class and tag number into one word: as in an identifier byte if the
 // number fits into one, else with kSshAsn1LongTag. Tag numbers of the input have at most 28 bits,
 // so a template's number above that is given one which no input has.
 constexpr uint32_t kSshAsn1LongTag = 1 << 29;

@@ -19,7 +19,7 @@ constexpr char kMonths[][4] = {"n/a", "Jan", "Feb", "Mar", "Apr", "May", "Jun",
 
 // Scanner reads like scanf, bounded by the text, with neither locale nor terminator: times in the
 // field were accepted by scanf for decades, so white space before a number and a sign within its
-// width are deliberately accepted. A NUL octet ends the text as it would for scanf. A negative
+// width are deliberately accepted. A NUL byte ends the text as it would for scanf. A negative
 // number scans, too, but wraps to a value that is above every range.
 class Scanner {
  public:

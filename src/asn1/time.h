@@ -25,7 +25,7 @@ struct SshBerTime {
   bool operator==(const SshBerTime &) const = default;
 };
 
-// SSH_BER_TIME_TEXT_MAX bounds the content octets that the two writers below produce.
+// SSH_BER_TIME_TEXT_MAX bounds the content bytes that the two writers below produce.
 constexpr size_t SSH_BER_TIME_TEXT_MAX = 128;
 
 // ssh_ber_time_zero clears all fields; ssh_ber_time_set copies them.
@@ -54,13 +54,13 @@ class SshBerTimeText {
   SshText text_;
 };
 
-// ssh_ber_utc_time_decode and ssh_ber_generalized_time_decode read content octets; false if they
+// ssh_ber_utc_time_decode and ssh_ber_generalized_time_decode read content bytes; false if they
 // are not a time, and the record may then be partly written.
 [[nodiscard]] bool ssh_ber_utc_time_decode(Bytes content, SshBerTime *time);
 [[nodiscard]] bool ssh_ber_generalized_time_decode(Bytes content, SshBerTime *time);
 
 // SshBerUsualUtcTime is the usual form of UTCTime, digits and "Z", of which lists hold very many:
-// its octets are checked once, and made a record of when somebody looks. The other reader above
+// its bytes are checked once, and made a record of when somebody looks. The other reader above
 // decides the same of them.
 constexpr size_t SSH_BER_USUAL_UTC_TIME = 13;
 class SshBerUsualUtcTime {
@@ -104,13 +104,13 @@ class SshBerUsualUtcTime {
     return static_cast<uint32_t>(pairs >> (16 * i) & 0xFF);
   }
 
-  bool bad_ = false;  // whether an octet is no digit; before what sets it
+  bool bad_ = false;  // whether an byte is no digit; before what sets it
   uint64_t date_, clock_;
   bool form_;
 };
 
-// ssh_ber_utc_time_encode and ssh_ber_generalized_time_encode write content octets into
-// SSH_BER_TIME_TEXT_MAX octets at `out` and return their count. GeneralizedTime is deliberately
+// ssh_ber_utc_time_encode and ssh_ber_generalized_time_encode write content bytes into
+// SSH_BER_TIME_TEXT_MAX bytes at `out` and return their count. GeneralizedTime is deliberately
 // always written as UTC without fraction or zone difference, whatever the record holds; UTCTime
 // carries both.
 [[nodiscard]] size_t ssh_ber_utc_time_encode(const SshBerTime *time, uint8_t *out);

@@ -31,7 +31,7 @@ struct SshAsn1Work {
 
   static constexpr SshAsn1Work for_input(size_t length) { return {uint64_t{length} * 64 + 4096}; }
 
-  // spend_again pays for octets that are read once more, eightfold, as the records made of them are
+  // spend_again pays for bytes that are read once more, eightfold, as the records made of them are
   // larger than they.
   void spend_again(size_t octets) {
     const uint64_t price = uint64_t{octets} * 8;
@@ -40,10 +40,10 @@ struct SshAsn1Work {
 };
 
 // SshAsn1Node is an element together with the siblings after it. The default is the null node: an
-// empty list. It lives as long as the octets and the work counter it refers to. Nodes are made by
+// empty list. It lives as long as the bytes and the work counter it refers to. Nodes are made by
 // this module only.
 struct SshAsn1Node {
-  const uint8_t *data = nullptr;  // the element's identifier octet
+  const uint8_t *data = nullptr;  // the element's identifier byte
   const uint8_t *next = nullptr;  // the end of the element
   const uint8_t *end = nullptr;   // the end of the list
   SshAsn1Work *work = nullptr;

@@ -9,7 +9,7 @@
 
 namespace {
 
-// What is charged beside the octets of encodings and keys. The figures are those of the accounting,
+// What is charged beside the bytes of encodings and keys. The figures are those of the accounting,
 // not of the machine.
 constexpr uint32_t kEntryCharge = 64;
 constexpr uint32_t kTypeCharge = 4;  // a key type, for an entry

@@ -85,7 +85,7 @@ struct SshCertDB {
   uint32_t flag = 1;  // nothing reads it
   SshCertDBLimits limits;
   uint32_t entries_allocated = 0;  // ever
-  uint32_t memory_used = 0;        // octets charged; wraps, see ssh_certdb_free
+  uint32_t memory_used = 0;        // bytes charged; wraps, see ssh_certdb_free
   uint32_t pool_count = 0;
   uint32_t unref_count = 0;    // entries on both lists
   uint32_t stored_count = 0;   // counted against max_entries; nothing changes it
@@ -135,7 +135,7 @@ void ssh_certdb_search_method_uninit(SshCertDB &database, uint32_t key_type);
                                                             uint32_t key_type, Bytes key);
 
 // ssh_certdb_search_method_add puts an entry, which is in no chain of that type yet, at the end of
-// the chain of a key. The octets of the key must be the entry's own.
+// the chain of a key. The bytes of the key must be the entry's own.
 void ssh_certdb_search_method_add(SshCertDB &database, uint32_t key_type, Bytes key,
                                   SshCertDBEntry &entry);
 

@@ -1,7 +1,7 @@
-// Search keys: typed octets in a list that reads newest first. Entries of the certificate database
-// carry them, and searches ask for them. A key and its octets are one block, wiped when it is
+// Search keys: typed bytes in a list that reads newest first. Entries of the certificate database
+// carry them, and searches ask for them. A key and its bytes are one block, wiped when it is
 // freed.
-// What the types mean and how octets become keys is told in search.h.
+// What the types mean and how bytes become keys is told in search.h.
 #pragma once
 
 #include <cstdint>
@@ -13,10 +13,10 @@ constexpr uint32_t SSH_CERTDB_KEY_TYPES = 15;
 
 struct SshCertDBKey {
   uint32_t type;
-  uint32_t length;  // of data, in octets
+  uint32_t length;  // of data, in bytes
   uint32_t value;   // what the service says of the key; nothing here interprets it
   SshCertDBKey *next;
-  uint8_t data[1];  // the first of `length` octets
+  uint8_t data[1];  // the first of `length` bytes
 
   [[nodiscard]] Bytes bytes() const { return {data, length}; }
 };

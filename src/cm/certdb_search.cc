@@ -23,7 +23,7 @@ SshMapping &mapping_of(const SshCertDB &database, uint32_t key_type) {
   return *mapping;
 }
 
-// own_octets gives the entry's own copy of a key's octets, which the index may hold on to.
+// own_octets gives the entry's own copy of a key's bytes, which the index may hold on to.
 Bytes own_octets(const SshCertDBEntry &entry, uint32_t key_type, Bytes key) {
   for (const SshCertDBKey *own = entry.keys; own; own = own->next) {
     if (own->type == key_type && ssh_bytes_equal(own->bytes(), key)) return own->bytes();
@@ -76,7 +76,7 @@ bool ssh_certdb_search_method_remove(SshCertDB &database, uint32_t key_type, Byt
   } else if (!successor) {
     ssh_mapping_remove(mapping, key);
   } else {
-    // The index shows the octets of the entry that goes: it is given the successor's own.
+    // The index shows the bytes of the entry that goes: it is given the successor's own.
     const bool shown = mapping.kind != SSH_MAPPING_INTEGER;
     ssh_mapping_put(mapping, shown ? own_octets(*successor, key_type, key) : key, successor);
   }

@@ -14,7 +14,7 @@ enum SshCMEntryType : uint32_t { SSH_CM_ENTRY_CERT = 0, SSH_CM_ENTRY_CRL = 1 };
 extern const SshCertDBMethods ssh_cm_entry_methods;
 
 // ssh_cm_cert_encode_record appends a certificate with all its carried fields and returns the
-// number of octets.
+// number of bytes.
 uint32_t ssh_cm_cert_encode_record(const SshCMCertificate &cert, SshBuffer &output);
 
 // ssh_cm_cert_decode_record reads such a record into an empty certificate.

@@ -16,7 +16,7 @@ constexpr uint32_t kFirstSize = 8;
 
 constexpr uint8_t as_is(uint8_t c) { return c; }
 
-// The order of an integer's octets is the machine's: nothing but this mapping ever sees the number.
+// The order of an integer's bytes is the machine's: nothing but this mapping ever sees the number.
 uint32_t integer(Bytes key) {
   uint32_t value = 0;
   std::memcpy(&value, key.data(), sizeof value);

@@ -8,10 +8,10 @@
 #include "util/bytes.h"
 #include "util/owner.h"
 
-// SshMappingKind says what keys are. A key is always given as octets.
+// SshMappingKind says what keys are. A key is always given as bytes.
 enum SshMappingKind : uint32_t {
-  SSH_MAPPING_INTEGER = 0,       // the 32-bit integer in the key's first 4 octets, kept in the slot
-  SSH_MAPPING_BYTES = 1,         // octets, which must stay where they are while the key is held
+  SSH_MAPPING_INTEGER = 0,       // the 32-bit integer in the key's first 4 bytes, kept in the slot
+  SSH_MAPPING_BYTES = 1,         // bytes, which must stay where they are while the key is held
   SSH_MAPPING_BYTES_FOLDED = 2,  // the same; ASCII letters of either case are equal
 };
 constexpr uint32_t SSH_MAPPING_KINDS = 3;
@@ -20,7 +20,7 @@ constexpr uint32_t SSH_MAPPING_KINDS = 3;
 // one that never held any and one whose key was removed.
 struct SshMappingSlot {
   uint32_t hash;
-  uint32_t length;     // of the octets; of an integer key the integer itself
+  uint32_t length;     // of the bytes; of an integer key the integer itself
   const uint8_t *key;  // null for an integer key
   void *value;
 };
@@ -40,12 +40,12 @@ struct SshMapping {
 void ssh_mapping_free(SshMapping *mapping);
 using SshMappingOwner = Owner<SshMapping, ssh_mapping_free>;
 
-// ssh_mapping_get gives the value of a key, or null. An integer key of fewer than 4 octets is never
+// ssh_mapping_get gives the value of a key, or null. An integer key of fewer than 4 bytes is never
 // found.
 [[nodiscard]] void *ssh_mapping_get(const SshMapping &mapping, Bytes key);
 
-// ssh_mapping_put gives a key a value other than null. If an equal key is held, this key's octets
-// take its place. An integer key of fewer than 4 octets is not taken.
+// ssh_mapping_put gives a key a value other than null. If an equal key is held, this key's bytes
+// take its place. An integer key of fewer than 4 bytes is not taken.
 void ssh_mapping_put(SshMapping &mapping, Bytes key, void *value);
 
 // ssh_mapping_remove removes a key; false if it is not held.

@@ -100,7 +100,7 @@ void ssh_cm_crl_free(SshCMCrl *crl);
 [[nodiscard]] SshCMCarried &ssh_cm_cert_carried(SshCMCertificate &cert);
 
 // ssh_cm_cert_set_ber and ssh_cm_crl_set_ber decode an encoding (which may be the object's own) and
-// make it the object's; octets after it are kept with it. On SSH_CM_BER_UNDECODABLE the object is
+// make it the object's; bytes after it are kept with it. On SSH_CM_BER_UNDECODABLE the object is
 // empty afterwards.
 SshCMStatus ssh_cm_cert_set_ber(SshCMCertificate &cert, Bytes ber);
 SshCMStatus ssh_cm_crl_set_ber(SshCMCrl &crl, Bytes ber);
@@ -116,7 +116,7 @@ SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber);
 
 // ssh_cm_cert_memory bounds what a certificate's record takes of the heap beside the pool that it
 // lies in, 0 for an empty object;
-// ssh_cm_cert_memory_most what that can be for an encoding of `input` octets, its decode included.
+// ssh_cm_cert_memory_most what that can be for an encoding of `input` bytes, its decode included.
 [[nodiscard]] size_t ssh_cm_cert_memory(const SshCMCertificate &cert);
 [[nodiscard]] size_t ssh_cm_cert_memory_most(size_t input);
 

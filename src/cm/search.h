@@ -1,6 +1,6 @@
 // Searches: the keys that an application asks for, brought into the form in which they are
 // compared, and the constraints that go with them. A further kind of key is a type here and a
-// function that makes its octets.
+// function that makes its bytes.
 #pragma once
 
 #include <cstdint>
@@ -27,17 +27,17 @@ constexpr size_t SSH_CM_NAME_MAX = 0x100000;
 constexpr size_t SSH_CM_KEY_MAX = SSH_BUFFER_FRESH_MAX;
 
 // The ssh_cm_key_set_ functions push a key on the front of a list. They return false, and push
-// nothing, if the key cannot be made or is made of more octets than that.
+// nothing, if the key cannot be made or is made of more bytes than that.
 
 // ssh_cm_key_set_dn takes the text of a name, ssh_cm_key_set_dn_der its DER. The key is the
-// canonical DER, never the caller's octets, so that a name matches however it was spelled.
+// canonical DER, never the caller's bytes, so that a name matches however it was spelled.
 [[nodiscard]] bool ssh_cm_key_set_dn(SshCertDBKey **list, const char *text);
 [[nodiscard]] bool ssh_cm_key_set_dn_der(SshCertDBKey **list, Bytes der);
 
-// ssh_cm_key_set_ip takes the octets of an address; none at all are an empty key.
+// ssh_cm_key_set_ip takes the bytes of an address; none at all are an empty key.
 [[nodiscard]] bool ssh_cm_key_set_ip(SshCertDBKey **list, Bytes address);
 
-// ssh_cm_key_set_dns, _uri, _email and _oid take octets as they stand. A length of 0 means the
+// ssh_cm_key_set_dns, _uri, _email and _oid take bytes as they stand. A length of 0 means the
 // length of null-terminated text; null fails.
 [[nodiscard]] bool ssh_cm_key_set_dns(SshCertDBKey **list, const char *data, uint32_t length);
 [[nodiscard]] bool ssh_cm_key_set_uri(SshCertDBKey **list, const char *data, uint32_t length);

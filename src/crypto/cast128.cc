@@ -58,13 +58,13 @@ using LastFourBack = std::index_sequence<15, 14, 13, 12>;
 using FirstTwelveBack = std::index_sequence<11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0>;
 
 // clang-format off
-// The octets of the key and of the block z that the key schedule works on.
+// The bytes of the key and of the block z that the key schedule works on.
 enum : uint8_t { X0, X1, X2, X3, X4, X5, X6, X7, X8, X9, XA, XB, XC, XD, XE, XF,
                  Z0, Z1, Z2, Z3, Z4, Z5, Z6, Z7, Z8, Z9, ZA, ZB, ZC, ZD, ZE, ZF };
 // clang-format on
 
 // Mix is one line of the key schedule (2.4): the word at `to` becomes the word at `from` with the
-// octets that S5 to S8 are asked at, and a fifth octet for one of the boxes again.
+// bytes that S5 to S8 are asked at, and a fifth byte for one of the boxes again.
 struct Mix {
   uint8_t to, from, octets[5], again;
 };
@@ -77,7 +77,7 @@ constexpr Mix kMixes[2][4] = {
      {X8, Z4, {X7, X6, X5, X4, Z1}, 5}, {XC, ZC, {XA, X9, XB, X8, Z3}, 6}},
 };
 
-// The lines that make keys: the octets that S5 to S8 are asked at, and one for a box again.
+// The lines that make keys: the bytes that S5 to S8 are asked at, and one for a box again.
 constexpr uint8_t kKeys[4][4][5] = {
     {{Z8, Z9, Z7, Z6, Z2}, {ZA, ZB, Z5, Z4, Z6}, {ZC, ZD, Z3, Z2, Z9}, {ZE, ZF, Z1, Z0, ZC}},
     {{X3, X2, XC, XD, X8}, {X1, X0, XE, XF, XD}, {X7, X6, X8, X9, X3}, {X5, X4, XA, XB, X7}},

@@ -9,7 +9,7 @@
 
 #include "util/bytes.h"
 
-// SSH_CIPHER_BLOCK is the length of every cipher's block, and of an initial vector, in octets.
+// SSH_CIPHER_BLOCK is the length of every cipher's block, and of an initial vector, in bytes.
 constexpr size_t SSH_CIPHER_BLOCK = 8;
 
 // SSH_CIPHER_SCHEDULE_MAX is the longest key schedule, Blowfish's, in 32-bit words.
@@ -18,7 +18,7 @@ constexpr size_t SSH_CIPHER_SCHEDULE_MAX = 18 + 4 * 256;
 // SshCipherDirection tells what a computation does.
 enum SshCipherDirection { SSH_CIPHER_ENCRYPT, SSH_CIPHER_DECRYPT };
 
-// SshCipherKeyLengths is what lengths of keys a cipher takes, in octets: `least`, and from there in
+// SshCipherKeyLengths is what lengths of keys a cipher takes, in bytes: `least`, and from there in
 // steps of `step` up to `most`.
 struct SshCipherKeyLengths {
   size_t least, most, step;
@@ -27,10 +27,10 @@ struct SshCipherKeyLengths {
 struct SshCipher;
 struct SshCipherMode;
 
-// SshCipherBlock encrypts (or decrypts) one block, the first octet being the highest of the number.
+// SshCipherBlock encrypts (or decrypts) one block, the first byte being the highest of the number.
 using SshCipherBlock = uint64_t(const uint32_t *schedule, uint64_t block);
 
-// SshCipherRun takes octets through a mode.
+// SshCipherRun takes bytes through a mode.
 using SshCipherRun = void(SshCipher *cipher, Bytes in, uint8_t *out);
 
 // SshCipher is one running computation. It holds no memory of its own; what it knows of the key and
@@ -44,8 +44,8 @@ struct SshCipher {
   const SshCipherMode *mode = nullptr;  // null: no key yet
   SshCipherBlock *block = nullptr;
   SshCipherRun *run = nullptr;
-  uint64_t chain = 0;  // the block before; in CFB and OFB the key stream, used octets replaced
-  size_t used = 0;     // octets of that key stream
+  uint64_t chain = 0;  // the block before; in CFB and OFB the key stream, used bytes replaced
+  size_t used = 0;     // bytes of that key stream
   uint32_t schedule[SSH_CIPHER_SCHEDULE_MAX] = {};
 };
 
@@ -63,12 +63,12 @@ struct SshCipher {
                                    SshCipherDirection direction);
 
 // ssh_cipher_set_iv begins a new message under the same key; false, and nothing changed, unless the
-// vector has SSH_CIPHER_BLOCK octets. ECB takes it and does not use it.
+// vector has SSH_CIPHER_BLOCK bytes. ECB takes it and does not use it.
 [[nodiscard]] bool ssh_cipher_set_iv(SshCipher *cipher, Bytes iv);
 
-// ssh_cipher_transform encrypts or decrypts the next octets of the message into `out`, which has as
+// ssh_cipher_transform encrypts or decrypts the next bytes of the message into `out`, which has as
 // many, and which may be where `in` is but must not overlap it otherwise. ECB and CBC take whole
 // blocks alone: padding is the caller's. CFB and OFB take any length, and any split gives the same
-// octets. False, and nothing written, if the cipher has no key or `in` ends inside a block that has
+// bytes. False, and nothing written, if the cipher has no key or `in` ends inside a block that has
 // to be whole.
 [[nodiscard]] bool ssh_cipher_transform(SshCipher *cipher, Bytes in, uint8_t *out);

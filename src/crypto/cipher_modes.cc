@@ -40,7 +40,7 @@ void cbc_decrypt(SshCipher *cipher, Bytes in, uint8_t *out) {
 }
 
 // A Feedback tells what the next block of the key stream is made of: of the key stream, what comes
-// in and what goes out, octet by octet.
+// in and what goes out, byte by byte.
 struct KeyStream {  // OFB
   static constexpr uint64_t of(uint64_t key, uint64_t, uint64_t) { return key; }
 };
@@ -51,7 +51,7 @@ struct Outgoing {  // CFB, encrypting
   static constexpr uint64_t of(uint64_t, uint64_t, uint64_t out) { return out; }
 };
 
-// one_octet uses up one octet of the key stream and puts the feedback into its place.
+// one_octet uses up one byte of the key stream and puts the feedback into its place.
 template <class Feedback>
 uint8_t one_octet(SshCipher *cipher, uint64_t in) {
   if (cipher->used == 0) cipher->chain = cipher->block(cipher->schedule, cipher->chain);

@@ -7,7 +7,7 @@
 
 #include "crypto/cipher.h"
 
-// SshCipherMode is one way to take octets through a block cipher.
+// SshCipherMode is one way to take bytes through a block cipher.
 struct SshCipherMode {
   std::string_view name;
   bool whole_blocks;  // takes no part of a block

@@ -1,6 +1,6 @@
 // DES (FIPS 46-3) and triple DES (ANSI X9.52). Halves are kept rotated left by one bit, so that the
 // six bits which the expansion E gives to a box lie together: those of S8, S6, S4 and S2 in the
-// octets from the lowest up, and those of S7, S5, S3 and S1 likewise after a rotation by four. A
+// bytes from the lowest up, and those of S7, S5, S3 and S1 likewise after a rotation by four. A
 // round key is two words laid out the same way.
 #include <array>
 #include <bit>

@@ -52,7 +52,7 @@ SshKeyStatus begin(const SshMpInt *values, SshMontgomery &group) {
 }
 
 // is_trivial is true if a result is 0, 1 or p - 1: it then says nothing about the exponent that
-// others could not guess. It looks at every octet whatever they are.
+// others could not guess. It looks at every byte whatever they are.
 bool is_trivial(const uint8_t *result, const SshMpInt &p) {
   const Bytes modulus = p.magnitude();
   const size_t last = modulus.size() - 1;

@@ -16,7 +16,7 @@ size_t held(const SshHash &hash) {
   return static_cast<size_t>(hash.length % hash.algorithm->block_length());
 }
 
-// put_word writes the `length` octets of a word that lie first.
+// put_word writes the `length` bytes of a word that lie first.
 void put_word(uint8_t *out, uint64_t word, size_t length, bool big_endian) {
   for (size_t i = 0; i < length; ++i) {
     out[i] = static_cast<uint8_t>(word >> 8 * (big_endian ? length - 1 - i : i));

@@ -15,7 +15,7 @@ struct SshHashDigestInfo {
   size_t length;
 };
 
-// SshHashAlgorithm is one algorithm: how its words lie in octets, where it starts, and its work
+// SshHashAlgorithm is one algorithm: how its words lie in bytes, where it starts, and its work
 // over whole blocks.
 struct SshHashAlgorithm {
   std::string_view name;

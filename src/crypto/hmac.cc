@@ -6,7 +6,7 @@
 
 namespace {
 
-// start begins a hash with a block of the key's octets, each changed by `mask`.
+// start begins a hash with a block of the key's bytes, each changed by `mask`.
 void start(SshHash *hash, const uint8_t *key, size_t length, uint8_t mask) {
   uint8_t block[SSH_HASH_BLOCK_MAX];
   std::transform(key, key + length, block,

@@ -18,7 +18,7 @@ struct SshHmac {
 // ssh_hmac_init starts a computation with a key of any length; false if no hash has that name.
 [[nodiscard]] bool ssh_hmac_init(SshHmac *hmac, const char *hash_name, Bytes key);
 
-// ssh_hmac_update feeds octets; any split into pieces gives the same result.
+// ssh_hmac_update feeds bytes; any split into pieces gives the same result.
 void ssh_hmac_update(SshHmac *hmac, Bytes data);
 
 // ssh_hmac_final writes the result, as long as the hash's digest. The computation must be started

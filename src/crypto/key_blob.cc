@@ -81,7 +81,7 @@ SshKeyStatus ssh_public_key_export(const SshPublicKey *key, uint8_t **blob, uint
 SshKeyStatus ssh_public_key_import(Bytes blob, SshPublicKey **key) {
   uint32_t magic = 0, total = 0;
   Bytes name, data;
-  // The total is deliberately not held against the octets at hand: blobs are cut out of longer
+  // The total is deliberately not held against the bytes at hand: blobs are cut out of longer
   // messages, and old ones carry the length of what they stood in.
   const size_t used = ssh_decode_array(
       blob, {ssh_get_uint32(&magic), ssh_get_uint32(&total), ssh_get_uint32_str_nocopy(&name)});

@@ -10,7 +10,7 @@
 #include "crypto/key_object.h"
 #include "util/bytes.h"
 
-// SshKeyWriter writes octets, or only counts them while it has no place to write to: a blob is
+// SshKeyWriter writes bytes, or only counts them while it has no place to write to: a blob is
 // measured and then written in a single block of its exact size.
 class SshKeyWriter {
  public:
@@ -48,7 +48,7 @@ class SshKeyWriter {
   uint64_t count_ = 0;
 };
 
-// The key data of the types: what stands in a blob behind the name. Import fails on octets that are
+// The key data of the types: what stands in a blob behind the name. Import fails on bytes that are
 // no such data, and leaves the key to be freed.
 bool ssh_key_import_rsa(SshPublicKey &key, Bytes data);
 void ssh_key_export_rsa(const SshPublicKey &key, SshKeyWriter &out);

@@ -5,7 +5,7 @@ namespace {
 constexpr size_t kPrimeMax = 1536 / 8;
 
 // Prime holds a number that is written in the table as hexadecimal text, "0x" and groups of eight
-// digits, and that the compiler turns into octets: a wrong digit does not compile.
+// digits, and that the compiler turns into bytes: a wrong digit does not compile.
 struct Prime {
   uint8_t octets[kPrimeMax] = {};
   size_t length = 0;

@@ -39,7 +39,7 @@ class NameReader {
  private:
   static constexpr bool in_word(char c) { return c != '{' && c != '}' && c != ',' && c != 0; }
 
-  // word reads at least one character; a zero octet is in no word.
+  // word reads at least one character; a zero byte is in no word.
   bool word(std::string_view &word) {
     size_t length = 0;
     while (length < rest_.size() && in_word(rest_[length])) ++length;

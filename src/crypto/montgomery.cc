@@ -18,7 +18,7 @@ struct SshMontgomeryPower {
 namespace {
 
 constexpr size_t kPowersMax = 2;       // bases raised at once
-constexpr unsigned kSecretWindow = 4;  // half an octet of exponent at a time
+constexpr unsigned kSecretWindow = 4;  // half an byte of exponent at a time
 constexpr size_t kSecretEntries = size_t{1} << kSecretWindow;
 
 SshLimb *allocate(size_t count) {
@@ -270,7 +270,7 @@ void SshMontgomery::product(std::span<const SshMontgomeryPower> rows, uint8_t *o
 }
 
 // Nothing below branches on the exponent, on what is computed from it, or reads from an address
-// that depends on them: every half octet of it costs four squarings, a look at the whole table and
+// that depends on them: every half byte of it costs four squarings, a look at the whole table and
 // one multiplication, be it by 1. The block is wiped when it is released.
 void SshMontgomery::power_secret(const SshMpInt &base, Bytes exponent, uint8_t *out) const {
   constexpr uint8_t kOne[] = {1};

@@ -39,13 +39,13 @@ class SshMontgomery {
   [[nodiscard]] SshMpInt power2(const SshMpInt &b1, const SshMpInt &e1, const SshMpInt &b2,
                                 const SshMpInt &e2) const;
 
-  // power_of_secret writes base^exponent as octets() octets, big-endian, at `out`, which may be the
+  // power_of_secret writes base^exponent as octets() bytes, big-endian, at `out`, which may be the
   // base. The base is as long, big-endian; its value is secret: no branch and no address depends on
   // it, nor does any on the result. The exponent is public, of at most SSH_MONTGOMERY_BITS_MAX
   // bits.
   void power_of_secret(const uint8_t *base, const SshMpInt &exponent, uint8_t *out) const;
 
-  // power_secret writes base^exponent as octets() octets, big-endian, at `out`. The base is public.
+  // power_secret writes base^exponent as octets() bytes, big-endian, at `out`. The base is public.
   // The exponent is big-endian; its length is public and its value secret: no branch and no address
   // depends on it, nor does any on the result. A base above SSH_MP_BITS_MAX counts as 0.
   void power_secret(const SshMpInt &base, Bytes exponent, uint8_t *out) const;

@@ -21,7 +21,7 @@ using SshWide = uint64_t;
 constexpr size_t SSH_LIMB_OCTETS = sizeof(SshLimb);
 constexpr unsigned SSH_LIMB_BITS = 8 * sizeof(SshLimb);
 
-// ssh_limbs_count tells how many limbs hold `octets` octets, ssh_limbs_even rounds a count up to
+// ssh_limbs_count tells how many limbs hold `octets` bytes, ssh_limbs_even rounds a count up to
 // the even one that multiplication wants.
 constexpr size_t ssh_limbs_count(size_t octets) {
   return octets / SSH_LIMB_OCTETS + (octets % SSH_LIMB_OCTETS != 0);
@@ -41,8 +41,8 @@ inline SshLimb ssh_limbs_mask(SshLimb bit) {
   return SshLimb{0} - hidden;
 }
 
-// ssh_limbs_load reads big-endian octets into `count` limbs, which must have room for them; those
-// above are 0. ssh_limbs_store writes the low `length` octets.
+// ssh_limbs_load reads big-endian bytes into `count` limbs, which must have room for them; those
+// above are 0. ssh_limbs_store writes the low `length` bytes.
 void ssh_limbs_load(SshLimb *out, size_t count, Bytes octets);
 void ssh_limbs_store(const SshLimb *limbs, uint8_t *out, size_t length);
 

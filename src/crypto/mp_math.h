@@ -1,6 +1,6 @@
 // Arithmetic on multiple-precision integers: what keys and signatures need beyond comparing.
-// Every function takes the numbers as octets, works on limbs in one block of its own (mp_limbs.h
-// has the loops) and puts octets back; repeated multiplication modulo one number is montgomery.h.
+// Every function takes the numbers as bytes, works on limbs in one block of its own (mp_limbs.h
+// has the loops) and puts bytes back; repeated multiplication modulo one number is montgomery.h.
 // All of it is for public numbers: the time depends on the values.
 #pragma once
 

@@ -15,7 +15,7 @@ constexpr size_t kSystemOctets = 32;  // at every output
 // What a digest over the state is for. It goes in first, so that none of them tells another.
 enum class Use : uint8_t { kStir = 1, kOutput, kStep };
 
-// digest_of hashes the state and further octets; `out` may be the state.
+// digest_of hashes the state and further bytes; `out` may be the state.
 void digest_of(Use use, Bytes state, Bytes further, uint8_t *out) {
   SshHash hash;
   if (!ssh_hash_init(&hash, kHash)) ssh_fatal("SshNoise: %s is not a valid hash algorithm.", kHash);

@@ -1,4 +1,4 @@
-// The random-noise pool: octets that nobody can foresee, for padding and secret exponents.
+// The random-noise pool: bytes that nobody can foresee, for padding and secret exponents.
 // A caller that knows something which others cannot know, such as the exact time of a reply, adds
 // it. At every output the generator of the operating system is mixed in (noise_posix.cc,
 // noise_win32.cc).
@@ -9,14 +9,14 @@
 
 #include "util/bytes.h"
 
-// SshNoiseSource fills `out` with octets from a generator; false if it cannot.
+// SshNoiseSource fills `out` with bytes from a generator; false if it cannot.
 using SshNoiseSource = bool (*)(uint8_t *out, size_t length);
 
 // ssh_noise_system is the operating system's generator.
 [[nodiscard]] bool ssh_noise_system(uint8_t *out, size_t length);
 
 // SshNoise is a pool. What comes out is a hash over its state, which is stepped one way before and
-// after, so that neither earlier nor later octets follow from what was given out. A pool is for one
+// after, so that neither earlier nor later bytes follow from what was given out. A pool is for one
 // thread at a time; its end wipes it.
 class SshNoise {
  public:

@@ -26,7 +26,7 @@ enum [[nodiscard]] SshKeyStatus : uint32_t {
   SSH_KEY_ABSURD = 34,          // numbers with which no key works or a computation would not end
   SSH_KEY_BAD_PEER_VALUE = 35,  // a Diffie-Hellman value that is not in the group
   SSH_KEY_TOO_LONG = 36,        // the data does not fit a key of this size
-  SSH_KEY_NO_NOISE = 37         // the operating system has no random octets to give
+  SSH_KEY_NO_NOISE = 37         // the operating system has no random bytes to give
 };
 // clang-format on
 
@@ -105,7 +105,7 @@ SshKeyStatus ssh_public_key_verify_digest(const SshPublicKey *key, const char *s
                                           Bytes signature);
 
 // ssh_public_key_encrypt encrypts `data` for the key's owner by the key's scheme, into a new block
-// as long as the modulus. The padding takes octets from `noise`.
+// as long as the modulus. The padding takes bytes from `noise`.
 SshKeyStatus ssh_public_key_encrypt(const SshPublicKey *key, Bytes data, SshNoise *noise,
                                     SshBlock *out, size_t *length);
 

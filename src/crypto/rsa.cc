@@ -10,7 +10,7 @@
 
 namespace {
 
-// A padded block is 00, the type, at least eight octets of padding, 00, and the data.
+// A padded block is 00, the type, at least eight bytes of padding, 00, and the data.
 constexpr size_t kPaddingMin = 8;
 constexpr size_t kOverhead = kPaddingMin + 3;
 constexpr uint8_t kSignatureType = 1;
@@ -32,7 +32,7 @@ uint8_t *put(uint8_t *at, Bytes octets) {
   return at + octets.size();
 }
 
-// fill_nonzero fills the padding of an encryption block with octets of noise that are not zero.
+// fill_nonzero fills the padding of an encryption block with bytes of noise that are not zero.
 bool fill_nonzero(SshNoise &noise, uint8_t *out, size_t length) {
   uint8_t drawn[64];
   uint8_t *const end = out + length;
@@ -49,7 +49,7 @@ bool fill_nonzero(SshNoise &noise, uint8_t *out, size_t length) {
 
 }  // namespace
 
-// RFC 8017 8.2.2: the block that a signature over these octets must give is built whole and
+// RFC 8017 8.2.2: the block that a signature over these bytes must give is built whole and
 // compared whole. Nothing of what the signature gives is parsed, so that there is nothing in it
 // that could be overlooked. DigestInfo has parameters NULL, the one form that is written; the form
 // without parameters, which RFC 8017 lets one accept, is refused, as other libraries refuse it.

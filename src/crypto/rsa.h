@@ -8,6 +8,6 @@
 SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const SshHashAlgorithm *hash, Bytes digest,
                             Bytes signature);
 
-// ssh_rsa_encrypt encrypts data of at most the modulus's octets less 11.
+// ssh_rsa_encrypt encrypts data of at most the modulus's bytes less 11.
 SshKeyStatus ssh_rsa_encrypt(const SshMpInt *values, Bytes data, SshNoise *noise, SshBlock *out,
                              size_t *length);

@@ -16,7 +16,7 @@ constexpr size_t SSH_CMALLOC_MAX = 0x100000;
 [[nodiscard]] SshCmallocContext *ssh_cmalloc_init();
 void ssh_cmalloc_release(SshCmallocContext *context);
 
-// ssh_cmalloc_alloc returns `size` octets aligned to `alignment` (1, or the size of a machine
+// ssh_cmalloc_alloc returns `size` bytes aligned to `alignment` (1, or the size of a machine
 // word). A size of 0 or above SSH_CMALLOC_MAX is fatal. What it returns lives until the arena is
 // released.
 [[nodiscard]] void *ssh_cmalloc_alloc(SshCmallocContext *context, size_t size, size_t alignment);

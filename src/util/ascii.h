@@ -1,4 +1,4 @@
-// Characters of ASCII, whatever the locale says. Octets and characters alike.
+// Characters of ASCII, whatever the locale says. Bytes and characters alike.
 #pragma once
 
 // ssh_is_blank is true for the six characters that C calls white space.

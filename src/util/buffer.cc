@@ -20,7 +20,7 @@ void grow(SshBuffer &buffer, uint64_t n) {
   if (n > SSH_BUFFER_ALLOC_MAX || buffer.alloc + n > SSH_BUFFER_ALLOC_MAX) {
     ssh_fatal("ssh_buffer_append_space: buffer grows too large!");
   }
-  // The old block is wiped as well: the heap's own way of growing would leave its octets behind.
+  // The old block is wiped as well: the heap's own way of growing would leave its bytes behind.
   const uint32_t alloc = buffer.alloc + static_cast<uint32_t>(n) + SSH_BUFFER_PAGE;
   auto *buf = static_cast<uint8_t *>(ssh_xmalloc(alloc, kTag));
   if (buffer.buf) {
@@ -50,7 +50,7 @@ void ssh_buffer_uninit(SshBuffer &buffer) {
 
 void ssh_buffer_reserve(SshBuffer &buffer, size_t n) {
   if (buffer.offset == buffer.end) buffer.offset = buffer.end = 0;
-  // Strictly below: the spare octet stays. Consumed room at the front is taken before any growth.
+  // Strictly below: the spare byte stays. Consumed room at the front is taken before any growth.
   while (n >= buffer.alloc - buffer.end) {
     if (buffer.offset > buffer.alloc / 2) {
       compact(buffer);

@@ -18,7 +18,7 @@ constexpr uint32_t SSH_BUFFER_FRESH_MAX = SSH_BUFFER_ALLOC_MAX - SSH_BUFFER_PAGE
 
 struct SshBuffer;
 
-// ssh_buffer_init gives the buffer a fresh zeroed block of 4096 octets and nothing held; what it
+// ssh_buffer_init gives the buffer a fresh zeroed block of 4096 bytes and nothing held; what it
 // held before is wiped and freed. Declaring a buffer does this by itself.
 void ssh_buffer_init(SshBuffer &buffer);
 
@@ -26,7 +26,7 @@ void ssh_buffer_init(SshBuffer &buffer);
 // itself; a buffer that is used again afterwards grows from nothing.
 void ssh_buffer_uninit(SshBuffer &buffer);
 
-// SshBuffer holds buf[offset .. end); the block keeps at least one spare octet, so that
+// SshBuffer holds buf[offset .. end); the block keeps at least one spare byte, so that
 // offset <= end < alloc. All but its construction and destruction goes through the functions here.
 struct SshBuffer {
   SshBuffer() { ssh_buffer_init(*this); }
@@ -35,28 +35,28 @@ struct SshBuffer {
   SshBuffer &operator=(const SshBuffer &) = delete;
 
   uint8_t *buf = nullptr;
-  uint32_t alloc = 0;   // octets in the block
-  uint32_t offset = 0;  // the first octet not yet consumed
-  uint32_t end = 0;     // one past the last octet written
+  uint32_t alloc = 0;   // bytes in the block
+  uint32_t offset = 0;  // the first byte not yet consumed
+  uint32_t end = 0;     // one past the last byte written
   uint32_t spare = 0;   // for the buffer's owner; unused here
 };
 
-// ssh_buffer_append_space reserves `n` octets at the end, stores their address in `out` (may be
+// ssh_buffer_append_space reserves `n` bytes at the end, stores their address in `out` (may be
 // null) and returns it. The address holds until the next append. Growing too large is fatal.
 uint8_t *ssh_buffer_append_space(SshBuffer &buffer, uint8_t **out, size_t n);
 
-// ssh_buffer_reserve makes sure that the next `n` octets are appended without growing. A buffer
-// that holds nothing yet takes up to SSH_BUFFER_FRESH_MAX octets; growing too large is fatal.
+// ssh_buffer_reserve makes sure that the next `n` bytes are appended without growing. A buffer
+// that holds nothing yet takes up to SSH_BUFFER_FRESH_MAX bytes; growing too large is fatal.
 void ssh_buffer_reserve(SshBuffer &buffer, size_t n);
 
 // ssh_buffer_append appends a copy of `data`, which must not lie in the buffer itself.
 void ssh_buffer_append(SshBuffer &buffer, Bytes data);
 
-// ssh_buffer_len counts the octets held; ssh_buffer_ptr points to the first of them until the next
+// ssh_buffer_len counts the bytes held; ssh_buffer_ptr points to the first of them until the next
 // append; ssh_buffer_bytes is both.
 [[nodiscard]] uint32_t ssh_buffer_len(const SshBuffer &buffer);
 [[nodiscard]] uint8_t *ssh_buffer_ptr(const SshBuffer &buffer);
 [[nodiscard]] Bytes ssh_buffer_bytes(const SshBuffer &buffer);
 
-// ssh_buffer_consume drops `n` octets from the front; more than there are is fatal.
+// ssh_buffer_consume drops `n` bytes from the front; more than there are is fatal.
 void ssh_buffer_consume(SshBuffer &buffer, size_t n);

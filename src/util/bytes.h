@@ -14,12 +14,12 @@
 
 using Bytes = std::span<const uint8_t>;
 
-// ssh_load_be32 reads the four octets at `p` as a big-endian number.
+// ssh_load_be32 reads the four bytes at `p` as a big-endian number.
 constexpr uint32_t ssh_load_be32(const uint8_t *p) {
   return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
 }
 
-// ssh_store_be32 writes `value` as four big-endian octets at `p`.
+// ssh_store_be32 writes `value` as four big-endian bytes at `p`.
 constexpr void ssh_store_be32(uint8_t *p, uint32_t value) {
   p[0] = static_cast<uint8_t>(value >> 24);
   p[1] = static_cast<uint8_t>(value >> 16);
@@ -27,12 +27,12 @@ constexpr void ssh_store_be32(uint8_t *p, uint32_t value) {
   p[3] = static_cast<uint8_t>(value);
 }
 
-// ssh_bytes_equal is true when both views hold the same octets.
+// ssh_bytes_equal is true when both views hold the same bytes.
 inline bool ssh_bytes_equal(Bytes a, Bytes b) {
   return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size()) == 0);
 }
 
-// ssh_bytes_text shows octets as characters; ssh_text_bytes shows characters as octets. Neither
+// ssh_bytes_text shows bytes as characters; ssh_text_bytes shows characters as bytes. Neither
 // copies.
 inline std::string_view ssh_bytes_text(Bytes bytes) {
   return {reinterpret_cast<const char *>(bytes.data()), bytes.size()};

@@ -17,7 +17,7 @@ void ssh_fatal_register(SshMessageCallback fatal, SshMessageCallback warning, vo
 #define SSH_PRINTF_LIKE
 #endif
 
-// ssh_fatal formats a message into 512 octets (longer ones are cut), delivers it and ends the
+// ssh_fatal formats a message into 512 bytes (longer ones are cut), delivers it and ends the
 // process with status 1. Only the first call does so: one that comes later, from the callback, from
 // what runs at the end or from another thread, ends the process at once.
 [[noreturn]] SSH_PRINTF_LIKE void ssh_fatal(const char *format, ...);

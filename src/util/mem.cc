@@ -35,7 +35,7 @@ void *counted(void *block) {
 // printable gives a size the type of the "%ld" that the messages have always used.
 long printable(size_t size) { return static_cast<long>(size); }
 
-// take gives a block of at least one octet, however large.
+// take gives a block of at least one byte, however large.
 void *take(size_t size) {
   size = std::max<size_t>(size, 1);
   void *block = heap_refuses() ? nullptr : counted(std::malloc(size));

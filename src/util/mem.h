@@ -11,13 +11,13 @@
 // SSH_XMALLOC_MAX is the largest block that one request may ask for: 100 MiB.
 constexpr size_t SSH_XMALLOC_MAX = 0x6400000;
 
-// ssh_xmalloc returns a block of `size` octets (0 is taken as 1).
+// ssh_xmalloc returns a block of `size` bytes (0 is taken as 1).
 [[nodiscard]] void *ssh_xmalloc(size_t size, const char *tag = nullptr);
 
-// ssh_xcalloc returns a zeroed block of `count` times `size` octets (each 0 is taken as 1).
+// ssh_xcalloc returns a zeroed block of `count` times `size` bytes (each 0 is taken as 1).
 [[nodiscard]] void *ssh_xcalloc(size_t count, size_t size);
 
-// ssh_xrealloc resizes `block` (null: allocates) to `size` octets (0 is taken as 1), keeping its
+// ssh_xrealloc resizes `block` (null: allocates) to `size` bytes (0 is taken as 1), keeping its
 // contents.
 [[nodiscard]] void *ssh_xrealloc(void *block, size_t size, const char *tag = nullptr);
 
@@ -28,11 +28,11 @@ void ssh_xfree(void *block, const char *tag = nullptr);
 // carried requests, replies, names or keys goes this way.
 void ssh_xfree_wiped(void *block);
 
-// ssh_mem_block_size tells how many octets of a block may be written to: at least those asked for.
+// ssh_mem_block_size tells how many bytes of a block may be written to: at least those asked for.
 [[nodiscard]] size_t ssh_mem_block_size(void *block);
 
-// ssh_mem_heap_size bounds what a block of `size` octets takes of the heap: heaps keep up to two
-// words beside a block and round to 16 octets.
+// ssh_mem_heap_size bounds what a block of `size` bytes takes of the heap: heaps keep up to two
+// words beside a block and round to 16 bytes.
 [[nodiscard]] constexpr size_t ssh_mem_heap_size(size_t size) {
   return (size + 2 * sizeof(void *) + 15) & ~size_t{15};
 }
@@ -40,11 +40,11 @@ void ssh_xfree_wiped(void *block);
 // ssh_xstrdup returns a copy of the text with its terminator.
 [[nodiscard]] char *ssh_xstrdup(const char *text);
 
-// ssh_xmemdup returns a copy of `length` octets followed by one zero octet that the length does not
+// ssh_xmemdup returns a copy of `length` bytes followed by one zero byte that the length does not
 // count.
 [[nodiscard]] void *ssh_xmemdup(const void *data, size_t length);
 
-// ssh_wipe overwrites `length` octets with zeros in a way that no optimiser removes.
+// ssh_wipe overwrites `length` bytes with zeros in a way that no optimiser removes.
 void ssh_wipe(void *data, size_t length);
 
 // ssh_mem_fail_at makes the n-th heap request from now (1: the next) fail as if the heap were

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Decimal conversion works on digits of base 10^9, kLanes octet quadruples at a time.
+// Decimal conversion works on digits of base 10^9, kLanes byte quadruples at a time.
 constexpr uint64_t kDecimalBase = 1000000000;
 constexpr size_t kDecimalWidth = 9;
 constexpr size_t kDecimalBits = 29;  // every base 10^9 digit takes in more than this many bits
@@ -72,7 +72,7 @@ char *decimal_text(const Decimal &number, bool negative) {
   return text.release();
 }
 
-// negate gives the two's complement negative of `length` big-endian octets in place.
+// negate gives the two's complement negative of `length` big-endian bytes in place.
 void negate(uint8_t *octets, size_t length) {
   unsigned carry = 1;
   for (size_t i = length; i-- > 0;) {
@@ -126,7 +126,7 @@ void SshMpInt::swap(SshMpInt &other) noexcept {
   std::swap(negative_, other.negative_);
 }
 
-// assign stores the octets as they are and returns the place; they may lie in the present value.
+// assign stores the bytes as they are and returns the place; they may lie in the present value.
 uint8_t *SshMpInt::assign(Bytes octets) {
   uint8_t *old = on_heap() ? heap_ : nullptr;
   uint8_t *place = inline_;
@@ -218,7 +218,7 @@ size_t SshMpInt::twos_complement_length() const {
   if (length_ == 0) return 1;
   const Bytes octets = magnitude();
   if (octets[0] != 0x80 || !negative_) return octets.size() + (octets[0] >= 0x80 ? 1 : 0);
-  // -2^(8n-1) alone needs no further octet for its sign.
+  // -2^(8n-1) alone needs no further byte for its sign.
   return octets.size() + (without_leading_zeros(octets.subspan(1)).empty() ? 0 : 1);
 }
 

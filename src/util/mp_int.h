@@ -1,5 +1,5 @@
 // Multiple-precision integers: sign and big-endian magnitude, as both encodings carry them.
-// The library compares, measures, halves and prints integers, so the magnitude is kept as octets;
+// The library compares, measures, halves and prints integers, so the magnitude is kept as bytes;
 // up to SSH_MP_INLINE of them sit in the object itself and take no heap call.
 #pragma once
 
@@ -11,7 +11,7 @@
 
 constexpr size_t SSH_MP_INLINE = 24;
 
-// SSH_MP_DECIMAL_MAX is the largest magnitude in octets that is printed in decimal (64 KiB).
+// SSH_MP_DECIMAL_MAX is the largest magnitude in bytes that is printed in decimal (64 KiB).
 constexpr size_t SSH_MP_DECIMAL_MAX = 0x10000;
 
 class SshMpInt {
@@ -24,11 +24,11 @@ class SshMpInt {
   SshMpInt &operator=(SshMpInt &&other) noexcept;
   ~SshMpInt();
 
-  // set_magnitude sets the value from big-endian octets, leading zeros allowed; zero is never
+  // set_magnitude sets the value from big-endian bytes, leading zeros allowed; zero is never
   // negative.
   void set_magnitude(Bytes octets, bool negative = false);
 
-  // set_twos_complement sets the value from the content octets of a BER INTEGER; no octets give 0.
+  // set_twos_complement sets the value from the content bytes of a BER INTEGER; no bytes give 0.
   void set_twos_complement(Bytes content) {
     const bool zero_first = content.size() > 1 && content[0] == 0;
     const Bytes value = zero_first ? content.subspan(1) : content;
@@ -43,7 +43,7 @@ class SshMpInt {
   }
   void set_twos_complement_long(Bytes content);  // the general case
 
-  // magnitude shows the octets without leading zeros (none for 0); valid until the value changes.
+  // magnitude shows the bytes without leading zeros (none for 0); valid until the value changes.
   [[nodiscard]] Bytes magnitude() const { return {data(), length_}; }
   [[nodiscard]] bool negative() const { return negative_; }
   [[nodiscard]] bool is_zero() const { return length_ == 0; }
@@ -70,15 +70,15 @@ class SshMpInt {
   void halve();
 
   // to_decimal returns new text, released with ssh_xfree, or null for more than SSH_MP_DECIMAL_MAX
-  // octets.
+  // bytes.
   [[nodiscard]] char *to_decimal() const;
 
-  // write_magnitude writes the magnitude as `length` octets, zeros in front; false, and nothing
+  // write_magnitude writes the magnitude as `length` bytes, zeros in front; false, and nothing
   // written, if the value is negative or longer.
   [[nodiscard]] bool write_magnitude(uint8_t *out, size_t length) const;
 
-  // twos_complement_length and write_twos_complement give the minimal content octets of a BER
-  // INTEGER: the first their count (at least 1), the second the octets themselves into a block of
+  // twos_complement_length and write_twos_complement give the minimal content bytes of a BER
+  // INTEGER: the first their count (at least 1), the second the bytes themselves into a block of
   // that size.
   [[nodiscard]] size_t twos_complement_length() const;
   void write_twos_complement(uint8_t *out) const;

@@ -1,4 +1,4 @@
-// SshOctets: octets that are collected one after the other, in a block that grows.
+// SshOctets: bytes that are collected one after the other, in a block that grows.
 //
 //   SshOctets text;
 //   text.append("CN=");
@@ -16,7 +16,7 @@
 #include "util/bytes.h"
 #include "util/mem.h"
 
-// SshOctets collects octets in a block that doubles as it fills. What would not fit into the
+// SshOctets collects bytes in a block that doubles as it fills. What would not fit into the
 // largest block turns it bad for good instead of ending the process: how much there is depends on
 // input.
 class SshOctets {
@@ -39,7 +39,7 @@ class SshOctets {
   }
   void append(std::string_view text) { append(ssh_text_bytes(text)); }
 
-  // extend returns room for `n` octets at the end, or null when there can be none.
+  // extend returns room for `n` bytes at the end, or null when there can be none.
   [[nodiscard]] uint8_t *extend(size_t n) {
     if (n > capacity_ - size_ && !grow(n)) return nullptr;
     size_ += n;

@@ -43,14 +43,14 @@ struct SshFreeWith {
 template <class T, auto Free>
 using Owner = std::unique_ptr<T, SshFreeWith<Free>>;
 
-// SshText and SshBlock own text and octets from ssh_xmalloc, and wipe them when they go.
+// SshText and SshBlock own text and bytes from ssh_xmalloc, and wipe them when they go.
 struct SshBlockFree {
   void operator()(void *block) const { ssh_xfree_wiped(block); }
 };
 using SshText = std::unique_ptr<char, SshBlockFree>;
 using SshBlock = std::unique_ptr<uint8_t, SshBlockFree>;
 
-// ssh_make_block allocates octets, which hold anything at first.
+// ssh_make_block allocates bytes, which hold anything at first.
 [[nodiscard]] inline SshBlock ssh_make_block(size_t length) {
   return SshBlock(static_cast<uint8_t *>(ssh_xmalloc(length)));
 }

@@ -35,7 +35,7 @@ void SshPool::settle() {
   }
 }
 
-// room_for tells how large a fresh block for `size` octets is. Each is at least as large as all
+// room_for tells how large a fresh block for `size` bytes is. Each is at least as large as all
 // before it, so there are few of them; only the largest ones, and the last one below the limit,
 // have to be content with less.
 size_t SshPool::room_for(size_t size) const {

@@ -26,7 +26,7 @@
 
 #include "util/bytes.h"
 
-// SSH_POOL_SPILL is what a pool may take beyond its limit, in octets.
+// SSH_POOL_SPILL is what a pool may take beyond its limit, in bytes.
 constexpr size_t SSH_POOL_SPILL = 16384;
 
 class SshPool {
@@ -46,13 +46,13 @@ class SshPool {
   void settle();
   [[nodiscard]] bool settled() const { return settled_; }
 
-  // reserve makes sure that the next `size` octets come from one block.
+  // reserve makes sure that the next `size` bytes come from one block.
   void reserve(size_t size);
 
   // give_back takes a piece back if it is the last that was given out; else nothing happens.
   void give_back(const void *piece, size_t size);
 
-  // alloc returns `size` octets aligned to `alignment` (a power of two, at most that of a pointer
+  // alloc returns `size` bytes aligned to `alignment` (a power of two, at most that of a pointer
   // or a double). They live until release.
   [[nodiscard]] void *alloc(size_t size, size_t alignment) {
     const size_t skip = (0 - reinterpret_cast<uintptr_t>(free_)) & (alignment - 1);
@@ -80,16 +80,16 @@ class SshPool {
   // empty and usable again.
   void release();
 
-  // limit keeps what the blocks take of the heap at `most` octets; null: no limit. A piece that
+  // limit keeps what the blocks take of the heap at `most` bytes; null: no limit. A piece that
   // does not fit sets `*work` to 0, so that a decode that draws on that work ends. Until it does,
-  // it gets pieces from SSH_POOL_SPILL further octets: those are given out again and again where
+  // it gets pieces from SSH_POOL_SPILL further bytes: those are given out again and again where
   // they do not suffice, as the record is refused and nobody will read it.
   void limit(size_t most, uint64_t *work) {
     most_ = most;
     work_ = work;
   }
 
-  // fits is true if a piece of `size` octets stays below the limit and below what one request for
+  // fits is true if a piece of `size` bytes stays below the limit and below what one request for
   // memory may ask for. Pieces that can be larger than SSH_POOL_SPILL must be asked for first:
   // above the limit they take a block of their own.
   [[nodiscard]] bool fits(size_t size) const;

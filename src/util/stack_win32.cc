@@ -12,7 +12,7 @@ uintptr_t __stack_chk_guard = 0;
 namespace {
 
 // The system gives every process a random number that it does not tell, and mixes it into pointers.
-// The first octet is zero, at which a text ends: none can run over the guard and restore it. Other
+// The first byte is zero, at which a text ends: none can run over the guard and restore it. Other
 // constructors come later, as a function that runs meanwhile finds its guard changed.
 [[gnu::constructor(101), gnu::no_stack_protector]] void make_guard() {
   void *mixed = EncodePointer(&__stack_chk_guard);

@@ -22,16 +22,16 @@
 
 // SshFormat names the kinds of field.
 enum SshFormat : uint32_t {
-  SSH_FORMAT_VLINT32_STR,         // vlint32 length, octets
+  SSH_FORMAT_VLINT32_STR,         // vlint32 length, bytes
   SSH_FORMAT_VLINT32_STR_NOCOPY,  // the same, read as a view
-  SSH_FORMAT_UINT32_STR,          // four-octet length, octets
+  SSH_FORMAT_UINT32_STR,          // four-byte length, bytes
   SSH_FORMAT_UINT32_STR_NOCOPY,   // the same, read as a view
-  SSH_FORMAT_VLINT32,             // 1, 2, 3 or 5 octets
-  SSH_FORMAT_UINT32,              // four octets
-  SSH_FORMAT_BOOLEAN,             // one octet: 0 or 1
-  SSH_FORMAT_MP_INT,              // four-octet count b of bits, (b + 7) / 8 octets of magnitude
-  SSH_FORMAT_CHAR,                // one octet
-  SSH_FORMAT_DATA,                // octets alone
+  SSH_FORMAT_VLINT32,             // 1, 2, 3 or 5 bytes
+  SSH_FORMAT_UINT32,              // four bytes
+  SSH_FORMAT_BOOLEAN,             // one byte: 0 or 1
+  SSH_FORMAT_MP_INT,              // four-byte count b of bits, (b + 7) / 8 bytes of magnitude
+  SSH_FORMAT_CHAR,                // one byte
+  SSH_FORMAT_DATA,                // bytes alone
   SSH_FORMAT_SPECIAL,             // whatever a function of the caller's writes and reads
   SSH_FORMAT_END,                 // nothing; ends a list early
 };
@@ -40,12 +40,12 @@ enum SshFormat : uint32_t {
 using SshEncoder = void (*)(SshBuffer &buffer, const void *context);
 
 // SshDecoder reads a value of the caller's from the front of `input`, which holds all that remains,
-// and returns how many octets it consumed; 0 is failure, and so is more than there were. When the
+// and returns how many bytes it consumed; 0 is failure, and so is more than there were. When the
 // decode fails, a decoder that did not return 0 is called once more with ssh_decode_cleanup(input)
 // true, so that it releases what it stored; its result is then ignored.
 using SshDecoder = size_t (*)(Bytes input, void *context);
 
-// ssh_decode_cleanup is true for the input of a clean-up call: no octets at the address 1.
+// ssh_decode_cleanup is true for the input of a clean-up call: no bytes at the address 1.
 inline bool ssh_decode_cleanup(Bytes input) {
   return reinterpret_cast<uintptr_t>(input.data()) == 1;
 }
@@ -98,9 +98,9 @@ struct SshGet {
   void *context = nullptr;
 };
 
-// ssh_get_CODE makes the field of that code. The strings give a new block with a zero octet after
+// ssh_get_CODE makes the field of that code. The strings give a new block with a zero byte after
 // its end, to be released with ssh_xfree; the _nocopy strings give a view into the input. Data
-// copies `length` octets.
+// copies `length` bytes.
 inline SshGet ssh_get_vlint32_str(uint8_t **block, uint32_t *length = nullptr) {
   return {.code = SSH_FORMAT_VLINT32_STR, .value = length, .block = block};
 }
@@ -133,7 +133,7 @@ inline SshGet ssh_get_special(SshDecoder decoder, void *context) {
   return {.code = SSH_FORMAT_SPECIAL, .decoder = decoder, .context = context};
 }
 
-// ssh_encode_va appends every field to the buffer and returns the number of octets appended. A code
+// ssh_encode_va appends every field to the buffer and returns the number of bytes appended. A code
 // that cannot be written (a _nocopy one, or none of SshFormat) is fatal.
 uint32_t ssh_encode_va(SshBuffer &buffer, std::span<const SshPut> fields);
 
@@ -144,9 +144,9 @@ uint32_t ssh_encode_buffer(SshBuffer &buffer, std::initializer_list<SshPut> fiel
 // ssh_xfree. A null `out` only measures.
 uint32_t ssh_encode_alloc(uint8_t **out, std::initializer_list<SshPut> fields);
 
-// ssh_decode_array_va reads every field from the front of `input` and returns the number of octets
+// ssh_decode_array_va reads every field from the front of `input` and returns the number of bytes
 // consumed; what follows the last field is left alone. It returns 0 on failure (and for fields that
-// take no octets): nothing of what was read then belongs to the caller, and destinations already
+// take no bytes): nothing of what was read then belongs to the caller, and destinations already
 // written must not be used. A code that is none of SshFormat is fatal.
 [[nodiscard]] size_t ssh_decode_array_va(Bytes input, std::span<const SshGet> fields);
 
@@ -157,15 +157,15 @@ uint32_t ssh_encode_alloc(uint8_t **out, std::initializer_list<SshPut> fields);
 // buffer as it is.
 [[nodiscard]] size_t ssh_decode_buffer(SshBuffer &buffer, std::initializer_list<SshGet> fields);
 
-// SSH_VLINT32_MAX_LENGTH is the largest number of octets that a vlint32 takes. The top two bits of
-// its first octet tell the size: values below 2^6, 2^14 and 2^22 take 1, 2 and 3 octets, all
+// SSH_VLINT32_MAX_LENGTH is the largest number of bytes that a vlint32 takes. The top two bits of
+// its first byte tell the size: values below 2^6, 2^14 and 2^22 take 1, 2 and 3 bytes, all
 // others 5.
 constexpr size_t SSH_VLINT32_MAX_LENGTH = 5;
 
-// vlint32_encode writes the value at `out` and returns the number of octets.
+// vlint32_encode writes the value at `out` and returns the number of bytes.
 size_t vlint32_encode(uint32_t value, uint8_t *out);
 
-// vlint32_length tells from its first octet how many octets a vlint32 takes.
+// vlint32_length tells from its first byte how many bytes a vlint32 takes.
 [[nodiscard]] size_t vlint32_length(uint8_t first);
 
 // vlint32_parse returns the value at `octets`, of which there must be as many as vlint32_length

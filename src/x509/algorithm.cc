@@ -6,7 +6,7 @@ namespace {
 
 constexpr SshOidConstant kSha1("1.3.14.3.2.26"), kMgf1("1.2.840.113549.1.1.8");
 
-// Parsed is octets as the list of their elements.
+// Parsed is bytes as the list of their elements.
 struct Parsed {
   explicit Parsed(Bytes octets) : work(SshAsn1Work::for_input(octets.size())) {
     if (ssh_asn1_decode_in_place(octets, &work, &root) != SSH_ASN1_OK) root = {};

@@ -7,7 +7,7 @@
 
 #include "x509/cert.h"
 
-// SshX509Algorithm is an AlgorithmIdentifier: views of its octets.
+// SshX509Algorithm is an AlgorithmIdentifier: views of its bytes.
 struct SshX509Algorithm {
   SshOid id;
   Bytes parameters;  // the whole element, empty without one

@@ -17,14 +17,14 @@
 #include "x509/oid_registry.h"
 
 // SshX509Key holds what a certificate says of its public key: the algorithm's row and the content
-// octets of the key's INTEGERs. The key object is made from it when asked for
+// bytes of the key's INTEGERs. The key object is made from it when asked for
 // (ssh_x509_cert_public_key); of keys that have none, x509/algorithm.h tells more.
 struct SshX509Key {
   const SshOidRow *algorithm = nullptr;  // null for an algorithm that is not known
   Bytes info;                            // the SubjectPublicKeyInfo
   SshOid id;                             // its algorithm
   Bytes parameters;                      // the algorithm's, as they stand; empty without any
-  Bytes value;                           // the octets of the bits
+  Bytes value;                           // the bytes of the bits
   Bytes n, e;                            // RSA, also of RSASSA-PSS
   Bytes p, q, g, y;                      // DSA; p, q and g are empty where they are inherited
   bool usable = false;  // whether a key object can be made: RSA, and DSA with its parameters
@@ -63,12 +63,12 @@ struct SshX509Cert {
   Bytes algorithm;                         // the AlgorithmIdentifier that is not signed
   Bytes signed_algorithm;                  // the one in the TBSCertificate
   Bytes extension_list;                    // for SshX509ExtensionCursor
-  Bytes signature;                         // the bits' octets, unless it is a pair
+  Bytes signature;                         // the bits' bytes, unless it is a pair
   SshAsn1Bits signature_value;             // the signature as it stands
   bool signature_pair = false;             // DSA: r and s, each as long as the certificate's own q
 
   Bytes der;                    // the copy of the whole input
-  Bytes element;                // the Certificate in it; other octets may stand around it
+  Bytes element;                // the Certificate in it; other bytes may stand around it
   SshX509Refusal refusal;       // set by a failed decode
   uint32_t parts = 0;           // SshX509Part: those that ssh_x509_cert_decode_parts has read
   uint32_t stated_version = 0;  // of those: the version is 0 in a record that is refused
@@ -83,11 +83,11 @@ struct SshX509Cert {
 void ssh_x509_cert_free(SshX509Cert *cert);
 using SshX509CertOwner = Owner<SshX509Cert, ssh_x509_cert_free>;
 
-// ssh_x509_cert_decode decodes into an empty record and returns the octets of the top-level
-// elements (never 0), or 0 on failure. Octets after the certificate are tolerated.
+// ssh_x509_cert_decode decodes into an empty record and returns the bytes of the top-level
+// elements (never 0), or 0 on failure. Bytes after the certificate are tolerated.
 [[nodiscard]] size_t ssh_x509_cert_decode(Bytes der, SshX509Cert *cert);
 
-// ssh_x509_cert_decode_general does the same without the short cut for plain octets. Tests hold the
+// ssh_x509_cert_decode_general does the same without the short cut for plain bytes. Tests hold the
 // other against it.
 [[nodiscard]] size_t ssh_x509_cert_decode_general(Bytes der, SshX509Cert *cert);
 

@@ -28,7 +28,7 @@ struct SshCharsetReverse {
 // SshCharsetRow describes one character set. Where it has no tables, a letter is its own code
 // point.
 struct SshCharsetRow {
-  uint32_t width;         // octets of a letter in memory
+  uint32_t width;         // bytes of a letter in memory
   uint32_t greatest_in;   // the greatest code point that conversion reads
   uint32_t greatest_out;  // the greatest code point that conversion writes
   const SshCharsetForward *forward;

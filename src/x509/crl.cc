@@ -454,7 +454,7 @@ void ssh_x509_crl_decode_parts(Bytes der, SshX509Crl *crl) {
   ssh_x509_decode_parts(der, read_parts, crl);
 }
 
-// A time stands where a certificate has the SEQUENCE of its validity. Its octets are not looked at:
+// A time stands where a certificate has the SEQUENCE of its validity. Its bytes are not looked at:
 // they may be why the CRL is refused.
 bool ssh_x509_looks_like_crl(Bytes der) {
   SshAsn1Work work = SshAsn1Work::for_input(der.size());

@@ -1,6 +1,6 @@
 // X.509 certificate revocation lists: encoding in, decoded record out. Decoding is all or nothing.
 // Every entry is decoded and checked with the CRL, but entries are not kept apart: a cursor decodes
-// them again as it walks, so that a list of a million entries costs no more memory than its octets.
+// them again as it walks, so that a list of a million entries costs no more memory than its bytes.
 #pragma once
 
 #include <cstddef>
@@ -49,13 +49,13 @@ struct SshX509Crl {
   Bytes algorithm;                         // the AlgorithmIdentifier that is not signed
   Bytes signed_algorithm;                  // what stands for it in the TBSCertList, as it stands
   Bytes extension_list;                    // for SshX509ExtensionCursor
-  Bytes signature;                         // the bits' octets as they stand
+  Bytes signature;                         // the bits' bytes as they stand
   SshAsn1Bits signature_value;             // with the number of bits
 
   const SshX509Rules *rules = nullptr;  // by which it was decoded, and its entries are
 
   Bytes der;                    // the copy of the whole input
-  Bytes element;                // the CertificateList in it; other octets may stand around it
+  Bytes element;                // the CertificateList in it; other bytes may stand around it
   SshX509Refusal refusal;       // set by a failed decode
   uint32_t parts = 0;           // SshX509Part: those that ssh_x509_crl_decode_parts has read
   uint32_t stated_version = 0;  // of those: the version is 0 in a record that is refused
@@ -68,11 +68,11 @@ struct SshX509Crl {
 void ssh_x509_crl_free(SshX509Crl *crl);
 using SshX509CrlOwner = Owner<SshX509Crl, ssh_x509_crl_free>;
 
-// ssh_x509_crl_decode decodes into an empty record and returns the octets of the top-level elements
-// (never 0), or 0 on failure. Octets after the CRL are tolerated.
+// ssh_x509_crl_decode decodes into an empty record and returns the bytes of the top-level elements
+// (never 0), or 0 on failure. Bytes after the CRL are tolerated.
 [[nodiscard]] size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl);
 
-// ssh_x509_crl_decode_general does the same without the short cut for plain octets. Tests hold the
+// ssh_x509_crl_decode_general does the same without the short cut for plain bytes. Tests hold the
 // other against it.
 [[nodiscard]] size_t ssh_x509_crl_decode_general(Bytes der, SshX509Crl *crl);
 

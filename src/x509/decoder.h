@@ -50,7 +50,7 @@ struct SshX509Decoder {
       base;  // the structure being read: the place of a part that is missing from it
   const SshX509Rules &rules = ssh_x509_rules();
   const SshX509Extension *extension = nullptr;  // the one whose value is being decoded
-  Bytes unchecked = {};  // plain octets that are being read and that the input's own nesting hides
+  Bytes unchecked = {};  // plain bytes that are being read and that the input's own nesting hides
   bool unusual = false;  // whether a plain decode met what it must leave to the general reader
 
   // refuse notes a refusal unless an inner one was noted before, and gives false. `at` is null for
@@ -131,8 +131,8 @@ struct SshX509Decoder {
     return element.is_plain() ? SshAsn1Node() : element.node();
   }
 
-  // value prepares octets that hold an encoding and that the input's own nesting hides: in a decode
-  // that reads plain octets as they are, in others as the elements that are well-formed. False if
+  // value prepares bytes that hold an encoding and that the input's own nesting hides: in a decode
+  // that reads plain bytes as they are, in others as the elements that are well-formed. False if
   // not all are. `value_read` tells that it was read.
   bool value(Bytes octets, SshAsn1Unread &root);
   void value_read() { unchecked = {}; }
@@ -177,7 +177,7 @@ struct SshX509Decoder {
   }
 };
 
-// ssh_x509_pool_size estimates the memory of a record from its input: a copy of the octets and what
+// ssh_x509_pool_size estimates the memory of a record from its input: a copy of the bytes and what
 // stands beside.
 [[nodiscard]] constexpr size_t ssh_x509_pool_size(size_t input) {
   return input + std::min<size_t>(input, 8192) + std::min<size_t>(input / 2, 512);
@@ -216,15 +216,15 @@ struct SshX509Root {
 };
 
 // ssh_x509_decode_root prepares an input: for a plain decode as the one element that it is to be,
-// else as what is well-formed of it. The first SEQUENCE is what is read; octets after the first
+// else as what is well-formed of it. The first SEQUENCE is what is read; bytes after the first
 // good element are tolerated.
 [[nodiscard]] bool ssh_x509_decode_root(Bytes der, SshX509Root &root, SshX509Decoder &decoder);
 
-// ssh_x509_root_size gives the octets that the elements of an input take.
+// ssh_x509_root_size gives the bytes that the elements of an input take.
 [[nodiscard]] size_t ssh_x509_root_size(Bytes der, const SshX509Root &root,
                                         const SshX509Decoder &decoder);
 
-// ssh_x509_refusal_stands is true if a decode that read plain octets was refused as one by the
+// ssh_x509_refusal_stands is true if a decode that read plain bytes was refused as one by the
 // general reader would have been: nothing was unusual, and neither was what it did not come to.
 [[nodiscard]] bool ssh_x509_refusal_stands(Bytes der, const SshX509Decoder &decoder);
 
@@ -257,8 +257,8 @@ template <class Record>
   return decoded || !plain || ssh_x509_refusal_stands(record.der, decoder);
 }
 
-// ssh_x509_decode_record decodes an input into an empty record and returns the octets of its
-// elements, or 0 if it was refused. It is read as plain octets; what is not well-formed, or takes
+// ssh_x509_decode_record decodes an input into an empty record and returns the bytes of its
+// elements, or 0 if it was refused. It is read as plain bytes; what is not well-formed, or takes
 // too much work, is read again from the start, checked first, so that the general reader alone
 // decides about it.
 template <class Record>
@@ -450,7 +450,7 @@ template <class T, class Read>
 // ssh_x509_further_extensions are the decoders of a certificate's further extensions.
 extern const SshX509ExtensionTable<SshX509Cert> ssh_x509_further_extensions;
 
-// ssh_x509_bits_to_mask makes a mask of the first four octets of a BIT STRING: the first octet in
+// ssh_x509_bits_to_mask makes a mask of the first four bytes of a BIT STRING: the first byte in
 // bits 0 to 7.
 [[nodiscard]] uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits);
 

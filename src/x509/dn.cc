@@ -27,7 +27,7 @@ bool plain_type(Bytes octets) {
   return octets.size() <= SSH_DN_TYPE_MAX && ssh_ber_oid_is_valid(octets);
 }
 
-// The string types of values, by their identifier octet in DER, and how their letters are read. The
+// The string types of values, by their identifier byte in DER, and how their letters are read. The
 // profile adds the last two. VisibleString is read as IA5, whose letters include all of its own:
 // the visible set of ssh_str lacks some of them. read_value has the first ones in the same order.
 struct ValueType {

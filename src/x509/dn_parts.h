@@ -13,7 +13,7 @@
 // block.
 constexpr uint32_t SSH_DN_RDNS_MAX = SSH_XMALLOC_MAX / 8;
 
-// SSH_DN_TYPE_MAX bounds the octets of an attribute type, so that its dotted text always fits into
+// SSH_DN_TYPE_MAX bounds the bytes of an attribute type, so that its dotted text always fits into
 // one block.
 constexpr size_t SSH_DN_TYPE_MAX = SSH_XMALLOC_MAX / 4 - 16;
 
@@ -29,7 +29,7 @@ void ssh_dn_rdn_append(SshRDN *rdn, char *oid, SshStr *value);
 // ssh_dn_append adds a relative name at the end. False, with `rdn` freed, if the name is full.
 [[nodiscard]] bool ssh_dn_append(SshDN *dn, SshRDNOwner rdn);
 
-// SshDNPairView is an attribute-value pair as it stands in Name DER. No octets mean that there is
+// SshDNPairView is an attribute-value pair as it stands in Name DER. No bytes mean that there is
 // no value.
 struct SshDNPairView {
   SshOid type;
@@ -51,7 +51,7 @@ struct SshDNPairView {
 [[nodiscard]] bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end,
                                           SshDNPairView *pair);
 
-// ssh_dn_open_plain opens an element with this identifier octet and a definite length and moves `p`
+// ssh_dn_open_plain opens an element with this identifier byte and a definite length and moves `p`
 // behind it.
 [[nodiscard]] inline bool ssh_dn_open_plain(const uint8_t *&p, const uint8_t *end,
                                             uint8_t identifier, Bytes *content) {

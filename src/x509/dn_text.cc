@@ -1,4 +1,4 @@
-// The text form of names: printing and parsing. Only octets are looked at; no locale takes part.
+// The text form of names: printing and parsing. Only bytes are looked at; no locale takes part.
 #include <algorithm>
 #include <array>
 
@@ -15,7 +15,7 @@ constexpr int hex_digit(char c) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// How an octet of a value is printed: as it is, behind a backslash, or so that the whole value is
+// How an byte of a value is printed: as it is, behind a backslash, or so that the whole value is
 // hexadecimal.
 enum : uint8_t { kAsIs = 0, kEscaped = 1, kHex = 2 };
 
@@ -78,7 +78,7 @@ void Printer::value(Bytes octets) {
   }
 }
 
-// print_value prints a string's octets; false if it has none.
+// print_value prints a string's bytes; false if it has none.
 bool print_value(Printer &printer, const SshStr *value) {
   size_t length = 0;
   if (value && value->charset <= SSH_CHARSET_T61) {
@@ -91,7 +91,7 @@ bool print_value(Printer &printer, const SshStr *value) {
   return octets != nullptr;
 }
 
-// shows_letters is true for a value whose octets are its letters: in the sets of one octet a
+// shows_letters is true for a value whose bytes are its letters: in the sets of one byte a
 // letter, and in the standard's UTF-8 for ASCII. A string of more letters than fit into a block has
 // no text.
 bool shows_letters(const SshDNPairView &pair) {
@@ -149,7 +149,7 @@ class Parser {
   [[nodiscard]] SshStr *kept_string(int32_t charset) const;
 
   const char *p_;
-  SshOctets kept_;  // the octets of the type or value being read
+  SshOctets kept_;  // the bytes of the type or value being read
 };
 
 // name reads pairs up to the end. Blank text is the name without relative names, which prints as no
@@ -222,7 +222,7 @@ bool Parser::dotted_type() {
   return !first;
 }
 
-// hex_value reads digits into octets; after an odd count they read as if a 0 stood before them.
+// hex_value reads digits into bytes; after an odd count they read as if a 0 stood before them.
 bool Parser::hex_value() {
   ++p_;
   skip_blanks();
@@ -279,7 +279,7 @@ bool Parser::escape() {
   return true;
 }
 
-// kept_string makes a value. As in DER, one without octets is none, so that both forms of a name
+// kept_string makes a value. As in DER, one without bytes is none, so that both forms of a name
 // are found, or refused, alike. Letters beyond ASCII are UTF-8 where the profile reads
 // that so and they are.
 SshStr *Parser::kept_string(int32_t charset) const {

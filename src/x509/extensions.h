@@ -92,7 +92,7 @@ class SshX509ExtensionSet {
   uint64_t critical_ = 0;
 };
 
-// Key usage bits as the library numbers them: the BIT STRING's first octet in bits 0 to 7, its top
+// Key usage bits as the library numbers them: the BIT STRING's first byte in bits 0 to 7, its top
 // bit at bit 7.
 enum : uint32_t {
   SSH_X509_USAGE_DIGITAL_SIGNATURE = 0x80,
@@ -129,7 +129,7 @@ struct SshX509Period {
 };
 
 // SshX509Text is a string of a certificate as it stands; ssh_x509_text_make gives it as SshStr, or
-// null if its octets do not form letters of the set (which is not an error of the certificate).
+// null if its bytes do not form letters of the set (which is not an error of the certificate).
 struct SshX509Text {
   SshCharset charset = SSH_CHARSET_IA5;
   Bytes octets;
@@ -137,7 +137,7 @@ struct SshX509Text {
 };
 [[nodiscard]] SshStr *ssh_x509_text_make(const SshX509Text &text);
 
-// ssh_x509_text_read reads octets that are one string of any type; false if they are not. Letters
+// ssh_x509_text_read reads bytes that are one string of any type; false if they are not. Letters
 // of NumericString are PRINTABLE ones, those of GeneralString count as IA5.
 [[nodiscard]] bool ssh_x509_text_read(Bytes octets, SshX509Text *text);
 
@@ -329,7 +329,7 @@ enum SshX509Found : uint8_t {
 struct SshX509Refusal {
   const char *structure = nullptr;  // static text: the ASN.1 name, or the trade's
   const char *rule = nullptr;  // static text: goes on after the structure, or says what belongs
-  size_t offset = 0;           // octets from the start of the input, to the deepest element
+  size_t offset = 0;           // bytes from the start of the input, to the deepest element
   SshOid identifier = {};      // the extension or algorithm in question, if any
   SshX509Found found = SSH_X509_FOUND_IT;
 

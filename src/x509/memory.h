@@ -8,6 +8,6 @@
 constexpr size_t SSH_X509_INPUT_MAX = 0x4000000;
 
 // ssh_x509_record_most bounds what the decode of an input takes of the heap, and its record after
-// it. Records of hostile input may be many times its size: two octets are enough for a name. Beyond
+// it. Records of hostile input may be many times its size: two bytes are enough for a name. Beyond
 // this bound the decode fails; what certificates and CRLs hold stays far below it.
 [[nodiscard]] constexpr size_t ssh_x509_record_most(size_t input) { return input * 8 + 0x1000000; }

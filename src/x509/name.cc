@@ -9,7 +9,7 @@ char *text_of(Bytes octets) {
   return octets.empty() ? nullptr : static_cast<char *>(ssh_xmemdup(octets.data(), octets.size()));
 }
 
-// Alternative is one of GeneralName: its type, and what of an entry holds its octets, if they are
+// Alternative is one of GeneralName: its type, and what of an entry holds its bytes, if they are
 // kept apart.
 struct Alternative {
   SshX509NameType type;

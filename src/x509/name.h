@@ -1,6 +1,6 @@
 // Names in certificates and CRLs: distinguished names of issuer and subject, unique identifiers and
 // general names, each one entry of a list that reads newest first. Entries are views into their
-// record's octets and live with the record; text that nothing may ever ask for is made on demand. A
+// record's bytes and live with the record; text that nothing may ever ask for is made on demand. A
 // new kind of general name is one row in name.cc.
 #pragma once
 
@@ -31,9 +31,9 @@ struct SshX509Name {
   SshX509Name *next = nullptr;
   SshX509NameType type = SSH_X509_NAME_DN;
   uint32_t taken = 0;        // set by ssh_x509_name_take
-  uint32_t data_length = 0;  // octets; of a unique identifier bits, of a type 9 none, deliberately
+  uint32_t data_length = 0;  // bytes; of a unique identifier bits, of a type 9 none, deliberately
   Bytes text;  // types 2, 3, 8: IA5 text as it stands; types 0, 5: see ssh_x509_name_text
-  Bytes data;  // types 1, 4, 9 (the identifier's octets), 10
+  Bytes data;  // types 1, 4, 9 (the identifier's bytes), 10
   Bytes der;   // types 0, 5: the Name; other general names: the whole GeneralName
 };
 

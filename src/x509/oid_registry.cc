@@ -250,7 +250,7 @@ constexpr Entry kFurtherAttributes[] = {
 // clang-format on
 
 // Table is a kind's rows, ended by one without identifier, and an index over them: rows are chained
-// by the last octet of their identifiers, each chain in the order of the table, so that the first
+// by the last byte of their identifiers, each chain in the order of the table, so that the first
 // of equal rows is met first.
 constexpr uint32_t kChains = 64;
 template <size_t N>
@@ -355,7 +355,7 @@ bool same_ends(const uint8_t *a, const uint8_t *b, size_t length) {
   return first_a == first_b && last_a == last_b;
 }
 
-// same_octets compares identifiers of tables, which have at most 15 octets, by words that overlap.
+// same_octets compares identifiers of tables, which have at most 15 bytes, by words that overlap.
 inline bool same_octets(const uint8_t *a, const uint8_t *b, size_t length) {
   static_assert(sizeof(SshOidConstant::octets) < 2 * sizeof(uint64_t));
   if (length >= sizeof(uint64_t)) return same_ends<uint64_t>(a, b, length);
@@ -366,7 +366,7 @@ inline bool same_octets(const uint8_t *a, const uint8_t *b, size_t length) {
 
 // find_octets looks for an identifier in its shortest encoding.
 const SshOidRow *find_octets(const Kind &kind, const uint8_t *octets, size_t length) {
-  // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): callers have filled the octets
+  // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): callers have filled the bytes
   for (uint32_t i = kind.chains[chain_of(octets[length - 1])]; i != kind.count; i = kind.next[i]) {
     const SshOidConstant &encoded = kind.rows[i].encoded;
     if (encoded.length == length && same_octets(encoded.octets, octets, length))
@@ -375,13 +375,13 @@ const SshOidRow *find_octets(const Kind &kind, const uint8_t *octets, size_t len
   return nullptr;
 }
 
-// find_padded looks for an identifier some of whose arcs begin with needless 80 octets. Dotted text
+// find_padded looks for an identifier some of whose arcs begin with needless 80 bytes. Dotted text
 // does not show them, and identifiers are equal when their texts are; so they are dropped and the
 // rest is looked up.
 const SshOidRow *find_padded(const Kind &kind, Bytes octets) {
   uint8_t shortest[sizeof(SshOidConstant::octets)];
   size_t length = 0;
-  bool arc_starts = false;  // the first octet holds two arcs and is never padding
+  bool arc_starts = false;  // the first byte holds two arcs and is never padding
   for (const uint8_t octet : octets) {
     if (arc_starts && octet == 0x80) continue;
     if (length == sizeof(shortest)) return nullptr;

@@ -43,7 +43,7 @@ struct SshOidKeyType {
   uint32_t usage;
   uint32_t ca_usage;
   SshOidKeyForm form = SSH_OID_KEY_ENCODED;
-  uint32_t length = 0;  // of a key that is octets; 0 for any
+  uint32_t length = 0;  // of a key that is bytes; 0 for any
 };
 
 // SshOidRow is one identifier. `oid` is dotted text, null in the row that ends a table.
@@ -56,13 +56,13 @@ struct SshOidRow {
   const SshOidKeyType *key_type;  // kind 0
   const char *key_scheme;  // kind 1: the key scheme string that the signature implies, if any
   uint32_t code;           // kind 1: key type; kind 2: extension kind; kind 7: qualifier
-  SshOidConstant encoded;  // the identifier's content octets
+  SshOidConstant encoded;  // the identifier's content bytes
 };
 
 // ssh_oid_find_by_oid finds the first row of a kind whose dotted text equals `oid`, or null.
 [[nodiscard]] const SshOidRow *ssh_oid_find_by_oid(const char *oid, SshOidKind kind);
 
-// ssh_oid_find_encoded finds the same row from an identifier's octets, without making text.
+// ssh_oid_find_encoded finds the same row from an identifier's bytes, without making text.
 [[nodiscard]] const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind);
 
 // ssh_oid_find_of_any_kind finds the first row of any kind and of either profile whose dotted text
@@ -71,7 +71,7 @@ struct SshOidRow {
 [[nodiscard]] const SshOidRow *ssh_oid_find_of_any_kind(const char *oid);
 
 // ssh_x509_oid_text returns an identifier's dotted text (ssh_xfree) in the form that the profile
-// has it in, or null if the octets are not valid.
+// has it in, or null if the bytes are not valid.
 [[nodiscard]] char *ssh_x509_oid_text(SshOid oid);
 
 // ssh_oid_find_by_std_name finds the first row whose whole name equals `name`, ignoring ASCII case,

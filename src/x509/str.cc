@@ -19,8 +19,8 @@ constexpr uint32_t kSpace = 32;     // in every set
 
 unsigned number(int32_t charset) { return static_cast<unsigned>(charset); }
 
-// allocatable is false for more letters than one block may hold. Octets from outside can ask for
-// that (one octet may become a letter of four), and are then refused instead of ending the process.
+// allocatable is false for more letters than one block may hold. Bytes from outside can ask for
+// that (one byte may become a letter of four), and are then refused instead of ending the process.
 bool allocatable(const SshCharsetRow &row, size_t letters) {
   return letters <= SSH_XMALLOC_MAX / row.width;
 }
@@ -64,7 +64,7 @@ SshStr *make_bytes(int32_t charset, SshBlock data, size_t length) {
   return str;
 }
 
-// make_units reads big-endian letters of two or four octets.
+// make_units reads big-endian letters of two or four bytes.
 SshStr *make_units(int32_t charset, const uint8_t *data, size_t length) {
   const SshCharsetRow &row = *ssh_charset_row(charset);
   if (length == 0 || length % row.width != 0 || !allocatable(row, length / row.width))
@@ -78,8 +78,8 @@ SshStr *make_units(int32_t charset, const uint8_t *data, size_t length) {
 }
 
 // decode_narrow reads the letter at `p` and moves behind it. It deliberately knows less than all of
-// UTF-8: a letter of one octet is refused, a lone continuation octet is read together with the
-// octet after it but passed alone, and neither continuation marks nor overlong forms are looked at.
+// UTF-8: a letter of one byte is refused, a lone continuation byte is read together with the
+// byte after it but passed alone, and neither continuation marks nor overlong forms are looked at.
 // Search keys were stored under what this decoder makes of a name, so a wider one would no longer
 // find them.
 bool decode_narrow(const uint8_t *&p, const uint8_t *end, uint32_t *letter) {
@@ -124,7 +124,7 @@ SshStr *make_utf8(const uint8_t *data, size_t length) {
   return str;
 }
 
-// utf8_size counts the octets of a letter; 0 for one that needs 32 bits.
+// utf8_size counts the bytes of a letter; 0 for one that needs 32 bits.
 size_t utf8_size(uint32_t letter) {
   constexpr uint32_t kLimits[] = {0x80, 0x800, 0x10000, 0x200000, 0x4000000, 0x80000000};
   for (size_t i = 0; i < 6; ++i) {

@@ -1,5 +1,5 @@
 // Multi-charset strings: text as letters of one of eleven character sets, converted between them,
-// to and from the octets of the ASN.1 string types, and to the canonical form that names are
+// to and from the bytes of the ASN.1 string types, and to the canonical form that names are
 // compared in. A new 8-bit set is one row of the tables in charset_tables.cc. No process locale is
 // ever consulted.
 #pragma once
@@ -52,17 +52,17 @@ void ssh_str_append_letter(SshStr *str, uint32_t letter);
 // ssh_str_get_letter stores the letter at `index`, or returns false past the end.
 [[nodiscard]] bool ssh_str_get_letter(const SshStr *str, uint32_t index, uint32_t *letter);
 
-// ssh_str_make makes a string from wire octets, taking over `data` (a block from ssh_xmalloc, or
-// null with length 0) whether or not it succeeds. Null if the octets do not form letters of the
+// ssh_str_make makes a string from wire bytes, taking over `data` (a block from ssh_xmalloc, or
+// null with length 0) whether or not it succeeds. Null if the bytes do not form letters of the
 // set, or `data` is null. A block with length 0 is a string without letters in sets 0 to 7, and
-// refused in the others. Which octets are UTF-8 is a decision of the profile.
+// refused in the others. Which bytes are UTF-8 is a decision of the profile.
 [[nodiscard]] SshStr *ssh_str_make(int32_t charset, uint8_t *data, size_t length);
 
-// ssh_str_get returns the wire octets in a new block (ssh_xfree); sets 0 to 7 get an uncounted zero
+// ssh_str_get returns the wire bytes in a new block (ssh_xfree); sets 0 to 7 get an uncounted zero
 // at the end. Null with length 0 for a null string or a letter that has no form on the wire.
 [[nodiscard]] uint8_t *ssh_str_get(const SshStr *str, size_t *length);
 
-// ssh_str_get_canonical returns the wire octets of the canonical form: spaces trimmed and
+// ssh_str_get_canonical returns the wire bytes of the canonical form: spaces trimmed and
 // collapsed, and PrintableString letters in lower case (ssh_xfree).
 [[nodiscard]] uint8_t *ssh_str_get_canonical(const SshStr *str, size_t *length);
 

@@ -12,7 +12,7 @@ struct Signed {
   Bytes signature;
 };
 
-// order_length gives the octets of a DSA key's q; 0 for a key without a sensible one, which then
+// order_length gives the bytes of a DSA key's q; 0 for a key without a sensible one, which then
 // answers for itself.
 size_t order_length(const SshPublicKey *key) {
   SshMpInt q;
@@ -41,12 +41,12 @@ SshX509Verdict verify_pair(Signed given, const SshPublicKey *key) {
   return verify(given, key);
 }
 
-// What stands outside of the signed part is held against the same inside, octet by octet: nothing
+// What stands outside of the signed part is held against the same inside, byte by byte: nothing
 // else vouches for it.                                                RFC 5280, 4.1.1.2, 5.1.1.2
 // verify_record looks at the scheme before the key, since keys of schemes that are not computed
 // have no key object. It takes the signature as it stands, not what decoding made of it, which
 // passes over some things: what is signed has one form, or anybody could make others of it. So a
-// BIT STRING that ends inside an octet leaves no signature.
+// BIT STRING that ends inside an byte leaves no signature.
 template <class Record>
 SshX509Verdict verify_record(const Record &record, const SshPublicKey *key) {
   if (record.version == 0 || !ssh_bytes_equal(record.algorithm, record.signed_algorithm)) {

@@ -1,4 +1,4 @@
-// Whether a certificate or CRL was signed with a given key: the signature over the octets that the
+// Whether a certificate or CRL was signed with a given key: the signature over the bytes that the
 // record keeps. Names, dates and extensions are the caller's to judge. Which scheme a signature has
 // is data of the record; a further scheme is a row of the table in crypto/key_types.cc.
 #pragma once
@@ -8,8 +8,8 @@
 #include "x509/crl.h"
 
 enum [[nodiscard]] SshX509Verdict{
-    SSH_X509_VALID,                 // the key's owner signed these octets
-    SSH_X509_INVALID,               // the signature is not of this key, or not over these octets
+    SSH_X509_VALID,                 // the key's owner signed these bytes
+    SSH_X509_INVALID,               // the signature is not of this key, or not over these bytes
     SSH_X509_SCHEME_NOT_SUPPORTED,  // one that is not computed here, whatever the key: cannot tell
     SSH_X509_KEY_NOT_FIT            // no key, one of another type, too short or absurd
 };
@@ -19,7 +19,7 @@ enum [[nodiscard]] SshX509Verdict{
 
 // ssh_x509_cert_verify tells whether `cert` was signed with `issuer_key` (null: does not fit). A
 // record that was not decoded is invalid, and so are a signature that is not DER where it has to be
-// and a record whose two algorithm identifiers differ in any octet.        RFC 5280, 4.1.1.2,
+// and a record whose two algorithm identifiers differ in any byte.        RFC 5280, 4.1.1.2,
 // 5.1.1.2
 SshX509Verdict ssh_x509_cert_verify(const SshX509Cert *cert, const SshPublicKey *issuer_key);
 
@@ -27,6 +27,6 @@ SshX509Verdict ssh_x509_cert_verify(const SshX509Cert *cert, const SshPublicKey 
 SshX509Verdict ssh_x509_crl_verify(const SshX509Crl *crl, const SshPublicKey *issuer_key);
 
 // ssh_x509_signature_pair_read reads the r and s of a DSA or ECDSA signature, neither below 0. It
-// takes the DER alone: what encodes again to other octets is refused (false), so that a signature
+// takes the DER alone: what encodes again to other bytes is refused (false), so that a signature
 // has one form.
 [[nodiscard]] bool ssh_x509_signature_pair_read(Bytes signature, SshMpInt *r, SshMpInt *s);

@@ -25,7 +25,7 @@ using Cert = Handle<KwPkiCert, KwPkiCertAllocate, KwPkiCertFree>;
 using Crl = Handle<KwPkiCrl, KwPkiCrlAllocate, KwPkiCrlFree>;
 using Key = Handle<KwPkiPublicKey, KwPkiPublicKeyAllocate, KwPkiPublicKeyFree>;
 
-// Result is a status with the octets or text that came with it.
+// Result is a status with the bytes or text that came with it.
 struct Result {
   KwPkiStatus status = KWPKI_OK;
   std::string value;
@@ -56,7 +56,7 @@ inline Result text(KwPkiStatus(KWPKI_CALL *get)(KwPkiCert, char **), KwPkiCert c
 inline Result subject(KwPkiCert cert) { return text(KwPkiCertGetSubjectDN, cert); }
 inline Result serial(KwPkiCert cert) { return text(KwPkiCertGetSerialNumber, cert); }
 
-// expect_octets looks at what a getter of octets gave: all or nothing.
+// expect_octets looks at what a getter of bytes gave: all or nothing.
 inline Result expect_octets(KwPkiStatus status, const uint8_t *data, uint32_t length) {
   EXPECT_EQ(status == KWPKI_OK, data != nullptr);
   EXPECT_EQ(status == KWPKI_OK, length > 0);

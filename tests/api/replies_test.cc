@@ -233,7 +233,7 @@ TEST_F(ApiRepliesTest, ARecordTakesMemoryInProportionToItsInput) {
   }
 }
 
-// Two octets of input are four in the array, so that input below its own limit asks for more than
+// Two bytes of input are four in the array, so that input below its own limit asks for more than
 // one request for memory can give.
 TEST_F(ApiRepliesTest, AnArrayMayBeTooLargeForOneBlock) {
   const ProfileScope modern(SSH_X509_MODERN);

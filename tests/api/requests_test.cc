@@ -1,4 +1,4 @@
-// What requests look like on the wire, octet by octet, and what is refused before anything is sent.
+// What requests look like on the wire, byte by byte, and what is refused before anything is sent.
 
 #include "api/envelope.h"
 #include "api/handles.h"

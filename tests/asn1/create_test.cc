@@ -25,7 +25,7 @@ struct Nodes {
   SshAsn1Node node;
 };
 
-// list_of gives the octets of an argument that is a node.
+// list_of gives the bytes of an argument that is a node.
 Bytes list_of(SshAsn1Node node) { return node.list(); }
 template <class Other>
 Bytes list_of(const Other &) {
@@ -97,7 +97,7 @@ TEST_F(Create, Any) {
   // An implicit tag rewrites the first header and keeps its form.
   expect("30045f814800", "(sequence ()(any (a 200)))"_asn1, one.node);
   expect("a180 0500 0000", "(any (1))"_asn1, indefinite.node);
-  // The octets that close an indefinite length are no elements.
+  // The bytes that close an indefinite length are no elements.
   expect("3005 0500 0101ff", "(sequence ()(any ()))"_asn1, inside);
   expect("3080 0500 0101ff 0000", "(sequence (i)(any ()))"_asn1, inside);
   expect("3080 0500 0101ff 0000", "(sequence (i)(any ()))"_asn1, strays);
@@ -108,7 +108,7 @@ TEST_F(Create, Any) {
 }
 
 TEST_F(Create, SetsAreSorted) {
-  // By their octets, in which a shorter one comes first.
+  // By their bytes, in which a shorter one comes first.
   const Nodes unsorted("0500 3080 0000 0101ff 0101ff 8001ff 800101 0402ff00 0401ff 0402ffff 0400");
   expect("311f 0101ff 0101ff 0400 0401ff 0402ff00 0402ffff 0500 3080 0000 800101 8001ff",
          "(set ()(any ()))"_asn1, unsorted.node);

@@ -46,7 +46,7 @@ TEST_F(Files, Armour) {
        "ABC"},
       {"-\nQUI=QUJD\n-", "ABABC"},
       {"-\nQUJD=QUJDQUJD\n-", "ABC"},
-      {"-\nQUJD-", ""},  // a dash in a line of text takes the octet before it along
+      {"-\nQUJD-", ""},  // a dash in a line of text takes the byte before it along
       {"-\n\n-", {}},
       {"", {}},
   };

@@ -1,4 +1,4 @@
-// Object identifiers: dotted text and content octets both ways.
+// Object identifiers: dotted text and content bytes both ways.
 #include "asn1/oid.h"
 
 #include "support/test.h"
@@ -30,7 +30,7 @@ std::string arcs_of(const std::string &text) {
 }  // namespace
 
 // By the standard the first number may be of any length, and stands for arc 2 from 80 on; in the
-// classic form it is the first octet, which never continues.
+// classic form it is the first byte, which never continues.
 TEST(Oid, ReadingOctets) {
   const char *const rows[][3] = {{"2a03", "1.2.3", "1.2.3"},
                                  {"78", "2.40", "3.0"},

@@ -109,7 +109,7 @@ TEST_F(CertDb, FatalTexts) {
         ssh_certdb_search_method_remove(*db_, type, {}, *entry),
         "ssh_certdb_search_method_remove: type " + std::to_string(type) + " not allocated");
   }
-  // Keys that are equal but for their case make a chain that cannot pass on its octets.
+  // Keys that are equal but for their case make a chain that cannot pass on its bytes.
   db_.reset(make({}, {0, 2}));
   entry = stored({"a"});
   EXPECT_FALSE(ssh_certdb_search_method_remove(*db_, 1, unhex("62"), *entry));
@@ -124,7 +124,7 @@ TEST_F(CertDb, FatalTexts) {
 //   + makes an entry, s stores it, * refers to it again, r releases it, f frees it, t has it kept
 //   for ten seconds from now, p pins it or not, n has it recycled next or not; > is ten seconds,
 //   e the time behind the end of 32 bits
-// Keys are wiped when they are freed, so that an index that still shows the octets of one finds
+// Keys are wiped when they are freed, so that an index that still shows the bytes of one finds
 // nothing any more.
 class Script : public CertDb {
  protected:
@@ -142,7 +142,7 @@ class Script : public CertDb {
     if (what == 'n') entry->flags ^= SSH_CERTDB_RECYCLE_NEXT;
   }
 
-  // An entry has 10 octets, a key of type 0, which no index has, and two of type 1, of which the
+  // An entry has 10 bytes, a key of type 0, which no index has, and two of type 1, of which the
   // first finds it: m those of capital letters, k others.
   void make_entry(char name) {
     SshCertDBEntry *entry = named_[name] = alloc();

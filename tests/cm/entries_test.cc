@@ -33,7 +33,7 @@ std::string encode(const SshCMCertificate &cert) {
   return hex(ssh_buffer_bytes(buffer));
 }
 
-// decode gives the status for octets. What decodes must encode to the same.
+// decode gives the status for bytes. What decodes must encode to the same.
 uint32_t decode(const Der &octets) {
   const CertOwner cert(ssh_cm_cert_allocate());
   const uint32_t status = ssh_cm_cert_decode_record(octets, *cert);

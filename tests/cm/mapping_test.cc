@@ -7,7 +7,7 @@ namespace {
 
 using Mapping = sample::Balanced;
 
-std::string be(uint32_t value) {  // octets in an order that makes the number `value`
+std::string be(uint32_t value) {  // bytes in an order that makes the number `value`
   std::string octets(4, 0);
   std::memcpy(octets.data(), &value, 4);
   return octets;
@@ -44,7 +44,7 @@ std::vector<std::string> keys_of(SshMappingKind kind) {
   return keys;
 }
 
-// Checked is a mapping beside a plain map, each of whose keys is shown with the octets last put.
+// Checked is a mapping beside a plain map, each of whose keys is shown with the bytes last put.
 struct Checked {
   explicit Checked(SshMappingKind of) : kind(of), map(ssh_mapping_allocate(of)) {}
 

@@ -9,7 +9,7 @@ namespace {
 struct Keys : sample::Balanced {
   SshCertDBKey *list = nullptr;
   ~Keys() override { ssh_certdb_key_free_list(&list); }
-  // newest takes the newest key off the list: its type and octets, or "none".
+  // newest takes the newest key off the list: its type and bytes, or "none".
   std::string newest() {
     if (!list) return "none";
     SshCertDBKey *key = list;

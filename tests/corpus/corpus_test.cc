@@ -52,7 +52,7 @@ constexpr VerdictRow kRefused[] = {
 
 // expected is true for what no more than one of the four tools rejects, if its critical extensions
 // are known, which the tools leave to their users, and to classic its signature. Two of them
-// also reject octets behind a certificate, which we leave to the caller.
+// also reject bytes behind a certificate, which we leave to the caller.
 bool expected(const TsvRow &item, bool modern) {
   const ProfileScope scope(SSH_X509_MODERN);
   const auto known = [](const std::string &oid, SshOidKind kind) {

@@ -1,4 +1,4 @@
-// The corpus: its tables and the octets of its items. A column that a test needs is a cell of a
+// The corpus: its tables and the bytes of its items. A column that a test needs is a cell of a
 // row: `item["serial"]`.
 #pragma once
 
@@ -20,8 +20,7 @@ struct Corpus {
   const TsvTable manifest{folder + "/manifest.tsv"}, names{folder + "/names.tsv"};
   const TsvTable attributes{folder + "/attributes.tsv"}, extensions{folder + "/extensions.tsv"};
   const TsvTable entries{folder + "/entries.tsv"};
-  const Groups names_of = names.by("file"), 
-               attributes_of = attributes.by("file");
+  const Groups names_of = names.by("file"), attributes_of = attributes.by("file");
   const Groups extensions_of = extensions.by("file"), entries_of = entries.by("file");
 
   [[nodiscard]] Der read(const TsvRow &item) const {

@@ -36,7 +36,7 @@ inline const Names kModernNames = pairs(
     "1.3.6.1.4.1.311.60.2.1.3 jurisdictionC 0.9.2342.19200300.100.1.1 UID");
 
 // printed gives a value's text, or nothing if it has none. Under the classic profile UTF-8 holds
-// letters of several octets only; the corpus has no UTF8String that is none.
+// letters of several bytes only; the corpus has no UTF8String that is none.
 inline std::optional<std::string> printed(const std::string &tag, Der value, bool modern) {
   if (tag == "3" && !value.empty()) value.erase(value.begin());
   const size_t unit = tag == "30" ? 2 : tag == "28" ? 4 : 1;

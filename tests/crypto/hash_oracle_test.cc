@@ -1,4 +1,4 @@
-// Hashes and HMAC against OpenSSL: random octets of every length around the block bounds, in random
+// Hashes and HMAC against OpenSSL: random bytes of every length around the block bounds, in random
 // pieces.
 #include <openssl/evp.h>
 #include <openssl/hmac.h>

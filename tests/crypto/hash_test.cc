@@ -7,7 +7,7 @@
 
 using namespace numbers;
 
-// The length in bits passes one word: padded by hand, the same octets lead to the same state.
+// The length in bits passes one word: padded by hand, the same bytes lead to the same state.
 TEST(Hash, LengthsPastOneWord) {
   const std::tuple<const char *, uint64_t, const char *> rows[] = {
       {"md5", uint64_t{1} << 29, "00040000 01000000"},

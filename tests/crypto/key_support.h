@@ -92,7 +92,7 @@ inline SshKeyStatus verify_digest(const SshPublicKeyOwner &key, Bytes digest, By
   return ssh_public_key_verify_digest(key.get(), nullptr, digest, signature);
 }
 
-// These give the status, and the octets of what came about.
+// These give the status, and the bytes of what came about.
 inline SshKeyStatus agree(const SshPublicKeyOwner &key, const Octets &secret,
                           Octets *out = nullptr) {
   SshBlock block;

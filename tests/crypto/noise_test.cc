@@ -21,7 +21,7 @@ bool holds(Bytes octets, Bytes piece) {
 }  // namespace
 
 // With all else fixed, every noise and the system's answer decide what comes out, of which no eight
-// octets come twice.
+// bytes come twice.
 TEST(Noise, WhatGoesInDecidesWhatComesOut) {
   using Added = std::vector<std::string_view>;
   std::set<std::string> pieces;

@@ -130,7 +130,7 @@ TEST(PublicKey, ImportRefusals) {
     return blob(kDlName, named + field_of(group) + one);
   };
   const std::pair<SshKeyStatus, std::vector<std::string>> cases[] = {
-      // The total is not held against the octets, and what follows the data is ignored.
+      // The total is not held against the bytes, and what follows the data is ignored.
       {SSH_KEY_OK,
        {start + rest, whole + "ffff", blob(kRsaName, ints + "ffff"),
         blob("dl-modp{dh}", dl_data + one), of_group("ietf-ike-grp-modp-768")}},

@@ -40,7 +40,7 @@ Der sha1_info() {
   return der::seq({der::seq({der::oid(kSha1), der::null()}), der::octets(sha1_of_abc())});
 }
 
-// padded_block puts octets behind the padding of a signature, or of another type.
+// padded_block puts bytes behind the padding of a signature, or of another type.
 Octets padded_block(const Octets &body, uint8_t type = 1) {
   return join({{0, type}, Octets(kOctets - 3 - body.size(), 0xFF), {0}, body});
 }
@@ -52,7 +52,7 @@ Octets with(Octets octets, size_t at, uint8_t octet) {
 
 }  // namespace
 
-// One has one form of signature: the number below n, in as many octets as n has, zeros in front.
+// One has one form of signature: the number below n, in as many bytes as n has, zeros in front.
 TEST(RsaScheme, TheSameValueInAnotherForm) {
   const SshPublicKeyOwner key = rsa_key();
   Octets data = {0}, good;

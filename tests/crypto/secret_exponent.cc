@@ -33,7 +33,7 @@ bool keeps(Octets secret, const Octets &expected, const char *what, const SshMpI
   return !fails(out != expected, "computes something else", modulus);
 }
 
-// check makes one exponent of so many octets with a modulus of so many; false: one can be told.
+// check makes one exponent of so many bytes with a modulus of so many; false: one can be told.
 bool check(std::mt19937 &random, size_t modulus_octets, size_t exponent_octets) {
   Octets octets = random_words(random, modulus_octets);
   octets.front() |= 0x80;

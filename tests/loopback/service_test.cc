@@ -70,7 +70,7 @@ class ServiceTest : public sample::Balanced {
   loopback::Service service_;
 };
 
-// key asks for octets, dn and public_key for what the library makes of a name and a certificate.
+// key asks for bytes, dn and public_key for what the library makes of a name and a certificate.
 Ask key(uint32_t type, std::string_view octets) {
   return {.keys = {wire::key(type, Der(octets.begin(), octets.end()))}};
 }
@@ -294,10 +294,10 @@ TEST_F(ServiceTest, RefusesMalformedRequests) {
       {2, loopback::kMalformed, search({.group_mode = 2})},
       {2, loopback::kMalformed, search({.not_after = "tomorrow"})},
       {2, loopback::kTooLarge, search(keys)},
-      {2, loopback::kMalformed, whole_keys},  // more keys than octets
+      {2, loopback::kMalformed, whole_keys},  // more keys than bytes
       {8, loopback::kUnknownType, {}},
       {3, loopback::kMalformed, fine},  // one constraint for a path
-      // Octets behind what there is to be.
+      // Bytes behind what there is to be.
       {0, loopback::kMalformed, Der(9)},
       {1, loopback::kMalformed, Der(5)},
       {2, loopback::kMalformed, der::join({fine, Der(1)})},
@@ -311,7 +311,7 @@ TEST_F(ServiceTest, RefusesMalformedRequests) {
     EXPECT_EQ(hex(ask(row.type, row.payload)), hex(wire::envelope(77, row.type, row.status, {})))
         << &row - kRows;
   }
-  // Each number of the envelope but the identifier; then less and more octets than it announces.
+  // Each number of the envelope but the identifier; then less and more bytes than it announces.
   const Der whole = wire::request(77, 6),
             malformed = wire::envelope(77, 6, loopback::kMalformed, {});
   for (const size_t at : {0u, 12u, 16u, 20u}) {

@@ -112,7 +112,7 @@ inline std::string oid_text(Bytes octets) {
 }
 inline Der oid(std::string_view dotted) { return tlv(0x06, oid_octets(dotted)); }
 
-// retag gives an element another identifier octet: context(1) is [1] primitive, context(1, true)
+// retag gives an element another identifier byte: context(1) is [1] primitive, context(1, true)
 // constructed.
 inline Der retag(unsigned identifier, Der element) {
   element[0] = static_cast<uint8_t>(identifier);
@@ -128,14 +128,14 @@ inline Der common_name(std::string_view name) {
   return seq({set({attribute("2.5.4.3", text(0x13, name))})});
 }
 
-// Element is one element as it stands; `whole` and `content` view the octets it was read from.
+// Element is one element as it stands; `whole` and `content` view the bytes it was read from.
 struct Element {
   uint8_t identifier = 0;
   Bytes content;
   Bytes whole;
 };
 
-// elements splits octets into elements of definite length and one-octet identifier; nothing if they
+// elements splits bytes into elements of definite length and one-byte identifier; nothing if they
 // are not such.
 inline std::optional<std::vector<Element>> elements(Bytes octets) {
   std::vector<Element> out;

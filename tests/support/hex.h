@@ -1,4 +1,4 @@
-// Hexadecimal text for tests: octets in, octets out.
+// Hexadecimal text for tests: bytes in, bytes out.
 #pragma once
 
 #include <string>
@@ -22,7 +22,7 @@ inline std::vector<uint8_t> unhex(std::string_view text) {
   return octets;
 }
 
-// hex writes octets as lower-case digits without blanks.
+// hex writes bytes as lower-case digits without blanks.
 inline std::string hex(Bytes octets) {
   constexpr char kDigits[] = "0123456789abcdef";
   std::string text;

@@ -1,4 +1,4 @@
-// Octets and numbers to calculate with: from hexadecimal text, and at random, also of the words
+// Bytes and numbers to calculate with: from hexadecimal text, and at random, also of the words
 // that make carries, borrows and wrong estimates.
 #pragma once
 
@@ -50,7 +50,7 @@ inline SshMpInt ones(size_t bits) {
 
 using der::join;
 
-// padded gives a number as `length` octets, or as many as it has.
+// padded gives a number as `length` bytes, or as many as it has.
 inline Octets padded(const SshMpInt &value, size_t length) {
   const Octets octets(value.magnitude().begin(), value.magnitude().end());
   return join({Octets(length - std::min(length, octets.size())), octets});
@@ -62,7 +62,7 @@ inline Octets random_octets(std::mt19937 &random, size_t length) {
   return octets;
 }
 
-// random_words is of exactly `length` octets: now and then all alike, often words of few values.
+// random_words is of exactly `length` bytes: now and then all alike, often words of few values.
 inline Octets random_words(std::mt19937 &random, size_t length) {
   constexpr uint32_t kWords[] = {0,          0,          1,          0x7FFFFFFF,
                                  0x80000000, 0xFFFFFFFE, 0xFFFFFFFF, 0xFFFFFFFF};
@@ -76,7 +76,7 @@ inline Octets random_words(std::mt19937 &random, size_t length) {
   return octets;
 }
 
-// random_number has up to `most` octets and, if asked for, any sign.
+// random_number has up to `most` bytes and, if asked for, any sign.
 inline SshMpInt random_number(std::mt19937 &random, size_t most, bool any_sign = true) {
   const Octets octets = random_words(random, random() % (most + 1));
   return number(octets, any_sign && random() % 2 == 0);

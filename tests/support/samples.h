@@ -23,7 +23,7 @@ inline Der extension(std::string_view id, const Der &value, bool critical = fals
   return der::seq({der::oid(id), der::octets(value)});
 }
 
-// 33 octets of modulus without pattern; no test needs it to be a product of primes.
+// 33 bytes of modulus without pattern; no test needs it to be a product of primes.
 inline Der modulus() {
   Der n{0xC1};
   for (unsigned i = 1; i < 33; ++i)

@@ -1,5 +1,5 @@
 // What nearly every test needs: GoogleTest, what the standard library has for tables and texts,
-// octets as hexadecimal text, owners of what the library gives, and the end by the fatal routine.
+// bytes as hexadecimal text, owners of what the library gives, and the end by the fatal routine.
 #pragma once
 
 #include <gmock/gmock.h>

@@ -49,7 +49,7 @@ struct TsvTable {
   }
 };
 
-// read_file gives a file's octets, or none.
+// read_file gives a file's bytes, or none.
 inline std::vector<uint8_t> read_file(const std::string &path) {
   std::ifstream in(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};

@@ -141,7 +141,7 @@ TEST(Inspect, FindsEveryBlockAndFile) {
   std::filesystem::create_directory_symlink(directory.at("a"), directory.at("a/loop"), ignored);
 
   const Result all = run({"inspect", "--json", directory.at("a"), directory.at("b")});
-  EXPECT_EQ(all.code, 1) << all.err;  // octets behind a certificate are a finding
+  EXPECT_EQ(all.code, 1) << all.err;  // bytes behind a certificate are a finding
   std::vector<std::string> seen;
   for (const json &object : all.objects()) {
     seen.push_back(object["kind"] == "crl" ? "crl" : object["subject"]["text"].get<std::string>());

@@ -15,7 +15,7 @@ std::string with_extension(const char *oid, const Der &value) {
   return certificate(name(19, "A"), {sample::extension(oid, value)});
 }
 
-// A TLS vector with two octets of length.
+// A TLS vector with two bytes of length.
 Der counted(const Der &content) {
   return der::join(
       {{static_cast<uint8_t>(content.size() >> 8), static_cast<uint8_t>(content.size())}, content});
@@ -23,7 +23,7 @@ Der counted(const Der &content) {
 
 constexpr char kTimestamps[] = "1.3.6.1.4.1.11129.2.4.2";
 
-// A timestamp of the log 0101..., 2023-11-14T22:13:20.123Z, signed in three octets.
+// A timestamp of the log 0101..., 2023-11-14T22:13:20.123Z, signed in three bytes.
 Der timestamp(uint8_t version, const Der &extensions) {
   return counted(der::join({{version},
                             Der(32, 1),

@@ -109,7 +109,7 @@ Json document(const MessageRow &row) {
   return whole;
 }
 
-// The octets column of annotated text.
+// The bytes column of annotated text.
 std::string shown_octets(Bytes message) {
   std::istringstream lines(kwpki::message_text(message, std::nullopt, true));
   std::string line, digits;
@@ -118,7 +118,7 @@ std::string shown_octets(Bytes message) {
   return hex(unhex(digits));
 }
 
-// check_whole: JSON and text hold all octets, whatever they are. It gives how many faults there are.
+// check_whole: JSON and text hold all bytes, whatever they are. It gives how many faults there are.
 size_t check_whole(const Octets &octets) {
   const auto decoded = kwpki::decode_message(octets, std::nullopt, {}, true);
   EXPECT_EQ(hex(kwpki::encode_message(decoded.json)), hex(octets)) << decoded.json.dump(2);

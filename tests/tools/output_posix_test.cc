@@ -1,4 +1,4 @@
-// Input and output that only some systems have: pipes, full devices, and names of any octets.
+// Input and output that only some systems have: pipes, full devices, and names of any bytes.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 

@@ -97,7 +97,7 @@ kwpki::SignatureAnswer check(const Der &algorithm, const Der &key, const Der &si
 
 using Number = Owner<BIGNUM, BN_free>;
 
-// sum adds to octets, big-endian, what a decimal text says, in as many octets or one more.
+// sum adds to bytes, big-endian, what a decimal text says, in as many bytes or one more.
 Der sum(Bytes octets, const char *addend) {
   BIGNUM *value = nullptr;
   BN_dec2bn(&value, addend);

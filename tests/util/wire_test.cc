@@ -25,7 +25,7 @@ size_t get_own(Bytes input, void *context) {
   return 0;
 }
 
-// get_too_much reads no more than there is and claims one octet more; get_none fails by itself.
+// get_too_much reads no more than there is and claims one byte more; get_none fails by itself.
 size_t get_too_much(Bytes input, void *context) {
   const size_t used = get_own(input, context);
   return used ? input.size() + 1 : 0;

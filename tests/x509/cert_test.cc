@@ -36,7 +36,7 @@ constexpr char kDecoded[] = "octets 00112233445566778899";
 
 // Most fields are held against those of real certificates in tests/corpus.
 TEST_F(CertTest, VersionsAndWhatBelongsToThem) {
-  // An INTEGER of no octets is 0. Other versions than these three are refused.
+  // An INTEGER of no bytes is 0. Other versions than these three are refused.
   const std::tuple<Der, uint32_t, uint32_t, uint32_t> rows[] = {
       {{}, 1, 0, 0},         {{2, 0}, 1, 0, 0},     {integer(1), 2, 2, 0},
       {integer(2), 3, 3, 3}, {integer(3), 0, 0, 0}, {integer(0x100000002), 0, 0, 0}};

@@ -53,7 +53,7 @@ TEST_F(Names, TextIsReadAndPrinted) {
       {"oid . 1 . 2.3 = x", "OID.1.2.3=x", "300b 3109 3007 06022a03 130178"},
       {"CN=#414 + CN=#aBfF, CN=# 41 ,CN=#4\\\n \t1+O=#0",
        "CN=#0414 + CN=#abff, CN=A, CN=A + O=#00"},
-      {"CN=", "(null)", "(null)"},  // as from DER, a value without octets is none
+      {"CN=", "(null)", "(null)"},  // as from DER, a value without bytes is none
       {"CN=a\"+;\"b, CN=\"a\\\"b, c\" + CN=a\\,b\\\\\\63",
        "CN=a\\+\\;b, CN=a\\\"b\\, c + CN=a\\,b\\\\63"},
       {"CN=a\\\n \t b, CN=\"a\\\n  b\", CN=\"  a\", CN=a\nb \t, O=\"c  \"",
@@ -101,7 +101,7 @@ TEST_F(Names, ValuesByProfile) {
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(row.why);
-    // A pair that ends in octets which are no element is read by the long way.
+    // A pair that ends in bytes which are no element is read by the long way.
     const Der name = name_of(pair_of(row.value)),
               slow = name_of(join({pair_of(row.value), {0, 0}}));
     std::string keys[2];
@@ -184,7 +184,7 @@ TEST_F(Names, Encodings) {
 }
 
 // Pairs are the longest lists that there are; to look for the end of theirs each time would take
-// hours. What goes through DER walks over nodes, and would spend the work there is for its octets.
+// hours. What goes through DER walks over nodes, and would spend the work there is for its bytes.
 TEST_F(Names, HugeNames) {
   const auto repeated = [](const std::string &separator, uint32_t pairs) {
     std::string text = "CN=a";

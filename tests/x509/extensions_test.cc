@@ -24,7 +24,7 @@ struct Row {
   std::string classic, modern;
 };
 
-// text gives a string's charset and octets; "-" stands for none.
+// text gives a string's charset and bytes; "-" stands for none.
 std::string text_of(const SshX509Text &value) {
   const SshStrOwner str(ssh_x509_text_make(value));
   if (!str) return value.present ? "unreadable" : "-";
@@ -139,7 +139,7 @@ void refuse(const std::string &id, const char *classic, const std::vector<Der> &
 const Der kDns = text(0x82, "d.example"), kDirectory = wrap(4, common_name("C"));
 const std::string kNamed = "dn=" + hex(common_name("C"));
 
-// decipherOnly is the ninth bit. An octet counts whole once its first bit does, the fifth one
+// decipherOnly is the ninth bit. An byte counts whole once its first bit does, the fifth one
 // never.
 TEST_F(ExtensionsTest, KeyUsage) {
   run("2.5.29.15", {{unhex("0303070080"), "8"},
@@ -151,7 +151,7 @@ TEST_F(ExtensionsTest, KeyUsage) {
                     {{}, kRefused}});
 }
 
-// Any nonzero octet is true.
+// Any nonzero byte is true.
 TEST_F(ExtensionsTest, BasicConstraints) {
   run("2.5.29.19", {{unhex("3003010102"), "ca=1;path=-"},
                     {unhex("3007020500FFFFFFFE"), "ca=0;path=4294967294"}});

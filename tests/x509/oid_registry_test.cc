@@ -81,7 +81,7 @@ TEST(OidRegistry, Oddities) {
     EXPECT_EQ(ssh_oid_find_by_oid(oid, SSH_OID_EXTENSION), nullptr) << oid;
 }
 
-// Padding is passed over, as much as an arc may have; all octets of others count, also of those
+// Padding is passed over, as much as an arc may have; all bytes of others count, also of those
 // that are compared as two words: 64 is how many chains there are.
 TEST(OidRegistry, OctetsAreLookedUpAsTheirTextIs) {
   const std::pair<const char *, bool> rows[] = {

@@ -1,4 +1,4 @@
-// Strings of every charset, made from octets, digits and letters.
+// Strings of every charset, made from bytes, digits and letters.
 #pragma once
 
 #include "support/test.h"

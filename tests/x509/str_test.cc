@@ -53,7 +53,7 @@ TEST_F(Strings, WireOctetsAreReadAndWritten) {
 }
 
 // Classic alone reads overlong forms, surrogates, what lies beyond the last letter or has more than
-// four octets, and marks that come first or are missing; it reads no letters of one octet.
+// four bytes, and marks that come first or are missing; it reads no letters of one byte.
 TEST_F(Strings, Utf8ByProfile) {
   const char *const rows[][3] = {{"c280 dfbf", "80 7FF", "80 7FF"},
                                  {"e0a080 efbfbf", "800 FFFF", "800 FFFF"},
@@ -103,7 +103,7 @@ TEST_F(Strings, ConvertAllLettersOrNone) {
     int32_t from;
     std::initializer_list<uint32_t> letters;
     int32_t to;
-    const char *result;  // wire octets
+    const char *result;  // wire bytes
   } rows[] = {
       {SSH_CHARSET_UTF8, {0x10000}, SSH_CHARSET_UTF8, "null"},
       {SSH_CHARSET_BMP, {0xFFFF}, SSH_CHARSET_T61, "null"},  // no letter but in the wide sets
@@ -144,7 +144,7 @@ TEST_F(Strings, CanonicalForm) {
 }
 
 TEST_F(Strings, MoreLettersThanABlockHoldsAreRefused) {
-  // An octet of UTF-8 may become a letter of four, one of T.61 a unit of two or four.
+  // An byte of UTF-8 may become a letter of four, one of T.61 a unit of two or four.
   const size_t length = SSH_XMALLOC_MAX / 4 + 2;
   auto *data = static_cast<uint8_t *>(ssh_xmalloc(length));
   std::memset(data, 0x85, length);

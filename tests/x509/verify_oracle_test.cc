@@ -176,7 +176,7 @@ TEST_F(VerifyOracle, WhatAnotherLibrarySigned) {
     const auto value = der::children(der::children(der)[0].content)[2].content.subspan(1);
     Der signature(value.begin(), value.end());
     EXPECT_EQ(with(signature, 0), SSH_X509_VALID);
-    // The identifier that is not signed is the signed one, octet by octet.
+    // The identifier that is not signed is the signed one, byte by byte.
     const Der inner = parts.outer_algorithm, id = der::oid(c.id);
     Der long_form = inner;
     long_form.insert(long_form.begin() + 1, 0x81);
@@ -187,7 +187,7 @@ TEST_F(VerifyOracle, WhatAnotherLibrarySigned) {
       EXPECT_EQ(with(signature, 0).value_or(SSH_X509_INVALID), SSH_X509_INVALID) << hex(other);
     }
     parts.outer_algorithm = inner;
-    // Whole octets with some bits behind them are another signature, which nobody made.
+    // Whole bytes with some bits behind them are another signature, which nobody made.
     signature.push_back(0x50);
     EXPECT_EQ(with(signature, 3), SSH_X509_INVALID);
     parts.issuer = der::common_name("Another");
@@ -200,7 +200,7 @@ TEST_F(VerifyOracle, WhatAnotherLibrarySigned) {
   }
 }
 
-// What encodes again to other octets is refused.
+// What encodes again to other bytes is refused.
 TEST_F(VerifyOracle, OneFormOfADsaSignature) {
   CertParts parts = parts_with("DSA");
   sign(parts, kDsa);

@@ -55,7 +55,7 @@ std::optional<SshMpInt> parse_serial(std::string text) {
   const std::string_view digits = "0123456789abcdef";
   SshMpInt number;
   if (text.empty() || text.size() > 128) return std::nullopt;
-  std::string octets(text.size(), '\0');  // long multiplication, most significant octet first
+  std::string octets(text.size(), '\0');  // long multiplication, most significant byte first
   for (const char c : text) {
     size_t carry = digits.find(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
     if (carry >= base) return std::nullopt;

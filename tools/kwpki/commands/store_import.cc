@@ -100,7 +100,7 @@ void Importer::import_block(const Place &place, const Block &block) {
   import_object(place, block_octets(block));
 }
 
-// Octets around the object, such as the trust settings of an armoured certificate, stay out of the
+// Bytes around the object, such as the trust settings of an armoured certificate, stay out of the
 // store.
 void Importer::import_object(const Place &place, Bytes octets) {
   const auto set = [](auto function, auto object, Bytes own) {

@@ -93,7 +93,7 @@ bool add_reversed_dn(const std::string &value, KwPkiSearchKey key) {
   return add_name(value, true, key);
 }
 
-// add_text adds octets as they stand; no octets at all would stand for something else.
+// add_text adds bytes as they stand; no bytes at all would stand for something else.
 template <auto Set>
 bool add_text(const std::string &value, KwPkiSearchKey key) {
   return !value.empty() && Set(value.data(), static_cast<uint32_t>(value.size()), key) == KWPKI_OK;

@@ -153,7 +153,7 @@ void take_text(std::vector<uint8_t> *octets, std::string_view *form) {
 bool is_plainly_der(Bytes file) {
   SshBerElement element;
   if (file.size() < 2 || file[0] != 0x30) return false;
-  if (file[1] >= 0x80) return true;  // no text continues with this octet
+  if (file[1] >= 0x80) return true;  // no text continues with this byte
   const bool opened = ssh_ber_open(file.data(), file.data() + file.size(), element) == SSH_BER_OK;
   return opened && element.header_length + size_t{element.content_length} == file.size();
 }

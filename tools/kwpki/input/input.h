@@ -39,7 +39,7 @@ Found find_sources(const std::vector<std::string> &names);
 
 // read_source reads a whole file and gives "" or why it could not. Progress goes to `output`, which
 // may be null. Of text in UTF-16 it gives UTF-8; of text that is base64 or hexadecimal alone, the
-// octets that it stands for, and in `form`, if given, which of these it was.
+// bytes that it stands for, and in `form`, if given, which of these it was.
 std::string read_source(const Source &source, std::FILE *standard_input, Output *output,
                         std::vector<uint8_t> *octets, std::string_view *form = nullptr);
 
@@ -64,7 +64,7 @@ struct Place {
 // find_blocks finds every PEM block of a file, in order; none for a file that is plainly DER.
 std::vector<Block> find_blocks(Bytes file);
 
-// is_plainly_der is true for octets that begin as DER does and as no text does.
+// is_plainly_der is true for bytes that begin as DER does and as no text does.
 bool is_plainly_der(Bytes file);
 
 // block_octets decodes the base64 content of a block; header lines ("Name: value") are passed over.

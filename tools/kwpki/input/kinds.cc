@@ -22,7 +22,7 @@ constexpr Kind kPublic = {"public_key", "a public key"};
 constexpr Kind kOcspRequest = {"ocsp_request", "an OCSP request"};
 constexpr Kind kOcspResponse = {"ocsp_response", "an OCSP response"};
 
-// Octets as a list of elements, for as long as it lives.
+// Bytes as a list of elements, for as long as it lives.
 struct Parsed {
   explicit Parsed(Bytes octets) : work(SshAsn1Work::for_input(octets.size())) {
     if (ssh_asn1_decode_in_place(octets, &work, &root) == SSH_ASN1_BER_OPEN_FAILED) root = {};
@@ -236,7 +236,7 @@ std::vector<uint8_t> from_hexadecimal(std::string_view text) {
   return octets;
 }
 
-// An element that is all, or that is cut: its header has a length of the octets' magnitude.
+// An element that is all, or that is cut: its header has a length of the bytes' magnitude.
 bool begins_as_der(const std::vector<uint8_t> &octets) {
   SshBerElement element;
   if (octets.size() < 8 || octets[0] != 0x30) return false;

@@ -1,5 +1,5 @@
 // What a file is that holds neither a certificate nor a CRL, by its name; and what text stands for
-// other than armour: the same octets in base64, in hexadecimal, or in UTF-16. A kind of structure is
+// other than armour: the same bytes in base64, in hexadecimal, or in UTF-16. A kind of structure is
 // a row of the table in kinds.cc.
 #pragma once
 
@@ -11,14 +11,14 @@
 
 namespace kwpki {
 
-// Kind is what octets are. The key is for JSON, the words go on after "it holds".
+// Kind is what bytes are. The key is for JSON, the words go on after "it holds".
 struct Kind {
   std::string_view key;
   std::string_view words;
   bool secret = false;  // what is in it is not to be shown unasked
 };
 
-// kind_of tells by the octets, kind_of_label by the label of armour. "unknown" is one, too.
+// kind_of tells by the bytes, kind_of_label by the label of armour. "unknown" is one, too.
 const Kind &kind_of(Bytes octets);
 const Kind &kind_of_label(std::string_view label);
 
@@ -30,8 +30,8 @@ std::vector<Bytes> bundled(Bytes octets);
 // for anything else.
 std::string as_utf8_text(Bytes octets);
 
-// unarmoured gives the octets that a text stands for which is nothing but hexadecimal or base64,
-// if they begin as DER does, and which of these it is; no octets for anything else.
+// unarmoured gives the bytes that a text stands for which is nothing but hexadecimal or base64,
+// if they begin as DER does, and which of these it is; no bytes for anything else.
 struct Unarmoured {
   std::vector<uint8_t> octets;
   std::string_view form;

@@ -18,7 +18,7 @@ class Objects {
 
   explicit Objects(const Streams &streams) : output(streams), streams_(streams) {}
 
-  // read gives `take` the octets of every object that the names stand for.
+  // read gives `take` the bytes of every object that the names stand for.
   void read(const std::vector<std::string> &names, const Take &take);
 
   // read_inputs does the same for the files of a command; none stand for standard input.

@@ -13,7 +13,7 @@ using Fields = std::span<const FieldRow>;
 
 constexpr size_t kTextShown = 200;
 
-// Text where a person can read it, else digits; encoding takes either for any octets.
+// Text where a person can read it, else digits; encoding takes either for any bytes.
 Json octets_json(Bytes octets, bool binary) {
   const std::string_view text = ssh_bytes_text(octets);
   if (!binary && is_utf8(text) && escape(text) == text) return text;
@@ -89,7 +89,7 @@ class Decoder {
   uint32_t number_ = 0, count_ = 0;  // the last of each that was read
   uint32_t type_ = 0, status_ = 0;
   size_t type_at_ = 0;
-  bool rest_put_ = false;  // the octets after the fault have their place
+  bool rest_put_ = false;  // the bytes after the fault have their place
 };
 
 DecodedMessage Decoder::run(MessageKind kind) {
@@ -99,7 +99,7 @@ DecodedMessage Decoder::run(MessageKind kind) {
   return {kind, std::move(json), std::move(faults_)};
 }
 
-// read_whole reads fields that should take all octets; whatever is left goes into their object.
+// read_whole reads fields that should take all bytes; whatever is left goes into their object.
 void Decoder::read_whole(Fields fields, Json &object) {
   rest_put_ = false;
   if (!read_fields(fields, object)) {
@@ -111,7 +111,7 @@ void Decoder::read_whole(Fields fields, Json &object) {
   put_rest(object);
 }
 
-// read_fields reads up to the first fault. The octets from there on go into the innermost object
+// read_fields reads up to the first fault. The bytes from there on go into the innermost object
 // of which something was read.
 bool Decoder::read_fields(Fields fields, Json &object) {
   const size_t path = path_.size();
@@ -206,7 +206,7 @@ bool Decoder::read_data(const Place &place) {
   return true;
 }
 
-// A count that the octets left cannot fill is told here, before anything is made of it; reading
+// A count that the bytes left cannot fill is told here, before anything is made of it; reading
 // goes on with as much as there is.
 bool Decoder::read_count(const Place &place) {
   if (!has(4)) return false;

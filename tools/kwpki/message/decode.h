@@ -1,5 +1,5 @@
-// Messages from octets to JSON, with a line for each field on the way. What cannot be decoded stays
-// in the JSON as octets, so that encode.h makes the same message of it. How a value is told
+// Messages from bytes to JSON, with a line for each field on the way. What cannot be decoded stays
+// in the JSON as bytes, so that encode.h makes the same message of it. How a value is told
 // to people is a row of the table in words.cc.
 #pragma once
 
@@ -14,10 +14,10 @@
 
 namespace kwpki {
 
-// kMessageItemsMax is how many items of lists are taken apart; what follows stays octets.
+// kMessageItemsMax is how many items of lists are taken apart; what follows stays bytes.
 constexpr size_t kMessageItemsMax = 250000;
 
-// MessageLine is a field, or the head of a group without octets.
+// MessageLine is a field, or the head of a group without bytes.
 struct MessageLine {
   size_t depth;
   size_t offset;
@@ -45,11 +45,11 @@ struct DecodedMessage {
 DecodedMessage decode_message(Bytes message, std::optional<MessageKind> kind,
                               const MessageLines &lines, bool full);
 
-// octet_count is a number of octets in words.
+// octet_count is a number of bytes in words.
 std::string octet_count(size_t count);
 
 // number_words and octets_words tell a value in words, escaped. `number` is the field before the
-// octets. Texts longer than `most` octets are shortened.
+// bytes. Texts longer than `most` bytes are shortened.
 std::string number_words(const FieldRow &row, uint32_t value);
 std::string octets_words(FieldShown shown, uint32_t number, Bytes octets, size_t most);
 

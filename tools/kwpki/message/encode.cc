@@ -237,7 +237,7 @@ void Encoder::write_boolean(const Place &place) {
   out_.push_back(static_cast<uint8_t>(octet));
 }
 
-// The text of a name becomes the octets that a search key with it has.
+// The text of a name becomes the bytes that a search key with it has.
 std::vector<uint8_t> Encoder::name_of(const Json &text) const {
   const std::string *name = text.get_ptr<const std::string *>();
   SshDN dn = {};

@@ -1,4 +1,4 @@
-// Messages from JSON to octets: the inverse of decode.h, with defaults for what is not
+// Messages from JSON to bytes: the inverse of decode.h, with defaults for what is not
 // given. Fields and their defaults are told by the tables of schema.cc.
 #pragma once
 
@@ -26,7 +26,7 @@ Json parse_message_json(std::string_view text);
 // encode_message makes the message; it throws MessageError.
 std::vector<uint8_t> encode_message(const Json &document);
 
-// parse_hex reads hexadecimal digits, with blanks and line ends between octets; nothing if it is
+// parse_hex reads hexadecimal digits, with blanks and line ends between bytes; nothing if it is
 // anything else.
 std::optional<std::vector<uint8_t>> parse_hex(std::string_view text);
 

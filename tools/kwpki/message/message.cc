@@ -28,7 +28,7 @@ std::string heading() {
   return fmt::format("{:>7}  {:>7}  {:<25} field\n", "offset", "length", "bytes");
 }
 
-// line_text is one line, or with `full` as many as the octets take.
+// line_text is one line, or with `full` as many as the bytes take.
 std::string line_text(const MessageLine &line, bool full) {
   const std::string name =
       std::string(line.depth * 2, ' ') + line.name + (line.value.empty() ? "" : ": ") + line.value;

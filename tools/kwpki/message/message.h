@@ -30,7 +30,7 @@ struct MessageEncodeOptions {
 int message_decode(const MessageDecodeOptions &options, const Streams &streams);
 int message_encode(const MessageEncodeOptions &options, const Streams &streams);
 
-// message_text shows a message as lines of offset, length, octets and value. `full` shortens
+// message_text shows a message as lines of offset, length, bytes and value. `full` shortens
 // nothing.
 std::string message_text(Bytes message, std::optional<MessageKind> kind, bool full);
 

@@ -11,14 +11,14 @@
 namespace kwpki {
 
 enum class FieldKind : uint8_t {
-  kNumber,   // four octets
-  kBoolean,  // one octet
-  kOctets,   // four octets of length, octets
-  kData,     // all octets that are left
-  kCount,    // four octets: how many items the next list has, or octets the payload
+  kNumber,   // four bytes
+  kBoolean,  // one byte
+  kOctets,   // four bytes of length, bytes
+  kData,     // all bytes that are left
+  kCount,    // four bytes: how many items the next list has, or bytes the payload
   kGroup,    // the fields of another table
   kList,     // items: groups, or single values if their table is one field without a name
-  kPayload,  // as many octets as counted: the group that payload_fields tells
+  kPayload,  // as many bytes as counted: the group that payload_fields tells
 };
 
 // FieldShown says what a value means to people.
@@ -67,7 +67,7 @@ std::optional<std::span<const FieldRow>> payload_fields(MessageKind kind, uint32
 // opaque_fields takes any payload as it stands.
 std::span<const FieldRow> opaque_fields();
 
-// fields_min is the number of octets that the fields take at least.
+// fields_min is the number of bytes that the fields take at least.
 uint64_t fields_min(std::span<const FieldRow> fields);
 
 // is_single is true for the table of a list's items that are values, not groups.

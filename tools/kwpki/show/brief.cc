@@ -123,7 +123,7 @@ std::string own_name(const Json &name) {
 
 std::string serial_text(const Json &serial) {
   const std::string digits = serial["hex"].get<std::string>();
-  constexpr size_t kMost = 64;  // RFC 5280 allows twenty octets
+  constexpr size_t kMost = 64;  // RFC 5280 allows twenty bytes
   return digits.size() <= kMost ? digits : digits.substr(0, kMost) + "...";
 }
 

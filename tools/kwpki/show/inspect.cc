@@ -20,7 +20,7 @@
 namespace kwpki {
 namespace {
 
-// Object is one certificate or CRL to be: its octets and where they come from.
+// Object is one certificate or CRL to be: its bytes and where they come from.
 struct Object {
   std::string file;
   Bytes octets;

@@ -15,7 +15,7 @@
 namespace kwpki {
 
 // PageObject is what was found, where (in short for the table), what is wrong with it, and where
-// reading it ended and why. Without octets nothing of what is in it is shown.
+// reading it ended and why. Without bytes nothing of what is in it is shown.
 struct PageObject {
   std::string where, place, kind;
   Bytes octets;

@@ -1,5 +1,5 @@
 // JSON documents as indented text for people. Every field is shown; a row of the table in render.cc
-// gives one a better label, shows it as octets, or leaves it to JSON because people see the same
+// gives one a better label, shows it as bytes, or leaves it to JSON because people see the same
 // thing elsewhere.
 #pragma once
 

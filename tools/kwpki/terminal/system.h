@@ -16,7 +16,7 @@ bool is_terminal(std::FILE *file);
 // opened would take their place, and be read or overwritten for them.
 void open_missing_files();
 
-// parse_ip gives the 4 or 16 octets of an address in its usual form, and how many they are; 0 if it
+// parse_ip gives the 4 or 16 bytes of an address in its usual form, and how many they are; 0 if it
 // is none.
 size_t parse_ip(const std::string &text, uint8_t (&octets)[16]);
 
@@ -24,7 +24,7 @@ size_t parse_ip(const std::string &text, uint8_t (&octets)[16]);
 // agent knows which store it has, and what another one is called.
 bool stores_are_files();
 
-// use_octets makes a standard stream pass on every octet as it is.
+// use_octets makes a standard stream pass on every byte as it is.
 void use_octets(std::FILE *file);
 
 }  // namespace kwpki

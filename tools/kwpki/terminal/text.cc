@@ -49,7 +49,7 @@ bool is_hidden(uint32_t code) {
 
 struct Letter {
   uint32_t code;
-  size_t size;  // octets taken; 0: the first octet is not the start of a character
+  size_t size;  // bytes taken; 0: the first byte is not the start of a character
 };
 
 struct Utf8Form {
@@ -171,7 +171,7 @@ void append_base64(std::string &out, Bytes octets) {
 }
 
 std::string pem_text(std::string_view label, Bytes octets) {
-  constexpr size_t kLine = 48;  // octets, which are 64 letters: RFC 7468, 2
+  constexpr size_t kLine = 48;  // bytes, which are 64 letters: RFC 7468, 2
   std::string text = fmt::format("-----BEGIN {}-----\n", label);
   for (size_t at = 0; at < octets.size(); at += kLine) {
     append_base64(text, octets.subspan(at, std::min(kLine, octets.size() - at)));

@@ -11,30 +11,30 @@
 
 namespace kwpki {
 
-// escape makes text fit for a terminal: octets that are not UTF-8, control characters, and
+// escape makes text fit for a terminal: bytes that are not UTF-8, control characters, and
 // characters that hide or reorder others become \xNN or \u{NNNN}. Everything else, backslashes
 // included, stays.
 std::string escape(std::string_view text);
 
 // is_utf8 is true for well-formed UTF-8 (no overlong forms, no surrogates). as_utf8 keeps such text
-// and writes the stray octets of any other as \xNN.
+// and writes the stray bytes of any other as \xNN.
 bool is_utf8(std::string_view text);
 std::string as_utf8(std::string_view text);
 
 // append_utf8 adds a code point; what is none becomes U+FFFD.
 void append_utf8(std::string &out, uint32_t code);
 
-// hex writes octets as lower-case digits.
+// hex writes bytes as lower-case digits.
 std::string hex(Bytes octets);
 
-// base64 writes octets without line ends, append_base64 behind a text; unbase64 is the inverse, and
+// base64 writes bytes without line ends, append_base64 behind a text; unbase64 is the inverse, and
 // passes over what is no base64. is_base64 is true of text that is nothing but base64 and blanks.
 std::string base64(Bytes octets);
 void append_base64(std::string &out, Bytes octets);
 std::vector<uint8_t> unbase64(std::string_view text);
 bool is_base64(std::string_view text);
 
-// pem_text gives octets as armour with this label: RFC 7468.
+// pem_text gives bytes as armour with this label: RFC 7468.
 std::string pem_text(std::string_view label, Bytes octets);
 
 // take owns the text of a block that the library handed out (null gives empty text).

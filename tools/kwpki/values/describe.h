@@ -32,9 +32,9 @@ std::string refusal_text(const SshX509Refusal &refusal, Bytes input);
 std::string scheme_of(const SshX509Cert &cert);
 std::string scheme_of(const SshX509Crl &crl);
 
-// set_surroundings adds how many octets stand around the one element that was read, as
-// "leading_bytes" and "trailing_bytes", if any do. surroundings_text says so to people: "2 octets
-// in front of the certificate, 8 octets behind it", or "".
+// set_surroundings adds how many bytes stand around the one element that was read, as
+// "leading_bytes" and "trailing_bytes", if any do. surroundings_text says so to people: "2 bytes
+// in front of the certificate, 8 bytes behind it", or "".
 void set_surroundings(Json &json, Bytes input, Bytes element);
 std::string surroundings_text(Bytes input, Bytes element, std::string_view kind);
 

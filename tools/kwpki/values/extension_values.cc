@@ -27,7 +27,7 @@ class Reader {
     for (const uint8_t octet : take(octets)) value = value << 8 | octet;
     return value;
   }
-  Bytes vector() { return take(static_cast<size_t>(number(2))); }  // its length has two octets
+  Bytes vector() { return take(static_cast<size_t>(number(2))); }  // its length has two bytes
   [[nodiscard]] bool more() const { return !failed_ && !left_.empty(); }
   [[nodiscard]] bool whole() const { return !failed_ && left_.empty(); }
 

@@ -7,7 +7,7 @@
 namespace kwpki {
 
 // timestamps_json takes a SignedCertificateTimestampList apart, which is no ASN.1: RFC 6962, 3.3.
-// Null if any octet of it is of another form.
+// Null if any byte of it is of another form.
 Json timestamps_json(Bytes octets);
 
 // items_json lists items by their identifiers, as members with this name, and the "value_der" of

@@ -236,7 +236,7 @@ constexpr ExtensionRow<SshX509RevokedEntry> kEntryRows[] = {
 };
 
 // ExtraRow gives a kind of extension that the library keeps as it stands a description. Those
-// without a row are a text or octets.
+// without a row are a text or bytes.
 struct ExtraRow {
   SshX509ExtensionKind kind;
   Json (*contents)(const SshX509Extra &extra);

@@ -1,6 +1,6 @@
-// Extensions as JSON, in the order of the encoding: what the record holds of each, and its octets.
+// Extensions as JSON, in the order of the encoding: what the record holds of each, and its bytes.
 // The contents of a kind are described by one row of the tables in extensions.cc, for both kinds of
-// output. Nothing here looks into the encoding: what the library does not read is shown as octets.
+// output. Nothing here looks into the encoding: what the library does not read is shown as bytes.
 #pragma once
 
 #include "kwpki/values/values.h"

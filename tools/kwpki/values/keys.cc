@@ -20,7 +20,7 @@ Json curve_json(SshOid id) {
   return json;
 }
 
-// The size of a key on a curve is that of the curve's field; a point has as many octets for each
+// The size of a key on a curve is that of the curve's field; a point has as many bytes for each
 // coordinate, which tells where the curve is not known.
 void set_ec(Json &json, const SshX509Key &key) {
   const Bytes point = key.value;
@@ -67,7 +67,7 @@ void set_dh(Json &json, const SshX509Key &key) {
   set_numbers(json, numbers);
 }
 
-// Of keys without a row, what the record holds is shown: numbers or octets.
+// Of keys without a row, what the record holds is shown: numbers or bytes.
 struct KeyRow {
   std::string_view oid;
   void (*set)(Json &json, const SshX509Key &key);

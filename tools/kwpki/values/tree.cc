@@ -53,7 +53,7 @@ std::string show_oid(uint32_t, Bytes content) {
 
 std::string show_string(uint32_t tag, Bytes content) {
   const size_t most =
-      kLettersShown * 4;  // a letter takes at most four octets; what is cut is counted
+      kLettersShown * 4;  // a letter takes at most four bytes; what is cut is counted
   const std::string text = quote(string_text(tag, content.first(std::min(content.size(), most))));
   return content.size() <= most ? text : fmt::format("{} of {} bytes", text, content.size());
 }
@@ -238,7 +238,7 @@ void TreeWalk::enter(TreeLine &line, size_t end) {
   at_ -= inside.size();
 }
 
-// leave closes the elements that end here, and with end-of-contents octets an indefinite length.
+// leave closes the elements that end here, and with end-of-contents bytes an indefinite length.
 void TreeWalk::leave(TreeLine &line) {
   if (line.element.is(SSH_BER_UNIVERSAL, 0) && line.element.content_length == 0 && top().indefinite)
     levels_.pop_back();

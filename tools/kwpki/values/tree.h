@@ -1,6 +1,6 @@
-// The elements of any octets as a tree with offsets, as far as they can be read: for encodings that
-// the library refuses, and for the curious. The walk keeps four octets a level and takes time
-// proportional to the octets. How a universal type is named and its content shown is one row of the
+// The elements of any bytes as a tree with offsets, as far as they can be read: for encodings that
+// the library refuses, and for the curious. The walk keeps four bytes a level and takes time
+// proportional to the bytes. How a universal type is named and its content shown is one row of the
 // table in tree.cc.
 #pragma once
 
@@ -23,11 +23,11 @@ struct TreeLine {
   std::string name;
   std::string value;          // the content in short; may hold anything that the data holds
   std::string fault;          // what is wrong with the element, if anything
-  bool encapsulates = false;  // the elements inside an octet or bit string follow
-  bool marked = false;        // the octet that the walk was told to mark lies here
+  bool encapsulates = false;  // the elements inside an byte or bit string follow
+  bool marked = false;        // the byte that the walk was told to mark lies here
 };
 
-// TreeWalk gives one element after the other in the order of the octets, which must outlive it. An
+// TreeWalk gives one element after the other in the order of the bytes, which must outlive it. An
 // element that runs past its surroundings is cut there; where no header can be read, the rest of
 // the surrounding element is passed over.
 class TreeWalk {
@@ -63,7 +63,7 @@ std::string tree_heading();
 std::string tree_text(const TreeLine &line);
 Json tree_json(Bytes octets, std::optional<size_t> mark, size_t lines);
 
-// element_text gives the name of the element that octets begin with and its content in short; empty
+// element_text gives the name of the element that bytes begin with and its content in short; empty
 // for what is none.
 struct ElementText {
   std::string name, value;

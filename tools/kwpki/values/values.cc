@@ -21,7 +21,7 @@ constexpr size_t kDecimalBits = 8192;  // making decimal text takes quadratic ti
 struct StringRow {
   uint32_t tag;
   std::string_view name;
-  size_t width;  // octets a letter; 0: the octets are the text
+  size_t width;  // bytes a letter; 0: the bytes are the text
 };
 constexpr StringRow kStrings[] = {
     {12, "UTF8String", 0},    {18, "NumericString", 0},   {19, "PrintableString", 0},
@@ -74,7 +74,7 @@ Json attribute_json(const SshDNPairView &pair) {
   Json json = oid_json(pair.type);
   const std::string_view name = attribute_name(json["oid"].get_ref<const std::string &>());
   if (!name.empty()) json["name"] = name;
-  // The identifier octet of a plain string is its tag alone.
+  // The identifier byte of a plain string is its tag alone.
   const uint8_t identifier = pair.element.empty() ? 0 : pair.element[0];
   if (const StringRow *row = find_string(identifier)) {
     json["type"] = row->name;

@@ -37,14 +37,14 @@ extern const Json kOmitted;
 // set_place adds where an object comes from.
 void set_place(Json &object, const Place &place);
 
-// set_text adds octets that should be text: as UTF-8, and beside it as KEY_hex if they are not.
+// set_text adds bytes that should be text: as UTF-8, and beside it as KEY_hex if they are not.
 void set_text(Json &object, const std::string &key, std::string_view text);
 
 // string_text reads the content of a string type with this universal tag as UTF-8; other tags give
-// the octets.
+// the bytes.
 std::string string_text(uint32_t tag, Bytes content);
 
-// oid_text gives dotted text, or the octets in hex if they are no identifier.
+// oid_text gives dotted text, or the bytes in hex if they are no identifier.
 std::string oid_text(SshOid oid);
 
 // oid_json is {"oid", "name"}; the name is left out if there is none.
@@ -58,14 +58,14 @@ Json integer_json(const SshMpInt &value);
 std::string integer_text(const SshMpInt &value);
 std::string integer_text(std::string_view decimal, std::string_view hex);
 
-// number_json is {"bits", "decimal" or not, "hex"} for the content octets of an INTEGER of a key.
+// number_json is {"bits", "decimal" or not, "hex"} for the content bytes of an INTEGER of a key.
 Json number_json(Bytes content);
 
-// small_json is a number for the content octets of an INTEGER that is one of 31 bits at most and
+// small_json is a number for the content bytes of an INTEGER that is one of 31 bits at most and
 // not negative; anything else is as number_json has it.
 Json small_json(Bytes content);
 
-// ip_text is an address of 4 or 16 octets in the usual form: RFC 5952, 4.
+// ip_text is an address of 4 or 16 bytes in the usual form: RFC 5952, 4.
 std::string ip_text(Bytes octets);
 
 // time_json is an ISO 8601 text, or null for a time that is not set.
@@ -94,7 +94,7 @@ Json dn_json(Bytes der);
 Json name_json(const SshX509Name &name);
 Json names_json(const SshX509Name *list);
 
-// bits_json lists the names of the bits of a mask whose first octet lies in bits 0 to 7, most
+// bits_json lists the names of the bits of a mask whose first byte lies in bits 0 to 7, most
 // significant first.
 Json bits_json(uint32_t mask, std::span<const std::string_view> names);
 Json key_usage_json(uint32_t mask);

@@ -62,7 +62,7 @@ std::string line_of(const Step &step) {
                      escape(fmt::format("{}", fmt::join(words, "; "))));
 }
 
-// Decoded is what the library makes of octets that should be a certificate or CRL; octets around
+// Decoded is what the library makes of bytes that should be a certificate or CRL; bytes around
 // the object are no part of it.
 struct Decoded {
   SshX509CertOwner cert{ssh_x509_cert_allocate()};

@@ -33,12 +33,12 @@ class PathJudge {
  public:
   virtual ~PathJudge() = default;
 
-  // These take what paths are made of; false for octets that are none.
+  // These take what paths are made of; false for bytes that are none.
   virtual bool add_root(Bytes der) = 0;
   virtual bool add_untrusted(Bytes der) = 0;
   virtual bool add_crl(Bytes der) = 0;  // from then on every certificate needs one
 
-  // judge finds and checks the path of a certificate; nothing for octets that are none.
+  // judge finds and checks the path of a certificate; nothing for bytes that are none.
   virtual std::vector<PathStep> judge(Bytes der) = 0;
 };
 

@@ -80,7 +80,7 @@ T *present(T *made) {
   return made;
 }
 
-// read takes octets that are one object and nothing else.
+// read takes bytes that are one object and nothing else.
 template <class Owned, auto Decode>
 Owned read(Bytes der) {
   const uint8_t *at = der.data();

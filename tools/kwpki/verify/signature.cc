@@ -102,7 +102,7 @@ bool is_absurd(const SshMpInt &n, const SshMpInt &e) {
 
 // RFC 8017, 8.1.2 and 9.1.2
 SignatureAnswer plan_pss(Bytes parameters, SignaturePlan &plan) {
-  constexpr uint32_t kMostSalt = 2048;  // octets of the longest key there is
+  constexpr uint32_t kMostSalt = 2048;  // bytes of the longest key there is
   SshX509PssParameters pss;
   if (!ssh_x509_pss_parameters_read(parameters, &pss)) return {SSH_X509_INVALID, "parameters"};
   plan.hash = oid_name(oid_text(pss.hash));

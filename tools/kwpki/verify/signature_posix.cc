@@ -29,7 +29,7 @@ constexpr struct {
     {SSH_OID_KEY_RSA_PSS, EVP_PKEY_RSA_PSS},
 };
 
-// open_key gives null for octets that are no key of the scheme's type. The last key is kept: most
+// open_key gives null for bytes that are no key of the scheme's type. The last key is kept: most
 // records of a bundle have one issuer, and to open its key takes as long as to verify. What begins
 // before the key ends after it, so that libcrypto is still there when the key goes.
 EVP_PKEY *open_key(const SignaturePlan &plan) {

@@ -89,7 +89,7 @@ Octets digest_of(const SignaturePlan &plan) {
   return digest;
 }
 
-// blob_of puts octets behind the header that tells the system what they are.
+// blob_of puts bytes behind the header that tells the system what they are.
 template <class Header>
 Octets blob_of(const Header &header, std::initializer_list<Bytes> parts) {
   const auto *at = reinterpret_cast<const uint8_t *>(&header);
