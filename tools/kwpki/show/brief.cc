@@ -116,7 +116,7 @@ class Lines {
   std::string text_;
 };
 
-std::string own_name(const Json &name) {
+std::string name_line(const Json &name) {
   const std::string text = name["readable"].get<std::string>();
   return text.empty() ? "(no name)" : escape(text);
 }
@@ -370,7 +370,7 @@ std::string objections(const SshX509Crl &crl, Moment now) {
 std::string brief(const SshX509Cert &cert, Moment now, seconds soon, const Style &style) {
   const Json json = certificate_json(cert);
   Lines lines(style, parts_of(cert));
-  const std::string subject = own_name(json["subject"]), issuer = own_name(json["issuer"]);
+  const std::string subject = name_line(json["subject"]), issuer = name_line(json["issuer"]);
   lines.add("Subject", subject);
   lines.add("Issuer", issuer == subject ? "the same" : issuer);
   lines.add("Serial", serial_text(json["serial"]));
@@ -388,7 +388,7 @@ std::string brief(const SshX509Cert &cert, Moment now, seconds soon, const Style
 std::string brief(const SshX509Crl &crl, Moment now, seconds soon, const Style &style) {
   const Json json = crl_json(crl);
   Lines lines(style, parts_of(crl));
-  lines.add("Issuer", own_name(json["issuer"]));
+  lines.add("Issuer", name_line(json["issuer"]));
   lines.add("Valid",
             period_text(crl.this_update, crl.next_update, expiry_of(crl, now), soon, style));
   lines.add("Signed with",

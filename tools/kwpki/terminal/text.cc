@@ -152,7 +152,8 @@ bool is_base64(std::string_view text) {
   static constexpr auto kBelongs = [] {
     std::array<bool, 256> table = {};
     for (const char c : kAlphabet) table[static_cast<uint8_t>(c)] = true;
-    for (const uint8_t c : {'=', ' ', '\t', '\n', '\v', '\f', '\r'}) table[c] = true;
+    for (const char c : {'=', ' ', '\t', '\n', '\v', '\f', '\r'})
+      table[static_cast<uint8_t>(c)] = true;
     return table;
   }();
   return std::all_of(text.begin(), text.end(),
