@@ -48,8 +48,8 @@ if(KWPKI_LOOPBACK)
   get_cmake_property(components COMPONENTS)
   if("loopback" IN_LIST components)
     add_package(loopback libkwpki-loopback libdevel "certificate service for trying out KwPki"
-                "A management agent and a certificate service over an SQLite file in the process of a\n\
-program: what KwPki asks where there is no host." "libkwpki-dev (= ${version})")
+                "A management agent and a certificate service over an SQLite file, in the\n\
+process of a program: what KwPki asks where there is no host." "libkwpki-dev (= ${version})")
   endif()
 endif()
 
