@@ -54,12 +54,13 @@ def check(name, text, whole=False):
 
 
 checker.check_schema(schema)
-paths = [corpus, examples]
+paths = [path for path in (corpus, examples) if os.path.isdir(path)]
 check("inspect", run("inspect", "--json", *paths))
 check("inspect", run("inspect", "--json", "--profile", "classic", examples))
 check("inspect", run("inspect", "--json", "--tree", "--tree-lines", "3", examples))
 check("inspect", run("inspect", "--json", "--find", "2", *paths))
-check("verify", run("verify", "--json", "--issuer", examples, "--issuer", corpus, *paths))
+issuers = [word for path in paths for word in ("--issuer", path)]
+check("verify", run("verify", "--json", *issuers, *paths))
 check("verify", run("verify", "--json", "--chain", "--root", examples, examples))
 check("error", run("error", "--json"))
 

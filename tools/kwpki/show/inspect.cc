@@ -193,7 +193,8 @@ void Inspector::inspect_source(const Source &source) {
 void Inspector::report_none(const Source &source) {
   if (source.from_directory) {
     return output_.message(source.name,
-                           fmt::format("neither a certificate nor a CRL, but {}; passed over",
+                           fmt::format("{}, but {}; passed over",
+                                       options_.find ? "no CRL" : "neither a certificate nor a CRL",
                                        other_.empty() ? "nothing that is known" : other_));
   }
   exit_ = std::max<int>(exit_, kExitRefused);
