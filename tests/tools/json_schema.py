@@ -83,6 +83,8 @@ with tempfile.TemporaryDirectory() as work:
 
 wanted = [("inspect", kind, accepted, None) for kind in ("certificate", "crl")
           for accepted in (True, False)]
+if not os.path.isdir(corpus):  # which alone has a CRL that is refused
+    wanted.remove(("inspect", "crl", False, None))
 wanted += [("verify", "certificate", None, result) for result in ("valid", "refused")]
 faults += [f"{case}: never seen" for case in wanted if case not in seen]
 print("\n".join(faults[:40]))
