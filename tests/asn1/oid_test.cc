@@ -40,7 +40,8 @@ TEST(Oid, ReadingOctets) {
                                  {"2a80808001", "1.2.1", "1.2.1"},
                                  {"2affffff7f", "1.2.268435455", "1.2.268435455"},
                                  {"2a8080808001", "null", "null"},
-                                 {"2a81", "null", "null"}};
+                                 {"2a81", "null", "null"},
+                                 {"", "null", "null"}};
   for (const auto &[octets, standard, classic] : rows) {
     EXPECT_EQ(text_of(unhex(octets), true), standard);
     EXPECT_EQ(text_of(unhex(octets)), classic);
