@@ -1,4 +1,4 @@
-// An byte that chooses a request, then any bytes as its reply: the callback is called exactly
+// A byte that chooses a request, then any bytes as its reply: the callback is called exactly
 // when the result says so, and the request is over unless the envelope is not its own.
 #include "api/envelope.h"
 #include "api/pending.h"

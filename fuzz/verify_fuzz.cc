@@ -31,7 +31,7 @@ constexpr struct Scheme {
     {"", nullptr},
 };
 
-// Fields takes the input apart: each field is an byte of length and so many bytes, or what is
+// Fields takes the input apart: each field is a byte of length and so many bytes, or what is
 // left of them.
 struct Fields {
   Bytes left;

@@ -20,7 +20,7 @@ struct Field {
   uint8_t data[kDataLength] = {};
 };
 
-// A special field: an byte n and so many bytes, kept in a block.
+// A special field: a byte n and so many bytes, kept in a block.
 size_t decode_special(Bytes input, void *context) {
   auto *field = static_cast<Field *>(context);
   if (ssh_decode_cleanup(input)) {

@@ -514,20 +514,11 @@ class Names {
 
 namespace detail {
 
-// What a callback of each form receives beside the status, in C and here. What C owns is taken
-// first, so that it is freed whether or not there is somebody to call.
-struct StatusForm {
-  using Plain = void (*)(uint32_t);
-};
-struct ListForm {
-  using Plain = void (*)(uint32_t, CertificateList);
-};
-struct NamesForm {
-  using Plain = void (*)(uint32_t, Names);
-};
-struct DataForm {
-  using Plain = void (*)(uint32_t, Block);
-};
+// The forms of callbacks, as functions of their own are.
+using StatusForm = void (*)(uint32_t);
+using ListForm = void (*)(uint32_t, CertificateList);
+using NamesForm = void (*)(uint32_t, Names);
+using DataForm = void (*)(uint32_t, Block);
 
 // Waiting keeps a callable until its reply comes. The context that the library has is a number and
 // no address: after a request that failed a reply may still come, which must find nothing.
@@ -595,7 +586,8 @@ struct Callable final : Caller<Arguments...> {
   F function;
 };
 
-// reach calls what a context stands for: a callable that waits, or a function as it is.
+// reach calls what a context stands for: a callable that waits, or a function as it is. Its
+// arguments own what came, so that it is freed whether or not there is somebody to call.
 template <bool Waits, class... Arguments>
 void reach(void *context, uint32_t status, Arguments... arguments) noexcept {
   if constexpr (Waits) {
@@ -608,7 +600,7 @@ void reach(void *context, uint32_t status, Arguments... arguments) noexcept {
   }
 }
 
-// Entry<Waits> has the functions that the library calls, one a form.
+// Entry<Waits> has the functions that the library calls, one per form.
 template <bool Waits>
 struct Entry {
   static void KWPKI_CALL status(void *context, uint32_t status) noexcept {
@@ -641,13 +633,12 @@ struct Keep<void (*)(uint32_t, Arguments...), F> {
 // post sends a request: `send` gets the functions to be called and the context.
 template <class Form, class F, class Send>
 Outcome post(F &&f, Send send) {
-  using Plain = typename Form::Plain;
-  if constexpr (std::is_convertible_v<F, Plain>) {
-    const Plain plain = f;
+  if constexpr (std::is_convertible_v<F, Form>) {
+    const Form plain = f;
     return Outcome(send(Entry<false>(), reinterpret_cast<void *>(plain)));
   } else {
     WaitingRoom &room = WaitingRoom::instance();
-    void *const context = room.enter(Keep<Plain, F>::keep(std::forward<F>(f)));
+    void *const context = room.enter(Keep<Form, F>::keep(std::forward<F>(f)));
     const KwPkiStatus status = send(Entry<true>(), context);
     if (status != KWPKI_OK) room.leave(context);
     return Outcome(status);

@@ -24,7 +24,7 @@ make_all() {
     rm -rf "build/$preset/packages"
     tools/build.sh "$preset"
     (cd "build/$preset" && cpack)
-    mv "build/$preset/packages"/*.deb "build/$preset/packages"/*.zip "$out" 2>/dev/null || true
+    find "build/$preset/packages" -maxdepth 1 \( -name '*.deb' -o -name '*.zip' \) -exec mv {} "$out" \;
   done
   tools/wheels.sh "$out" debian zip32 zip64
   if test -e .git; then

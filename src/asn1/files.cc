@@ -29,7 +29,7 @@ uint64_t size_left(std::FILE *file) {
   return static_cast<uint64_t>(end - at);
 }
 
-// at_end is true if nothing is left; an byte that is left is lost.
+// at_end is true if nothing is left; a byte that is left is lost.
 bool at_end(std::FILE *file) { return std::fgetc(file) == EOF; }
 
 // read_stream reads to the end into one block that is sized ahead where the file tells its size,
@@ -92,25 +92,6 @@ uint8_t *put_group(uint8_t *out, const uint8_t (&group)[4], size_t count) {
   return out;
 }
 
-// decode writes what base64 text holds and returns its end. Decoding goes on after a padded group,
-// but not after padding in the first two places; a last group that is not whole is left out.
-uint8_t *decode(Bytes text, uint8_t *out) {
-  uint8_t group[4];
-  for (size_t at = 0;;) {
-    if (text.size() - at >= 4) {
-      for (size_t i = 0; i < 4; ++i) group[i] = kMeaning[text[at + i]];
-      if ((group[0] | group[1] | group[2] | group[3]) < kPadding) {
-        out = put_group(out, group, 3);
-        at += 4;
-        continue;
-      }
-    }
-    if (!next_group(text, at, group)) return out;
-    if (group[0] == kPadding || group[1] == kPadding) return out;
-    out = put_group(out, group, group[2] == kPadding ? 1 : group[3] == kPadding ? 2 : 3);
-  }
-}
-
 uint8_t *decode_to_block(Bytes text, size_t *length) {
   auto *block = static_cast<uint8_t *>(ssh_xmalloc(ssh_base64_decoded_max(text.size())));
   *length = ssh_base64_decode(text, block);
@@ -156,8 +137,24 @@ uint8_t *ssh_base64_to_buf(const char *text, size_t *length) {
   return decode_to_block(ssh_text_bytes(text), length);
 }
 
+// Decoding goes on after a padded group, but not after padding in the first two places; a last
+// group that is not whole is left out.
 size_t ssh_base64_decode(Bytes text, uint8_t *out) {
-  return static_cast<size_t>(decode(text, out) - out);
+  uint8_t *const first = out;
+  uint8_t group[4];
+  for (size_t at = 0;;) {
+    if (text.size() - at >= 4) {
+      for (size_t i = 0; i < 4; ++i) group[i] = kMeaning[text[at + i]];
+      if ((group[0] | group[1] | group[2] | group[3]) < kPadding) {
+        out = put_group(out, group, 3);
+        at += 4;
+        continue;
+      }
+    }
+    if (!next_group(text, at, group)) return static_cast<size_t>(out - first);
+    if (group[0] == kPadding || group[1] == kPadding) return static_cast<size_t>(out - first);
+    out = put_group(out, group, group[2] == kPadding ? 1 : group[3] == kPadding ? 2 : 3);
+  }
 }
 
 // The first dash of a line toggles whether the text is inside a block, whatever else the line says;

@@ -35,8 +35,8 @@ class SshBinaryInput {
 // it holds.
 [[nodiscard]] uint8_t *ssh_base64_to_buf(const char *text, size_t *length);
 
-// ssh_base64_decode decodes base64 text into `out`, which has room for ssh_base64_decoded_max of its
-// length, and returns how many bytes that were. What is no base64 is passed over.
+// ssh_base64_decode decodes base64 text into `out`, which has room for ssh_base64_decoded_max(size)
+// bytes, and returns how many were written. Characters that are no base64 are passed over.
 constexpr size_t ssh_base64_decoded_max(size_t characters) { return (characters * 6 + 7) / 8; }
 size_t ssh_base64_decode(Bytes text, uint8_t *out);
 

@@ -104,7 +104,7 @@ class SshBerUsualUtcTime {
     return static_cast<uint32_t>(pairs >> (16 * i) & 0xFF);
   }
 
-  bool bad_ = false;  // whether an byte is no digit; before what sets it
+  bool bad_ = false;  // whether a byte is no digit; before what sets it
   uint64_t date_, clock_;
   bool form_;
 };

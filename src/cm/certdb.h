@@ -80,7 +80,7 @@ struct SshCertDB {
   SshCertDBList timed;         // unreferenced entries that are kept for some time yet
   SshCertDBEntry *all_entries = nullptr;
   SshCertDBEntry *free_pool = nullptr;
-  std::span<SshCertDBSearchMethod> methods;  // one a key type
+  std::span<SshCertDBSearchMethod> methods;  // one per key type
   SshCertDBMethods callbacks = {};
   uint32_t flag = 1;  // nothing reads it
   SshCertDBLimits limits;

@@ -78,6 +78,14 @@ void ssh_hash_final(SshHash *hash, uint8_t *digest) {
   }
 }
 
+size_t ssh_hash_digest(const char *name, Bytes data, uint8_t *digest) {
+  SshHash hash;
+  if (!ssh_hash_init(&hash, name)) return 0;
+  ssh_hash_update(&hash, data);
+  ssh_hash_final(&hash, digest);
+  return ssh_hash_digest_length(&hash);
+}
+
 Bytes ssh_hash_digest_info(const SshHashAlgorithm &algorithm) {
   return {algorithm.info.der, algorithm.info.length};
 }

@@ -45,6 +45,10 @@ void ssh_hash_update(SshHash *hash, Bytes data);
 // ssh_hash_final writes the digest. The computation must be started anew before its next use.
 void ssh_hash_final(SshHash *hash, uint8_t *digest);
 
+// ssh_hash_digest hashes data that is all at hand, and returns the length of the digest; 0, with
+// nothing written, if no algorithm has that name.
+[[nodiscard]] size_t ssh_hash_digest(const char *name, Bytes data, uint8_t *digest);
+
 // ssh_hash_digest_info gives the DER of a DigestInfo with this algorithm up to where the bytes of
 // the digest follow (RFC 8017 9.2, note 1).
 [[nodiscard]] Bytes ssh_hash_digest_info(const SshHashAlgorithm &algorithm);

@@ -11,18 +11,13 @@
 
 namespace {
 
-constexpr uint32_t kKind = SSH_KEY_IS_VALUE | SSH_KEY_IS_SCHEME;
-constexpr uint32_t kOpen = SSH_KEY_MAY_GET | SSH_KEY_MAY_DEFINE;
-
 template <size_t N>
 constexpr SshKeyAction scheme_row(SshKeyTag tag, std::string_view name, SshKeySlot slot,
                                   const SshKeyScheme (&rows)[N]) {
-  return {tag, name, SSH_KEY_IS_SCHEME | kOpen, slot, rows};
+  return {tag, name, slot, rows};
 }
 
-constexpr SshKeyAction value_row(SshKeyTag tag, uint32_t place) {
-  return {tag, {}, SSH_KEY_IS_VALUE | kOpen, place};
-}
+constexpr SshKeyAction value_row(SshKeyTag tag, uint32_t place) { return {tag, {}, place}; }
 
 constexpr SshKeyScheme rsa_signature(const char *name, const SshHashAlgorithm *hash) {
   return {.name = name, .hash = hash, .verify = ssh_rsa_verify};
@@ -77,13 +72,10 @@ constexpr SshKeyType kKeyTypes[] = {
     {"dl-modp", kDlActions, SSH_DL_VALUES, ssh_key_import_dl, ssh_key_export_dl},
 };
 
-// A slot or place beyond the key's room cannot be chosen, because no row has one; nor is there a
-// row of both kinds or of none.
+// A slot or place beyond the key's room cannot be chosen, because no row has one.
 constexpr bool row_fits(const SshKeyType &type, const SshKeyAction &row) {
-  const bool scheme = (row.flags & kKind) == SSH_KEY_IS_SCHEME;
-  if (!scheme && (row.flags & kKind) != SSH_KEY_IS_VALUE) return false;
-  return row.place < (scheme ? uint32_t{SSH_KEY_SLOTS} : type.value_count) &&
-         scheme == !row.name.empty();
+  return row.place < (row.is_scheme() ? uint32_t{SSH_KEY_SLOTS} : type.value_count) &&
+         row.is_scheme() == !row.name.empty();
 }
 static_assert(std::all_of(std::begin(kKeyTypes), std::end(kKeyTypes), [](const SshKeyType &type) {
   return type.value_count <= SSH_KEY_VALUES_MAX &&
@@ -93,7 +85,7 @@ static_assert(std::all_of(std::begin(kKeyTypes), std::end(kKeyTypes), [](const S
 
 const SshKeyScheme *find_signature_scheme(const SshKeyType &type, std::string_view name) {
   for (const SshKeyAction &row : type.actions) {
-    if (!(row.flags & SSH_KEY_IS_SCHEME) || row.place != SSH_KEY_SIGN) continue;
+    if (!row.is_scheme() || row.place != SSH_KEY_SIGN) continue;
     for (const SshKeyScheme &scheme : row.schemes)
       if (scheme.name == name) return &scheme;
   }
@@ -108,16 +100,15 @@ const SshKeyType *ssh_key_type_find(std::string_view name) {
   return nullptr;
 }
 
-const SshKeyAction *ssh_key_action_of_tag(const SshKeyType &type, uint32_t tag, uint32_t flag) {
+const SshKeyAction *ssh_key_action_of_tag(const SshKeyType &type, uint32_t tag) {
   for (const SshKeyAction &row : type.actions)
-    if (row.tag == tag && (row.flags & flag)) return &row;
+    if (row.tag == tag) return &row;
   return nullptr;
 }
 
 const SshKeyAction *ssh_key_action_named(const SshKeyType &type, std::string_view name) {
-  constexpr uint32_t kWanted = SSH_KEY_MAY_DEFINE | SSH_KEY_IS_SCHEME;
   for (const SshKeyAction &row : type.actions)
-    if (row.name == name && (row.flags & kWanted) == kWanted) return &row;
+    if (row.is_scheme() && row.name == name) return &row;
   return nullptr;
 }
 

@@ -14,22 +14,16 @@
 
 class SshKeyWriter;
 
-// What an action's tag may be used for. A row has exactly one of the first two.
-enum SshKeyActionFlags : uint32_t {
-  SSH_KEY_IS_VALUE = 0x01,   // the tag carries an integer
-  SSH_KEY_IS_SCHEME = 0x02,  // the tag chooses a scheme by name
-  SSH_KEY_MAY_GET = 0x20,    // the tag may be asked of a key
-  SSH_KEY_MAY_DEFINE = 0x40  // the tag may be given when a key is defined
-};
-
 // SshKeyAction is what one tag of a key type means: the scheme slot with the schemes that may go
-// there, or the place of an integer among the key's values.
+// there, or the place of an integer among the key's values. Every tag may be given when a key is
+// defined and asked of a key.
 struct SshKeyAction {
   uint32_t tag;
   std::string_view name;  // values have none
-  uint32_t flags;
   uint32_t place;
   std::span<const SshKeyScheme> schemes = {};
+
+  [[nodiscard]] constexpr bool is_scheme() const { return !schemes.empty(); }
 };
 
 struct SshKeyType {
@@ -43,10 +37,9 @@ struct SshKeyType {
 // ssh_key_type_find finds a key type by its name; null if there is none.
 [[nodiscard]] const SshKeyType *ssh_key_type_find(std::string_view name);
 
-// ssh_key_action_of_tag finds what a tag means where it may be used so; ssh_key_action_named the
-// action of that name in a key name. Null if there is none.
-[[nodiscard]] const SshKeyAction *ssh_key_action_of_tag(const SshKeyType &type, uint32_t tag,
-                                                        uint32_t flag);
+// ssh_key_action_of_tag finds what a tag means, ssh_key_action_named the action of that name in a
+// key name. Null if there is none.
+[[nodiscard]] const SshKeyAction *ssh_key_action_of_tag(const SshKeyType &type, uint32_t tag);
 [[nodiscard]] const SshKeyAction *ssh_key_action_named(const SshKeyType &type,
                                                        std::string_view name);
 

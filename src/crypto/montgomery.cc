@@ -18,7 +18,7 @@ struct SshMontgomeryPower {
 namespace {
 
 constexpr size_t kPowersMax = 2;       // bases raised at once
-constexpr unsigned kSecretWindow = 4;  // half an byte of exponent at a time
+constexpr unsigned kSecretWindow = 4;  // half a byte of exponent at a time
 constexpr size_t kSecretEntries = size_t{1} << kSecretWindow;
 
 SshLimb *allocate(size_t count) {

@@ -11,9 +11,9 @@ namespace {
 
 // define_tag gives one tag its value; `given` collects the places of the values that were set.
 SshKeyStatus define_tag(SshPublicKey &key, const SshKeyValue &value, uint32_t &given) {
-  const SshKeyAction *row = ssh_key_action_of_tag(*key.type, value.tag, SSH_KEY_MAY_DEFINE);
+  const SshKeyAction *row = ssh_key_action_of_tag(*key.type, value.tag);
   if (!row) return SSH_KEY_BAD_TAG;
-  if (row->flags & SSH_KEY_IS_SCHEME) {
+  if (row->is_scheme()) {
     const std::string_view name = value.scheme ? std::string_view(value.scheme) : SSH_KEY_PLAIN;
     return ssh_key_choose_scheme(key, *row, name) ? SSH_KEY_OK : SSH_KEY_UNKNOWN_NAME;
   }
@@ -24,9 +24,9 @@ SshKeyStatus define_tag(SshPublicKey &key, const SshKeyValue &value, uint32_t &g
 }
 
 SshKeyStatus answer(const SshPublicKey &key, const SshKeyQuestion &question) {
-  const SshKeyAction *row = ssh_key_action_of_tag(*key.type, question.tag, SSH_KEY_MAY_GET);
+  const SshKeyAction *row = ssh_key_action_of_tag(*key.type, question.tag);
   if (!row) return SSH_KEY_BAD_TAG;
-  if (row->flags & SSH_KEY_IS_VALUE) {
+  if (!row->is_scheme()) {
     if (!question.integer) return SSH_KEY_REFUSED;
     *question.integer = key.values[row->place];
     return SSH_KEY_OK;

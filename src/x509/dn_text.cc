@@ -15,7 +15,7 @@ constexpr int hex_digit(char c) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// How an byte of a value is printed: as it is, behind a backslash, or so that the whole value is
+// How a byte of a value is printed: as it is, behind a backslash, or so that the whole value is
 // hexadecimal.
 enum : uint8_t { kAsIs = 0, kEscaped = 1, kHex = 2 };
 

@@ -1,4 +1,4 @@
-// The object-identifier registry: eight static tables, one a kind, from identifiers to names and
+// The object-identifier registry: eight static tables, one per kind, from identifiers to names and
 // codes, and further rows that are searched after them where the profile has them. A new identifier
 // is one line in oid_registry.cc. Nobody frees or changes a row.
 #pragma once

@@ -46,7 +46,7 @@ SshX509Verdict verify_pair(Signed given, const SshPublicKey *key) {
 // verify_record looks at the scheme before the key, since keys of schemes that are not computed
 // have no key object. It takes the signature as it stands, not what decoding made of it, which
 // passes over some things: what is signed has one form, or anybody could make others of it. So a
-// BIT STRING that ends inside an byte leaves no signature.
+// BIT STRING that ends inside a byte leaves no signature.
 template <class Record>
 SshX509Verdict verify_record(const Record &record, const SshPublicKey *key) {
   if (record.version == 0 || !ssh_bytes_equal(record.algorithm, record.signed_algorithm)) {

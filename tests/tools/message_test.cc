@@ -111,7 +111,8 @@ Json document(const MessageRow &row) {
 
 // The bytes column of annotated text.
 std::string shown_octets(Bytes message) {
-  std::istringstream lines(kwpki::message_text(message, std::nullopt, true));
+  std::istringstream lines(
+      run({"message", "decode", "--full"}, std::string(ssh_bytes_text(message))).out);
   std::string line, digits;
   std::getline(lines, line);
   while (std::getline(lines, line)) digits += line.substr(18, 25);

@@ -139,7 +139,7 @@ void refuse(const std::string &id, const char *classic, const std::vector<Der> &
 const Der kDns = text(0x82, "d.example"), kDirectory = wrap(4, common_name("C"));
 const std::string kNamed = "dn=" + hex(common_name("C"));
 
-// decipherOnly is the ninth bit. An byte counts whole once its first bit does, the fifth one
+// decipherOnly is the ninth bit. A byte counts whole once its first bit does, the fifth one
 // never.
 TEST_F(ExtensionsTest, KeyUsage) {
   run("2.5.29.15", {{unhex("0303070080"), "8"},

@@ -144,7 +144,7 @@ TEST_F(Strings, CanonicalForm) {
 }
 
 TEST_F(Strings, MoreLettersThanABlockHoldsAreRefused) {
-  // An byte of UTF-8 may become a letter of four, one of T.61 a unit of two or four.
+  // A byte of UTF-8 may become a letter of four, one of T.61 a unit of two or four.
   const size_t length = SSH_XMALLOC_MAX / 4 + 2;
   auto *data = static_cast<uint8_t *>(ssh_xmalloc(length));
   std::memset(data, 0x85, length);

@@ -203,7 +203,7 @@ void write_json(Output &output, const Json &json) {
 }
 
 void add_store_commands(CLI::App &app, Run &run) {
-  add_import_command(app, run);
+  add_add_command(app, run);
   add_search_commands(app, run);
   add_simple_command(app, run, "ca-names", "List the names of the CAs in the store", show_ca_names);
   add_simple_command(app, run, "status", "Show what the store holds", show_status);

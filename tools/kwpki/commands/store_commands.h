@@ -35,7 +35,7 @@ Run on_run(Action action);
 void write_json(Output &output, const Json &json);
 
 // The commands that files of their own add.
-void add_import_command(CLI::App &app, Run &run);   // add
+void add_add_command(CLI::App &app, Run &run);      // add
 void add_search_commands(CLI::App &app, Run &run);  // search, path
 
 }  // namespace kwpki

@@ -149,17 +149,9 @@ std::optional<uint32_t> key_type_value(const std::string &text) {
   return find_name(kKeyTypeOptions, CLI::detail::to_lower(text));
 }
 
-std::optional<uint32_t> plain_number(const std::string &text) {
-  try {
-    return parse_number("", text);
-  } catch (const Failure &) {
-    return {};
-  }
-}
-
 std::optional<uint32_t> rule(const std::string &text) {
   const auto named = find_name(kRuleNames, text);
-  return named ? named : plain_number(text);
+  return named ? named : parse_number(text);
 }
 
 KwPkiStatus KWPKI_CALL set_time(uint32_t value, KwPkiSearch search) {
@@ -181,7 +173,7 @@ const ConstraintRow kConstraintOptions[] = {
     {"key-type", "rsa|dsa|dh", "With a key of this type", &Criteria::key_type, key_type_value,
      KwPkiSearchSetKeyType, "not rsa, dsa or dh"},
     {"path-length", "N", "CAs that allow as many CAs below them", &Criteria::path_length,
-     plain_number, KwPkiSearchSetPathLength, "not a number of 32 bits"},
+     parse_number, KwPkiSearchSetPathLength, "not a number of 32 bits"},
     {"rule", "all|newest|authorities|end-entities|N", "Which of those found to give",
      &Criteria::rule, rule, KwPkiSearchSetRule,
      "neither all, newest, authorities, end-entities nor a number"},

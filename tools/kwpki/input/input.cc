@@ -54,9 +54,8 @@ struct CloseFile {
   void operator()(std::FILE *file) const { std::fclose(file); }
 };
 
-// A named pipe blocks until somebody writes, perhaps forever. Those under /dev and /proc (what a
-// shell makes of
-// "<(command)") have their writer already.
+// A named pipe blocks until somebody writes, perhaps forever. Those under /dev and /proc, which is
+// what a shell makes of "<(command)", have their writer already.
 bool may_block(const std::string &name) {
   std::error_code ignored;
   return fs::is_fifo(name, ignored) && !name.starts_with("/dev/") && !name.starts_with("/proc/");

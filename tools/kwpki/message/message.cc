@@ -115,13 +115,6 @@ std::string write_output(const std::string &name, std::string_view octets) {
 
 }  // namespace
 
-std::string message_text(Bytes message, std::optional<MessageKind> kind, bool full) {
-  std::string text = heading();
-  decode_message(
-      message, kind, [&](const MessageLine &line) { text += line_text(line, full); }, full);
-  return text;
-}
-
 int message_decode(const MessageDecodeOptions &options, const Streams &streams) {
   Output output(streams);
   const std::string_view name = shown_name(options.file);

@@ -7,7 +7,6 @@
 
 #include "kwpki/message/schema.h"
 #include "kwpki/terminal/output.h"
-#include "util/bytes.h"
 
 namespace kwpki {
 
@@ -29,9 +28,5 @@ struct MessageEncodeOptions {
 // message_decode and message_encode do their commands and return the exit code.
 int message_decode(const MessageDecodeOptions &options, const Streams &streams);
 int message_encode(const MessageEncodeOptions &options, const Streams &streams);
-
-// message_text shows a message as lines of offset, length, bytes and value. `full` shortens
-// nothing.
-std::string message_text(Bytes message, std::optional<MessageKind> kind, bool full);
 
 }  // namespace kwpki

@@ -152,11 +152,6 @@ BesideBytes view_of(const PageObject &object, size_t most, Bytes der,
   return view;
 }
 
-std::string readable_name(const SshX509Name *names) {
-  const Bytes der = own_name(names);
-  return der.empty() ? "" : dn_json(der)["readable"].get<std::string>();
-}
-
 template <class Record>
 Issued issued_of(const Record &record) {
   Issued issued;
@@ -243,7 +238,8 @@ void ObjectPage::add(const PageObject &object, const SshX509Cert &cert, const Js
   if (cert.subject_key_id) issued.key_id = ssh_bytes_text(cert.subject_key_id->key_id);
   PageObject shown = object;
   shown.wrong = all_wrong(object, cert, now_);
-  add_section(shown, {row_of(cert, now_, soon_), object.place, readable_name(cert.issuer_names)},
+  add_section(shown,
+              {row_of(cert, now_, soon_), object.place, readable_name(own_name(cert.issuer_names))},
               issued, lines.html(),
               view_of(object, limits_.tree_lines, cert.der, parts_of_record(cert), {}));
 }
@@ -255,7 +251,8 @@ void ObjectPage::add(const PageObject &object, const SshX509Crl &crl, const Json
   if (has_part(crl, SSH_X509_PART_ENTRIES)) lines.add_entries(crl, limits_.entries);
   PageObject shown = object;
   shown.wrong = all_wrong(object, crl, now_);
-  add_section(shown, {row_of(crl, now_, soon_), object.place, readable_name(crl.issuer_names)},
+  add_section(shown,
+              {row_of(crl, now_, soon_), object.place, readable_name(own_name(crl.issuer_names))},
               issued_of(crl), lines.html(),
               view_of(object, limits_.tree_lines, crl.der, parts_of_record(crl),
                       cut_of(crl, limits_.entries)));

@@ -122,16 +122,10 @@ std::string surroundings_text(Bytes input, Bytes element, std::string_view kind)
 }
 
 Json fingerprints_json(Bytes der) {
-  SshHash hash;
   uint8_t digest[SSH_HASH_DIGEST_MAX];
   Json json = Json::object();
-  for (const char *name : {"sha1", "sha256"}) {
-    if (!ssh_hash_init(&hash, name)) continue;
-    ssh_hash_update(&hash, der);
-    const size_t length = ssh_hash_digest_length(&hash);
-    ssh_hash_final(&hash, digest);
-    json[name] = hex({digest, length});
-  }
+  for (const char *name : {"sha1", "sha256"})
+    json[name] = hex({digest, ssh_hash_digest(name, der, digest)});
   return json;
 }
 

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "kwpki/values/values.h"
 #include "util/owner.h"
 #include "x509/dn.h"
 
@@ -103,6 +104,10 @@ std::vector<IssuedLine> Family::lines() {
 Bytes own_name(const SshX509Name *names) {
   const SshX509Name *name = ssh_x509_name_find(names, SSH_X509_NAME_DN);
   return name ? name->der : Bytes();
+}
+
+std::string readable_name(Bytes der) {
+  return der.empty() ? "" : dn_json(der)["readable"].get<std::string>();
 }
 
 std::string compared_name(Bytes der) {

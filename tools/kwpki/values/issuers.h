@@ -15,6 +15,9 @@ namespace kwpki {
 // own_name gives the DER of the distinguished name among a record's names; empty without one.
 Bytes own_name(const SshX509Name *names);
 
+// readable_name gives a name as people read it; empty for none.
+std::string readable_name(Bytes der);
+
 // compared_name gives the form in which the library compares names, or the DER of one that has
 // none.
 std::string compared_name(Bytes der);

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "asn1/oid.h"
-#include "kwpki/terminal/exit.h"
 #include "kwpki/terminal/text.h"
 #include "kwpki/values/values.h"
 #include "x509/oid_registry.h"
@@ -53,14 +52,14 @@ std::string library_type(std::string_view type) {
 
 }  // namespace
 
-uint32_t parse_number(const std::string &option, const std::string &text) {
+std::optional<uint32_t> parse_number(const std::string &text) {
   const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
   uint32_t value = 0;
   const char *end = text.data() + text.size();
   const auto [stop, error] =
       std::from_chars(text.data() + (hexadecimal ? 2 : 0), end, value, hexadecimal ? 16 : 10);
-  if (error == std::errc() && stop == end) return value;
-  throw Failure{kExitUsage, option, "not a number of 32 bits: " + text};
+  if (error != std::errc() || stop != end) return {};
+  return value;
 }
 
 std::optional<uint32_t> parse_time(const std::string &text) {

@@ -8,8 +8,8 @@
 
 namespace kwpki {
 
-// parse_number reads 32 bits, decimal or hexadecimal with 0x; throws Failure that names the option.
-uint32_t parse_number(const std::string &option, const std::string &text);
+// parse_number reads 32 bits, decimal or hexadecimal with 0x; nothing if the text is no such number.
+std::optional<uint32_t> parse_number(const std::string &text);
 
 // parse_time reads "now" or a date with or without a time, UTC, in seconds since 1970; nothing if
 // the text is none or lies outside of 1970 to 2106.

@@ -23,7 +23,7 @@ struct TreeLine {
   std::string name;
   std::string value;          // the content in short; may hold anything that the data holds
   std::string fault;          // what is wrong with the element, if anything
-  bool encapsulates = false;  // the elements inside an byte or bit string follow
+  bool encapsulates = false;  // the elements inside a byte or bit string follow
   bool marked = false;        // the byte that the walk was told to mark lies here
 };
 

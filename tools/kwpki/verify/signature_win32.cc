@@ -81,11 +81,8 @@ class PublicKey {
 };
 
 Octets digest_of(const SignaturePlan &plan) {
-  SshHash hash;
-  if (!ssh_hash_init(&hash, plan.hash.c_str())) return {};
-  ssh_hash_update(&hash, plan.data);
-  Octets digest(ssh_hash_digest_length(&hash));
-  ssh_hash_final(&hash, digest.data());
+  Octets digest(SSH_HASH_DIGEST_MAX);
+  digest.resize(ssh_hash_digest(plan.hash.c_str(), plan.data, digest.data()));
   return digest;
 }
 

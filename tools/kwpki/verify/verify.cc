@@ -36,10 +36,6 @@ constexpr Answer kAnswerOf[] = {kValid, kInvalid, kNotSupported, kKeyNotFit};
 static_assert(SSH_X509_VALID == 0 && SSH_X509_INVALID == 1 && SSH_X509_SCHEME_NOT_SUPPORTED == 2 &&
               SSH_X509_KEY_NOT_FIT == 3);
 
-std::string readable(Bytes name) {
-  return name.empty() ? "" : dn_json(name)["readable"].get<std::string>();
-}
-
 std::string shown(const std::string &name) { return name.empty() ? "no name" : name; }
 
 // Issuer is a certificate whose key may have signed something.
@@ -156,7 +152,7 @@ void Verifier::take_issuer(const Place &place, Bytes octets) {
     SshPublicKeyOwner key(ssh_x509_cert_public_key(cert.get()));
     const Bytes subject = own_name(cert->subject_names);
     start_items();
-    Issuer issuer{place, std::move(cert), std::move(key), readable(subject), {}};
+    Issuer issuer{place, std::move(cert), std::move(key), readable_name(subject), {}};
     issuer.weak = weak_key(issuer.cert->key);
     issuers_.emplace(compared_name(subject), std::move(issuer));
     return;
@@ -192,7 +188,7 @@ const IssuerName &Verifier::name_of(Bytes der) {
     names_size_ = 0;
   }
   start_items();
-  IssuerName name{readable(der), {}};
+  IssuerName name{readable_name(der), {}};
   const auto [begin, end] = issuers_.equal_range(compared_name(der));
   for (auto at = begin; at != end; ++at) name.issuers.push_back(&at->second);
   names_size_ += sizeof name + key.size() + name.readable.size() + 8 * name.issuers.size();

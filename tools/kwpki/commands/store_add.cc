@@ -28,13 +28,18 @@ struct ImportOptions {
   std::string flags = "0";
 };
 
+uint32_t number_of_options(const std::string &text) {
+  if (const auto number = parse_number(text)) return *number;
+  throw Failure{kExitUsage, "--options", "not a number of 32 bits: " + text};
+}
+
 class Importer {
  public:
   Importer(const ImportOptions &options, Output &output, const Streams &streams)
       : options_(options),
         output_(output),
         streams_(streams),
-        flags_(parse_number("--options", options.flags)),
+        flags_(number_of_options(options.flags)),
         session_(open_store(options.store, StoreUse::kMake)) {}
 
   int run();
@@ -175,7 +180,7 @@ void Importer::summarize() {
 
 }  // namespace
 
-void add_import_command(CLI::App &app, Run &run) {
+void add_add_command(CLI::App &app, Run &run) {
   const auto options = std::make_shared<ImportOptions>();
   CLI::App *command =
       app.add_subcommand("add", "Add the certificates and CRLs of files and folders to the store");
