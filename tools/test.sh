@@ -1,8 +1,8 @@
 #!/bin/sh
 # test.sh is the whole proof: every test in the release build, every test again under the
 # sanitizers, the tests with threads under ThreadSanitizer, the tree built without a warning by the
-# second compiler, a layer as one source as for make demo, with which each fuzz target runs for some
-# seconds, and the Windows library with its tests under Wine.
+# second compiler, with which each fuzz target runs for some seconds, every layer as one source as
+# make demo compiles it, and the Windows library with its tests under Wine.
 set -eu
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
@@ -23,6 +23,8 @@ $fixed ctest --preset tsan -j "$jobs" -R Threads
 
 tools/build.sh sanitize-clang
 ctest --preset sanitize-clang -j "$jobs" -L 'fuzz|layers|compile_fail'
+
+tools/build.sh demo
 
 tools/build.sh windows
 ctest --preset windows -j "$jobs"
