@@ -16,67 +16,42 @@ namespace {
 
 using Fields = std::span<const FieldRow>;
 
-constexpr size_t kDepthMax = 12;
+constexpr int kDepthMax = 12;
 constexpr size_t kMembersMax = 64, kValuesMax = 4000000;
 constexpr size_t kShownMax = 200;
 
 // Guard refuses JSON that would take more time or memory than a message can. It goes through the
-// text before anything is made of it.
-class Guard : public nlohmann::json_sax<Json> {
+// text before anything is made of it, as a callback of the parser that lets it keep nothing.
+class Guard {
  public:
-  bool null() override { return one_value(); }
-  bool boolean(bool) override { return one_value(); }
-  bool number_integer(int64_t) override { return one_value(); }
-  bool number_unsigned(uint64_t) override { return one_value(); }
-  bool number_float(double, const std::string &) override { return one_value(); }
-  bool string(std::string &) override { return one_value(); }
-  bool binary(Json::binary_t &) override { return one_value(); }
-  bool start_object(size_t) override { return open(); }
-  bool end_object() override { return close(); }
-  bool start_array(size_t) override { return open(); }
-  bool end_array() override { return close(); }
-  bool key(std::string &name) override;
-  bool parse_error(size_t, const std::string &, const Json::exception &error) override;
+  bool operator()(int depth, Json::parse_event_t event, const Json &parsed);
 
  private:
-  bool one_value();
-  bool open();
-  bool close();
+  void add_member(const std::string &name);
 
   size_t values_ = 0;
   std::vector<std::vector<std::string>> members_;  // of the objects that are open
 };
 
-bool Guard::one_value() {
-  if (++values_ > kValuesMax) throw MessageError("", "more values than a message has");
-  return true;
+bool Guard::operator()(int depth, Json::parse_event_t event, const Json &parsed) {
+  using Event = Json::parse_event_t;
+  const bool opens = event == Event::object_start || event == Event::array_start;
+  if (opens && depth >= kDepthMax) throw MessageError("", "nested deeper than a message");
+  if (event == Event::object_start) members_.emplace_back();
+  if (event == Event::object_end) members_.pop_back();
+  if (event == Event::key) add_member(parsed.get_ref<const std::string &>());
+  if ((opens || event == Event::value) && ++values_ > kValuesMax)
+    throw MessageError("", "more values than a message has");
+  return opens || event == Event::key;  // else the parser would not tell what is inside
 }
 
-bool Guard::open() {
-  if (members_.size() == kDepthMax) throw MessageError("", "nested deeper than a message");
-  members_.emplace_back();
-  return one_value();
-}
-
-bool Guard::close() {
-  members_.pop_back();
-  return true;
-}
-
-bool Guard::key(std::string &name) {
+void Guard::add_member(const std::string &name) {
   auto &members = members_.back();
   const std::string shown = name.substr(0, kShownMax);
   if (std::find(members.begin(), members.end(), name) != members.end())
     throw MessageError(shown, "given twice");
   if (members.size() == kMembersMax) throw MessageError(shown, "more members than any object has");
   members.push_back(name);
-  return true;
-}
-
-bool Guard::parse_error(size_t, const std::string &, const Json::exception &error) {
-  const std::string_view what = error.what();  // "[json.exception.NAME.NUMBER] text"
-  const size_t start = what.find("] ");
-  throw MessageError("", std::string(what.substr(start == what.npos ? 0 : start + 2, kShownMax)));
 }
 
 class Encoder {
@@ -330,9 +305,14 @@ void Encoder::write_payload(const Place &place) {
 }  // namespace
 
 Json parse_message_json(std::string_view text) {
-  Guard guard;
-  Json::sax_parse(text, &guard);
-  return Json::parse(text);
+  try {
+    static_cast<void>(Json::parse(text, Guard()));
+    return Json::parse(text);
+  } catch (const Json::exception &error) {
+    const std::string_view what = error.what();  // "[json.exception.NAME.NUMBER] text"
+    const size_t start = what.find("] ");
+    throw MessageError("", std::string(what.substr(start == what.npos ? 0 : start + 2, kShownMax)));
+  }
 }
 
 std::vector<uint8_t> encode_message(const Json &document) { return Encoder().run(document); }
