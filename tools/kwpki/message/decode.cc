@@ -252,7 +252,7 @@ bool Decoder::read_list(const Place &place) {
   if (count > 0) line(at_, 0, std::string(place.row.name), "");
   ++depth_;
   for (uint32_t i = 0; good && i < count; ++i) {
-    fmt::format_to(std::back_inserter(path_), "[{}]", i);
+    path_ += fmt::format("[{}]", i);
     good = ++items_ <= kMessageItemsMax
                ? read_item(place.row, list)
                : fault(at_, fmt::format("items above the limit of {}", kMessageItemsMax));

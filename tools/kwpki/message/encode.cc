@@ -282,7 +282,7 @@ void Encoder::write_list(const Place &place) {
   if (most && list.size() > most) fail(fmt::format("more than {} items", most));
   settle_count(list.size());
   for (size_t i = 0; i < list.size(); ++i) {
-    fmt::format_to(std::back_inserter(path_), "[{}]", i);
+    path_ += fmt::format("[{}]", i);
     write_item(place.row, list[i]);
     path_.resize(path);
   }

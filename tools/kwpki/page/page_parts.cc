@@ -36,8 +36,8 @@ std::vector<Range> shown_ranges(const std::vector<PageElement> &elements) {
 void append_bytes(Bytes octets, Range range, std::string *text) {
   for (size_t at = range.first; at < range.second;) {
     const size_t end = std::min(range.second, at / kBytesInRow * kBytesInRow + kBytesInRow);
-    fmt::format_to(std::back_inserter(*text), "{:7} ", at);
-    for (; at < end; ++at) fmt::format_to(std::back_inserter(*text), " {:02x}", octets[at]);
+    *text += fmt::format("{:7} ", at);
+    for (; at < end; ++at) *text += fmt::format(" {:02x}", octets[at]);
     *text += '\n';
   }
 }

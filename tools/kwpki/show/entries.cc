@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <iterator>
 
 #include "kwpki/show/render.h"
 #include "kwpki/values/describe.h"
@@ -22,7 +21,7 @@ void EntryWriter::text(const SshX509RevokedEntry &entry, size_t indent, std::str
   const std::string date =
       entry.date == SshBerTime{} ? std::string("no date") : time_text(entry.date);
   out->append(indent, ' ');
-  fmt::format_to(std::back_inserter(*out), "{}  {}\n", integer_text(entry.serial), date);
+  *out += fmt::format("{}  {}\n", integer_text(entry.serial), date);
   *out += extensions(entry.extension_list, [&] {
     std::string lines;
     render_extensions(entry_extensions_json(entry), indent + 4, style_, &lines);

@@ -88,9 +88,9 @@ std::string rewrite(std::string_view text, bool hide) {
     if (text.empty()) break;
     const Letter letter = next_letter(text);
     if (letter.size == 0 || (hide && letter.code < 0x80 && is_hidden(letter.code))) {
-      fmt::format_to(std::back_inserter(out), "\\x{:02x}", static_cast<uint8_t>(text[0]));
+      out += fmt::format("\\x{:02x}", static_cast<uint8_t>(text[0]));
     } else if (hide && is_hidden(letter.code)) {
-      fmt::format_to(std::back_inserter(out), "\\u{{{:04x}}}", letter.code);
+      out += fmt::format("\\u{{{:04x}}}", letter.code);
     } else {
       out.append(text.substr(0, letter.size));
     }
