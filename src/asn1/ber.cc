@@ -52,33 +52,6 @@ class Levels {
 };
 static_assert(SSH_BER_INPUT_MAX < size_t{1} << 31);  // a level is an offset and a bit
 
-// Header is as much of an element's header as the walk needs.
-struct Header {
-  const uint8_t *content;
-  uint32_t length;
-  bool constructed;
-  bool indefinite;
-};
-
-// read_header reads the header at `p`, the frequent kinds right here; false if it or its content is
-// cut or too long.
-inline bool read_header(const uint8_t *p, const uint8_t *end, Header &header) {
-  if (ssh_ber_is_usual(p, end)) {
-    header = {p + 2, p[1], (p[0] & 0x20) != 0, false};
-    return true;
-  }
-  uint32_t length = 0;
-  if (const uint8_t *content = ssh_ber_find_long_content(p, end, length)) {
-    header = {content, length, (p[0] & 0x20) != 0, false};
-    return true;
-  }
-  SshBerElement element;
-  if (ssh_ber_open_long(p, end, element) != SSH_BER_OK) return false;
-  header = {p + element.header_length, element.content_length, element.constructed,
-            element.indefinite && element.constructed};
-  return true;
-}
-
 }  // namespace
 
 size_t ssh_ber_compute_tag_length_size(const SshBerElement &element) {
@@ -113,11 +86,18 @@ SshBerStatus ssh_ber_set_tag_length(uint8_t *out, size_t size, const SshBerEleme
   return SSH_BER_OK;
 }
 
-SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end, SshBerElement &element) {
-  return ssh_ber_open(p, end, element);
+SshBerSpan ssh_ber_span_long(const uint8_t *p, const uint8_t *end) {
+  const size_t count = p[1] - size_t{0x80};  // of a short length it is beyond all counts
+  const auto room = static_cast<size_t>(end - p - 2);
+  if (count - 1 >= kLengthOctetsMax || count > room) return {};
+  const uint8_t *const content = p + 2 + count;
+  size_t length = p[2];
+  for (const uint8_t *at = p + 3; at != content; ++at) length = length << 8 | *at;
+  if (length > room - count) return {};
+  return {content, content + length};
 }
 
-SshBerStatus ssh_ber_open_long(const uint8_t *p, const uint8_t *end, SshBerElement &element) {
+SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end, SshBerElement &element) {
   if (p == end) return SSH_BER_CUT;
   element = {};
   element.data = p;
@@ -174,16 +154,17 @@ SshBerExtent ssh_ber_check(Bytes octets) {
   for (;;) {
     // Nearly all elements are usual ones and stand in such a list.
     while (plain) {
-      while (ssh_ber_is_usual(p, end)) {
-        const uint8_t *const content_end = p + 2 + p[1];
+      for (;;) {
+        const SshBerSpan span = ssh_ber_usual_span(p, end);
+        if (!span.content) break;
         if ((p[0] & 0x20) == 0) {
-          p = content_end;
+          p = span.end;
           continue;
         }
         if (depth == levels.capacity()) break;
         outer[depth++] = static_cast<uint32_t>(end - base) << 1 | 1;
-        p += 2;
-        end = content_end;
+        p = span.content;
+        end = span.end;
       }
       if (p != end) break;
       leave();
@@ -198,10 +179,11 @@ SshBerExtent ssh_ber_check(Bytes octets) {
       if (depth > 0 && !plain) leave();
       continue;
     }
-    Header header;
-    if (!read_header(p, end, header)) break;
-    if (!header.constructed) {
-      p = header.content + header.length;
+    SshBerElement element;
+    if (ssh_ber_open(p, end, element) != SSH_BER_OK) break;
+    const uint8_t *const content = p + element.header_length;
+    if (!element.constructed) {
+      p = content + element.content_length;
       continue;
     }
     if (depth == levels.capacity()) {
@@ -209,9 +191,9 @@ SshBerExtent ssh_ber_check(Bytes octets) {
       outer = levels.data();
     }
     outer[depth++] = static_cast<uint32_t>(end - base) << 1 | (plain ? 1u : 0u);
-    p = header.content;
-    plain = !header.indefinite;
-    if (plain) end = p + header.length;
+    p = content;
+    plain = !element.indefinite;
+    if (plain) end = p + element.content_length;
   }
   return {extent.good, extent.elements - 1, true, depth > 0, p};
 }

@@ -55,10 +55,27 @@ struct SshBerElement {
 [[nodiscard]] SshBerStatus ssh_ber_set_tag_length(uint8_t *out, size_t size,
                                                   const SshBerElement &element);
 
-// ssh_ber_open_element reads the header at `p`. The element's content must lie before `end`
-// (definite lengths): of one that is cut there, but not in its header, the header is known too.
-[[nodiscard]] SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end,
-                                                SshBerElement &element);
+// SshBerSpan is where an element's content begins and ends; null where there is none to be had.
+struct SshBerSpan {
+  const uint8_t *content = nullptr;
+  const uint8_t *end = nullptr;  // of the content, and so of the element
+
+  [[nodiscard]] Bytes bytes() const { return {content, end}; }
+};
+
+// ssh_ber_span opens the element at `p`, of which no more than the identifier byte has been looked
+// at, and which is known to be all of the tag. Null if the length is indefinite or the element is
+// cut. Nearly all lengths take one byte, so these are looked at inline: compared with their sign,
+// those of several bytes are too long to fit.
+[[nodiscard]] SshBerSpan ssh_ber_span_long(const uint8_t *p, const uint8_t *end);
+[[nodiscard, gnu::always_inline]] inline SshBerSpan ssh_ber_span(const uint8_t *p,
+                                                                 const uint8_t *end) {
+  const ptrdiff_t room = end - p - 2;
+  if (room < 0) return {};
+  const auto length = static_cast<size_t>(static_cast<int8_t>(p[1]));
+  if (length > static_cast<size_t>(room)) return ssh_ber_span_long(p, end);
+  return {p + 2, p + 2 + length};
+}
 
 // kSshBerOneOctetTag tells of an identifier byte that no others follow, and that it does not begin
 // an end of contents.
@@ -68,37 +85,31 @@ inline constexpr auto kSshBerOneOctetTag = [] {
   return table;
 }();
 
-// ssh_ber_is_usual is true at an element whose tag and length take one byte each and whose content
-// lies before `end`. Nearly all are such, so walks look at them inline. The length is compared with
-// its sign, which makes those of several bytes too long to fit.
-[[nodiscard]] inline bool ssh_ber_is_usual(const uint8_t *p, const uint8_t *end) {
-  const ptrdiff_t room = end - p - 2;
-  return room >= 0 && static_cast<size_t>(static_cast<int8_t>(p[1])) <= static_cast<size_t>(room) &&
-         kSshBerOneOctetTag[p[0]];
+// ssh_ber_usual_span opens an element of which nothing is known; null also if its tag takes more
+// than one byte. It is for walks, which leave the few others to ssh_ber_open_element.
+[[nodiscard, gnu::always_inline]] inline SshBerSpan ssh_ber_usual_span(const uint8_t *p,
+                                                                       const uint8_t *end) {
+  return p != end && kSshBerOneOctetTag[*p] ? ssh_ber_span(p, end) : SshBerSpan();
 }
 
-// ssh_ber_find_long_content finds the content of an element whose tag takes one byte and whose
-// length two or three, as those of most elements do that are not usual; null if the element is no
-// such one or is cut.
-[[nodiscard]] inline const uint8_t *ssh_ber_find_long_content(const uint8_t *p, const uint8_t *end,
-                                                              uint32_t &length) {
-  if (end - p < 4 || !kSshBerOneOctetTag[p[0]] || (p[1] != 0x81 && p[1] != 0x82)) return nullptr;
-  const uint8_t *const content = p + p[1] - 0x80 + 2;
-  length = p[1] == 0x81 ? p[2] : uint32_t{p[2]} << 8 | p[3];
-  return length <= static_cast<size_t>(end - content) ? content : nullptr;
-}
+// ssh_ber_open_element reads the header at `p`, of any form. The element's content must lie before
+// `end` (definite lengths): of one that is cut there, but not in its header, the header is known
+// too.
+[[nodiscard]] SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end,
+                                                SshBerElement &element);
 
-// ssh_ber_open_long is the general case behind ssh_ber_open; call that.
-[[nodiscard]] SshBerStatus ssh_ber_open_long(const uint8_t *p, const uint8_t *end,
-                                             SshBerElement &element);
-
-// ssh_ber_open is ssh_ber_open_element with the usual case inline: tag below 31, length below 128.
+// ssh_ber_open is the same, with the usual elements inline.
 [[nodiscard]] inline SshBerStatus ssh_ber_open(const uint8_t *p, const uint8_t *end,
                                                SshBerElement &element) {
-  if (end - p < 2 || (p[0] & 0x1F) == 0x1F || p[1] >= 0x80 || p[1] > end - p - 2) {
-    return ssh_ber_open_long(p, end, element);
-  }
-  element = {static_cast<uint8_t>(p[0] >> 6), (p[0] & 0x20) != 0, false, 2, p[0] & 0x1Fu, p[1], p};
+  const SshBerSpan span = ssh_ber_usual_span(p, end);
+  if (!span.content) return ssh_ber_open_element(p, end, element);
+  element = {static_cast<uint8_t>(p[0] >> 6),
+             (p[0] & 0x20) != 0,
+             false,
+             static_cast<uint8_t>(span.content - p),
+             p[0] & 0x1Fu,
+             static_cast<uint32_t>(span.end - span.content),
+             p};
   return SSH_BER_OK;
 }
 

@@ -5,26 +5,6 @@
 
 namespace {
 
-// first_of_any skips end-of-contents bytes, which are no nodes, and gives the list from its first
-// element on; first_of has the frequent cases inline.
-[[gnu::noinline]] SshAsn1Node first_of_any(const uint8_t *p, const uint8_t *end,
-                                           SshAsn1Work *work) {
-  while (p != end && ssh_ber_is_end(p, end)) p += 2;
-  SshBerElement element;
-  if (p == end || ssh_ber_open(p, end, element) != SSH_BER_OK) return {};
-  const uint8_t *next = ssh_ber_element_end(element, end, work->left);
-  if (!next) return {};
-  return {p, next, end, work};
-}
-
-inline SshAsn1Node first_of(const uint8_t *p, const uint8_t *end, SshAsn1Work *work) {
-  if (ssh_ber_is_usual(p, end)) return {p, p + 2 + p[1], end, work};
-  uint32_t length = 0;
-  const uint8_t *const content = ssh_ber_find_long_content(p, end, length);
-  if (content) return {p, content + length, end, work};
-  return first_of_any(p, end, work);
-}
-
 SshAsn1Status status_of(const SshBerExtent &extent) {
   if (!extent.fault) return SSH_ASN1_OK;
   if (extent.elements == 0) return SSH_ASN1_BER_OPEN_FAILED;
@@ -76,7 +56,7 @@ SshAsn1Status ssh_asn1_decode(SshAsn1Context *context, Bytes octets, SshAsn1Tree
   *tree = ssh_asn1_new_tree(context, {});
   (*tree)->data = {copy, octets.size()};
   (*tree)->work = SshAsn1Work::for_input(octets.size());
-  (*tree)->root = (*tree)->current = first_of(copy, copy + extent.good, &(*tree)->work);
+  (*tree)->root = (*tree)->current = ssh_asn1_list_of({copy, extent.good}, &(*tree)->work);
   return status;
 }
 
@@ -84,7 +64,7 @@ SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1N
                                        const uint8_t **fault_at) {
   const SshBerExtent extent = ssh_ber_check(octets);
   if (fault_at) *fault_at = extent.fault_at;
-  *root = first_of(octets.data(), octets.data() + extent.good, work);
+  *root = ssh_asn1_list_of(octets.first(extent.good), work);
   return status_of(extent);
 }
 
@@ -92,10 +72,6 @@ SshBerElement ssh_asn1_node_open(SshAsn1Node node) {
   SshBerElement element;
   (void)ssh_ber_open(node.data, node.next, element);  // bytes of a node are well-formed
   return element;
-}
-
-SshAsn1Node ssh_asn1_node_next_long(SshAsn1Node node) {
-  return first_of(node.next, node.end, node.work);
 }
 
 SshAsn1Node ssh_asn1_node_find(SshAsn1Node list, uint8_t identifier) {
@@ -110,8 +86,8 @@ SshAsn1Node ssh_asn1_node_child(SshAsn1Node node) {
   if (!node) return {};
   const SshBerElement element = ssh_asn1_node_open(node);
   if (!element.constructed) return {};
-  return first_of(node.data + element.header_length, ssh_ber_content_end(element, node.next),
-                  node.work);
+  const uint8_t *const end = ssh_ber_content_end(element, node.next);
+  return ssh_asn1_list_of({node.data + element.header_length, end}, node.work);
 }
 
 SshAsn1Status ssh_asn1_context_list(SshAsn1Context *context, SshAsn1Node node, Bytes *octets) {
@@ -165,7 +141,13 @@ SshAsn1Status ssh_asn1_encode_node(SshAsn1Context *context, SshAsn1Node node) {
 }
 
 SshAsn1Node ssh_asn1_list_of(Bytes octets, SshAsn1Work *work) {
-  return first_of(octets.data(), octets.data() + octets.size(), work);
+  const uint8_t *p = octets.data(), *const end = p + octets.size();
+  while (ssh_ber_is_end(p, end)) p += 2;  // end-of-contents bytes are no nodes
+  SshBerElement element;
+  if (p == end || ssh_ber_open(p, end, element) != SSH_BER_OK) return {};
+  const uint8_t *const next = ssh_ber_element_end(element, end, work->left);
+  if (!next) return {};
+  return {p, next, end, work};
 }
 
 SshAsn1Node ssh_asn1_add_list(SshAsn1Context *context, SshAsn1Node list, SshAsn1Node more) {

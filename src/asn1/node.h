@@ -39,13 +39,15 @@ SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1N
 // ssh_asn1_node_open describes a node's own element; the node must not be null.
 [[nodiscard]] SshBerElement ssh_asn1_node_open(SshAsn1Node node);
 
+// ssh_asn1_list_of views well-formed bytes (those that were checked, or that create or encode made)
+// as a list of nodes.
+[[nodiscard]] SshAsn1Node ssh_asn1_list_of(Bytes octets, SshAsn1Work *work);
+
 // ssh_asn1_node_next gives the next sibling, or the null node at the end and for a null node.
-[[nodiscard]] SshAsn1Node ssh_asn1_node_next_long(SshAsn1Node node);  // the general case
 [[nodiscard]] inline SshAsn1Node ssh_asn1_node_next(SshAsn1Node node) {
-  const uint8_t *p = node.next;
-  if (p == node.end) return {};
-  if (!ssh_ber_is_usual(p, node.end)) return ssh_asn1_node_next_long(node);
-  return {p, p + 2 + p[1], node.end, node.work};
+  const SshBerSpan span = ssh_ber_usual_span(node.next, node.end);
+  if (!span.content) return ssh_asn1_list_of({node.next, node.end}, node.work);
+  return {node.next, span.end, node.end, node.work};
 }
 
 // ssh_asn1_node_find gives the first element of the list with this identifier byte and a definite
@@ -78,9 +80,6 @@ SshAsn1Status ssh_asn1_encode_node(SshAsn1Context *context, SshAsn1Node node);
 // are values: a parent made from `list` before keeps the list it was made from.
 [[nodiscard]] SshAsn1Node ssh_asn1_add_list(SshAsn1Context *context, SshAsn1Node list,
                                             SshAsn1Node more);
-
-// ssh_asn1_list_of views well-formed bytes (what create or encode made) as a list of nodes.
-[[nodiscard]] SshAsn1Node ssh_asn1_list_of(Bytes octets, SshAsn1Work *work);
 
 // SshAsn1Mode tells what a read makes of elements that its template does not read where they stand.
 enum class SshAsn1Mode : uint8_t {

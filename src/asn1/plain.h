@@ -111,24 +111,6 @@ constexpr bool ssh_asn1_list_may_be_plain(const SshAsn1Op *ops, uint32_t first, 
   return true;
 }
 
-// SshAsn1PlainSpan is where an element's content begins and ends; null for what is not plain.
-struct SshAsn1PlainSpan {
-  const uint8_t *content;
-  const uint8_t *end;
-};
-
-[[nodiscard]] SshAsn1PlainSpan ssh_asn1_plain_open_long(const uint8_t *p, const uint8_t *end);
-
-// ssh_asn1_plain_open opens the element at `p`, of which nothing has been looked at but the
-// identifier byte.
-[[nodiscard, gnu::always_inline]] inline SshAsn1PlainSpan ssh_asn1_plain_open(const uint8_t *p,
-                                                                              const uint8_t *end) {
-  const ptrdiff_t room = end - p - 2;
-  if (room < 0 || p[1] >= 0x80) return ssh_asn1_plain_open_long(p, end);
-  if (p[1] > room) return {};
-  return {p + 2, p + 2 + p[1]};
-}
-
 // SshAsn1Unread is an element, or a list of them, that may not have been checked. So nothing can be
 // done with it but to read it by a template, which is where a mistake cannot be made: what is read
 // as a node (SshAsn1Node) is checked when it is taken. Elements that were checked can stand in one
@@ -307,7 +289,7 @@ class SshAsn1PlainRead {
       if constexpr (ssh_asn1_takes_what_stands(kOp)) {
         if (strays<First, Last, First, Place>(*p)) return false;
       }
-      const SshAsn1PlainSpan span = ssh_asn1_plain_open(p, end);
+      const SshBerSpan span = ssh_ber_span(p, end);
       if (!span.content) return false;
       const uint8_t *const data = p;
       p = span.end;
@@ -318,7 +300,7 @@ class SshAsn1PlainRead {
       } else {
         constexpr uint8_t kInner = kSshAsn1Keywords[kOp.keyword].tag | (kOp.children ? 0x20 : 0);
         if (span.content == span.end || *span.content != kInner) return false;
-        const SshAsn1PlainSpan inner = ssh_asn1_plain_open(span.content, span.end);
+        const SshBerSpan inner = ssh_ber_span(span.content, span.end);
         return inner.content && inner.end == span.end && content<I>(span.content, inner, span.end);
       }
     }
@@ -354,7 +336,7 @@ class SshAsn1PlainRead {
   }
 
   template <uint32_t I>
-  [[gnu::always_inline]] bool content(const uint8_t *data, SshAsn1PlainSpan span,
+  [[gnu::always_inline]] bool content(const uint8_t *data, SshBerSpan span,
                                       const uint8_t *list_end) {
     constexpr const SshAsn1Op &kOp = Ops[I];
     if constexpr (kOp.type == SSH_ASN1_ANY) {
@@ -364,7 +346,7 @@ class SshAsn1PlainRead {
     } else if constexpr (kOp.type == SSH_ASN1_NULL) {
       return span.content == span.end;
     } else {
-      return ssh_asn1_read_content(kOp, {span.content, span.end}, &out<I>());
+      return ssh_asn1_read_content(kOp, span.bytes(), &out<I>());
     }
   }
 
@@ -378,9 +360,9 @@ class SshAsn1PlainRead {
 
   // put_explicit stores the element inside a wrapper, which is all that there is.
   template <uint32_t I>
-  [[gnu::always_inline]] bool put_explicit(SshAsn1PlainSpan span) {
+  [[gnu::always_inline]] bool put_explicit(SshBerSpan span) {
     if (span.content == span.end || !kSshBerOneOctetTag[*span.content]) return false;
-    return ssh_asn1_plain_open(span.content, span.end).end == span.end &&
+    return ssh_ber_span(span.content, span.end).end == span.end &&
            put<I>(span.content, span.end, span.end);
   }
 

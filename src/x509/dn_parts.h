@@ -55,17 +55,11 @@ struct SshDNPairView {
 // behind it.
 [[nodiscard]] inline bool ssh_dn_open_plain(const uint8_t *&p, const uint8_t *end,
                                             uint8_t identifier, Bytes *content) {
-  if (end - p < 2 || p[0] != identifier) return false;
-  if (p[1] <= 0x7F && p[1] <= end - p - 2) {  // the usual case; the rest is the same for any length
-    *content = {p + 2, p[1]};
-    p += 2 + content->size();
-    return true;
-  }
-  SshBerElement element;
-  if (ssh_ber_open(p, end, element) != SSH_BER_OK || element.indefinite) return false;
-  *content = element.content();
-  p += element.header_length + content->size();
-  return true;
+  if (p == end || *p != identifier) return false;
+  const SshBerSpan span = ssh_ber_span(p, end);
+  *content = span.bytes();
+  p = span.end;
+  return span.content != nullptr;
 }
 
 // ssh_dn_walk_pairs shows every pair of a list to `visitor.pair`.

@@ -20,7 +20,7 @@ TEST(BerHeader, RefusesWhatIsCutOrTooLong) {
     for (const char *text : texts) {
       const Octets octets = unhex(text);
       SshBerElement got;
-      for (const auto open : {ssh_ber_open_element, ssh_ber_open_long})
+      for (const auto open : {ssh_ber_open_element, ssh_ber_open})
         EXPECT_EQ(open(octets.data(), octets.data() + octets.size(), got), status) << text;
       EXPECT_TRUE(status != SSH_BER_OK || (got.indefinite && got.content().empty())) << text;
     }
@@ -45,7 +45,7 @@ struct PlainCheck {
         if (indefinite) return true;
       } else {
         SshBerElement element;
-        if (ssh_ber_open_long(p, end, element) != SSH_BER_OK) return false;
+        if (ssh_ber_open_element(p, end, element) != SSH_BER_OK) return false;
         p += element.header_length;
         const uint8_t *const after = p + element.content_length;
         ++depth;
