@@ -7,7 +7,6 @@
 #include "util/owner.h"
 #include "x509/dn_parts.h"
 #include "x509/oid_registry.h"
-#include "x509/profile.h"
 
 namespace {
 
@@ -17,9 +16,9 @@ constexpr uint32_t kPairsPerContext = 256;
 constexpr const char *kEmail = "1.2.840.113549.1.9.1";
 constexpr const char *kUnstructuredName = "1.2.840.113549.1.9.2";
 
-// mode is how the parts of a name are read.
-SshAsn1Mode mode() {
-  return ssh_x509_rules().reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kSearch;
+// mode_of is how the parts of a name are read.
+SshAsn1Mode mode_of(const SshX509Rules &rules) {
+  return rules.reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kSearch;
 }
 
 // plain_type is true for an object identifier that a pair may have.
@@ -60,9 +59,9 @@ constexpr auto kPlainCharsets = [] {
 }();
 
 // further_charset gives the set of a value of a type that the profile adds.
-int16_t further_charset(uint8_t identifier) {
+int16_t further_charset(uint8_t identifier, const SshX509Rules &rules) {
   for (const ValueType &row : kValueTypes)
-    if (row.rule && row.identifier == identifier && ssh_x509_rules().*row.rule) return row.charset;
+    if (row.rule && row.identifier == identifier && rules.*row.rule) return row.charset;
   return kNoCharset;
 }
 
@@ -192,12 +191,12 @@ bool Encoder::finish(uint8_t **der, size_t *length) {
 }
 
 // read_value reads a pair's value of one of the given types.
-bool read_value(SshAsn1Node value, SshDNPairView *pair) {
+bool read_value(SshAsn1Node value, const SshX509Rules &rules, SshDNPairView *pair) {
   int kind = -1;
   Bytes text[6];
   SshAsn1Bits bits;
   if (ssh_asn1_read_node_as(
-          mode(), value.alone(),
+          mode_of(rules), value.alone(),
           "(choice(printable-string ())(teletex-string ())(bmp-string ())(universal-string ())"
           "(utf8-string ())(ia5-string ())(bit-string ()))"_asn1,
           &kind, &text[0], &text[1], &text[2], &text[3], &text[4], &text[5],
@@ -211,10 +210,10 @@ bool read_value(SshAsn1Node value, SshDNPairView *pair) {
 }
 
 // read_further_value reads one of a type that the profile adds; only the form of DER.
-bool read_further_value(SshAsn1Node value, SshDNPairView *pair) {
+bool read_further_value(SshAsn1Node value, const SshX509Rules &rules, SshDNPairView *pair) {
   if (!value) return false;
   const SshBerElement element = ssh_asn1_node_open(value);
-  pair->charset = further_charset(*element.data);
+  pair->charset = further_charset(*element.data, rules);
   pair->value = element.content();
   return pair->charset != kNoCharset;
 }
@@ -273,19 +272,20 @@ bool ssh_dn_read_rdn(SshAsn1Node node, SshAsn1Node *pairs) {
   return ssh_asn1_read_node(node.alone(), "(set ()(any ()))"_asn1, pairs) == SSH_ASN1_OK;
 }
 
-bool ssh_dn_read_pair(SshAsn1Node node, SshDNPairView *pair) {
+bool ssh_dn_read_pair(SshAsn1Node node, const SshX509Rules &rules, SshDNPairView *pair) {
   SshAsn1Node value;
-  if (ssh_asn1_read_node_as(mode(), node.alone(),
+  if (ssh_asn1_read_node_as(mode_of(rules), node.alone(),
                             "(sequence ()(object-identifier ())(any ()))"_asn1, &pair->type,
                             &value) != SSH_ASN1_OK) {
     return false;
   }
   if (!pair->type || pair->type.octets.size() > SSH_DN_TYPE_MAX) return false;
   pair->element = value.der();
-  return read_value(value, pair) || read_further_value(value, pair);
+  return read_value(value, rules, pair) || read_further_value(value, rules, pair);
 }
 
-bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end, SshDNPairView *pair) {
+bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end, const SshX509Rules &rules,
+                            SshDNPairView *pair) {
   Bytes content;
   if (!ssh_dn_open_plain(p, end, 0x30, &content)) return false;
   const uint8_t *at = content.data();
@@ -294,7 +294,7 @@ bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end, SshDNPairView
     return false;
   pair->element = {at, p};
   pair->charset = kPlainCharsets[*at];
-  if (pair->charset == kNoCharset) pair->charset = further_charset(*at);
+  if (pair->charset == kNoCharset) pair->charset = further_charset(*at, rules);
   return pair->charset != kNoCharset && ssh_dn_open_plain(at, p, *at, &pair->value) && at == p;
 }
 
@@ -317,27 +317,27 @@ bool ssh_dn_decode_rdn_der(Bytes der, SshDN *dn) {
   if (!ssh_dn_open_rdn(der, &work, &pairs)) return false;
   AppendVisitor visitor{dn};
   visitor.rdn();
-  return ssh_dn_walk_pairs(pairs, visitor) && !visitor.full;
+  return ssh_dn_walk_pairs(pairs, ssh_x509_rules(), visitor) && !visitor.full;
 }
 
-bool ssh_dn_check_der(Bytes der, bool *empty, SshAsn1Fault *fault) {
+bool ssh_dn_check_der(Bytes der, bool *empty, SshAsn1Fault *fault, const SshX509Rules &rules) {
   CountVisitor plain, any;
-  if (ssh_dn_walk_plain(der, plain)) {
+  if (ssh_dn_walk_plain(der, rules, plain)) {
     *empty = plain.rdns == 0;
     return true;
   }
   SshAsn1Work work = SshAsn1Work::for_input(der.size());
-  const bool good = ssh_dn_walk(der, any, work);
+  const bool good = ssh_dn_walk(der, rules, any, work);
   *empty = good && any.rdns == 0;
   if (!good && fault) *fault = work.fault;
   return good;
 }
 
-bool ssh_dn_check_rdn_der(Bytes der) {
+bool ssh_dn_check_rdn_der(Bytes der, const SshX509Rules &rules) {
   SshAsn1Work work = SshAsn1Work::for_input(der.size());
   SshAsn1Node pairs;
   CountVisitor visitor;
-  return ssh_dn_open_rdn(der, &work, &pairs) && ssh_dn_walk_pairs(pairs, visitor);
+  return ssh_dn_open_rdn(der, &work, &pairs) && ssh_dn_walk_pairs(pairs, rules, visitor);
 }
 
 bool ssh_dn_encode_der(const SshDN *dn, bool canonical, uint8_t **der, size_t *length) {

@@ -10,6 +10,7 @@
 #include "asn1/view.h"
 #include "util/bytes.h"
 #include "util/owner.h"
+#include "x509/profile.h"
 #include "x509/str.h"
 
 // SshDNAva is one attribute-value pair. A value that is empty or that no character set takes is
@@ -50,8 +51,9 @@ void ssh_dn_clear(SshDN *dn);
 // ssh_dn_check_der is true exactly when ssh_dn_decode_der would succeed; it allocates nothing (but
 // for names nested deeper than any real one, see ssh_ber_check). *empty tells, on success, whether
 // the name has no relative names; *fault, on failure, what was not read, as far as that is known.
-[[nodiscard]] bool ssh_dn_check_der(Bytes der, bool *empty, SshAsn1Fault *fault = nullptr);
-[[nodiscard]] bool ssh_dn_check_rdn_der(Bytes der);
+[[nodiscard]] bool ssh_dn_check_der(Bytes der, bool *empty, SshAsn1Fault *fault = nullptr,
+                                    const SshX509Rules &rules = ssh_x509_rules());
+[[nodiscard]] bool ssh_dn_check_rdn_der(Bytes der, const SshX509Rules &rules = ssh_x509_rules());
 
 // ssh_dn_encode_der writes a name into a new block (ssh_xfree). With `canonical`, values are in the
 // form that names are compared in. False if a value fits no character set of the encoder or is

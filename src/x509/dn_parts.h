@@ -41,7 +41,8 @@ struct SshDNPairView {
 // ssh_dn_read_pair reads the AttributeTypeAndValue at `node`, ssh_dn_read_rdn the pairs of the
 // RelativeDistinguishedName at `node`; ssh_dn_open_name and ssh_dn_open_rdn give the relative names
 // of a Name and the pairs of a relative name.
-[[nodiscard]] bool ssh_dn_read_pair(SshAsn1Node node, SshDNPairView *pair);
+[[nodiscard]] bool ssh_dn_read_pair(SshAsn1Node node, const SshX509Rules &rules,
+                                    SshDNPairView *pair);
 [[nodiscard]] bool ssh_dn_read_rdn(SshAsn1Node node, SshAsn1Node *pairs);
 [[nodiscard]] bool ssh_dn_open_name(Bytes der, SshAsn1Work *work, SshAsn1Node *rdns);
 [[nodiscard]] bool ssh_dn_open_rdn(Bytes der, SshAsn1Work *work, SshAsn1Node *pairs);
@@ -49,7 +50,7 @@ struct SshDNPairView {
 // ssh_dn_read_plain_pair moves over a pair of the usual form: all lengths definite, the value
 // primitive and last. False means only that the pair is not plain.
 [[nodiscard]] bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end,
-                                          SshDNPairView *pair);
+                                          const SshX509Rules &rules, SshDNPairView *pair);
 
 // ssh_dn_open_plain opens an element with this identifier byte and a definite length and moves `p`
 // behind it.
@@ -64,11 +65,12 @@ struct SshDNPairView {
 
 // ssh_dn_walk_pairs shows every pair of a list to `visitor.pair`.
 template <class Visitor>
-[[nodiscard]] bool ssh_dn_walk_pairs(SshAsn1Node node, Visitor &visitor) {
+[[nodiscard]] bool ssh_dn_walk_pairs(SshAsn1Node node, const SshX509Rules &rules,
+                                     Visitor &visitor) {
   SshAsn1Work *work = node.work;
   for (; node; node = ssh_asn1_node_next(node)) {
     SshDNPairView pair;
-    if (!ssh_dn_read_pair(node, &pair)) return false;
+    if (!ssh_dn_read_pair(node, rules, &pair)) return false;
     visitor.pair(pair);
   }
   return !work || work->left != 0;  // spent work ends a list early
@@ -78,26 +80,27 @@ template <class Visitor>
 // for each of its pairs. False at the first fault, when the visitor may have seen a part of the
 // name; `work` then holds the fault of the template that was not read, if it was one.
 template <class Visitor>
-[[nodiscard]] bool ssh_dn_walk(Bytes der, Visitor &visitor, SshAsn1Work &work) {
+[[nodiscard]] bool ssh_dn_walk(Bytes der, const SshX509Rules &rules, Visitor &visitor,
+                               SshAsn1Work &work) {
   SshAsn1Node node, pairs;
   if (!ssh_dn_open_name(der, &work, &node)) return false;
   for (uint32_t count = 0; node; node = ssh_asn1_node_next(node)) {
     if (++count > SSH_DN_RDNS_MAX || !ssh_dn_read_rdn(node, &pairs)) return false;
     visitor.rdn();
-    if (!ssh_dn_walk_pairs(pairs, visitor)) return false;
+    if (!ssh_dn_walk_pairs(pairs, rules, visitor)) return false;
   }
   return work.left != 0;
 }
 template <class Visitor>
 [[nodiscard]] bool ssh_dn_walk(Bytes der, Visitor &visitor) {
   SshAsn1Work work = SshAsn1Work::for_input(der.size());
-  return ssh_dn_walk(der, visitor, work);
+  return ssh_dn_walk(der, ssh_x509_rules(), visitor, work);
 }
 
 // ssh_dn_walk_plain does the same for names of the usual form, several times faster; false if the
 // name is not.
 template <class Visitor>
-[[nodiscard]] bool ssh_dn_walk_plain(Bytes der, Visitor &visitor) {
+[[nodiscard]] bool ssh_dn_walk_plain(Bytes der, const SshX509Rules &rules, Visitor &visitor) {
   const uint8_t *p = der.data();
   Bytes rdns, pairs;
   if (!ssh_dn_open_plain(p, p + der.size(), 0x30, &rdns) || rdns.size() > SSH_DN_RDNS_MAX)
@@ -108,7 +111,7 @@ template <class Visitor>
     visitor.rdn();
     for (const uint8_t *in = pairs.data(); in != at;) {
       SshDNPairView pair;
-      if (!ssh_dn_read_plain_pair(in, at, &pair)) return false;
+      if (!ssh_dn_read_plain_pair(in, at, rules, &pair)) return false;
       visitor.pair(pair);
     }
   }

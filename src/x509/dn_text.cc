@@ -94,16 +94,17 @@ bool print_value(Printer &printer, const SshStr *value) {
 // shows_letters is true for a value whose bytes are its letters: in the sets of one byte a
 // letter, and in the standard's UTF-8 for ASCII. A string of more letters than fit into a block has
 // no text.
-bool shows_letters(const SshDNPairView &pair) {
+bool shows_letters(const SshDNPairView &pair, const SshX509Rules &rules) {
   if (pair.charset <= SSH_CHARSET_T61) return true;
-  if (pair.charset != SSH_CHARSET_UTF8 || !ssh_x509_rules().standard_utf8) return false;
+  if (pair.charset != SSH_CHARSET_UTF8 || !rules.standard_utf8) return false;
   return pair.value.size() <= SSH_XMALLOC_MAX / sizeof(uint32_t) &&
          std::all_of(pair.value.begin(), pair.value.end(), [](uint8_t c) { return c < 0x80; });
 }
 
 // PrintVisitor prints Name DER without making a name of it.
 struct PrintVisitor {
-  Printer printer;
+  const SshX509Rules &rules;
+  Printer printer = {};
   bool missing = false;  // a value
 
   void rdn() { printer.rdn(); }
@@ -112,12 +113,12 @@ struct PrintVisitor {
 };
 
 void PrintVisitor::pair(const SshDNPairView &pair) {
-  const SshOidRow *row = ssh_oid_find_encoded(pair.type, SSH_OID_DN);
-  const SshText oid(row ? nullptr : ssh_x509_oid_text(pair.type));
+  const SshOidRow *row = ssh_oid_find_encoded(pair.type, SSH_OID_DN, rules);
+  const SshText oid(row ? nullptr : ssh_x509_oid_text(pair.type, rules));
   printer.type(row, row ? row->oid : oid.get());
   if (pair.value.empty()) {
     missing = true;
-  } else if (shows_letters(pair)) {
+  } else if (shows_letters(pair, rules)) {
     printer.value(pair.value);
   } else {
     auto *octets = static_cast<uint8_t *>(ssh_xmemdup(pair.value.data(), pair.value.size()));
@@ -311,10 +312,11 @@ char *ssh_dn_encode_ldap(const SshDN *dn) {
 }
 
 char *ssh_dn_der_to_ldap(Bytes der) {
-  PrintVisitor plain;
-  if (ssh_dn_walk_plain(der, plain)) return plain.finish();
-  PrintVisitor any;
-  return ssh_dn_walk(der, any) ? any.finish() : nullptr;
+  const SshX509Rules &rules = ssh_x509_rules();
+  PrintVisitor plain{rules}, any{rules};
+  if (ssh_dn_walk_plain(der, rules, plain)) return plain.finish();
+  SshAsn1Work work = SshAsn1Work::for_input(der.size());
+  return ssh_dn_walk(der, rules, any, work) ? any.finish() : nullptr;
 }
 
 bool ssh_dn_decode_ldap(const char *text, SshDN *dn) { return Parser(text).name(dn); }

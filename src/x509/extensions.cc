@@ -84,7 +84,7 @@ bool ssh_x509_extension_read(SshAsn1Unread &item, bool attributes_may_repeat,
   const auto read = [&](auto... arguments) { return decoder.read_whole(item, arguments...); };
   if (!read_extension(read, extension)) return decoder.refuse_read("Extension", item);
   extension.der = item.der();
-  extension.row = ssh_oid_find_encoded(extension.id, SSH_OID_EXTENSION);
+  extension.row = ssh_oid_find_encoded(extension.id, SSH_OID_EXTENSION, decoder.rules);
   if (!extension.row) {
     return !extension.critical ||
            decoder.refuse("critical extension", "is not known", at, extension.id);

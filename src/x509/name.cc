@@ -80,7 +80,8 @@ bool ssh_x509_name_other(const SshX509Name &name, SshOid *type, Bytes *value) {
 bool ssh_x509_name_decode_dn(const SshAsn1Unread &node, SshX509NameType type,
                              SshX509Decoder &decoder, SshX509Name **list) {
   bool empty = false;
-  if (!node || !ssh_dn_check_der(node.der(), &empty, &decoder.work.fault)) return false;
+  if (!node || !ssh_dn_check_der(node.der(), &empty, &decoder.work.fault, decoder.rules))
+    return false;
   if (empty) return true;
   auto *name = decoder.pool.make<SshX509Name>();
   name->type = type;

@@ -6,7 +6,6 @@
 
 #include "util/ascii.h"
 #include "x509/extensions.h"
-#include "x509/profile.h"
 
 namespace {
 
@@ -331,10 +330,10 @@ static_assert(kFurther[SSH_OID_DN].kind == SSH_OID_DN && std::size(kFurther) == 
 
 // search gives the first row that `find` finds in the tables of a kind, the given one first.
 template <class Find>
-const SshOidRow *search(SshOidKind kind, Find find) {
+const SshOidRow *search(SshOidKind kind, const SshX509Rules &rules, Find find) {
   if (kind >= std::size(kKinds)) return nullptr;
   const SshOidRow *row = find(kKinds[kind]);
-  if (row || kind >= std::size(kFurther) || !ssh_x509_rules().further_identifiers) return row;
+  if (row || kind >= std::size(kFurther) || !rules.further_identifiers) return row;
   return find(kFurther[kind]);
 }
 
@@ -399,7 +398,7 @@ bool equal_ignoring_case(const char *a, const char *b) {
 }  // namespace
 
 const SshOidRow *ssh_oid_find_by_oid(const char *oid, SshOidKind kind) {
-  return search(kind, [oid](const Kind &table) { return find_text(table, oid); });
+  return search(kind, ssh_x509_rules(), [oid](const Kind &table) { return find_text(table, oid); });
 }
 
 const SshOidRow *ssh_oid_find_of_any_kind(const char *oid) {
@@ -411,21 +410,21 @@ const SshOidRow *ssh_oid_find_of_any_kind(const char *oid) {
   return row;
 }
 
-const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind) {
+const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind, const SshX509Rules &rules) {
   if (!oid) return nullptr;
-  return search(kind, [oid](const Kind &table) {
+  return search(kind, rules, [oid](const Kind &table) {
     const SshOidRow *row = find_octets(table, oid.octets.data(), oid.octets.size());
     if (row || !std::memchr(oid.octets.data(), 0x80, oid.octets.size())) return row;
     return find_padded(table, oid.octets);
   });
 }
 
-char *ssh_x509_oid_text(SshOid oid) {
-  return ssh_ber_oid_text(oid, ssh_x509_rules().standard_oids);
+char *ssh_x509_oid_text(SshOid oid, const SshX509Rules &rules) {
+  return ssh_ber_oid_text(oid, rules.standard_oids);
 }
 
 const SshOidRow *ssh_oid_find_by_std_name(const char *name, SshOidKind kind) {
-  return search(kind, [name](const Kind &table) -> const SshOidRow * {
+  return search(kind, ssh_x509_rules(), [name](const Kind &table) -> const SshOidRow * {
     for (const SshOidRow *row = table.rows; row->oid; ++row) {
       if (equal_ignoring_case(row->name, name)) return row;
     }

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "asn1/oid.h"
+#include "x509/profile.h"
 
 enum SshOidKind : uint32_t {
   SSH_OID_PUBLIC_KEY = 0,
@@ -63,7 +64,8 @@ struct SshOidRow {
 [[nodiscard]] const SshOidRow *ssh_oid_find_by_oid(const char *oid, SshOidKind kind);
 
 // ssh_oid_find_encoded finds the same row from an identifier's bytes, without making text.
-[[nodiscard]] const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind);
+[[nodiscard]] const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind,
+                                                    const SshX509Rules &rules = ssh_x509_rules());
 
 // ssh_oid_find_of_any_kind finds the first row of any kind and of either profile whose dotted text
 // equals `oid`, or null. It is for names that people are shown; what is read is decided by the
@@ -72,7 +74,7 @@ struct SshOidRow {
 
 // ssh_x509_oid_text returns an identifier's dotted text (ssh_xfree) in the form that the profile
 // has it in, or null if the bytes are not valid.
-[[nodiscard]] char *ssh_x509_oid_text(SshOid oid);
+[[nodiscard]] char *ssh_x509_oid_text(SshOid oid, const SshX509Rules &rules = ssh_x509_rules());
 
 // ssh_oid_find_by_std_name finds the first row whose whole name equals `name`, ignoring ASCII case,
 // or null.

@@ -25,7 +25,7 @@ bool decode_point_name(SshAsn1Unread &point, SshX509PointName &name, auto find_i
   const bool set = ssh_asn1_node_open(relative).is(SSH_BER_UNIVERSAL, 17);
   if (!set && !decoder.rules.implicit_relative_names)
     return decoder.refuse(kRelative, "is no SET, which the classic profile wants", relative.data);
-  if (!ssh_dn_check_rdn_der(relative.list()))
+  if (!ssh_dn_check_rdn_der(relative.list(), decoder.rules))
     return decoder.refuse(kRelative, "is no RelativeDistinguishedName", relative.data);
   const SshX509Name *issuer = find_issuer();
   if (!issuer)

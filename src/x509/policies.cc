@@ -102,7 +102,8 @@ bool decode_qualifier(SshAsn1Unread &node, SshX509PolicyQualifier &qualifier,
                     &value)) {
     return false;
   }
-  const SshOidRow *row = ssh_oid_find_encoded(qualifier.id, SSH_OID_POLICY_QUALIFIER);
+  const SshOidRow *row =
+      ssh_oid_find_encoded(qualifier.id, SSH_OID_POLICY_QUALIFIER, decoder.rules);
   const uint32_t code = row ? row->code : 0;
   if (code == kQualifierUserNotice) return decode_user_notice(value, qualifier, decoder);
   if (code != kQualifierCps) {

@@ -52,7 +52,7 @@ bool ssh_x509_signature_algorithm(SshAsn1Unread &node, SshX509Decoder &decoder,
   if (!decoder.read(node, "(sequence ()(object-identifier ())(any ()))"_asn1, &algorithm.id,
                     &algorithm.parameters))
     return decoder.refuse_read("AlgorithmIdentifier", node);
-  algorithm.row = ssh_oid_find_encoded(algorithm.id, SSH_OID_SIGNATURE);
+  algorithm.row = ssh_oid_find_encoded(algorithm.id, SSH_OID_SIGNATURE, decoder.rules);
   return algorithm.row || decoder.rules.unknown_signatures ||
          decoder.refuse("signature algorithm", "is not known", node.data(), algorithm.id);
 }

@@ -99,7 +99,7 @@ bool ssh_x509_subject_key_decode(SshAsn1Unread &node, SshX509Cert &cert, SshX509
   cert.key.id = id;
   cert.key.parameters = parameters.der();
   cert.key.value = bits.octets;
-  cert.key.algorithm = ssh_oid_find_encoded(id, SSH_OID_PUBLIC_KEY);
+  cert.key.algorithm = ssh_oid_find_encoded(id, SSH_OID_PUBLIC_KEY, decoder.rules);
   if (!cert.key.algorithm) {
     return decoder.rules.keys_without_object ||
            decoder.refuse("public-key algorithm", "is not known", node.data(), id);
