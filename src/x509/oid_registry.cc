@@ -1,5 +1,6 @@
 #include "x509/oid_registry.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
@@ -166,8 +167,8 @@ constexpr Entry kQualifiers[] = {
     {.oid = "1.3.6.1.5.5.7.2.2", .name = "pkix-id-qt-unotice", .description = "user notice",           .code = 2},
 };
 
-// The further rows: what public and enterprise PKIs have issued since. Each is searched after the
-// rows of its kind above, so that it can hide none of them.
+// The further rows: what public and enterprise PKIs have issued since. Each stands behind
+// the rows of its kind above, so that it can hide none of them.
 constexpr Entry kFurtherPublicKeys[] = {
     {.oid = "1.2.840.10045.2.1",     .name = "ecPublicKey",    .description = "elliptic curve", .key_type = &kEc},
     {.oid = "1.3.101.112",           .name = "Ed25519",        .description = "Ed25519", .key_type = &kEd25519},
@@ -248,28 +249,28 @@ constexpr Entry kFurtherAttributes[] = {
 };
 // clang-format on
 
-// Table is a kind's rows, ended by one without identifier, and an index over them: rows are chained
-// by the last byte of their identifiers, each chain in the order of the table, so that the first
-// of equal rows is met first.
+// Table is a kind's rows, the given ones first, and an index over them: rows are chained by the last
+// byte of their identifiers, each chain in the order of the table, so that the first of equal rows
+// is met first.
 constexpr uint32_t kChains = 64;
 template <size_t N>
 struct Table {
-  std::array<SshOidRow, N + 1> rows;
+  std::array<SshOidRow, N> rows;
   uint8_t chains[kChains];  // the first row, N for none
   uint8_t next[N];
 };
 
 constexpr uint32_t chain_of(uint8_t last_octet) { return last_octet % kChains; }
 
-template <const auto &Entries, size_t... I>
-consteval Table<sizeof...(I)> table_of(std::index_sequence<I...>) {
-  constexpr size_t kCount = sizeof...(I);
-  Table<kCount> table = {
-      {{{Entries[I].oid, Entries[I].name, Entries[I].description, Entries[I].key_type,
-         Entries[I].key_scheme, Entries[I].code, SshOidConstant(Entries[I].oid)}...,
-        {nullptr, nullptr, nullptr, nullptr, nullptr, 0, SshOidConstant("0.0")}}},
-      {},
-      {}};
+consteval SshOidRow row_of(const Entry &entry) {
+  return {entry.oid,        entry.name, entry.description,        entry.key_type,
+          entry.key_scheme, entry.code, SshOidConstant(entry.oid)};
+}
+
+template <const auto &Given, const auto &Further, size_t... I, size_t... J>
+consteval auto table_of(std::index_sequence<I...>, std::index_sequence<J...>) {
+  constexpr size_t kCount = sizeof...(I) + sizeof...(J);
+  Table<kCount> table = {{row_of(Given[I])..., row_of(Further[J])...}, {}, {}};
   for (uint8_t &first : table.chains) first = kCount;
   for (size_t i = kCount; i-- > 0;) {
     const SshOidConstant &encoded = table.rows[i].encoded;
@@ -279,8 +280,10 @@ consteval Table<sizeof...(I)> table_of(std::index_sequence<I...>) {
   }
   return table;
 }
-template <const auto &Entries>
-constexpr auto kTableOf = table_of<Entries>(std::make_index_sequence<std::size(Entries)>());
+constexpr std::array<Entry, 0> kNoFurther = {};
+template <const auto &Given, const auto &Further = kNoFurther>
+constexpr auto kTableOf = table_of<Given, Further>(std::make_index_sequence<std::size(Given)>(),
+                                                   std::make_index_sequence<std::size(Further)>());
 
 // Kind is a table without its size.
 struct Kind {
@@ -288,24 +291,36 @@ struct Kind {
   const uint8_t *chains;
   const uint8_t *next;
   SshOidKind kind;
-  uint32_t count;
+  uint32_t given;
+  uint32_t all;
 
   template <size_t N>
-  constexpr Kind(SshOidKind number, const Table<N> &table)
-      : rows(table.rows.data()), chains(table.chains), next(table.next), kind(number), count(N) {
+  constexpr Kind(SshOidKind number, size_t given_rows, const Table<N> &table)
+      : rows(table.rows.data()),
+        chains(table.chains),
+        next(table.next),
+        kind(number),
+        given(static_cast<uint32_t>(given_rows)),
+        all(N) {
     static_assert(N < 255);
+  }
+
+  // count gives the rows that are searched: the first ones.
+  [[nodiscard]] uint32_t count(const SshX509Rules &rules) const {
+    return rules.further_identifiers ? all : given;
   }
 };
 
 constexpr Kind kKinds[] = {
-    {SSH_OID_PUBLIC_KEY, kTableOf<kPublicKeys>},
-    {SSH_OID_SIGNATURE, kTableOf<kSignatures>},
-    {SSH_OID_EXTENSION, kTableOf<kExtensionEntries>},
-    {SSH_OID_DN, kTableOf<kAttributes>},
-    {SSH_OID_PKCS9, kTableOf<kPkcs9>},
-    {SSH_OID_OTHER, kTableOf<kOther>},
-    {SSH_OID_HOLD, kTableOf<kHold>},
-    {SSH_OID_POLICY_QUALIFIER, kTableOf<kQualifiers>},
+    {SSH_OID_PUBLIC_KEY, std::size(kPublicKeys), kTableOf<kPublicKeys, kFurtherPublicKeys>},
+    {SSH_OID_SIGNATURE, std::size(kSignatures), kTableOf<kSignatures, kFurtherSignatures>},
+    {SSH_OID_EXTENSION, std::size(kExtensionEntries),
+     kTableOf<kExtensionEntries, kFurtherExtensions>},
+    {SSH_OID_DN, std::size(kAttributes), kTableOf<kAttributes, kFurtherAttributes>},
+    {SSH_OID_PKCS9, std::size(kPkcs9), kTableOf<kPkcs9>},
+    {SSH_OID_OTHER, std::size(kOther), kTableOf<kOther>},
+    {SSH_OID_HOLD, std::size(kHold), kTableOf<kHold>},
+    {SSH_OID_POLICY_QUALIFIER, std::size(kQualifiers), kTableOf<kQualifiers>},
 };
 
 consteval bool kinds_in_order() {
@@ -320,28 +335,12 @@ static_assert(std::size(kPublicKeys) == 5 && std::size(kSignatures) == 10 &&
 static_assert(std::size(kAttributes) == 20 && std::size(kPkcs9) == 9 && std::size(kOther) == 1);
 static_assert(std::size(kHold) == 4 && std::size(kQualifiers) == 3);
 
-constexpr Kind kFurther[] = {
-    {SSH_OID_PUBLIC_KEY, kTableOf<kFurtherPublicKeys>},
-    {SSH_OID_SIGNATURE, kTableOf<kFurtherSignatures>},
-    {SSH_OID_EXTENSION, kTableOf<kFurtherExtensions>},
-    {SSH_OID_DN, kTableOf<kFurtherAttributes>},
-};
-static_assert(kFurther[SSH_OID_DN].kind == SSH_OID_DN && std::size(kFurther) == SSH_OID_DN + 1);
-
-// search gives the first row that `find` finds in the tables of a kind, the given one first.
-template <class Find>
-const SshOidRow *search(SshOidKind kind, const SshX509Rules &rules, Find find) {
-  if (kind >= std::size(kKinds)) return nullptr;
-  const SshOidRow *row = find(kKinds[kind]);
-  if (row || kind >= std::size(kFurther) || !rules.further_identifiers) return row;
-  return find(kFurther[kind]);
-}
-
-const SshOidRow *find_text(const Kind &kind, const char *oid) {
-  for (const SshOidRow *row = kind.rows; row->oid; ++row) {
-    if (std::strcmp(row->oid, oid) == 0) return row;
-  }
-  return nullptr;
+// find gives the first of a kind's rows for which `is` is true.
+template <class Is>
+const SshOidRow *find(const Kind &kind, uint32_t count, Is is) {
+  const SshOidRow *const end = kind.rows + count;
+  const SshOidRow *const row = std::find_if(kind.rows, end, is);
+  return row == end ? nullptr : row;
 }
 
 template <class Word>
@@ -359,16 +358,16 @@ inline bool same_octets(const uint8_t *a, const uint8_t *b, size_t length) {
   static_assert(sizeof(SshOidConstant::octets) < 2 * sizeof(uint64_t));
   if (length >= sizeof(uint64_t)) return same_ends<uint64_t>(a, b, length);
   if (length >= sizeof(uint32_t)) return same_ends<uint32_t>(a, b, length);
-  while (length > 0 && a[length - 1] == b[length - 1]) --length;  // the ends differ most
-  return length == 0;
+  return a[length / 2] == b[length / 2] && same_ends<uint8_t>(a, b, length);
 }
 
-// find_octets looks for an identifier in its shortest encoding.
-const SshOidRow *find_octets(const Kind &kind, const uint8_t *octets, size_t length) {
+// find_octets looks among the first `count` rows for an identifier in its shortest encoding.
+inline const SshOidRow *find_octets(const Kind &kind, uint32_t count, Bytes octets) {
   // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): callers have filled the bytes
-  for (uint32_t i = kind.chains[chain_of(octets[length - 1])]; i != kind.count; i = kind.next[i]) {
+  for (uint32_t i = kind.chains[chain_of(octets.back())]; i < count; i = kind.next[i]) {
     const SshOidConstant &encoded = kind.rows[i].encoded;
-    if (encoded.length == length && same_octets(encoded.octets, octets, length))
+    if (encoded.length == octets.size() &&
+        same_octets(encoded.octets, octets.data(), octets.size()))
       return &kind.rows[i];
   }
   return nullptr;
@@ -376,9 +375,10 @@ const SshOidRow *find_octets(const Kind &kind, const uint8_t *octets, size_t len
 
 // find_padded looks for an identifier some of whose arcs begin with needless 80 bytes. Dotted text
 // does not show them, and identifiers are equal when their texts are; so they are dropped and the
-// rest is looked up.
-const SshOidRow *find_padded(const Kind &kind, Bytes octets) {
+// rest is looked up. Out of line, so that the frequent case needs no room for it.
+[[gnu::noinline]] const SshOidRow *find_padded(const Kind &kind, uint32_t count, Bytes octets) {
   uint8_t shortest[sizeof(SshOidConstant::octets)];
+  if (!std::memchr(octets.data(), 0x80, octets.size())) return nullptr;
   size_t length = 0;
   bool arc_starts = false;  // the first byte holds two arcs and is never padding
   for (const uint8_t octet : octets) {
@@ -387,7 +387,7 @@ const SshOidRow *find_padded(const Kind &kind, Bytes octets) {
     shortest[length++] = octet;
     arc_starts = length == 1 || octet < 0x80;
   }
-  return ssh_ber_oid_is_valid(octets) ? find_octets(kind, shortest, length) : nullptr;
+  return ssh_ber_oid_is_valid(octets) ? find_octets(kind, count, {shortest, length}) : nullptr;
 }
 
 bool equal_ignoring_case(const char *a, const char *b) {
@@ -398,25 +398,27 @@ bool equal_ignoring_case(const char *a, const char *b) {
 }  // namespace
 
 const SshOidRow *ssh_oid_find_by_oid(const char *oid, SshOidKind kind) {
-  return search(kind, ssh_x509_rules(), [oid](const Kind &table) { return find_text(table, oid); });
+  if (kind >= std::size(kKinds)) return nullptr;
+  return find(kKinds[kind], kKinds[kind].count(ssh_x509_rules()),
+              [oid](const SshOidRow &row) { return std::strcmp(row.oid, oid) == 0; });
 }
 
 const SshOidRow *ssh_oid_find_of_any_kind(const char *oid) {
   const SshOidRow *row = nullptr;
-  for (uint32_t kind = 0; !row && kind < std::size(kKinds); ++kind) {
-    row = find_text(kKinds[kind], oid);
-    if (!row && kind < std::size(kFurther)) row = find_text(kFurther[kind], oid);
+  for (const Kind &kind : kKinds) {
+    if (row) break;
+    row = find(kind, kind.all,
+               [oid](const SshOidRow &other) { return std::strcmp(other.oid, oid) == 0; });
   }
   return row;
 }
 
 const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind, const SshX509Rules &rules) {
-  if (!oid) return nullptr;
-  return search(kind, rules, [oid](const Kind &table) {
-    const SshOidRow *row = find_octets(table, oid.octets.data(), oid.octets.size());
-    if (row || !std::memchr(oid.octets.data(), 0x80, oid.octets.size())) return row;
-    return find_padded(table, oid.octets);
-  });
+  if (!oid || kind >= std::size(kKinds)) return nullptr;
+  const Kind &table = kKinds[kind];
+  const uint32_t count = table.count(rules);
+  const SshOidRow *row = find_octets(table, count, oid.octets);
+  return row ? row : find_padded(table, count, oid.octets);
 }
 
 char *ssh_x509_oid_text(SshOid oid, const SshX509Rules &rules) {
@@ -424,10 +426,7 @@ char *ssh_x509_oid_text(SshOid oid, const SshX509Rules &rules) {
 }
 
 const SshOidRow *ssh_oid_find_by_std_name(const char *name, SshOidKind kind) {
-  return search(kind, ssh_x509_rules(), [name](const Kind &table) -> const SshOidRow * {
-    for (const SshOidRow *row = table.rows; row->oid; ++row) {
-      if (equal_ignoring_case(row->name, name)) return row;
-    }
-    return nullptr;
-  });
+  if (kind >= std::size(kKinds)) return nullptr;
+  return find(kKinds[kind], kKinds[kind].count(ssh_x509_rules()),
+              [name](const SshOidRow &row) { return equal_ignoring_case(row.name, name); });
 }

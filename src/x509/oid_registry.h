@@ -1,6 +1,6 @@
 // The object-identifier registry: eight static tables, one per kind, from identifiers to names and
-// codes, and further rows that are searched after them where the profile has them. A new identifier
-// is one line in oid_registry.cc. Nobody frees or changes a row.
+// codes; their last rows are searched where the profile has further ones. A new identifier is one
+// line in oid_registry.cc. Nobody frees or changes a row.
 #pragma once
 
 #include <cstdint>
@@ -47,7 +47,7 @@ struct SshOidKeyType {
   uint32_t length = 0;  // of a key that is bytes; 0 for any
 };
 
-// SshOidRow is one identifier. `oid` is dotted text, null in the row that ends a table.
+// SshOidRow is one identifier. `oid` is dotted text.
 struct SshOidRow {
   const char *oid;
   const char *name;  // short name; for attributes the abbreviation in distinguished names

@@ -45,8 +45,7 @@ TEST(OidRegistry, EveryRowIsFoundInAllThreeWays) {
   for (const Table &table : kTables) {
     const SshOidRow *row = first_row(table);
     ASSERT_NE(row, nullptr) << table.first;
-    uint32_t count = 0;
-    for (; row->oid; ++row, ++count) {
+    for (uint32_t left = table.rows; left > 0; --left, ++row) {
       SCOPED_TRACE(row->oid);
       const std::vector<uint8_t> octets = encoded(row->oid);
       EXPECT_EQ(hex(row->encoded.oid().octets), hex(octets));
@@ -65,8 +64,6 @@ TEST(OidRegistry, EveryRowIsFoundInAllThreeWays) {
         }
       }
     }
-    EXPECT_EQ(count, table.rows) << table.first;
-    EXPECT_EQ(row->name, nullptr);
   }
 }
 
