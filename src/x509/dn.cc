@@ -21,11 +21,6 @@ SshAsn1Mode mode_of(const SshX509Rules &rules) {
   return rules.reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kSearch;
 }
 
-// plain_type is true for an object identifier that a pair may have.
-bool plain_type(Bytes octets) {
-  return octets.size() <= SSH_DN_TYPE_MAX && ssh_ber_oid_is_valid(octets);
-}
-
 // The string types of values, by their identifier byte in DER, and how their letters are read. The
 // profile adds the last two. VisibleString is read as IA5, whose letters include all of its own:
 // the visible set of ssh_str lacks some of them. read_value has the first ones in the same order.
@@ -46,24 +41,6 @@ constexpr ValueType kValueTypes[] = {
     {0x12, SSH_CHARSET_PRINTABLE, &SshX509Rules::plain_text_values},
     {0x1A, SSH_CHARSET_IA5, &SshX509Rules::plain_text_values},
 };
-
-// kPlainCharsets gives the character set of a value by its identifier. A bit string, which is rare,
-// goes the long way.
-constexpr int16_t kNoCharset = -1;
-constexpr auto kPlainCharsets = [] {
-  std::array<int16_t, 256> table = {};
-  table.fill(kNoCharset);
-  for (const ValueType &row : kValueTypes)
-    if (!row.rule && row.identifier != kBitString) table[row.identifier] = row.charset;
-  return table;
-}();
-
-// further_charset gives the set of a value of a type that the profile adds.
-int16_t further_charset(uint8_t identifier, const SshX509Rules &rules) {
-  for (const ValueType &row : kValueTypes)
-    if (row.rule && row.identifier == identifier && rules.*row.rule) return row.charset;
-  return kNoCharset;
-}
 
 // CountVisitor is what checking a name takes.
 struct CountVisitor {
@@ -213,12 +190,27 @@ bool read_value(SshAsn1Node value, const SshX509Rules &rules, SshDNPairView *pai
 bool read_further_value(SshAsn1Node value, const SshX509Rules &rules, SshDNPairView *pair) {
   if (!value) return false;
   const SshBerElement element = ssh_asn1_node_open(value);
-  pair->charset = further_charset(*element.data, rules);
+  pair->charset = ssh_dn_further_charset(*element.data, rules);
   pair->value = element.content();
-  return pair->charset != kNoCharset;
+  return pair->charset != SSH_DN_NO_CHARSET;
 }
 
 }  // namespace
+
+constinit const std::array<int16_t, 256> ssh_dn_plain_charsets = [] {
+  std::array<int16_t, 256> table = {};
+  table.fill(SSH_DN_NO_CHARSET);
+  for (const ValueType &row : kValueTypes)
+    if (!row.rule && row.identifier != kBitString) table[row.identifier] = row.charset;
+  return table;
+}();
+
+// Of the types that the profile adds.
+int16_t ssh_dn_further_charset(uint8_t identifier, const SshX509Rules &rules) {
+  for (const ValueType &row : kValueTypes)
+    if (row.rule && row.identifier == identifier && rules.*row.rule) return row.charset;
+  return SSH_DN_NO_CHARSET;
+}
 
 SshRDN *ssh_dn_rdn_new() { return ssh_make<SshRDN>(); }
 
@@ -282,20 +274,6 @@ bool ssh_dn_read_pair(SshAsn1Node node, const SshX509Rules &rules, SshDNPairView
   if (!pair->type || pair->type.octets.size() > SSH_DN_TYPE_MAX) return false;
   pair->element = value.der();
   return read_value(value, rules, pair) || read_further_value(value, rules, pair);
-}
-
-bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end, const SshX509Rules &rules,
-                            SshDNPairView *pair) {
-  Bytes content;
-  if (!ssh_dn_open_plain(p, end, 0x30, &content)) return false;
-  const uint8_t *at = content.data();
-  if (!ssh_dn_open_plain(at, p, 0x06, &pair->type.octets) || !plain_type(pair->type.octets) ||
-      at == p)
-    return false;
-  pair->element = {at, p};
-  pair->charset = kPlainCharsets[*at];
-  if (pair->charset == kNoCharset) pair->charset = further_charset(*at, rules);
-  return pair->charset != kNoCharset && ssh_dn_open_plain(at, p, *at, &pair->value) && at == p;
 }
 
 void ssh_dn_init(SshDN *dn) { *dn = {}; }

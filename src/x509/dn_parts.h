@@ -3,6 +3,7 @@
 // smallest is the one behind ssh_dn_check_der.
 #pragma once
 
+#include <array>
 #include <cstring>
 
 #include "asn1/node.h"
@@ -16,6 +17,11 @@ constexpr uint32_t SSH_DN_RDNS_MAX = SSH_XMALLOC_MAX / 8;
 // SSH_DN_TYPE_MAX bounds the bytes of an attribute type, so that its dotted text always fits into
 // one block.
 constexpr size_t SSH_DN_TYPE_MAX = SSH_XMALLOC_MAX / 4 - 16;
+
+// ssh_dn_is_type is true for an object identifier that a pair may have.
+[[nodiscard]] inline bool ssh_dn_is_type(SshOid type) {
+  return type.octets.size() <= SSH_DN_TYPE_MAX && ssh_ber_oid_is_valid(type.octets);
+}
 
 // ssh_dn_rdn_new returns a relative name without pairs; ssh_dn_rdn_free frees one with its pairs.
 [[nodiscard]] SshRDN *ssh_dn_rdn_new();
@@ -46,22 +52,6 @@ struct SshDNPairView {
 [[nodiscard]] bool ssh_dn_read_rdn(SshAsn1Node node, SshAsn1Node *pairs);
 [[nodiscard]] bool ssh_dn_open_name(Bytes der, SshAsn1Work *work, SshAsn1Node *rdns);
 [[nodiscard]] bool ssh_dn_open_rdn(Bytes der, SshAsn1Work *work, SshAsn1Node *pairs);
-
-// ssh_dn_read_plain_pair moves over a pair of the usual form: all lengths definite, the value
-// primitive and last. False means only that the pair is not plain.
-[[nodiscard]] bool ssh_dn_read_plain_pair(const uint8_t *&p, const uint8_t *end,
-                                          const SshX509Rules &rules, SshDNPairView *pair);
-
-// ssh_dn_open_plain opens an element with this identifier byte and a definite length and moves `p`
-// behind it.
-[[nodiscard]] inline bool ssh_dn_open_plain(const uint8_t *&p, const uint8_t *end,
-                                            uint8_t identifier, Bytes *content) {
-  if (p == end || *p != identifier) return false;
-  const SshBerSpan span = ssh_ber_span(p, end);
-  *content = span.bytes();
-  p = span.end;
-  return span.content != nullptr;
-}
 
 // ssh_dn_walk_pairs shows every pair of a list to `visitor.pair`.
 template <class Visitor>
@@ -97,23 +87,53 @@ template <class Visitor>
   return ssh_dn_walk(der, ssh_x509_rules(), visitor, work);
 }
 
-// ssh_dn_walk_plain does the same for names of the usual form, several times faster; false if the
-// name is not.
+// ssh_dn_value_charset gives the character set of a value by its identifier byte, SSH_DN_NO_CHARSET
+// if the profile has none for it. A bit string, which is rare, goes the long way.
+constexpr int16_t SSH_DN_NO_CHARSET = -1;
+extern const std::array<int16_t, 256> ssh_dn_plain_charsets;
+[[nodiscard]] int16_t ssh_dn_further_charset(uint8_t identifier, const SshX509Rules &rules);
+[[nodiscard]] inline int16_t ssh_dn_value_charset(uint8_t identifier, const SshX509Rules &rules) {
+  const int16_t charset = ssh_dn_plain_charsets[identifier];
+  return charset != SSH_DN_NO_CHARSET ? charset : ssh_dn_further_charset(identifier, rules);
+}
+
+// ssh_dn_read_plain_pair reads the pair at `p` and returns its end; null if it is not of the usual
+// form: all lengths definite, the value primitive and last.
+[[nodiscard, gnu::always_inline]] inline const uint8_t *ssh_dn_read_plain_pair(
+    const uint8_t *p, const uint8_t *end, const SshX509Rules &rules, SshDNPairView *pair) {
+  if (*p != 0x30) return nullptr;
+  const SshBerSpan whole = ssh_ber_span(p, end);
+  if (whole.content == whole.end || *whole.content != 0x06) return nullptr;
+  const SshBerSpan type = ssh_ber_span(whole.content, whole.end);
+  pair->type.octets = type.bytes();
+  if (type.end == whole.end || !ssh_dn_is_type(pair->type)) return nullptr;
+  pair->charset = ssh_dn_value_charset(*type.end, rules);
+  const SshBerSpan value = ssh_ber_span(type.end, whole.end);
+  pair->value = value.bytes();
+  pair->element = {type.end, whole.end};
+  return pair->charset != SSH_DN_NO_CHARSET && value.end == whole.end ? whole.end : nullptr;
+}
+
+// ssh_dn_walk_plain does as ssh_dn_walk for names of the usual form, several times faster; false if
+// the name is not.
 template <class Visitor>
 [[nodiscard]] bool ssh_dn_walk_plain(Bytes der, const SshX509Rules &rules, Visitor &visitor) {
-  const uint8_t *p = der.data();
-  Bytes rdns, pairs;
-  if (!ssh_dn_open_plain(p, p + der.size(), 0x30, &rdns) || rdns.size() > SSH_DN_RDNS_MAX)
-    return false;
-  if (p != der.data() + der.size()) return false;
-  for (const uint8_t *at = rdns.data(), *end = at + rdns.size(); at != end;) {
-    if (!ssh_dn_open_plain(at, end, 0x31, &pairs)) return false;
+  const uint8_t *const end = der.data() + der.size();
+  if (der.empty() || der[0] != 0x30) return false;
+  const SshBerSpan rdns = ssh_ber_span(der.data(), end);
+  if (rdns.end != end || rdns.bytes().size() > SSH_DN_RDNS_MAX) return false;
+  for (const uint8_t *at = rdns.content; at != end;) {
+    if (*at != 0x31) return false;
+    const SshBerSpan pairs = ssh_ber_span(at, end);
+    if (!pairs.content) return false;
     visitor.rdn();
-    for (const uint8_t *in = pairs.data(); in != at;) {
+    for (const uint8_t *in = pairs.content; in != pairs.end;) {
       SshDNPairView pair;
-      if (!ssh_dn_read_plain_pair(in, at, rules, &pair)) return false;
+      in = ssh_dn_read_plain_pair(in, pairs.end, rules, &pair);
+      if (!in) return false;
       visitor.pair(pair);
     }
+    at = pairs.end;
   }
   return true;
 }
