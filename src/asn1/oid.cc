@@ -53,11 +53,13 @@ class Arcs {
   bool valid_ = true;
 };
 
-bool arcs_are_valid(Bytes octets) {
-  Arcs arcs(octets);
-  for (uint32_t arc; arcs.next(arc);) {
-  }
-  return arcs.valid();
+// arc_is_too_long tells of an arc around the byte at `i`, which is not its last: four such bytes
+// are too many.
+bool arc_is_too_long(Bytes octets, size_t i) {
+  size_t first = i, behind = i;
+  while (first > 1 && octets[first - 1] >= 0x80) --first;
+  while (behind < octets.size() && octets[behind] >= 0x80) ++behind;
+  return behind - first >= kArcOctetsMax;
 }
 
 constexpr size_t digits(uint32_t value) {
@@ -144,9 +146,9 @@ char *ssh_ber_arcs_to_oid_string(const uint32_t *arcs, size_t count) {
 
 bool ssh_ber_oid_is_valid_long(Bytes octets) {
   if (octets.empty()) return false;
-  // An arc is too long if four of its bytes are not its last: one of them is looked at here.
+  // Of four bytes that are not the last of their arc one is looked at here.
   for (size_t i = kArcOctetsMax; i < octets.size(); i += kArcOctetsMax) {
-    if (octets[i] >= 0x80) return arcs_are_valid(octets);
+    if (octets[i] >= 0x80 && arc_is_too_long(octets, i)) return false;
   }
   return octets.size() == 1 || octets.back() < 0x80;
 }

@@ -127,7 +127,7 @@ class SshAsn1Unread {
   // element.
   void set(SshAsn1Node node) {
     node_ = node;
-    plain_ = false;
+    checked_ = true;
   }
   void set(Bytes octets, SshAsn1Work *work) {
     const uint8_t *const end = octets.data() + octets.size();
@@ -140,7 +140,7 @@ class SshAsn1Unread {
   }
 
   explicit operator bool() const { return node_.data != node_.end; }
-  [[nodiscard]] bool is_plain() const { return plain_; }
+  [[nodiscard]] bool is_plain() const { return !checked_; }
   [[nodiscard]] const uint8_t *data() const { return node_.data; }
   [[nodiscard]] const SshAsn1Node &node() const { return node_; }  // of what was checked
 
@@ -152,7 +152,7 @@ class SshAsn1Unread {
 
   // next goes to the next element of the list, behind the one that was read.
   void next() {
-    if (!plain_)
+    if (checked_)
       node_ = ssh_asn1_node_next(node_);
     else if (node_.next == node_.end)
       node_ = {};
@@ -167,7 +167,7 @@ class SshAsn1Unread {
   // check makes checked elements of bytes that are not plain, from this one to the end of its
   // list: what the general reader would have seen. False if they are not well-formed, or the
   // element begins or ends elsewhere.
-  [[nodiscard]] bool check();
+  [[nodiscard, gnu::cold]] bool check();
 
  private:
   template <const auto &Ops, class... Outputs>
@@ -176,11 +176,11 @@ class SshAsn1Unread {
 
   void set_plain(const uint8_t *p, const uint8_t *next, const uint8_t *end, SshAsn1Work *work) {
     node_ = {p, next, end, work};
-    plain_ = true;
+    checked_ = false;
   }
 
   SshAsn1Node node_;  // of unchecked ones in a list `next` is null until the first was read
-  bool plain_ = false;
+  bool checked_ = true;
 };
 // The general reader stores checked elements.
 inline void *ssh_asn1_output(SshAsn1Unread *output) {

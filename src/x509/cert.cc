@@ -222,6 +222,7 @@ bool decode_algorithms(SshAsn1Unread &outer, SshAsn1Unread &inner, SshX509Cert &
   if (!ssh_x509_signature_algorithm(outer, decoder, given)) return false;
   cert.signature_key_type = given.key_type();
   cert.signature_scheme = given.scheme();
+  if (ssh_bytes_equal(cert.algorithm, cert.signed_algorithm)) return true;  // as nearly always
   if (!ssh_x509_signature_algorithm(inner, decoder, signed_one)) return false;
   if (!same_scheme(given, signed_one))
     return decoder.refuse(kInnerAlgorithm, "differs from the one outside", inner.data(),
@@ -236,7 +237,12 @@ bool decode_names(TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
   if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder, &cert.issuer_names)) {
     return decoder.refuse_read("issuer", parts.issuer);
   }
-  if (!ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder, &cert.subject_names)) {
+  // Who issues for himself has the same name, which was read.
+  const bool same = ssh_bytes_equal(parts.issuer.der(), parts.subject.der());
+  if (same && cert.issuer_names) {
+    ssh_x509_name_add_dn(parts.subject.der(), SSH_X509_NAME_DN, decoder, &cert.subject_names);
+  } else if (!same && !ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder,
+                                               &cert.subject_names)) {
     return decoder.refuse_read("subject", parts.subject);
   }
   if (parts.has_issuer_id) add_unique_id(parts.issuer_id, decoder.pool, &cert.issuer_names);

@@ -49,12 +49,7 @@ bool SshX509Decoder::times_pass(const SshBerTime &from, const SshBerTime &to,
   return time_passes(from.odd ? from : to, element.data);
 }
 
-bool SshX509Decoder::value(Bytes octets, SshAsn1Unread &root) {
-  if (plain) {
-    unchecked = octets;
-    root.set(octets, &work);
-    return true;
-  }
+bool SshX509Decoder::value_checked(Bytes octets, SshAsn1Unread &root) {
   SshAsn1Node elements;
   const uint8_t *fault = nullptr;
   const SshAsn1Status status = ssh_asn1_decode_in_place(octets, &work, &elements, &fault);
@@ -105,7 +100,8 @@ uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits) {
 }
 
 uint32_t ssh_x509_named_bits_to_mask(const SshAsn1Bits &bits) {
-  uint32_t named = 0;
-  for (uint32_t i = 0; i < 32 && i < bits.bits; ++i) named |= 0x80u >> i % 8 << (i / 8 * 8);
-  return ssh_x509_bits_to_mask(bits) & named;
+  const uint32_t named = bits.bits < 32 ? ~(UINT32_MAX >> bits.bits) : UINT32_MAX;
+  const uint32_t first_byte_low =
+      named >> 24 | (named >> 8 & 0xFF00) | (named & 0xFF00) << 8 | named << 24;
+  return ssh_x509_bits_to_mask(bits) & first_byte_low;
 }

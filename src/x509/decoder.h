@@ -54,17 +54,18 @@ struct SshX509Decoder {
   bool unusual = false;  // whether a plain decode met what it must leave to the general reader
 
   // refuse notes a refusal unless an inner one was noted before, and gives false. `at` is null for
-  // a missing part. Where the work is spent, that is the reason, whatever was being read.
-  bool refuse(const char *structure, const char *rule, const uint8_t *at, SshOid identifier = {},
-              SshX509Found found = SSH_X509_FOUND_IT);
-  bool refuse_value(const char *structure, const char *rule, const uint8_t *at) {
+  // a missing part. Where the work is spent, that is the reason, whatever was being read. Few inputs
+  // are refused, so what leads there stands apart from the code of a decode.
+  [[gnu::cold]] bool refuse(const char *structure, const char *rule, const uint8_t *at,
+                            SshOid identifier = {}, SshX509Found found = SSH_X509_FOUND_IT);
+  [[gnu::cold]] bool refuse_value(const char *structure, const char *rule, const uint8_t *at) {
     return refuse(structure, rule, at, {}, SSH_X509_FOUND_VALUE);
   }
 
   // refuse_read does so for a structure that no template has read, of which the reads have noted
   // the deepest element that is something else.
-  bool refuse_read(const char *structure, Bytes octets, SshOid identifier = {});
-  bool refuse_read(const char *structure, const SshAsn1Unread &element) {
+  [[gnu::cold]] bool refuse_read(const char *structure, Bytes octets, SshOid identifier = {});
+  [[gnu::cold]] bool refuse_read(const char *structure, const SshAsn1Unread &element) {
     return refuse_read(structure, element.list());
   }
 
@@ -134,12 +135,19 @@ struct SshX509Decoder {
   // value prepares bytes that hold an encoding and that the input's own nesting hides: in a decode
   // that reads plain bytes as they are, in others as the elements that are well-formed. False if
   // not all are. `value_read` tells that it was read.
-  bool value(Bytes octets, SshAsn1Unread &root);
+  bool value(Bytes octets, SshAsn1Unread &root) {
+    if (!plain) return value_checked(octets, root);
+    unchecked = octets;
+    root.set(octets, &work);
+    return true;
+  }
   void value_read() { unchecked = {}; }
   bool plain = false;       // whether it reads so
   bool each_alone = false;  // whether parts are read of what is refused, each for itself
 
  private:
+  bool value_checked(Bytes octets, SshAsn1Unread &root);
+
   template <SshAsn1Text Text, class... Outputs>
   [[nodiscard]] bool read_as(SshAsn1Mode mode, SshAsn1Unread &element, SshAsn1Template<Text> text,
                              Outputs... outputs) {

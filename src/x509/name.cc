@@ -77,16 +77,20 @@ bool ssh_x509_name_other(const SshX509Name &name, SshOid *type, Bytes *value) {
   return true;
 }
 
+void ssh_x509_name_add_dn(Bytes der, SshX509NameType type, SshX509Decoder &decoder,
+                          SshX509Name **list) {
+  auto *name = decoder.pool.make<SshX509Name>();
+  name->type = type;
+  name->der = der;
+  ssh_x509_name_add(list, name);
+}
+
 bool ssh_x509_name_decode_dn(const SshAsn1Unread &node, SshX509NameType type,
                              SshX509Decoder &decoder, SshX509Name **list) {
   bool empty = false;
   if (!node || !ssh_dn_check_der(node.der(), &empty, &decoder.work.fault, decoder.rules))
     return false;
-  if (empty) return true;
-  auto *name = decoder.pool.make<SshX509Name>();
-  name->type = type;
-  name->der = node.der();
-  ssh_x509_name_add(list, name);
+  if (!empty) ssh_x509_name_add_dn(node.der(), type, decoder, list);
   return true;
 }
 

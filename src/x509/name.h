@@ -60,6 +60,10 @@ void ssh_x509_name_reset(SshX509Name *list);
 // into it.
 [[nodiscard]] bool ssh_x509_name_other(const SshX509Name &name, SshOid *type, Bytes *value);
 
+// ssh_x509_name_add_dn adds an entry for the DER of a Name that was checked and is not empty.
+void ssh_x509_name_add_dn(Bytes der, SshX509NameType type, SshX509Decoder &decoder,
+                          SshX509Name **list);
+
 // ssh_x509_name_decode_dn checks a Name and adds one entry for it to `list`; an empty name adds
 // none.
 [[nodiscard]] bool ssh_x509_name_decode_dn(const SshAsn1Unread &name, SshX509NameType type,
