@@ -1,5 +1,7 @@
 #include "loopback/messages.h"
 
+#include <algorithm>
+
 #include "util/wire.h"
 
 namespace loopback {
@@ -8,130 +10,91 @@ namespace {
 
 constexpr size_t kSmallestKey = 12;  // type, length of no data, value
 
-// Reader reads fields off the front of bytes. After the first that cannot be read it reads nothing
-// more and is no longer good.
-class Reader {
- public:
-  explicit Reader(Bytes octets) : rest_(octets) {}
+bool read_names(SshWireReader &reader, Names &names) {
+  return std::ranges::all_of(names, [&reader](Bytes &name) { return reader.octets(&name); });
+}
 
-  void number(uint32_t &value) { take({ssh_get_uint32(&value)}); }
-  void octets(Bytes &view) { take({ssh_get_uint32_str_nocopy(&view)}); }
-  void names(Names &names) {
-    for (Bytes &name : names) octets(name);
-  }
+// read_flag reads a boolean, of which only the values that are written are taken.
+bool read_flag(SshWireReader &reader, uint32_t &value) {
+  Bytes octet;
+  if (!reader.take(1, &octet)) return false;
+  value = octet[0];
+  return value <= 1;
+}
 
-  // flag reads a boolean, of which only the values that are written are taken.
-  void flag(uint32_t &value) {
-    if (!rest_.empty() && rest_[0] > 1) good_ = false;
-    take({ssh_get_boolean(&value)});
-  }
+// read_time reads a time as text. No text is a time that is not given.
+bool read_time(SshWireReader &reader, SshBerTime &time) {
+  Bytes view;
+  if (!reader.octets(&view)) return false;
+  if (view.empty()) return true;
+  const std::string text(ssh_bytes_text(view));
+  return text.find('\0') == text.npos && ssh_ber_time_set_from_string(&time, text.c_str());
+}
 
-  // time reads a time as text. No text is a time that is not given.
-  void time(SshBerTime &time) {
-    Bytes view;
-    octets(view);
-    if (!good_ || view.empty()) return;
-    const std::string text(ssh_bytes_text(view));
-    good_ = text.find('\0') == text.npos && ssh_ber_time_set_from_string(&time, text.c_str());
-  }
+bool read_validity(SshWireReader &reader, Validity &validity) {
+  return read_time(reader, validity.not_before) && read_time(reader, validity.not_after);
+}
 
-  void validity(Validity &validity) {
-    time(validity.not_before);
-    time(validity.not_after);
-  }
+bool read_keys(SshWireReader &reader, std::vector<Key> &keys) {
+  uint32_t count = 0;
+  if (!reader.number(&count) || count > reader.rest().size() / kSmallestKey) return false;
+  keys.resize(count);
+  return std::ranges::all_of(keys, [&reader](Key &key) {
+    return reader.number(&key.type) && reader.octets(&key.data) && reader.number(&key.value);
+  });
+}
 
-  void keys(std::vector<Key> &keys) {
-    uint32_t count = 0;
-    number(count);
-    if (count > rest_.size() / kSmallestKey) good_ = false;
-    if (!good_) return;
-    keys.resize(count);
-    for (Key &key : keys) {
-      number(key.type);
-      octets(key.data);
-      number(key.value);
-    }
-  }
-
-  void constraints(Constraints &constraints) {
-    validity(constraints.time);
-    keys(constraints.keys);
-    number(constraints.path_length);
-    number(constraints.key_usage);
-    number(constraints.key_type);
-    number(constraints.rule);
-    flag(constraints.group_mode);
-    keys(constraints.second_keys);
-  }
-
-  [[nodiscard]] bool good() const { return good_; }
-  [[nodiscard]] bool done() const { return good_ && rest_.empty(); }
-
- private:
-  void take(std::initializer_list<SshGet> fields) {
-    const size_t used = good_ ? ssh_decode_array(rest_, fields) : 0;
-    good_ = used > 0;
-    rest_ = rest_.subspan(used);
-  }
-
-  Bytes rest_;
-  bool good_ = true;
-};
+bool read_constraints(SshWireReader &reader, Constraints &constraints) {
+  return read_validity(reader, constraints.time) && read_keys(reader, constraints.keys) &&
+         reader.number(&constraints.path_length) && reader.number(&constraints.key_usage) &&
+         reader.number(&constraints.key_type) && reader.number(&constraints.rule) &&
+         read_flag(reader, constraints.group_mode) && read_keys(reader, constraints.second_keys);
+}
 
 }  // namespace
 
 bool decode_envelope(Bytes octets, Envelope *envelope) {
-  Reader reader(octets);
+  SshWireReader reader(octets);
   for (uint32_t *field : {&envelope->version, &envelope->id, &envelope->type, &envelope->status,
                           &envelope->reserved}) {
-    reader.number(*field);
+    if (!reader.number(field)) return false;
   }
-  if (!reader.good()) return false;
-  reader.octets(envelope->payload);
-  envelope->whole = reader.done();
+  envelope->whole = reader.octets(&envelope->payload) && reader.rest().empty();
   return true;
 }
 
 bool decode(Bytes payload, CertificateAdd *request) {
-  Reader reader(payload);
-  reader.number(request->options);
-  reader.octets(request->certificate);
-  return reader.done();
+  SshWireReader reader(payload);
+  return reader.number(&request->options) && reader.octets(&request->certificate) &&
+         reader.rest().empty();
 }
 
 bool decode(Bytes payload, CrlAdd *request) {
-  Reader reader(payload);
-  reader.octets(request->crl);
-  return reader.done();
+  SshWireReader reader(payload);
+  return reader.octets(&request->crl) && reader.rest().empty();
 }
 
 bool decode(Bytes payload, Search *request) {
-  Reader reader(payload);
-  reader.constraints(request->constraints);
-  reader.validity(request->validity);
-  return reader.done();
+  SshWireReader reader(payload);
+  return read_constraints(reader, request->constraints) &&
+         read_validity(reader, request->validity) && reader.rest().empty();
 }
 
 bool decode(Bytes payload, PathSearch *request) {
-  Reader reader(payload);
-  reader.constraints(request->first);
-  reader.constraints(request->second);
-  reader.validity(request->validity);
-  return reader.done();
+  SshWireReader reader(payload);
+  return read_constraints(reader, request->first) && read_constraints(reader, request->second) &&
+         read_validity(reader, request->validity) && reader.rest().empty();
 }
 
 bool decode(Bytes payload, CertificateRequest *request) {
-  Reader reader(payload);
-  reader.octets(request->data);
-  reader.names(request->names);
-  reader.octets(request->further);
-  return reader.done();
+  SshWireReader reader(payload);
+  return reader.octets(&request->data) && read_names(reader, request->names) &&
+         reader.octets(&request->further) && reader.rest().empty();
 }
 
 bool decode(Bytes payload, RequestRemove *request) {
-  Reader reader(payload);
-  reader.names(request->names);
-  return reader.done();
+  SshWireReader reader(payload);
+  return read_names(reader, request->names) && reader.rest().empty();
 }
 
 bool decode(Bytes payload, CaNames *) { return payload.empty(); }

@@ -6,6 +6,9 @@
 #include "util/owner.h"
 #include "util/wire.h"
 
+// Replies: an envelope comes from the host, the pending table has the callback that its request
+// left, and the payload is read in the form that the callback takes. A further form is a function
+// here and a row of kAnswers.
 namespace {
 
 template <class Callback>
@@ -24,8 +27,8 @@ KwPkiStatus answer_list(const PendingRequest &request, const ReplyEnvelope &repl
   return KWPKI_OK;
 }
 
-// Names are the names of a reply in one copy of its payload: the byte behind each of them belongs
-// to the length of the next, which has been read when a terminator takes its place.
+// Names are the names of a reply. They lie in one copy of its payload, in which a zero byte follows
+// each of them, as texts in C have it.
 struct Names {
   SshBlock octets;
   SshArray<const char *> texts;
@@ -33,36 +36,36 @@ struct Names {
   uint32_t count = 0;
 };
 
-// read_names takes names up to the first that cannot be read; the others stay empty.
+// read_names takes names up to the first that cannot be read; the others stay empty. A name is
+// terminated once the length of the next has been read, which lies where the terminator goes.
 void read_names(Bytes payload, Names *names) {
   names->octets.reset(static_cast<uint8_t *>(ssh_xmemdup(payload.data(), payload.size())));
   names->texts = ssh_make_array<const char *>(names->count);
   names->lengths = ssh_make_array<uint32_t>(names->count);
   uint8_t *end = names->octets.get() + payload.size();  // a zero byte: the empty text
-  Bytes rest(names->octets.get(), payload.size());
+  SshWireReader reader({names->octets.get(), payload.size()});
   uint8_t *terminator = nullptr;
-  for (uint32_t i = 0; i < names->count; ++i) {
-    Bytes name;
-    const size_t used = ssh_decode_array(rest, {ssh_get_uint32_str_nocopy(&name)});
+  uint32_t i = 0;
+  for (Bytes name; i < names->count && reader.octets(&name); ++i) {
     if (terminator) *terminator = 0;
-    rest = used ? rest.subspan(used) : Bytes();
-    terminator = used ? end - rest.size() : nullptr;
-    names->texts[i] = reinterpret_cast<const char *>(used ? name.data() : end);
+    terminator = end - reader.rest().size();
+    names->texts[i] = reinterpret_cast<const char *>(name.data());
     names->lengths[i] = static_cast<uint32_t>(name.size());
   }
   if (terminator) *terminator = 0;
+  for (; i < names->count; ++i) names->texts[i] = reinterpret_cast<const char *>(end);
 }
 
 // decode_names reads the payload of a reply with names. False if it tells of more names than it can
 // hold or than arrays can be allocated for; no count at all is no names.
 bool decode_names(Bytes payload, Names *names) {
+  SshWireReader reader(payload);
   uint32_t count = 0;
-  const size_t used = ssh_decode_array(payload, {ssh_get_uint32(&count)});
-  if (!used || count == 0) return true;
-  const Bytes rest = payload.subspan(used);
-  if (count > rest.size() / 4 || count > SSH_XMALLOC_MAX / sizeof(char *)) return false;
+  if (!reader.number(&count) || count == 0) return true;
+  // A name takes four bytes at least, those of its length.
+  if (count > reader.rest().size() / 4 || count > SSH_XMALLOC_MAX / sizeof(char *)) return false;
   names->count = count;
-  read_names(rest, names);
+  read_names(reader.rest(), names);
   return true;
 }
 

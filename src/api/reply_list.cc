@@ -14,14 +14,18 @@ namespace {
 constexpr SshCertDBLimits kLimits = {
     .max_entries = 1024, .max_memory = 0x100000, .default_keep_until = 5};
 
-// Integers for the identifier, bytes for the keys.
+// The indexes of a database by key type: integers for the identifier (type 0), bytes for keys.
 constexpr uint32_t kDataTypes[SSH_CERTDB_KEY_TYPES] = {0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 
-// kDecodeMemory is the part of a list's memory that only the decode of a certificate may use.
+// kDecodeMemory is the part of a list's memory that only the decode of a certificate may use, and
+// that is free again afterwards.
 constexpr size_t kDecodeMemory = 0x3F00000;
 
-// Account is what the elements of a list may still take of the heap: the database's pool, in which
-// they lie, and beside it their keys and what records have beyond their room in the pool.
+// Account bounds what the elements of a list take of the heap, in proportion to the reply: a
+// hostile reply can ask for records that are many times larger than itself. It counts the
+// database's pool, in which elements lie, and beside it (`beside_`) their keys and what records
+// have beyond their room in the pool. The pool is told how much is left for it, and spends `work_`
+// if that is not enough.
 class Account {
  public:
   Account(SshPool &pool, size_t most) : pool_(pool), most_(most - kDecodeMemory) { bound(); }
@@ -57,32 +61,14 @@ class Account {
   uint64_t work_ = 1;  // 0 from the first time on that there was not enough
 };
 
-// Reader takes fields from the front of a payload.
-class Reader {
- public:
-  explicit Reader(Bytes payload) : rest_(payload) {}
-
-  bool uint32(uint32_t *value) { return fields({ssh_get_uint32(value)}); }
-  bool fields(std::initializer_list<SshGet> wanted) {
-    const size_t used = ssh_decode_array(rest_, wanted);
-    rest_ = rest_.subspan(used);
-    return used > 0;
-  }
-
- private:
-  Bytes rest_;
-};
-
 // read_keys links keys in the order read. Those of types that there are not are dropped.
-bool read_keys(Reader &reader, SshCertDBKey **keys, Account &account) {
+bool read_keys(SshWireReader &reader, SshCertDBKey **keys, Account &account) {
   uint32_t count = 0;
-  if (!reader.uint32(&count)) return false;
+  if (!reader.number(&count)) return false;
   for (; count > 0; --count) {
     uint32_t type = 0, value = 0;
     Bytes data;
-    const bool read = reader.fields(
-        {ssh_get_uint32(&type), ssh_get_uint32_str_nocopy(&data), ssh_get_uint32(&value)});
-    if (!read) return false;
+    if (!reader.number(&type) || !reader.octets(&data) || !reader.number(&value)) return false;
     if (type >= SSH_CERTDB_KEY_TYPES) continue;
     if (!account.take(ssh_mem_heap_size(sizeof(SshCertDBKey) + data.size()))) return false;
     ssh_certdb_key_push(keys, type, data, value);
@@ -92,10 +78,10 @@ bool read_keys(Reader &reader, SshCertDBKey **keys, Account &account) {
 }
 
 // read_entry_fields reads what follows the certificate in an element.
-bool read_entry_fields(Reader &reader, SshCertDBEntry &entry, Account &account) {
+bool read_entry_fields(SshWireReader &reader, SshCertDBEntry &entry, Account &account) {
   uint32_t keep_until = 0, aux_value = 0;
-  if (!reader.uint32(&entry.tag) || !read_keys(reader, &entry.keys, account)) return false;
-  if (!reader.fields({ssh_get_uint32(&keep_until), ssh_get_uint32(&aux_value)})) return false;
+  if (!reader.number(&entry.tag) || !read_keys(reader, &entry.keys, account)) return false;
+  if (!reader.number(&keep_until) || !reader.number(&aux_value)) return false;
   entry.keep_until = static_cast<int32_t>(keep_until);
   entry.aux_value = static_cast<int32_t>(aux_value);
   return true;
@@ -115,9 +101,9 @@ SshCMCertificate *decode_certificate(Bytes ber, SshPool &pool, Account &account)
 
 // read_certificate adds one element to the list. Once the certificate is there, it is kept, even if
 // the rest of its element cannot be read.
-bool read_certificate(Reader &reader, KwPkiCertListObject &result, Account &account) {
+bool read_certificate(SshWireReader &reader, KwPkiCertListObject &result, Account &account) {
   Bytes ber;
-  if (!reader.fields({ssh_get_uint32_str_nocopy(&ber)})) return false;
+  if (!reader.octets(&ber)) return false;
   SshCMCertificate *cert = decode_certificate(ber, result.database->pool, account);
   if (!cert) return false;
   SshCertDBEntry *entry = ssh_certdb_alloc_entry(*result.database, SSH_CM_ENTRY_CERT, cert);
@@ -129,11 +115,12 @@ bool read_certificate(Reader &reader, KwPkiCertListObject &result, Account &acco
 }
 
 // read_elements is false if the list would take more than `most` bytes of the heap.
-bool read_elements(Reader &reader, uint32_t count, KwPkiCertListObject &result, size_t most) {
+bool read_elements(SshWireReader &reader, uint32_t count, KwPkiCertListObject &result,
+                   size_t most) {
   Account account(result.database->pool, most);
   for (; count > 0; --count) {
     uint32_t type = 0;
-    if (!reader.uint32(&type)) break;
+    if (!reader.number(&type)) break;
     // Of an element of another type nothing more is read; deliberately, its bytes are not
     // skipped.
     if (type != SSH_CM_ENTRY_CERT) continue;
@@ -157,11 +144,11 @@ size_t reply_list_memory_most(size_t payload) {
 }
 
 KwPkiCertList reply_list_decode(Bytes payload) {
-  Reader reader(payload);
+  SshWireReader reader(payload);
   uint32_t count = 0, reserved = 0, state = 0;
   Bytes text;
-  const bool read = reader.fields({ssh_get_uint32(&count), ssh_get_uint32(&reserved),
-                                   ssh_get_uint32(&state), ssh_get_uint32_str_nocopy(&text)});
+  const bool read = reader.number(&count) && reader.number(&reserved) && reader.number(&state) &&
+                    reader.octets(&text);
   if (!read) return nullptr;
 
   KwPkiCertList result = make_list();

@@ -8,11 +8,11 @@
 
 namespace {
 
-constexpr size_t kSmallList = 16;
+constexpr size_t kSmallList = 16;  // so many fields are read without a block for the list
 
 // Decode is the state of one reading: what remains, and the blocks to be freed should it fail.
 struct Decode {
-  Bytes rest;
+  SshWireReader reader;
   uint8_t **blocks;
   size_t block_count = 0;
   bool overrun = false;  // a special field was read and claimed more than there is
@@ -53,30 +53,19 @@ void put_mp_int(SshBuffer &buffer, const SshPut &field) {
 
 void put_special(SshBuffer &buffer, const SshPut &field) { field.encoder(buffer, field.context); }
 
-bool take(Decode &decode, uint64_t count, Bytes &octets) {
-  if (count > decode.rest.size()) return false;
-  octets = decode.rest.first(static_cast<size_t>(count));
-  decode.rest = decode.rest.subspan(octets.size());
-  return true;
-}
-
-bool take_uint32(Decode &decode, uint32_t &value) {
-  Bytes octets;
-  if (!take(decode, 4, octets)) return false;
-  value = ssh_load_be32(octets.data());
-  return true;
-}
+bool take_uint32(Decode &decode, uint32_t &value) { return decode.reader.number(&value); }
 
 bool take_vlint32(Decode &decode, uint32_t &value) {
+  const Bytes rest = decode.reader.rest();
   Bytes octets;
-  if (decode.rest.empty() || !take(decode, vlint32_length(decode.rest[0]), octets)) return false;
+  if (rest.empty() || !decode.reader.take(vlint32_length(rest[0]), &octets)) return false;
   value = vlint32_parse(octets.data(), nullptr);
   return true;
 }
 
 bool take_octet(Decode &decode, uint32_t &value) {
   Bytes octets;
-  if (!take(decode, 1, octets)) return false;
+  if (!decode.reader.take(1, &octets)) return false;
   value = octets[0];
   return true;
 }
@@ -100,7 +89,7 @@ template <bool (*TakeLength)(Decode &, uint32_t &)>
 bool get_view(Decode &decode, const SshGet &field) {
   uint32_t length;
   Bytes octets;
-  if (!TakeLength(decode, length) || !take(decode, length, octets)) return false;
+  if (!TakeLength(decode, length) || !decode.reader.take(length, &octets)) return false;
   if (field.value) *field.value = length;
   if (field.view) *field.view = octets;
   return true;
@@ -120,8 +109,9 @@ bool get_copy(Decode &decode, const SshGet &field) {
 bool get_mp_int(Decode &decode, const SshGet &field) {
   uint32_t bits;
   Bytes magnitude;
-  if (!take_uint32(decode, bits) || !take(decode, (uint64_t{bits} + 7) / 8, magnitude))
-    return false;
+  if (!take_uint32(decode, bits)) return false;
+  // The octets of the magnitude are (bits + 7) / 8, without the overflow that a sum of 32 bits has.
+  if (!decode.reader.take(bits / 8 + (bits % 8 > 0), &magnitude)) return false;
   if (!field.integer) return true;
   if (magnitude.size() > SSH_XMALLOC_MAX) return false;
   field.integer->set_magnitude(magnitude);
@@ -130,7 +120,7 @@ bool get_mp_int(Decode &decode, const SshGet &field) {
 
 bool get_data(Decode &decode, const SshGet &field) {
   Bytes octets;
-  if (!take(decode, field.length, octets)) return false;
+  if (!decode.reader.take(field.length, &octets)) return false;
   if (field.destination && !octets.empty()) {
     std::memcpy(field.destination, octets.data(), octets.size());
   }
@@ -139,9 +129,10 @@ bool get_data(Decode &decode, const SshGet &field) {
 
 bool get_special(Decode &decode, const SshGet &field) {
   Bytes octets;
-  const size_t used = field.decoder(decode.rest, field.context);
-  decode.overrun = used > decode.rest.size();
-  return used > 0 && take(decode, used, octets);
+  const Bytes rest = decode.reader.rest();
+  const size_t used = field.decoder(rest, field.context);
+  decode.overrun = used > rest.size();
+  return used > 0 && decode.reader.take(used, &octets);
 }
 
 // The formats in order of their codes. Views are for reading only.
@@ -164,7 +155,8 @@ constexpr FormatRow kFormats[] = {
 };
 static_assert(std::size(kFormats) == SSH_FORMAT_END);
 
-// undo releases what fields have stored.
+// undo releases what fields have stored: the blocks of copied strings, and by a clean-up call
+// whatever a special field made.
 void undo(const Decode &decode, std::span<const SshGet> done) {
   for (size_t i = 0; i < decode.block_count; ++i) ssh_xfree_wiped(decode.blocks[i]);
   const Bytes cleanup(reinterpret_cast<const uint8_t *>(1), size_t{0});
@@ -212,7 +204,7 @@ size_t ssh_decode_array_va(Bytes input, std::span<const SshGet> fields) {
   fields = up_to_end(fields);
   uint8_t *small[kSmallList];
   SshArray<uint8_t *> large;
-  Decode decode = {input, small};
+  Decode decode = {SshWireReader(input), small};
   if (fields.size() > kSmallList) {
     large = ssh_make_array<uint8_t *>(fields.size());
     decode.blocks = large.get();
@@ -223,10 +215,11 @@ size_t ssh_decode_array_va(Bytes input, std::span<const SshGet> fields) {
                 static_cast<int>(fields[i].code));
     }
     if (kFormats[fields[i].code].get(decode, fields[i])) continue;
+    // A special field that claimed too much has stored something, so it is cleaned up as well.
     undo(decode, fields.first(i + decode.overrun));
     return 0;
   }
-  return input.size() - decode.rest.size();
+  return input.size() - decode.reader.rest().size();
 }
 
 size_t ssh_decode_array(Bytes input, std::initializer_list<SshGet> fields) {

@@ -9,6 +9,13 @@
 // The bytes do not say which types they hold: the writer and the reader use the same list. Numbers
 // are big-endian. To add a format code, add a row to the table in wire.cc, an ssh_put_ and an
 // ssh_get_ function here.
+//
+// A list of fields must be known before it is read. The payload of a message is not: it has lists
+// that are as long as a number in it says. SshWireReader reads such bytes one field at a time:
+//
+//   SshWireReader reader(payload);
+//   bool read = reader.number(&count);
+//   for (; read && count > 0; --count) read = reader.octets(&name);
 #pragma once
 
 #include <cstddef>
@@ -132,6 +139,47 @@ inline SshGet ssh_get_data(void *destination, size_t length) {
 inline SshGet ssh_get_special(SshDecoder decoder, void *context) {
   return {.code = SSH_FORMAT_SPECIAL, .decoder = decoder, .context = context};
 }
+
+// SshWireReader takes fields from the front of bytes, which must stay as long as it and its views
+// are used. A function returns false if the bytes left do not hold its field; the reader then stays
+// where it is, and the destination keeps its value. It is inline because every element of a search
+// reply goes through it.
+class SshWireReader {
+ public:
+  explicit SshWireReader(Bytes octets) : rest_(octets) {}
+
+  // take reads that many bytes as a view.
+  [[nodiscard]] bool take(size_t count, Bytes *view) {
+    if (count > rest_.size()) return false;
+    *view = rest_.first(count);
+    rest_ = rest_.subspan(count);
+    return true;
+  }
+
+  // number reads four bytes.
+  [[nodiscard]] bool number(uint32_t *value) {
+    if (rest_.size() < 4) return false;
+    *value = ssh_load_be32(rest_.data());
+    rest_ = rest_.subspan(4);
+    return true;
+  }
+
+  // octets reads four bytes of length and that many bytes, as a view.
+  [[nodiscard]] bool octets(Bytes *view) {
+    if (rest_.size() < 4) return false;
+    const size_t length = ssh_load_be32(rest_.data());
+    if (length > rest_.size() - 4) return false;
+    *view = rest_.subspan(4, length);
+    rest_ = rest_.subspan(4 + length);
+    return true;
+  }
+
+  // rest shows the bytes that have not been read.
+  [[nodiscard]] Bytes rest() const { return rest_; }
+
+ private:
+  Bytes rest_;
+};
 
 // ssh_encode_va appends every field to the buffer and returns the number of bytes appended. A code
 // that cannot be written (a _nocopy one, or none of SshFormat) is fatal.
