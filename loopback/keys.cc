@@ -1,5 +1,7 @@
 #include "loopback/keys.h"
 
+#include <chrono>
+
 #include "cm/search.h"
 #include "x509/dn.h"
 #include "x509/oid_registry.h"
@@ -10,13 +12,13 @@ namespace {
 
 constexpr std::string_view kEmailAddress = "1.2.840.113549.1.9.1";
 
-// Bytes that have no key (none at all, or too many) just add none: a certificate is kept whether
-// or not it can be found by everything it says.
+// The add functions leave out what makes no key, such as a name without bytes: a certificate is
+// kept whether or not it can be found by everything in it.
 using SetText = bool (*)(SshCertDBKey **, const char *, uint32_t);
 
 void add_text(SshCertDBKey **list, SetText set, Bytes octets) {
   if (octets.empty() || octets.size() > SSH_CM_KEY_MAX)
-    return;  // to `set`, 0 means "null-terminated"
+    return;  // `set` takes a length of 0 for that of null-terminated text
   (void)set(list, reinterpret_cast<const char *>(octets.data()),
             static_cast<uint32_t>(octets.size()));
 }
@@ -98,16 +100,6 @@ std::optional<std::string> name_text(const SshX509Name *names) {
   return text.get();
 }
 
-// days_of counts the days from 1970-01-01; years begin in March, so that leap days end them.
-int64_t days_of(int64_t year, int64_t month, int64_t day) {
-  if (month < 3) {
-    --year;
-    month += 12;
-  }
-  const int64_t leap_days = year / 4 - year / 100 + year / 400;
-  return 365 * year + leap_days + (153 * (month - 3) + 2) / 5 + day - 1 - 719468;
-}
-
 }  // namespace
 
 CertificateFacts derive_facts(const SshX509Cert &cert) {
@@ -128,10 +120,12 @@ CertificateFacts derive_facts(const SshX509Cert &cert) {
 }
 
 int64_t seconds_of(const SshBerTime &time) {
-  const int64_t days = days_of(time.year, time.month, time.day);
-  const int64_t minutes = int64_t{time.hour} * 60 + time.minute;
-  const int64_t zone = int64_t{time.tz_hours} * 60 + time.tz_minutes;
-  return days * 86400 + (minutes + (time.tz_plus ? -zone : zone)) * 60 + time.second;
+  using namespace std::chrono;
+  const auto date = year(static_cast<int>(time.year)) / month(time.month) / day(time.day);
+  const seconds zone = hours(time.tz_hours) + minutes(time.tz_minutes);
+  const sys_seconds local =
+      sys_days(date) + hours(time.hour) + minutes(time.minute) + seconds(time.second);
+  return (time.tz_plus ? local - zone : local + zone).time_since_epoch().count();
 }
 
 }  // namespace loopback

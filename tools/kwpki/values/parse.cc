@@ -14,7 +14,9 @@
 namespace kwpki {
 namespace {
 
-constexpr size_t kOidMax = 0x100000;  // of the text, as the library has it
+constexpr size_t kOidMax = 0x100000;  // of the text, as in the library
+// The calendar is that of <chrono>. The text is checked letter by letter before it is read, since
+// the parsers of libraries take shorter numbers, signs and blanks as well.
 constexpr std::string_view kTimeForm = "0000-00-00T00:00:00";
 constexpr size_t kTimeSizes[] = {10, 16, 19};  // a date, with minutes, with seconds
 
@@ -75,8 +77,9 @@ std::optional<uint32_t> parse_time(const std::string &text) {
     const int hour = digits_at(form, 11, 2), minute = digits_at(form, 14, 2);
     const int second = digits_at(form, 17, 2);
     if (!date.ok() || hour > 23 || minute > 59 || second > 59) return {};
-    value = int64_t{sys_days(date).time_since_epoch().count()} * 86400 + hour * 3600 + minute * 60 +
-            second;
+    value = (sys_days(date) + hours(hour) + minutes(minute) + seconds(second))
+                .time_since_epoch()
+                .count();
   }
   if (value < 0 || value > UINT32_MAX) return {};
   return static_cast<uint32_t>(value);
@@ -109,8 +112,9 @@ std::string library_oid(std::string_view dotted) {
   return text.empty() ? std::string(dotted) : text;
 }
 
-// What is the type of an attribute stands in front of an equals sign outside of quotes, behind a
-// separator.
+// A name is a list of TYPE=VALUE with separators between them. Only the types are replaced, so the
+// text is walked over letter by letter, to know whether a separator is inside quotes or behind a
+// backslash and belongs to a value.
 std::string library_name(std::string_view name) {
   std::string text;
   bool quoted = false, in_type = true;
