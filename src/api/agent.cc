@@ -4,12 +4,14 @@
 
 namespace {
 
-constexpr uint32_t kMessageKind = 0x20090001;
-constexpr uint32_t kAgentSuccess = 0x4000000;
-constexpr uint32_t kWaitLimit = 2000;  // milliseconds
+// The values that every host's agent knows.
+constexpr uint32_t kMessageKind = 0x20090001;  // a message of this library
+constexpr uint32_t kAgentSuccess = 0x4000000;  // what its functions return for success
+constexpr uint32_t kWaitLimit = 2000;          // milliseconds that a post may wait for the agent
 
-// HostFunction is one function of the host's, remembered once it is found. Threads that look at the
-// same time find the same.
+// HostFunction is one function of the host, which is looked up when it is first needed and then
+// remembered. What was not found is looked up again the next time: the host may load its agent
+// later. Two threads that look at the same time find the same address, so either may store it.
 template <class Type>
 class HostFunction {
  public:
@@ -54,7 +56,7 @@ KwPkiStatus request_post(void *agent, Bytes request) {
   if (!agent_is_there()) return KWPKI_NOT_POSTED;
 
   void *policy = nullptr;
-  (void)create_policy_oid.get()(KWPKI_POLICY_OID, &policy);  // a bad one is the post's to refuse
+  (void)create_policy_oid.get()(KWPKI_POLICY_OID, &policy);  // without one the post is refused
   void *message = create_message.get()(kMessageKind);
   if (!message) {
     (void)close_policy_oid.get()(policy);

@@ -1,6 +1,7 @@
-// The host's management agent: the six functions through which a request leaves the process, found
-// at first use. Where functions of the process are looked for is the business of agent_posix.cc and
-// agent_win32.cc.
+// The host's management agent: the six functions through which a request leaves this library. The
+// library is not linked with them, as it must load without a host; they are looked up in the
+// process at first use. Where to look is told in agent_posix.cc and agent_win32.cc; a further
+// function is a line in agent.cc.
 #pragma once
 
 #include "kwpki.h"

@@ -10,8 +10,8 @@
 
 namespace {
 
-// find_in_process looks into every module of the process. One that is loaded meanwhile may be
-// missed.
+// find_in_process looks into every module of the process, as dlsym does elsewhere. A module that
+// another thread loads meanwhile may be missed.
 void *find_in_process(const char *name) {
   HMODULE first = nullptr;
   DWORD size = 0, listed = 0;

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr uint32_t kVersion = 1;
+constexpr uint32_t kVersion = 1;  // of the envelope, the only one there has been
 
 // One row per KwPkiRequestType.
 constexpr KwPkiForm kForms[] = {
@@ -27,8 +27,8 @@ KwPkiForm callback_form(uint32_t type) {
 }
 
 uint32_t request_identifier_take(std::atomic<uint32_t> &counter) {
-  // The critical section is each call's own, deliberately, and so holds nobody up: it is the
-  // exchange that keeps calls apart.
+  // The lock is one of each call's own, deliberately, and so makes nobody wait. The atomic exchange
+  // is what keeps two calls from getting the same number.
   constexpr uint32_t kEnd = 0x7FFFFFFF;
   SshLock section;
   const std::lock_guard inside(section);

@@ -1,5 +1,6 @@
-// The envelope around every request and reply, and the identifiers that tie them together.
-// A further type of request is a row of the table of forms in envelope.cc.
+// The envelope around every request and reply, and the identifiers by which a reply finds its
+// request. docs/pages has the layout. A further type of request is a value of KwPkiRequestType and
+// a row of the table of forms in envelope.cc.
 #pragma once
 
 #include <atomic>

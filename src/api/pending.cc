@@ -42,8 +42,8 @@ struct Path {
   void **places[kBranchLevels + 1];
 };
 
-// Spare has nodes for the levels below `count`, made while the lock is free: no memory ends the
-// process, and what runs at its end may ask for the table.
+// Spare holds nodes for the levels below `count`. They are allocated while the table is not locked:
+// running out of memory ends the process, and what runs at its end may use the table.
 class Spare {
  public:
   Spare() = default;
@@ -65,7 +65,7 @@ class Spare {
   void *nodes_[kBranchLevels + 1];
 };
 
-// walk follows an identifier as far as there are nodes, and gives its leaf or null.
+// walk follows an identifier from the root as far as there are nodes, and gives its leaf or null.
 Leaf *walk(uint32_t identifier, Path *path) {
   void **place = &root;
   for (uint32_t level = kBranchLevels;; --level) {
@@ -76,8 +76,8 @@ Leaf *walk(uint32_t identifier, Path *path) {
   }
 }
 
-// grow does so and takes nodes for those that are missing. Null, with no node taken, if there are
-// too few; `missing` is then how many are needed.
+// grow does what walk does, and takes a spare node for each that is missing. It returns null, with
+// no node taken, if there are too few spare nodes; `missing` is then how many are needed.
 Leaf *grow(uint32_t identifier, Spare &spare, uint32_t *missing) {
   void **place = &root;
   Branch *above = nullptr;

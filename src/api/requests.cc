@@ -1,4 +1,5 @@
-// The eight requests: each writes its payload and leaves the rest to `request`.
+// The eight requests. Each is an export that checks its arguments and says how to write its
+// payload; the function `request` does the rest for all. A further request is another such export.
 #include "api/agent.h"
 #include "api/envelope.h"
 #include "api/handles.h"
@@ -29,8 +30,9 @@ class Payload {
   uint64_t length_ = 0;
 };
 
-// request sends what `write` writes. The callback is on record before the message leaves, so that
-// no reply comes for an unknown identifier; it stays there if posting fails.
+// request sends the payload that `write` writes. The callback is in the pending table before the
+// message is posted, since the reply may come, in another thread, before the post returns. It stays
+// there if posting fails, as the header says: an agent may answer what it reported as failed.
 template <class Callback, class Write>
 KwPkiStatus request(KwPkiRequestType type, Callback callback, void *context, void *agent,
                     const Write &write) {

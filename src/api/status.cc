@@ -2,7 +2,8 @@
 
 namespace {
 
-// 9, 11, 12 and 17 come from the service, which alone knows what they mean.
+// No operation of this version gives 9, 11, 12 or 17; the codes for them are part of the interface
+// all the same, and callers handle them.
 constexpr struct {
   uint32_t core;
   KwPkiStatus code;

@@ -13,7 +13,8 @@ SshCMCertificate *object(const SshCMCertListNode *node) {
   return static_cast<SshCMCertificate *>(node->entry->object);
 }
 
-// go makes a node the current one; `name` is the operation that a foreign entry is reported for.
+// move_to makes a node the current one and returns its certificate. `name` is the function that the
+// fatal text names if the entry holds no certificate.
 SshCMCertificate *move_to(SshCMCertList *list, SshCMCertListNode *node, const char *name) {
   if (!node) return nullptr;
   list->current = node;
@@ -23,7 +24,8 @@ SshCMCertificate *move_to(SshCMCertList *list, SshCMCertListNode *node, const ch
   return object(node);
 }
 
-// Steps in either direction report as `last`, deliberately: hosts know the text so.
+// A step in either direction is reported with the name of `last`, deliberately: hosts know the text
+// so.
 constexpr const char *kFirst = "ssh_cm_cert_list_first";
 constexpr const char *kLast = "ssh_cm_cert_list_last";
 

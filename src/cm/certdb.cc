@@ -9,8 +9,8 @@
 
 namespace {
 
-// What is charged beside the bytes of encodings and keys. The figures are those of the accounting,
-// not of the machine.
+// What is charged beside the bytes of encodings and keys. The figures are agreed ones, the same on
+// every machine, whatever an entry takes there.
 constexpr uint32_t kEntryCharge = 64;
 constexpr uint32_t kTypeCharge = 4;  // a key type, for an entry
 constexpr uint32_t kKeyCharge = 20;
@@ -19,7 +19,7 @@ int64_t system_clock() { return static_cast<int64_t>(std::time(nullptr)); }
 
 bool has(const SshCertDBEntry &entry, SshCertDBFlag flag) { return entry.flags & flag; }
 
-// list_of gives the list on which a listed entry is.
+// list_of gives the list that a listed entry is on.
 SshCertDBList &list_of(SshCertDB &database, const SshCertDBEntry &entry) {
   return entry.keep_until > 0 ? database.timed : database.unreferenced;
 }
@@ -93,6 +93,7 @@ SshCertDBEntry *recycle(SshCertDB &database) {
   return pop_pool(database);  // deliberately not counted: pool_count drifts upward here
 }
 
+// may_grow is true while the limits allow a fresh entry; 0 is no limit.
 bool may_grow(const SshCertDB &database) {
   const SshCertDBLimits &limits = database.limits;
   return (limits.max_memory == 0 || database.memory_used < limits.max_memory) &&
@@ -108,7 +109,8 @@ SshCertDBEntry *take_entry(SshCertDB &database) {
   return may_grow(database) ? fresh_entry(database) : recycle(database);
 }
 
-// is_first_of_type is true for a key by which the indexes find its entry. Type 0 is the id's.
+// is_first_of_type is true for a key by which the indexes find its entry: the first of its type in
+// the entry's list. Type 0 is that of the identifier, which is no key of the list.
 bool is_first_of_type(const SshCertDBEntry &entry, const SshCertDBKey &key) {
   const SshCertDBKey *first = entry.keys;
   if (key.type == 0) return false;

@@ -2,6 +2,12 @@
 // reuses entries instead of freeing them, and keeps one index per type of key. In an index, entries
 // with the same key form a chain. The database knows nothing of certificates: an object is opaque
 // to it, and the three functions of SshCertDBMethods do what needs to know more.
+//
+// The life of an entry: ssh_certdb_alloc_entry makes it, detached and with one reference.
+// ssh_certdb_store_entry makes it findable; the entries of replies are never stored, as a list is
+// all that refers to them. When the last reference is released, a detached entry is freed at once.
+// A stored one goes on a list and stays findable until its memory is wanted: then the entry that
+// was released longest ago is freed and used again (recycled). Freed entries wait in a pool.
 #pragma once
 
 #include <cstdint>

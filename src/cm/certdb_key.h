@@ -1,7 +1,7 @@
-// Search keys: typed bytes in a list that reads newest first. Entries of the certificate database
-// carry them, and searches ask for them. A key and its bytes are one block, wiped when it is
-// freed.
-// What the types mean and how bytes become keys is told in search.h.
+// Search keys: typed bytes in a list, the newest first. Entries of the certificate database carry
+// them, and searches ask for them. A key and its bytes are one block, which is wiped when it is
+// freed, since names and keys are nobody else's business. What the types mean and how bytes become
+// keys is told in search.h, where a further type is added.
 #pragma once
 
 #include <cstdint>

@@ -5,8 +5,8 @@
 
 namespace {
 
-// checked_kind takes the place of a cast. Both ways of using an unknown type report with the text
-// of the first, deliberately: hosts know it so.
+// checked_kind converts a data type to a kind of mapping; an unknown one is fatal. Making and
+// destroying an index report it with the same text, deliberately: hosts know the text so.
 SshMappingKind checked_kind(uint32_t data_type) {
   if (data_type >= SSH_MAPPING_KINDS) {
     ssh_fatal("ssh_certdb_search_method_init: unknown data type.");
@@ -23,7 +23,7 @@ SshMapping &mapping_of(const SshCertDB &database, uint32_t key_type) {
   return *mapping;
 }
 
-// own_octets gives the entry's own copy of a key's bytes, which the index may hold on to.
+// own_octets gives the entry's own copy of a key's bytes, of which the index may hold a view.
 Bytes own_octets(const SshCertDBEntry &entry, uint32_t key_type, Bytes key) {
   for (const SshCertDBKey *own = entry.keys; own; own = own->next) {
     if (own->type == key_type && ssh_bytes_equal(own->bytes(), key)) return own->bytes();
@@ -76,7 +76,8 @@ bool ssh_certdb_search_method_remove(SshCertDB &database, uint32_t key_type, Byt
   } else if (!successor) {
     ssh_mapping_remove(mapping, key);
   } else {
-    // The index shows the bytes of the entry that goes: it is given the successor's own.
+    // The index holds a view of the key of the entry that goes, so it gets the same key of the
+    // successor. An integer is held by value.
     const bool shown = mapping.kind != SSH_MAPPING_INTEGER;
     ssh_mapping_put(mapping, shown ? own_octets(*successor, key_type, key) : key, successor);
   }

@@ -1,5 +1,6 @@
-// What the certificate manager does for the database that owns its objects: encode, decode and free
-// them. The encoded form of a certificate carries all that the service tells about it.
+// The functions that the database of cm/certdb.h calls for its objects: encode, decode and free
+// them. The database itself does not know what an object is; these know certificates and CRLs. The
+// encoded form of a certificate (a "record") is its BER with all that the service tells about it.
 // A further type of entry is a row of the table in entries.cc.
 #pragma once
 

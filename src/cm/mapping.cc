@@ -10,6 +10,11 @@
 
 namespace {
 
+// How the table works: the hash of a key chooses a first slot and a step, and a search goes from
+// slot to slot by that step until it finds the key or a slot that never held one. A removed key
+// leaves a mark, since searches for other keys must go on past its slot; a later key may take the
+// slot. When half of the slots are taken by keys, the table is rebuilt with twice as many; when an
+// eighth are marks, it is rebuilt without them.
 constexpr uint32_t kEmpty = 0;
 constexpr uint32_t kDeleted = 1;
 constexpr uint32_t kFirstSize = 8;
@@ -60,7 +65,8 @@ bool usable(const SshMapping &mapping, Bytes key) {
   return mapping.kind != SSH_MAPPING_INTEGER || key.size() >= sizeof(uint32_t);
 }
 
-// Probe walks the slots in which a hash may lie. Its step is odd, so that it meets every slot.
+// Probe walks the slots in which a hash may lie. Its step is odd and the number of slots a power of
+// two, so that it comes to every slot once before it comes to the first again.
 class Probe {
  public:
   Probe(const SshMapping &mapping, uint32_t hash)

@@ -1,6 +1,11 @@
-// SshMapping: the hash table behind the certificate database, from keys to pointers.
-// It is open addressing over a power of two of slots. It knows nothing of certificates and owns
-// neither keys nor values. A further kind of key is a row of the table in mapping.cc.
+// SshMapping: the hash table behind the certificate database, from keys to pointers. All slots lie
+// in one block, whose number of slots is a power of two (open addressing). It knows nothing of
+// certificates and owns neither keys nor values: a key that is held is a view of bytes that the
+// owner of the value keeps. A further kind of key is a row of the table in mapping.cc.
+//
+//   SshMappingOwner mapping(ssh_mapping_allocate(SSH_MAPPING_BYTES));
+//   ssh_mapping_put(*mapping, key, entry);
+//   void *found = ssh_mapping_get(*mapping, key);
 #pragma once
 
 #include <cstdint>

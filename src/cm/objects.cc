@@ -10,8 +10,9 @@
 
 namespace {
 
-// replace makes `fresh` (or nothing) the held record. If somebody may hold the old one's encoding,
-// it stays, with a link in its own pool.
+// replace makes `fresh` (or nothing) the current record. The old one is freed, unless its encoding
+// was handed out: then it is kept until the object goes. The link of the list of kept records lies
+// in the old record's pool, so that it takes no block of its own.
 template <auto Free, class Record>
 void replace(SshCMRecord<Record> &held, Record *fresh) {
   Record *old = std::exchange(held.current, fresh);
@@ -32,7 +33,7 @@ void release(SshCMRecord<Record> &held) {
   }
 }
 
-// set decodes into a fresh record before the old one goes: `ber` may lie in the old one.
+// set decodes into a fresh record before it frees the old one, since `ber` may lie in the old one.
 template <auto Decode, auto Free, class Record>
 SshCMStatus set(SshCMRecord<Record> &held, Owner<Record, Free> fresh, Bytes ber) {
   const bool decoded = Decode(ber, fresh.get()) != 0;
@@ -73,8 +74,8 @@ SshCMCarried &ssh_cm_cert_carried(SshCMCertificate &cert) {
 }
 
 SshCMStatus ssh_cm_cert_set_ber(SshCMCertificate &cert, Bytes ber) {
-  // Later records do not lie in the pool: an application that sets one after the other would fill
-  // it.
+  // Only the first record lies in the pool, which frees nothing before the list goes: an
+  // application that sets a certificate again and again would fill it.
   SshPool *const pool = std::exchange(cert.first, false) ? cert.pool : nullptr;
   SshX509CertOwner fresh(pool ? ssh_x509_cert_allocate_in(*pool) : ssh_x509_cert_allocate());
   return set<ssh_x509_cert_decode>(cert.cert, std::move(fresh), ber);

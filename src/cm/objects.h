@@ -115,8 +115,8 @@ SshCMStatus ssh_cm_cert_get_ber(SshCMCertificate *cert, Bytes *ber);
 [[nodiscard]] Bytes ssh_cm_crl_encoding(const SshCMCrl &crl);
 
 // ssh_cm_cert_memory bounds what a certificate's record takes of the heap beside the pool that it
-// lies in, 0 for an empty object;
-// ssh_cm_cert_memory_most what that can be for an encoding of `input` bytes, its decode included.
+// lies in; 0 for an empty object. ssh_cm_cert_memory_most bounds what that can be for an encoding
+// of `input` bytes, the decode included.
 [[nodiscard]] size_t ssh_cm_cert_memory(const SshCMCertificate &cert);
 [[nodiscard]] size_t ssh_cm_cert_memory_most(size_t input);
 

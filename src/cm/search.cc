@@ -11,7 +11,7 @@
 
 namespace {
 
-// Name is a distinguished name for the time of a call.
+// Name holds a distinguished name and clears it at the end of a function.
 struct Name {
   SshDN dn = {};
   Name() = default;
@@ -88,7 +88,7 @@ bool ssh_cm_key_set_public_key(SshCertDBKey **list, const SshPublicKey *key) {
 
   uint8_t digest[SSH_HASH_DIGEST_MAX];
   ssh_hash_final(&hash, digest);
-  constexpr size_t kMost = 20;  // of any digest, however long
+  constexpr size_t kMost = 20;  // bytes that a key has of a digest: services compare so many
   ssh_certdb_key_push(list, SSH_CM_KEY_PUBLIC_KEY,
                       {digest, std::min(kMost, ssh_hash_digest_length(&hash))});
   return true;

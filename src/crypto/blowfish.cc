@@ -40,8 +40,9 @@ uint64_t ssh_blowfish_decrypt(const uint32_t *schedule, uint64_t block) {
   return work<false>(schedule, block);
 }
 
-// The key goes into P as often as it fits; then the schedule is replaced, two words at a time, by
-// what it makes of a block of zeros, over and over.
+// The bytes of the key are added (XOR) to the words of P, beginning anew at the end of the key.
+// Then a block of zeros is encrypted again and again; each result replaces two words of the
+// schedule, which the next encryption already uses.
 void ssh_blowfish_schedule(uint32_t *schedule, Bytes key) {
   std::copy(std::begin(SSH_BLOWFISH_START), std::end(SSH_BLOWFISH_START), schedule);
   size_t next = 0;

@@ -86,6 +86,8 @@ constexpr uint8_t kKeys[4][4][5] = {
 };
 // clang-format on
 
+// look_up gives the sum (XOR) of the entries of S5 to S8 at the first four bytes, and of box number
+// `again` at the fifth.
 uint32_t look_up(const uint8_t *octets, const uint8_t (&at)[5], size_t again) {
   return box<5>(octets[at[0]]) ^ box<6>(octets[at[1]]) ^ box<7>(octets[at[2]]) ^
          box<8>(octets[at[3]]) ^ SSH_CAST128_BOXES[again - 1][octets[at[4]]];

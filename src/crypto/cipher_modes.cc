@@ -5,6 +5,10 @@
 
 namespace {
 
+// How the modes work on blocks (FIPS 81). ECB encrypts each block by itself. CBC adds the encrypted
+// block before to each block, so that equal blocks differ. CFB and OFB make a key stream, which is
+// added to the data byte by byte: the next eight bytes of the stream are the encryption of the last
+// eight bytes of the encrypted data (CFB) or of the stream itself (OFB). "Adding" is XOR in all.
 constexpr size_t kBlock = SSH_CIPHER_BLOCK;
 
 uint64_t load(const uint8_t *p) { return ssh_block(ssh_load_be32(p), ssh_load_be32(p + 4)); }
@@ -39,8 +43,8 @@ void cbc_decrypt(SshCipher *cipher, Bytes in, uint8_t *out) {
   cipher->chain = chain;
 }
 
-// A Feedback tells what the next block of the key stream is made of: of the key stream, what comes
-// in and what goes out, byte by byte.
+// A Feedback chooses what the next block of the key stream is made of: the stream itself, what
+// comes in, or what goes out.
 struct KeyStream {  // OFB
   static constexpr uint64_t of(uint64_t key, uint64_t, uint64_t) { return key; }
 };
@@ -51,7 +55,8 @@ struct Outgoing {  // CFB, encrypting
   static constexpr uint64_t of(uint64_t, uint64_t, uint64_t out) { return out; }
 };
 
-// one_octet uses up one byte of the key stream and puts the feedback into its place.
+// one_octet uses one byte of the key stream and puts the feedback into its place in `chain`. When
+// all eight were used, `chain` holds the block of which the next eight are made.
 template <class Feedback>
 uint8_t one_octet(SshCipher *cipher, uint64_t in) {
   if (cipher->used == 0) cipher->chain = cipher->block(cipher->schedule, cipher->chain);
@@ -62,6 +67,8 @@ uint8_t one_octet(SshCipher *cipher, uint64_t in) {
   return static_cast<uint8_t>(in ^ key);
 }
 
+// stream takes single bytes up to the end of a block that was begun, then whole blocks, and the
+// rest byte by byte again.
 template <class Feedback>
 void stream(SshCipher *cipher, Bytes in, uint8_t *out) {
   size_t i = 0;

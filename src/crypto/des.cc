@@ -55,7 +55,8 @@ constexpr uint64_t pick(uint64_t value, unsigned width, const uint8_t (&table)[N
   return picked;
 }
 
-// Each box with the permutation P behind it.
+// kOutputs combines each box with the permutation P, which comes after it, so that a round is eight
+// look-ups. The results are rotated by one bit as the halves are.
 using Outputs = std::array<std::array<uint32_t, 64>, 8>;
 constexpr Outputs kOutputs = [] {
   Outputs made = {};
@@ -71,6 +72,8 @@ constexpr Outputs kOutputs = [] {
   return made;
 }();
 
+// mangle is the function f of a round: the six bits for each box, with those of the round key,
+// choose one of the box's 64 results.
 uint32_t mangle(uint32_t half, const uint32_t *key) {
   const uint32_t even = half ^ key[0];
   const uint32_t odd = std::rotr(half, 4) ^ key[1];
@@ -79,17 +82,17 @@ uint32_t mangle(uint32_t half, const uint32_t *key) {
          kOutputs[2][odd >> 16 & 63] ^ kOutputs[0][odd >> 24 & 63];
 }
 
-// exchange swaps the bits of `a` that the mask, moved up, selects with those of `b` that it
-// selects.
+// exchange swaps the bits of `b` that the mask selects with those of `a` that lie `shift` bits
+// above them.
 void exchange(uint32_t &a, uint32_t &b, int shift, uint32_t mask) {
   const uint32_t differ = (a >> shift ^ b) & mask;
   b ^= differ;
   a ^= differ << shift;
 }
 
-// work takes a block through as many keys as there are, from the first round key on or from the
-// last one back. The initial permutation and its inverse are five exchanges of bits; between keys
-// they cancel out.
+// work encrypts (or, from the last round key to the first, decrypts) a block with one key or with
+// three. The initial permutation and its inverse are five exchanges of bits each. Between two keys
+// the inverse and the next initial permutation cancel out, so both are done once.
 template <size_t Keys, bool Forward>
 uint64_t work(const uint32_t *schedule, uint64_t block) {
   uint32_t left = ssh_block_left(block), right = ssh_block_right(block);
@@ -153,7 +156,7 @@ uint64_t ssh_des_decrypt(const uint32_t *schedule, uint64_t block) {
   return work<1, false>(schedule, block);
 }
 
-// The second key decrypts.
+// The second key decrypts, so that three equal keys do what one does.
 void ssh_des3_schedule(uint32_t *schedule, Bytes key) {
   constexpr size_t kKey = 8;
   one_key(schedule, key.first(kKey), true);

@@ -7,21 +7,21 @@
 
 namespace {
 
-// The longest prime taken, that of the largest group in use (RFC 3526 7). The exponent may be as
-// long, so that the time grows faster than with other keys.
+// The longest prime that is taken is that of the largest group in use (RFC 3526 7). The limit is
+// lower than for other keys, because the secret exponent may be as long as the prime.
 constexpr size_t kPrimeBitsMax = 8192;
 
-// strictly_inside is true for 1 < value < p - 1: neither of the two values whose powers are a
-// handful, whatever the exponent.
+// strictly_inside is true for 1 < value < p - 1. The powers of 0, 1 and p - 1 are 0, 1 and p - 1
+// alone, whatever the exponent: an agreement on one of them would be no secret.
 bool strictly_inside(const SshMpInt &value, const SshMpInt &p) {
   return value.compare(SshMpInt(1)) > 0 && value.compare(ssh_mp_sub(p, SshMpInt(1))) < 0;
 }
 
-// has_order is true if y is in the subgroup of order q. Where q is (p - 1) / 2, as in all named
-// groups, that costs as much as the agreement itself and is not asked: with strictly_inside, y then
-// has the order q or 2q, so that of a secret exponent no more can come out than whether it is even
-// (RFC 7919 5.1; RFC 2631 2.1.5 leaves the choice). Where q is small, p - 1 has other
-// divisors, and a peer who sends a value of small order would learn the exponent modulo that.
+// has_order is true if y is in the subgroup of order q, that is, if y^q is 1. A y of a small order
+// d has d different powers, so that whoever sent it would learn the secret exponent modulo d. Where
+// q is (p - 1) / 2, as in all named groups, the check is left out: it would cost as much as the
+// agreement, and with strictly_inside the order of y can only be q or 2q, which tells no more than
+// whether the exponent is even (RFC 7919 5.1; RFC 2631 2.1.5 leaves the choice).
 bool has_order(const SshMontgomery &group, const SshMpInt *values) {
   const SshMpInt &q = values[SSH_DL_Q];
   SshMpInt half = values[SSH_DL_P];
@@ -29,8 +29,8 @@ bool has_order(const SshMontgomery &group, const SshMpInt *values) {
   return q.is_zero() || q == half || group.power(values[SSH_DL_Y], q) == SshMpInt(1);
 }
 
-// order_fits is true for no order at all (0; it is optional in RFC 2631 groups of old), and for one
-// that divides p - 1.
+// order_fits is true if the group gives no order (q is 0, which RFC 2631 allows), or one that
+// divides p - 1, as the order of every subgroup does.
 bool order_fits(const SshMpInt &p, const SshMpInt &q) {
   if (q.is_zero()) return true;
   SshMpInt half = p, rest;
@@ -41,7 +41,7 @@ bool order_fits(const SshMpInt &p, const SshMpInt &q) {
   return ssh_mp_mod(ssh_mp_sub(p, SshMpInt(1)), q, &rest) && rest.is_zero();
 }
 
-// begin takes p and looks at the group and at the peer's value.
+// begin makes p the modulus and checks the group and the peer's value.
 SshKeyStatus begin(const SshMpInt *values, SshMontgomery &group) {
   const SshMpInt &p = values[SSH_DL_P];
   if (p.bits() > kPrimeBitsMax || !group.init(p)) return SSH_KEY_ABSURD;

@@ -12,8 +12,9 @@ bool in_range(const SshMpInt &value, const SshMpInt &below) {
   return !value.negative() && !value.is_zero() && value.compare(below) < 0;
 }
 
-// begin_dsa takes p and looks at the numbers: p odd and of a sensible size, q as well, above 1 and
-// below p, and 1 < g, y < p. Whether p and q are primes is for whoever vouches for the key.
+// begin_dsa makes p the modulus and checks the numbers: p and q are odd and of a sensible size,
+// 1 < q < p, and g and y lie between 1 and p as well. It does not check that p and q are primes:
+// that is for whoever vouches for the key.
 SshKeyStatus begin_dsa(const SshMpInt *values, SshMontgomery &modulus) {
   const SshMpInt &p = values[SSH_DL_P], &q = values[SSH_DL_Q];
   const SshMpInt one(1);
@@ -44,7 +45,8 @@ SshMpInt product(const SshMpInt &a, const SshMpInt &b, const SshMpInt &q) {
 
 }  // namespace
 
-// FIPS 186-4 4.7
+// FIPS 186-4 4.7. With w = 1/s modulo q, a signature (r, s) over the digest z is good if
+// g^(z*w) * y^(r*w) modulo p, taken modulo q, is r.
 SshKeyStatus ssh_dsa_verify(const SshMpInt *values, const SshHashAlgorithm *, Bytes digest,
                             Bytes signature) {
   SshMontgomery modulus;

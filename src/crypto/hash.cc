@@ -12,11 +12,12 @@ constexpr const SshHashAlgorithm *kAlgorithms[] = {
     &ssh_hash_sha256_row, &ssh_hash_sha384_row, &ssh_hash_sha512_row,
 };
 
+// held tells how many bytes wait in `block` for the rest of theirs.
 size_t held(const SshHash &hash) {
   return static_cast<size_t>(hash.length % hash.algorithm->block_length());
 }
 
-// put_word writes the `length` bytes of a word that lie first.
+// put_word writes a word of `length` bytes in either order.
 void put_word(uint8_t *out, uint64_t word, size_t length, bool big_endian) {
   for (size_t i = 0; i < length; ++i) {
     out[i] = static_cast<uint8_t>(word >> 8 * (big_endian ? length - 1 - i : i));
@@ -61,7 +62,8 @@ size_t ssh_hash_digest_length(const SshHash *hash) { return hash->algorithm->dig
 size_t ssh_hash_block_length(const SshHash *hash) { return hash->algorithm->block_length(); }
 
 void ssh_hash_final(SshHash *hash, uint8_t *digest) {
-  // A one bit, zeros up to the last two words of a block, and the length in bits in those two.
+  // The padding, which all six algorithms share: a bit that is 1, zeros up to the last two words of
+  // a block, and in those two the length of the data in bits.
   const SshHashAlgorithm &row = *hash->algorithm;
   const size_t block = row.block_length();
   const size_t field = 2 * row.word_octets;

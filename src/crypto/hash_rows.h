@@ -15,8 +15,10 @@ struct SshHashDigestInfo {
   size_t length;
 };
 
-// SshHashAlgorithm is one algorithm: how its words lie in bytes, where it starts, and its work
-// over whole blocks.
+// SshHashAlgorithm is one algorithm: how its words lie in bytes, the state that it starts with, and
+// `work`, which brings `count` whole blocks into the state. Buffering and padding are the same for
+// all and lie in hash.cc. A state has eight words of 64 bits; an algorithm with 32-bit words uses
+// the low halves, of as many as it has.
 struct SshHashAlgorithm {
   std::string_view name;
   size_t digest_length;

@@ -4,9 +4,12 @@
 
 #include "util/mem.h"
 
+// HMAC (RFC 2104) of a key and data is hash(outer key, hash(inner key, data)), where both keys are
+// one block of the hash long: the key with zeros behind it, each byte changed by a constant. The
+// two hashes are begun with their keys in ssh_hmac_init, and the key itself is not kept.
 namespace {
 
-// start begins a hash with a block of the key's bytes, each changed by `mask`.
+// start feeds a hash the key's bytes, each changed by `mask`.
 void start(SshHash *hash, const uint8_t *key, size_t length, uint8_t mask) {
   uint8_t block[SSH_HASH_BLOCK_MAX];
   std::transform(key, key + length, block,

@@ -11,7 +11,8 @@ namespace {
 constexpr uint32_t kBlobMagic = 0x65C8B28A;
 constexpr uint32_t kBlobLengthMin = 8;  // magic and length
 
-// import_group reads group parameters (1 and a name, or 0 and p, g, q) and returns their length.
+// import_group reads group parameters (1 and a name, or 0 and p, g, q) and returns their length; 0
+// if they cannot be read or the name is unknown. A named group's numbers are stored all the same.
 size_t import_group(SshPublicKey &key, Bytes data) {
   SshMpInt *v = key.values;
   uint32_t named = 0;

@@ -1,6 +1,7 @@
-// Key blobs: a magic number, the length of all, the key's name, and the key data as its type has
-// it. For the files of the key object alone; ssh_public_key_export and ssh_public_key_import are
-// what others call.
+// Key blobs, the portable form in which the library hands out a public key: a magic number, the
+// length of the blob, the key's name, and the key data as its type writes it. docs/pages has the
+// layout. This header is for the files of the key object alone; others call
+// ssh_public_key_export and ssh_public_key_import. A further type adds its two functions here.
 #pragma once
 
 #include <algorithm>

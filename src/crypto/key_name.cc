@@ -59,8 +59,8 @@ class NameReader {
 
 }  // namespace
 
-// A name that does not parse is told before what is unknown in it: it is read to its end, and the
-// first thing that is unknown is kept until then.
+// A name that does not parse is SSH_KEY_BAD_FORMAT, whatever in it is unknown besides. So the name
+// is read to its end in any case, and the status of the first unknown word is kept until then.
 SshKeyStatus ssh_key_from_name(std::string_view name, SshKeyStatus unknown_type,
                                SshPublicKeyOwner &out) {
   NameReader reader(name);

@@ -22,10 +22,10 @@ enum SshRsaPlace : uint32_t { SSH_RSA_N, SSH_RSA_E, SSH_RSA_VALUES };
 enum SshDlPlace : uint32_t { SSH_DL_P, SSH_DL_G, SSH_DL_Q, SSH_DL_Y, SSH_DL_VALUES };
 constexpr size_t SSH_KEY_VALUES_MAX = 4;
 
-// ssh_key_exponent_is_sensible bounds the time of a power: beside a modulus of up to 3072 bits an
-// exponent of a key may be as long as that, beside a longer one only as long as such keys have
-// them.
-// Otherwise a key of others' making would keep a process busy for seconds.
+// ssh_key_exponent_is_sensible bounds the time that a power takes, which grows with the length of
+// the exponent and with the square of that of the modulus. Keys come from strangers: without a
+// bound, one certificate could keep a process busy for seconds. So an exponent may be as long as
+// the modulus up to 3072 bits; with a longer modulus it may be as long as keys usually have it.
 constexpr bool ssh_key_exponent_is_sensible(size_t exponent_bits, size_t modulus_bits,
                                             size_t usual_bits) {
   return exponent_bits <= (modulus_bits <= 3072 ? modulus_bits : usual_bits);

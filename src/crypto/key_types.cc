@@ -30,8 +30,9 @@ constexpr SshKeyScheme by_signature_only(SshKeyScheme scheme) {
   return scheme;
 }
 
-// What signatures alone may name has names of the same pattern. "rsa-nist-sha1" is the signature
-// that an older identifier stands for; its padding is that of PKCS #1.
+// The tables of schemes, one an action. The names are those of key names; schemes that signatures
+// alone may name follow the same pattern. "rsa-nist-sha1" is what an older identifier for
+// signatures stands for; its padding is that of PKCS #1.
 constexpr SshKeyScheme kRsaSign[] = {
     rsa_signature("rsa-pkcs1-md5", &ssh_hash_md5_row),
     rsa_signature("rsa-pkcs1-sha1", &ssh_hash_sha1_row),
@@ -72,7 +73,8 @@ constexpr SshKeyType kKeyTypes[] = {
     {"dl-modp", kDlActions, SSH_DL_VALUES, ssh_key_import_dl, ssh_key_export_dl},
 };
 
-// A slot or place beyond the key's room cannot be chosen, because no row has one.
+// row_fits checks at compile time that no row has a slot or place beyond the room of a key, so that
+// nothing has to check it when a key is made.
 constexpr bool row_fits(const SshKeyType &type, const SshKeyAction &row) {
   return row.place < (row.is_scheme() ? uint32_t{SSH_KEY_SLOTS} : type.value_count) &&
          row.is_scheme() == !row.name.empty();

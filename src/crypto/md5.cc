@@ -32,8 +32,9 @@ constexpr uint32_t load_le32(const uint8_t *p) {
   return uint32_t{p[3]} << 24 | uint32_t{p[2]} << 16 | uint32_t{p[1]} << 8 | p[0];
 }
 
-// mix is the function of a round. The second one joins parts that have no bit in common: adding
-// them does what "or" does, and what does not wait for the step before can be added first.
+// mix is the function of a round. In the second one the two parts never have a bit in common, so
+// that adding them does what the standard's "or" does. It is the faster one here: in a chain of
+// sums, the part that does not need the result of the step before can be added early.
 template <size_t Round>
 uint32_t mix(uint32_t x, uint32_t y, uint32_t z) {
   if constexpr (Round == 0) return z ^ (x & (y ^ z));

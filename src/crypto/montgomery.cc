@@ -29,19 +29,24 @@ void copy(SshLimb *out, const SshLimb *from, size_t count) {
   std::memcpy(out, from, count * sizeof(SshLimb));
 }
 
-// scratch_size is the limbs needed to convert a base and to multiply.
+// scratch_size is how many limbs it takes to convert a base and to multiply.
 size_t scratch_size(Bytes base, size_t count) {
   return std::max(2 * count, ssh_limbs_count(base.size()) + 1);
 }
 
-// window_width makes the multiplications for the table and those by its entries fewest. A short
-// exponent, as nearly all RSA keys have it, does without a table.
+// How a public exponent is worked off (sliding windows): going down its bits, the result is squared
+// for every bit and multiplied by the base for every 1. To save multiplications, several bits at a
+// time are taken as one window, from a 1 to a 1, and the result is multiplied by the power of the
+// base that the window's number says. That number is odd, so a table of odd powers is enough.
+
+// window_width is the longest window for an exponent of so many bits. A wider one means fewer
+// multiplications on the way, but a table that takes more of them to make; the limits are where the
+// sum is smallest. A short exponent, as nearly all RSA keys have it, does without a table.
 unsigned window_width(size_t bits) {
   return bits > 671 ? 6 : bits > 239 ? 5 : bits > 79 ? 4 : bits > 23 ? 3 : 1;
 }
 
-// Windows cuts an exponent into windows that begin and end with a set bit, from its top bit down,
-// and knows the table of the odd powers that they choose from.
+// Windows finds the windows of one exponent, from its top bit down, and knows its table.
 class Windows {
  public:
   Windows() = default;
@@ -76,8 +81,8 @@ class Windows {
   unsigned value_ = 0;  // of the window that ends at last_; 0: none is open
 };
 
-// select copies the table's entry number `index`. It reads every entry and keeps the one by a mask,
-// so that neither a branch nor an address tells which.
+// select copies the entry number `index` of the table. It reads every entry and keeps the one by a
+// mask, so that neither a branch nor an address depends on the index, which is secret.
 void select(SshLimb *out, const SshLimb *table, size_t count, SshLimb index) {
   std::memset(out, 0, count * sizeof(SshLimb));
   for (SshLimb entry = 0; entry < kSecretEntries; ++entry, table += count) {
@@ -114,7 +119,8 @@ bool SshMontgomery::init(const SshMpInt &modulus) {
   return true;
 }
 
-// square_range makes R^2 modulo the modulus. R^2 is shifted as the divisor is.
+// square_range makes R^2 modulo the modulus. Division wants a divisor whose top bit is set, so both
+// numbers are shifted left for it, and the remainder is shifted back.
 void SshMontgomery::square_range(SshLimb *scratch) {
   const size_t size = 2 * count_ + 1;
   std::memset(scratch, 0, (size + 1) * sizeof(SshLimb));
@@ -124,9 +130,10 @@ void SshMontgomery::square_range(SshLimb *scratch) {
   copy(modulus_.get() + 2 * count_, scratch, count_);
 }
 
-// convert brings a base into Montgomery form, times R modulo the modulus: a multiplication by R^2
-// takes any number below R, so that its time tells nothing. A base that is longer than that is
-// divided first; no secret is.
+// convert brings a base into Montgomery form, that is, multiplies it by R modulo the modulus. It
+// does so by a Montgomery multiplication with R^2, which takes any number below R in the same time,
+// so that a secret base does not show. A longer base is divided first, which takes a time that
+// depends on it; secrets are never longer.
 void SshMontgomery::convert(SshLimb *out, Bytes base, bool negative, SshLimb *scratch) const {
   const size_t size = ssh_limbs_count(base.size());
   if (size > count_) {
@@ -139,12 +146,14 @@ void SshMontgomery::convert(SshLimb *out, Bytes base, bool negative, SshLimb *sc
     ssh_limbs_load(out, count_, base);
   }
   mul(out, out, modulus_.get() + 2 * count_, scratch);
-  // A residue of 0 gives the modulus itself here, which reduce takes as well.
+  // The negative of 0 becomes the modulus itself here, which reduce takes as well.
   if (negative) ssh_limbs_sub(out, modulus_.get(), count_, out, count_);
 }
 
-// reduce divides the product of two numbers, neither above the modulus, by 2^(bits of count_
-// limbs).
+// reduce divides a product of two numbers, neither of them above the modulus, by R modulo the
+// modulus. Dividing by R is dropping the lowest count_ limbs, which may be done when they are 0. So
+// for each of them, from the lowest up, a multiple of the modulus is added that makes it 0, which
+// changes nothing modulo the modulus. Which multiple that is, the limb and negative_inverse_ tell.
 void SshMontgomery::reduce(SshLimb *out, SshLimb *product) const {
   const SshLimb *modulus = modulus_.get();
   SshLimb carry = 0;
@@ -161,9 +170,9 @@ void SshMontgomery::reduce(SshLimb *out, SshLimb *product) const {
     at[count_ + 1] = ssh_limbs_low(sum);
     carry = ssh_limbs_high(sum);
   }
-  // The result may be above the modulus by less than that. The subtraction is always made, and a
-  // mask keeps what was there if it borrows more than there is: a branch here would tell the
-  // number.
+  // The result is below twice the modulus, so the modulus may have to be subtracted once. The
+  // subtraction is always made; a mask keeps the number from before if the difference is negative.
+  // A branch would tell something about the number.
   const SshLimb *result = product + count_;
   const SshLimb borrow = ssh_limbs_sub(out, result, count_, modulus, count_);
   const SshLimb keep = ssh_limbs_mask(borrow & ~carry);
@@ -180,7 +189,7 @@ void SshMontgomery::square(SshLimb *out, const SshLimb *a, SshLimb *scratch) con
   reduce(out, scratch);
 }
 
-// leave brings a number out of Montgomery form.
+// leave brings a number out of Montgomery form: it divides it by R.
 void SshMontgomery::leave(SshLimb *number, SshLimb *scratch) const {
   copy(scratch, number, count_);
   std::memset(scratch + count_, 0, count_ * sizeof(SshLimb));
@@ -218,7 +227,7 @@ SshMpInt SshMontgomery::number(std::span<const SshMontgomeryPower> rows) const {
   return out;
 }
 
-// fill stores the odd powers of a base from its first.
+// fill stores the odd powers of a base: the first, third, fifth and so on.
 void SshMontgomery::fill(SshLimb *table, size_t entries, const SshMontgomeryPower &row,
                          SshLimb *squared, SshLimb *scratch) const {
   convert(table, row.base, row.negative, scratch);
@@ -269,9 +278,10 @@ void SshMontgomery::product(std::span<const SshMontgomeryPower> rows, uint8_t *o
   ssh_limbs_store(result, out, octets_);
 }
 
-// Nothing below branches on the exponent, on what is computed from it, or reads from an address
-// that depends on them: every half byte of it costs four squarings, a look at the whole table and
-// one multiplication, be it by 1. The block is wiped when it is released.
+// The exponent is secret here. So its windows are all of one size, half a byte, and each costs the
+// same: four squarings, a look at every entry of the table, and one multiplication, by 1 if the
+// half byte is 0. No branch and no address depends on the exponent or on what is computed from it.
+// The block is wiped when it is freed.
 void SshMontgomery::power_secret(const SshMpInt &base, Bytes exponent, uint8_t *out) const {
   constexpr uint8_t kOne[] = {1};
   const Bytes taken = base.bits() > SSH_MP_BITS_MAX ? Bytes() : base.magnitude();

@@ -50,7 +50,7 @@ class SshMontgomery {
   // depends on it, nor does any on the result. A base above SSH_MP_BITS_MAX counts as 0.
   void power_secret(const SshMpInt &base, Bytes exponent, uint8_t *out) const;
 
-  // octets is the length of the modulus in octets.
+  // octets is the length of the modulus in bytes.
   [[nodiscard]] size_t octets() const { return octets_; }
 
  private:

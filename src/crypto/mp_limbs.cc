@@ -2,10 +2,11 @@
 
 namespace {
 
-// multiply_add returns the low half of x * y + add + carry and leaves the high half in `carry`.
-// Where SshWide is two registers that one product fills, g++ makes the better code of carries that
-// are compared out; for 32-bit limbs it would make branches of them, which are slow and tell
-// secrets.
+// multiply_add returns the low half of x * y + add + carry and leaves the high half in `carry`. It
+// is written in two ways for the sake of g++. With 64-bit limbs its best code comes of sums whose
+// carry is found by a comparison (a sum that is below one of its terms has overflowed). With 32-bit
+// limbs g++ would make branches of these comparisons, which are slow and depend on secrets, so the
+// sum is made in 64 bits.
 inline SshLimb multiply_add(SshLimb x, SshLimb y, SshLimb add, SshLimb &carry) {
   const SshWide product = SshWide{x} * y;
   if constexpr (SSH_LIMB_BITS < 64) {
@@ -22,8 +23,10 @@ inline SshLimb multiply_add(SshLimb x, SshLimb y, SshLimb add, SshLimb &carry) {
   return low;
 }
 
-// add_rows walks two rows of a multiplication at once, the second one limb behind the first: that
-// is half the loads and stores, and the two chains of carries do not wait for each other.
+// Multiplication is the one from school: for each limb b of one number, the other number times b is
+// added to the sum, one limb further up each time. add_rows adds two such rows at once, for b0 and
+// for b1, the second one limb behind the first. That takes half the loads and stores, and the two
+// carries do not wait for each other.
 inline SshWide add_rows(SshLimb *sum, const SshLimb *a, size_t count, SshLimb b0, SshLimb b1,
                         SshLimb carry0 = 0) {
   SshLimb carry1 = 0, behind = 0;
@@ -38,7 +41,8 @@ inline SshWide add_rows(SshLimb *sum, const SshLimb *a, size_t count, SshLimb b0
   return SshWide{behind} * b1 + carry0 + carry1;
 }
 
-// sub_row subtracts v * q from the `count` limbs at `number` and returns what is owed above.
+// sub_row subtracts v * q from the `count` limbs at `number` and returns what has still to be
+// subtracted from the limb above them.
 SshLimb sub_row(SshLimb *number, const SshLimb *v, size_t count, SshLimb q) {
   SshLimb carry = 0;
   for (size_t i = 0; i < count; ++i) {
@@ -49,9 +53,10 @@ SshLimb sub_row(SshLimb *number, const SshLimb *v, size_t count, SshLimb q) {
   return carry;
 }
 
-// estimate returns the next limb of a quotient, or one more: `top` points above the three limbs of
-// the number that decide, and v1 and v2 are the two highest of the divisor (Knuth, The Art of
-// Computer Programming, 4.3.1, algorithm D, step D3).
+// estimate guesses the next limb of a quotient from the three highest limbs of the number, which
+// end at `top`, and the two highest limbs v1 and v2 of the divisor. The guess is right or one too
+// large (Knuth, The Art of Computer Programming, 4.3.1, algorithm D, step D3). With `third` false
+// the divisor has one limb only, and the third limb of the number does not count.
 SshLimb estimate(const SshLimb *top, SshLimb v1, SshLimb v2, bool third) {
   const SshWide two = SshWide{top[0]} << SSH_LIMB_BITS | top[-1];
   SshLimb q = top[0] >= v1 ? ~SshLimb{0} : ssh_limbs_low(two / v1);
@@ -154,8 +159,9 @@ void ssh_limbs_mul(SshLimb *out, const SshLimb *a, size_t a_count, const SshLimb
 }
 
 void ssh_limbs_square(SshLimb *out, const SshLimb *a, size_t count) {
-  // What two different limbs give occurs twice: it is added up once, two rows at a time behind the
-  // product of their own two limbs.
+  // The product of two different limbs occurs twice in a square. So the products above the diagonal
+  // are added up once, two rows at a time. The product of the two limbs of a pair of rows comes
+  // first, since only one of the two rows has it.
   std::memset(out, 0, count * sizeof(SshLimb));
   for (size_t i = 0; i < count; i += 2) {
     const SshWide first = SshWide{a[i]} * a[i + 1] + out[2 * i + 1];
@@ -165,7 +171,7 @@ void ssh_limbs_square(SshLimb *out, const SshLimb *a, size_t count) {
     out[i + count] = ssh_limbs_low(above);
     out[i + count + 1] = ssh_limbs_high(above);
   }
-  // Then it is doubled, and the squares of the limbs join it.
+  // Then the sum is doubled, and the square of each limb is added at its place.
   SshLimb carry = 0, pushed = 0;
   for (size_t i = 0; i < count; ++i, out += 2) {
     const SshWide square = SshWide{a[i]} * a[i];

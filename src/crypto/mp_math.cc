@@ -15,7 +15,8 @@ bool too_long(const SshMpInt &a, const SshMpInt &b) {
   return a.bits() > SSH_MP_BITS_MAX || b.bits() > SSH_MP_BITS_MAX;
 }
 
-// Work is the one block of an operation, handed out in zeroed pieces.
+// Work is the memory of one operation: one block, handed out in pieces that are zero at first and
+// wiped at the end.
 class Work {
  public:
   explicit Work(size_t count) : block_(ssh_make_array<SshLimb>(count)), next_(block_.get()) {}
@@ -42,6 +43,9 @@ class Work {
   SshLimb *next_;
 };
 
+// signed_sum adds the magnitudes of equal signs, and else subtracts the smaller from the larger
+// one, whose sign the result has. `b_negative` stands for the sign of b, so that it serves a - b
+// too.
 SshMpInt signed_sum(const SshMpInt &a, const SshMpInt &b, bool b_negative) {
   if (too_long(a, b)) return {};
   const size_t count = std::max(limbs_of(a), limbs_of(b)) + 1;
@@ -58,7 +62,8 @@ SshMpInt signed_sum(const SshMpInt &a, const SshMpInt &b, bool b_negative) {
 }
 
 // divide divides the `count` limbs at `number`, above which there is one more, by the v_count limbs
-// at `v`, the highest of which is not 0; it leaves the remainder in `number` and `v` shifted.
+// at `v`, the highest of which is not 0. Both are shifted until the top bit of the divisor is set,
+// as ssh_limbs_divide wants it. The remainder is left in `number`; `v` stays shifted.
 void divide(SshLimb *number, size_t count, SshLimb *v, size_t v_count, SshLimb *quotient) {
   const unsigned shift = static_cast<unsigned>(std::countl_zero(v[v_count - 1]));
   ssh_limbs_shift_left(v, v_count, shift);
@@ -67,8 +72,11 @@ void divide(SshLimb *number, size_t count, SshLimb *v, size_t v_count, SshLimb *
   ssh_limbs_shift_right(number, v_count, shift);
 }
 
-// Euclid finds the greatest common divisor of r0 and r1, and how many times r1 it is: sign apart,
-// u0 and u1 say that of r0 and r1 as they are at each time, and their signs always differ.
+// Euclid is Euclid's extended algorithm for two numbers a and b. A step replaces the pair (r0, r1)
+// by (r1, r0 modulo r1), which has the same greatest common divisor; when r1 is 0, r0 is it. Beside
+// them, u0 and u1 keep how many times b each of the two is, modulo a: r0 = u0 * b, r1 = u1 * b.
+// When the divisor turns out to be 1, u0 is the inverse of b modulo a. Of u0 and u1 one is always
+// negative and the other not, so `negative` is the sign of u0 and the numbers have none.
 struct Euclid {
   SshLimb *r0, *r1, *u0, *u1, *divisor, *quotient, *product;
   size_t size;  // of each number, with a limb to spare
@@ -88,7 +96,7 @@ struct Euclid {
     u1[0] = 1;
   }
 
-  // step divides r0 by r1 and returns false when r0 is the divisor sought.
+  // step does one step and returns true, or returns false when r0 is the greatest common divisor.
   bool step() {
     const size_t v_count = ssh_limbs_trim(r1, size);
     if (v_count == 0) return false;

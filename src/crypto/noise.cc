@@ -10,9 +10,10 @@ namespace {
 
 constexpr char kHash[] = "sha512";
 constexpr size_t kDigest = 64;
-constexpr size_t kSystemOctets = 32;  // at every output
+constexpr size_t kSystemOctets = 32;  // of the system's generator, added at every output
 
-// What a digest over the state is for. It goes in first, so that none of them tells another.
+// What a digest over the state is for. It is the first byte that is hashed, so that a digest for
+// one use tells nothing about that for another.
 enum class Use : uint8_t { kStir = 1, kOutput, kStep };
 
 // digest_of hashes the state and further bytes; `out` may be the state.

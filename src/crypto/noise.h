@@ -15,9 +15,11 @@ using SshNoiseSource = bool (*)(uint8_t *out, size_t length);
 // ssh_noise_system is the operating system's generator.
 [[nodiscard]] bool ssh_noise_system(uint8_t *out, size_t length);
 
-// SshNoise is a pool. What comes out is a hash over its state, which is stepped one way before and
-// after, so that neither earlier nor later bytes follow from what was given out. A pool is for one
-// thread at a time; its end wipes it.
+// SshNoise is a pool: 64 bytes of state. Output is a hash over the state. Before it, bytes of the
+// system's generator are hashed into the state, so that who knew the state cannot foresee the
+// output. After each piece the state is replaced by a hash of itself, so that who reads the state
+// later cannot compute what was given out. A pool is for one thread at a time, and is wiped when it
+// ends.
 class SshNoise {
  public:
   // The source takes the place of the operating system's generator where a test must foresee it.

@@ -16,8 +16,8 @@ constexpr size_t kOverhead = kPaddingMin + 3;
 constexpr uint8_t kSignatureType = 1;
 constexpr uint8_t kEncryptionType = 2;
 
-// begin_rsa takes a modulus and looks at the numbers: n odd and of a sensible size, e odd, above 1
-// and below n.
+// begin_rsa makes n the modulus and checks the numbers: n is odd and of a sensible size, e is odd
+// and 1 < e < n.
 SshKeyStatus begin_rsa(const SshMpInt *values, SshMontgomery &modulus) {
   const SshMpInt &n = values[SSH_RSA_N], &e = values[SSH_RSA_E];
   if (e.compare(SshMpInt(1)) <= 0 || e.compare(n) >= 0) return SSH_KEY_ABSURD;
@@ -49,10 +49,11 @@ bool fill_nonzero(SshNoise &noise, uint8_t *out, size_t length) {
 
 }  // namespace
 
-// RFC 8017 8.2.2: the block that a signature over these bytes must give is built whole and
-// compared whole. Nothing of what the signature gives is parsed, so that there is nothing in it
-// that could be overlooked. DigestInfo has parameters NULL, the one form that is written; the form
-// without parameters, which RFC 8017 lets one accept, is refused, as other libraries refuse it.
+// RFC 8017 8.2.2: the block that a good signature over these bytes gives is built and compared with
+// the block that this signature gives, byte by byte. The latter is never parsed: forgeries have
+// been made for verifiers that parsed it and overlooked some bytes. DigestInfo has parameters NULL,
+// which is what all write; the form without parameters, which RFC 8017 lets one accept, is refused,
+// as other libraries refuse it.
 SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const SshHashAlgorithm *hash, Bytes digest,
                             Bytes signature) {
   SshMontgomery modulus;
@@ -78,7 +79,7 @@ SshKeyStatus ssh_rsa_verify(const SshMpInt *values, const SshHashAlgorithm *hash
   return std::memcmp(wanted.get(), found.get(), length) == 0 ? SSH_KEY_OK : SSH_KEY_BAD_SIGNATURE;
 }
 
-// RFC 8017 7.2.1
+// RFC 8017 7.2.1. The block holds the data, so its power is computed as that of a secret.
 SshKeyStatus ssh_rsa_encrypt(const SshMpInt *values, Bytes data, SshNoise *noise, SshBlock *out,
                              size_t *length) {
   SshMontgomery modulus;

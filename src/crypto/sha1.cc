@@ -11,6 +11,8 @@ struct Sha1 {
   uint32_t a, b, c, d, e;
   uint32_t words[16];
 
+  // word gives the word of round T: one of the block's own, or one made of four before it, which
+  // replaces the word of sixteen rounds ago.
   template <size_t T>
   uint32_t word() {
     uint32_t &w = words[T % 16];

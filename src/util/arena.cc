@@ -11,6 +11,7 @@ namespace {
 constexpr size_t kClassUnit = 1024;
 constexpr size_t kClassCount = 11;  // 1 KiB to 1 MiB
 
+// Block stands at the front of a block; the room from which requests are served follows it.
 struct Block {
   Block *next;
   uint8_t *free;

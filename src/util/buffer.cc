@@ -14,8 +14,8 @@ void compact(SshBuffer &buffer) {
   buffer.offset = 0;
 }
 
-// grow adds the request and one page to the block. The length of a request is any, so sums take 64
-// bits.
+// grow adds `n` bytes and one page to the block. A caller may ask for any `n`, so the sum is made
+// in 64 bits, where it cannot overflow.
 void grow(SshBuffer &buffer, uint64_t n) {
   if (n > SSH_BUFFER_ALLOC_MAX || buffer.alloc + n > SSH_BUFFER_ALLOC_MAX) {
     ssh_fatal("ssh_buffer_append_space: buffer grows too large!");
@@ -50,7 +50,8 @@ void ssh_buffer_uninit(SshBuffer &buffer) {
 
 void ssh_buffer_reserve(SshBuffer &buffer, size_t n) {
   if (buffer.offset == buffer.end) buffer.offset = buffer.end = 0;
-  // Strictly below: the spare byte stays. Consumed room at the front is taken before any growth.
+  // One byte of the block always stays spare. Where more than half of the block was consumed, what
+  // is left moves to the front, which is cheaper than a larger block.
   while (n >= buffer.alloc - buffer.end) {
     if (buffer.offset > buffer.alloc / 2) {
       compact(buffer);

@@ -1,6 +1,12 @@
-// SshBuffer: a growable byte queue, appended to at its end and consumed from its front.
-// It always owns a block once used, wipes it before letting go, and cannot be copied.
-// What is written into it has formats of its own: typed values are the business of util/wire.h.
+// SshBuffer: a byte queue that grows at its end and is consumed from its front. Requests and
+// replies are written into one.
+//
+//   SshBuffer buffer;
+//   ssh_buffer_append(buffer, octets);
+//   Bytes held = ssh_buffer_bytes(buffer);   // until the next append
+//
+// It holds one block, which is wiped before it is freed, since messages may carry secrets. How
+// values are written as bytes is told in util/wire.h; a further format belongs there.
 #pragma once
 
 #include <cstddef>
@@ -9,11 +15,13 @@
 #include "util/bytes.h"
 #include "util/mem.h"
 
-// SSH_BUFFER_ALLOC_MAX bounds what growth may start from: one page below the largest block.
+// A block grows by what is asked for and one page more. So SSH_BUFFER_ALLOC_MAX, which bounds the
+// block and what is asked for together, lies one page below the largest block there is.
 constexpr uint32_t SSH_BUFFER_PAGE = 4096;
 constexpr uint32_t SSH_BUFFER_ALLOC_MAX = SSH_XMALLOC_MAX - SSH_BUFFER_PAGE;
 
-// SSH_BUFFER_FRESH_MAX is how much a fresh buffer takes.
+// SSH_BUFFER_FRESH_MAX is how many bytes fit into a buffer that holds none yet. Its first block, of
+// one page, counts against the bound.
 constexpr uint32_t SSH_BUFFER_FRESH_MAX = SSH_BUFFER_ALLOC_MAX - SSH_BUFFER_PAGE;
 
 struct SshBuffer;
@@ -27,7 +35,7 @@ void ssh_buffer_init(SshBuffer &buffer);
 void ssh_buffer_uninit(SshBuffer &buffer);
 
 // SshBuffer holds buf[offset .. end); the block keeps at least one spare byte, so that
-// offset <= end < alloc. All but its construction and destruction goes through the functions here.
+// offset <= end < alloc. Its members are read and changed by the functions below alone.
 struct SshBuffer {
   SshBuffer() { ssh_buffer_init(*this); }
   ~SshBuffer() { ssh_buffer_uninit(*this); }

@@ -7,12 +7,12 @@
 
 namespace {
 
-constexpr size_t kMessageMax = 512;
+constexpr size_t kMessageMax = 512;  // with the zero byte: what hosts have room for
 
 SshMessageCallback fatal_callback = nullptr;
 SshMessageCallback warning_callback = nullptr;
 void *callback_context = nullptr;
-std::atomic_flag failed;
+std::atomic_flag failed;  // set by the first fatal error, so that a second one ends at once
 
 void deliver(SshMessageCallback callback, const char *format, va_list arguments) {
   char message[kMessageMax] = {};

@@ -14,9 +14,10 @@ Wide allocate(size_t room) {
   return Wide(static_cast<wchar_t *>(ssh_xcalloc(room, sizeof(wchar_t))));
 }
 
-// read_wide gives what a function of the system writes, in a buffer that grows until all is there.
-// Such a function returns a text's length, or, where there is no room, no less than the room. Texts
-// end at 32,767 characters; one that cannot be had is empty.
+// read_wide gives the text that a function of the system writes, in a buffer that grows until the
+// text fits. Such a function returns the length of the text or, if the room is too small, a number
+// that is not below the room. Texts of the system have at most 32,767 characters. A text that the
+// system does not give is empty.
 template <class Read>
 Wide read_wide(Read read) {
   for (DWORD room = MAX_PATH; room < 0x20000; room *= 2) {
@@ -49,9 +50,10 @@ bool is_absolute(std::wstring_view path) {
   return is_separator(path[0]) && is_separator(path[1]);
 }
 
-// search_flags says where the system looks for what a library needs. The first flags never mean the
-// current folder; Windows 7 has them together with the function asked for, by an update. The
-// other one puts the library's own folder before all others.
+// search_flags says where the system looks for the libraries that a library needs in turn. The
+// first pair of flags leaves out the current folder. Windows 7 knows them since an update, which
+// also brought AddDllDirectory: where that function is missing, the flags are too. The other flag
+// makes the system look into the library's own folder before it looks anywhere else.
 DWORD search_flags() {
   return GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "AddDllDirectory")
              ? LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS
@@ -64,7 +66,8 @@ void *load(std::wstring_view folder, std::string_view name) {
   std::copy(name.begin(), name.end(), wide.get());
   const Wide joined =
       concatenate({folder, is_separator(folder.back()) ? L"" : L"\\", wide.get(), L".dll"});
-  // The prefix for long paths wants them in their plainest form.
+  // The prefix for long paths turns off what the system else does with a path, such as resolving
+  // "..", so that is done first.
   const Wide plain = read_wide([&joined](wchar_t *out, DWORD room) {
     return GetFullPathNameW(joined.get(), room, out, nullptr);
   });

@@ -18,5 +18,6 @@ class SshLock {
   void unlock();
 
  private:
+  // Room for the lock of any system, whose type stays in the two files; they check that it fits.
   alignas(std::max_align_t) unsigned char state_[64];
 };

@@ -1,5 +1,9 @@
-// Checked allocation. Every block of the library comes from here, and no call returns failure.
-// A request above the limit or refused by the heap is fatal. Only ssh_xfree releases a block.
+// Checked allocation. Every block of the library comes from here and is released by ssh_xfree.
+//
+// No call returns failure: a request that is above the limit, or that the heap refuses, ends the
+// process (ssh_fatal). Callers therefore need no branches for exhausted memory. Where input decides
+// how much is asked for, the caller checks against SSH_XMALLOC_MAX first and answers with an error.
+//
 // Tags name what a block is for; they are there for the reader and otherwise ignored.
 #pragma once
 

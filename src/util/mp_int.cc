@@ -8,12 +8,17 @@
 
 namespace {
 
-// Decimal conversion works on digits of base 10^9, kLanes byte quadruples at a time.
+// How decimal text is made: the number is built in base 10^9, whose digits are nine decimal places
+// each. It begins as 0, and for every four bytes of the magnitude, the highest first, it is
+// multiplied by 2^32 and the four bytes are added. Such a step divides once for each digit, and
+// each division waits for the carry of the one before. So kLanes steps are done in one pass over
+// the digits: a digit goes through all of them before the next one is read, and the processor works
+// on several divisions side by side.
 constexpr uint64_t kDecimalBase = 1000000000;
 constexpr size_t kDecimalWidth = 9;
 constexpr size_t kDecimalBits = 29;  // every base 10^9 digit takes in more than this many bits
 constexpr size_t kLanes = 4;
-constexpr size_t kSmallDigits = 32;
+constexpr size_t kSmallDigits = 32;  // on the stack: every serial number that is in use
 
 // Decimal is a number in base 10^9, least significant digit first, in a block that is large enough.
 struct Decimal {
@@ -21,9 +26,9 @@ struct Decimal {
   size_t count;
 };
 
-// push_lanes replaces the number by itself times 2^(32 * kLanes) plus the lanes, most significant
-// first. The lanes are carried side by side, because a single carry would leave the processor
-// waiting for one division at a time.
+// push_lanes multiplies the number by 2^(32 * kLanes) and adds the lanes, of which the first is the
+// most significant. Lane i is the carry of step i: it holds what is added at first, and what goes
+// over into the next digit from then on.
 void push_lanes(Decimal &number, uint32_t (&carry)[kLanes]) {
   const auto step = [&carry](uint32_t digit) {
     for (uint32_t &lane : carry) {
@@ -37,6 +42,7 @@ void push_lanes(Decimal &number, uint32_t (&carry)[kLanes]) {
   while ((carry[0] | carry[1] | carry[2] | carry[3]) != 0) number.digits[number.count++] = step(0);
 }
 
+// to_base converts the magnitude. Its first bytes are padded with zeros to a whole group.
 void to_base(Bytes magnitude, Decimal &number) {
   constexpr size_t group = kLanes * 4;
   const size_t head = magnitude.size() % group;
@@ -57,6 +63,7 @@ void write_digit(char *out, uint32_t digit) {
   for (size_t i = kDecimalWidth; i-- > 0; digit /= 10) out[i] = static_cast<char>('0' + digit % 10);
 }
 
+// decimal_text writes all places of all digits, then moves the text over its leading zeros.
 char *decimal_text(const Decimal &number, bool negative) {
   const size_t places = number.count * kDecimalWidth;
   SshText text(static_cast<char *>(ssh_xmalloc(places + 3)));

@@ -29,6 +29,8 @@ class SshMpInt {
   void set_magnitude(Bytes octets, bool negative = false);
 
   // set_twos_complement sets the value from the content bytes of a BER INTEGER; no bytes give 0.
+  // Every INTEGER of a certificate goes through here, so what nearly all of them are, short and not
+  // negative, is done without a call.
   void set_twos_complement(Bytes content) {
     const bool zero_first = content.size() > 1 && content[0] == 0;
     const Bytes value = zero_first ? content.subspan(1) : content;
@@ -89,6 +91,7 @@ class SshMpInt {
   uint8_t *assign(Bytes octets);
   void swap(SshMpInt &other) noexcept;
 
+  // The bytes lie in the object up to SSH_MP_INLINE, and in a block of their own above.
   union {
     uint8_t inline_[SSH_MP_INLINE] = {};
     uint8_t *heap_;

@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr size_t kOctetsAtFirst = 256;
+constexpr size_t kOctetsAtFirst = 256;  // of the first block, which most names and texts fit into
 
 }  // namespace
 

@@ -32,6 +32,7 @@ void ssh_destroy(T *object) {
   ssh_xfree(object);
 }
 
+// SshFreeWith makes a deleter of a free function.
 template <auto Free>
 struct SshFreeWith {
   template <class T>
@@ -59,6 +60,7 @@ using SshBlock = std::unique_ptr<uint8_t, SshBlockFree>;
 template <class T>
 using SshArray = std::unique_ptr<T[], SshBlockFree>;
 
+// ssh_make_array allocates `count` values.
 template <class T>
 [[nodiscard]] SshArray<T> ssh_make_array(size_t count) {
   static_assert(std::is_trivially_copyable_v<T>);

@@ -8,7 +8,8 @@
 namespace {
 
 constexpr size_t kSmallestBlock = 512;
-// Larger ones are made for pieces that need them alone: a process of 32 bits may have no such hole.
+// The largest block that is made for several pieces: 4 MiB in a process of 32 bits, whose free
+// memory may have no larger gap, and 8 MiB in others. A piece that needs more gets its own block.
 constexpr size_t kLargestBlock = 0x100000 * sizeof(void *);
 
 }  // namespace
@@ -35,14 +36,13 @@ void SshPool::settle() {
   }
 }
 
-// room_for tells how large a fresh block for `size` bytes is. Each is at least as large as all
-// before it, so there are few of them; only the largest ones, and the last one below the limit,
-// have to be content with less.
+// room_for tells how large a fresh block for `size` bytes is: as large as all blocks before it
+// together, so that there are never many, but not above kLargestBlock or what the limit leaves.
 size_t SshPool::room_for(size_t size) const {
   return std::max(size, std::min({held() + borrowed_, kLargestBlock, below_limit()}));
 }
 
-// below_limit tells how large a fresh block may be. What the heap rounds up is taken off.
+// below_limit tells how large a fresh block may be. What the heap adds to a block counts as well.
 size_t SshPool::below_limit() const {
   if (!work_) return SIZE_MAX;
   const size_t taken = held() + borrowed_ + ssh_mem_heap_size(sizeof(Block));
@@ -55,7 +55,8 @@ bool SshPool::fits(size_t size) const {
 
 // add_block makes a fresh block the current one; what the old one had left is given up.
 void SshPool::add_block(size_t room) {
-  // A size beyond what one request may ask for stays beyond it, so that ssh_xmalloc refuses it.
+  // With the head of the block, a room of SSH_XMALLOC_MAX or more is above the limit of one
+  // request, and ssh_xmalloc refuses it. Adding to a larger room could overflow.
   room = std::min(room, SSH_XMALLOC_MAX);
   auto *block = static_cast<Block *>(ssh_xmalloc(sizeof(Block) + room));
   *block = {blocks_, room};
@@ -88,8 +89,10 @@ void *SshPool::alloc_in_new_block(size_t size) {
   return at;
 }
 
-// spend ends the decode. Lists that are made without any read go on for all that, so the pieces of
-// the spill are given out again where they do not suffice.
+// spend sets the work of the decode to 0, so that its next read fails. Until then the decode may
+// ask for further pieces, and it never checks for null. It gets them from one last block, the
+// spill, which is handed out again whenever it is used up: nobody reads what lies in it, since the
+// record is refused.
 void SshPool::spend(size_t size) {
   *work_ = 0;
   if (spill_ && size <= SSH_POOL_SPILL) return use(*spill_);

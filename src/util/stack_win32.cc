@@ -2,8 +2,10 @@
 
 #include <cstdint>
 
-// What the compiler's stack protector calls for. The toolchain's own needs another library of the
-// system's, and asks its cryptography for a guard while the DLL is being loaded.
+// The two names that code compiled with a stack protector refers to: the guard, a value that is
+// laid on the stack below return addresses and compared before a function returns, and the function
+// that is called if it has changed. The toolchain's own versions need one more library, and ask the
+// system's cryptography for a guard while the DLL is being loaded, where that is not allowed.
 extern "C" {
 uintptr_t __stack_chk_guard = 0;
 [[noreturn]] void __stack_chk_fail();
@@ -11,9 +13,11 @@ uintptr_t __stack_chk_guard = 0;
 
 namespace {
 
-// The system gives every process a random number that it does not tell, and mixes it into pointers.
-// The first byte is zero, at which a text ends: none can run over the guard and restore it. Other
-// constructors come later, as a function that runs meanwhile finds its guard changed.
+// The system has a random number for every process, which it mixes into pointers that it is asked
+// to encode. So an encoded pointer is a guard that nobody outside can know. Its lowest byte is made
+// zero: copying a text ends at a zero byte, so no text can overrun the guard and restore it. This
+// constructor runs first, since a function that is running while the guard changes would find its
+// own copy wrong.
 [[gnu::constructor(101), gnu::no_stack_protector]] void make_guard() {
   void *mixed = EncodePointer(&__stack_chk_guard);
   __stack_chk_guard = reinterpret_cast<uintptr_t>(mixed) & ~uintptr_t{0xFF};
