@@ -1,6 +1,6 @@
-// The management agent's four functions and those of kwloopback.h: queues between the library and
-// the service. Handles of agents are looked up before they are used, as a host would do: one that
-// is not open is an error, not a crash.
+// The management agent's four functions and those of kwloopback.h. An agent is a queue of requests
+// that were posted, and a service that answers them when somebody receives. Handles of agents are
+// looked up before they are used, so that one that is not open is an error and no crash.
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -77,7 +77,8 @@ class Agents {
   std::unordered_map<void *, Agent> agents_;
 };
 
-// agents is never destroyed: threads may post while the process ends.
+// agents gives the table of open agents. It is never destroyed, since threads may post while the
+// process ends.
 Agents &agents() {
   static Agents &all = *new Agents;
   return all;

@@ -78,8 +78,9 @@ void Database::open() {
   if (must_freeze()) freeze();
 }
 
-// connect trusts nothing that somebody may have put into the file: its views and triggers call only
-// what has no effect outside of them, and its own tables are not to be written to.
+// connect opens a file that may come from anywhere. So views and triggers in it may only call
+// functions without side effects (trusted schema off), and SQLite's own tables cannot be written to
+// (defensive mode).
 void Database::connect(const std::string &name, int flags) {
   check(sqlite3_open_v2(name.c_str(), &handle_, flags | SQLITE_OPEN_NOMUTEX, nullptr));
   check(sqlite3_db_config(handle_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr));
@@ -88,8 +89,10 @@ void Database::connect(const std::string &name, int flags) {
   run("PRAGMA foreign_keys = ON");
 }
 
-// must_freeze tells whether the file can be read in no other way. Even a reader needs a log and
-// locks beside it, which it cannot make where it may not write, and should not where others do.
+// must_freeze tells whether the file can only be read as one that nobody changes ("frozen").
+// Usually a reader makes two files beside the store, the log and its index, which hold the locks.
+// It cannot do so in a folder that it may not write to. If there is a log already, somebody else
+// may be writing, and the file must not be taken for one that nobody changes.
 bool Database::must_freeze() {
   if (path_.empty() || log_beside()) return false;
   if (read_only()) return true;
@@ -102,8 +105,8 @@ bool Database::must_freeze() {
   }
 }
 
-// freeze opens the file as one that nobody changes, and remembers what it was, to find out if
-// somebody does.
+// freeze opens the file as one that nobody changes, without locks, and remembers its state, to find
+// out if somebody changes it all the same.
 void Database::freeze() {
   close();
   frozen_ = state_of(path_);
@@ -114,7 +117,8 @@ bool Database::log_beside() const {
   return state_of(path_ + "-wal") != FileState{} || state_of(path_ + "-journal") != FileState{};
 }
 
-// refresh opens a frozen file again if it is not what it was.
+// refresh opens a frozen file again if it was changed. It also opens a file that could not be
+// opened the last time.
 void Database::refresh() {
   if (handle_ && (!frozen_ || (*frozen_ == state_of(path_) && !log_beside()))) return;
   try {
@@ -131,8 +135,8 @@ void Database::check_whole() const {
     throw StoreError("the store was changed while it was read", StoreError::kBusy);
 }
 
-// is_new looks at the file before anything is changed in it, and at all of it at one moment:
-// another process may be setting it up.
+// is_new looks at a file before anything is changed in it. It does so in one transaction, since
+// another process may be setting the file up.
 bool Database::is_new(int version) {
   bool ours = false;
   {
@@ -168,7 +172,8 @@ void Database::use_wal() {
   }
 }
 
-// set_up looks again in its transaction: another process may have been quicker.
+// set_up makes the tables. It looks again whether there are any, in the transaction in which it
+// writes, as another process may have made them since is_new looked.
 void Database::set_up(const char *schema, int version) {
   Transaction transaction(*this, Transaction::kWrite);
   if (number("PRAGMA application_id") == kApplicationId) return;
@@ -207,7 +212,8 @@ Transaction::Transaction(Database &database, Kind kind)
   database.refresh();
   if (kind == kWrite && database.read_only())
     throw StoreError("the store may only be read", StoreError::kReadOnly);
-  // A writer takes its lock at once: one that has read already could not wait for it.
+  // A writer takes the lock for writing at the start. If it took it after reading, SQLite would
+  // refuse it without waiting when another process has written meanwhile.
   database.run(kind == kWrite ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 

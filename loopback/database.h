@@ -1,6 +1,11 @@
-// A thin layer over SQLite: opening a file of ours, transactions, statements that are prepared
-// once.
-// Every failure is a StoreError, but for std::bad_alloc; nothing here knows what the tables hold.
+// A thin layer over SQLite: opening a file of ours, transactions, and statements that are prepared
+// once. Every failure is a StoreError, or std::bad_alloc. Nothing here knows what the tables hold;
+// a further query is written in store.cc.
+//
+//   Transaction transaction(database, Transaction::kRead);
+//   Query query(database, "SELECT id FROM certificate WHERE ca = ?");
+//   for (query.bind(1); query.step();) ids.push_back(query.integer(0));
+//   transaction.commit();
 #pragma once
 
 #include <sqlite3.h>
@@ -17,8 +22,9 @@
 
 namespace loopback {
 
-// StoreError says why the file could not be used: another process kept it locked, it may only be
-// read, it or what belongs beside it cannot be opened, or something else.
+// StoreError says why the file could not be used. kBusy: another process kept it locked. kReadOnly:
+// it may be read but not written. kUnopened: it, or a file that SQLite keeps beside it, cannot be
+// opened.
 class StoreError : public std::runtime_error {
  public:
   enum Kind : uint8_t { kBusy, kReadOnly, kUnopened, kOther };
@@ -30,8 +36,8 @@ class StoreError : public std::runtime_error {
   Kind kind_;
 };
 
-// FileState is what a file is known again by: its device, its number, its size and when it was
-// changed. It is all zero if there is no file.
+// FileState tells whether a file is still the one that it was: its device and number, its size, and
+// the time of its last change. It is all zero if there is no file.
 using FileState = std::array<int64_t, 5>;
 
 class Database {
@@ -72,8 +78,9 @@ class Database {
   std::mutex mutex_;                                             // held by a transaction
 };
 
-// Transaction keeps the database for one thread, and what is read or written in its scope together.
-// What is written is undone unless it is committed; what was read is whole if that succeeds.
+// Transaction holds the database for one thread. What is read in its scope is of one moment, and
+// what is written is undone unless it is committed. Readers commit as well: only if that succeeds
+// was the file not changed while they read.
 class Transaction {
  public:
   enum Kind { kRead, kWrite };
@@ -89,8 +96,8 @@ class Transaction {
   bool open_ = true;
 };
 
-// Query runs one statement. Arguments are bound in their order; views given must outlive the query,
-// and views got live until the next step.
+// Query runs one statement. Arguments are bound in their order. Bytes that are bound must outlive
+// the query; bytes of a row are valid until the next step.
 class Query {
  public:
   Query(Database &database, const char *text)

@@ -95,8 +95,10 @@ Ids find_certificates(Store &store, const Constraints &constraints, const Validi
   return ids;
 }
 
-// Breadth first. Every certificate is reached once and every issuer's name followed once, so the
-// work is bounded by the store and loops of names end.
+// The search is breadth first: it looks at all certificates that are one step from the beginning,
+// then at those two steps away and so on, so that the first path found is a shortest one. Each
+// certificate is reached once and each issuer's name followed once, so that the work is bounded by
+// the size of the store, also where certificates issued each other in a circle.
 Ids find_path(Store &store, const PathSearch &search) {
   const Ids goals = find_certificates(store, search.second, search.validity);
   if (goals.empty()) return {};

@@ -29,7 +29,7 @@ struct CertificateFacts {
   uint32_t key_usage = 0;                   // all bits if the certificate does not restrict it
   uint32_t path_length = 0;                 // SSH_X509_NO_LIMIT: none given
   bool ca = false;                          // by its basic constraints
-  bool issuing = false;  // a CA, or of a version before 3, which could not say that it is one
+  bool issuing = false;  // a CA, or of a version below 3, in which CAs are not marked as such
 };
 
 // derive_facts reads a decoded certificate.

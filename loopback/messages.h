@@ -1,7 +1,7 @@
-// Messages of the certificate service: requests from bytes to structs, replies the other way.
-// Reading is strict: a request is read to its last byte or not at all, and nothing is allocated
-// for a count that the bytes left could not hold. A new request is a struct with its decode, a
-// a row in service.cc.
+// Messages of the certificate service: requests are read from bytes into structs, replies written
+// from structs to bytes. Reading is strict: a request is read to its last byte or refused, and
+// nothing is allocated for a count that the bytes left could not hold. A new request is a struct
+// with its decode function here, and a row in service.cc.
 #pragma once
 
 #include <array>
@@ -78,8 +78,8 @@ struct StatusQuery {};
 // decode_envelope reads an envelope; false if not even the five numbers at its front are there.
 [[nodiscard]] bool decode_envelope(Bytes octets, Envelope *envelope);
 
-// decode reads a payload; false if it is not exactly one of that kind. The struct is then only good
-// for throwing away.
+// decode reads a payload; false if it is not exactly one of that kind. The struct may then be
+// partly filled and must not be used.
 [[nodiscard]] bool decode(Bytes payload, CertificateAdd *request);
 [[nodiscard]] bool decode(Bytes payload, CrlAdd *request);
 [[nodiscard]] bool decode(Bytes payload, Search *request);
@@ -107,8 +107,9 @@ struct ListHead {
   std::string text;
 };
 
-// Output collects bytes. It doubles as it fills, where an SshBuffer grows by pages: answers may
-// have any number of parts. What it lets go of is wiped.
+// Output collects the bytes of an answer. Its block doubles as it fills, while that of an SshBuffer
+// grows by pages, which would take long for answers of many parts. Blocks are wiped before they are
+// freed.
 class Output {
  public:
   Output &number(uint32_t value);

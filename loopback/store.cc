@@ -51,6 +51,8 @@ constexpr const char *kSchema = R"(
     PRIMARY KEY (name1, name2, name3, name4));
 )";
 
+// FILTER is the condition of a Filter, with places for what bind_filter binds. It is a macro, since
+// statements are literals that are prepared once.
 #define FILTER                                                                             \
   "not_before <= ? AND not_after >= ? AND (key_usage & ?) = ? AND ? IN (0, key_type) AND " \
   "(? < 0 OR (ca AND path_length >= ?)) AND ? IN (-1, ca)"
@@ -95,7 +97,9 @@ void Filter::cover(const Validity &range) {
 
 Store::Store(const char *path) : database_(path, kSchema, kSchemaVersion) {}
 
-// has compares the bytes as well: nobody should be able to keep one out by another of its digest.
+// has tells whether something is kept already. It finds it by its SHA-1 digest and then compares
+// the bytes: two certificates with one digest can be made, and the first must not keep the second
+// out.
 bool Store::has(const char *text, Bytes digest, Bytes der) {
   Query query(database_, text);
   return query.bind(digest).bind(der).step();

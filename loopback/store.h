@@ -15,12 +15,14 @@ namespace loopback {
 
 // Filter is what a certificate must meet beside its keys. As it stands it lets all pass.
 struct Filter {
-  int64_t earliest = std::numeric_limits<int64_t>::max();  // all times that the validity must
-  int64_t latest = std::numeric_limits<int64_t>::min();    // cover lie between these two
-  uint32_t key_usage = 0;                                  // bits that must all be allowed
-  uint32_t key_type = 0;                                   // 0: any
-  int64_t path_length = -1;                                // of a CA, at least; -1: any certificate
-  int ca = -1;                                             // 0: no CA; 1: CAs; -1: any
+  // The validity of a certificate must cover all times from the earliest to the latest, in seconds
+  // since 1970. At first there are none.
+  int64_t earliest = std::numeric_limits<int64_t>::max();
+  int64_t latest = std::numeric_limits<int64_t>::min();
+  uint32_t key_usage = 0;    // bits that must all be allowed
+  uint32_t key_type = 0;     // 0: any
+  int64_t path_length = -1;  // of a CA, at least; -1: any certificate
+  int ca = -1;               // 0: no CA; 1: CAs; -1: any
 
   // cover adds the times of a range that are given.
   void cover(const Validity &range);

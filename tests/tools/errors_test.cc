@@ -19,7 +19,7 @@ TEST(ErrorCommand, FindsCodesAndNames) {
   }
   EXPECT_EQ(run({"error", "--json"}).objects().size(), kwpki::error_rows().size());
   const Result status = run({"error", "5"});  // of layers, each of which has its own
-  for (const char *said : {"\"BER\": the octets end", "\"ASN.1\": List empty", "\"objects\": a"})
+  for (const char *said : {"\"BER\": the bytes end", "\"ASN.1\": List empty", "\"objects\": a"})
     EXPECT_THAT(status.out, HasSubstr(said));
   for (const char *code : {"123456", "0x", "4294967296", "-1x", "0x-5", "KWPKI_"}) {
     const Result result = run({"error", code});

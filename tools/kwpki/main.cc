@@ -2,7 +2,8 @@
 
 namespace {
 
-// Before anything else of the program: the command line parser's own objects need memory.
+// This runs before the constructors of global objects: those of the command line parser allocate
+// memory, and running out of it must be reported from the beginning.
 [[gnu::constructor(101)]] void start() { kwpki::prepare_process(); }
 
 }  // namespace

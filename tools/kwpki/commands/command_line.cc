@@ -29,12 +29,15 @@ constexpr ProfileRow kProfiles[] = {{"classic", SSH_X509_CLASSIC}, {"modern", SS
 const std::map<std::string, Color> kColors = {
     {"auto", Color::kAuto}, {"always", Color::kAlways}, {"never", Color::kNever}};
 
-// say writes a message. Where standard error is full or closed, the exit code has to do.
+// say writes a message to standard error. If that fails there is nobody to tell; the exit code
+// stays.
 void say(const Streams &streams, const std::string &text) {
   std::fputs(("kwpki: " + text + "\n").c_str(), streams.err);
 }
 
-// distance counts the letters to add, to drop or to change between two words.
+// distance is how many letters must be added, dropped or changed to make one word of the other. It
+// is computed row by row of the usual table, of which one row is kept: row[k] is the distance of
+// the letters of `a` so far to the first k of `b`.
 size_t distance(std::string_view a, std::string_view b) {
   std::vector<size_t> row(b.size() + 1);
   std::iota(row.begin(), row.end(), size_t{0});
@@ -97,7 +100,8 @@ void append_filled(std::string_view text, size_t indent, std::string *out) {
   *out += '\n';
 }
 
-// fitted_help fills the lines of a help page: paragraphs, and descriptions in their column.
+// fitted_help breaks the lines of a help page anew for 80 columns: the lines of a paragraph are
+// joined first, and descriptions of options stay in their column.
 std::string fitted_help(const std::string &help) {
   constexpr size_t kDescriptions = 30;
   std::istringstream lines(help);

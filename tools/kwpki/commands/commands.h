@@ -1,6 +1,6 @@
-// The commands of the tool. A command is a function that adds its name and options to the parser;
-// parsed, they leave in `run` what is to be done. To add a command, declare such a function here
-// and give it a row in command_line.cc.
+// The commands of the tool. A command is a function that adds its name and options to the parser.
+// When the parser has found the command, it calls its callback, which stores in `run` what is to be
+// done. To add a command, declare such a function here and give it a row in command_line.cc.
 #pragma once
 
 #include <functional>
@@ -18,8 +18,8 @@ namespace kwpki {
 // run_command_line, which also flushes what was written last.
 using Run = std::function<int(const Streams &streams)>;
 
-// The commands. `run` outlives the parsing, which is when it is set; options that it needs belong
-// into a shared pointer that it holds:
+// The commands. `run` is called after parsing, when the function that added the command has
+// returned. So the options are in a shared pointer that `run` holds:
 //
 //   const auto options = std::make_shared<InspectOptions>();
 //   CLI::App *command = app.add_subcommand("inspect", kHelp);
@@ -34,11 +34,12 @@ void add_error_command(CLI::App &app, Run &run);
 void add_store_commands(CLI::App &app, Run &run);
 void add_completion_command(CLI::App &app, Run &run);
 
-// prepare_process is for main.cc: from then on the process ends with a message and kExitUnreadable
-// where memory runs out, closed streams are errors, and so are those that nobody reads.
+// prepare_process is for main.cc. From then on the process ends with a message and kExitUnreadable
+// when memory runs out, and writing to a stream that is closed, or that nobody reads any more, is
+// an error of the writing function.
 void prepare_process();
 
-// run_command_line is the whole program but for that, for main() and for tests.
+// run_command_line is the rest of the program, for main() and for tests.
 int run_command_line(int argc, const char *const *argv, const Streams &streams);
 
 }  // namespace kwpki

@@ -90,8 +90,8 @@ void add_app(const CLI::App &app, const std::string &path, Table *table) {
   table->places.push_back({path + " ", operands});
 }
 
-// What bash, zsh and fish are told is the same: walk over the words before the cursor to know the
-// command and whether an option waits for its value, then look the place up.
+// The three scripts do the same. They walk over the words before the cursor, to know the command
+// and whether an option waits for its value. Then they look up the place and offer its values.
 constexpr const char *kBash = R"(# Completions of kwpki for bash.
 _kwpki() {
   local command=kwpki pending= word current=${COMP_WORDS[COMP_CWORD]} values= from=

@@ -1,6 +1,6 @@
-// `kwpki completion`: what a shell needs to complete the command line, made from the parser's own
-// table of commands and options, so that it never lags behind. What may stand for a type of value
-// is in values_of (completion.cc); a further shell is a row of kShells there.
+// `kwpki completion`: scripts with which shells complete the command line. They are made from the
+// parser's own commands and options, so that none can be forgotten. What may stand for a type of
+// value is in values_of (completion.cc); a further shell is a row of kShells there.
 #pragma once
 
 #include <string>

@@ -12,8 +12,9 @@ namespace {
 
 void warn(void *, const char *message) { std::fprintf(stderr, "kwpki: %s\n", message); }
 
-// Whoever asked for what there is not may be a destructor or a callback of the library, through
-// which nothing can be thrown: the process ends right there.
+// end is called when memory runs out or the library reports a fatal error. That may happen in a
+// destructor or in a callback of the library, through which nothing can be thrown, so the process
+// ends at once.
 [[noreturn]] void end(void *, const char *message) {
   warn(nullptr, message);
   std::fflush(stdout);

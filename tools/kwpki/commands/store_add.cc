@@ -105,8 +105,8 @@ void Importer::import_block(const Place &place, const Block &block) {
   import_object(place, block_octets(block));
 }
 
-// Bytes around the object, such as the trust settings of an armoured certificate, stay out of the
-// store.
+// import_object adds the one element that was read. Bytes around it, such as the trust settings of
+// a TRUSTED CERTIFICATE, do not go into the store.
 void Importer::import_object(const Place &place, Bytes octets) {
   const auto set = [](auto function, auto object, Bytes own) {
     return function(own.data(), static_cast<uint32_t>(own.size()), object) == KWPKI_OK;
@@ -130,7 +130,9 @@ void Importer::import_object(const Place &place, Bytes octets) {
   refuse(place, "neither a certificate nor a CRL that the library reads; `kwpki inspect` shows it");
 }
 
-// A status that is not about this object would come again for every other, and ends the import.
+// add adds one object. A status that is about the object itself refuses it. Any other status, such
+// as that of a store that is full or locked, would come again for all that follow: it ends the
+// command.
 void Importer::add(const Place &place, const char *kind,
                    const std::function<KwPkiStatus(StatusAnswer *, void *)> &post) {
   StatusAnswer answer;

@@ -93,7 +93,8 @@ bool add_reversed_dn(const std::string &value, KwPkiSearchKey key) {
   return add_name(value, true, key);
 }
 
-// add_text adds bytes as they stand; no bytes at all would stand for something else.
+// add_text adds bytes as they stand. A length of 0 would mean null-terminated text to the library,
+// so an empty value is refused.
 template <auto Set>
 bool add_text(const std::string &value, KwPkiSearchKey key) {
   return !value.empty() && Set(value.data(), static_cast<uint32_t>(value.size()), key) == KWPKI_OK;
@@ -105,7 +106,7 @@ bool add_ip(const std::string &value, KwPkiSearchKey key) {
   return length && KwPkiSearchKeySetIP(octets, static_cast<uint32_t>(length), key) == KWPKI_OK;
 }
 
-// An identifier is taken in its true form and looked for in the one that the profile has.
+// add_oid takes an identifier with its true digits, and searches for the text that the profile has.
 bool add_oid(const std::string &value, KwPkiSearchKey key) {
   const std::string text = library_oid(value);
   return add_text<KwPkiSearchKeySetOID>(text, key);
@@ -328,8 +329,9 @@ void ask(Session &session, KwPkiSearch what, ListAnswer &answer) {
   });
 }
 
-// A name that finds nothing is tried in the other order, as other programs write it. Standard input
-// is read once.
+// search asks the service and shows the list. If nothing has the name that was given, it asks again
+// with the name in the other order, in which other programs write names. It does not if a file is
+// among the criteria: that may be standard input, which can be read only once.
 int search(const SearchOptions &options, Output &output, const Streams &streams) {
   const Search what = build(options.criteria, streams);
   Session session = open_store(options.store, StoreUse::kRead);

@@ -25,7 +25,7 @@ of today.
 With --chain each certificate of each FILE is judged by the path from it to one of --root: each
 certificate of the path has a line with what is wrong with it. Not on Windows.
 
-Exit status: 0 everything is valid; 1 something is not, was refused, or has octets in front of it or
+Exit status: 0 everything is valid; 1 something is not, was refused, or has bytes in front of it or
 behind it, with --strict also if it is weak; 2 wrong use; 3 a file could not be read or output not
 be written. If 1 and 3 both apply, it is 3.)";
 
@@ -34,8 +34,8 @@ void add_files(CLI::App &command, const char *name, std::vector<std::string> &fi
   command.add_option(name, files, help)->type_name("CERT")->allow_extra_args(false);
 }
 
-// Each way of checking has options of its own. What is said here of each of them by the parser
-// itself would fill the help.
+// check_options refuses options of the other way of checking. The parser could do so by itself, but
+// its help would then name the others at each option.
 void check_options(const CLI::App &command, bool chain) {
   constexpr const char *kOfPaths[] = {"--root", "--untrusted", "--crl",
                                       "--at",   "--purpose",   "--host"};

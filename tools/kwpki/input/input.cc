@@ -34,7 +34,7 @@ void add_directory(const std::string &name, Found *found) {
     std::error_code ignored;
     const bool regular = at->is_regular_file(ignored);
     if (regular) files.push_back(at->path().string());
-    // What cannot be entered is named, and the walk goes on beside it.
+    // A directory that cannot be read is reported, and the walk goes on behind it.
     if (at->is_directory(ignored) && !at->is_symlink(ignored)) {
       const fs::directory_iterator probe(at->path(), ignored);
       if (ignored) {
@@ -123,8 +123,8 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
-// What the library's own reader makes of a file is the last of its blocks, by rules of its own:
-// programs that use it may read something else.
+// KwPkiReadFile takes the last block of a file, by simpler rules than those here. If it would read
+// other bytes from this file, that is reported: programs that use it see something else.
 void hold_against_library(Bytes file, Block *last) {
   if (!last->readable) return;
   const std::string_view found = trimmed(ssh_bytes_text(ssh_armour_find(file)));
@@ -135,7 +135,8 @@ void hold_against_library(Bytes file, Block *last) {
     add_fault(last, "KwPkiReadFile reads this armour otherwise");
 }
 
-// What text stands for, if it is no armour.
+// take_text replaces text that has no PEM block by the bytes that it stands for, if it stands for
+// any.
 void take_text(std::vector<uint8_t> *octets, std::string_view *form) {
   const std::string utf8 = as_utf8_text(*octets);
   if (!utf8.empty()) octets->assign(utf8.begin(), utf8.end());

@@ -1,5 +1,5 @@
-// Where input comes from: files, directories, standard input; what a file holds: DER, or PEM
-// blocks. A label that is to be read is a row of the table in input.cc.
+// Where input comes from: files, directories and standard input; and whether a file holds DER or
+// PEM blocks. A further label of PEM blocks that are read is a row of the table in input.cc.
 #pragma once
 
 #include <cstdio>
@@ -22,7 +22,7 @@ struct Source {
   bool from_directory = false;
 };
 
-// Found is what a list of names stands for: the files, and what could not be looked into.
+// Found is what a list of names stands for: the files, and directories that could not be read.
 struct Problem {
   std::string name;
   std::string text;
@@ -37,9 +37,9 @@ struct Found {
 // directories are not followed.
 Found find_sources(const std::vector<std::string> &names);
 
-// read_source reads a whole file and gives "" or why it could not. Progress goes to `output`, which
-// may be null. Of text in UTF-16 it gives UTF-8; of text that is base64 or hexadecimal alone, the
-// bytes that it stands for, and in `form`, if given, which of these it was.
+// read_source reads a whole file and returns "", or the reason why it could not. Progress goes to
+// `output`, which may be null. Text in UTF-16 is converted to UTF-8. Text that is base64 or
+// hexadecimal alone is decoded, and `form`, if given, says which of the two it was.
 std::string read_source(const Source &source, std::FILE *standard_input, Output *output,
                         std::vector<uint8_t> *octets, std::string_view *form = nullptr);
 

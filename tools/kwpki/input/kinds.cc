@@ -22,7 +22,7 @@ constexpr Kind kPublic = {"public_key", "a public key"};
 constexpr Kind kOcspRequest = {"ocsp_request", "an OCSP request"};
 constexpr Kind kOcspResponse = {"ocsp_response", "an OCSP response"};
 
-// Bytes as a list of elements, for as long as it lives.
+// Parsed holds bytes as a list of elements; the nodes are valid as long as it lives.
 struct Parsed {
   explicit Parsed(Bytes octets) : work(SshAsn1Work::for_input(octets.size())) {
     if (ssh_asn1_decode_in_place(octets, &work, &root) == SSH_ASN1_BER_OPEN_FAILED) root = {};
@@ -162,8 +162,8 @@ bool is_ocsp_response(SshAsn1Node node) {
               &octets);
 }
 
-// OCSPRequest ::= SEQUENCE { tbsRequest, optionalSignature [0] OPTIONAL }; a Request begins with the
-// CertID: SEQUENCE { AlgorithmIdentifier, OCTET STRING, OCTET STRING, INTEGER }  RFC 6960, 4.1.1
+// OCSPRequest ::= SEQUENCE { tbsRequest, optionalSignature [0] OPTIONAL }; a Request begins with
+// the CertID: SEQUENCE { AlgorithmIdentifier, OCTET STRING, OCTET STRING, INTEGER } RFC 6960, 4.1.1
 bool is_ocsp_request(SshAsn1Node node) {
   SshAsn1Node list, unread;
   SshOid id;
@@ -222,7 +222,7 @@ int digit(char c) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// Digits in pairs, with blanks, colons, commas and 0x between them.
+// from_hexadecimal reads pairs of digits, with blanks, colons, commas and "0x" between them.
 std::vector<uint8_t> from_hexadecimal(std::string_view text) {
   std::vector<uint8_t> octets;
   for (size_t i = 0; i < text.size(); ++i) {
@@ -236,7 +236,8 @@ std::vector<uint8_t> from_hexadecimal(std::string_view text) {
   return octets;
 }
 
-// An element that is all, or that is cut: its header has a length of the bytes' magnitude.
+// begins_as_der is true for bytes that begin with the header of a SEQUENCE, whether or not all of
+// its content is there.
 bool begins_as_der(const std::vector<uint8_t> &octets) {
   SshBerElement element;
   if (octets.size() < 8 || octets[0] != 0x30) return false;

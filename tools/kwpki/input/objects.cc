@@ -12,7 +12,7 @@ void Objects::fail(const std::string &name, const std::string &why, int exit) {
   raise(exit);
 }
 
-// guard keeps what goes wrong with one input from the others.
+// guard reports an exception from one input, so that the others are still read.
 void Objects::guard(const Place &place, const std::function<void()> &action) {
   const std::string fault = fault_of(action);
   if (!fault.empty()) fail(place.name(), "refused: cannot be checked: " + fault, kExitRefused);
@@ -45,7 +45,8 @@ void Objects::read_file(const Source &source, const Take &take) {
   take_each(place, file, take);
 }
 
-// take_each gives what a PKCS #7 bundle holds one by one; a bundle in a bundle stays closed.
+// take_each gives the certificates and CRLs of a PKCS #7 bundle one by one. A bundle inside a
+// bundle is not opened.
 void Objects::take_each(const Place &place, Bytes octets, const Take &take) {
   const std::vector<Bytes> items = bundled(octets);
   if (items.empty()) return take(place, octets);

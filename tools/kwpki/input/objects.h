@@ -1,5 +1,6 @@
 // The certificates and CRLs of files, directories and standard input, one after the other, for
-// commands that look at each by itself. What cannot be read is told, and the others still come.
+// commands that look at each by itself. What cannot be read is reported, and reading goes on with
+// the next.
 #pragma once
 
 #include <functional>
@@ -24,8 +25,8 @@ class Objects {
   // read_inputs does the same for the files of a command; none stand for standard input.
   void read_inputs(const std::vector<std::string> &names, const Take &take);
 
-  // fail tells what is wrong with an input; raise only has the exit code, of which the largest
-  // wins.
+  // fail reports what is wrong with an input and raises the exit code; raise does the latter alone.
+  // The largest exit code wins.
   void fail(const std::string &name, const std::string &why, int exit);
   void raise(int exit) { exit_ = exit > exit_ ? exit : exit_; }
   [[nodiscard]] int exit() const { return exit_; }

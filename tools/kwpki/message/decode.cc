@@ -13,7 +13,8 @@ using Fields = std::span<const FieldRow>;
 
 constexpr size_t kTextShown = 200;
 
-// Text where a person can read it, else digits; encoding takes either for any bytes.
+// octets_json gives bytes as text where a person can read it, else as hexadecimal digits. Encoding
+// takes either.
 Json octets_json(Bytes octets, bool binary) {
   const std::string_view text = ssh_bytes_text(octets);
   if (!binary && is_utf8(text) && escape(text) == text) return text;
@@ -25,7 +26,7 @@ bool is_binary(FieldShown shown) {
          shown == FieldShown::kBinary;
 }
 
-// A message tells its kind by the status and the word after it.
+// A request has the status 999, and 0 after it; everything else is taken for a reply.
 MessageKind guess_kind(Bytes message) {
   const auto word = [message](size_t at) {
     return message.size() >= at + 4 ? ssh_load_be32(message.data() + at) : 0;
@@ -33,6 +34,9 @@ MessageKind guess_kind(Bytes message) {
   return word(12) == kRequestStatus && word(16) == 0 ? MessageKind::kRequest : MessageKind::kReply;
 }
 
+// Decoder walks over the tables of fields and the bytes at the same time. Unlike the library's own
+// readers it wants to say as much as can be said of a broken message: it keeps its place, so that a
+// fault has an offset and a path, and what was read before the fault is shown.
 class Decoder {
  public:
   Decoder(Bytes message, const MessageLines &lines, bool full)
@@ -43,7 +47,8 @@ class Decoder {
   DecodedMessage run(MessageKind kind);
 
  private:
-  // Place is where a field stands: its row, the table it is of, and what its values go into.
+  // Place says which field is read: its row, the table that the row is of and its index there, and
+  // the JSON that the value goes into.
   struct Place {
     const FieldRow &row;
     Fields fields;
@@ -85,11 +90,11 @@ class Decoder {
   std::string path_;
   size_t depth_ = 0;
   size_t at_ = 0, end_ = 0;
-  size_t items_ = 0;
+  size_t items_ = 0;                 // of lists, so far
   uint32_t number_ = 0, count_ = 0;  // the last of each that was read
   uint32_t type_ = 0, status_ = 0;
   size_t type_at_ = 0;
-  bool rest_put_ = false;  // the bytes after the fault have their place
+  bool rest_put_ = false;  // the bytes behind the fault are in the JSON
 };
 
 DecodedMessage Decoder::run(MessageKind kind) {
@@ -111,8 +116,8 @@ void Decoder::read_whole(Fields fields, Json &object) {
   put_rest(object);
 }
 
-// read_fields reads up to the first fault. The bytes from there on go into the innermost object
-// of which something was read.
+// read_fields reads fields up to the first fault and returns false if there is one. The bytes from
+// there on become the "rest" of the innermost object of which something was read.
 bool Decoder::read_fields(Fields fields, Json &object) {
   const size_t path = path_.size();
   for (size_t i = 0; i < fields.size(); ++i) {
@@ -206,8 +211,8 @@ bool Decoder::read_data(const Place &place) {
   return true;
 }
 
-// A count that the bytes left cannot fill is told here, before anything is made of it; reading
-// goes on with as much as there is.
+// A count that the bytes left cannot fill is reported here, before anything is allocated for it;
+// reading goes on with as many items as there are.
 bool Decoder::read_count(const Place &place) {
   if (!has(4)) return false;
   count_ = ssh_load_be32(message_.data() + at_);
@@ -225,7 +230,8 @@ bool Decoder::read_count(const Place &place) {
   return true;
 }
 
-// drop_count takes a count out of the object again that says what anybody sees.
+// drop_count takes the count of a list or payload out of the object again if it is right: then the
+// list says as much, and encoding counts by itself.
 void Decoder::drop_count(const Place &place, size_t actual) {
   size_t at = place.index;
   while (at > 0 && place.fields[at].kind != FieldKind::kCount) --at;

@@ -1,6 +1,6 @@
-// Messages from bytes to JSON, with a line for each field on the way. What cannot be decoded stays
-// in the JSON as bytes, so that encode.h makes the same message of it. How a value is told
-// to people is a row of the table in words.cc.
+// Messages from bytes to JSON, with a line of text for each field on the way. Bytes that cannot be
+// decoded are kept in the JSON, so that encode.h makes the same message of it again. How a value is
+// written for people is a row of the table in words.cc.
 #pragma once
 
 #include <functional>
@@ -14,7 +14,7 @@
 
 namespace kwpki {
 
-// kMessageItemsMax is how many items of lists are taken apart; what follows stays bytes.
+// kMessageItemsMax is how many items of lists are decoded; what follows is kept as bytes.
 constexpr size_t kMessageItemsMax = 250000;
 
 // MessageLine is a field, or the head of a group without bytes.
@@ -45,11 +45,11 @@ struct DecodedMessage {
 DecodedMessage decode_message(Bytes message, std::optional<MessageKind> kind,
                               const MessageLines &lines, bool full);
 
-// octet_count is a number of bytes in words.
+// octet_count is "1 byte", "2 bytes" and so on.
 std::string octet_count(size_t count);
 
-// number_words and octets_words tell a value in words, escaped. `number` is the field before the
-// bytes. Texts longer than `most` bytes are shortened.
+// number_words and octets_words describe a value, escaped. `number` is the field before the bytes,
+// which may say what they are. Texts longer than `most` bytes are shortened.
 std::string number_words(const FieldRow &row, uint32_t value);
 std::string octets_words(FieldShown shown, uint32_t number, Bytes octets, size_t most);
 

@@ -20,8 +20,9 @@ constexpr int kDepthMax = 12;
 constexpr size_t kMembersMax = 64, kValuesMax = 4000000;
 constexpr size_t kShownMax = 200;
 
-// Guard refuses JSON that would take more time or memory than a message can. It goes through the
-// text before anything is made of it, as a callback of the parser that lets it keep nothing.
+// Guard refuses JSON that is larger or deeper than that of any message. It reads the text once
+// before it is parsed, since a parsed document takes many times the memory of its text: it is a
+// callback of the parser that lets it keep nothing.
 class Guard {
  public:
   bool operator()(int depth, Json::parse_event_t event, const Json &parsed);
@@ -59,7 +60,8 @@ class Encoder {
   std::vector<uint8_t> run(const Json &document);
 
  private:
-  // Place is where a field stands: its row, the table it is of, and the object with its member.
+  // Place says which field is written: its row, the table that the row is of, and the object that
+  // may have the value as a member.
   struct Place {
     const FieldRow &row;
     Fields fields;
@@ -103,8 +105,8 @@ class Encoder {
   std::string path_;
   MessageKind kind_ = MessageKind::kRequest;
   uint32_t number_ = 0, type_ = 0, status_ = 0;
-  std::optional<size_t> open_count_;  // where a count stands that is not known yet
-  bool cut_ = false;                  // a rest was written, behind which nothing stands
+  std::optional<size_t> open_count_;  // the offset of a count whose value is not known yet
+  bool cut_ = false;                  // a "rest" was written, and nothing may follow it
 };
 
 const Json *find(const Json &object, std::string_view name) {
@@ -112,7 +114,7 @@ const Json *find(const Json &object, std::string_view name) {
   return at == object.end() ? nullptr : &*at;
 }
 
-// The kind is told, or seen by the status as in a message.
+// message_kind takes the kind from the member "kind", or else from the status, as decoding does.
 MessageKind message_kind(const Json &document) {
   if (const Json *kind = find(document, "kind")) {
     for (size_t i = 0; i < std::size(kKindNames); ++i) {
@@ -150,8 +152,9 @@ void Encoder::check_members(Fields fields, const Json &object) {
   }
 }
 
-// In an object with a rest the fields end at the first that is not given, as decoding ended there;
-// in others those are written with their defaults.
+// write_fields writes the fields of an object. A field that is not given gets its default, unless
+// the object has a "rest": that is the bytes from where decoding failed, so the fields end at the
+// first that is not given, and the rest follows.
 void Encoder::write_fields(Fields fields, const Json &object) {
   const size_t path = path_.size();
   const Json *rest = find(object, "rest");
@@ -252,7 +255,8 @@ void Encoder::write_data(const Place &place) {
   if (place.value) put(octets_of(*place.value));
 }
 
-// A count that is not given is what the list or payload behind it turns out to be.
+// A count that is not given is written as 0, and settle_count replaces it when the list or payload
+// behind it is written.
 void Encoder::write_count(const Place &place) {
   if (!place.value) open_count_ = out_.size();
   put32(place.value ? number_of_json(place.row, *place.value) : 0);
@@ -289,7 +293,7 @@ void Encoder::write_list(const Place &place) {
   for (size_t i = list.size(); i < most && !find(place.object, "rest"); ++i) put32(0);
 }
 
-// The payload has a rest of its own; behind it the envelope goes on.
+// A "rest" in the payload ends the payload only, and the envelope goes on behind it.
 void Encoder::write_payload(const Place &place) {
   static const Json kNothing = Json::object();
   const std::optional<size_t> length_at = std::exchange(open_count_, std::nullopt);

@@ -1,5 +1,5 @@
-// Messages from JSON to bytes: the inverse of decode.h, with defaults for what is not
-// given. Fields and their defaults are told by the tables of schema.cc.
+// Messages from JSON to bytes: the inverse of decode.h, with defaults for what is not given. The
+// tables of schema.cc have the fields and their defaults; a new field is a row there.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,7 @@
-// The messages between the library and the certificate service, as tables of fields. Decoding,
-// encoding and the names of fields all follow these tables: a new message is a row of kPayloads in
-// schema.cc and, if need be, a table of its fields.
+// The messages between the library and the certificate service, as tables of fields. decode.cc and
+// encode.cc are loops over these tables, so that what one writes the other reads, and the names of
+// fields stand once. A new message is a row of kPayloads in schema.cc and, if need be, a table of
+// its fields. docs/pages has the format in words.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +29,7 @@ enum class FieldShown : uint8_t {
   kStatus,
   kText,
   kTime,
-  kKeyData,  // by the number before it, the type of the key
+  kKeyData,  // what it means depends on the number before it, the type of the key
   kCertificate,
   kCrl,
   kBinary,

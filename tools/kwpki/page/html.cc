@@ -13,14 +13,14 @@
 namespace kwpki {
 namespace {
 
-// Part is text of the page, or the name of what goes there.
+// Part is text of the page, or the name of a value that goes there.
 struct Part {
   std::string_view text;
   bool is_name;
 };
 using Pieces = std::map<std::string_view, std::vector<Part>>;
 
-// Splitter takes page.html apart, once.
+// Splitter takes page.html apart into its pieces. It runs once in a process.
 class Splitter {
  public:
   explicit Splitter(std::string_view source) : rest_(source) {}
@@ -34,7 +34,6 @@ class Splitter {
   std::string_view until(std::string_view mark);
   void piece(std::string_view name, std::string_view end);
   void attributes(std::string_view list, std::vector<Part> &parts);
-  void remark();
 
   std::string_view rest_;
   Pieces pieces_;
@@ -47,7 +46,8 @@ std::string_view Splitter::until(std::string_view mark) {
   return text;
 }
 
-// piece takes what stands up to the end of a piece. The pieces in it are few levels deep.
+// piece reads up to the comment that ends a piece. It recurses for pieces in it, which are a few
+// levels deep: page.html is part of the program.
 void Splitter::piece(std::string_view name, std::string_view end) {
   std::vector<Part> parts;
   while (!rest_.empty()) {
@@ -65,7 +65,7 @@ void Splitter::piece(std::string_view name, std::string_view end) {
   pieces_[name] = std::move(parts);
 }
 
-// attributes takes the next tag, with names in place of its samples.
+// attributes reads the next tag, and puts names where its samples stand.
 void Splitter::attributes(std::string_view list, std::vector<Part> &parts) {
   while (!list.empty()) {
     const std::string_view pair = list.substr(0, list.find(' '));
@@ -86,7 +86,7 @@ const Pieces &pieces() {
   return kPieces;
 }
 
-// source_hash gives what the page's policy allows its own script or style by.
+// source_hash gives the hash of the page's own script or style, as its policy names it.
 std::string source_hash(std::string_view tag) {
   const std::string begin = fmt::format("<{}>", tag), end = fmt::format("</{}>", tag);
   const std::string_view page = kPageSource;

@@ -1,13 +1,15 @@
-// HTML, made of text and of the pieces of page.html. Html comes from nowhere else, so that whatever
-// data holds is text in a page: in an element or in a quoted attribute, never in script or style.
+// HTML for pages. An Html is made of text, which is escaped, and of pieces of the template
+// page.html, and there is no other way to make one. So whatever bytes a certificate holds, in a
+// page they are text of an element or of a quoted attribute, and never a tag, script or style.
 //
-// page.html opens by itself, with a sample of everything. What is put in its place stands in
-// comments without blanks at their ends:
-//   <!--rows--> ... <!--/rows-->        a piece, in which others may stand; where it stands goes
-//                                       what is given by its name, and nothing without
+// page.html can be opened in a browser as it is and shows a sample of everything. Comments in it
+// without blanks at their ends say which samples are replaced:
+//   <!--rows--> ... <!--/rows-->        a piece with the name "rows", which may have others in it.
+//                                       It is replaced by the value of that name, or by nothing.
 //   <!--@href=link text=name--><a href="#o1">CN=Sample</a>
-//                                       the attributes of the tag that follows, and "text", which
-//                                       is what stands behind it up to the next tag
+//                                       in the tag that follows, the value of the attribute "href"
+//                                       is replaced by the value named "link"; "text" stands for
+//                                       the text between this tag and the next
 #pragma once
 
 #include <initializer_list>
@@ -35,15 +37,15 @@ class Html {
   std::string code_;
 };
 
-// fill makes HTML of a piece; "page" is the whole.
+// fill makes HTML of a piece, with the values for the names in it; the piece "page" is the whole.
 struct HtmlValue {
   std::string_view name;
   const Html &html;
 };
 [[nodiscard]] Html fill(std::string_view piece, std::initializer_list<HtmlValue> values);
 
-// page_policy is the Content-Security-Policy of a page: the script and the style of page.html, by
-// their hashes, and nothing else, from nowhere.
+// page_policy is the Content-Security-Policy of a page. It allows the script and the style of
+// page.html, which it names by their hashes, and nothing else.
 std::string page_policy();
 
 }  // namespace kwpki

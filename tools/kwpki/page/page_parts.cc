@@ -12,12 +12,13 @@ namespace {
 constexpr size_t kBytesInRow = 16;
 constexpr size_t kOfOneMost = 0x1000;   // bytes shown of one element
 constexpr size_t kOfAllMost = 0x20000;  // and of all
-constexpr size_t kIndentMost = 12;      // deeper levels are told by their number alone
+constexpr size_t kIndentMost = 12;      // levels with an indent; deeper ones show their number
 
 // Range is a part of the bytes: from, to.
 using Range = std::pair<size_t, size_t>;
 
-// shown_ranges joins the bytes that are the elements' own, as far as they are shown.
+// shown_ranges gives the ranges of bytes to show: the elements' own, as far as there is room, with
+// neighbours joined.
 std::vector<Range> shown_ranges(const std::vector<PageElement> &elements) {
   std::vector<Range> ranges;
   size_t room = kOfAllMost;
@@ -64,7 +65,8 @@ Html element_html(const PageElement &element) {
 
 }  // namespace
 
-// nested goes from the last line to the first: those inside a line are then complete.
+// nested goes from the last line to the first, so that the lines inside a line are complete when it
+// comes to it. `open` holds the lists of each depth that are not inside another line yet.
 Html nested(const std::vector<NestedLine> &lines) {
   std::vector<std::pair<size_t, Html>> open;
   const auto take_deeper = [&open](size_t depth) {
@@ -92,6 +94,8 @@ void BesideBytes::blame(size_t offset, const std::string &fault) {
   said += (said.empty() ? "" : "; ") + fault;
 }
 
+// find_ends gives elements of an open end their length. It goes backwards and keeps for each depth
+// where the element after the one at hand begins.
 void BesideBytes::find_ends() {
   std::vector<size_t> next;  // by depth: where what follows begins
   for (auto element = elements_.rbegin(); element != elements_.rend(); ++element) {

@@ -1,5 +1,6 @@
-// What pages have in common: lists of lines in lines, and elements beside the bytes they are made
-// of. A page is bounded whatever it shows; what is left out is told.
+// What the pages of `inspect --html` and `message decode --html` have in common: nested lists, and
+// elements beside the bytes that they are made of. Each part is bounded, since a small encoding can
+// have very many elements; the page says what was left out.
 #pragma once
 
 #include <cstdint>
@@ -17,22 +18,23 @@ struct NestedLine {
   Html html;
 };
 
-// nested makes lists in lists, of kNestedMost levels at the most: what is deeper stays there.
+// nested makes lists in lists, of kNestedMost levels at most; deeper lines go to the last level.
 constexpr size_t kNestedMost = 50;
 Html nested(const std::vector<NestedLine> &lines);
 
 // PageElement is an element or field: where it stands, and how many bytes of header and of content
-// it has. `own` of all of them are its own, the rest those of elements inside it. A content that
-// does not tell its length ends where an element of its level or above follows.
+// it has. The first `own` of these bytes are its own, the rest belong to elements inside it. With a
+// content of kOpenEnd (an indefinite length) the element ends where the next one of its depth or of
+// a smaller one begins.
 constexpr size_t kOpenEnd = SIZE_MAX;
 struct PageElement {
   size_t offset, header, content, own, depth;
   std::string name, value;
-  std::string part = {};   // what it is a part of the whole as
+  std::string part = {};   // the part of a certificate or CRL that it is, such as "issuer"
   std::string fault = {};  // what is wrong with it
 };
 
-// BesideBytes makes elements, in the order of their bytes, beside these.
+// BesideBytes shows elements, which are added in the order of their bytes, beside the bytes.
 class BesideBytes {
  public:
   explicit BesideBytes(Bytes octets) : octets_(octets) {}
@@ -40,7 +42,7 @@ class BesideBytes {
   void add(PageElement element);
   void omit(size_t elements) { omitted_ += elements; }
   [[nodiscard]] size_t count() const { return elements_.size(); }
-  // blame puts a fault to the last element that begins there or before, or to none.
+  // blame adds a fault to the last element that begins at the offset or before it, if there is one.
   void blame(size_t offset, const std::string &fault);
   // `all` is the option that shows what was left out.
   [[nodiscard]] Html html(std::string_view all);

@@ -44,7 +44,7 @@ Expiry expiry_between(const SshBerTime &from, const SshBerTime &to, Moment now) 
   return expiry;
 }
 
-// span_text rounds to the unit in which there are two at least.
+// span_text rounds a span to years, days or hours: the largest unit of which it has two at least.
 std::string span_text(seconds span) {
   constexpr struct {
     int64_t seconds;
@@ -61,16 +61,16 @@ bool is_marked(const Expiry &expiry, seconds soon) {
   return expiry.early || expiry.refused || expires_soon(expiry, soon);
 }
 
-// date_text is a time in UTC, to the minute, so that a period and when it ends fit into a line; the
-// zone is said once, behind a period.
+// date_text is a time in UTC to the minute. Without seconds, a period and the words behind it fit
+// into a line of 80 columns.
 std::string date_text(const SshBerTime &time) {
   constexpr size_t kToMinutes = sizeof "2026-01-31 12:00" - 1;
   return time == SshBerTime{} ? "-" : moment_text(moment_of(time)).substr(0, kToMinutes);
 }
 
-// The lines of a record that is refused and the parts that they take. Some are left out without
-// them, as they would look like an answer.
-constexpr uint32_t kWholeElement = 1u << 31;  // that the fingerprints are of
+// Which parts of a record a line shows. If the record was refused and a part could not be read, the
+// line says so, or is left out: "Names" without a list would look as if there were none.
+constexpr uint32_t kWholeElement = 1u << 31;  // fingerprints are of all of it
 constexpr struct {
   std::string_view label;
   uint32_t parts;
@@ -145,7 +145,7 @@ std::string hash_text(std::string hash) {
   return hash;
 }
 
-// The trade's words for a scheme of the library, such as "RSA with SHA-256".
+// scheme_text gives the usual name of a scheme, such as "RSA with SHA-256".
 std::string scheme_text(const Json &signature) {
   constexpr struct {
     std::string_view scheme, words;
@@ -174,7 +174,8 @@ bool has_weak_hash(const Record &record) {
   return !weak_hash(scheme_of(record), record.algorithm).empty();
 }
 
-// What signs itself is trusted for where it was found, not for its signature.
+// A certificate that signs itself is trusted because of where it was found, not for its signature,
+// so that a weak one does no harm there.
 bool is_weakly_signed(const SshX509Cert &cert) {
   const SshX509Name *issuer = ssh_x509_name_find(cert.issuer_names, SSH_X509_NAME_DN);
   const SshX509Name *subject = ssh_x509_name_find(cert.subject_names, SSH_X509_NAME_DN);
@@ -268,8 +269,8 @@ std::string short_name(const SshX509Name *names) {
   return text.empty() ? "(no name)" : escape(text);
 }
 
-// placed is where something was found, in what a row has left: of a longer path the last folders
-// and the file, which is never cut.
+// placed shortens the path of a file to the columns that a row has left. It drops folders from the
+// front; the name of the file is never cut.
 std::string placed(const std::string &where) {
   constexpr size_t kLeft = kColumns - 10 - kLeftColumns - kKeyColumns - kSubjectColumns - 4 * 2;
   constexpr std::string_view kCut = ".../";
@@ -286,7 +287,7 @@ std::string placed(const std::string &where) {
   return std::string(kCut) + text.substr(from + 1);
 }
 
-// fitted keeps so many columns, each letter taken for one.
+// fitted cuts or fills a text to that many columns; each letter counts as one.
 std::string fitted(const std::string &text, size_t columns) {
   size_t letters = 0, at = 0;
   for (; at < text.size(); ++at) {

@@ -1,5 +1,6 @@
-// What people want to know first of a certificate or CRL, in a few lines or in one line of a table.
-// Everything comes from the records and describe.h; what is not here, --full shows.
+// The short view: what people want to know first of a certificate or CRL, in a few lines or in one
+// line of a table. Everything comes from the records and values/describe.h; --full shows the rest.
+// A further line is a call of Lines::add in brief.cc and, for refused records, a row of kLineParts.
 #pragma once
 
 #include <chrono>
@@ -15,7 +16,8 @@ namespace kwpki {
 
 using Moment = std::chrono::sys_seconds;
 
-// Expiry is where a moment lies in a period: what is left until it ends, or how long ago it ended.
+// Expiry says how a moment lies to a period of validity. `left` is the time until the period ends,
+// or since it ended if that is negative; before the period it is the time until it begins.
 struct Expiry {
   bool known = false;    // the period has an end
   bool early = false;    // it has not begun
@@ -36,8 +38,8 @@ std::string expiry_text(const Expiry &expiry);
 // moment_text is a moment in UTC, without saying so: "2026-11-22 06:10:40".
 std::string moment_text(Moment moment);
 
-// objections says in a line what speaks against a record: that it has expired or is not valid yet,
-// that its key or the hash of its signature is weak. Empty if nothing does.
+// objections lists what is wrong with a record, in one line: that it has expired or is not valid
+// yet, that its key or the hash of its signature is weak. Empty if there is nothing.
 std::string objections(const SshX509Cert &cert, Moment now);
 std::string objections(const SshX509Crl &crl, Moment now);
 
@@ -53,7 +55,7 @@ struct BriefRow {
   std::string kind;     // "RSA 2048", "CRL, 12"
   std::string name;     // of the subject, or of who issued a CRL
   bool weak = false;    // the key is
-  bool marked = false;  // what is left wants looking at
+  bool marked = false;  // with a "!": expired, soon to expire, not valid yet or refused
   std::optional<Moment> from = {}, to = {};
 };
 BriefRow row_of(const SshX509Cert &cert, Moment now, std::chrono::seconds soon);
@@ -69,8 +71,8 @@ std::string brief_row(const SshX509Crl &crl, Moment now, std::chrono::seconds so
 // brief_heading is the first line of the table.
 std::string brief_heading();
 
-// wrong_row is a line for what was refused, and of which nothing can be read. note_row is what is
-// wrong, in lines below a row.
+// wrong_row is a line for what was refused and of which nothing can be read. note_row says in lines
+// below a row what is wrong.
 std::string wrong_row(const Style &style, const std::string &where);
 std::string note_row(const Style &style, const std::string &why);
 

@@ -1,5 +1,5 @@
-// The entries of a CRL, of which there may be millions. Nearly all have one of a few lists of
-// extensions: what each of these is shown as is made once.
+// The entries of a CRL as text or JSON. There may be millions of them, and nearly all have one of a
+// few lists of extensions. So the text of a short list is made once and kept, by its bytes.
 #pragma once
 
 #include <map>

@@ -20,7 +20,7 @@
 namespace kwpki {
 namespace {
 
-// Object is one certificate or CRL to be: its bytes and where they come from.
+// Object is bytes that should be one certificate or CRL, and where they come from.
 struct Object {
   std::string file;
   Bytes octets;
@@ -55,6 +55,8 @@ Json fields_of(const SshX509Crl &crl) {
   return json;
 }
 
+// Inspector runs the command: from sources to objects, from objects to records, and each record to
+// the view that was asked for. It keeps the exit code, which is the largest that anything gave.
 class Inspector {
  public:
   Inspector(const InspectOptions &options, const Streams &streams)
@@ -105,7 +107,7 @@ class Inspector {
   const Style &style_;
   int exit_ = kExitOk;
   size_t records_ = 0;      // certificates and CRLs, those that are refused as well
-  std::string other_ = {};  // what a source holds besides them, if anything
+  std::string other_ = {};  // what else a source holds, in words
   bool first_ = true;
   const Moment now_ = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
   const std::chrono::seconds soon_ = std::chrono::days(options_.expires.value_or(0));
@@ -114,7 +116,7 @@ class Inspector {
   };
   std::vector<Held> held_;  // the first few, until it is known whether there are more
   bool table_ = false;
-  bool in_line_ = false;  // a line of JSON has begun and not ended
+  bool in_line_ = false;  // a line of JSON was begun and is not complete yet
   ObjectPage page_{now_, soon_, {options_.entries, options_.tree_lines}};
 };
 
@@ -157,7 +159,7 @@ void Inspector::fault(const std::string &name, const std::string &text) {
   if (options_.html) page_.note(name, text);
 }
 
-// guard keeps what goes wrong with one input from the others.
+// guard reports an exception from one input, so that the others are still shown.
 template <class Show>
 void Inspector::guard(const std::string &name, Show show) {
   const std::string fault = fault_of(show);
@@ -188,8 +190,8 @@ void Inspector::inspect_source(const Source &source) {
   if (records_ == before) report_none(source);
 }
 
-// report_none names what a file holds that holds no certificate or CRL. In a directory such files
-// may well be.
+// report_none says what a file without a certificate or CRL holds. That is an error for a file that
+// was named, and usual for one of a directory.
 void Inspector::report_none(const Source &source) {
   if (source.from_directory) {
     return output_.message(source.name,
@@ -250,7 +252,8 @@ void Inspector::inspect_object(const Object &object) {
   show_refused(object, cert->refusal, *parts, known ? "certificate" : "unknown");
 }
 
-// inspect_bundle shows what a bundle holds; a bundle in a bundle stays closed.
+// inspect_bundle shows the certificates and CRLs of a PKCS #7 bundle; false if it is none. A bundle
+// inside a bundle is not opened.
 bool Inspector::inspect_bundle(Object object) {
   for (const Bytes octets : bundled(object.octets)) {
     ++object.item;
@@ -260,8 +263,8 @@ bool Inspector::inspect_bundle(Object object) {
   return object.item != 0;
 }
 
-// show_other names what is neither a certificate nor a CRL. What is in it may be secret, and is
-// shown on request alone.
+// show_other names what is neither a certificate nor a CRL. Its content may be secret, so it is
+// shown with --tree only, and neither in JSON nor on a page.
 void Inspector::show_other(const Object &object, const Kind &kind) {
   other_ = kind.words;
   if (object.from_directory || options_.pem || options_.find) return;
@@ -291,7 +294,8 @@ void Inspector::head(const Object &object, std::string_view what) {
   first_ = false;
 }
 
-// A few are shown in some lines each, more as a table with one line each.
+// present shows up to three records in some lines each, and more as a table with one line each. So
+// the first three are held back until there is a fourth, or the end.
 void Inspector::present(std::string whole, const std::string &row) {
   constexpr size_t kFew = 3;
   if (!table_ && held_.size() < kFew) return held_.push_back({std::move(whole), row});
@@ -311,7 +315,7 @@ void Inspector::end_brief() {
   }
 }
 
-// show_brief shows a record in the way that was asked for, or is false where that is all of it.
+// show_brief shows a record as PEM or in short, and returns true if one of these was asked for.
 template <class Record>
 bool Inspector::show_brief(const Object &object, const Record &record, const char *what) {
   const Expiry expiry = expiry_of(record, now_);
@@ -365,7 +369,8 @@ void Inspector::find_serial(const Object &object, const SshX509Crl &crl) {
   output_.write(text);
 }
 
-// What stands around the object is no part of it, and nobody vouches for it.
+// accepted_head writes the head of a longer view. Bytes around the object are not part of it and
+// are signed by nobody, so they are reported and change the exit code.
 template <class Record>
 void Inspector::accepted_head(const Object &object, const Record &record, const char *what) {
   const std::string around = surroundings_text(record.der, record.element, what);
@@ -419,8 +424,8 @@ void Inspector::write_base64(Bytes octets) {
   }
 }
 
-// finish_json writes a document with what may be large, entries and DER, straight to the output
-// behind it.
+// finish_json writes a document. The entries of a CRL and the DER may be large: they are written
+// piece by piece behind the rest, so that they never lie in memory as JSON.
 void Inspector::finish_json(const Object &object, Json json, Bytes der, const SshX509Crl *crl) {
   if (options_.tree) json["tree"] = tree_json(object.octets, {}, options_.tree_lines);
   std::string text = json_line(json);
@@ -504,7 +509,7 @@ void Inspector::show_entries(const SshX509Crl &crl, const std::string &name) {
   output_.write(text);
 }
 
-// show_refused shows why, and what else was read.
+// show_refused shows why something was refused, and the parts of it that could be read.
 template <class Record>
 void Inspector::show_refused(const Object &object, const SshX509Refusal &refusal,
                              const Record &parts, const char *kind) {

@@ -1,6 +1,8 @@
-// `kwpki inspect`: shows certificates and CRLs, and what the library refuses as a tree of elements.
-// Options are parsed in commands/inspect_command.cc; input.h finds what to read, describe.h and
-// tree.h say what to show.
+// `kwpki inspect`: shows certificates and CRLs, and the elements of what the library refuses.
+// Options are parsed in commands/inspect_command.cc; input/input.h finds what to read;
+// values/describe.h and values/tree.h make JSON of it, and the other files of this folder text and
+// pages. A further view is an option here and a branch in show_certificate, show_crl and
+// show_refused.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +22,7 @@ struct InspectOptions {
   std::vector<std::string> files;  // none: standard input
   bool json = false;
   bool tree = false;
-  bool full = false;  // every field; else what people want to know first
+  bool full = false;  // every field, not only the short view
   bool html = false;  // a page for browsers
   bool pem = false;   // the certificates and CRLs themselves
   size_t entries = 10;

@@ -61,7 +61,7 @@ void FieldLines::add_entries(const SshX509Crl &crl, size_t most) {
   }
 }
 
-// PartOf is a place in an object, which the record has by a name.
+// PartOf is a part of a record, as a view of its bytes, with a name for people.
 struct PartOf {
   Bytes octets;
   const char *name;
@@ -87,7 +87,8 @@ std::vector<PartOf> parts_of_record(const SshX509Crl &crl) {
   return parts;
 }
 
-// part_name finds what an element is, or its content is, or the bits of it are.
+// part_name finds the part that an element is. The view of a part may be the whole element, its
+// content, or the bits of a BIT STRING, which begin behind one byte.
 std::string part_name(const std::vector<PartOf> &parts, const SshBerElement &element,
                       const uint8_t *at) {
   const size_t header = element.header_length, content = element.content_length;
@@ -102,7 +103,8 @@ std::string part_name(const std::vector<PartOf> &parts, const SshBerElement &ele
   return found == parts.end() ? "" : found->name;
 }
 
-// Cut is what is left out of an object: the entries of a CRL behind those that are shown.
+// Cut is a range of bytes whose elements are left out: the entries of a CRL behind those that are
+// shown.
 struct Cut {
   size_t from = 0, to = 0;
 };
@@ -117,7 +119,8 @@ Cut cut_of(const SshX509Crl &crl, size_t entries) {
           offset(crl.revoked.data() + crl.revoked.size())};
 }
 
-// view_of walks over the elements as --tree does. `der` is the copy that the parts are views of.
+// view_of shows the elements as --tree does. The parts are views of `der`, the record's own copy of
+// the bytes.
 BesideBytes view_of(const PageObject &object, size_t most, Bytes der,
                     const std::vector<PartOf> &parts, Cut cut) {
   BesideBytes view(object.octets);
@@ -170,7 +173,9 @@ std::vector<std::string> all_wrong(const PageObject &object, const Record &recor
   return wrong;
 }
 
-// Axis is the time that bars are drawn over, which is not that of one who says the year 9999.
+// Axis is the span of time over which bars of validity are drawn. It reaches from the earliest
+// start to the latest end, but not more than 20 years back and 30 ahead: some certificates end in
+// 9999, beside which all other bars would be invisible.
 class Axis {
  public:
   explicit Axis(Moment now) : now_(now), from_(now), to_(now + std::chrono::days(1)) {}

@@ -14,8 +14,9 @@
 
 namespace kwpki {
 
-// PageObject is what was found, where (in short for the table), what is wrong with it, and where
-// reading it ended and why. Without bytes nothing of what is in it is shown.
+// PageObject is an object that was found: where (`place` in short, for the table), what it is, its
+// bytes, and what is wrong with it. If it was refused, `mark` is the offset and `rule` the reason.
+// Without bytes nothing of its content is shown.
 struct PageObject {
   std::string where, place, kind;
   Bytes octets;
@@ -39,7 +40,7 @@ class ObjectPage {
   // add_other shows what is neither a certificate nor a CRL, or could not be read as one at all.
   void add_other(const PageObject &object);
 
-  // note tells of an input what is to be told besides.
+  // note adds a line about an input to the notes at the top of the page.
   void note(const std::string &name, const std::string &text);
 
   // left_out counts what the page had no room for: a page that no browser opens helps nobody.

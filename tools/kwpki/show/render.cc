@@ -93,7 +93,8 @@ std::string with_name(const Json &oid) {
   return fmt::format("{} ({})", name, text);
 }
 
-// A name's text, and how it reads where the library writes a value in hexadecimal or has no text.
+// dn_text gives the library's text of a name. Where the library has no text, or writes a value in
+// hexadecimal, it adds what the name reads as.
 std::string dn_text(const Json &dn) {
   const std::string readable = dn["readable"].get<std::string>();
   if (dn["text"].is_null())
@@ -115,7 +116,7 @@ std::string general_name(const Json &name) {
   return name.contains("oid") ? text : text + der_digits(name["der"]);
 }
 
-// A number in decimal and hexadecimal, and the size of what is too large for decimal to help.
+// number_text is a number in decimal and hexadecimal, or in hexadecimal alone if it is very large.
 std::string number_text(const Json &value) {
   return integer_text(value.value("decimal", ""), value["hex"].get_ref<const std::string &>());
 }
@@ -125,8 +126,8 @@ bool give(std::string *text, std::string value) {
   return true;
 }
 
-// in_a_line gives the text of a value that fits one line; false for those that want lines of their
-// own.
+// in_a_line gives the text of a value that fits into the line of its label; false for a value that
+// needs lines of its own. What an object is shows in its members.
 bool in_a_line(const Json &value, std::string *text) {
   if (value.is_null()) return give(text, "none");
   if (value.is_boolean()) return give(text, value.get<bool>() ? "yes" : "no");

@@ -1,6 +1,6 @@
-// JSON documents as indented text for people. Every field is shown; a row of the table in render.cc
-// gives one a better label, shows it as bytes, or leaves it to JSON because people see the same
-// thing elsewhere.
+// JSON documents as indented text for people. Every field is shown with its key as the label. A row
+// of the table in render.cc gives a field a better label, shows it as bytes, or hides it because
+// another field shows the same.
 #pragma once
 
 #include <functional>
@@ -11,8 +11,8 @@
 
 namespace kwpki {
 
-// RenderedLine is a label and what it is of, not yet escaped. What belongs to a line follows it with
-// a larger indent; an item that has no line of its own begins with a dash in a column before it.
+// RenderedLine is a label and a text, not yet escaped. Lines that belong to a line follow it with a
+// larger indent. The first line of a list's item has a dash in the column `dash`.
 constexpr size_t kNoDash = SIZE_MAX;
 struct RenderedLine {
   size_t indent;
@@ -21,7 +21,8 @@ struct RenderedLine {
 };
 using RenderedLines = std::function<void(RenderedLine line)>;
 
-// render_lines gives the fields of an object, render_extension_lines a list of extensions.
+// render_lines calls `take` for each line of an object's fields, render_extension_lines for those
+// of a list of extensions.
 void render_lines(const Json &object, size_t indent, const RenderedLines &take);
 void render_extension_lines(const Json &extensions, size_t indent, const RenderedLines &take);
 

@@ -27,8 +27,9 @@ using SearchKey = Owner<KwPkiSearchKeyObject, KwPkiSearchKeyFree>;
 template <class T>
 using Given = Owner<T, KwPkiStringFree>;  // a text or block that an export gave
 
-// The answers: what a callback was called with. Each is the context of its request. No exception
-// passes through the library, so running out of memory here ends the process, as there.
+// The answers keep what a callback was called with. An answer is the context of its request, and
+// `take` the callback. No exception may pass through the library, so `take` is noexcept: running
+// out of memory in it ends the process, as it does in the library.
 struct StatusAnswer {
   uint32_t status = 0;
   static void KWPKI_CALL take(void *context, uint32_t status) noexcept;
@@ -54,8 +55,9 @@ struct DataAnswer {
 // Session is an open store with the agent that answers from it.
 class Session {
  public:
-  // Session opens the store; an empty name is the agent's own. If `trace` is not empty, each request and reply is written to a file
-  // in that folder: 0001-request.bin, 0001-reply.bin and so on. Throws Failure.
+  // Session opens the store; an empty name means the agent's own. If `trace` is not empty, each
+  // request and reply is written to a file in that folder: 0001-request.bin, 0001-reply.bin and so
+  // on. Throws Failure.
   Session(const std::string &store, const std::string &trace);
 
   // exchange posts a request and processes replies until there are none. Throws Failure if it could

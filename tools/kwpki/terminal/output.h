@@ -1,5 +1,5 @@
-// Where output goes: standard output until nobody reads it any more, messages and progress on
-// standard error.
+// Where output goes: results to standard output, messages and progress to standard error. If nobody
+// reads standard output any more (a pager that was closed), OutputClosed ends the command quietly.
 #pragma once
 
 #include <chrono>
@@ -13,8 +13,8 @@
 
 namespace kwpki {
 
-// Color is when to use colours: kAuto is on a terminal that has them, unless NO_COLOR is set.
-// choose_color says it for all output of the process.
+// Color says when to use colours: kAuto on a terminal that has them, unless NO_COLOR is set.
+// choose_color sets it for all output of the process.
 enum class Color : uint8_t { kAuto, kAlways, kNever };
 void choose_color(Color color);
 
@@ -40,7 +40,7 @@ class Output {
   Output(const Output &) = delete;
   Output &operator=(const Output &) = delete;
 
-  void write(std::string_view text);
+  void write(std::string_view text);  // a result
   void message(std::string_view name, std::string_view text);
   void fault(std::string_view name, std::string_view text);  // a message of what is wrong
   void progress(std::string_view name, std::string_view what, size_t count);

@@ -52,6 +52,7 @@ struct Letter {
   size_t size;  // bytes taken; 0: the first byte is not the start of a character
 };
 
+// Utf8Form is what characters of a length in bytes have in their first byte.
 struct Utf8Form {
   uint8_t mask, lead;
   uint32_t first;  // the smallest code point that needs this form
@@ -59,6 +60,7 @@ struct Utf8Form {
 constexpr Utf8Form kForms[] = {
     {0x80, 0x00, 0}, {0xE0, 0xC0, 0x80}, {0xF0, 0xE0, 0x800}, {0xF8, 0xF0, 0x10000}};
 
+// next_letter reads the character that a text begins with.
 Letter next_letter(std::string_view text) {
   const auto lead = static_cast<uint8_t>(text[0]);
   for (size_t size = 1; size <= std::size(kForms); ++size) {
@@ -77,6 +79,8 @@ Letter next_letter(std::string_view text) {
   return {lead, 0};
 }
 
+// rewrite replaces bytes that are no UTF-8 and, with `hide`, characters that must not reach a
+// terminal.
 std::string rewrite(std::string_view text, bool hide) {
   std::string out;
   out.reserve(text.size());

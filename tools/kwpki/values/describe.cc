@@ -48,6 +48,7 @@ void set_signed(Json &json, const Record &record) {
   set_surroundings(json, record.der, record.element);
 }
 
+// Surroundings are the bytes of the input around its one element.
 struct Surroundings {
   size_t leading, trailing;
 };

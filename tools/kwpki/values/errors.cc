@@ -33,8 +33,8 @@ constexpr ErrorRow kErrors[] = {
      "the message is a request; a reply with it was made from one"},
 };
 
-// The statuses that the layers of the library use among themselves, which logs and the texts of
-// fatal errors show. They are small numbers, so that one may mean something in several layers.
+// The statuses that the layers of the library use among themselves. Logs and the texts of fatal
+// errors show them. They are small numbers, and one number may have a meaning in several layers.
 struct LayerRow {
   std::string_view layer;
   uint32_t code;
@@ -42,9 +42,9 @@ struct LayerRow {
 };
 constexpr LayerRow kLayers[] = {
     {"BER", SSH_BER_NO_ROOM, "writing: the header does not fit"},
-    {"BER", SSH_BER_CUT, "the octets end inside the element"},
-    {"BER", SSH_BER_TAG_TOO_LONG, "a tag number of more than four octets"},
-    {"BER", SSH_BER_LENGTH_TOO_LONG, "more than four length octets"},
+    {"BER", SSH_BER_CUT, "the bytes end inside the element"},
+    {"BER", SSH_BER_TAG_TOO_LONG, "a tag number of more than four bytes"},
+    {"BER", SSH_BER_LENGTH_TOO_LONG, "more than four length bytes"},
     {"keys", SSH_KEY_OK, "success"},
     {"keys", SSH_KEY_FAILED, "key data could not be made, exported or imported"},
     {"keys", SSH_KEY_BAD_TAG, "a tag that is not allowed here"},
@@ -56,9 +56,9 @@ constexpr LayerRow kLayers[] = {
     {"keys", SSH_KEY_ABSURD, "numbers with which no key works or a computation would not end"},
     {"keys", SSH_KEY_BAD_PEER_VALUE, "a Diffie-Hellman value that is not in the group"},
     {"keys", SSH_KEY_TOO_LONG, "the data does not fit a key of this size"},
-    {"keys", SSH_KEY_NO_NOISE, "the operating system has no random octets to give"},
-    {"signatures", SSH_X509_VALID, "the key's owner signed these octets"},
-    {"signatures", SSH_X509_INVALID, "the signature is not of this key, or not over these octets"},
+    {"keys", SSH_KEY_NO_NOISE, "the operating system has no random bytes to give"},
+    {"signatures", SSH_X509_VALID, "the key's owner signed these bytes"},
+    {"signatures", SSH_X509_INVALID, "the signature is not of this key, or not over these bytes"},
     {"signatures", SSH_X509_SCHEME_NOT_SUPPORTED, "a scheme that is not computed here"},
     {"signatures", SSH_X509_KEY_NOT_FIT, "no key, one of another type, too short or absurd"},
     {"objects", SSH_CM_OK, "success"},

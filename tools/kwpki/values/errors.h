@@ -1,5 +1,6 @@
-// The codes that the library returns and statuses that its messages carry: what they mean and what
-// mostly causes them. A code is a row of the table in errors.cc.
+// The codes that the library returns and the statuses of messages: what they mean and what usually
+// causes them. The codes of the interface are rows of include/kwpki_errors.h, others of the tables
+// in errors.cc.
 #pragma once
 
 #include <cstdint>

@@ -11,7 +11,8 @@
 namespace kwpki {
 namespace {
 
-// Reader reads the numbers and vectors of RFC 8446, section 3; what runs past the end fails it.
+// Reader reads the numbers and vectors of TLS (RFC 8446, 3), in which these extensions are written.
+// Reading past the end makes it fail for good, and gives zeros and no bytes from then on.
 class Reader {
  public:
   explicit Reader(Bytes octets) : left_(octets) {}
@@ -77,8 +78,8 @@ std::string short_number(const SshMpInt &value) {
   return value.bits() <= 64 ? take(value.to_decimal()) : "0x" + hex(value.magnitude());
 }
 
-// address fills an address up whose bits are the first that there are; the others all are as `rest`
-// has them.
+// address gives the address whose first bits are given; all others are 0 or 1, as in `rest`, for
+// the first or last address of a range.
 std::string address(const SshAsn1Bits &bits, bool v6, uint8_t rest) {
   std::vector<uint8_t> octets(v6 ? 16 : 4, rest);
   if (bits.bits > octets.size() * 8) return hex(bits.octets);

@@ -1,6 +1,7 @@
 // Extensions as JSON, in the order of the encoding: what the record holds of each, and its bytes.
-// The contents of a kind are described by one row of the tables in extensions.cc, for both kinds of
-// output. Nothing here looks into the encoding: what the library does not read is shown as bytes.
+// How the contents of a kind are described is one row of the tables in extensions.cc; the text for
+// people is made of the same JSON. Nothing here reads the encoding again: an extension that the
+// library does not read is shown as bytes.
 #pragma once
 
 #include "kwpki/values/values.h"

@@ -11,9 +11,12 @@
 namespace kwpki {
 namespace {
 
-// Named views an issuer's name and key; the objects outlive it.
+// Named is the name and key identifier of an issuer, as views of the objects.
 using Named = std::pair<std::string_view, std::string_view>;
 
+// Family makes the list. First it finds the issuer of each object (place); those without one begin
+// lines of their own, in the order of the objects. Then it walks down from these (put). What is
+// left after that issued each other in a circle, and begins a line as well.
 class Family {
  public:
   explicit Family(const std::vector<Issued> &objects);
@@ -28,8 +31,8 @@ class Family {
   const std::vector<Issued> &objects_;
   std::map<std::string_view, size_t> by_name_;  // the first of each name
   std::map<Named, size_t> by_key_;
-  std::vector<std::vector<size_t>> issued_;  // by issuer
-  std::vector<size_t> firsts_;
+  std::vector<std::vector<size_t>> issued_;                  // by issuer
+  std::vector<size_t> firsts_;                               // those that begin a line of their own
   std::map<std::string_view, std::vector<size_t>> orphans_;  // by the name of their issuer
   std::vector<bool> seen_;
   std::vector<IssuedLine> lines_;

@@ -20,8 +20,9 @@ Json curve_json(SshOid id) {
   return json;
 }
 
-// The size of a key on a curve is that of the curve's field; a point has as many bytes for each
-// coordinate, which tells where the curve is not known.
+// The size of a key on a curve is that of the curve's field. Where the curve is not known, the size
+// of the point tells: it has one coordinate or two, as long as the field, behind one byte for its
+// form.
 void set_ec(Json &json, const SshX509Key &key) {
   const Bytes point = key.value;
   SshX509Curve curve;

@@ -133,8 +133,9 @@ std::string value_of(const SshBerElement &element) {
                                          : short_octets(element.content());
 }
 
-// encapsulated gives the part of a string's content that is exactly one element of a plausible
-// kind, or nothing.
+// encapsulated gives the element inside an OCTET STRING or BIT STRING, if its content is exactly
+// one element, well-formed and of a universal type in its usual form. Extensions and keys are such.
+// Other bytes look like that by chance only very rarely.
 Bytes encapsulated(const SshBerElement &element) {
   if (element.cls != SSH_BER_UNIVERSAL || element.constructed) return {};
   Bytes content = element.content();
@@ -153,8 +154,9 @@ Bytes encapsulated(const SshBerElement &element) {
   return ssh_ber_check(content).fault ? Bytes() : content;
 }
 
-// read_header reads the header of an element whose content is cut: false if the header itself is.
-// `announced` is the length that it gives.
+// read_header reads the header of an element whose content is cut; false if the header is cut
+// itself. `announced` is the length that the header gives. The library's own reader gives no
+// element then.
 bool read_header(Bytes octets, SshBerElement &element, uint32_t &announced) {
   size_t at = 1;
   element = {};

@@ -1,7 +1,7 @@
-// The elements of any bytes as a tree with offsets, as far as they can be read: for encodings that
-// the library refuses, and for the curious. The walk keeps four bytes a level and takes time
-// proportional to the bytes. How a universal type is named and its content shown is one row of the
-// table in tree.cc.
+// The elements of any bytes as a tree with offsets, as far as they can be read. It is for encodings
+// that the library refuses, so it goes on behind what is wrong. The walk does not recurse, keeps
+// four bytes for each level, and takes time proportional to the bytes. How a universal type is
+// named and its content shown is one row of the table in tree.cc.
 #pragma once
 
 #include <cstdint>

@@ -35,6 +35,7 @@ const StringRow *find_string(uint32_t tag) {
   return row == std::end(kStrings) ? nullptr : row;
 }
 
+// The universal tag of a string type with the letters of each SshCharset, in their order.
 constexpr uint32_t kTagOfCharset[] = {19, 26, 22, 20, 20, 20, 20, 20, 30, 28, 12};
 
 std::string quote_value(const std::string &value) {
@@ -200,7 +201,9 @@ std::string ip_text(Bytes octets) {
   uint32_t groups[8];
   for (size_t i = 0; i < 8; ++i)
     groups[i] = static_cast<uint32_t>(octets[2 * i] << 8 | octets[2 * i + 1]);
-  size_t longest = 0, from = 8;  // of the runs of zeros the first that is longest, two at least
+  // RFC 5952 4.2: "::" stands for the longest run of zero groups, the first of several, and not for
+  // a single group.
+  size_t longest = 0, from = 8;
   for (size_t i = 0, run = 0; i < 8; ++i) {
     run = groups[i] ? 0 : run + 1;
     if (run < 2 || run <= longest) continue;

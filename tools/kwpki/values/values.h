@@ -26,9 +26,9 @@ using Json = nlohmann::ordered_json;
 Json document();
 std::string json_line(const Json &json);
 
-// start_items allows a new object its items; take_item says whether it may have one more. Lists end
-// early, with an "omitted" item, when an object has more of them than anybody reads: a small
-// encoding must not fill the memory.
+// The items of all lists of an object are counted: a small encoding can have millions, whose JSON
+// would fill the memory. start_items begins a new object, take_item says whether it may have one
+// more item. A list that may not have more ends with the item kOmitted.
 constexpr size_t kItemsMax = 250000;
 void start_items();
 bool take_item();
@@ -75,13 +75,13 @@ std::string time_text(const SshBerTime &time);  // of one that is set
 // limit_json is a number, or null for SSH_X509_NO_LIMIT.
 Json limit_json(uint32_t value);
 
-// text_json is a string of a certificate as UTF-8, or null if it is absent; set_string adds one as
-// set_text does.
+// text_json is a string of a certificate as UTF-8, or null if it is absent; set_string adds such a
+// string to an object, as set_text does with bytes.
 Json text_json(const SshX509Text &text);
 void set_string(Json &object, const SshX509Text &text);
 
-// attribute_oid gives the identifier of an attribute by the name that "readable" has it by where
-// that is not the library's own; "" for others.
+// attribute_oid gives the identifier of an attribute whose name in "readable" is another than the
+// library's; "" for all others.
 std::string_view attribute_oid(std::string_view name);
 
 // dn_json is {"text", "readable", "attributes", "der"} for the DER of a Name. "text" is what the

@@ -22,7 +22,7 @@ struct Step {
   std::vector<PathProblem> problems;
 };
 
-// "2026-11-22T06:10:40Z" is for programs.
+// shown_time makes "2026-11-22 06:10:40 UTC" of the form for programs, "2026-11-22T06:10:40Z".
 std::string shown_time(std::string text) {
   if (text.size() < 20) return text;
   text[10] = ' ';
@@ -113,7 +113,8 @@ int Chains::run() {
   return objects_.exit();
 }
 
-// What stands on the wrong side is passed over; what nobody reads is told.
+// read_all gives the judge all certificates (or CRLs) of these names. An object of the other kind
+// is passed over with a message; one that cannot be read is an error.
 void Chains::read_all(const std::vector<std::string> &names, bool crls, Add add) {
   objects_.read(names, [&](const Place &place, Bytes octets) {
     const Decoded decoded(octets);

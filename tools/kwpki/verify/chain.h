@@ -1,5 +1,6 @@
-// `kwpki verify --chain`: tells of certificates whether a path leads from them to a root, and of
-// each certificate of the path what stands against it. path.h has the validation.
+// `kwpki verify --chain`: whether a path leads from each certificate to a root, and what is wrong
+// with each certificate of the path. path.h has the validation; this makes text and JSON of its
+// answer.
 #pragma once
 
 #include "kwpki/verify/verify.h"

@@ -1,5 +1,7 @@
-// Certification paths as the system's path validation judges them: libcrypto's in path_posix.cc.
-// Nothing of ours judges a path; what is told of one is a row of the table there.
+// Certification paths. They are judged by the system's path validation alone, which is libcrypto's
+// in path_posix.cc: names, constraints, policies and revocation are easy to get wrong, and an error
+// in them accepts a forgery. The words for a fault are a row of the table there. On Windows there
+// is none (path_win32.cc).
 #pragma once
 
 #include <memory>
@@ -10,19 +12,19 @@
 
 namespace kwpki {
 
-// PathOptions say what a path is to be good for; empty texts say nothing.
+// PathOptions say what a path must be good for. An empty text means no such condition.
 struct PathOptions {
   std::string at;  // a time as the searches have it
   std::string purpose, host;
 };
 
-// PathProblem is what stands against one certificate: a word for programs, words for people, and
-// where they speak of a time, that time (ISO 8601).
+// PathProblem is one fault of a certificate: a word for programs, words for people, and the time
+// (ISO 8601) if the words end with one.
 struct PathProblem {
   std::string kind, words, time, detail;
 };
 
-// PathStep is a certificate of a path, from the one that was asked about upwards.
+// PathStep is a certificate of a path. The first step is the certificate that was asked about.
 struct PathStep {
   std::vector<uint8_t> der, subject;
   bool trusted = false;

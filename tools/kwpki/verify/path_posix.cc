@@ -27,10 +27,10 @@ using Crls = Owner<STACK_OF(X509_CRL), free_crls>;
 using Store = Owner<X509_STORE, X509_STORE_free>;
 using PathContext = Owner<X509_STORE_CTX, X509_STORE_CTX_free>;
 
-// When is the time that a problem speaks of.
+// When says which time belongs to a problem.
 enum When : uint8_t { kNever, kNotBefore, kNotAfter, kRevoked, kThisUpdate, kNextUpdate };
 
-// Errors without a row are told in libcrypto's words.
+// The errors of libcrypto that have words of ours; for others libcrypto's own are shown.
 constexpr struct Row {
   int error;
   const char *kind, *words;
@@ -157,7 +157,8 @@ PathProblem problem_of(int error, X509 *cert, X509_CRL *crl, const std::string &
   return problem;
 }
 
-// Collector gathers what the validation says, which goes on after each fault.
+// Collector gathers all faults. libcrypto calls it for each and stops at the first, unless the
+// callback returns 1, which tells it to go on.
 struct Collector {
   const std::string &host;
   std::vector<Error> errors = {};

@@ -25,7 +25,7 @@ SignatureAnswer not_fit(std::string why) { return {SSH_X509_KEY_NOT_FIT, std::mo
 SignatureAnswer not_supported(std::string why) {
   return {SSH_X509_SCHEME_NOT_SUPPORTED, std::move(why)};
 }
-constexpr SshX509Verdict kGoesOn = SSH_X509_VALID;  // nothing stands against it so far
+constexpr SshX509Verdict kGoesOn = SSH_X509_VALID;  // no fault so far: the system computes it
 
 uint32_t type_of(const SshX509Key &key) {
   return key.algorithm ? key.algorithm->key_type->code : uint32_t{SSH_OID_KEY_UNKNOWN};

@@ -1,7 +1,7 @@
-// Signatures by schemes that the library does not compute: ECDSA, EdDSA and RSASSA-PSS. What key,
-// parameters and signature say is held against each other in signature.cc, with the library's own
-// reading; the arithmetic is the system's: libcrypto in signature_posix.cc, CNG in
-// signature_win32.cc. A further scheme is a row in signature.cc and a case in each of these.
+// Signatures by schemes that the library does not compute: ECDSA, EdDSA and RSASSA-PSS.
+// signature.cc reads key, parameters and signature with the library's own readers, and checks that
+// they fit each other. The arithmetic is done by the system: by libcrypto in signature_posix.cc, by
+// CNG in signature_win32.cc. A further scheme is a row in signature.cc and a case in each of these.
 #pragma once
 
 #include <string>
@@ -35,7 +35,8 @@ std::string key_fault(const SshX509Key &key, uint32_t signature_type);
 std::string weak_hash(std::string_view scheme, Bytes algorithm);
 std::string weak_key(const SshX509Key &key);
 
-// SignaturePlan is a signature that fits its key by all that they say of themselves.
+// SignaturePlan is a signature whose parameters fit its key, with all that the system needs to
+// check it.
 struct SignaturePlan {
   uint32_t type = SSH_OID_KEY_UNKNOWN;  // SshOidKeyCode, of the scheme
   std::string hash, mask_hash;          // by the library's names; none for EdDSA

@@ -19,7 +19,7 @@ using Key = Owner<EVP_PKEY, EVP_PKEY_free>;
 using DigestContext = Owner<EVP_MD_CTX, EVP_MD_CTX_free>;
 using Group = Owner<EC_GROUP, EC_GROUP_free>;
 
-// What the types are called there. An RSA key signs by RSASSA-PSS too.
+// The types of keys in libcrypto. A plain RSA key makes RSASSA-PSS signatures too.
 constexpr struct {
   uint32_t code;
   int id;
@@ -30,8 +30,9 @@ constexpr struct {
 };
 
 // open_key gives null for bytes that are no key of the scheme's type. The last key is kept: most
-// records of a bundle have one issuer, and to open its key takes as long as to verify. What begins
-// before the key ends after it, so that libcrypto is still there when the key goes.
+// records of a bundle have one issuer, and opening its key takes as long as verifying. libcrypto is
+// started before the key is made, since static objects are destroyed in the opposite order and the
+// key is freed by libcrypto.
 EVP_PKEY *open_key(const SignaturePlan &plan) {
   static const bool begun = OPENSSL_init_crypto(0, nullptr) == 1;
   static std::vector<uint8_t> info;

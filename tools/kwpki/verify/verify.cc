@@ -18,8 +18,8 @@
 namespace kwpki {
 namespace {
 
-// Answer is what a line says, with the exit code that it brings. Of several certificates of one
-// name the answer that stands higher counts.
+// Answer is the result of a line. Several certificates may have the issuer's name and give
+// different answers; the last one in this order counts.
 enum Answer : uint8_t { kNoIssuer, kKeyNotFit, kNotSupported, kInvalid, kValid, kRefused };
 constexpr struct {
   const char *words;
@@ -46,7 +46,8 @@ struct Issuer {
   std::string subject, weak;  // for people
 };
 
-// IssuerName is a name that records give their issuer: what is made of it is made once.
+// IssuerName is the name that a record gives its issuer, with the certificates of that name. Many
+// records have the same issuer, so it is made once.
 struct IssuerName {
   std::string readable;
   std::vector<const Issuer *> issuers;
@@ -89,7 +90,8 @@ bool same_key_id(const Record &record, const Issuer &issuer) {
   return record.key_id && own && ssh_bytes_equal(record.key_id->key_id, own->key_id);
 }
 
-// ask asks the library, then the system for what the library does not compute.
+// ask has the library check the signature, or the system if the library does not compute its
+// scheme.
 SignatureAnswer ask(const Record &record, const Issuer &issuer) {
   const SshX509Verdict verdict = record.verify(issuer.key.get());
   const SshX509Key &key = issuer.cert->key;
@@ -105,7 +107,8 @@ SignatureAnswer ask(const Record &record, const Issuer &issuer) {
   return check_signature(record.algorithm, key, record.signed_data, value.octets);
 }
 
-// Finding is what one certificate makes of a record; none without one of that name.
+// Finding is the answer for a record and the issuer that gave it. Without a certificate of the
+// issuer's name it is kNoIssuer.
 struct Finding {
   Answer answer = kNoIssuer;
   std::string why;
@@ -143,7 +146,8 @@ int Verifier::run() {
   return objects_.exit();
 }
 
-// What cannot be an issuer is named; the others may do without it.
+// take_issuer keeps a certificate of --issuer. What cannot be an issuer is reported, and the
+// command goes on: perhaps no record needs it.
 void Verifier::take_issuer(const Place &place, Bytes octets) {
   SshX509CertOwner cert(ssh_x509_cert_allocate());
   if (ssh_x509_cert_decode(octets, cert.get())) {
@@ -178,7 +182,9 @@ void Verifier::take_object(const Place &place, Bytes octets) {
                  octets);
 }
 
-// Most records of a bundle name one of few issuers. What is kept of names is bounded.
+// name_of finds an issuer's name, or makes it: most records of a bundle have one of a few issuers.
+// When the names take more than a megabyte, all are dropped, so that hostile input does not fill
+// the memory.
 const IssuerName &Verifier::name_of(Bytes der) {
   constexpr size_t kKept = size_t{1} << 20;
   const std::string key(ssh_bytes_text(der));

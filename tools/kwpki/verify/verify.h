@@ -1,4 +1,4 @@
-// `kwpki verify`: tells of certificates and CRLs whether one of the given issuers signed them.
+// `kwpki verify`: whether one of the given issuers signed each certificate and CRL.
 // Options are parsed in commands/verify_command.cc; input/objects.h finds what to read,
 // x509/verify.h and signature.h check a signature, chain.h whole paths. A further answer is a row
 // of the table in verify.cc.
