@@ -154,7 +154,7 @@ typedef KwPkiBlock *KwPkiPublicKey;
  *  - Threads: it runs on the thread that called KwPkiProcessAsyncResponce.
  *
  *  @param[in] context  what was given with the request; the library does not interpret it
- *  @param[in] status   what the service says, 0 for success; the library does not interpret it */
+ *  @param[in] status   the service's answer, 0 for success; the library does not interpret it */
 typedef void(KWPKI_CALL *KwPkiStatusCallback)(void *context, uint32_t status);
 
 /** KwPkiCertListCallback receives the answer to a search. A list may come with any status.
@@ -175,7 +175,7 @@ typedef void(KWPKI_CALL *KwPkiCertListCallback)(void *context, uint32_t status, 
  *  @param[in] context  as in KwPkiStatusCallback
  *  @param[in] status   as in KwPkiStatusCallback
  *  @param[in] names    `count` null-terminated texts; null for a count of 0
- *  @param[in] lengths  their lengths; null for a count of 0
+ *  @param[in] lengths  their lengths in bytes, without the terminator; null for a count of 0
  *  @param[in] count    how many there are */
 typedef void(KWPKI_CALL *KwPkiNamesCallback)(void *context, uint32_t status,
                                              const char *const *names, const uint32_t *lengths,
@@ -610,7 +610,7 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetPublicKey(KwPkiPublicKey public_key, KwP
 /** @} */
 
 /** @defgroup constraints Search constraints
- *  What the values set here mean is the service's affair.
+ *  The library sends the values that are set here and gives them no meaning; the service does.
  *  @{ */
 
 /** KwPkiSearchAllocate makes constraints that exclude nothing.
@@ -735,8 +735,8 @@ KwPkiStatus KWPKI_CALL KwPkiSearchSetGroupModeOn(KwPkiSearch search);
 /** @} */
 
 /** @defgroup lists Certificate lists
- *  A list has one position, which starts before the first use of KwPkiCertListFirst or
- *  KwPkiCertListLast at no certificate. A certificate of it whose encoding did not decode is empty.
+ *  A list has one position, by which it is walked. KwPkiCertListFirst and KwPkiCertListLast set it;
+ *  before, it is at no certificate. A certificate in it whose encoding did not decode is empty.
  *  @{ */
 
 /** KwPkiCertListIsEmpty tells whether a list holds no certificate.
@@ -837,8 +837,8 @@ char *KWPKI_CALL KwPkiGetSearchState(KwPkiCertList list, uint32_t *state, char *
 /** @} */
 
 /** @defgroup requests Requests and replies
- *  Convention 7 tells how a request goes out and how its reply reaches the callback. A null
- *  callback is taken: KwPkiProcessAsyncResponce then ends the request without a call.
+ *  Convention 8 tells how a request goes out and how its reply reaches the callback. A request may
+ *  be made with a null callback: KwPkiProcessAsyncResponce then ends it without a call.
  *  @{ */
 
 /** KwPkiCertAddAsync asks the service to add a certificate.
@@ -846,8 +846,8 @@ char *KWPKI_CALL KwPkiGetSearchState(KwPkiCertList list, uint32_t *state, char *
  *  - Threads: any number at once (convention 7), with handles of their own.
  *
  *  @param[in] cert      the certificate; an empty one sends an empty encoding
- *  @param[in] callback  what the reply is told to
- *  @param[in] context   what the callback receives
+ *  @param[in] callback  called with the reply, or null
+ *  @param[in] context   handed to the callback as it is
  *  @param[in] options   handed on to the service as it is
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
@@ -864,8 +864,8 @@ KwPkiStatus KWPKI_CALL KwPkiCertAddAsync(KwPkiCert cert, KwPkiStatusCallback cal
  *  - Threads: any number at once (convention 7), with handles of their own.
  *
  *  @param[in] crl       the CRL; an empty one sends an empty encoding
- *  @param[in] callback  what the reply is told to
- *  @param[in] context   what the callback receives
+ *  @param[in] callback  called with the reply, or null
+ *  @param[in] context   handed to the callback as it is
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  `crl` is null, or another reason of convention 8
@@ -883,8 +883,8 @@ KwPkiStatus KWPKI_CALL KwPkiCrlAddAsync(KwPkiCrl crl, KwPkiStatusCallback callba
  *
  *  @param[in] search    the constraints
  *  @param[in] validity  the validity period; null is one with neither time set
- *  @param[in] callback  what the reply is told to
- *  @param[in] context   what the callback receives
+ *  @param[in] callback  called with the reply, or null
+ *  @param[in] context   handed to the callback as it is
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  `search` is null, or another reason of convention 8
@@ -903,8 +903,8 @@ KwPkiStatus KWPKI_CALL KwPkiSearchAsync(KwPkiSearch search, KwPkiValidity validi
  *  @param[in] first     the constraints of the one end
  *  @param[in] second    those of the other, which may be the same handle
  *  @param[in] validity  the validity period; null is one with neither time set
- *  @param[in] callback  what the reply is told to
- *  @param[in] context   what the callback receives
+ *  @param[in] callback  called with the reply, or null
+ *  @param[in] context   handed to the callback as it is
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  `first` or `second` is null, or another reason of convention 8
@@ -920,8 +920,8 @@ KwPkiStatus KWPKI_CALL KwPkiSearchPathAsync(KwPkiSearch first, KwPkiSearch secon
  *  - Ownership: what the callback receives is freed when it returns; `context` is never looked at.
  *  - Threads: any number at once (convention 7).
  *
- *  @param[in] callback  what the reply is told to
- *  @param[in] context   what the callback receives
+ *  @param[in] callback  called with the reply, or null
+ *  @param[in] context   handed to the callback as it is
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  a reason of convention 8
@@ -936,8 +936,8 @@ KwPkiStatus KWPKI_CALL KwPkiCaNamesAsync(KwPkiNamesCallback callback, void *cont
  *    looked at.
  *  - Threads: any number at once (convention 7).
  *
- *  @param[in] callback  what the reply is told to
- *  @param[in] context   what the callback receives
+ *  @param[in] callback  called with the reply, or null
+ *  @param[in] context   handed to the callback as it is
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  a reason of convention 8
@@ -956,8 +956,8 @@ KwPkiStatus KWPKI_CALL KwPkiStatusAsync(KwPkiDataCallback callback, void *contex
  *  @param[in] request   the request; it may be empty
  *  @param[in] names     four texts; each may be null and is then sent as empty
  *  @param[in] further   the further text; it may be null and is then sent as empty
- *  @param[in] callback  what the reply is told to
- *  @param[in] context   what the callback receives
+ *  @param[in] callback  called with the reply, or null
+ *  @param[in] context   handed to the callback as it is
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  `request` or `names` is null, the request's data is null with a length
@@ -975,8 +975,8 @@ KwPkiStatus KWPKI_CALL KwPkiCertRequestAsync(const KwPkiBlock *request, const ch
  *  - Threads: any number at once (convention 7).
  *
  *  @param[in] names     four texts; each may be null and is then sent as empty
- *  @param[in] callback  what the reply is told to
- *  @param[in] context   what the callback receives
+ *  @param[in] callback  called with the reply, or null
+ *  @param[in] context   handed to the callback as it is
  *  @param[in] agent     handed to KWMAPostMessage as it is
  *  @retval KWPKI_OK          the agent took the message
  *  @retval KWPKI_NOT_POSTED  `names` is null, or another reason of convention 8

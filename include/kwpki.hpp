@@ -96,12 +96,13 @@ struct std::is_error_code_enum<kwpki::Error> : std::true_type {};
 
 namespace kwpki {
 
-/** Outcome says whether something was done: it is true if it was. */
+/** Outcome says whether a function did what it was asked for: it is true if it did. */
 class [[nodiscard]] Outcome {
  public:
   /** This is the outcome of a function of C. */
   explicit Outcome(KwPkiStatus status = KWPKI_OK) noexcept : status_(status) {}
 
+  /** It is true for success. */
   explicit operator bool() const noexcept { return status_ == KWPKI_OK; }
   /** error gives the reason of a failure. */
   std::error_code error() const noexcept { return make_error_code(status_); }
@@ -120,6 +121,7 @@ class [[nodiscard]] Outcome {
 template <class T>
 class [[nodiscard]] Result : public Outcome {
  public:
+  /** This is a success, which takes over the T. */
   Result(T &&value) noexcept : value_(std::move(value)) {}
   /** This is a failure; the T in it is empty. */
   explicit Result(KwPkiStatus status) noexcept : Outcome(status), value_() {}
@@ -146,6 +148,7 @@ class Bytes {
  public:
   constexpr Bytes() noexcept = default;
   constexpr Bytes(const uint8_t *data, size_t size) noexcept : data_(data), size_(size) {}
+  /** This shows the bytes of a std::string, std::vector or the like, which must outlive it. */
   template <class C, class Byte = std::remove_pointer_t<decltype(std::declval<const C &>().data())>,
             class = std::enable_if_t<sizeof(Byte) == 1 && !std::is_base_of_v<Bytes, C>>>
   Bytes(const C &container) noexcept
@@ -176,7 +179,8 @@ class CString {
 
 namespace detail {
 
-// Longer than the interface can say is longer than any function takes, and fails as that does.
+// length_of cuts a length that 32 bits cannot hold to the largest one. That is longer than any
+// function takes, so the call fails as it should.
 inline uint32_t length_of(size_t size) noexcept {
   return size > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(size);
 }
@@ -206,10 +210,12 @@ class Handle {
 
 }  // namespace detail
 
-/** Text owns a text of the library. */
+/** Text owns a text that a function gave, and frees it. Views of it are valid as long as it lives.
+ *  A Text without a text is as an empty one. */
 class Text {
  public:
   Text() noexcept = default;
+  /** This takes over a text, which KwPkiStringFree will free. */
   explicit Text(char *text) noexcept : text_(text) {}
 
   const char *c_str() const noexcept { return text_ ? text_.get() : ""; }
@@ -221,10 +227,12 @@ class Text {
   std::unique_ptr<char, detail::StringFree> text_;
 };
 
-/** Block owns a block of the library. */
+/** Block owns a block of bytes that a function gave, and frees it. Pointers into it are valid as
+ *  long as it lives. */
 class Block {
  public:
   Block() noexcept = default;
+  /** This takes over a block of `size` bytes, which KwPkiStringFree will free. */
   Block(uint8_t *data, uint32_t size) noexcept : data_(data), size_(size) {}
   Block(Block &&other) noexcept
       : data_(std::move(other.data_)), size_(std::exchange(other.size_, 0)) {}
@@ -245,7 +253,9 @@ class Block {
   uint32_t size_ = 0;
 };
 
-/** read_file reads a file as it stands, or the last PEM block of it. */
+/** read_file reads a file as it stands, or with `pem` the content of the last PEM block of it. A
+ *  path that is null or "-" is standard input. It fails with Error::FileUnreadable.
+ *  KwPkiReadFile tells more. */
 inline Result<Block> read_file(CString path, bool pem = false) noexcept {
   uint8_t *data = nullptr;
   uint32_t length = 0;
@@ -275,6 +285,7 @@ class CertificateView {
   constexpr explicit CertificateView(KwPkiCert cert) noexcept : cert_(cert) {}
 
   explicit operator bool() const noexcept { return cert_ != nullptr; }
+  /** get gives the handle, for functions of kwpki.h. */
   KwPkiCert get() const noexcept { return cert_; }
 
   /** ber shows the encoding, for as long as the certificate lives. */
@@ -285,9 +296,10 @@ class CertificateView {
       return Result<Bytes>(status);
     return Bytes(data, length);
   }
-  /** subject gives the subject as text: "C=FI, O=Example, CN=First". */
+  /** subject gives the subject as text: "C=FI, O=Example, CN=First". It fails with Error::Failed
+   *  where KwPkiCertGetSubjectDN does; subject_der still works there. */
   Result<Text> subject() const noexcept { return text<KwPkiCertGetSubjectDN>(); }
-  /** subject_der gives the encoding of the subject. */
+  /** subject_der gives the encoding of the subject, an X.501 Name. */
   Result<Block> subject_der() const noexcept {
     uint8_t *data = nullptr;
     uint32_t length = 0;
@@ -295,9 +307,10 @@ class CertificateView {
       return Result<Block>(status);
     return Block(data, length);
   }
-  /** serial_number gives the serial number in decimal. */
+  /** serial_number gives the serial number in decimal, with "-" before a negative one. */
   Result<Text> serial_number() const noexcept { return text<KwPkiCertGetSerialNumber>(); }
-  /** public_key exports the key. */
+  /** public_key exports the key. It fails with Error::NoPublicKey if the certificate has none that
+   *  the library exports, and with Error::KeyFailed if exporting fails. */
   Result<PublicKey> public_key() const noexcept {
     PublicKey key;
     if (const KwPkiStatus status = KwPkiCertGetPublicKey(cert_, key.get()))
@@ -317,7 +330,8 @@ class CertificateView {
   }
 };
 
-/** Certificate owns a certificate. What CertificateView::ber showed of it lives as long. */
+/** Certificate owns a certificate, which is empty at first. What CertificateView::ber showed of it
+ *  is valid as long as it lives, also after set. */
 class Certificate : public CertificateView {
  public:
   Certificate() noexcept : CertificateView(KwPkiCertAllocate()) {}
@@ -329,7 +343,8 @@ class Certificate : public CertificateView {
   }
   ~Certificate() { KwPkiCertFree(cert_); }
 
-  /** set decodes DER or BER into this, replacing what it held. */
+  /** set decodes DER or BER into this, replacing what it held. After a failure this is empty
+   *  (KwPkiCertSetBer tells the reasons). */
   Outcome set(Bytes ber) noexcept {
     return Outcome(KwPkiCertSetBer(ber.data(), detail::length_of(ber.size()), cert_));
   }
@@ -339,8 +354,8 @@ class Certificate : public CertificateView {
     if (const Outcome result = cert.set(ber); !result) return failure(result);
     return cert;
   }
-  /** from_file reads a certificate of a file, DER or PEM. The latter is read twice, so standard
-   *  input is to be read by read_file. */
+  /** from_file reads a certificate from a file, DER or PEM. A PEM file is read twice, so this does
+   *  not work for standard input: use read_file and from_ber there. */
   static Result<Certificate> from_file(CString path) noexcept {
     Result<Block> file = read_file(path);
     if (file && !file->empty() && *file->begin() != 0x30) file = read_file(path, true);
@@ -353,13 +368,13 @@ class Certificate : public CertificateView {
   }
 };
 
-/** Crl owns a certificate revocation list. */
+/** Crl owns a certificate revocation list, which is empty at first. */
 class Crl {
  public:
   Crl() noexcept : crl_(KwPkiCrlAllocate()) {}
 
   /** set decodes DER or BER into this, replacing what it held; read does so with the last PEM block
-   *  of a file. */
+   *  of a file. They fail as KwPkiCrlSetBer and KwPkiCrlReadFromFile do. */
   Outcome set(Bytes ber) noexcept {
     return Outcome(KwPkiCrlSetBer(ber.data(), detail::length_of(ber.size()), get()));
   }
@@ -370,21 +385,28 @@ class Crl {
   detail::Handle<KwPkiCrl, KwPkiCrlFree> crl_;
 };
 
-/** SearchKey owns a set of search keys. Each add function adds one; the set keeps a copy. */
+/** SearchKey owns a set of search keys. Each add function adds one key, of which the set keeps a
+ *  copy; one that fails adds nothing. The function KwPkiSearchKeySet... of the same name tells what
+ *  it takes and how keys are compared. */
 class SearchKey {
  public:
   SearchKey() noexcept : key_(KwPkiSearchKeyAllocate()) {}
 
+  /** add_dn takes a name as text: "C=FI, O=Example, CN=First". */
   Outcome add_dn(CString dn) noexcept { return Outcome(KwPkiSearchKeySetDN(dn.get(), 0, get())); }
+  /** add_dn_der takes the DER of an X.501 Name. */
   Outcome add_dn_der(Bytes name) noexcept { return add<KwPkiSearchKeySetDNDer>(name); }
+  /** These take the bytes of a name as they stand. */
   Outcome add_dns(std::string_view name) noexcept { return add<KwPkiSearchKeySetDNS>(name); }
   Outcome add_email(std::string_view address) noexcept {
     return add<KwPkiSearchKeySetEmail>(address);
   }
   Outcome add_uri(std::string_view uri) noexcept { return add<KwPkiSearchKeySetURI>(uri); }
+  /** add_oid takes an object identifier as dotted text. */
   Outcome add_oid(std::string_view dotted) noexcept { return add<KwPkiSearchKeySetOID>(dotted); }
   /** add_ip takes the 4 or 16 bytes of an address. */
   Outcome add_ip(Bytes address) noexcept { return add<KwPkiSearchKeySetIP>(address); }
+  /** add_public_key takes an exported key; an empty one fails with Error::KeyFailed. */
   Outcome add_public_key(const PublicKey &key) noexcept {
     return Outcome(KwPkiSearchKeySetPublicKey(key.get(), get()));
   }
@@ -406,8 +428,8 @@ class SearchKey {
 
 /** SearchState is what the service said of a search: a number, and words if it had any. */
 struct SearchState {
-  uint32_t state = 0;
-  Text words;
+  uint32_t state = 0; /**< the service's number */
+  Text words;         /**< empty if it had none */
 };
 
 /** CertificateList owns what a search found. It is a range, to be walked once at a time: the list
@@ -447,7 +469,9 @@ class CertificateList {
 
   /** This is false if the reply held no list that could be read. */
   explicit operator bool() const noexcept { return get() != nullptr; }
+  /** empty is true if there is no certificate in the list, or no list. */
   bool empty() const noexcept { return KwPkiCertListIsEmpty(get()) != 0; }
+  /** The iterators move the position of the list. The certificates that they show belong to it. */
   Iterator begin() noexcept { return Iterator(get()); }
   Iterator end() noexcept { return {}; }
   /** These move the position, and give the certificate there or none. */
@@ -456,6 +480,7 @@ class CertificateList {
   CertificateView next() noexcept { return CertificateView(KwPkiCertListNext(get())); }
   CertificateView previous() noexcept { return CertificateView(KwPkiCertListPrev(get())); }
   CertificateView current() const noexcept { return CertificateView(KwPkiCertListCurrent(get())); }
+  /** state gives what the service said of its search. */
   SearchState state() const noexcept {
     SearchState state;
     char *words = nullptr;
@@ -502,6 +527,7 @@ class Names {
 
   Names(const char *const *names, const uint32_t *lengths, uint32_t count) noexcept
       : names_(names), lengths_(lengths), count_(count) {}
+  /** size tells how many names there are. */
   size_t size() const noexcept { return count_; }
   Iterator begin() const noexcept { return {names_, lengths_}; }
   Iterator end() const noexcept { return {names_ + count_, lengths_ + count_}; }
@@ -514,14 +540,15 @@ class Names {
 
 namespace detail {
 
-// The forms of callbacks, as functions of their own are.
+// The four forms of callbacks, as pointers to plain functions.
 using StatusForm = void (*)(uint32_t);
 using ListForm = void (*)(uint32_t, CertificateList);
 using NamesForm = void (*)(uint32_t, Names);
 using DataForm = void (*)(uint32_t, Block);
 
-// Waiting keeps a callable until its reply comes. The context that the library has is a number and
-// no address: after a request that failed a reply may still come, which must find nothing.
+// Waiting is a callable that is kept until its reply comes. The library gets a number as its
+// context, not its address: a reply may still come for a request that failed, when the callable is
+// gone, and then the number is found nowhere.
 struct Waiting {
   Waiting() = default;
   Waiting(const Waiting &) = delete;
@@ -531,6 +558,7 @@ struct Waiting {
   std::unique_ptr<Waiting> next;
 };
 
+// WaitingRoom is the table of all that wait, by number. Any thread may use it.
 class WaitingRoom {
  public:
   static WaitingRoom &instance() {
@@ -559,7 +587,8 @@ class WaitingRoom {
 
  private:
   WaitingRoom() = default;
-  // One at a time: a long row must not take the stack.
+  // The destructors of a row would nest, and a long row would overflow the stack, so that the rows
+  // are taken apart one by one.
   ~WaitingRoom() {
     for (std::unique_ptr<Waiting> &row : rows_) {
       while (row) row = std::move(row->next);
@@ -571,7 +600,7 @@ class WaitingRoom {
   std::unique_ptr<Waiting> rows_[rows];
 };
 
-// Caller has the callable of one form behind a type that does not depend on it.
+// Caller calls a callable of one form whose own type is not known; Callable is the one of a type.
 template <class... Arguments>
 struct Caller : Waiting {
   virtual void call(uint32_t status, Arguments... arguments) = 0;
@@ -619,6 +648,7 @@ struct Entry {
   }
 };
 
+// Keep makes a Waiting of a callable; it takes the arguments out of the type of the form.
 template <class Form, class F>
 struct Keep;
 template <class... Arguments, class F>
@@ -647,7 +677,9 @@ Outcome post(F &&f, Send send) {
 
 }  // namespace detail
 
-/** Search owns the constraints of a search. What their values mean is the service's affair. */
+/** Search owns the constraints of a search. The service gives their values a meaning, the library
+ *  none. The setters fail with Error::Failed on a Search that was moved from, and set_keys also if
+ *  there are keys already. */
 class Search {
  public:
   Search() noexcept : search_(KwPkiSearchAllocate()) {}
@@ -660,6 +692,8 @@ class Search {
   Outcome set_times(uint32_t not_before, uint32_t not_after) noexcept {
     return Outcome(KwPkiSearchSetUnixTime(not_before, not_after, get()));
   }
+  /** These store a number each; KwPkiSearchSetKeyType and so on tell what the loopback service
+   *  makes of it. */
   Outcome set_key_type(uint32_t value) noexcept {
     return Outcome(KwPkiSearchSetKeyType(value, get()));
   }
@@ -670,10 +704,12 @@ class Search {
     return Outcome(KwPkiSearchSetPathLength(value, get()));
   }
   Outcome set_rule(uint32_t value) noexcept { return Outcome(KwPkiSearchSetRule(value, get())); }
+  /** set_group_mode turns group mode on, for good. */
   Outcome set_group_mode() noexcept { return Outcome(KwPkiSearchSetGroupModeOn(get())); }
 
   /** post asks for the certificates that meet the constraints; the callback takes (uint32_t status,
-   *  CertificateList). */
+   *  CertificateList). `agent` is what the host's agent wants. Error::NotPosted is the failure, or
+   *  the agent's own status; so it is for all functions below that post. */
   template <class F>
   Outcome post(void *agent, F &&callback) const {
     return detail::post<detail::ListForm>(
@@ -751,7 +787,8 @@ Outcome post_remove_request(const RequestNames &names, void *agent, F &&callback
       });
 }
 
-/** process_reply reads the body of a reply and calls the callback of its request. */
+/** process_reply reads the body of a reply and calls the callback of its request, on this thread.
+ *  It fails with Error::Failed where KwPkiProcessAsyncResponce does. */
 inline Outcome process_reply(Bytes body) noexcept {
   return Outcome(KwPkiProcessAsyncResponce(body.data(), detail::length_of(body.size())));
 }
