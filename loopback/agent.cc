@@ -22,6 +22,8 @@ struct Data {
   [[nodiscard]] Bytes bytes() const { return {block.get(), length}; }
 };
 
+// copy_of copies bytes into a block of the library's, which ends the process where memory runs out,
+// as the library itself does.
 Data copy_of(Bytes octets) {
   return {SshBlock(static_cast<uint8_t *>(ssh_xmemdup(octets.data(), octets.size()))),
           octets.size()};
@@ -36,6 +38,7 @@ struct Message {
 struct KwLoopbackAgent {
   explicit KwLoopbackAgent(const char *path) : service(path) {}
 
+  // take removes the oldest request and returns it; nothing if there is none.
   Data take() {
     const std::lock_guard lock(mutex);
     if (queue.empty()) return {};

@@ -19,6 +19,7 @@ struct RuleRow {
 constexpr RuleRow kRuleRows[] = {{-1, false}, {-1, true}, {1, false}, {0, false}};
 static_assert(std::size(kRuleRows) == kRules);
 
+// filter_of collects what certificates must meet beside their keys.
 Filter filter_of(const Constraints &constraints, const Validity &validity) {
   Filter filter;
   filter.cover(constraints.time);
@@ -50,6 +51,7 @@ Ids with_any_key(Store &store, const std::vector<Key> &keys) {
   return all;
 }
 
+// with_every_key narrows the list down key by key; lists of identifiers are sorted.
 Ids with_every_key(Store &store, const std::vector<Key> &keys) {
   Ids all = store.with_key(keys[0].type, keys[0].data);
   for (size_t i = 1; i < keys.size() && !all.empty(); ++i) {
@@ -76,6 +78,7 @@ struct Step {
   unsigned length;  // certificates from the first to this one
 };
 
+// trace goes back from a step to the first one of its path.
 Ids trace(const std::vector<Step> &steps, size_t at) {
   Ids path;
   for (unsigned left = steps[at].length; left > 0; --left) {

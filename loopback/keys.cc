@@ -70,6 +70,7 @@ void add_names(SshCertDBKey **list, const SshX509Name *names) {
   }
 }
 
+// derive_keys makes the keys that a certificate is found by. README.md lists them.
 KeyList derive_keys(const SshX509Cert &cert) {
   SshCertDBKey *list = nullptr;
   add_names(&list, cert.subject_names);
@@ -84,6 +85,8 @@ KeyList derive_keys(const SshX509Cert &cert) {
   return KeyList(list);
 }
 
+// canonical_name gives the first distinguished name of a list, in the form in which names are
+// compared.
 std::optional<Octets> canonical_name(const SshX509Name *names) {
   const SshX509Name *name = ssh_x509_name_find(names, SSH_X509_NAME_DN);
   SshCertDBKey *list = nullptr;

@@ -33,6 +33,8 @@ uint32_t handle(Service &service, Bytes payload, Output &reply) {
   return service.perform(request, reply);
 }
 
+// answer catches everything that may be thrown: it is called by functions of C. A request gets a
+// reply with a status whatever happens, since somebody may wait for it.
 bool Service::answer(Bytes request, SshBuffer &reply) noexcept {
   Envelope envelope;
   if (!decode_envelope(request, &envelope)) return false;
@@ -52,6 +54,7 @@ bool Service::answer(Bytes request, SshBuffer &reply) noexcept {
   return true;
 }
 
+// dispatch checks the envelope, and finds the handler of the request's type.
 uint32_t Service::dispatch(const Envelope &envelope, Output &reply) {
   using Handler = uint32_t (*)(Service &, Bytes, Output &);
   // In the order of the types.
@@ -68,6 +71,8 @@ uint32_t Service::dispatch(const Envelope &envelope, Output &reply) {
   return kHandlers[envelope.type](*this, envelope.payload, reply);
 }
 
+// What is added is decoded before it is stored, so that everything in the store can be read. Each
+// change is a transaction of its own, which is committed before the reply is made.
 uint32_t Service::perform(const CertificateAdd &request, Output &) {
   const CertificateOwner cert(ssh_cm_cert_allocate());
   SshX509Cert *record = nullptr;
@@ -108,6 +113,8 @@ uint32_t Service::perform(const PathSearch &request, Output &reply) {
   return kOk;
 }
 
+// encode_found writes certificates up to the first that does not fit into the reply. The search
+// state then says how many are missing.
 void Service::encode_found(const std::vector<int64_t> &ids, Output &reply) {
   Output elements;
   ListHead head;

@@ -63,6 +63,7 @@ void bind_filter(Query &query, const Filter &filter) {
   query.bind(filter.path_length).bind(filter.path_length).bind(filter.ca);
 }
 
+// digest_of gives the SHA-1 digest by which an encoding is found again; see `has`.
 std::array<uint8_t, SSH_HASH_DIGEST_MAX> digest_of(Bytes der) {
   SshHash hash;
   std::array<uint8_t, SSH_HASH_DIGEST_MAX> digest = {};
@@ -72,6 +73,7 @@ std::array<uint8_t, SSH_HASH_DIGEST_MAX> digest_of(Bytes der) {
   return digest;
 }
 
+// bind_octets binds bytes, or NULL where there are none.
 void bind_octets(Query &query, const std::optional<Octets> &octets) {
   if (octets)
     query.bind(*octets);
@@ -79,6 +81,7 @@ void bind_octets(Query &query, const std::optional<Octets> &octets) {
     query.bind_null();
 }
 
+// column collects the first column of all rows.
 std::vector<int64_t> column(Query &query) {
   std::vector<int64_t> ids;
   while (query.step()) ids.push_back(query.integer(0));

@@ -4,6 +4,8 @@
 
 #include "api/agent.h"
 
+// A host may have the functions in its program or in a library that is loaded already, so the
+// process is asked first.
 void *find_host_function(const char *library, const char *name) {
   if (void *address = dlsym(RTLD_DEFAULT, name)) return address;
   char file[64];

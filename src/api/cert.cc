@@ -1,3 +1,5 @@
+// Certificates. An export checks its arguments, sets its results to nothing, calls the core, and
+// turns the core's status into a public code. Nothing is decoded here.
 #include "api/handles.h"
 #include "api/status.h"
 #include "util/mem.h"

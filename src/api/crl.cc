@@ -1,3 +1,4 @@
+// CRLs, as certificates in cert.cc; they can only be set, read and sent to the service.
 #include "api/handles.h"
 #include "api/status.h"
 #include "asn1/files.h"

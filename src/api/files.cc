@@ -1,3 +1,4 @@
+// Reading of files, as they are or as PEM. What a file may be is decided in asn1/files.h.
 #include "asn1/files.h"
 
 #include "kwpki.h"

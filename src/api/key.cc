@@ -1,3 +1,5 @@
+// Public keys. The handle is a block that callers may read: it shows the exported key, which
+// belongs to it and is wiped with it.
 #include "api/handles.h"
 #include "api/status.h"
 #include "crypto/public_key.h"

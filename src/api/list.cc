@@ -1,9 +1,12 @@
+// Certificate lists: the result of a search, with its database. The certificates are handles like
+// others, but belong to the database, which frees them with the list.
 #include "api/handles.h"
 #include "util/mem.h"
 #include "util/owner.h"
 
 namespace {
 
+// list_of gives the list of a handle; the functions of cm/cert_list.h take null.
 SshCMCertList *list_of(KwPkiCertList list) { return list ? list->list : nullptr; }
 
 }  // namespace

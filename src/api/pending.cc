@@ -20,12 +20,12 @@ constexpr uint32_t kFan = 1u << kDigitBits;
 constexpr uint32_t kBranchLevels = 5;  // above the leaves: 36 bits in all
 
 struct Branch {
-  uint32_t used;
+  uint32_t used;         // children that are not null
   void *children[kFan];  // branches; on the lowest level leaves
 };
 
 struct Leaf {
-  uint32_t used;
+  uint32_t used;  // slots with a request
   PendingRequest slots[kFan];
 };
 
@@ -33,6 +33,7 @@ struct Leaf {
 SshLock table;
 void *root = nullptr;
 
+// digit gives the digit of an identifier that chooses on a level; the leaves are level 0.
 uint32_t digit(uint32_t identifier, uint32_t level) {
   return (uint64_t{identifier} >> (level * kDigitBits)) % kFan;
 }
@@ -103,6 +104,7 @@ void prune(const Path &path) {
   }
 }
 
+// free_below frees a node with all below it. It recurses over the levels, of which there are six.
 void free_below(void *node, uint32_t level) {
   if (!node) return;
   if (level > 0) {

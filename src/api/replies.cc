@@ -11,6 +11,7 @@
 // here and a row of kAnswers.
 namespace {
 
+// callback_of gives the callback its own type back; the form of the request says which it is.
 template <class Callback>
 Callback callback_of(const PendingRequest &request) {
   return reinterpret_cast<Callback>(request.callback);
@@ -21,6 +22,7 @@ KwPkiStatus answer_status(const PendingRequest &request, const ReplyEnvelope &re
   return KWPKI_OK;
 }
 
+// The callback is called with a null list where none could be read: the request is answered anyway.
 KwPkiStatus answer_list(const PendingRequest &request, const ReplyEnvelope &reply) {
   KwPkiCertList list = reply_list_decode(reply.payload);
   callback_of<KwPkiCertListCallback>(request)(request.context, reply.status, list);
@@ -77,6 +79,7 @@ KwPkiStatus answer_names(const PendingRequest &request, const ReplyEnvelope &rep
   return KWPKI_OK;
 }
 
+// The block is the callback's own, so it is a copy of its own size.
 KwPkiStatus answer_data(const PendingRequest &request, const ReplyEnvelope &reply) {
   auto *block = static_cast<uint8_t *>(ssh_xmalloc(reply.payload.size()));
   if (!reply.payload.empty()) std::memcpy(block, reply.payload.data(), reply.payload.size());

@@ -11,6 +11,8 @@
 
 namespace {
 
+// The limits are for recycling entries, which the entries of a list never are: the list refers to
+// them until it is freed.
 constexpr SshCertDBLimits kLimits = {
     .max_entries = 1024, .max_memory = 0x100000, .default_keep_until = 5};
 
@@ -50,6 +52,7 @@ class Account {
     if (taken > most_ || octets > most_ - taken + kDecodeMemory) work_ = 0;
     return !exceeded();
   }
+  // exceeded is true once there was not enough for something, be it in the pool or beside it.
   [[nodiscard]] bool exceeded() const { return work_ == 0; }
 
  private:

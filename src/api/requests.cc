@@ -53,6 +53,7 @@ KwPkiStatus request(KwPkiRequestType type, Callback callback, void *context, voi
   return request_post(agent, {block.get(), length});
 }
 
+// A list on the wire is its length and its items, in the order of the list.
 void write_keys(Payload &payload, const SshCertDBKey *keys) {
   uint32_t count = 0;
   for (const SshCertDBKey *key = keys; key; key = key->next) ++count;
@@ -76,6 +77,7 @@ void write_constraints(Payload &payload, const SshCMSearchConstraints &search) {
   write_keys(payload, search.second_keys);
 }
 
+// A null handle is a period with neither time set, which is written as two empty strings.
 void write_validity(Payload &payload, const KwPkiValidityObject *validity) {
   const KwPkiValidityObject unset;
   payload.time((validity ? *validity : unset).not_before);
@@ -84,7 +86,7 @@ void write_validity(Payload &payload, const KwPkiValidityObject *validity) {
 
 constexpr auto write_nothing = [](Payload &) {};
 
-constexpr int kNames = 4;
+constexpr int kNames = 4;  // of every certificate request
 
 void write_names(Payload &payload, const char *const *names) {
   for (int i = 0; i < kNames; ++i) payload.text(names[i]);

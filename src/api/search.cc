@@ -1,3 +1,5 @@
+// Search keys and constraints. Keys are brought into the form in which services compare them when
+// they are added (cm/search.h); constraints are numbers that are sent as they are.
 #include <new>
 
 #include "api/handles.h"
@@ -63,6 +65,8 @@ KwPkiStatus KWPKI_CALL KwPkiSearchKeySetPublicKey(KwPkiPublicKey public_key, KwP
   if (!key) return KWPKI_FAILED;
   if (!public_key || !public_key->data) return KWPKI_KEY_FAILED;
 
+  // The blob came from the caller, so it is imported, which checks it; the key is made of the
+  // object.
   SshPublicKey *imported = nullptr;
   if (ssh_public_key_import({public_key->data, public_key->length}, &imported) != SSH_KEY_OK)
     return KWPKI_KEY_FAILED;

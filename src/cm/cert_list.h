@@ -7,12 +7,14 @@
 
 struct SshCMCertList;
 
+// SshCMCertListNode is one place of a list. Nodes lie in the pool of the database.
 struct SshCMCertListNode {
   SshCMCertListNode *next, *prev;
   SshCMCertList *list;
   SshCertDBEntry *entry;
 };
 
+// SshCMCertList is a list with its position: null before the first step, and a node from then on.
 struct SshCMCertList {
   SshCMCertListNode *head = nullptr;
   SshCMCertListNode *tail = nullptr;

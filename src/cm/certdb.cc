@@ -15,6 +15,7 @@ constexpr uint32_t kEntryCharge = 64;
 constexpr uint32_t kTypeCharge = 4;  // a key type, for an entry
 constexpr uint32_t kKeyCharge = 20;
 
+// The clock is a member of the database, so that tests can set the time.
 int64_t system_clock() { return static_cast<int64_t>(std::time(nullptr)); }
 
 bool has(const SshCertDBEntry &entry, SshCertDBFlag flag) { return entry.flags & flag; }
@@ -24,11 +25,7 @@ SshCertDBList &list_of(SshCertDB &database, const SshCertDBEntry &entry) {
   return entry.keep_until > 0 ? database.timed : database.unreferenced;
 }
 
-void mark_listed(SshCertDB &database, SshCertDBEntry &entry) {
-  entry.flags |= SSH_CERTDB_LISTED;
-  ++database.unref_count;
-}
-
+// push_head, push_tail and unlist are the usual steps of a doubly linked list.
 void push_head(SshCertDBList &list, SshCertDBEntry &entry) {
   entry.prev = nullptr;
   entry.next = list.head;
@@ -60,17 +57,11 @@ void list_entry(SshCertDB &database, SshCertDBEntry &entry) {
     if (entry.keep_until > 0) entry.keep_until = 0;
     (has(entry, SSH_CERTDB_RECYCLE_NEXT) ? push_tail : push_head)(database.unreferenced, entry);
   }
-  mark_listed(database, entry);
+  entry.flags |= SSH_CERTDB_LISTED;
+  ++database.unref_count;
 }
 
-SshCertDBEntry *fresh_entry(SshCertDB &database) {
-  auto *entry = database.pool.make<SshCertDBEntry>();
-  entry->all_next = database.all_entries;
-  database.all_entries = entry;
-  ++database.entries_allocated;
-  return entry;
-}
-
+// pop_pool takes the first entry of the pool, which must not be empty.
 SshCertDBEntry *pop_pool(SshCertDB &database) {
   SshCertDBEntry *entry = database.free_pool;
   database.free_pool = entry->next;
@@ -93,20 +84,24 @@ SshCertDBEntry *recycle(SshCertDB &database) {
   return pop_pool(database);  // deliberately not counted: pool_count drifts upward here
 }
 
-// may_grow is true while the limits allow a fresh entry; 0 is no limit.
-bool may_grow(const SshCertDB &database) {
-  const SshCertDBLimits &limits = database.limits;
-  return (limits.max_memory == 0 || database.memory_used < limits.max_memory) &&
-         (limits.max_entries == 0 ||
-          database.stored_count + database.unref_count < limits.max_entries);
-}
-
+// take_entry gives an entry that is not in use: one of the pool, a fresh one while the limits allow
+// it (0 is no limit), or one that it recycles.
 SshCertDBEntry *take_entry(SshCertDB &database) {
   if (database.free_pool) {
     --database.pool_count;
     return pop_pool(database);
   }
-  return may_grow(database) ? fresh_entry(database) : recycle(database);
+  const SshCertDBLimits &limits = database.limits;
+  const uint32_t counted = database.stored_count + database.unref_count;
+  if ((limits.max_memory != 0 && database.memory_used >= limits.max_memory) ||
+      (limits.max_entries != 0 && counted >= limits.max_entries)) {
+    return recycle(database);
+  }
+  auto *entry = database.pool.make<SshCertDBEntry>();
+  entry->all_next = database.all_entries;
+  database.all_entries = entry;
+  ++database.entries_allocated;
+  return entry;
 }
 
 // is_first_of_type is true for a key by which the indexes find its entry: the first of its type in
@@ -118,6 +113,7 @@ bool is_first_of_type(const SshCertDBEntry &entry, const SshCertDBKey &key) {
   return first == &key;
 }
 
+// free_object has whoever knows the object free it.
 void free_object(const SshCertDB &database, SshCertDBEntry &entry) {
   if (!database.callbacks.free || !entry.object) return;
   database.callbacks.free(entry.type, entry.object);

@@ -14,6 +14,7 @@ SshMappingKind checked_kind(uint32_t data_type) {
   return static_cast<SshMappingKind>(data_type);
 }
 
+// mapping_of gives the index of a key type; a type without one is fatal.
 SshMapping &mapping_of(const SshCertDB &database, uint32_t key_type) {
   SshMapping *mapping =
       key_type < database.methods.size() ? database.methods[key_type].mapping : nullptr;
@@ -55,6 +56,7 @@ void ssh_certdb_search_method_add(SshCertDB &database, uint32_t key_type, Bytes 
     void *links = ssh_xcalloc(database.methods.size(), sizeof(SshCertDBEntry *));
     entry.same_key_next = static_cast<SshCertDBEntry **>(links);
   }
+  // The index leads to the first entry of a chain; a further one goes to its end.
   SshCertDBEntry *last = ssh_certdb_search_method_find(database, key_type, key);
   if (!last) return ssh_mapping_put(mapping_of(database, key_type), key, &entry);
   while (last->same_key_next[key_type]) last = last->same_key_next[key_type];

@@ -18,6 +18,7 @@ void read_time(Bytes text, SshBerTime &time) {
   (void)ssh_ber_time_set_from_string(&time, terminated);
 }
 
+// The functions of kTypes: an object is known by its entry's type alone.
 uint32_t encode_cert(const void *object, SshBuffer &output) {
   return ssh_cm_cert_encode_record(*static_cast<const SshCMCertificate *>(object), output);
 }
@@ -27,6 +28,8 @@ uint32_t encode_crl(const void *object, SshBuffer &output) {
   return ssh_encode_buffer(output, {ssh_put_uint32_str(ber)});
 }
 
+// Only the database frees its objects: an object with an entry is not to be freed by anybody else.
+// So the entry is cleared first.
 void free_cert(void *object) {
   auto *cert = static_cast<SshCMCertificate *>(object);
   cert->entry = nullptr;

@@ -30,6 +30,8 @@ uint32_t integer(Bytes key) {
 
 uint32_t hash_integer(Bytes key) { return integer(key); }
 
+// hash_octets rotates the hash for each byte, so that the order of bytes counts. `Letter` folds
+// case where letters of either case are one key.
 template <uint8_t (*Letter)(uint8_t)>
 uint32_t hash_octets(Bytes key) {
   uint32_t hash = 0xabcdef01;
@@ -61,6 +63,7 @@ constexpr struct {
 };
 static_assert(std::size(kKinds) == SSH_MAPPING_KINDS);
 
+// usable is false for an integer key of too few bytes, which is never held.
 bool usable(const SshMapping &mapping, Bytes key) {
   return mapping.kind != SSH_MAPPING_INTEGER || key.size() >= sizeof(uint32_t);
 }

@@ -23,6 +23,7 @@ void replace(SshCMRecord<Record> &held, Record *fresh) {
   held.kept = old->pool.template make<typename SshCMRecord<Record>::Kept>(old, held.kept);
 }
 
+// release frees all records of an object.
 template <auto Free, class Record>
 void release(SshCMRecord<Record> &held) {
   Free(held.current);

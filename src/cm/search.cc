@@ -20,6 +20,8 @@ struct Name {
   ~Name() { ssh_dn_clear(&dn); }
 };
 
+// push_name pushes the canonical DER of a name, in which letters of either case and runs of blanks
+// are the same, so that keys are compared byte by byte.
 bool push_name(SshCertDBKey **list, const SshDN &dn) {
   uint8_t *der = nullptr;
   size_t length = 0;
@@ -29,6 +31,7 @@ bool push_name(SshCertDBKey **list, const SshDN &dn) {
   return true;
 }
 
+// push_text pushes bytes as they stand, as services do not normalize them either.
 bool push_text(SshCertDBKey **list, SshCMKeyType type, const char *data, uint32_t length) {
   if (!data) return false;
   const size_t size = length > 0 ? length : std::strlen(data);

@@ -7,13 +7,6 @@ namespace {
 
 constexpr const char *kTag = "data for ssh_buffer";
 
-// compact moves what is held to the start of the block.
-void compact(SshBuffer &buffer) {
-  buffer.end -= buffer.offset;
-  std::memmove(buffer.buf, buffer.buf + buffer.offset, buffer.end);
-  buffer.offset = 0;
-}
-
 // grow adds `n` bytes and one page to the block. A caller may ask for any `n`, so the sum is made
 // in 64 bits, where it cannot overflow.
 void grow(SshBuffer &buffer, uint64_t n) {
@@ -54,7 +47,9 @@ void ssh_buffer_reserve(SshBuffer &buffer, size_t n) {
   // is left moves to the front, which is cheaper than a larger block.
   while (n >= buffer.alloc - buffer.end) {
     if (buffer.offset > buffer.alloc / 2) {
-      compact(buffer);
+      buffer.end -= buffer.offset;
+      std::memmove(buffer.buf, buffer.buf + buffer.offset, buffer.end);
+      buffer.offset = 0;
       continue;
     }
     grow(buffer, n);
