@@ -12,18 +12,19 @@ constexpr const char *kInspectFooter =
 named and passed over. Directories are read recursively, in the order of names; files in them
 that hold neither kind are passed over. "-" and no FILE at all mean standard input.
 
-A few are shown in some lines each, more as a table with one line each; --full shows every field
-and extension. What the library refuses is shown with the reason and the fields that can be read
-and, with --full, as a tree of its elements; what is something else is called by its name. Text may
-be base64 or hexadecimal alone, or UTF-16; a PKCS #7 bundle gives what it holds. What has expired,
-is not valid yet or is weak (keys below 112 bits of strength, signatures over MD5 and SHA-1) is
-marked. Characters that act on a terminal or hide are shown as \xNN or \u{NNNN}.
+Up to three objects are shown in some lines each, more as a table with one line each; --full shows
+every field and extension. If the library refuses an object, the reason and the fields that can be
+read are shown and, with --full, a tree of its elements. If a file holds something else, a message
+says what. Text may also be base64 or hexadecimal alone, or UTF-16, and a PKCS #7 bundle stands for
+the certificates and CRLs in it. What has expired, is not valid yet or is weak (keys below 112 bits
+of strength, signatures over MD5 and SHA-1) is marked. Characters that act on a terminal or show
+nothing are written as \xNN or \u{NNNN}.
 
 --html writes one page that a browser shows without a network: a table, who issued whom, and each
-object's elements beside its bytes. What is long is cut as by --entries and --tree-lines.
+object's elements beside its bytes. --entries and --tree-lines say how much of it is shown.
 
 JSON is one object a line, one for each certificate or CRL, in ASCII; DER is base64, other bytes
-are hexadecimal. kwpki(1) tells of its members. Messages go to standard error, and so does progress
+are hexadecimal. kwpki(1) describes its members. Messages go to standard error, and so does progress
 if that is a terminal and reading takes more than a second.
 
 Exit status: 0 everything was read; 1 something was refused, a FILE holds neither a certificate nor

@@ -14,8 +14,8 @@ length of a field in bytes, the bytes themselves, cut short with "..", and the v
 With --html it is a page for a browser, with the fields beside the bytes.
 
 With --json the message is one JSON document, of which `kwpki message encode` makes the same
-bytes. Bytes are a JSON string where that is readable text, else {"hex": "..."}. Counts stand
-there only if they are wrong.
+bytes. Bytes are a JSON string where that is readable text, else {"hex": "..."}. Counts are given
+only if they are wrong.
 
 What cannot be decoded is named on standard error with its field and offset; the bytes from there
 on are the "rest".

@@ -33,6 +33,7 @@ uint32_t number_of_options(const std::string &text) {
   throw Failure{kExitUsage, "--options", "not a number of 32 bits: " + text};
 }
 
+// Importer adds what it finds, one request each, and counts what became of it.
 class Importer {
  public:
   Importer(const ImportOptions &options, Output &output, const Streams &streams)

@@ -52,6 +52,7 @@ void set_line(Json &json, const std::string &line) {
   }
 }
 
+// The service's state is a block of lines "name=value".
 int show_status(const StoreOptions &options, Output &output) {
   Session session = open_store(options, StoreUse::kRead);
   DataAnswer answer;
@@ -87,6 +88,7 @@ std::vector<uint8_t> read_request(const std::string &file, const Streams &stream
   return octets;
 }
 
+// do_request hands a request in, or takes it back with `remove`.
 int do_request(const RequestOptions &options, Output &output, const Streams &streams) {
   const char *names[kRequestNames] = {};
   for (size_t i = 0; i < options.names.size(); ++i) names[i] = options.names[i].c_str();
@@ -147,6 +149,7 @@ void add_request_command(CLI::App &app, Run &run) {
   });
 }
 
+// add_simple_command adds a command without options of its own.
 void add_simple_command(CLI::App &app, Run &run, const char *name, const char *help,
                         int (*show)(const StoreOptions &, Output &)) {
   const auto options = std::make_shared<StoreOptions>();

@@ -20,8 +20,8 @@ namespace {
 constexpr size_t kNameMax = 0x100000;  // as the library has it
 
 constexpr const char *kSearchFooter =
-    R"(Options of keys may be given again and again: what is found has all of them, or with --any one at
-least. Without keys every certificate is looked at. Values of names are compared without regard
+    R"(Options of keys may be repeated: what is found has all of the keys, or with --any one at least.
+Without keys every certificate is looked at. Values of names are compared without regard
 to case and runs of blanks, other keys byte by byte. NAME is a name as `kwpki inspect` prints it,
 in the order of the certificate; if that finds nothing, the other order is tried. CERT is a DER or
 PEM file, or "-".
@@ -112,6 +112,7 @@ bool add_oid(const std::string &value, KwPkiSearchKey key) {
   return add_text<KwPkiSearchKeySetOID>(text, key);
 }
 
+// TextKeyRow is an option whose values each become a key.
 struct TextKeyRow {
   const char *name, *type, *help;
   std::vector<std::string> Criteria::*values;
@@ -159,6 +160,7 @@ KwPkiStatus KWPKI_CALL set_time(uint32_t value, KwPkiSearch search) {
   return KwPkiSearchSetUnixTime(value, value, search);
 }
 
+// ConstraintRow is an option whose text becomes a number that one export stores.
 struct ConstraintRow {
   const char *name, *type, *help;
   std::optional<std::string> Criteria::*text;
@@ -414,6 +416,7 @@ bool set(Criteria *criteria, const std::string &text) {
   return false;
 }
 
+// add_end adds --from or --to, whose values are options of a search.
 void add_end(CLI::App *command, const char *option, const char *help, Criteria *criteria) {
   criteria->end = option;
   command

@@ -17,10 +17,10 @@ read as `kwpki inspect` does; "-" and no FILE mean standard input.
 
 Checked are RSA (PKCS #1 v1.5 and RSASSA-PSS), DSA, ECDSA on named curves, Ed25519 and Ed448, over
 MD5, SHA-1 and SHA-2; on Windows neither EdDSA nor other curves than P-256, P-384 and P-521. Only
-the signature is checked, neither dates nor usage nor revocation. What is weak is told as such: MD2
-to SHA-1, RSA and DSA below 2048 bits, curves below 224. Of MD5 and SHA-1 two documents with one
-signature can be made: "valid" then tells who signed long ago, and is no protection against a forger
-of today.
+the signature is checked, neither dates nor usage nor revocation. What is weak is marked: MD2 to
+SHA-1, RSA and DSA below 2048 bits, curves below 224. Two documents with one signature over MD5 or
+SHA-1 can be made: "valid" then tells who signed long ago, and does not protect against a forger of
+today.
 
 With --chain each certificate of each FILE is judged by the path from it to one of --root: each
 certificate of the path has a line with what is wrong with it. Not on Windows.

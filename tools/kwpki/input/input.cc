@@ -26,6 +26,7 @@ constexpr std::string_view kReadable[] = {
 
 std::string reason(int error) { return std::generic_category().message(error); }
 
+// add_directory adds the regular files below a directory, sorted by their names.
 void add_directory(const std::string &name, Found *found) {
   std::error_code error;
   std::vector<std::string> files;
@@ -102,6 +103,8 @@ void add_fault(Block *block, const std::string &fault) {
   block->fault += (block->fault.empty() ? "" : "; ") + fault;
 }
 
+// close_block finds the end of a block, whose text reaches up to the next BEGIN line or the end of
+// the file, and what is wrong with it.
 void close_block(Block *block, std::string_view rest) {
   const size_t end = rest.find(kEnd);
   block->body = rest.substr(0, end);
@@ -115,6 +118,7 @@ void close_block(Block *block, std::string_view rest) {
               fmt::format("stray characters in the armour, in line {}", block->line + line - 1));
 }
 
+// Headers ("Name: value") stand before the base64 of some old blocks; base64 has no colon.
 bool has_headers(std::string_view body) { return body.find(':') != std::string_view::npos; }
 
 std::string_view trimmed(std::string_view text) {

@@ -78,6 +78,8 @@ std::string crl_words(uint32_t, Bytes octets, size_t) {
   return fmt::format("{}, {} revoked", size_words(octets), crl->revoked_count);
 }
 
+// WordsRow describes values of a kind. `number` is the number before the bytes; nothing is shown of
+// more than `most` bytes.
 struct WordsRow {
   FieldShown shown;
   std::string (*words)(uint32_t number, Bytes octets, size_t most);

@@ -81,6 +81,7 @@ void Splitter::attributes(std::string_view list, std::vector<Part> &parts) {
   }
 }
 
+// pieces gives the pieces of page.html, which is compiled in as kPageSource.
 const Pieces &pieces() {
   static const Pieces kPieces = Splitter(kPageSource).run();
   return kPieces;

@@ -106,6 +106,7 @@ void BesideBytes::find_ends() {
   }
 }
 
+// dump writes the bytes with their offsets, and how many are left out between them.
 std::string BesideBytes::dump() const {
   std::string text;
   size_t at = 0;

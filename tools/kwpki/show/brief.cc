@@ -32,6 +32,7 @@ Moment moment_of(const SshBerTime &time) {
          (time.tz_plus ? zone : -zone);
 }
 
+// expiry_between compares a moment with a period, of which either end may be missing.
 Expiry expiry_between(const SshBerTime &from, const SshBerTime &to, Moment now) {
   Expiry expiry;
   if (!(from == SshBerTime{})) expiry.early = now < moment_of(from);
@@ -121,6 +122,7 @@ std::string name_line(const Json &name) {
   return text.empty() ? "(no name)" : escape(text);
 }
 
+// serial_text is in hexadecimal, as other programs show serial numbers.
 std::string serial_text(const Json &serial) {
   const std::string digits = serial["hex"].get<std::string>();
   constexpr size_t kMost = 64;  // RFC 5280 allows twenty bytes
@@ -259,6 +261,7 @@ void add_fingerprints(Lines &lines, Bytes element) {
   lines.add("SHA-1", prints.value("sha1", ""));
 }
 
+// short_name is the common name in a distinguished name, or all of it without one.
 std::string short_name(const SshX509Name *names) {
   const SshX509Name *name = ssh_x509_name_find(names, SSH_X509_NAME_DN);
   if (!name) return "(no name)";
@@ -298,6 +301,7 @@ std::string fitted(const std::string &text, size_t columns) {
   return text.substr(0, at);
 }
 
+// left_text is the column "left" of a row.
 std::string left_text(const Expiry &expiry) {
   if (expiry.refused) return "REFUSED";
   if (expiry.early) return "not yet";

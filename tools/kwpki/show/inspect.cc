@@ -91,15 +91,12 @@ class Inspector {
   bool show_brief(const Object &object, const Record &record, const char *what);
   void present(std::string whole, const std::string &row);
   void end_brief();
-  template <class Record>
-  void write_pem(const Record &record, std::string_view label);
   void find_serial(const Object &object, const SshX509Crl &crl);
   void unreadable(const std::string &name, const std::string &why);
   void fault(const std::string &name, const std::string &text);
   template <class Record>
   void page_accepted(const Object &object, const Record &record, const char *what,
                      const Json &fields);
-  void end_page();
 
   const InspectOptions &options_;
   Streams streams_;
@@ -140,7 +137,11 @@ int Inspector::run() {
       exit_ = kExitRefused;
     }
     end_brief();
-    if (options_.html) end_page();
+    if (options_.html) {
+      if (const size_t count = page_.left_out())
+        output_.message("", fmt::format("the page is full: {} more objects are left out", count));
+      output_.write(page_.html().code());
+    }
     output_.flush();
   } catch (const OutputClosed &closed) {
     if (closed.error != EPIPE) throw;
@@ -229,6 +230,9 @@ void Inspector::inspect_blocks(const Source &source, const std::vector<Block> &b
   }
 }
 
+// inspect_object finds out what bytes are. They may be a certificate or a CRL, a bundle, or
+// something else that has a name. If none of these fits, they are shown as a certificate or CRL
+// that the library refuses, with the parts of it that can be read.
 void Inspector::inspect_object(const Object &object) {
   start_items();
   const SshX509CertOwner cert(ssh_x509_cert_allocate());
@@ -322,7 +326,9 @@ bool Inspector::show_brief(const Object &object, const Record &record, const cha
   const bool marked = options_.expires && expires_soon(expiry, soon_);
   if (marked) exit_ = std::max<int>(exit_, kExitRefused);
   if (options_.pem) {
-    if (marked || !options_.expires) write_pem(record, what);
+    const bool is_crl = std::is_same_v<Record, SshX509Crl>;
+    if (marked || !options_.expires)
+      output_.write(pem_text(is_crl ? "X509 CRL" : "CERTIFICATE", record.element));
     return true;
   }
   if (options_.json || options_.html || options_.tree || options_.full) return false;
@@ -336,11 +342,6 @@ bool Inspector::show_brief(const Object &object, const Record &record, const cha
   }
   present(whole + brief(record, now_, soon_, style_), row);
   return true;
-}
-
-template <class Record>
-void Inspector::write_pem(const Record &record, std::string_view what) {
-  output_.write(pem_text(what == "CRL" ? "X509 CRL" : "CERTIFICATE", record.element));
 }
 
 // find_serial says whether a CRL lists a serial number, since when and why.
@@ -392,12 +393,6 @@ void Inspector::page_accepted(const Object &object, const Record &record, const 
              .octets = object.octets,
              .wrong = {around}},
             record, fields);
-}
-
-void Inspector::end_page() {
-  if (const size_t count = page_.left_out())
-    output_.message("", fmt::format("the page is full: {} more objects are left out", count));
-  output_.write(page_.html().code());
 }
 
 Json Inspector::start(const Object &object, const char *kind, bool accepted) const {
@@ -490,6 +485,7 @@ void Inspector::show_crl(const Object &object, const SshX509Crl &crl) {
   show_entries(crl, object.file);
 }
 
+// show_entries writes the entries of a CRL, in pieces: there may be millions.
 void Inspector::show_entries(const SshX509Crl &crl, const std::string &name) {
   const size_t shown = std::min(options_.entries, crl.revoked_count);
   std::string text =
@@ -557,6 +553,7 @@ void Inspector::show_refused(const Object &object, const SshX509Refusal &refusal
   show_tree(object, refusal);
 }
 
+// show_tree writes the elements, in pieces: a tree may be long.
 void Inspector::show_tree(const Object &object, const SshX509Refusal &refusal) {
   const auto mark = refusal ? std::optional<size_t>(refusal.offset) : std::nullopt;
   std::string text = style_.faint(tree_heading()) + "\n";

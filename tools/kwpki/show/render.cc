@@ -44,6 +44,9 @@ constexpr FieldRow kFields[] = {
 constexpr size_t kOctetsShown = 1024;  // the rest is for --json
 constexpr size_t kOctetsOnLine = 20;
 
+// Renderer walks over a document and gives its lines, from fields to fields of fields. What a value
+// is shows in the members that it has: an identifier has "oid", a name "readable", a large number
+// "hex", and so on.
 class Renderer {
  public:
   explicit Renderer(const RenderedLines &take) : take_(take) {}
@@ -75,6 +78,7 @@ bool is_hidden(const std::string &key) {
   return row && row->show == Show::kHidden;
 }
 
+// label_of makes a label of a key: "not_before" becomes "Not before".
 std::string label_of(const std::string &key) {
   const FieldRow *row = find_field(key);
   if (row) return std::string(row->label);
@@ -154,6 +158,7 @@ void Renderer::line(size_t indent, std::string_view label, std::string_view text
   take_({indent, std::string(label), std::string(text), std::exchange(dash_, kNoDash)});
 }
 
+// octets shows digits of bytes: up to 32 bytes behind the label, more in lines below it.
 void Renderer::octets(size_t indent, std::string_view label, const std::string &digits) {
   const size_t count = digits.size() / 2;
   const bool measured = label.ends_with(" bits");
@@ -171,6 +176,7 @@ void Renderer::octets(size_t indent, std::string_view label, const std::string &
     line(indent + 4, "", fmt::format("... {} more (--json has them all)", count - kOctetsShown));
 }
 
+// An extension is labelled by what it is, with its identifier where nothing of its content is read.
 void Renderer::extension(const Json &extension, size_t indent) {
   const std::string name = extension.value("description", extension.value("name", std::string()));
   const std::string oid = extension["oid"].get<std::string>();
@@ -192,6 +198,7 @@ void Renderer::item(const Json &value, size_t indent) {
   dash_ = kNoDash;
 }
 
+// A list of texts is one line, a list of one item its line; others have a line for each item.
 void Renderer::array(const std::string &label, const Json &array, size_t indent) {
   std::string joined, text;
   if (array.empty()) return line(indent, label, "none");

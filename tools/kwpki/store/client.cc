@@ -116,6 +116,7 @@ void Session::exchange(const std::function<KwPkiStatus(void *agent)> &post) {
   if (processed != KWPKI_OK) throw Failure{kExitRefused, "no answer", code_text(processed)};
 }
 
+// The request is still in the agent's queue, which can be looked into.
 void Session::trace_request() {
   if (trace_.empty()) return;
   ++count_;

@@ -38,6 +38,8 @@ Json signature_json(const Record &record) {
   return json;
 }
 
+// set_signed adds what certificates and CRLs have in common at their end: the signature, where the
+// signed bytes are, fingerprints, and bytes around the element.
 template <class Record>
 void set_signed(Json &json, const Record &record) {
   json["signature_value"] = hex(record.signature);
@@ -61,6 +63,7 @@ std::string octets_text(size_t count) {
   return fmt::format("{} byte{}", count, count == 1 ? "" : "s");
 }
 
+// scheme_text names an algorithm by the library's scheme, else by its name or its identifier.
 template <class Record>
 std::string scheme_text(const Record &record) {
   if (record.signature_scheme) return record.signature_scheme;
@@ -93,6 +96,8 @@ constexpr struct {
     {"entry_count", SSH_X509_PART_ENTRIES},
 };
 
+// drop_parts removes the members that show parts which a record does not have: they would look like
+// values of the certificate.
 template <class Record>
 void drop_parts(Json &json, const Record &record) {
   if (record.stated_version) json["version"] = record.stated_version;

@@ -77,6 +77,8 @@ Json policy_constraints_json(const SshX509Cert &cert) {
   });
 }
 
+// set_point_name shows a name that is given in full, or the part of one, with the name that it
+// becomes behind that of the issuer.
 void set_point_name(Json &json, const SshX509PointName &name) {
   if (name.full) json["full_name"] = names_json(name.full);
   if (name.relative.empty()) return;
@@ -289,6 +291,8 @@ void set_contents(Json &json, uint32_t kind, std::span<const ExtensionRow<Record
   if (!contents.is_null()) json["contents"] = std::move(contents);
 }
 
+// extension_json describes one extension. `seen` has the kinds that came before it: the library
+// reads the first extension of a kind under classic, so the record holds nothing of a repetition.
 template <class Record>
 Json extension_json(const SshX509ExtensionView &extension,
                     std::span<const ExtensionRow<Record>> rows, const Record &record,
@@ -316,6 +320,8 @@ Json extension_json(const SshX509ExtensionView &extension,
   return json;
 }
 
+// describe goes over the extensions as they stand in the encoding, and takes the contents of each
+// from the record.
 template <class Record>
 Json describe(std::span<const ExtensionRow<Record>> rows, const Record &record) {
   Json json = Json::array();

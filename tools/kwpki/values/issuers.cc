@@ -48,12 +48,15 @@ Family::Family(const std::vector<Issued> &objects)
   }
 }
 
+// signs_itself is true for the same name as subject and issuer. A renewed CA certificate that the
+// old key signed has another key identifier for its issuer, and is not its own.
 bool Family::signs_itself(size_t object) const {
   const Issued &own = objects_[object];
   return own.issuer == own.subject &&
          (own.issuer_key_id.empty() || own.key_id.empty() || own.issuer_key_id == own.key_id);
 }
 
+// issuer_of prefers the issuer with the right key identifier to the first one of the name.
 size_t Family::issuer_of(size_t object) const {
   const Issued &own = objects_[object];
   if (own.issuer.empty() || signs_itself(object)) return kNoObject;

@@ -9,6 +9,7 @@
 namespace kwpki {
 namespace {
 
+// The names of types, in the order of SshOidKeyCode.
 constexpr const char *kKeyTypeWords[] = {"unknown",        "RSA",  "DSA",       "ElGamal",
                                          "Diffie-Hellman", "EC",   "Ed25519",   "Ed448",
                                          "X25519",         "X448", "RSASSA-PSS"};
@@ -42,6 +43,7 @@ void set_ec(Json &json, const SshX509Key &key) {
   json["public_value"] = hex(point);
 }
 
+// A key of fixed length is its bytes, and as long in bits.
 void set_octets(Json &json, const SshX509Key &key) {
   json["bits"] = key.value.size() * 8;
   json["public_value"] = hex(key.value);

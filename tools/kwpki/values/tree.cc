@@ -20,6 +20,7 @@ std::string short_octets(Bytes octets) {
   return fmt::format("{}... ({} bytes)", hex(octets.first(kValueShown)), octets.size());
 }
 
+// quote cuts a long text between two letters, not inside one of UTF-8.
 std::string quote(const std::string &text) {
   if (text.size() <= kLettersShown) return "\"" + text + "\"";
   size_t cut = kLettersShown;
@@ -70,6 +71,7 @@ std::string show_time(uint32_t tag, Bytes content) {
 
 std::string show_octets(uint32_t, Bytes content) { return short_octets(content); }
 
+// TypeRow is a universal type by its tag: its name, how its content is shown, and its form.
 struct TypeRow {
   std::string_view name;
   std::string (*show)(uint32_t tag, Bytes content);

@@ -38,6 +38,7 @@ const StringRow *find_string(uint32_t tag) {
 // The universal tag of a string type with the letters of each SshCharset, in their order.
 constexpr uint32_t kTagOfCharset[] = {19, 26, 22, 20, 20, 20, 20, 20, 30, 28, 12};
 
+// quote_value puts backslashes before the letters that separate the parts of a name.
 std::string quote_value(const std::string &value) {
   std::string out;
   for (const char c : value) {
@@ -71,6 +72,7 @@ std::string_view attribute_name(std::string_view oid) {
   return {};
 }
 
+// attribute_json is {"oid", "name", "type" and "text" of a string, "value_der"}.
 Json attribute_json(const SshDNPairView &pair) {
   Json json = oid_json(pair.type);
   const std::string_view name = attribute_name(json["oid"].get_ref<const std::string &>());
@@ -85,6 +87,8 @@ Json attribute_json(const SshDNPairView &pair) {
   return json;
 }
 
+// readable_pair is "CN=text", with the name of the attribute that people know. A value that is no
+// text is "#" and the digits of its DER.
 std::string readable_pair(const Json &pair) {
   const std::string oid = pair.value("oid", "?");
   std::string_view name = attribute_name(oid);
@@ -118,6 +122,8 @@ void set_unique_id(Json &json, const SshX509Name &name) {
   json["hex"] = hex(name.data);
 }
 
+// The value of an otherName is shown if it is one string, as the mail addresses of RFC 8398 and the
+// user names of directories are.
 void set_other(Json &json, const SshX509Name &name) {
   SshOid type;
   Bytes value;
@@ -129,6 +135,8 @@ void set_other(Json &json, const SshX509Name &name) {
 
 void set_nothing(Json &, const SshX509Name &) {}
 
+// GeneralNameRow gives a kind of name its label, and the function that adds what a name of it
+// holds.
 struct GeneralNameRow {
   SshX509NameType type;
   std::string_view label;

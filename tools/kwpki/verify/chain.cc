@@ -127,6 +127,8 @@ void Chains::read_all(const std::vector<std::string> &names, bool crls, Add add)
   });
 }
 
+// step_of makes of a certificate that the judge found what is shown. The library reads it once
+// more: what it refuses is a fault of its own, whatever the judge says.
 Step Chains::step_of(const PathStep &found, size_t index, size_t count, bool *refused) const {
   start_items();
   Step step{index == 0 ? "certificate" : "authority", {}, {}, {}, found.problems};
@@ -149,6 +151,7 @@ Step Chains::step_of(const PathStep &found, size_t index, size_t count, bool *re
   return step;
 }
 
+// check judges one certificate. Bytes around it make the exit code 1 even if the path is good.
 void Chains::check(const Place &place, Bytes octets) {
   const Decoded decoded(octets);
   if (decoded.is_crl) return objects_.output.message(place.name(), "a CRL; passed over");

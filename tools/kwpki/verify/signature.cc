@@ -37,6 +37,7 @@ SshMpInt integer(Bytes content) {
   return value;
 }
 
+// hash_of_scheme takes the last word of a scheme's name: "sha256" of "ecdsa-sha256".
 std::string hash_of_scheme(std::string_view scheme) {
   return std::string(scheme.substr(scheme.rfind('-') + 1));
 }
@@ -127,6 +128,7 @@ SignatureAnswer plan_pss(Bytes parameters, SignaturePlan &plan) {
   return {plan.signature.size() == (n.bits() + 7) / 8 ? kGoesOn : SSH_X509_INVALID, {}};
 }
 
+// A plan function checks that parameters, key and signature fit each other, and fills the plan.
 constexpr struct {
   uint32_t type;
   SignatureAnswer (*plan)(Bytes parameters, SignaturePlan &plan);

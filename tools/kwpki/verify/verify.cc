@@ -66,6 +66,7 @@ struct Record {
   std::function<SshX509Verdict(const SshPublicKey *)> verify;
 };
 
+// record_of makes one type of certificates and CRLs, so that all below is written once.
 template <class Kind>
 Record record_of(const char *name, const Kind &of,
                  SshX509Verdict (*verify)(const Kind *, const SshPublicKey *)) {
@@ -217,6 +218,7 @@ Finding Verifier::find_signer(const Record &record, const IssuerName &name) {
   return best;
 }
 
+// check finds who signed a record, and writes its line or object.
 void Verifier::check(const Place &place, const Record &record) {
   const IssuerName &name = name_of(record.issuer);
   const Finding found = find_signer(record, name);
