@@ -22,7 +22,7 @@ import re, resource, select, shutil, signal, subprocess, sys, time
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 FOLDERS = ('src', 'tools/kwpki', 'loopback')
 NOT_RUN = r'^(compile_fail|layers|install)[.]|^crypto[.]secret_exponent'  # no tests of the code
-MEMORY = 4 << 30    # octets of address space for a test program
+MEMORY = 4 << 30    # bytes of address space for a test program
 ENDED = {-1: 'crash', 0: 'pass', 1: 'fail'}
 MARK = re.compile(rb'\[ *(RUN|OK|FAILED|SKIPPED) *\] ([^ ,]+)')
 FIXED = ['setarch', '-R'] if not subprocess.run(  # the same addresses in each run

@@ -1,5 +1,5 @@
 #!/bin/sh
-# test.sh is the whole proof: every test in the release build, every test again under the
+# test.sh runs everything: every test in the release build, every test again under the
 # sanitizers, the tests with threads under ThreadSanitizer, the tree built without a warning by the
 # second compiler, with which each fuzz target runs for some seconds, every layer as one source as
 # make demo compiles it, and the Windows library with its tests under Wine.

@@ -1,7 +1,8 @@
 #!/bin/sh
 # wheels.sh [OUT LINUX WIN32 [WIN64]] puts the Python wheels into the folder OUT, each with a modern
-# library inside: for Linux, and for Windows of 32 and 64 bits, from builds of these presets, which
-# are there. Without arguments it makes them, but for 64-bit Windows, and fills build/wheels.
+# library inside: for Linux, and for Windows of 32 and 64 bits. The libraries come from the
+# builds of these presets, which must exist. Without arguments it builds those for Linux and 32-bit
+# Windows, and fills build/wheels.
 set -eu
 cd "$(dirname "$0")/.."
 tools/setup.sh wheels

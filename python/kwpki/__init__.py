@@ -51,7 +51,8 @@ else:
 
 
 class KwPkiError(Exception):
-    """What the library or the agent did not do: `name` and `code` of the status, `text`."""
+    """A failure of the library or of the agent. `code` is its status, `name` the name of the
+    status and `text` what it means."""
 
     def __init__(self, code: int, text: str = "a status of the management agent",
                  name: str = "AGENT") -> None:
@@ -63,7 +64,7 @@ class KwPkiError(Exception):
 
 
 class ServiceError(KwPkiError):
-    """A request reached the service, which answered with the status `code` and not with 0."""
+    """A request reached the service, which answered with the status `code` in place of 0."""
 
     def __init__(self, code: int) -> None:
         super().__init__(code, "the service answered with a failure", "SERVICE")
@@ -75,7 +76,7 @@ def _check(status: int) -> None:
 
 
 def _u32(value: int) -> int:
-    """ctypes would cut a number that does not fit."""
+    """Checks a number of 32 bits: ctypes would cut one that does not fit."""
     if not 0 <= value <= 0xFFFFFFFF:
         raise ValueError(f"not a number of 32 bits: {value}")
     return value
@@ -294,7 +295,8 @@ class Crl(_Encoded):
 
 
 class SearchKey(_Handle):
-    """A set of keys to search for. Each function adds one and gives the set back."""
+    """A set of keys to search for. Each function adds a key and returns the set; one that fails
+    raises KwPkiError and adds nothing."""
 
     _kind = "SearchKey"
 
@@ -338,8 +340,8 @@ class SearchKey(_Handle):
 
 
 class Search(_Handle):
-    """What to search for. What the values mean is the service's affair; `times` is a range in
-    seconds since 1970-01-01 00:00:00 UTC."""
+    """What to search for. The library sends the values and the service gives them their meaning.
+    `times` is a range in seconds since 1970-01-01 00:00:00 UTC."""
 
     _kind = "Search"
 
@@ -369,8 +371,9 @@ class Search(_Handle):
 
 
 class CertificateList(Sequence[Certificate]):
-    """What a search found: certificates, which may outlive it. `state` and `words` are what the
-    service said of the search. One that did not decode raises when it is asked for anything."""
+    """What a search found: certificates, which may outlive the list. `state` and `words` are what
+    the service said of the search. A certificate that did not decode raises KwPkiError when it is
+    asked for anything."""
 
     def __init__(self, handle: int | None) -> None:
         self._items: list[Certificate] = []
@@ -408,7 +411,7 @@ class AgentObject(Protocol):
     handle: int
 
     def pump(self) -> object:
-        """Has the replies processed."""
+        """Processes the replies that there are, each by process_reply."""
 
 
 Agent = Union[int, None, AgentObject]
@@ -418,7 +421,8 @@ _numbers = itertools.count(1)
 
 
 def _finish(number: int | None, status: int, value: Any) -> None:
-    """A reply may come to a request that failed or was given up: it finds nobody."""
+    """Calls the callback that waits under this number. There is none if the request failed or was
+    given up; a reply to it may come all the same."""
     callback = _waiting.pop(number or 0, None)
     if callback is not None:
         callback(status, value)
