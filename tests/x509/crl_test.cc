@@ -37,43 +37,24 @@ std::string seen(const SshX509Crl &crl) {
 }
 
 // Most fields are held against those of real CRLs in tests/corpus.
-TEST_F(CrlTest, ReadsTheSample) {
-  CrlParts parts;
-  parts.entries = {entry(5), entry(-6, {kReason1}), entry(7)};
-  parts.extensions = {kNumber};
-  parts.signature = bits(unhex("AABBF0"), 4);
-  const Der whole = parts.build();
-  const Crl crl(join({whole, unhex("050030")}));
-  ASSERT_TRUE(crl);
-  EXPECT_EQ(crl.length, whole.size() + 2);
-  EXPECT_EQ(hex(crl->signature), "aabb");
-  EXPECT_EQ(crl->delta_crl, SshMpInt(-1));
-  SshX509RevokedCursor cursor(*crl);
-  for (const Der &expected : parts.entries)
-    EXPECT_EQ(cursor.next() ? hex(cursor.entry().der) : "none", hex(expected));
-}
-
 TEST_F(CrlTest, Structure) {
-  const Der kDsa = algorithm(kDsaSha1);
-  EXPECT_EQ(Crl(with(&CrlParts::version, {}))->version, 1u);
   CrlParts parts;
   parts.version = {};
   parts.extensions = {kNumber};
   EXPECT_EQ(Crl(parts.build())->version, 2u) << "no version, but extensions";
-  EXPECT_EQ(hex(Crl(with(&CrlParts::outer_algorithm, kDsa))->signature), "00112233445566778899");
-  expect_all<Crl>(true, {with(&CrlParts::inner_algorithm, null()), with(&CrlParts::issuer, seq({})),
-                         with(&CrlParts::outer_algorithm, algorithm("1.3.14.7.2.3.2")),  // ElGamal
-                         with(&CrlParts::next_update, {})});
+  // What the signature is made with is not compared; it needs no next update.
+  expect_all<Crl>(true, {with(&CrlParts::inner_algorithm, null()), with(&CrlParts::next_update, {}),
+                         with(&CrlParts::outer_algorithm, algorithm(kDsaSha1))});
   {
     const ProfileScope modern(SSH_X509_MODERN);  // the version is what the CRL says
     EXPECT_EQ(Crl(parts.build())->version, 1u);
     EXPECT_EQ(Crl(with(&CrlParts::version, integer(0)))->version, 1u);
   }
-  expect_all<Crl>(
-      false,
-      {with(&CrlParts::version, integer(0)), with(&CrlParts::version, integer(0x100000001)),
-       with(&CrlParts::this_update, text(0x17, "01")), with(&CrlParts::issuer, seq({null()})),
-       with(&CrlParts::next_update, text(0x18, "20019999")), Der(SSH_X509_INPUT_MAX + 1)});
+  expect_all<Crl>(false,
+                  {with(&CrlParts::version, integer(0)), with(&CrlParts::issuer, seq({null()})),
+                   with(&CrlParts::this_update, text(0x17, "01")),
+                   with(&CrlParts::revoked, join({seq({}), seq({entry(1)})})),
+                   with(&CrlParts::next_update, text(0x18, "20019999"))});
   // Reading the place of an issuing distribution point takes the issuer's entry, unlike that of a
   // certificate's distribution point.
   const Der kUnit = set({attribute("2.5.4.11", text(0x13, "Unit"))});
@@ -84,24 +65,21 @@ TEST_F(CrlTest, Structure) {
 }
 
 TEST_F(CrlTest, Entries) {
-  SshMpInt huge;
-  huge.set_magnitude(Der(200, 0x80));
-  const Der kLong = seq({natural(Der(200, 0x80)), kDate}), kOne = integer(1);
+  const Der kOne = integer(1);
   const std::tuple<const char *, Der, std::string> rows[] = {
       // what is seen; empty: refused
-      {"a time without seconds", seq({kOne, text(0x17, "0203040506Z")}), "1"},
-      {"a long reason", entry(1, {extension("2.5.29.21", {0x0A, 2, 0, 3})}), "1:3"},
-      {"a long serial number", kLong, decimal(huge)},
-      {"reason 8", entry(1, {extension("2.5.29.21", {0x0A, 1, 8})}), "1:8"},
+      {"an unknown one twice", seq({kOne, text(0x17, "0203040506Z"), seq({kUnknown, kUnknown})}),
+       "1"},
       {"reason 7", entry(1, {extension("2.5.29.21", {0x0A, 1, 7})}), ""},
       {"reason 9", entry(1, {extension("2.5.29.21", {0x0A, 1, 9})}), ""},
       {"a reason that is no ENUMERATED", entry(1, {extension("2.5.29.21", integer(1))}), ""},
-      {"no hold instruction", entry(1, {extension("2.5.29.23", null())}), ""},
       {"a UTCTime", entry(1, {extension("2.5.29.24", text(0x17, "020101000000Z"))}), ""},
+      {"a constructed number", seq({tlv(0x22, kOne), kDate}), ""},
+      {"a constructed date", seq({kOne, tlv(0x37, kDate)}), ""},
+      {"two lists of extensions", seq({kOne, kDate, seq({}), seq({})}), ""},
       {"no issuer", entry(1, {extension("2.5.29.29", seq({null()}))}), ""},
       {"a date that is a string", seq({kOne, text(0x13, "020304050607Z")}), ""},
       {"reason 1 twice", entry(1, {kReason1, kReason1}), ""},
-      {"an unknown one twice", entry(1, {kUnknown, kUnknown}), "1"},
       {"an unknown critical one", entry(1, {extension("1.2.3.4", kJunk, true)}), ""},
   };
   for (const auto &[why, odd, wanted] : rows) {
@@ -115,8 +93,8 @@ TEST_F(CrlTest, Entries) {
   }
   // In a CRL subject directory attributes may not stand twice, unlike in a certificate.
   expect_all<Crl>(true, {extensions({kUnknown, kUnknown})});
-  expect_all<Crl>(false, {extensions({kNumber, kNumber}), extensions({kJunkKind, kJunkKind}),
-                          extensions({extension("1.2.3.4", kJunk, true)})});
+  expect_all<Crl>(
+      false, {extensions({kJunkKind, kJunkKind}), extensions({extension("1.2.3.4", kJunk, true)})});
 }
 
 // One entry's extensions must not be seen in the next one, whichever way it is read.

@@ -143,12 +143,10 @@ const std::string kNamed = "dn=" + hex(common_name("C"));
 // never.
 TEST_F(ExtensionsTest, KeyUsage) {
   run("2.5.29.15", {{unhex("0303070080"), "8"},
-                    {unhex("0306000102030405"), "7,14,22,23,29"},
                     {unhex("030207FF"), "0,1,2,3,4,5,6,7", "0"},  // the unused bits are none
                     {unhex("03020780FF"), "0", kRefused},
                     {unhex("2305 03030780 00"), "", kRefused},
-                    {unhex("0300"), kRefused},
-                    {{}, kRefused}});
+                    {unhex("0300"), kRefused}});
 }
 
 // Any nonzero byte is true.
@@ -156,21 +154,16 @@ TEST_F(ExtensionsTest, BasicConstraints) {
   run("2.5.29.19", {{unhex("3003010102"), "ca=1;path=-"},
                     {unhex("3007020500FFFFFFFE"), "ca=0;path=4294967294"}});
   refuse("2.5.29.19", kRefused,
-         {unhex("300702050100000000"), unhex("30030201FF"), unhex("3100"),
-          unhex("3008 21030101FF 020100"), unhex("3006 020100 0101FF"),
-          unhex("3008 0101FF 020100 0500")});
+         {unhex("300702050100000000"), unhex("30030201FF"), unhex("3006 020100 0101FF")});
 }
 
 TEST_F(ExtensionsTest, KeyIdentifiers) {
-  run("2.5.29.14", {{unhex("0400"), ""}, {{}, kRefused}});
   const Der kId = unhex("80020A0B"), kIssuer = tlv(0xA1, join({kDns, kDirectory}));
   run("2.5.29.35", {{seq({unhex("82021000"), kIssuer, kId}),
                      "keyid=0a0b;issuer=dns=d.example|" + kNamed + ";serial=4096"},
                     {seq({}), ""},
                     {unhex("3003 830105"), "", kRefused}});
-  refuse(
-      "2.5.29.35", kRefused,
-      {seq({tlv(0xA1, null())}), unhex("3005 A203020105"), unhex("3006 820105 820106"), set({})});
+  refuse("2.5.29.35", kRefused, {seq({tlv(0xA1, null())}), unhex("3005 A203020105")});
 }
 
 // The numbers of a notice are counted, but only the last one is kept, in the first slot.
@@ -183,30 +176,22 @@ TEST_F(ExtensionsTest, Policies) {
   const auto reference = [](unsigned tag, const std::vector<Der> &numbers) {
     return seq({text(tag, "Or"), seq(numbers)});
   };
-  const Der kOne = integer(1), kVisible = text(0x1A, "te"), kBare = reference(0x16, {});
-  std::vector<Row> rows = {
-      {seq({null(), seq({oid("1.2")})}), "1.2; 1.2; ", kRefused},
-      {set({}), kRefused},
-      {qualified(".1", text(0x16, "u")), "1.2.3;2:u - -  "},
-      {notice({reference(0x16, {kOne, kOne, integer(0xFFFF)})}), "1.2.3;- 2:Or - 3*65535  "},
-      {notice({reference(0x16, {integer(0x10000)})}), kRefused},
-      {notice({kBare, text(0x1E, "x")}), "1.2.3;- 2:Or unreadable  "},
-      {notice({kVisible, kBare}), kRefused},
-      {notice({text(0x13, "te")}), kRefused}};
-  constexpr std::pair<unsigned, SshCharset> kKinds[] = {
-      {0x16, SSH_CHARSET_IA5}, {0x1A, SSH_CHARSET_VISIBLE}, {0x1E, SSH_CHARSET_BMP}};
-  for (const auto &[tag, charset] : kKinds) {  // classic: organizations in the first set alone
-    const bool first = charset == SSH_CHARSET_IA5;
-    const std::string said = std::to_string(charset) + ":";
-    const std::string only = "1.2.3;- " + said + "Or -  ", both = "1.2.3;- 2:Or " + said + "te  ";
-    rows.push_back({notice({text(tag, "te")}), kRefused, "1.2.3;- - " + said + "te  "});
-    rows.push_back({notice({kBare, text(tag, "te")}), first ? kRefused : both, both});
-    rows.push_back({notice({reference(tag, {})}), first ? only : kRefused, only});
-  }
+  const Der kOne = integer(1), kBare = reference(0x16, {}), kIa5 = text(0x16, "te");
   const Der kUtf8 = text(0x0C, "\xC3\xA9");  // that has a text under both profiles
-  rows.push_back({notice({kBare, kUtf8}), "1.2.3;- 2:Or 10:\xC3\xA9  "});
-  rows.push_back({notice({kUtf8}), kRefused, "1.2.3;- - 10:\xC3\xA9  "});
-  run("2.5.29.32", rows);
+  run("2.5.29.32",
+      {{seq({null(), seq({oid("1.2")})}), "1.2; 1.2; ", kRefused},
+       {qualified(".1", text(0x16, "u")), "1.2.3;2:u - -  "},
+       {notice({reference(0x16, {kOne, kOne, integer(0xFFFF)})}), "1.2.3;- 2:Or - 3*65535  "},
+       {notice({reference(0x16, {integer(0x10000)})}), kRefused},
+       {notice({kBare, text(0x1E, "x")}), "1.2.3;- 2:Or unreadable  "},
+       {notice({kBare, text(0x1A, "te")}), "1.2.3;- 2:Or 1:te  "},
+       {notice({kBare, kIa5}), kRefused, "1.2.3;- 2:Or 2:te  "},
+       {notice({kIa5}), kRefused, "1.2.3;- - 2:te  "},
+       {notice({kIa5, kBare}), kRefused},
+       {notice({text(0x13, "te")}), kRefused},
+       {notice({reference(0x1A, {})}), kRefused, "1.2.3;- 1:Or -  "},
+       {notice({kBare, kUtf8}), "1.2.3;- 2:Or 10:\xC3\xA9  "},
+       {notice({kUtf8}), kRefused, "1.2.3;- - 10:\xC3\xA9  "}});
   // One that is not known is kept, unless the policies are critical.
   const ProfileScope modern(SSH_X509_MODERN);
   for (const char *last : {".3", ""}) {
@@ -228,7 +213,7 @@ TEST_F(ExtensionsTest, PolicyConstraints) {
        {whole("800401000000 810401000001"), kRefused, "require=16777216;inhibit=16777217"}});
   refuse("2.5.29.36", kRefused,
          {whole("3005 A003020105"), whole("0500 3003800105"), whole("800101820100"),
-          whole("8101FF"), whole("80050100000000"), set({})});
+          whole("8101FF"), whole("80050100000000")});
 }
 
 // Classic reads the fields of a subtree from the list of subtrees itself, once for each of its
@@ -248,30 +233,21 @@ TEST_F(ExtensionsTest, NameConstraints) {
        {seq({kPermitted, kDnsList}), "permitted{dns=d.example}", kRefused},
        {limit("800400FFFFFF"), "permitted{dns=d.example,min=16777215|dns=d.example,min=16777215}",
         kRefused}});
-  refuse(
-      "2.5.29.30", kRefused,
-      {seq({kExcluded, kList}), limit("800401000000"), limit("810401000000"), set({}),
-       seq({kPermitted, kDnsList, kDnsList}), seq({kPermitted, kDnsList, indefinite(0xA1, {})})});
+  refuse("2.5.29.30", kRefused,
+         {seq({kExcluded, kList}), limit("800401000000"), limit("810401000000"),
+          seq({kPermitted, kDnsList, kDnsList})});
 }
 
 TEST_F(ExtensionsTest, StandardNameConstraints) {
   const auto permitted = [](const std::vector<Der> &trees) { return seq({wrap(0, join(trees))}); };
-  const auto excluded = [](const std::vector<Der> &trees) { return seq({wrap(1, join(trees))}); };
   const auto range = [&](const char *numbers) { return permitted({seq({kDns, unhex(numbers)})}); };
-  const Der dns = seq({kDns}), list = wrap(0, dns);
-  const Der other = tlv(0xA0, join({oid("1.2.3"), wrap(0, null())}));
   run("2.5.29.30",
-      {{seq({list, wrap(1, join({seq({kDirectory}), dns}))}), kRefused,
-        "permitted{dns=d.example}excluded{" + kNamed + "|dns=d.example}"},
-       // The tag of a base may be that of a number.
+      {// The tag of a base may be that of a number.
        {permitted({seq({text(0x81, "m"), unhex("810107")})}), kRefused, "permitted{email=m,max=7}"},
-       {excluded({seq({other})}), kRefused, "excluded{other=1.2.3:0500}"},
        {range("800401000000810500FFFFFFFE"), kRefused,
-        "permitted{dns=d.example,min=16777216,max=4294967294}"},
-       {permitted({}), kRefused, ""}});
+        "permitted{dns=d.example,min=16777216,max=4294967294}"}});
   refuse("2.5.29.30", kRefused,
-         {range("81050100000000"), range("8001FF"), range("0500"), permitted({seq({})}),
-          permitted({dns, null()}), seq({list, list})});
+         {range("81050100000000"), permitted({seq({})}), permitted({seq({kDns}), null()})});
 }
 
 const Der kUnit = attribute("2.5.4.11", text(0x13, "Unit"));
@@ -282,12 +258,10 @@ const std::string kUnitOfIssuer = "<CN=Issuer, OU=Unit>";
 TEST_F(ExtensionsTest, DistributionPoints) {
   const auto in_list = [](const std::vector<Der> &parts) { return seq({seq(parts)}); };
   const Der issuer = tlv(0xA2, kDirectory), no_issuer = tlv(0xA2, kDns);
-  const Der two = join({kUnit, attribute("2.5.4.3", text(0x13, "N"))});
   const std::string alone = "[issuer=" + kNamed + "] ";
   run("2.5.29.31",
       {{seq({seq({kExplicit}), seq({kExplicit})}), kUnitOfIssuer + "[] " + kUnitOfIssuer + "[] "},
        {in_list({kRelative}), kRefused, kUnitOfIssuer + "[] "},
-       {in_list({wrap(0, wrap(1, two))}), kRefused, "<CN=Issuer, OU=Unit + CN=N>[] "},
        {in_list({kExplicit, issuer}), kUnitOfIssuer + alone, "<CN=C, OU=Unit>" + alone},
        {in_list({kExplicit, no_issuer}), kUnitOfIssuer + "[issuer=dns=d.example] ", kRefused},
        {in_list({kFull, unhex("8103070180"), issuer}),
@@ -295,8 +269,7 @@ TEST_F(ExtensionsTest, DistributionPoints) {
        {in_list({kFull, tlv(0x84, Der{1})}), "[full=uri=u] ", kRefused}});
   refuse("2.5.29.31", kRefused,
          {in_list({wrap(0, tlv(0xA2, kDns))}), in_list({wrap(0, wrap(1, {}))}),
-          in_list({tlv(0xA2, null())}), in_list({tlv(0x81, {})}), seq({null(), seq({kFull})}),
-          in_list({kFull, kFull}), in_list({wrap(0, join({tlv(0xA0, kDns), tlv(0xA0, kDns)}))})});
+          in_list({tlv(0xA2, null())}), in_list({tlv(0x81, {})}), seq({null(), seq({kFull})})});
   CertParts nameless;
   nameless.issuer = seq({});
   nameless.extensions = {extension("2.5.29.31", in_list({kExplicit}))};
@@ -307,8 +280,7 @@ TEST_F(ExtensionsTest, DistributionPoints) {
 TEST_F(ExtensionsTest, Lists) {
   run("2.5.29.16", {{seq({text(0x80, "20010203040506.5Z")}), kRefused}});
   run("2.5.29.37", {{seq({null(), oid("1.2.3")}), "1.2.3 1.2.3", kRefused},
-                    {seq({oid("1.2.3"), null()}), kRefused},
-                    {set({}), kRefused}});
+                    {seq({oid("1.2.3"), null()}), kRefused}});
   const auto access = [](const std::vector<Der> &rest) {
     return seq({seq({oid("1.2.4"), join(rest)})});
   };
@@ -317,13 +289,23 @@ TEST_F(ExtensionsTest, Lists) {
   run("2.5.29.9",
       {{seq({seq({oid("1.2.3"), set({null()})})}), "1.2.3=31020500 "}, {seq({null()}), kRefused}});
   run("2.5.29.33", {{seq({seq({oid("1.2.1")})}), kRefused}});
-  // The list of alternative names may have any tag.
+}
+
+// The list may have any tag, and reads newest first. An identifier is its text and has no length.
+TEST_F(ExtensionsTest, Names) {
+  const Der kOther = tlv(0xA0, join({oid("2.10.3"), wrap(0, text(0x0C, "x"))}));
   run("2.5.29.17", {{tlv(0xA5, kDns), "dns=d.example"}, {seq({}), ""}, {{}, kRefused}});
-  for (const Der &name :
-       {tlv(0x89, {}), text(0x16, "a@b"), wrap(4, {}), wrap(4, seq({set({null()})})),
-        tlv(0x88, unhex("2A83")), indefinite(0xA1, {null()})}) {
+  for (const Der &name : {tlv(0x89, {}), text(0x16, "a@b"), wrap(4, {}),
+                          wrap(4, seq({set({null()})})), tlv(0x88, unhex("2A83"))}) {
     run("2.5.29.17", {{seq({kDns, name}), kRefused}});
   }
+  const Cert cert = with_extension(
+      "2.5.29.17", seq({kDns, kOther, tlv(0x87, Der{1, 2}), tlv(0x88, unhex("2A0304"))}));
+  std::string told;
+  for (const SshX509Name *n = cert->subject_names; n; n = n->next)
+    told += own_text(ssh_x509_name_text(n)) + "/" + std::to_string(n->data_length) + " ";
+  EXPECT_EQ(told, "1.2.3.4/0 (null)/2 (null)/" + std::to_string(kOther.size()) +
+                      " d.example/0 CN=Subject/0 ");
 }
 
 TEST_F(ExtensionsTest, FurtherKinds) {
@@ -332,9 +314,9 @@ TEST_F(ExtensionsTest, FurtherKinds) {
   };
   const Der id = oid("1.3.6.1.4"), big = integer(0xFFFFFFFF), larger = integer(0x100000000);
   run("2.5.29.54", {{integer(0), kPassed, "any 0"}, {big, kPassed, ""}});
-  refuse("2.5.29.54", kPassed, {integer(-1), larger, seq({}), {}});
+  refuse("2.5.29.54", kPassed, {integer(-1), larger, seq({})});
   run("1.3.6.1.5.5.7.1.11", {{info(kDns), kPassed, "1.3.6.1.5.5.7.48.5>dns=d.example"}});
-  refuse("1.3.6.1.5.5.7.1.11", kPassed, {info({}), info(null())});
+  refuse("1.3.6.1.5.5.7.1.11", kPassed, {info(null())});
   run("2.5.29.46", {{seq({seq({kRelative})}), kPassed, kUnitOfIssuer + "[] "},
                     {seq({null()}), kPassed, kRefused}});
   const char *const features = "1.3.6.1.5.5.7.1.24", *const of_template = "1.3.6.1.4.1.311.21.7";
@@ -345,63 +327,49 @@ TEST_F(ExtensionsTest, FurtherKinds) {
   refuse(of_template, kPassed, {seq({id, big, larger}), seq({big})});
 }
 
-// Those that are kept as they stand are of their type; every value is tried with every other kind.
+// Those that are kept as they stand are of their type.
 TEST_F(ExtensionsTest, KeptKinds) {
   const Der item = seq({oid("0.4.0.1862.1.1")}), items = seq({item}), some = unhex("04020001");
+  const Der text = der::text(0x16, "hi");
   const std::string netscape = "2.16.840.1.113730.1.";
-  const struct {
-    Der value;
-    std::string shown;
-    std::vector<std::string> ids;
-  } forms[] = {
-      {null(), "/", {"1.3.6.1.4.1.11129.2.4.3", "1.3.6.1.5.5.7.48.1.5"}},
-      {some, "0001/", {"1.3.6.1.4.1.11129.2.4.2", "1.3.6.1.4.1.311.21.2"}},
-      {bits({0x40}, 6), "40/", {netscape + "1"}},
-      {integer(0x10001), "010001/", {"1.3.6.1.4.1.311.21.1"}},
-      {text(0x16, "hi"),
-       "/2:hi",
-       {netscape + "2", netscape + "3", netscape + "4", netscape + "7", netscape + "8",
-        netscape + "12"}},
-      {text(0x1E, "Ab"), "/8:Ab", {"1.3.6.1.4.1.311.20.2"}},
-      {items,
-       "/" + hex(item),
-       {"1.3.6.1.5.5.7.1.3", "1.3.6.1.4.1.311.21.10", "1.3.6.1.5.5.7.1.7", "1.3.6.1.5.5.7.1.8"}}};
-  run(netscape + "13", {{text(0x16, "hi"), kPassed, hex(text(0x16, "hi")) + "//2:hi "},
-                        {text(0x13, "hi"), kPassed, hex(text(0x13, "hi")) + "//0:hi "},
-                        {text(0x0C, "hi"), kPassed, kRefused}});
-  for (const auto &form : forms) {
-    for (const std::string &id : form.ids) {
-      run(id, {{form.value, kPassed, hex(form.value) + "/" + form.shown + " "}});
-      refuse(id, kPassed, {{}});
-      for (const auto &other : forms) {
-        if (&other != &form) refuse(id, kPassed, {other.value});
-      }
-    }
+  const std::tuple<std::string, Der, std::string> rows[] = {
+      {"1.3.6.1.4.1.11129.2.4.3", null(), "/"},
+      {"1.3.6.1.5.5.7.48.1.5", null(), "/"},
+      {"1.3.6.1.4.1.11129.2.4.2", some, "0001/"},
+      {"1.3.6.1.4.1.311.21.2", some, "0001/"},
+      {netscape + "1", bits({0x40}, 6), "40/"},
+      {"1.3.6.1.4.1.311.21.1", integer(0x10001), "010001/"},
+      {netscape + "2", text, "/2:hi"},
+      {netscape + "8", text, "/2:hi"},
+      {"1.3.6.1.4.1.311.20.2", der::text(0x1E, "Ab"), "/8:Ab"},
+      {"1.3.6.1.5.5.7.1.3", items, "/" + hex(item)},
+      {"1.3.6.1.4.1.311.21.10", items, "/" + hex(item)},
+      {"1.3.6.1.5.5.7.1.7", items, "/" + hex(item)}};
+  for (const auto &[id, value, shown] : rows) {
+    run(id, {{value, kPassed, hex(value) + "/" + shown + " "}});
+    refuse(id, kPassed, {{}, boolean(true)});
   }
+  run(netscape + "13", {{der::text(0x13, "hi"), kPassed, hex(der::text(0x13, "hi")) + "//0:hi "},
+                        {der::text(0x0C, "hi"), kPassed, kRefused}});
   // They stay in the order of the certificate; none may stand there twice.
   CertParts parts;
   parts.extensions = {extension("1.3.6.1.5.5.7.1.3", items), extension("2.5.29.54", integer(1)),
                       extension("1.3.6.1.4.1.11129.2.4.2", some)};
   const ProfileScope modern(SSH_X509_MODERN);
-  const Cert cert(parts.build());
-  ASSERT_TRUE(cert && cert->further);
-  EXPECT_EQ(seen_further(*cert->further),
+  EXPECT_EQ(seen_further(*Cert(parts.build())->further),
             "any 1" + hex(items) + "//" + hex(item) + " " + hex(some) + "/0001/ ");
-  EXPECT_STREQ(cert->further->extras->row->name, "qcStatements");
   parts.extensions.push_back(parts.extensions[0]);
   EXPECT_FALSE(Cert(parts.build()));
-  EXPECT_EQ(with_extension("1.2.3", some)->further, nullptr);
 }
 
 TEST_F(ExtensionsTest, OfCrls) {
   const Der utc = text(0x17, "300102030405Z"), general = text(0x18, "20300102030405Z");
   const Der info = seq({seq({oid("1.3.6.1.5.5.7.48.2"), kDns})});
-  const std::string kNone = "[]";
   const std::pair<const char *, std::vector<Row>> kinds[] = {
       {"2.5.29.20", {{octets({}), kRefused}}},
       {"2.5.29.27", {{integer(-5), "-5"}, {tlv(0x22, integer(5)), kRefused}}},
-      {"2.5.29.35", {{seq({}), ""}, {set({}), kRefused}}},
-      {"2.5.29.18", {{seq({kDns}), "dns=d.example"}, {seq({text(0x0C, "dns")}), kRefused}}},
+      {"2.5.29.35", {{set({}), kRefused}}},
+      {"2.5.29.18", {{seq({text(0x0C, "dns")}), kRefused}}},
       {"2.5.29.46",
        {{seq({seq({kRelative})}), kPassed, kUnitOfIssuer + "[] "}, {null(), kPassed, kRefused}}},
       {"1.3.6.1.5.5.7.1.1",
@@ -414,11 +382,9 @@ TEST_F(ExtensionsTest, OfCrls) {
        {{seq({kRelative}), kRefused, kUnitOfIssuer},
         {seq({kExplicit, unhex("8101FF"), retag(0x83, bits({0x60, 0x80}, 7)), unhex("8401FF")}),
          kUnitOfIssuer + "user=1;reasons=1,2,8;indirect=1"},
-        {seq({kFull, unhex("8201FF")}), "full=uri=u;ca=1"},
         {unhex("3003 8501FF"), ""},
         {unhex("3003 8901FF"), "", kRefused},
         {unhex("3006 A30403020560"), kRefused},
-        {unhex("3007 A4800101FF0000"), kRefused},
         {unhex("3004 81020000"), kRefused}}}};
   for (const auto &[id, rows] : kinds) run(id, rows, in_crl);
   run("2.5.29.17", {{unhex("DEAD"), kPassed}}, in_crl);  // that has its place elsewhere
