@@ -28,10 +28,6 @@ TEST(Mem, RefusalsEndTheProcess) {
                "ssh_xcalloc: out of memory (allocating 1*1 bytes)");
   EXPECT_FATAL((fail_at(2), (void)ssh_xrealloc(ssh_xmalloc(9), 0)),
                "ssh_xrealloc: out of memory (new_size 1 bytes)");
-  fail_at(2);
-  ssh_xfree(ssh_xmalloc(1));
-  fail_at(0);
-  ssh_xfree(ssh_xmalloc(1));
 }
 
 TEST(Mem, LargestAndSmallestBlocks) {
@@ -88,23 +84,6 @@ TEST(Fatal, MessagesGoToStandardOutputAndAreCut) {
   ssh_warning("%s", std::string(600, 'w').c_str());
   ssh_fatal_register(nullptr, nullptr, nullptr);
   EXPECT_EQ(heard, std::string(511, 'w'));
-}
-
-TEST(Pool, OneBlockWhenReservedAndFewOtherwise) {
-  const int64_t before = ssh_mem_blocks();
-  SshPool pool;
-  EXPECT_TRUE(pool.copy({}).empty());
-  pool.reserve(1000);
-  for (int i = 0; i < 100; ++i) (void)pool.alloc(10, 1);
-  EXPECT_EQ(ssh_mem_blocks(), before + 1) << "1000 reserved octets in one block";
-  for (int i = 0; i < 100000; ++i) (void)pool.alloc(10, 1);
-  EXPECT_LE(ssh_mem_blocks(), before + 12) << "growth by doubling";
-  pool.rewind();
-  EXPECT_EQ(ssh_mem_blocks(), before + 1);
-  pool.reserve(400000);
-  EXPECT_EQ(ssh_mem_blocks(), before + 1) << "the newest block is the largest and is used again";
-  pool.release();
-  EXPECT_EQ(ssh_mem_blocks(), before);
 }
 
 TEST(Pool, LendsRoomAndTakesBackWhatIsLeft) {
