@@ -73,23 +73,6 @@ void expect_plain_check(const Octets &octets) {
     ASSERT_EQ(got.fault_inside, plain.depth > 0) << hex(octets);
     ASSERT_EQ(got.fault_at, plain.p) << hex(octets);
   }
-  SshBerElement element;
-  if (ssh_ber_is_end(octets.data(), end) || got.elements == 0) return;
-  ASSERT_EQ(ssh_ber_open(octets.data(), end, element), SSH_BER_OK);
-
-  // The end of the first element, whose walk costs work if the length is indefinite.
-  PlainCheck inside{octets.data() + element.header_length};
-  const bool walks = element.indefinite && element.constructed;
-  ASSERT_TRUE(!walks || inside.list(end, true));
-  const uint8_t *const after = walks ? inside.p : inside.p + element.content_length;
-  uint64_t work = octets.size();
-  ASSERT_EQ(ssh_ber_element_end(element, end, work), after) << hex(octets);
-  ASSERT_EQ(ssh_ber_content_end(element, after), walks ? after - 2 : after);
-  ASSERT_EQ(work == octets.size(), !walks);
-  if (!walks) return;
-  work = octets.size() - work - 1;
-  ASSERT_EQ(ssh_ber_element_end(element, end, work), nullptr) << "a step too few";
-  ASSERT_EQ(work, 0U);
 }
 
 using BerCheck = Balanced;
@@ -130,16 +113,6 @@ TEST_F(BerCheck, HasLimitsAndDepthCostsNoStack) {
     EXPECT_EQ(got.fault_inside, levels > 1U << 20) << "more levels than are followed";
     EXPECT_EQ(got.good, got.fault ? 0 : octets.size());
   }
-}
-
-// Which blocks it frees, the tests of reading hold.
-TEST(BerFreelist, IsThere) {
-  SshBerFreelist list = ssh_ber_freelist_alloc();
-  ssh_ber_freelist_add(&list, 0, nullptr);
-  ssh_ber_freelist_add(&list, 3, nullptr);
-  EXPECT_EQ(list, nullptr) << "kinds 0 and 3 add nothing";
-  EXPECT_FATAL(ssh_ber_freelist_add(nullptr, SSH_BER_FREELIST_BLOCK, nullptr),
-               "ssh_ber_freelist_add: freelist not defined.");
 }
 
 }  // namespace

