@@ -1,5 +1,4 @@
-// Hashes: the counts of long data. hash_oracle_test.cc holds what they compute, and
-// hmac_test.cc for systems without OpenSSL.
+// Hashes: the counts of long data. hash_oracle_test.cc holds what they compute.
 #include "crypto/hash.h"
 
 #include "support/numbers.h"

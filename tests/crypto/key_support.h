@@ -68,22 +68,6 @@ inline std::string blob(std::string_view name, const std::string &data) {
   return "65c8b28a" + be32(8 + rest.size() / 2) + rest;
 }
 
-// named_blob is of a key of a named group, which only a blob can carry.
-inline std::string named_blob(std::string_view group, const SshMpInt &y) {
-  return blob("dl-modp{dh{plain}}", be32(1) + field_of(group) + integer(y));
-}
-inline SshPublicKeyOwner named(std::string_view group, const SshMpInt &y) {
-  SshPublicKeyOwner key;
-  EXPECT_EQ(import_blob(unhex(named_blob(group, y)), &key), SSH_KEY_OK);
-  return key;
-}
-
-inline SshMpInt ask(const SshPublicKeyOwner &key, uint32_t tag) {
-  SshMpInt value(-1);
-  EXPECT_EQ(ssh_public_key_get_info(key.get(), {{tag, &value}}), SSH_KEY_OK);
-  return value;
-}
-
 inline SshKeyStatus verify(const SshPublicKeyOwner &key, const char *scheme, Bytes data,
                            Bytes signature) {
   return ssh_public_key_verify(key.get(), scheme, data, signature);

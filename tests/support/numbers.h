@@ -82,11 +82,4 @@ inline SshMpInt random_number(std::mt19937 &random, size_t most, bool any_sign =
   return number(octets, any_sign && random() % 2 == 0);
 }
 
-// random_modulus is odd and above 1.
-inline SshMpInt random_modulus(std::mt19937 &random, size_t most) {
-  Octets octets = random_words(random, 1 + random() % most);
-  octets.back() |= 3;
-  return number(octets);
-}
-
 }  // namespace numbers
