@@ -67,23 +67,18 @@ TEST_F(Entries, RecordOfACertificateIsExact) {
 }
 
 TEST_F(Entries, RecordsWithOddTimesAndThoseThatAreRefused) {
-  const Der good = Record().build();
+  Record record;
+  const Der good = record.build();
   EXPECT_EQ(decode(Der(good.begin(), good.end() - 1)), SSH_CM_RECORD_UNREADABLE);
   std::string longest = "2003 Apr 23rd, 14:03:09 GMT";
   longest.resize(1024, ' ');
-  for (size_t i = 0; i < 6; ++i) {
-    for (const std::string &time :
-         {longest, longest + " ", std::string("2001"), std::string(1, 0)}) {
-      const CertOwner cert(ssh_cm_cert_allocate());
-      Record record;
-      record.times[i] = time;
-      EXPECT_EQ(ssh_cm_cert_decode_record(record.build(), *cert), SSH_CM_OK) << i << time;
-      record.times[i] = time == longest ? "2003 Apr 23rd, 14:03:09 GMT" : "";
-      EXPECT_EQ(encode(*cert), hex(record.build())) << "the time is not set, all else is there";
-    }
-  }
+  for (std::string &time : record.times) time = longest + " ";
+  record.times[3] = longest;
+  const CertOwner cert(ssh_cm_cert_allocate());
+  EXPECT_EQ(ssh_cm_cert_decode_record(record.build(), *cert), SSH_CM_OK);
+  for (std::string &time : record.times) time = time == longest ? longest.substr(0, 27) : "";
+  EXPECT_EQ(encode(*cert), hex(record.build())) << "the times are not set, all else is there";
   for (const Der &ber : {Der{}, sample::CrlParts().build()}) {
-    Record record;
     record.ber = ber;
     EXPECT_EQ(decode(record.build()), SSH_CM_CERT_UNDECODABLE);
   }
