@@ -96,30 +96,13 @@ static void *load(const char *folder) {
 
 /* --- Replies ---------------------------------------------------------------------------------- */
 
-typedef struct Message {
-  uint32_t length;
-  uint8_t data[8192];
-} Message;
-
-static void put_numbers(Message *message, uint32_t count, const uint32_t *values) {
-  for (uint32_t i = 0; i < 4 * count; ++i)
-    message->data[message->length++] = (uint8_t)(values[i / 4] >> (24 - i % 4 * 8));
-}
-
-static void put_string(Message *message, const void *data, uint32_t length) {
-  CHECK(message->length + length + 4 < sizeof message->data);
-  put_numbers(message, 1, &length);
-  if (length > 0) memcpy(message->data + message->length, data, length);
-  message->length += length;
-}
-
-/* process answers a request. */
-static KwPkiStatus process(uint32_t id, uint32_t type, const Message *payload) {
-  const uint32_t head[] = {1, id, type, type == 4 ? 0 : kStatus, 0}; /* names come with 0 alone */
-  Message reply = {0};
-  put_numbers(&reply, 5, head);
-  put_string(&reply, payload->data, payload->length);
-  return STATUS(KwPkiProcessAsyncResponce, P(reply.data), reply.length);
+/* process answers a request with 16 zero octets, which every type can read. */
+static KwPkiStatus process(uint32_t id, uint32_t type) {
+  /* names come with 0 alone */
+  const uint32_t head[] = {1, id, type, type == 4 ? 0 : kStatus, 0, 16};
+  uint8_t reply[40] = {0};
+  for (uint32_t i = 0; i < sizeof head; ++i) reply[i] = (uint8_t)(head[i / 4] >> (24 - i % 4 * 8));
+  return STATUS(KwPkiProcessAsyncResponce, P(reply), sizeof reply);
 }
 
 /* --- Callbacks -------------------------------------------------------------------------------- */
@@ -145,11 +128,11 @@ static void KWPKI_CALL on_list(void *context, uint32_t status, KwPkiCertList lis
 
 static void KWPKI_CALL on_names(void *context, uint32_t status, const char *const *names,
                                 const uint32_t *lengths, uint32_t count) {
-  see(context, status == 0 && count == 1 && lengths[0] == 9 && !strcmp(names[0], "authority"));
+  see(context, status == 0 && count == 0 && !names == !lengths);
 }
 
 static void KWPKI_CALL on_data(void *context, uint32_t status, uint8_t *data, uint32_t length) {
-  see(context, status == kStatus && length == 1 && data[0] == 0xA5);
+  see(context, status == kStatus && length == 16 && data[0] == 0);
   OK(KwPkiStringFree, P(data));
 }
 
@@ -176,7 +159,9 @@ static KwPkiStatus read_example(const char *source, const char *name, KwPkiCert 
 static void read_contents(KwPkiCert cert, KwPkiPublicKey key) {
   char *subject = NULL, *serial = NULL;
   uint8_t *der = NULL;
+  const uint8_t *ber = NULL;
   uint32_t length = 0;
+  OK(KwPkiCertGetBer, P(cert), P(&ber), P(&length));
   OK(KwPkiCertGetSubjectDN, P(cert), P(&subject));
   OK(KwPkiCertGetSerialNumber, P(cert), P(&serial));
   OK(KwPkiCertGetSubjectDNDer, P(cert), P(&der), P(&length));
@@ -211,11 +196,9 @@ static KwPkiSearch make_search(KwPkiPublicKey public_key) {
   return search;
 }
 
-static void search_round_trip(KwPkiCert cert, KwPkiPublicKey public_key) {
-  static const uint32_t head[] = {2, 2, 3}, element[] = {7, 0, 8, 9}; /* behind a certificate */
-  const uint8_t *ber = NULL, *got = NULL;
-  uint32_t length = 0, got_length = 0, state = 0;
-  char *text = NULL;
+static void search_round_trip(KwPkiPublicKey public_key) {
+  uint32_t state = 1;
+  char *text = agent;
   Seen seen = {0};
   KwPkiValidity validity = (KwPkiValidity)CALL0(KwPkiValidityAllocate);
   KwPkiSearch search = make_search(public_key);
@@ -226,39 +209,25 @@ static void search_round_trip(KwPkiCert cert, KwPkiPublicKey public_key) {
   OK(KwPkiSearchFree, P(search));
   OK(KwPkiValidityFree, P(validity));
 
-  OK(KwPkiCertGetBer, P(cert), P(&ber), P(&length));
-  Message reply = {0};
-  put_numbers(&reply, 3, head);
-  put_string(&reply, "some words", 10);
-  for (uint32_t i = 0, type = 0; i < 2; ++i) {
-    put_numbers(&reply, 1, &type);
-    put_string(&reply, ber, length);
-    put_numbers(&reply, 4, element);
-  }
-  CHECK(process(id + 1, 3, &(Message){0}) == KWPKI_OK && seen.calls == 1 && !seen.list);
-  CHECK(process(id, 2, &reply) == KWPKI_OK && seen.calls == 2);
-  CHECK(process(id, 2, &reply) == KWPKI_FAILED);
-  const KwPkiCertList list = seen.list;
-  CHECK(!CALL(KwPkiCertListIsEmpty, P(list)));
-  const uintptr_t first = CALL(KwPkiCertListFirst, P(list));
-  CHECK(first && CALL(KwPkiCertListCurrent, P(list)) == first);
-  OK(KwPkiCertGetBer, first, P(&got), P(&got_length));
-  CHECK(got_length == length && memcmp(got, ber, length) == 0);
-  const uintptr_t second = CALL(KwPkiCertListNext, P(list));
-  CHECK(second != first && CALL(KwPkiCertListLast, P(list)) == second);
-  CHECK(CALL(KwPkiCertListPrev, P(list)) == first);
-  CHECK(CALL(KwPkiGetSearchState, P(list), P(&state), P(&text)) == P(text));
-  CHECK(state == 3 && strcmp(text, "some words") == 0);
-  OK(KwPkiStringFree, P(text));
-  OK(KwPkiCertListFree, P(list));
+  CHECK(process(id + 1, 3) == KWPKI_OK && seen.calls == 1);
+  OK(KwPkiCertListFree, P(seen.list));
+  CHECK(process(id, 2) == KWPKI_OK && seen.calls == 2);
+  CHECK(process(id, 2) == KWPKI_FAILED);
+  const uintptr_t list = P(seen.list);
+  CHECK(CALL(KwPkiCertListIsEmpty, list));
+  CHECK(!CALL(KwPkiCertListFirst, list) && !CALL(KwPkiCertListCurrent, list));
+  CHECK(!CALL(KwPkiCertListNext, list) && !CALL(KwPkiCertListPrev, list));
+  CHECK(!CALL(KwPkiCertListLast, list));
+  CHECK(!CALL(KwPkiGetSearchState, list, P(&state), P(&text)));
+  CHECK(state == 0 && text == agent); /* no text leaves the argument alone */
+  OK(KwPkiCertListFree, list);
 }
 
 static void other_requests(KwPkiCert cert, KwPkiCrl crl) {
   static const char *const names[] = {"a", "b", NULL, "d"};
-  static const uint32_t types[] = {0, 1, 5, 7, 4, 6}, one = 1;
+  static const uint32_t types[] = {0, 1, 5, 7, 4, 6};
   const KwPkiBlock block = {(const uint8_t *)"request", 7};
   Seen seen = {0};
-  Message payload[6] = {{0}};
   const uint32_t first =
       posted(STATUS(KwPkiCertAddAsync, P(cert), P(on_status), P(&seen), 5, P(agent)));
   posted(STATUS(KwPkiCrlAddAsync, P(crl), P(on_status), P(&seen), P(agent)));
@@ -267,10 +236,7 @@ static void other_requests(KwPkiCert cert, KwPkiCrl crl) {
   posted(STATUS(KwPkiCertRequestRemoveAsync, P(names), P(on_status), P(&seen), P(agent)));
   posted(STATUS(KwPkiCaNamesAsync, P(on_names), P(&seen), P(agent)));
   posted(STATUS(KwPkiStatusAsync, P(on_data), P(&seen), P(agent)));
-  put_numbers(&payload[4], 1, &one);
-  put_string(&payload[4], "authority", 9);
-  payload[5] = (Message){1, {0xA5}};
-  for (uint32_t i = 6; i-- > 0;) CHECK(process(first + i, types[i], &payload[i]) == KWPKI_OK);
+  for (uint32_t i = 6; i-- > 0;) CHECK(process(first + i, types[i]) == KWPKI_OK);
   CHECK(seen.calls == 6);
 }
 
@@ -289,7 +255,7 @@ static void everything(const char *source) {
   CHECK((read_example(source, "refused-sha256.der", cert) == KWPKI_OK) == modern);
   CHECK(read_example(source, "v3-rich.der", cert) == KWPKI_OK);
   read_contents(cert, key);
-  search_round_trip(cert, key);
+  search_round_trip(key);
   other_requests(cert, crl);
   OK(KwPkiPublicKeyFree, P(key));
   OK(KwPkiCertFree, P(cert));
