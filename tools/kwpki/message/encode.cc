@@ -310,7 +310,7 @@ void Encoder::write_payload(const Place &place) {
 
 Json parse_message_json(std::string_view text) {
   try {
-    static_cast<void>(Json::parse(text, Guard()));
+    [[maybe_unused]] const Json nothing = Json::parse(text, Guard());
     return Json::parse(text);
   } catch (const Json::exception &error) {
     const std::string_view what = error.what();  // "[json.exception.NAME.NUMBER] text"
