@@ -5,7 +5,7 @@
 namespace {
 
 // The values that every host's agent knows.
-constexpr uint32_t kMessageKind = 0x20090001;  // a message of this library
+constexpr uint32_t kMessageKind = 0x20090001;  // the kind of every message here
 constexpr uint32_t kAgentSuccess = 0x4000000;  // what its functions return for success
 constexpr uint32_t kWaitLimit = 2000;          // milliseconds that a post may wait for the agent
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr uint32_t kVersion = 1;  // of the envelope, the only one there has been
+constexpr uint32_t kVersion = 1;  // of the envelope; there is no other
 
 // One row per KwPkiRequestType.
 constexpr KwPkiForm kForms[] = {

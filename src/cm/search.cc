@@ -91,7 +91,7 @@ bool ssh_cm_key_set_public_key(SshCertDBKey **list, const SshPublicKey *key) {
 
   uint8_t digest[SSH_HASH_DIGEST_MAX];
   ssh_hash_final(&hash, digest);
-  constexpr size_t kMost = 20;  // bytes that a key has of a digest: services compare so many
+  constexpr size_t kMost = 20;  // bytes of the digest that a key has, however long the digest
   ssh_certdb_key_push(list, SSH_CM_KEY_PUBLIC_KEY,
                       {digest, std::min(kMost, ssh_hash_digest_length(&hash))});
   return true;

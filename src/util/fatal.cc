@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr size_t kMessageMax = 512;  // with the zero byte: what hosts have room for
+constexpr size_t kMessageMax = 512;  // with the zero byte, as fatal.h promises
 
 SshMessageCallback fatal_callback = nullptr;
 SshMessageCallback warning_callback = nullptr;

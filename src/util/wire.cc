@@ -110,7 +110,7 @@ bool get_mp_int(Decode &decode, const SshGet &field) {
   uint32_t bits;
   Bytes magnitude;
   if (!take_uint32(decode, bits)) return false;
-  // The octets of the magnitude are (bits + 7) / 8, without the overflow that a sum of 32 bits has.
+  // The bytes of the magnitude are (bits + 7) / 8, without the overflow that a sum of 32 bits has.
   if (!decode.reader.take(bits / 8 + (bits % 8 > 0), &magnitude)) return false;
   if (!field.integer) return true;
   if (magnitude.size() > SSH_XMALLOC_MAX) return false;
