@@ -54,7 +54,7 @@ TEST_F(Create, Primitives) {
   const uint8_t data[] = {0xFF, 0xFF, 0xFF}, *const start = data;
   const Bytes three(data);
   expect("0101ff", "(boolean ())"_asn1, 1);
-  for (const int no : {0, 2, -1}) expect("010100", "(boolean ())"_asn1, no);
+  for (const int no : {0, 2}) expect("010100", "(boolean ())"_asn1, no);
   expect("0a020080", "(enum ())"_asn1, &n128);
   expect("180f 32303439313233313233353935385a", "(generalized-time ())"_asn1, &time);
   expect("0203ffffff", "(integer ())"_asn1, three);
@@ -63,9 +63,8 @@ TEST_F(Create, Primitives) {
   expect("!18", "(bit-string ())"_asn1, SshAsn1Bits{three, 25});
   expect("!19", "(bit-string ())"_asn1, SshAsn1Bits{three, std::numeric_limits<size_t>::max()});
   expect("0c00", "(utf8-string ())"_asn1, Bytes());
-  expect("0500", "(null ())"_asn1);
   expect("", "(empty ())"_asn1);
-  for (const char *bad : {"1", "", "1.x"}) expect("!18", "(object-identifier ())"_asn1, bad);
+  expect("!18", "(object-identifier ())"_asn1, "1.x");
   expect("06032a0304", "(object-identifier ())"_asn1, "1.2.3.4");
   expect("!18", "(object-identifier ())"_asn1, SshOid{});
 }
@@ -74,7 +73,6 @@ TEST_F(Create, TagsAndLists) {
   const SshMpInt five(5);
   const Octets text(125, 0x61);
   expect("05000101ff", "(null ())(boolean ())"_asn1, 1);
-  expect("", ""_asn1);
   expect("a103020105", "(integer (e 1))"_asn1, &five);
   expect("ffffffff7f020500", "(null (ep 268435455))"_asn1);
   expect("!16", "(null (ep 268435456))"_asn1);  // no reader would open it
@@ -90,7 +88,6 @@ TEST_F(Create, Any) {
   const SshAsn1Node none, inside = ssh_asn1_node_child(inner.node),
                           strays = ssh_asn1_node_child(stray.node);
   expect("3000", "(sequence ()(any ())(any (e 1))(any (2)))"_asn1, none, none, none);
-  expect("0500", "(any ())"_asn1, one.node);
   expect("3007 0500 0101ff 0500", "(sequence ()(any ())(any ()))"_asn1, list.node, one.node);
   expect("a10505000101ff", "(any (e 1))"_asn1, list.node);
   expect("a180 0500 0000", "(any (ei 1))"_asn1, one.node);

@@ -147,7 +147,6 @@ TEST_F(Read, MatchesTagsAndLengthForms) {
   expect("(any (1))", "810105 = 0 810105", "a18005000000 = 21");
   // The list that a wrapper holds ends with the wrapper, however the wrapper ends.
   expect("(any (e 1))", "a1060201050201060500 = 0 020105020106");
-  expect("(any (ei 1))", "a18002010502010600000500 = 0 020105020106");
   expect("(any ())", "df1f0105 = 0 df1f0105", "308005000000 = 0 308005000000");
   expect("(sequence (i)(null ()))", "308005000000 = 0", "30020500 = 21");
   // Stars take any tag and form, but only at the cursor.
@@ -166,7 +165,6 @@ TEST_F(Read, TemplatesTextMayLookLikeThis) {
   expect("(integer (cap))", "c00105 = 0 5");  // the last class counts
   expect("(set ( * i e a 4294967295 )(null ()))", "a10430020500 = 0", "0500 = 21");
   expect("(boolean (1)(null ()))", "a1020500 = 0");
-  expect("(choice)", "0500 = 21");
 }
 
 TEST_F(Read, SearchesByTheListsRules) {
@@ -176,14 +174,12 @@ TEST_F(Read, SearchesByTheListsRules) {
   // Tagged ones in any order.
   expect("(sequence ()(boolean (1))(integer (0)))", "30068001058101ff = 0 1 5");
   expect("(any ())(boolean (1))", "8101ff = 0 8101ff 1");
-  expect("(choice (boolean (1)))(boolean (1))", "8101ff = 0 0 1 1");
   // A set has no order and gives the same element twice, but any stands at the cursor.
   expect("(set ()(integer ())(boolean ())(null ()))", "310805000101ff020105 = 0 5 1");
   expect("(set ()(null ())(any ()))", "310505000101ff = 0 0101ff");
   // Nothing left, or something that does not match.
   expect("(sequence ()(choice (integer ())))", "3000 = 21");
   expect("(sequence ()(any ()))", "3000 = 0 null");
-  expect("(sequence ()(any (0)))", "3000 = 21");
   expect("(sequence ()(null ())(any ()))", "30020500 = 0 null",
          "300b0000 0500 0000 0101ff 0000 = 0 0101ff0000");
   // A primitive type in another form is passed over.
@@ -205,7 +201,6 @@ TEST_F(Read, Optional) {
   expect("(optional (sequence ()(integer ())(octet-string ())))", "0500 = 0 0 ? ?", "30020500 = 21",
          "1000 = 4", "3080 020105 0400 0000 = 0 0 ? ?");
   expect("(optional (choice (null ())(integer ())))", "020105 = 0 1 1 5", "0101ff = 0 0 -1 ?");
-  expect("(optional (choice (octet-string ())))", "2400 = 0 0 -1 ?");
 }
 
 TEST_F(Read, Choice) {
@@ -216,7 +211,6 @@ TEST_F(Read, Choice) {
   expect("(set ()(choice (integer ())))", "31050500020105 = 21");
   expect("(choice (integer ())(null ()))(choice (integer ())(null ()))", "0500020105 = 0 1 ? 0 5");
   expect("(choice(any (0)) (any (e 1)))", "a103020105 = 0 1 ? 020105");
-  expect("(choice (null ())(sequence ()(integer ())))", "0500 = 0 0 ?", "3003020105 = 0 1 5");
   expect("(choice (null ())(choice (boolean ())(integer ())))", "020105 = 0 1 1 ? 5");
 }
 

@@ -30,16 +30,13 @@ TEST(Time, Reading) {
       {true, "491231245960Z", {2049, 12, 31, 24, 59, 60, 0, 0, 0, 0, true}},
       {true, "500131230000Z", {1950, 1, 31, 23, 0, 0}},
       {true, "0102030405Z", {2001, 2, 3, 4, 5, 0}},
-      {true, "01020304Z", {2001, 2, 3, 4, 0, 0}},
       {true, " 1+2 3 4 5 6Z!", {2001, 2, 3, 4, 5, 6, 0, 0, 0, 0, true}},
       {true, "010203040506+0130", {2001, 2, 3, 4, 5, 6, 0, true, 1, 30}},
       {true, "010203040506-0130", {2001, 2, 3, 4, 5, 6, 0, false, 1, 30}},
       {true, "010203040506?0130", {2001, 2, 3, 4, 5, 6, 0, false, 1, 30, true}},
       {true, "010203040506+ 1 3", {2001, 2, 3, 4, 5, 6, 0, true, 1, 3, true}},
-      {true, "010203040506.25Z", {2001, 2, 3, 4, 5, 6, 250000}},
       {true, "010203040506.05Z", {2001, 2, 3, 4, 5, 6, 500000}},
       {true, "010203040506.1000001Z", {2001, 2, 3, 4, 5, 6, 100000}},
-      {true, "010203040506.9999999Z", {2001, 2, 3, 4, 5, 6, 999999}},
       {false, "20010203040506Z", {2001, 2, 3, 4, 5, 6}},
       {false, "20010203040506+0130", {2001, 2, 3, 4, 5, 6, 0, true, 1, 30}},
   };
@@ -88,11 +85,10 @@ TEST(Time, HumanTextReading) {
   const SshBerTime march = {2001, 3, 22, 14, 3, 9, 0, 1, 0, 0};
   const std::string blanks(1024 - 19, ' ');
   for (const std::string &text :
-       {std::string("2001 mAR 22nd, 14:03:09"), std::string(" 2001\tMar22 nd,14: 3: 9"),
-        std::string("2001/3/22/14:3:9 and more"), "2001/03/22/14:03:09" + blanks}) {
+       {std::string(" 2001\tmAR22 nd,14: 3: 9"), std::string("2001/3/22/14:3:9 and more"),
+        "2001/03/22/14:03:09" + blanks}) {
     SshBerTime time;
-    EXPECT_TRUE(ssh_ber_time_set_from_string(&time, text.c_str())) << text;
-    EXPECT_EQ(time, march) << text;
+    EXPECT_TRUE(ssh_ber_time_set_from_string(&time, text.c_str()) && time == march) << text;
   }
   SshBerTime time = march;
   const std::string too_long = "2001/03/22/14:03:09 " + blanks;
