@@ -35,11 +35,6 @@ inline std::string text(const SshMpInt &value) {
 }
 
 inline std::string decimal(const SshMpInt &value) { return SshText(value.to_decimal()).get(); }
-inline Octets twos_complement(const SshMpInt &value) {
-  Octets content(value.twos_complement_length());
-  value.write_twos_complement(content.data());
-  return content;
-}
 
 // ones is 2^bits - 1.
 inline SshMpInt ones(size_t bits) {

@@ -27,6 +27,12 @@ std::string peer_decimal(const SshMpInt &value) {
   return decimal;
 }
 
+Octets twos_complement(const SshMpInt &value) {
+  Octets content(value.twos_complement_length());
+  value.write_twos_complement(content.data());
+  return content;
+}
+
 std::string peer_twos_complement(const SshMpInt &value) {
   const Owner<ASN1_INTEGER, ASN1_INTEGER_free> integer(
       BN_to_ASN1_INTEGER(bignum(value).get(), nullptr));
