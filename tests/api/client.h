@@ -31,10 +31,6 @@ struct Result {
   std::string value;
   bool operator==(const Result &) const = default;
 };
-inline void PrintTo(const Result &result, std::ostream *out) {
-  *out << std::hex << result.status << std::dec << " \"" << result.value << '"';
-}
-inline const Result kFailed{KWPKI_FAILED, ""};
 
 inline KwPkiStatus set(KwPkiCert cert, Bytes octets) {
   return KwPkiCertSetBer(octets.data(), static_cast<uint32_t>(octets.size()), cert);

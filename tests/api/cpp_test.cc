@@ -62,8 +62,6 @@ TEST_F(ApiCppTest, FormsOfCallbacks) {
     EXPECT_EQ(host::answer(host::id(agent.last()), type, payload), KWPKI_OK);
   };
   const auto note = [&seen](uint32_t status) { seen.push_back(std::to_string(status)); };
-  EXPECT_TRUE(kwpki::post_add(kwpki::Certificate(), &agent, note));
-  answer(0, {});
   bool from_inside = false;
   EXPECT_TRUE(kwpki::post_add(kwpki::Crl(), &agent, [&](uint32_t) {
     from_inside = static_cast<bool>(kwpki::post_remove_request({{"a", nullptr}}, &agent, note));
@@ -81,7 +79,7 @@ TEST_F(ApiCppTest, FormsOfCallbacks) {
     seen.emplace_back(block.begin(), block.end());
   }));
   answer(6, unhex("7570"));
-  EXPECT_THAT(seen, ElementsAre("0", "0", "0", "one", "", "up"));
+  EXPECT_THAT(seen, ElementsAre("0", "0", "one", "", "up"));
 
   static uint32_t plain = 0;
   EXPECT_TRUE(
