@@ -88,7 +88,6 @@ TEST(MpMath, WhatHasNoResultIsRefusedAndStoresNothing) {
   ASSERT_TRUE(field.init(ones(SSH_MONTGOMERY_BITS_MAX)));
   ASSERT_TRUE(field.init(SshMpInt(1001))) << "an object takes another modulus";
   EXPECT_EQ(ssh_mp_mul(most, most).bits(), 2 * SSH_MP_BITS_MAX);
-  EXPECT_EQ(ssh_mp_add(most, one).bits(), SSH_MP_BITS_MAX + 1);
   EXPECT_EQ(field.power(most, one), mod(most, SshMpInt(1001)));
   const SshMpInt exponent = ones(SSH_MONTGOMERY_BITS_MAX + 1);
   for (const SshMpInt &value :
@@ -102,7 +101,8 @@ TEST(MpMath, WhatHasNoResultIsRefusedAndStoresNothing) {
 // One modulus for all windows: both kinds of exponent against each other and against squares.
 TEST(Montgomery, PowersAgree) {
   std::mt19937 random(4);
-  const SshMpInt m = number("f7b3c1d05a7e9b11ffffffffffffffff0000000000000001"), base = random_number(random, 90), one(1);
+  const SshMpInt m = number("f7b3c1d05a7e9b11ffffffffffffffff0000000000000001"),
+                 base = random_number(random, 90), one(1);
   SshMontgomery field;
   ASSERT_TRUE(field.init(m));
   for (const size_t bits : {1u, 2u, 23u, 24u, 79u, 80u, 239u, 240u, 671u, 672u}) {

@@ -213,9 +213,7 @@ TEST_F(AbsurdKeys, Rsa) {
     const Octets signature(modulus.magnitude().size(), 0x7F);
     EXPECT_EQ(verify(rsa(modulus, exponent), kOwn, kAbc, signature), SSH_KEY_BAD_SIGNATURE);
   }
-  const SshPublicKeyOwner tiny = rsa(SshMpInt(255), SshMpInt(3));
-  EXPECT_EQ(verify(tiny, "rsa-pkcs1-none", {}, Octets(1, 1)), SSH_KEY_TOO_LONG);
-  EXPECT_EQ(encrypt(tiny, {}, &noise), SSH_KEY_TOO_LONG);
+  EXPECT_EQ(encrypt(rsa(SshMpInt(255), SshMpInt(3)), {}, &noise), SSH_KEY_TOO_LONG);
 }
 
 TEST_F(AbsurdKeys, DiscreteLogarithms) {
@@ -247,8 +245,5 @@ TEST_F(AbsurdKeys, DiscreteLogarithms) {
     }
   }
   check({ones(4096), ones(513), g, g}, kAbsurd, kAbsurd);
-  // The largest that is computed with.
-  const SshPublicKeyOwner largest = dl({ones(SSH_MONTGOMERY_BITS_MAX), ones(512), g}, g);
-  const Octets signature = join({Octets(64, 0x5D), padded(SshMpInt(2), 64)});
-  EXPECT_EQ(verify(largest, kOwn, kAbc, signature), SSH_KEY_BAD_SIGNATURE);
+  check({ones(4096), ones(512), g, g}, kBad, kAbsurd);
 }
