@@ -113,7 +113,6 @@ TEST_F(CertDb, FatalTexts) {
   EXPECT_FATAL(ssh_certdb_free_entry(*db_, *entry),
                "ssh_search_method_remove: failed to find next identical key");
   EXPECT_TRUE(ssh_certdb_search_method_remove(*db_, 1, unhex("61"), *other));
-  EXPECT_FALSE(ssh_certdb_search_method_remove(*db_, 1, unhex("61"), *other));
 }
 
 // Script runs steps over entries that letters name, and tells what has become of the database:

@@ -107,6 +107,7 @@ TEST_F(ServiceTest, FindsByEveryKindOfKey) {
       {dn("c=fi, l=HELSINKI, o=example  oy , ou=Web, cn=WWW.example.com"), {3}},
       {dn("C=FI, O=Example Oy, CN=Example Issuing"), {2}},  // as issuer it does not count
       {key(SSH_CM_KEY_IP, "\x20\1\x0D\xB8\0\0\0\0\0\0\0\0\0\0\0\x10"sv), {3}},
+      {key(SSH_CM_KEY_URI, "https://www.example.com/about?lang=en"), {3}},
       {key(SSH_CM_KEY_URI, "http://pki.example.com/"), {}},  // the issuer's
       {kEmail, {4}},                                         // in the subject
       {kPolicy, {2, 3}},
