@@ -1,12 +1,15 @@
 // Certificates, CRLs and armour for the tool to show, as it gets them, and looks at what it shows.
 #pragma once
 
+#include <gmock/gmock.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "kwpki/terminal/text.h"
 #include "support/samples.h"
+#include "support/tool.h"
 
 namespace inspect_samples {
 
@@ -41,6 +44,26 @@ inline std::string replaced(std::string text, const std::string &part, const std
   for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += with.size())
     text.replace(at, part.size(), with);
   return text;
+}
+
+// Told is a run of the tool, and parts of what it then says.
+struct Told {
+  std::vector<std::string> words;
+  int code;
+  std::string out = "", err = "", input = "";
+};
+
+// expect_told runs a command with the words of each row.
+inline void expect_told(const std::vector<std::string> &command, const std::vector<Told> &rows) {
+  for (const Told &row : rows) {
+    std::vector<std::string> words = command;
+    words.insert(words.end(), row.words.begin(), row.words.end());
+    const Result result = run(words, row.input);
+    EXPECT_EQ(result.code, row.code) << testing::PrintToString(words) << result.err;
+    EXPECT_TRUE(result.code != kwpki::kExitUsage || result.out.empty()) << result.out;
+    EXPECT_THAT(result.out, testing::HasSubstr(row.out)) << testing::PrintToString(words);
+    EXPECT_THAT(result.err, testing::HasSubstr(row.err)) << testing::PrintToString(words);
+  }
 }
 
 inline size_t count(const std::string &text, const std::string &part) {

@@ -1,8 +1,4 @@
 // What the tool shows of extensions that no record holds, in text and JSON.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "support/tool.h"
 #include "tools/inspect_samples.h"
 
 namespace {
