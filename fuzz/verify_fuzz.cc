@@ -13,23 +13,20 @@ namespace {
 // Keys in use have up to 512 bytes; these are enough to reach everything, and quick.
 constexpr size_t kNumberMax = 160;
 
-constexpr struct Scheme {
-  const char *name, *hash;
-} kSchemes[] = {
-    {"rsa-pkcs1-md5", "md5"},
-    {"rsa-pkcs1-sha1", "sha1"},
-    {"rsa-pkcs1-none", nullptr},
-    {"rsa-nist-sha1", "sha1"},
-    {"rsa-pkcs1-sha256", "sha256"},
-    {"rsa-pkcs1-sha512", "sha512"},
-    {"dsa-nist-sha1", "sha1"},
-    {"dsa-nist-sha224", "sha224"},
-    {"dsa-nist-sha256", "sha256"},
-    {"dsa-nist-sha384", "sha384"},
-    {"dsa-nist-sha512", "sha512"},
-    {"rsa-pkcs1-md2", nullptr},
-    {"", nullptr},
-};
+// Of a scheme that is computed, the end of the name is the hash function's, if there is one.
+constexpr const char *kSchemes[] = {"rsa-pkcs1-md5",
+                                    "rsa-pkcs1-sha1",
+                                    "rsa-pkcs1-none",
+                                    "rsa-nist-sha1",
+                                    "rsa-pkcs1-sha256",
+                                    "rsa-pkcs1-sha512",
+                                    "dsa-nist-sha1",
+                                    "dsa-nist-sha224",
+                                    "dsa-nist-sha256",
+                                    "dsa-nist-sha384",
+                                    "dsa-nist-sha512",
+                                    "rsa-pkcs1-md2",
+                                    ""};
 
 // Fields takes the input apart: each field is a byte of length and so many bytes, or what is
 // left of them.
@@ -56,21 +53,21 @@ struct Fields {
   }
 };
 
-void check_verify(const SshPublicKey *key, const Scheme &scheme, const SshMpInt &size, Bytes data,
+void check_verify(const SshPublicKey *key, const char *scheme, const SshMpInt &size, Bytes data,
                   Bytes signature) {
-  const SshKeyStatus status = ssh_public_key_verify(key, scheme.name, data, signature);
-  require(status == ssh_public_key_verify(key, scheme.name, data, signature));
+  const SshKeyStatus status = ssh_public_key_verify(key, scheme, data, signature);
+  require(status == ssh_public_key_verify(key, scheme, data, signature));
   uint8_t digest[SSH_HASH_DIGEST_MAX];
   Bytes hashed = data;
-  if (scheme.hash) {
-    SshHash hash;
-    require(ssh_hash_init(&hash, scheme.hash));
+  const char *const name = std::strrchr(scheme, '-');
+  SshHash hash;
+  if (name && ssh_hash_init(&hash, name + 1)) {
     ssh_hash_update(&hash, data);
     hashed = {digest, ssh_hash_digest_length(&hash)};
     ssh_hash_final(&hash, digest);
   }
-  require(status == ssh_public_key_verify_digest(key, scheme.name, hashed, signature));
-  const bool dsa = scheme.name[0] == 'd';
+  require(status == ssh_public_key_verify_digest(key, scheme, hashed, signature));
+  const bool dsa = scheme[0] == 'd';
   if (status == SSH_KEY_OK)
     require(signature.size() == (dsa ? 2 : 1) * size.magnitude().size() && !signature.empty());
 }
@@ -116,7 +113,7 @@ SshPublicKeyOwner define(const char *name, std::initializer_list<SshKeyValue> va
 void check_input(Bytes input) {
   Fields fields{input};
   const uint8_t flags = fields.octet();
-  const Scheme &scheme = kSchemes[fields.octet() % std::size(kSchemes)];
+  const char *const scheme = kSchemes[fields.octet() % std::size(kSchemes)];
   if (flags & 1) {
     const SshMpInt p = fields.number(flags & 2), q = fields.number(flags & 4),
                    g = fields.number(flags & 8), y = fields.number(flags & 16);
