@@ -3,6 +3,7 @@
 
 #include "kwpki/message/decode.h"
 #include "kwpki/message/encode.h"
+#include "support/wire.h"
 #include "tools/inspect_samples.h"
 
 namespace {
@@ -11,22 +12,12 @@ using inspect_samples::expect_told;
 using kwpki::Json;
 using Octets = std::vector<uint8_t>;
 
-std::string u32(uint64_t value) {
-  char digits[9];
-  std::snprintf(digits, sizeof digits, "%08x", static_cast<unsigned>(value));
-  return digits;
-}
-
-std::string in_envelope(const std::string &head, const std::string &payload) {
-  return head + u32(unhex(payload).size()) + payload;
-}
-
-// The head of a request or reply: version 1, identifier 7.
+// A request or reply in hexadecimal digits, with the identifier 7.
 std::string request(uint32_t type, const std::string &payload) {
-  return in_envelope("00000001 00000007" + u32(type) + "000003e7 00000000", payload);
+  return hex(wire::envelope(7, type, 999, unhex(payload)));
 }
 std::string reply(uint32_t type, const std::string &payload, uint32_t status = 0) {
-  return in_envelope("00000001 00000007" + u32(type) + u32(status) + "00000005", payload);
+  return hex(wire::envelope(7, type, status, unhex(payload), 5));
 }
 
 const std::string kConstraintsHex =
@@ -147,7 +138,7 @@ TEST(Message, EveryRequestAndReplyAndNothingIsLost) {
 }
 
 TEST(Message, FaultsAreNamedAndValuesInWords) {
-  const std::string cut = hex(unhex(reply(2, kCertListHex))).substr(0, 142), none = "00000000";
+  const std::string cut = reply(2, kCertListHex).substr(0, 142), none = "00000000";
   const std::string name = "300e310c300a06035504031303413b42";  // CN="A;B" in DER
   const std::string keys = none + none + "00000002 00000003 00000010" + name + none +
                            "0000000a 00000009 1b5d 303b 78 07 e280ae" + none;
@@ -177,26 +168,24 @@ TEST(Message, FaultsAreNamedAndValuesInWords) {
 }
 
 TEST(Message, DefaultsAndOtherSpellings) {
-  const struct {
-    const char *json;
-    std::string octets;
-  } rows[] = {
-      {R"({"request_type": 6})", in_envelope("00000001 00000000 00000006 000003e7 00000000", "")},
+  const Der none, name = unhex("300e310c300a06035504031303622061");
+  wire::Ask ask;
+  ask.path_length = 3;
+  ask.group_mode = 7;
+  const std::pair<const char *, Der> rows[] = {
+      {R"({"request_type": 6})", wire::envelope(0, 6, 999, none)},
       {R"({"request_type": 4, "status": 0, "payload": {"names": ["A"], "name_count": 9}})",
-       in_envelope("00000001 00000000 00000004 00000000 00000000", "00000009 00000001 41")},
+       wire::envelope(0, 4, 0, unhex("00000009 00000001 41"))},
       {R"({"request_type": 6, "payload_length": 5})",
-       "00000001 00000000 00000006 000003e7 00000000 00000005"},
+       unhex("00000001 00000000 00000006 000003e7 00000000 00000005")},
       {R"({"request_type": 1, "payload": {"crl": {"dn": "CN= B  a"}}})",
-       in_envelope("00000001 00000000 00000001 000003e7 00000000",
-                   "00000010 300e310c300a06035504031303622061")},
+       wire::envelope(0, 1, 999, wire::str(Bytes(name)))},
       {R"({"request_type": 2, "payload": {"constraints": {"path_length": 3, "group_mode": 7}}})",
-       in_envelope("00000001 00000000 00000002 000003e7 00000000",
-                   "0000000000000000 00000000 00000003 00000000 00000000 00000000 07 00000000"
-                   "0000000000000000")},
+       wire::envelope(0, 2, 999, der::join({ask.build(), wire::validity()}))},
   };
-  for (const auto &row : rows) {
-    const Result result = run({"message", "encode", "--hex"}, row.json);
-    EXPECT_EQ(result.out, hex(unhex(row.octets)) + "\n") << row.json << result.err;
+  for (const auto &[json, octets] : rows) {
+    const Result result = run({"message", "encode", "--hex"}, json);
+    EXPECT_EQ(result.out, hex(octets) + "\n") << json << result.err;
   }
 }
 
@@ -238,8 +227,8 @@ TEST(Message, BadJsonIsToldWithItsPlace) {
 }
 
 TEST(Message, ItemsAboveTheLimitStayOctets) {
-  const size_t items = kwpki::kMessageItemsMax + 50000;
-  Octets many = unhex(reply(2, u32(items) + "00000000 00000000 00000000"));
+  const uint32_t items = kwpki::kMessageItemsMax + 50000;
+  Octets many = unhex(reply(2, hex(wire::u32(items)) + "000000000000000000000000"));
   many.resize(many.size() + items * 4, 0);
   for (size_t i = 0; i < items; ++i) many[40 + i * 4] = 1;  // elements that are no certificates
   const size_t length = many.size() - 24;
