@@ -1,5 +1,9 @@
 """json_schema.py KWPKI SCHEMA CORPUS EXAMPLES: what each command writes with --json over the corpus,
-what it refuses included, is what docs/kwpki.schema.json tells, and has no member besides."""
+what it refuses included, is what docs/kwpki.schema.json tells, and has no member besides; and keys
+and names of the corpus are shown as independent tools read them."""
+import base64
+import csv
+import hashlib
 import json
 import os
 import pathlib
@@ -46,6 +50,12 @@ def check(name, text, whole=False):
         faults.append(f"{name}: wrote nothing")
     for line in objects:
         shown = json.loads(line)
+        if not whole and not line.isascii():
+            faults.append(f"{name}: not in ASCII: {line[:80]}")
+        der = base64.b64decode(shown.get("der") or "")
+        for kind, digest in shown.get("fingerprints", {}).items():
+            if shown.get("accepted") and digest != hashlib.new(kind, der).hexdigest():
+                faults.append(f"{name} {shown['file']}: {kind} is {digest}")
         seen.add((name, shown.get("kind"), shown.get("accepted"), shown.get("result")))
         error = jsonschema.exceptions.best_match(rules.iter_errors(shown))
         if error:
@@ -53,9 +63,41 @@ def check(name, text, whole=False):
                           f"{error.message[:300]}")
 
 
+FACTS = {"bits": "bits", "n": "modulus hex", "e": "public_exponent decimal", "p": "p hex", "q": "q hex",
+         "g": "g hex", "y": "y hex", "curve": "curve oid", "point": "public_value"}
+
+
+def compare_facts(shown):
+    """Holds keys and attributes of what was accepted against the tables of the corpus."""
+    for name in ("keys.tsv", "attributes.tsv"):
+        with open(pathlib.Path(corpus, name), newline="") as table:
+            for row in csv.DictReader(table, delimiter="\t", quoting=csv.QUOTE_NONE):
+                if shown[row["file"]]["accepted"]:
+                    wrong = [fact for fact in facts(row, shown[row["file"]]) if fact[0] != fact[1]]
+                    faults.extend(f"{row['file']}: {ours!r}, not {theirs!r}" for ours, theirs in wrong)
+
+
+def facts(row, shown):
+    """Gives what is shown of a key or an attribute, each with the fact of the row."""
+    if "who" in row:
+        pair = shown[row["who"]]["attributes"][int(row["rdn"])][int(row["part"])]
+        text = row["text"].encode("latin-1").decode("unicode_escape")
+        yield (pair["oid"], pair["text"] if text else ""), (row["oid"], text)
+    elif shown["public_key"]["type"] != "unknown":
+        for name, _, value in (fact.partition("=") for fact in row["values"].split(";")):
+            part = shown["public_key"]
+            if name in FACTS and value != "explicit":
+                for step in FACTS[name].split():
+                    part = part[step]
+                yield str(part).lstrip("0"), value.lstrip("0")
+
+
 checker.check_schema(schema)
 paths = [path for path in (corpus, examples) if os.path.isdir(path)]
-check("inspect", run("inspect", "--json", *paths))
+lines = run("inspect", "--json", *paths)
+check("inspect", lines)
+if os.path.isdir(corpus):
+    compare_facts({os.path.basename(each["file"]): each for each in map(json.loads, lines.splitlines())})
 check("inspect", run("inspect", "--json", "--profile", "classic", examples))
 check("inspect", run("inspect", "--json", "--tree", "--tree-lines", "3", examples))
 check("inspect", run("inspect", "--json", "--find", "2", *paths))

@@ -53,7 +53,6 @@ struct Cert {
   NameOwner subject, issuer;
   const Key &key, &signer;
   const EVP_MD *hash = EVP_sha1();
-  std::string subject_key_id = {}, authority_key_id = {};
   int pss_salt = -1;
   std::vector<std::pair<int, std::string>> extensions = {};  // in the words of openssl.cnf
   long from = 0, until = 86400;                              // seconds from now
@@ -68,9 +67,6 @@ struct Cert {
     X509_gmtime_adj(X509_getm_notBefore(cert.get()), from);
     X509_gmtime_adj(X509_getm_notAfter(cert.get()), until);
     X509_set_pubkey(cert.get(), key.get());
-    add(cert.get(), NID_subject_key_identifier, subject_key_id, der::text(4, subject_key_id));
-    add(cert.get(), NID_authority_key_identifier, authority_key_id,
-        der::seq({der::text(0x80, authority_key_id)}));
     for (const auto &[nid, value] : extensions) {
       const Owner<X509_EXTENSION, X509_EXTENSION_free> extension(
           X509V3_EXT_conf_nid(nullptr, nullptr, nid, value.c_str()));
@@ -82,16 +78,6 @@ struct Cert {
     if (pss_salt >= 0) EVP_PKEY_CTX_set_rsa_pss_saltlen(padding, pss_salt);
     EXPECT_GT(X509_sign_ctx(cert.get(), context.get()), 0);
     return der_of<i2d_X509>(cert.get());
-  }
-
- private:
-  static void add(X509 *cert, int nid, const std::string &id, const Der &value) {
-    if (id.empty()) return;
-    const Owner<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free> octets(ASN1_OCTET_STRING_new());
-    ASN1_OCTET_STRING_set(octets.get(), value.data(), static_cast<int>(value.size()));
-    const Owner<X509_EXTENSION, X509_EXTENSION_free> extension(
-        X509_EXTENSION_create_by_NID(nullptr, nid, 0, octets.get()));
-    X509_add_ext(cert, extension.get(), -1);
   }
 };
 
