@@ -1,19 +1,12 @@
 // Input and output that only some systems have: pipes, full devices, and names of any bytes.
-#include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include <nlohmann/json.hpp>
-#include <sstream>
-
-#include "kwpki/terminal/text.h"
-#include "support/tool.h"
 #include "tools/inspect_samples.h"
 
 namespace {
 
 using namespace inspect_samples;
 using nlohmann::json;
-using testing::HasSubstr;
 
 // Names of files hold what a terminal would act on, too.
 TEST(Inspect, NothingFromDataActsOnTheTerminal) {
@@ -45,22 +38,17 @@ TEST(Inspect, NothingFromDataActsOnTheTerminal) {
   }
 }
 
-TEST(Inspect, NamedPipesDoNotHoldItUp) {
+TEST(Inspect, NamedPipesAndFullDevices) {
   const Directory directory;
   const std::string good = directory.add("good.der", certificate(name(19, "A"), {}));
   const std::string fifo = directory.at("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  const Result result = run({"inspect", fifo, good});
-  EXPECT_EQ(result.code, 3);
-  EXPECT_THAT(result.out, HasSubstr("  Serial  "));
-  EXPECT_THAT(result.err, HasSubstr("named pipe"));
-}
-
-TEST(Message, OutputThatCannotBeWritten) {
-  const Result result =
-      run({"message", "encode", "--output", "/dev/full"}, R"({"request_type": 6})");
-  EXPECT_EQ(result.code, 3);
-  EXPECT_THAT(result.err, HasSubstr("No space"));
+  expect_told({}, {{{"inspect", fifo, good}, 3, "  Serial  ", "named pipe"},
+                   {{"message", "encode", "--output", "/dev/full"},
+                    3,
+                    "",
+                    "No space",
+                    R"({"request_type": 6})"}});
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
 // `kwpki verify` over certificates that the openssl command made, wherever the tool runs. What is
 // made while the tests run is in verify_oracle_test.cc.
-#include <gtest/gtest.h>
-
-#include "support/tool.h"
 #include "tools/inspect_samples.h"
 
 namespace {
