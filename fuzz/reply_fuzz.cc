@@ -1,17 +1,56 @@
 // A byte that chooses a request, then any bytes as its reply: the callback is called exactly
-// when the result says so, and the request is over unless the envelope is not its own.
+// when the result says so, and the request is over unless the envelope is not its own. A list reads
+// the same in both directions, and its certificates answer like those of a client.
+#include <vector>
+
 #include "api/envelope.h"
+#include "api/handles.h"
 #include "api/pending.h"
 #include "fuzz.h"
 
 namespace {
 
 int calls = 0;
+Bytes payload;  // of the reply
 
 void on_status(void *context, uint32_t) { ++*static_cast<int *>(context); }
+
+// ask takes what a certificate tells. One that did not decode tells nothing.
+void ask(KwPkiCert cert) {
+  require(kwpki_cert(cert)->entry->object == kwpki_cert(cert));
+  require(kwpki_cert(cert)->entry->refcount == 1);
+  const uint8_t *ber = nullptr;
+  uint8_t *name = nullptr;
+  uint32_t length = 0, name_length = 0;
+  char *number = nullptr;
+  const bool set = KwPkiCertGetBer(cert, &ber, &length) == KWPKI_OK;
+  const bool numbered = KwPkiCertGetSerialNumber(cert, &number) == KWPKI_OK;
+  const bool named = KwPkiCertGetSubjectDNDer(cert, &name, &name_length) == KWPKI_OK;
+  require(set || !(numbered || named));
+  require(numbered == (number != nullptr));
+  KwPkiStringFree(number);
+  KwPkiStringFree(name);
+  KwPkiPublicKey key = KwPkiPublicKeyAllocate();
+  require(KwPkiCertGetPublicKey(cert, key) != KWPKI_OK || set);
+  KwPkiPublicKeyFree(key);
+}
 void on_list(void *context, uint32_t, KwPkiCertList list) {
   ++*static_cast<int *>(context);
-  KwPkiCertListFree(list);
+  if (!list) return;  // it could not be read
+  std::vector<KwPkiCert> forward, backward;
+  require(KwPkiCertListNext(list) == nullptr && KwPkiCertListCurrent(list) == nullptr);
+  for (KwPkiCert c = KwPkiCertListFirst(list); c; c = KwPkiCertListNext(list)) forward.push_back(c);
+  for (KwPkiCert c = KwPkiCertListLast(list); c; c = KwPkiCertListPrev(list)) backward.push_back(c);
+  require(forward == std::vector<KwPkiCert>(backward.rbegin(), backward.rend()));
+  require(forward.empty() == (KwPkiCertListIsEmpty(list) == 1));
+  require(forward.size() <= payload.size() / 8);
+  for (KwPkiCert cert : forward) ask(cert);
+  uint32_t state = 0;
+  char *text = nullptr;
+  require(KwPkiGetSearchState(list, &state, &text) == text);
+  require(state == ssh_load_be32(&payload[8]));
+  KwPkiStringFree(text);
+  require(KwPkiCertListFree(list) == KWPKI_OK);
 }
 void on_names(void *context, uint32_t status, const char *const *names, const uint32_t *lengths,
               uint32_t count) {
@@ -46,11 +85,13 @@ void check_input(Bytes input) {
   pending_add(identifier, request);
   const Bytes reply = input.subspan(1);
   const auto length = static_cast<uint32_t>(reply.size());
+  ReplyEnvelope envelope;
+  const bool whole = reply_envelope_decode(reply, &envelope);
+  payload = envelope.payload;
   const KwPkiStatus status = KwPkiProcessAsyncResponce(reply.data(), length);
   require(calls == (status == KWPKI_OK));
   require(calls == 0 || request.callback);
-  ReplyEnvelope envelope;
-  require(pending_take(identifier, &left) != reply_envelope_decode(reply, &envelope));
+  require(pending_take(identifier, &left) != whole);
   require(KwPkiProcessAsyncResponce(reply.data(), length) == KWPKI_FAILED);
   require(calls == (status == KWPKI_OK));
 }
