@@ -40,5 +40,10 @@ if command -v swig >/dev/null; then
     "$(sed -n 's/.*"\(KWPKI_[A-Z_]*\)",SWIG_From_unsigned.*)(\(0[xX0-9A-F]*\|0\)u)));/\1 \2/p' \
       "$work/swig.c" | while read -r name value; do echo "$name $((value))"; done | sort)"
 fi
+if command -v bindgen >/dev/null; then
+  bindgen "$header" >"$work/kwpki.rs" || bad=1
+  compare bindgen "$(sed -n 's/.*pub fn \(KwPki[A-Za-z]*\).*/\1/p' "$work/kwpki.rs" | sort)" \
+    "$(sed -n 's/^pub const \(KWPKI_[A-Z_]*\): u32 = \([0-9]*\);/\1 \2/p' "$work/kwpki.rs" | sort)"
+fi
 test $seen -gt 0 || { echo "no such tool is here"; exit 77; }
 exit $bad
