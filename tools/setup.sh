@@ -14,8 +14,9 @@ for purpose in "$@"; do
                nlohmann-json3-dev libsqlite3-dev libssl-dev" ;;
     demo) more="openssl" ;;
     tests) more="libgtest-dev libgmock-dev openssl ca-certificates pandoc python3
-             python3-jsonschema doxygen doxygen-awesome-css valgrind python3-cffi swig python3-build
-             python3-wheel python3-setuptools python3-venv python3-pytest mypy chromium" ;;
+             python3-jsonschema doxygen doxygen-awesome-css valgrind python3-cffi swig
+             bindgen libclang1-14 libclang-common-14-dev python3-build python3-wheel
+             python3-setuptools python3-venv python3-pytest mypy chromium" ;;
     wheels) more="python3-build python3-wheel python3-setuptools" ;;
     clang) more="clang-14 libclang-rt-14-dev" ;;
     windows) more="wine wine32:i386 g++-mingw-w64-i686-posix googletest" ;;
