@@ -61,20 +61,13 @@ void SshPool::add_block(size_t room) {
   auto *block = static_cast<Block *>(ssh_xmalloc(sizeof(Block) + room));
   *block = {blocks_, room};
   blocks_ = block;
+  held_ += ssh_mem_heap_size(sizeof(Block) + room);
   use(*block);
 }
 
 void SshPool::use(Block &block) {
   free_ = reinterpret_cast<uint8_t *>(&block + 1);
   left_ = block.size;
-}
-
-size_t SshPool::held() const {
-  size_t octets = 0;
-  for (const Block *block = blocks_; block; block = block->next) {
-    octets += ssh_mem_heap_size(sizeof(Block) + block->size);
-  }
-  return octets;
 }
 
 void *SshPool::alloc_in_new_block(size_t size) {
@@ -114,6 +107,7 @@ void SshPool::rewind() {
   release();
   newest->next = nullptr;
   blocks_ = newest;
+  held_ = ssh_mem_heap_size(sizeof(Block) + newest->size);
   use(*newest);
 }
 
@@ -125,6 +119,6 @@ void SshPool::release() {
   }
   if (borrowed_ != 0 && !settled_) lender_->give_back(lent_, borrowed_);
   free_ = nullptr;
-  left_ = borrowed_ = 0;
+  left_ = borrowed_ = held_ = 0;
   spill_ = nullptr;
 }

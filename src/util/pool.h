@@ -74,7 +74,7 @@ class SshPool {
   [[nodiscard]] Bytes copy(Bytes bytes);
 
   // held bounds what the pool's blocks take of the heap; what was borrowed is the lender's.
-  [[nodiscard]] size_t held() const;
+  [[nodiscard]] size_t held() const { return held_; }
 
   // release frees every block and gives back what was borrowed and is not settled; the pool is
   // empty and usable again.
@@ -112,6 +112,7 @@ class SshPool {
   Block *blocks_ = nullptr;
   uint8_t *free_ = nullptr;
   size_t left_ = 0;
+  size_t held_ = 0;
   size_t most_ = 0;
   uint64_t *work_ = nullptr;
   SshPool *lender_ = nullptr;
