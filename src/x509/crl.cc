@@ -389,12 +389,15 @@ bool SshX509RevokedCursor::check(size_t &count) {
   }
 }
 
+// Out of line, as it needs room on the stack, which the usual entries do not.
+[[gnu::noinline]] void SshX509RevokedCursor::drop_extras() {
+  entry_ = {};
+  pool_.rewind();
+  has_extras_ = false;
+}
+
 bool SshX509RevokedCursor::next() {
-  if (has_extras_) {
-    entry_ = {};
-    pool_.rewind();
-    has_extras_ = false;
-  }
+  if (has_extras_) drop_extras();
   entry_.extensions.clear();
   entry_.extension_list = {};
   entry_.reason = 0;

@@ -108,6 +108,7 @@ class SshX509RevokedCursor {
 
  private:
   bool next_unusual();
+  void drop_extras();
 
   const uint8_t *at_;
   const uint8_t *end_;
