@@ -54,8 +54,8 @@ struct SshX509Decoder {
   bool unusual = false;  // whether a plain decode met what it must leave to the general reader
 
   // refuse notes a refusal unless an inner one was noted before, and gives false. `at` is null for
-  // a missing part. Where the work is spent, that is the reason, whatever was being read. Few inputs
-  // are refused, so what leads there stands apart from the code of a decode.
+  // a missing part. Where the work is spent, that is the reason, whatever was being read. Few
+  // inputs are refused, so what leads there stands apart from the code of a decode.
   [[gnu::cold]] bool refuse(const char *structure, const char *rule, const uint8_t *at,
                             SshOid identifier = {}, SshX509Found found = SSH_X509_FOUND_IT);
   [[gnu::cold]] bool refuse_value(const char *structure, const char *rule, const uint8_t *at) {

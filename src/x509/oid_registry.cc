@@ -249,9 +249,9 @@ constexpr Entry kFurtherAttributes[] = {
 };
 // clang-format on
 
-// Table is a kind's rows, the given ones first, and an index over them: rows are chained by the last
-// byte of their identifiers, each chain in the order of the table, so that the first of equal rows
-// is met first.
+// Table is a kind's rows, the given ones first, and an index over them: rows are chained by the
+// last byte of their identifiers, each chain in the order of the table, so that the first of equal
+// rows is met first.
 constexpr uint32_t kChains = 64;
 template <size_t N>
 struct Table {
