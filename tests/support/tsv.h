@@ -11,17 +11,14 @@
 #include <string>
 #include <vector>
 
-class TsvRow {
- public:
-  explicit TsvRow(std::map<std::string, std::string> cells) : cells_(std::move(cells)) {}
+struct TsvRow {
+  std::map<std::string, std::string> cells;
+
   const std::string &operator[](const std::string &column) const {
     static const std::string kNone;
-    const auto found = cells_.find(column);
-    return found == cells_.end() ? kNone : found->second;
+    const auto found = cells.find(column);
+    return found == cells.end() ? kNone : found->second;
   }
-
- private:
-  std::map<std::string, std::string> cells_;
 };
 
 struct TsvTable {
@@ -33,10 +30,10 @@ struct TsvTable {
     std::getline(in, head);
     while (std::getline(in, line)) {
       std::istringstream columns(head), cells(line);
-      std::map<std::string, std::string> row;
+      TsvRow row;
       while (std::getline(columns, column, '\t'))
-        row[column] = std::getline(cells, cell, '\t') ? cell : "";
-      rows.emplace_back(std::move(row));
+        row.cells[column] = std::getline(cells, cell, '\t') ? cell : "";
+      rows.push_back(row);
     }
   }
 
