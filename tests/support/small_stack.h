@@ -1,6 +1,6 @@
-// run_on_small_stack(work): runs `work` on a thread of 64 KiB of stack, or the least that the system
-// allows (128 KiB on aarch64), so that whatever recurses over the depth of its input crashes here
-// instead of at a user's.
+// run_on_small_stack(work): runs `work` on a thread of 64 KiB of stack, or the least that the
+// system allows (128 KiB on aarch64), so that whatever recurses over the depth of its input crashes
+// here instead of at a user's.
 #pragma once
 
 #include <gtest/gtest.h>

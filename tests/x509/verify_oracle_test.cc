@@ -1,4 +1,5 @@
-// Signatures of certificates and CRLs, made by OpenSSL, under every algorithm that is computed. That a change is seen wherever it stands is tested in tests/crypto.
+// Signatures of certificates and CRLs, made by OpenSSL, under every algorithm that is computed.
+// That a change is seen wherever it stands is tested in tests/crypto.
 #include "x509/verify.h"
 
 #include <openssl/evp.h>
