@@ -46,6 +46,7 @@ try_zip() {
   "$wine" ../bin/kwpki.exe search --dns www.example.com >said ||
     fail "it does not search through the agent"
   grep -q 'CN=www.example.com' said || fail "it does not show what was found"
+  wineserver -w  # it writes its files when all programs have ended
 }
 (export WINEARCH=win32 && try_zip x86 i686-w64-mingw32-gcc wine)
 export WINELOADER=/usr/lib/wine/wine64
