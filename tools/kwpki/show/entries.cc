@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-
 #include "kwpki/show/render.h"
 #include "kwpki/values/describe.h"
 #include "kwpki/values/values.h"
