@@ -11,10 +11,9 @@ tools/packages.sh >"$work/log" 2>&1 || { tail -n 40 "$work/log"; exit 1; }
 grep -v 'tar[.]gz$' "$packages/SHA256SUMS" >"$work/wanted"
 diff "$work/wanted" build/packages/SHA256SUMS
 
-cmake --preset demo -DBUILD_SHARED_LIBS=OFF -DKWPKI_TOOLS=OFF -DKWPKI_LOOPBACK=OFF \
-  -DCMAKE_INSTALL_PREFIX="$work/static" -DCMAKE_INSTALL_LIBDIR="$work/other/lib" >/dev/null
-cmake --build --preset demo --target install >/dev/null
-sh tests/install/pkg_config.sh "$work/other" examples/readme.c "$work/pkg_config"
-sh tests/install/cmake.sh "$work/static;$work/other" "$PWD/examples/readme.c" \
+cmake --preset demo -DBUILD_SHARED_LIBS=OFF -DCMAKE_INSTALL_PREFIX="$work/static" >/dev/null
+cmake --build --preset demo --target install
+sh tests/install/pkg_config.sh "$work/static" "$PWD/examples/readme.c" "$work/pkg_config"
+sh tests/install/cmake.sh "$work/static" "$PWD/examples/readme.c" \
   "$PWD/examples/v3-rich.der" "C=FI, L=Helsinki, O=Example Oy, OU=Web, CN=www.example.com" \
   "$work/consumer"
