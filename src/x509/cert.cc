@@ -237,12 +237,12 @@ bool decode_names(TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
   if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder, &cert.issuer_names)) {
     return decoder.refuse_read("issuer", parts.issuer);
   }
-  // Who issues for himself has the same name, which was read.
-  const bool same = ssh_bytes_equal(parts.issuer.der(), parts.subject.der());
-  if (same && cert.issuer_names) {
-    ssh_x509_name_add_dn(parts.subject.der(), SSH_X509_NAME_DN, decoder, &cert.subject_names);
-  } else if (!same && !ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder,
-                                               &cert.subject_names)) {
+  if (ssh_bytes_equal(parts.issuer.der(), parts.subject.der())) {
+    // The certificate is self-issued, and its one name was read; there is no entry if it is empty.
+    if (cert.issuer_names)
+      ssh_x509_name_add_dn(parts.subject.der(), SSH_X509_NAME_DN, decoder, &cert.subject_names);
+  } else if (!ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder,
+                                      &cert.subject_names)) {
     return decoder.refuse_read("subject", parts.subject);
   }
   if (parts.has_issuer_id) add_unique_id(parts.issuer_id, decoder.pool, &cert.issuer_names);

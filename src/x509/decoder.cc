@@ -100,8 +100,8 @@ uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits) {
 }
 
 uint32_t ssh_x509_named_bits_to_mask(const SshAsn1Bits &bits) {
-  const uint32_t named = bits.bits < 32 ? ~(UINT32_MAX >> bits.bits) : UINT32_MAX;
-  const uint32_t first_byte_low =
-      named >> 24 | (named >> 8 & 0xFF00) | (named & 0xFF00) << 8 | named << 24;
-  return ssh_x509_bits_to_mask(bits) & first_byte_low;
+  const uint32_t mask = ssh_x509_bits_to_mask(bits);
+  if (bits.bits >= 32) return mask;
+  const uint32_t unused = 0xFFu >> bits.bits % 8;  // in the last byte
+  return mask & ~(unused << (bits.bits / 8 * 8));
 }

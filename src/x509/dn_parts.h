@@ -82,9 +82,10 @@ template <class Visitor>
   return work.left != 0;
 }
 template <class Visitor>
-[[nodiscard]] bool ssh_dn_walk(Bytes der, Visitor &visitor) {
+[[nodiscard]] bool ssh_dn_walk(Bytes der, Visitor &visitor,
+                               const SshX509Rules &rules = ssh_x509_rules()) {
   SshAsn1Work work = SshAsn1Work::for_input(der.size());
-  return ssh_dn_walk(der, ssh_x509_rules(), visitor, work);
+  return ssh_dn_walk(der, rules, visitor, work);
 }
 
 // ssh_dn_value_charset gives the character set of a value by its identifier byte, SSH_DN_NO_CHARSET

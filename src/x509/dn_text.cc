@@ -315,8 +315,7 @@ char *ssh_dn_der_to_ldap(Bytes der) {
   const SshX509Rules &rules = ssh_x509_rules();
   PrintVisitor plain{rules}, any{rules};
   if (ssh_dn_walk_plain(der, rules, plain)) return plain.finish();
-  SshAsn1Work work = SshAsn1Work::for_input(der.size());
-  return ssh_dn_walk(der, rules, any, work) ? any.finish() : nullptr;
+  return ssh_dn_walk(der, any, rules) ? any.finish() : nullptr;
 }
 
 bool ssh_dn_decode_ldap(const char *text, SshDN *dn) { return Parser(text).name(dn); }

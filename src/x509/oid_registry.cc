@@ -167,8 +167,8 @@ constexpr Entry kQualifiers[] = {
     {.oid = "1.3.6.1.5.5.7.2.2", .name = "pkix-id-qt-unotice", .description = "user notice",           .code = 2},
 };
 
-// The further rows: what public and enterprise PKIs have issued since. Each stands behind
-// the rows of its kind above, so that it can hide none of them.
+// The further rows: what public and enterprise PKIs have issued since. Each stands behind the rows
+// of its kind above, so that it can hide none of them.
 constexpr Entry kFurtherPublicKeys[] = {
     {.oid = "1.2.840.10045.2.1",     .name = "ecPublicKey",    .description = "elliptic curve", .key_type = &kEc},
     {.oid = "1.3.101.112",           .name = "Ed25519",        .description = "Ed25519", .key_type = &kEd25519},
@@ -255,6 +255,7 @@ constexpr Entry kFurtherAttributes[] = {
 constexpr uint32_t kChains = 64;
 template <size_t N>
 struct Table {
+  uint32_t given;
   std::array<SshOidRow, N> rows;
   uint8_t chains[kChains];  // the first row, N for none
   uint8_t next[N];
@@ -270,7 +271,7 @@ consteval SshOidRow row_of(const Entry &entry) {
 template <const auto &Given, const auto &Further, size_t... I, size_t... J>
 consteval auto table_of(std::index_sequence<I...>, std::index_sequence<J...>) {
   constexpr size_t kCount = sizeof...(I) + sizeof...(J);
-  Table<kCount> table = {{row_of(Given[I])..., row_of(Further[J])...}, {}, {}};
+  Table<kCount> table = {sizeof...(I), {row_of(Given[I])..., row_of(Further[J])...}, {}, {}};
   for (uint8_t &first : table.chains) first = kCount;
   for (size_t i = kCount; i-- > 0;) {
     const SshOidConstant &encoded = table.rows[i].encoded;
@@ -295,12 +296,12 @@ struct Kind {
   uint32_t all;
 
   template <size_t N>
-  constexpr Kind(SshOidKind number, size_t given_rows, const Table<N> &table)
+  constexpr Kind(SshOidKind number, const Table<N> &table)
       : rows(table.rows.data()),
         chains(table.chains),
         next(table.next),
         kind(number),
-        given(static_cast<uint32_t>(given_rows)),
+        given(table.given),
         all(N) {
     static_assert(N < 255);
   }
@@ -312,15 +313,14 @@ struct Kind {
 };
 
 constexpr Kind kKinds[] = {
-    {SSH_OID_PUBLIC_KEY, std::size(kPublicKeys), kTableOf<kPublicKeys, kFurtherPublicKeys>},
-    {SSH_OID_SIGNATURE, std::size(kSignatures), kTableOf<kSignatures, kFurtherSignatures>},
-    {SSH_OID_EXTENSION, std::size(kExtensionEntries),
-     kTableOf<kExtensionEntries, kFurtherExtensions>},
-    {SSH_OID_DN, std::size(kAttributes), kTableOf<kAttributes, kFurtherAttributes>},
-    {SSH_OID_PKCS9, std::size(kPkcs9), kTableOf<kPkcs9>},
-    {SSH_OID_OTHER, std::size(kOther), kTableOf<kOther>},
-    {SSH_OID_HOLD, std::size(kHold), kTableOf<kHold>},
-    {SSH_OID_POLICY_QUALIFIER, std::size(kQualifiers), kTableOf<kQualifiers>},
+    {SSH_OID_PUBLIC_KEY, kTableOf<kPublicKeys, kFurtherPublicKeys>},
+    {SSH_OID_SIGNATURE, kTableOf<kSignatures, kFurtherSignatures>},
+    {SSH_OID_EXTENSION, kTableOf<kExtensionEntries, kFurtherExtensions>},
+    {SSH_OID_DN, kTableOf<kAttributes, kFurtherAttributes>},
+    {SSH_OID_PKCS9, kTableOf<kPkcs9>},
+    {SSH_OID_OTHER, kTableOf<kOther>},
+    {SSH_OID_HOLD, kTableOf<kHold>},
+    {SSH_OID_POLICY_QUALIFIER, kTableOf<kQualifiers>},
 };
 
 consteval bool kinds_in_order() {
@@ -341,6 +341,10 @@ const SshOidRow *find(const Kind &kind, uint32_t count, Is is) {
   const SshOidRow *const end = kind.rows + count;
   const SshOidRow *const row = std::find_if(kind.rows, end, is);
   return row == end ? nullptr : row;
+}
+
+const SshOidRow *find_text(const Kind &kind, uint32_t count, const char *oid) {
+  return find(kind, count, [oid](const SshOidRow &row) { return std::strcmp(row.oid, oid) == 0; });
 }
 
 template <class Word>
@@ -399,18 +403,14 @@ bool equal_ignoring_case(const char *a, const char *b) {
 
 const SshOidRow *ssh_oid_find_by_oid(const char *oid, SshOidKind kind) {
   if (kind >= std::size(kKinds)) return nullptr;
-  return find(kKinds[kind], kKinds[kind].count(ssh_x509_rules()),
-              [oid](const SshOidRow &row) { return std::strcmp(row.oid, oid) == 0; });
+  return find_text(kKinds[kind], kKinds[kind].count(ssh_x509_rules()), oid);
 }
 
 const SshOidRow *ssh_oid_find_of_any_kind(const char *oid) {
-  const SshOidRow *row = nullptr;
   for (const Kind &kind : kKinds) {
-    if (row) break;
-    row = find(kind, kind.all,
-               [oid](const SshOidRow &other) { return std::strcmp(other.oid, oid) == 0; });
+    if (const SshOidRow *row = find_text(kind, kind.all, oid)) return row;
   }
-  return row;
+  return nullptr;
 }
 
 const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind, const SshX509Rules &rules) {

@@ -229,10 +229,11 @@ TEST_F(CorpusTest, NamesAndTheirTexts) {
       const bool good = ssh_dn_decode_der(octets, &dn);
       if (good) {
         ++read;
-        const auto expected = name_text(row, modern);
-        texts += expected.has_value();
         const std::string text = sample::own_text(ssh_dn_encode_ldap(&dn));
-        EXPECT_EQ(text, expected.value_or(text));
+        if (const auto expected = name_text(row, modern)) {
+          EXPECT_EQ(text, *expected);
+          ++texts;
+        }
       }
       ssh_dn_clear(&dn);
       bool empty = false;
