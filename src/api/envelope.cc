@@ -12,18 +12,18 @@ namespace {
 constexpr uint32_t kVersion = 1;  // of the envelope; there is no other
 
 // One row per KwPkiRequestType.
-constexpr KwPkiForm kForms[] = {
+constexpr KwPkiForm kCallbackForms[] = {
     KWPKI_FORM_STATUS, KWPKI_FORM_STATUS, KWPKI_FORM_LIST, KWPKI_FORM_LIST,
     KWPKI_FORM_NAMES,  KWPKI_FORM_STATUS, KWPKI_FORM_DATA, KWPKI_FORM_STATUS,
 };
-static_assert(std::size(kForms) == KWPKI_REQUEST_CERT_REQUEST_REMOVE + 1);
+static_assert(std::size(kCallbackForms) == KWPKI_REQUEST_CERT_REQUEST_REMOVE + 1);
 
 std::atomic<uint32_t> next_identifier{0};
 
 }  // namespace
 
 KwPkiForm callback_form(uint32_t type) {
-  return type < std::size(kForms) ? kForms[type] : KWPKI_FORM_NONE;
+  return type < std::size(kCallbackForms) ? kCallbackForms[type] : KWPKI_FORM_NONE;
 }
 
 uint32_t request_identifier_take(std::atomic<uint32_t> &counter) {

@@ -7,7 +7,7 @@ namespace {
 constexpr struct {
   uint32_t core;
   KwPkiStatus code;
-} kRows[] = {
+} kCodes[] = {
     {SSH_CM_OK, KWPKI_OK}, {9, KWPKI_REFUSED},         {11, KWPKI_REFUSED},
     {12, KWPKI_REFUSED},   {17, KWPKI_REFUSED_SEVERE},
 };
@@ -15,7 +15,7 @@ constexpr struct {
 }  // namespace
 
 KwPkiStatus kwpki_status(SshCMStatus status) {
-  for (const auto &row : kRows) {
+  for (const auto &row : kCodes) {
     if (row.core == status) return row.code;
   }
   return KWPKI_FAILED;

@@ -101,18 +101,18 @@ bool in_ranges(const SshBerTime &time, uint32_t hour_max, uint32_t minute_max) {
          time.tz_minutes <= kNumberMax;
 }
 
-// Form tells the two ASN.1 types apart: the width of the year, whether it is two digits of a
+// TimeForm tells the two ASN.1 types apart: the width of the year, whether it is two digits of a
 // century to be guessed, and whether a fraction may follow.
-struct Form {
+struct TimeForm {
   size_t year_width;
   bool short_year;
 };
-constexpr Form kUtcTime = {2, true};
-constexpr Form kGeneralizedTime = {4, false};
+constexpr TimeForm kUtcTime = {2, true};
+constexpr TimeForm kGeneralizedTime = {4, false};
 
 // read_usual reads what nearly all times are: digits and "Z", with every field in its range.
 // GeneralizedTime has two digits more in front. Nothing is stored otherwise.
-template <Form kForm>
+template <TimeForm kForm>
 bool read_usual(Bytes content, SshBerTime *out) {
   constexpr size_t kMore = kForm.short_year ? 0 : 2;
   if (content.size() != SSH_BER_USUAL_UTC_TIME + kMore) return false;
@@ -147,7 +147,7 @@ bool scan_zone(Bytes content, size_t at, SshBerTime &time) {
 // scan_general reads content as scanf would. Minutes and seconds may be missing. What follows is
 // taken at a fixed offset, as if each field had used its whole width, even where white space made
 // the scan end elsewhere.
-bool scan_general(Bytes content, const Form &form, SshBerTime &time) {
+bool scan_general(Bytes content, const TimeForm &form, SshBerTime &time) {
   Scanner scan(content);
   if (!scan.number(form.year_width, time.year)) return false;
   size_t fields = 1;
@@ -169,7 +169,7 @@ bool scan_general(Bytes content, const Form &form, SshBerTime &time) {
 
 // decode reads one of the two types. Hour 24 and minute and second 60 are accepted, as they always
 // were; what is odd about a time is noted.
-template <Form kForm>
+template <TimeForm kForm>
 bool decode(Bytes content, SshBerTime *out) {
   if (read_usual<kForm>(content, out)) return true;
   SshBerTime time;

@@ -22,13 +22,13 @@ constexpr uint32_t kFirstSize = 8;
 constexpr uint8_t as_is(uint8_t c) { return c; }
 
 // The order of an integer's bytes is the machine's: nothing but this mapping ever sees the number.
-uint32_t integer(Bytes key) {
+uint32_t integer_of(Bytes key) {
   uint32_t value = 0;
   std::memcpy(&value, key.data(), sizeof value);
   return value;
 }
 
-uint32_t hash_integer(Bytes key) { return integer(key); }
+uint32_t hash_integer(Bytes key) { return integer_of(key); }
 
 // hash_octets rotates the hash for each byte, so that the order of bytes counts. `Letter` folds
 // case where letters of either case are one key.
@@ -39,7 +39,7 @@ uint32_t hash_octets(Bytes key) {
   return hash;
 }
 
-bool same_integer(const SshMappingSlot &slot, Bytes key) { return slot.length == integer(key); }
+bool same_integer(const SshMappingSlot &slot, Bytes key) { return slot.length == integer_of(key); }
 
 bool same_octets(const SshMappingSlot &slot, Bytes key) {
   return ssh_bytes_equal({slot.key, slot.length}, key);
@@ -56,12 +56,12 @@ bool same_letters(const SshMappingSlot &slot, Bytes key) {
 constexpr struct {
   uint32_t (*hash)(Bytes key);
   bool (*same)(const SshMappingSlot &slot, Bytes key);
-} kKinds[] = {
+} kKeyKinds[] = {
     {hash_integer, same_integer},
     {hash_octets<as_is>, same_octets},
     {hash_octets<ssh_to_lower<uint8_t>>, same_letters},
 };
-static_assert(std::size(kKinds) == SSH_MAPPING_KINDS);
+static_assert(std::size(kKeyKinds) == SSH_MAPPING_KINDS);
 
 // usable is false for an integer key of too few bytes, which is never held.
 bool usable(const SshMapping &mapping, Bytes key) {
@@ -104,7 +104,7 @@ SshMappingSlot *find(const SshMapping &mapping, uint32_t hash, Bytes key, SshMap
     }
     if (slot->hash == kDeleted) {
       if (!*free) *free = slot;
-    } else if (slot->hash == hash && kKinds[mapping.kind].same(*slot, key)) {
+    } else if (slot->hash == hash && kKeyKinds[mapping.kind].same(*slot, key)) {
       return slot;
     }
   }
@@ -134,7 +134,7 @@ void rebuild(SshMapping &mapping, uint32_t size) {
 }  // namespace
 
 uint32_t ssh_mapping_hash(SshMappingKind kind, Bytes key) {
-  const uint32_t hash = kKinds[kind].hash(key);
+  const uint32_t hash = kKeyKinds[kind].hash(key);
   return hash <= kDeleted ? hash + 2 : hash;
 }
 
@@ -170,7 +170,7 @@ void ssh_mapping_put(SshMapping &mapping, Bytes key, void *value) {
     --(slot->hash == kDeleted ? mapping.deleted : mapping.empty);
   }
   if (mapping.kind == SSH_MAPPING_INTEGER) {
-    *slot = {hash, integer(key), nullptr, value};
+    *slot = {hash, integer_of(key), nullptr, value};
   } else {
     *slot = {hash, static_cast<uint32_t>(key.size()), key.data(), value};
   }

@@ -78,7 +78,7 @@ constexpr Mix kMixes[2][4] = {
 };
 
 // The lines that make keys: the bytes that S5 to S8 are asked at, and one for a box again.
-constexpr uint8_t kKeys[4][4][5] = {
+constexpr uint8_t kKeyLines[4][4][5] = {
     {{Z8, Z9, Z7, Z6, Z2}, {ZA, ZB, Z5, Z4, Z6}, {ZC, ZD, Z3, Z2, Z9}, {ZE, ZF, Z1, Z0, ZC}},
     {{X3, X2, XC, XD, X8}, {X1, X0, XE, XF, XD}, {X7, X6, X8, X9, X3}, {X5, X4, XA, XB, X7}},
     {{Z3, Z2, ZC, ZD, Z9}, {Z1, Z0, ZE, ZF, ZC}, {Z7, Z6, Z8, Z9, Z2}, {Z5, Z4, ZA, ZB, Z6}},
@@ -104,7 +104,7 @@ void ssh_cast128_schedule(uint32_t *schedule, Bytes key) {
       ssh_store_be32(octets + mix.to, word ^ look_up(octets, mix.octets, mix.again));
     }
     for (size_t k = 0; k < 4; ++k) {
-      const uint32_t made = look_up(octets, kKeys[i / 4 % 4][k], 5 + k);
+      const uint32_t made = look_up(octets, kKeyLines[i / 4 % 4][k], 5 + k);
       schedule[i + k] = i < kRotations ? made : made & 31;
     }
   }

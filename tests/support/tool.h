@@ -12,7 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "kwpki/commands/commands.h"
+#include "kwpki/commands/command_line.h"
+#include "kwpki/terminal/exit.h"
 #include "support/folder.h"
 #include "support/profile.h"
 

@@ -1,4 +1,4 @@
-#include "kwpki/commands/commands.h"
+#include "kwpki/commands/command_line.h"
 
 namespace {
 

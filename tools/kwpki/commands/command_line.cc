@@ -6,6 +6,7 @@
 #include <numeric>
 #include <sstream>
 
+#include "kwpki/commands/command_line.h"
 #include "kwpki/commands/commands.h"
 #include "kwpki/terminal/system.h"
 #include "kwpki/terminal/text.h"

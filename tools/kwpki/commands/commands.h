@@ -34,12 +34,4 @@ void add_error_command(CLI::App &app, Run &run);
 void add_store_commands(CLI::App &app, Run &run);
 void add_completion_command(CLI::App &app, Run &run);
 
-// prepare_process is for main.cc. From then on the process ends with a message and kExitUnreadable
-// when memory runs out, and writing to a stream that is closed, or that nobody reads any more, is
-// an error of the writing function.
-void prepare_process();
-
-// run_command_line is the rest of the program, for main() and for tests.
-int run_command_line(int argc, const char *const *argv, const Streams &streams);
-
 }  // namespace kwpki

@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <new>
 
-#include "kwpki/commands/commands.h"
+#include "kwpki/commands/command_line.h"
+#include "kwpki/terminal/exit.h"
 #include "kwpki/terminal/system.h"
 #include "util/fatal.h"
 

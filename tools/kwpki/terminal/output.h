@@ -3,12 +3,12 @@
 #pragma once
 
 #include <chrono>
-#include <cstdio>
 #include <exception>
 #include <new>
 #include <string>
 #include <string_view>
 
+#include "kwpki/terminal/streams.h"
 #include "kwpki/terminal/text.h"
 
 namespace kwpki {
@@ -17,13 +17,6 @@ namespace kwpki {
 // choose_color sets it for all output of the process.
 enum class Color : uint8_t { kAuto, kAlways, kNever };
 void choose_color(Color color);
-
-// Streams are the three standard streams, or those of a test.
-struct Streams {
-  std::FILE *in;
-  std::FILE *out;
-  std::FILE *err;
-};
 
 // OutputClosed is thrown when output cannot be written; `error` is EPIPE if nobody reads it.
 struct OutputClosed {
