@@ -11,6 +11,8 @@ constexpr size_t kSmallestBlock = 512;
 // The largest block that is made for several pieces: 4 MiB in a process of 32 bits, whose free
 // memory may have no larger gap, and 8 MiB in others. A piece that needs more gets its own block.
 constexpr size_t kLargestBlock = 0x100000 * sizeof(void *);
+// A block that is as large as all before it is likely to be filled: a list of thousands is being read.
+constexpr size_t kFilledSoon = 0x200000;
 
 }  // namespace
 
@@ -59,6 +61,7 @@ void SshPool::add_block(size_t room) {
   // request, and ssh_xmalloc refuses it. Adding to a larger room could overflow.
   room = std::min(room, SSH_XMALLOC_MAX);
   auto *block = static_cast<Block *>(ssh_xmalloc(sizeof(Block) + room));
+  if (room >= kFilledSoon) ssh_mem_prefer_large_pages(block, sizeof(Block) + room);
   *block = {blocks_, room};
   blocks_ = block;
   held_ += ssh_mem_heap_size(sizeof(Block) + room);
