@@ -16,7 +16,8 @@ for purpose in "$@"; do
     tests) more="libgtest-dev libgmock-dev openssl ca-certificates pandoc python3
              python3-jsonschema doxygen doxygen-awesome-css valgrind python3-cffi swig
              bindgen libclang1-14 libclang-common-14-dev python3-build python3-wheel
-             python3-setuptools python3-venv python3-pytest mypy chromium" ;;
+             python3-setuptools python3-venv python3-pytest mypy chromium
+             chromium-driver python3-selenium python3-lxml" ;;
     wheels) more="python3-build python3-wheel python3-setuptools" ;;
     clang) more="clang-14 libclang-rt-14-dev" ;;
     windows) more="wine wine32:i386 g++-mingw-w64-i686-posix googletest" ;;

@@ -1,82 +1,52 @@
-"""page.py KWPKI EXAMPLES WORK: pages of --html in Chromium, driven by its own protocol. What is pointed
-at or focused is marked, in elements and bytes; nothing is fetched, and names from data do nothing.
-Without Chromium it ends with 77."""
+"""page.py KWPKI EXAMPLES WORK: pages of --html in Chromium. What is pointed at or focused is marked,
+in elements and bytes; nothing is fetched, and names from data do nothing. Without Chromium's driver
+it ends with 77."""
 import json
-import os
 import pathlib
 import shutil
 import subprocess
 import sys
 
+driver = shutil.which("chromedriver") or sys.exit(77)
+import selenium.webdriver  # noqa: E402
+from selenium.webdriver.chrome.service import Service  # noqa: E402
+
 kwpki, examples, work = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
-chromium = shutil.which("chromium") or sys.exit(77)
 shutil.rmtree(work, ignore_errors=True)
 work.mkdir(parents=True)
 PAGE = work / "page.html"
 faults = []
 
 
-class Browser:
-    """A page in Chromium; what it asked a network for is in `asked`, what it said in `said`."""
+def show(*words, status=0):
+    """Opens the page that a command writes, and gives its size."""
+    done = subprocess.run([kwpki, *words], capture_output=True)
+    expect(f"status of {words}, {done.stderr}", done.returncode, status)
+    PAGE.write_bytes(done.stdout)
+    browser.get("about:blank")
+    log("performance"), log("browser")
+    browser.get(PAGE.as_uri())
+    return len(done.stdout)
 
-    def __init__(self):
-        reader, writer = os.pipe()
-        self.answers, to_us = os.pipe()
-        subprocess.Popen(["sh", "-c", f'exec "$@" 3<&{reader} 4>&{to_us}', "sh", chromium,
-                          "--headless=new", "--no-sandbox", "--disable-gpu",
-                          "--remote-debugging-pipe", f"--user-data-dir={work}/profile"],
-                         pass_fds=(reader, to_us), stderr=subprocess.DEVNULL)
-        os.close(to_us)
-        self.to, self.number, self.session = os.fdopen(writer, "wb", 0), 0, {}
-        self.rest, self.asked, self.said = b"", [], []
-        target = self.call("Target.createTarget", url="about:blank")["targetId"]
-        self.session = {"sessionId": self.call("Target.attachToTarget", targetId=target,
-                                               flatten=True)["sessionId"]}
-        for domain in ("Page", "Network", "Runtime", "Log"):
-            self.call(domain + ".enable")
 
-    def read(self):
-        while b"\0" not in self.rest:
-            self.rest += os.read(self.answers, 1 << 16) or sys.exit("Chromium ended")
-        message, _, self.rest = self.rest.partition(b"\0")
-        message = json.loads(message)
-        if message.get("method") == "Network.requestWillBeSent":
-            self.asked.append(message["params"]["request"]["url"])
-        if message.get("method") in ("Runtime.exceptionThrown", "Runtime.consoleAPICalled",
-                                     "Log.entryAdded", "Page.javascriptDialogOpening"):
-            self.said.append(message)
-        return message
+def log(kind):
+    return [entry["message"] for entry in browser.get_log(kind)]
 
-    def call(self, method, **details):
-        self.number += 1
-        message = {"id": self.number, "method": method, "params": details, **self.session}
-        self.to.write(json.dumps(message).encode() + b"\0")
-        while (answer := self.read()).get("id") != self.number:
-            pass
-        return answer["result"]
 
-    def show(self, *words, status=0):
-        """Opens the page that a command writes, and gives its size."""
-        done = subprocess.run([kwpki, *words], capture_output=True)
-        expect(f"status of {words}, {done.stderr}", done.returncode, status)
-        PAGE.write_bytes(done.stdout)
-        self.asked, self.said = [], []
-        self.call("Page.navigate", url=PAGE.as_uri())
-        while self.read().get("method") != "Page.loadEventFired":
-            pass
-        return len(done.stdout)
+def evaluate(script):
+    return browser.execute_script("return " + script)
 
-    def eval(self, script):
-        answer = self.call("Runtime.evaluate", expression=script, returnByValue=True,
-                           awaitPromise=True)
-        return answer["result"].get("value", answer.get("exceptionDetails"))
 
-    def point(self, script):
-        """Moves the mouse to the element or range that a script gives."""
-        x, y = self.eval(f"""(() => {{ const at = {script};
-          (at.startContainer || at).parentElement.scrollIntoView({{block: "center"}});
-          const box = at.getBoundingClientRect(); return [box.x + 5, box.y + 5]; }})()""")
-        self.call("Input.dispatchMouseEvent", type="mouseMoved", x=x, y=y)
+def point(script):
+    """Moves the mouse to the element or range that a script gives."""
+    x, y = evaluate(f"""(() => {{ const at = {script};
+      (at.startContainer || at).parentElement.scrollIntoView({{block: "center"}});
+      const box = at.getBoundingClientRect(); return [box.x + 5, box.y + 5]; }})()""")
+    browser.execute_cdp_cmd("Input.dispatchMouseEvent", {"type": "mouseMoved", "x": x, "y": y})
+
+
+def press(key):
+    browser.execute_cdp_cmd("Input.dispatchKeyEvent", {"type": "rawKeyDown", "key": key})
 
 
 def expect(what, found, wanted):
@@ -97,37 +67,39 @@ DIGITS = """(offset => { const digits = document.querySelectorAll('.digits')[off
 
 def check_marked(why, octets, wanted):
     """The selected element begins there; its bytes are marked, and no others."""
-    start, header, content, _ = map(int, browser.eval(SELECTED + ".dataset.r").split())
+    start, header, content, _ = map(int, evaluate(SELECTED + ".dataset.r").split())
     expect(f"element {why}", start, wanted)
-    expect(f"bytes marked {why}", browser.eval(MARKED),
+    expect(f"bytes marked {why}", evaluate(MARKED),
            octets[start:start + header + content].hex(" "))
 
 
 def check_marking(octets):
-    rows = [list(map(int, row.split())) for row in browser.eval(ROWS + ".map(r => r.dataset.r)")]
+    rows = [list(map(int, row.split())) for row in evaluate(ROWS + ".map(r => r.dataset.r)")]
     for at in (3, len(rows) - 1):
-        browser.point(f"{ROWS}[{at}].querySelector('b')")
+        point(f"{ROWS}[{at}].querySelector('b')")
         check_marked("pointed at", octets, rows[at][0])
     for byte in (1, len(octets) // 2, len(octets) - 1):
-        browser.point(f"{DIGITS}({byte})")
+        point(f"{DIGITS}({byte})")
         around = [row for row in rows if row[0] <= byte < row[0] + row[1] + row[2]]
         check_marked(f"of byte {byte}", octets, around[-1][0])
-        expect("byte told", browser.eval(NUMBER), str(byte))
-    browser.eval(SELECTED + ".focus()")
+        expect("byte told", evaluate(NUMBER), str(byte))
+    evaluate(SELECTED + ".focus()")
     for key, row in (("Home", 0), ("ArrowDown", 1), ("End", -1), ("ArrowUp", -2), ("Home", 0)):
-        browser.call("Input.dispatchKeyEvent", type="rawKeyDown", key=key)
+        press(key)
         check_marked(f"after {key}", octets, rows[row][0])
-    browser.eval("document.querySelector('pre').focus()")
-    browser.call("Input.dispatchKeyEvent", type="rawKeyDown", key="ArrowRight")
-    expect("byte after ArrowRight", browser.eval(NUMBER), "1")
+    evaluate("document.querySelector('pre').focus()")
+    press("ArrowRight")
+    expect("byte after ArrowRight", evaluate(NUMBER), "1")
     return rows
 
 
 def check_quiet():
     """Nothing was fetched, said or run, and the page's policy lets nothing else in."""
-    expect("fetched", browser.asked, [PAGE.as_uri()])
-    expect("said", browser.said, [])
-    expect("let in", browser.eval("""(async () => { const script = document.createElement('script');
+    messages = [json.loads(entry)["message"] for entry in log("performance")]
+    expect("fetched", [message["params"]["request"]["url"] for message in messages
+                       if message["method"] == "Network.requestWillBeSent"], [PAGE.as_uri()])
+    expect("said", log("browser"), [])
+    expect("let in", evaluate("""(async () => { const script = document.createElement('script');
       script.textContent = 'hacked = 1'; document.body.append(script);
       const fetched = await fetch('data:,x').then(() => 'fetched', () => 'refused');
       return [typeof hacked, fetched]; })()"""), ["undefined", "refused"])
@@ -145,33 +117,37 @@ def check_hostile():
         made = made.replace(letter, name)
     path = work / "<img src=x onerror=hacked=1>&quot;'.der"
     path.write_bytes(made)
-    browser.show("inspect", "--html", path, path)
-    browser.eval("document.querySelectorAll('details').forEach(each => each.open = true)")
-    browser.eval(ROWS + ".forEach(each => each.focus())")
-    expect("elements made of names", browser.eval("document.querySelectorAll("
+    show("inspect", "--html", path, path)
+    evaluate("document.querySelectorAll('details').forEach(each => each.open = true)")
+    evaluate(ROWS + ".forEach(each => each.focus())")
+    expect("elements made of names", evaluate("document.querySelectorAll("
            "'img, script:not(:last-child), [onmouseover], svg:not(.bar)').length"), 0)
-    text = browser.eval("document.body.textContent")
+    text = evaluate("document.body.textContent")
     for part in ("<script>hacked=1</script>", "]]>-->\\x00</style>", "\\u{202e}\\u{2028}\\u{2066}",
                  "\\xff\\xfe&lt;", path.name):
         expect(f"{part} shown", part in text, True)
     check_quiet()
 
 
-browser = Browser()
+options = selenium.webdriver.ChromeOptions()
+for word in ("--headless=new", "--no-sandbox", "--disable-gpu"):
+    options.add_argument(word)
+options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+browser = selenium.webdriver.Chrome(options=options, service=Service(driver))
 rich, refused = examples / "v3-rich.der", examples / "refused-sha256.der"
-expect("below 100 KB", browser.show("inspect", "--html", rich) < 100_000, True)
+expect("below 100 KB", show("inspect", "--html", rich) < 100_000, True)
 tree = json.loads(subprocess.check_output([kwpki, "inspect", "--json", "--tree", rich]))["tree"]
 expect("elements", check_marking(rich.read_bytes()),
        [[each["offset"], each["header_length"], each["length"], each["depth"]] for each in tree])
 check_quiet()
-browser.show("inspect", "--html", "--profile", "classic", refused, status=1)
-expect("refused", "refused: signature" in browser.eval(SELECTED + ".textContent"), True)
+show("inspect", "--html", "--profile", "classic", refused, status=1)
+expect("refused", "refused: signature" in evaluate(SELECTED + ".textContent"), True)
 check_hostile()
 message = bytes.fromhex("00000001 00000007 00000004 000003e7 00000000 00000002 ff")
 (work / "request").write_bytes(message)
-browser.show("message", "decode", "--html", work / "request", status=1)
+show("message", "decode", "--html", work / "request", status=1)
 check_marking(message)
 check_quiet()
-browser.call("Browser.close")
+browser.quit()
 print("\n".join(faults))
 sys.exit(bool(faults))
