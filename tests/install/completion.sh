@@ -29,15 +29,11 @@ kwpki in| inspect
 kwpki message | decode encode
 kwpki add --o| --options
 kwpki inspect --tree| --tree --tree-lines
-kwpki inspect --color a| always auto
 kwpki inspect --color=a| always auto
 kwpki inspect --color never --js| --json
 kwpki search --dns message --ke| --key-of --key-type --key-usage
 kwpki search --dns=message --ke| --key-of --key-type --key-usage
 kwpki search --dns |
-kwpki --profile classic in| inspect
-kwpki message encode --pr| --profile
-kwpki request remove --na| --name
 kwpki error KWPKI_REF| KWPKI_REFUSED KWPKI_REFUSED_SEVERE
 kwpki inspect so| some.der
 kwpki inspect --json f| folder

@@ -1,5 +1,5 @@
 """man_page.py PREFIX: kwpki(1) tells of each command its long options, those that --help tells of
-and no others, and it can be shown."""
+and no others, and man shows it without a warning."""
 import pathlib
 import re
 import shutil
@@ -47,16 +47,10 @@ faults += [f"{title}: is no command" for title in page
 known = set().union(*told.values(), {"--help"})
 faults += [f"{name} in {title}: is no option" for title, body in page.items()
            for name in LONG.findall(body) if name not in known]
-for title in ("NAME", "SYNOPSIS", "DESCRIPTION", "ENVIRONMENT", "EXIT STATUS", "EXAMPLES"):
-    faults += [] if page.get(title, "").strip() else [f"no section {title}"]
-
 if shutil.which("man"):
     shown = subprocess.run(["man", "--warnings", "-l", source], text=True, capture_output=True,
                            env={"PATH": "/usr/bin:/bin", "MANWIDTH": "80", "LC_ALL": "C.UTF-8"})
     faults += shown.stderr.splitlines()
-    faults += [] if "kwpki message decode" in shown.stdout else ["man does not show it"]
-else:
-    print("there is no man to show the page with")
 
 print("\n".join(faults))
 sys.exit(bool(faults))
