@@ -6,33 +6,8 @@ SshAsn1Context *context;
 SshAsn1Tree *tree;
 uint32_t word;
 int flag;
-SshMpInt integer;
 Bytes view;
-SshAsn1Bits bits;
-uint8_t *block;
-size_t size;
-char *text;
-SshOid oid;
 SshBerTime time_read;
-const SshMpInt fixed(5);
-
-// expect: success
-auto r = ssh_asn1_read_node(
-    node,
-    "(boolean ())(integer ())(integer ())(integer-short ())(bit-string ())(bit-string ())"
-    "(octet-string ())(octet-string ())(null ())(object-identifier ())(object-identifier ())"
-    "(utc-time ())(any ())"_asn1,
-    &flag, &integer, &view, &word, &bits, &block, &size, &view, &block, &size, &oid, &text,
-    &time_read, &node);
-
-// expect: success
-auto r = ssh_asn1_create_tree(
-    context, &tree,
-    "(boolean ())(integer ())(integer ())(integer-short ())(bit-string ())(bit-string ())"
-    "(octet-string ())(octet-string ())(null ())(object-identifier ())(object-identifier ())"
-    "(object-identifier ())(utc-time ())(any ())"_asn1,
-    flag, &fixed, view, word, bits, block, size, view, block, size, oid, text, "1.2", &time_read,
-    node);
 
 // expect: too_few_arguments
 auto r = ssh_asn1_read_node(node, "(boolean ())"_asn1);
