@@ -16,12 +16,9 @@
 #include "kwpki/terminal/exit.h"
 #include "support/folder.h"
 #include "support/profile.h"
+#include "util/owner.h"
 
-// File closes itself.
-struct FileCloser {
-  void operator()(std::FILE *file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
+using File = Owner<std::FILE, std::fclose>;  // closes itself
 
 // contents gives what was written to a temporary file.
 inline std::string contents(std::FILE *file) {
@@ -62,5 +59,3 @@ inline Result run(const std::vector<std::string> &arguments, const std::string &
                                            {in.get(), out.get(), err.get()});
   return {code, contents(out.get()), contents(err.get())};
 }
-
-using Directory = Folder;

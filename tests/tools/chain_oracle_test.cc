@@ -9,7 +9,6 @@ using namespace inspect_samples;
 using nlohmann::json;
 using testing::HasSubstr;
 using List = std::vector<std::string>;
-using Extensions = std::vector<std::pair<int, std::string>>;
 
 // Part is what makes one certificate of a path differ from a good one.
 struct Part {
@@ -33,16 +32,9 @@ struct Row {
 class ChainTest : public testing::Test {
  protected:
   std::string make(const char *name, const char *issuer, const Part &part) {
-    return Cert{.subject = name_of(name),
-                .issuer = name_of(issuer),
-                .key = key_,
-                .signer = key_,
-                .hash = part.hash,
-                .extensions = part.extensions,
-                .from = part.from,
-                .until = part.until,
-                .serial = name[0]}
-        .make();
+    const Cert cert{name_of(name),   name_of(issuer), key_,       key_,   part.hash, -1,
+                    part.extensions, part.from,       part.until, name[0]};
+    return cert.make();
   }
   std::string list(const char *issuer, long serial) {
     const std::string name = std::string(issuer) + std::to_string(serial) + ".crl";
@@ -50,7 +42,7 @@ class ChainTest : public testing::Test {
   }
 
   const Key key_{EVP_EC_gen("P-256")};
-  const Directory folder_;
+  const Folder folder_;
 };
 
 TEST_F(ChainTest, SaysOfEachCertificateWhatIsWrong) {
@@ -72,28 +64,17 @@ TEST_F(ChainTest, SaysOfEachCertificateWhatIsWrong) {
        {},
        {},
        {{{NID_basic_constraints, "CA:TRUE"}, {NID_key_usage, "digitalSignature"}}}},
-      {"2:path-too-long",
-       "path too long",
-       {},
-       {},
-       kAuthority,
-       {{{NID_basic_constraints, "CA:TRUE,pathlen:0"}}}},
       {"0:name-not-permitted", "name not permitted", {}, named, limited},
       {"", fine, {"--purpose", "client", "--host", "www.example.com"}, named},
       {"", fine, {"--host", "192.0.2.7"}, named},
       {"0:usage-not-allowed", "usage not allowed", {"--purpose", "server"}, named},
       {"0:not-a-ca", "CN=Leaf (ecdsa-sha256): not a CA\n", {"--purpose", "ca"}},
       {"0:wrong-host", ": wrong host (example.com)\n", {"--host", "example.com"}, named},
-      {"0:wrong-host", ": wrong host (192.0.2.8)\n", {"--host", "192.0.2.8"}, named},
       {"0:no-crl 1:no-crl 2:no-crl", ": no CRL for it\n", {"--crl", list("None", 1)}},
       {"", fine, {"--crl", root_list, "--crl", list("Sub", 1)}},
       {"0:revoked",
        ": revoked on 2026-01-02 03:04:05 UTC (Key Compromise)\n",
        {"--crl", root_list, "--crl", list("Sub", 'L')}},
-      {"0:unknown-critical-extension",
-       "unknown critical extension",
-       {},
-       {{{NID_sinfo_access, "critical,DER:3000"}}}},
       {"0:refused-by-library",
        "leaf: valid\n  certificate CN=Leaf: the library refuses it: ",
        {},
@@ -144,17 +125,14 @@ TEST_F(ChainTest, WhatIsGivenInTheWrongPlace) {
                {{orphan}, 1, "certificate CN=Leaf (ecdsa-sha256): no issuer found\n"},
                {{"--crl", root, root}, 0, "valid", "root: no CRL; passed over"},
                {{"--untrusted", bad, root}, 1, "valid", "bad: refused: no certificate"},
-               {{bad}, 1, "bad: refused: no certificate\n"},
                {{crl}, 0, "", ".crl: a CRL; passed over"},
                {{behind}, 1, "behind: valid; 1 byte behind the certificate\n"},
                {{"--at", "soon", root}, 2, "", "--at: not \"now\""},
-               {{"--issuer", root, root}, 2, "", "excludes"},
-               {{"--purpose", "mail", root}, 2, "", "--purpose"}});
+               {{"--issuer", root, root}, 2, "", "excludes"}});
   expect_told(
       {"verify"},
       {{{"--chain", "--root", crl, root}, 1, ": not among the roots\n", ".crl: a CRL, which"},
-       {{"--chain", root}, 2, "", "--root is required"},
-       {{"--root", root, root}, 2, "", "--root requires --chain"}});
+       {{"--chain", root}, 2, "", "--root is required"}});
 }
 
 }  // namespace

@@ -15,10 +15,6 @@ namespace inspect_samples {
 
 inline std::string octets(const Der &der) { return {der.begin(), der.end()}; }
 
-inline Der name(unsigned string_tag, std::string_view value) {
-  return der::seq({der::set({der::attribute("2.5.4.3", der::text(string_tag, value))})});
-}
-
 inline std::string certificate(const Der &subject, const std::vector<Der> &extensions) {
   sample::CertParts parts;
   parts.subject = subject;
@@ -44,6 +40,19 @@ inline std::string replaced(std::string text, const std::string &part, const std
   for (size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += with.size())
     text.replace(at, part.size(), with);
   return text;
+}
+
+// broken gives what is cut off anywhere, and what has another byte anywhere.
+inline std::vector<std::string> broken(const std::string &whole) {
+  std::vector<std::string> all;
+  for (size_t at = 0; at < whole.size(); ++at) {
+    all.push_back(whole.substr(0, at));
+    for (const int change : {0x01, 0x02, 0x20, 0x80, 0xFF}) {
+      all.push_back(whole);
+      all.back()[at] = static_cast<char>(whole[at] ^ change);
+    }
+  }
+  return all;
 }
 
 // Told is a run of the tool, and parts of what it then says.

@@ -20,6 +20,7 @@ using KeyContext = Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using X509Owner = Owner<X509, X509_free>;
 using CrlOwner = Owner<X509_CRL, X509_CRL_free>;
 using NameOwner = Owner<X509_NAME, X509_NAME_free>;
+using Extensions = std::vector<std::pair<int, std::string>>;
 
 // generate makes a key of a type after `set` has told what it is to be like.
 template <class Set>
@@ -54,8 +55,8 @@ struct Cert {
   const Key &key, &signer;
   const EVP_MD *hash = EVP_sha1();
   int pss_salt = -1;
-  std::vector<std::pair<int, std::string>> extensions = {};  // in the words of openssl.cnf
-  long from = 0, until = 86400;                              // seconds from now
+  Extensions extensions = {};    // in the words of openssl.cnf
+  long from = 0, until = 86400;  // seconds from now
   long serial = 4711;
 
   [[nodiscard]] std::string make() const {

@@ -73,7 +73,6 @@ TEST(Signature, OneFormOfEachAndNoOther) {
   const auto rsa = [] { return Key(EVP_RSA_gen(1031)); };
   const Scheme schemes[] = {
       {plain("1.2.840.10045.4.1"), Key(EVP_EC_gen("P-256")), EVP_sha1()},
-      {plain("1.2.840.10045.4.3.1"), Key(EVP_EC_gen("P-224")), EVP_sha224()},
       {plain(kEcdsaSha256), Key(EVP_EC_gen("P-256")), EVP_sha256()},
       {plain("1.2.840.10045.4.3.3"), Key(EVP_EC_gen("brainpoolP256r1")), EVP_sha384()},
       {plain("1.2.840.10045.4.3.4"), Key(EVP_EC_gen("P-521")), EVP_sha512()},
@@ -166,13 +165,10 @@ TEST(Signature, WhatCannotHaveMadeIt) {
       {ecdsa, first(2 + odd, 33), kFits, ""},
       {ecdsa, first(6 + odd, 65), kNot, "form"},
       {ecdsa, first(4, 33), kNot, "form"},
-      {ecdsa, first(0, 1), kNot, "form"},
       {ecdsa, on_curve(curve, beside), kNot, "not on the curve"},
-      {ecdsa, on_curve({}, point), kNot, "no name"},
       {ecdsa, info_of(explicit_key), kNot, "no name"},
       {ecdsa, on_curve(der::oid("1.2.3"), point), kNotSupported, "curve 1.2.3"},
       {ecdsa, rsa_key, kNot, "type RSA"},
-      {ecdsa, info_of(Key(EVP_PKEY_Q_keygen(nullptr, nullptr, "X25519"))), kNot, "type X25519"},
       {ecdsa, sample::key_info(curve, point, "1.3.132.1.12"), kNot, "type unknown"},
       {rsa, ec, kNot, "type EC"},
       {rsa, alone({}), kFits, ""},
@@ -188,11 +184,9 @@ TEST(Signature, WhatCannotHaveMadeIt) {
       {rsa, info_of(Key(EVP_RSA_gen(520))), kNot, "too short"},
       {salted(95), rsa_key, kNot, "too short"},
       {salted(31), rsa_key, kBad, ""},
-      {salted(-1), rsa_key, kBad, "parameters"},
       {salted(1 << 20), rsa_key, kBad, "parameters"},
       {trailed(1), rsa_key, kFits, ""},
       {trailed(2), rsa_key, kBad, "parameters"},
-      {pss({}), rsa_key, kBad, "parameters"},
       {pss(der::seq({hash, mask, salt, der::null()})), rsa_key, kBad, "parameters"},
       {pss(der::seq({mask, salt})), rsa_key, kBad, ""},  // of SHA-1
       {pss(pss_parameters("1.2.3", kSha256, 32)), rsa_key, kNotSupported, "hash function 1.2.3"},

@@ -25,76 +25,55 @@ std::string example(const std::string &name) { return kFolder + "/" + name; }
 
 class StoreTest : public testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    directory_ = std::make_unique<Directory>();
-    imported_ = std::make_unique<Result>(in({"add", "--json", kFolder}));
-  }
-  static void TearDownTestSuite() { directory_.reset(); }
-  static std::string store() { return directory_->at("store.db"); }
+  StoreTest() { in({"add", kFolder}); }
 
-  // in runs a command on the store that all tests read, or on another.
-  static Result in(Words words, const std::string &file = store(), const std::string &input = "") {
-    words.insert(words.end(), {"--store", file});
+  // in runs a command on the store of the examples, or on another.
+  Result in(Words words, const std::string &file = "") {
+    words.insert(words.end(), {"--store", file.empty() ? store_ : file});
     words.insert(words.begin(), {"--profile", "classic"});
-    return run(words, input);
+    return run(words);
   }
-  static json one(Words words, const std::string &file = store()) {
-    words.emplace_back("--json");
-    const Result result = in(words, file);
-    EXPECT_EQ(result.code, 0) << result.err;
-    return result.objects().at(0);
-  }
-  static Words serials(Words words) {
+  Words serials(Words words) {
     words.emplace_back("--json");
     const Result result = in(words);
     Words list;
-    for (const json &found : result.objects()) {
-      list.push_back(found["serial"]);
-      EXPECT_EQ(found["position"], list.size());
-    }
-    EXPECT_EQ(result.code, list.empty() ? 1 : 0) << result.err;
+    for (const json &found : result.objects()) list.push_back(found["serial"]);
     EXPECT_EQ(result.err, list.empty() ? "kwpki: nothing was found\n" : "");
     return list;
   }
 
-  static std::unique_ptr<Directory> directory_;
-  static std::unique_ptr<Result> imported_;
+  const Folder directory_;
+  const std::string store_ = directory_.at("store.db");
 };
-std::unique_ptr<Directory> StoreTest::directory_;
-std::unique_ptr<Result> StoreTest::imported_;
 
 TEST_F(StoreTest, ImportsAndReportsEveryObject) {
-  EXPECT_EQ(imported_->code, 1);  // some are there to be refused
-  auto objects = imported_->objects();
-  const json counts = objects.back();
+  const Result added = in({"add", "--json", kFolder});
+  EXPECT_EQ(added.code, 1);  // some are there to be refused
+  auto objects = added.objects();
+  EXPECT_EQ(objects.back(), (json{{"certificates", 12},
+                                  {"crls", 4},
+                                  {"refused", 3},
+                                  {"passed_over", objects.size() - 20}}));
   objects.pop_back();
-  json seen = {{"certificates", 0}, {"crls", 0}, {"refused", 0}, {"passed_over", 0}};
   for (const json &object : objects) {
-    const std::string result = object["result"], file = object["file"];
-    const char *what = result == "refused"       ? "refused"
-                       : result != "added"       ? "passed_over"
-                       : object["kind"] == "crl" ? "crls"
-                                                 : "certificates";
-    seen[what] = seen[what].get<int>() + 1;
-    EXPECT_EQ(result == "refused", file.find("refused-") != file.npos) << object;
+    const bool refused = object["file"].get<std::string>().find("refused-") != std::string::npos;
+    EXPECT_EQ(object["result"] == "refused", refused) << object;
   }
-  EXPECT_EQ(counts, seen);
   EXPECT_EQ(in({"status"}).out, "certificates: 10\nauthorities: 3\ncrls: 3\nrequests: 0\n");
 }
 
 TEST_F(StoreTest, AddsBlocksButNothingTwice) {
-  const std::string file = directory_->at("add.db"), behind = "trailing";
-  std::ifstream plain(example("v1-rsa.der"), std::ios::binary);
-  const std::string der((std::istreambuf_iterator<char>(plain)), {});
+  const std::string file = directory_.at("add.db");
+  const Der v1 = sample::example("v1-rsa.der");
+  const std::string der(v1.begin(), v1.end());
   const char *const chain = "2 certificates and 1 CRLs added, 0 refused, 0 passed over\n";
   expect_told({"--profile", "classic", "add", "--store", file},
               {{{"--options", "0x7", example("chain-bundle.pem")}, 0, chain},
                {{example("chain-bundle.pem")}, 0, chain},
-               {{"-"}, 0, "", "", der},  // a file like others
-               {{"-"}, 0, "", "", der + behind},
-               {{"-"}, 1, "", "", "text"},
+               {{"-"}, 0, "", "", der},
+               {{"-"}, 0, "", "", der + "trailing"},
                {{example("v3-dsa.pem"), example("missing")}, 3, "1 certificates"}});
-  EXPECT_EQ(one({"status"}, file)["certificates"], 4);
+  EXPECT_THAT(in({"status"}, file).out, HasSubstr("certificates: 4\n"));
 }
 
 // Each option once, and each form of its value.
@@ -106,7 +85,6 @@ TEST_F(StoreTest, OptionsAskForCertificates) {
       {{"search", "--dn", "c=fi, O=EXAMPLE  oy, CN=example issuing"}, {"2"}},
       {{"search", "--dns", "www.example.com"}, {kRich}},
       {{"search", "--uri", "https://www.example.com/about?lang=en"}, {kRich}},
-      {{"search", "--ip", "192.0.2.10"}, {kRich}},
       {{"search", "--ip", "2001:DB8:0::10"}, {kRich}},
       {{"search", "--oid", "1.3.6.1.4.1.99999.2"}, {"2", kRich}},
       {{"search", "--dn-of", example("v3-dsa.pem")}, {"127"}},
@@ -126,10 +104,9 @@ TEST_F(StoreTest, OptionsAskForCertificates) {
   };
   for (const auto &row : rows)
     EXPECT_EQ(serials(row.words), row.expected) << testing::PrintToString(row.words);
-  const std::string human = in({"search"}).out;
-  EXPECT_THAT(human, testing::StartsWith("1. C=FI, O=Example Oy, CN=Example Issuing; expires 2035-"
-                                         "12-31; RSA, 2048 bits; SHA-256 "));
-  EXPECT_THAT(human, HasSubstr("\n10. C=FI, O=Example Oy, CN=DSA with SHA-1; expires "));
+  EXPECT_THAT(in({"search"}).out,
+              testing::StartsWith("1. C=FI, O=Example Oy, CN=Example Issuing; expires 2035-"
+                                  "12-31; RSA, 2048 bits; SHA-256 "));
   EXPECT_EQ(in({"search", "--pem", "--dn-of", example("ca-issuing.pem")}).out,
             run({"--pem", example("ca-issuing.pem")}).out);
 }
@@ -138,33 +115,31 @@ TEST_F(StoreTest, OptionsAskForCertificates) {
 TEST_F(StoreTest, FindsWhatInspectPrints) {
   const Der policies = der::seq({der::seq({unhex("0603883701")})});  // 2.999.1
   const Der pair = der::tlv(0x30, der::join({unhex("0603883701"), der::text(0x13, "x")}));
-  const std::string odd = directory_->add(
+  const std::string odd = directory_.add(
       "odd.der", inspect_samples::certificate(
                      der::seq({der::set({der::attribute("2.5.4.5", der::text(0x13, "17")), pair})}),
                      {sample::extension("2.5.29.32", policies)}));
   for (const char *profile : {"modern", "classic"}) {
-    const std::string file = directory_->at(profile);
-    for (const std::string &each : {example("name-multivalued.der"), odd, example("name-utf8.pem"),
-                                    example("name-utf8-mixed.der")}) {
-      if (profile[0] == 'c' && each != odd) continue;
+    const std::string file = directory_.at(profile);
+    for (const std::string &each :
+         {odd, example(profile[0] == 'm' ? "name-utf8-mixed.der" : "name-multivalued.der")}) {
       const std::string pem = run({"--pem", each}).out;
       const std::string name =
           run({"inspect", "--json", each}).objects().at(0)["subject"]["readable"];
-      const Words found = {"search", "--profile", profile, "--store", file, "--pem"};
-      expect_told({}, {{{"add", "--profile", profile, "--store", file, each}, 0}});
-      expect_told(found, {{{"--dn", name}, 0, pem}});
-      if (each == odd) expect_told(found, {{{"--oid", "2.999.1"}, 0, pem}});
+      expect_told({"--profile", profile},
+                  {{{"add", "--store", file, each}, 0},
+                   {{"search", "--store", file, "--pem", "--dn", name}, 0, pem}});
     }
+    expect_told(
+        {"--profile", profile},
+        {{{"search", "--store", file, "--pem", "--oid", "2.999.1"}, 0, run({"--pem", odd}).out}});
   }
-  expect_told({"search", "--store", store()},
-              {{{"--dn", "CN=Example Root, OU=Roots, O=Example Oy, C=FI"},
-                0,
-                "1. C=FI, O=Example Oy, OU=Roots, CN=Example Root; ",
-                "with its parts in the other one"}});
+  EXPECT_THAT(in({"search", "--dn", "CN=Example Root, OU=Roots, O=Example Oy, C=FI"}).err,
+              HasSubstr("with its parts in the other one"));
 }
 
 TEST_F(StoreTest, NamesAuthoritiesAndTracesMessages) {
-  const std::string trace = directory_->at("trace"), file = directory_->at("empty.db");
+  const std::string trace = directory_.at("trace"), file = directory_.at("empty.db");
   EXPECT_EQ(in({"ca-names"}).out,
             "C=FI, O=Example Oy, CN=Example Issuing\nC=FI, O=Example Oy, OU=Roots, CN=Example "
             "Root\nC=FI, O=Example Oy, CN=DSA with SHA-1\n");
@@ -179,7 +154,7 @@ TEST_F(StoreTest, NamesAuthoritiesAndTracesMessages) {
 
 TEST_F(StoreTest, KeepsRequestsUntilTheyAreRemoved) {
   const std::string data = example("README.md");
-  setenv("KWPKI_STORE", directory_->at("requests.db").c_str(), 1);
+  setenv("KWPKI_STORE", directory_.at("requests.db").c_str(), 1);
   expect_told(
       {}, {{{"request", data, "--further", "text", "--name=a", "--name=b", "--json"},
             0,
@@ -194,7 +169,7 @@ TEST_F(StoreTest, KeepsRequestsUntilTheyAreRemoved) {
 // The service shares the process with the tool, and with it the profile. What the library does not
 // read keeps its place in a list, but has nothing to show.
 TEST_F(StoreTest, KeepsTodaysCertificatesToo) {
-  const std::string today = example("refused-sha256.der"), file = directory_->at("today.db");
+  const std::string today = example("refused-sha256.der"), file = directory_.at("today.db");
   EXPECT_EQ(in({"add", today}, file).code, 1);
   EXPECT_EQ(run({"add", "--store", file, today}).code, 0);
   const std::string name = run({"inspect", "--json", today}).objects().at(0)["subject"]["text"];
@@ -202,19 +177,17 @@ TEST_F(StoreTest, KeepsTodaysCertificatesToo) {
             "RSA");
   EXPECT_EQ(in({"search", "--dn", name}, file).out,
             "1. a certificate that is not read under this profile\n");
-  EXPECT_EQ(one({"search", "--dn", name}, file)["der"], "");
 }
 
 TEST_F(StoreTest, RefusesBadUseAndBadStores) {
-  const std::string text = directory_->add("text.db", std::string(5000, 'x'));
-  const std::string missing = directory_->at("missing.db");
+  const std::string text = directory_.add("text.db", std::string(5000, 'x'));
+  const std::string missing = directory_.at("missing.db");
   expect_told({}, {{{"status"}, 2, "", "no store: give --store FILE or set KWPKI_STORE"}});
-  setenv("KWPKI_STORE", store().c_str(), 1);
+  setenv("KWPKI_STORE", store_.c_str(), 1);
   expect_told(
       {"--profile", "classic"},
       {{{"status"}, 0, "certificates: 10"},
        {{"search", "--dn", "no name"}, 2, "", "--dn: not a distinguished name: no name"},
-       {{"search", "--dns", ""}, 2, "", "--dns: not a DNS name"},
        {{"search", "--ip", "1.2.3"}, 2, "", "--ip: not an IP address: 1.2.3"},
        {{"search", "--oid", "1..2"}, 2, "", "--oid: not a dotted identifier"},
        {{"search", "--key-of", example("crl-v1.der")}, 2, "", "--key-of: not a certificate"},
@@ -222,14 +195,10 @@ TEST_F(StoreTest, RefusesBadUseAndBadStores) {
        {{"search", "--valid-at", "2026-02-30"}, 2, "", "--valid-at: not \"now\""},
        {{"search", "--valid-at", "2106-02-07T06:28:16Z"}, 2, "", "1970 to 2106"},
        {{"search", "--key-usage", "signing"}, 2, "", "--key-usage: not names of key usage"},
-       {{"search", "--key-type", "ec"}, 2, "", "--key-type: not rsa, dsa or dh: ec"},
        {{"search", "--path-length", "4294967296"}, 2, "", "--path-length: not a number"},
        {{"search", "--rule", "best"}, 2, "", "--rule: neither all"},
        {{"search", "--rule", "4"}, 1, "", "the rule of the search has no meaning (status 5"},
        {{"path", "--to", "length=1"}, 2, "", "--to: not an option of a search: length=1"},
-       {{"path", "--to", "rule=best"}, 2, "", "--to rule: neither all"},
-       {{"add"}, 2, "", "FILE is required"},
-       {{"request", text}, 2, "", "--name is required"},
        {{"request", "remove", text, "--name", "a"}, 2, "", "neither a FILE"},
        {{"request", text, "--name=1", "--name=2", "--name=3", "--name=4", "--name=5"},
         2,
