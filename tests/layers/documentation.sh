@@ -14,7 +14,7 @@ awk '
   { comment = comment $0 "\n" }
   match($0, /KWPKI_CALL KwPki[A-Za-z0-9]*\(/) {
     name = substr($0, RSTART + 11, RLENGTH - 12)
-    if (!(name in wanted)) next
+    if (!(name in wanted)) lacks("a line in exports.txt")
     delete wanted[name]
     if ($0 ~ /^KwPkiStatus/ && comment !~ /@retval KWPKI_OK /) lacks("@retval KWPKI_OK")
     if (comment !~ / Ownership: +[^ \n]/) lacks("Ownership:")
