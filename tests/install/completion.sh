@@ -30,13 +30,9 @@ kwpki message | decode encode
 kwpki add --o| --options
 kwpki inspect --tree| --tree --tree-lines
 kwpki inspect --color=a| always auto
-kwpki inspect --color never --js| --json
-kwpki search --dns message --ke| --key-of --key-type --key-usage
 kwpki search --dns=message --ke| --key-of --key-type --key-usage
-kwpki search --dns |
 kwpki error KWPKI_REF| KWPKI_REFUSED KWPKI_REFUSED_SEVERE
 kwpki inspect so| some.der
-kwpki inspect --json f| folder
 kwpki request | folder remove some.der
 kwpki message encode --output=so| some.der
 kwpki status --trace | folder
