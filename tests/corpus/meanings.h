@@ -34,7 +34,7 @@ inline std::string fact_instant(const std::string &cell) {
 
 // The meanings of extensions in the words of extensions.tsv.
 
-inline std::string oid_of(SshOid oid) { return der::oid_text(oid.octets); }
+inline std::string oid_of(SshOid oid) { return sample::own_text(ssh_ber_oid_text(oid, true)); }
 
 inline std::string meaning(const SshX509Name &name) {
   const std::string text(ssh_bytes_text(name.text));
@@ -44,12 +44,12 @@ inline std::string meaning(const SshX509Name &name) {
   if (name.type == SSH_X509_NAME_URI) return "uri=" + text;
   if (name.type == SSH_X509_NAME_DIRECTORY) return "dn=" + hex(name.der);
   if (name.type == SSH_X509_NAME_IP) return "ip=" + hex(name.data);
-  if (name.type == SSH_X509_NAME_REGISTERED_ID) return "rid=" + der::oid_text(name.data);
+  if (name.type == SSH_X509_NAME_REGISTERED_ID) return "rid=" + oid_of({name.data});
   if (name.type == SSH_X509_NAME_X400) return "x400=" + hex(elements[0].content);
   if (name.type == SSH_X509_NAME_EDI_PARTY) return "edi=" + hex(elements[0].content);
   if (name.type != SSH_X509_NAME_OTHER) return "?";
   const auto parts = der::children(elements[0].content);
-  return "other=" + der::oid_text(parts[0].content) + ":" + hex(parts[1].content);
+  return "other=" + oid_of({parts[0].content}) + ":" + hex(parts[1].content);
 }
 
 // names lists the general names of a list, oldest first.
@@ -201,13 +201,6 @@ inline std::string read_meaning(const SshX509Crl &crl, uint32_t kind) {
   if (kind == 19) return sample::decimal(crl.crl_number);
   if (kind == 20) return meaning(*crl.issuing_point);
   return kind == 21 ? sample::decimal(crl.delta_crl) : "-";
-}
-
-inline std::string read_meaning(const SshX509RevokedEntry &entry, uint32_t kind) {
-  if (kind == 16) return std::to_string(entry.reason);
-  if (kind == 17) return oid_of(entry.hold_instruction);
-  if (kind == 18) return instant(entry.invalidity_date);
-  return kind == 22 ? names(entry.certificate_issuer) : "-";
 }
 
 // unescaped undoes the tables' %XX, and drops the one field of issuing distribution points that the

@@ -3,7 +3,6 @@
 // one line.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -95,21 +94,6 @@ inline Der oid_octets(std::string_view dotted) {
   }
   return out;
 }
-// oid_text gives dotted text by the standard's rule: only the arcs 0 and 1 have fewer than 40 arcs
-// below them.
-inline std::string oid_text(Bytes octets) {
-  std::string text;
-  uint64_t arc = 0;
-  for (const uint8_t octet : octets) {
-    arc = arc << 7 | (octet & 0x7F);
-    if (octet & 0x80) continue;
-    const uint64_t top = arc < 80 ? arc / 40 : 2;
-    text += text.empty() ? std::to_string(top) + "." + std::to_string(arc - top * 40)
-                         : "." + std::to_string(arc);
-    arc = 0;
-  }
-  return text;
-}
 inline Der oid(std::string_view dotted) { return tlv(0x06, oid_octets(dotted)); }
 
 // retag gives an element another identifier byte: context(1) is [1] primitive, context(1, true)
@@ -135,9 +119,9 @@ struct Element {
   Bytes whole;
 };
 
-// elements splits bytes into elements of definite length and one-byte identifier; nothing if they
-// are not such.
-inline std::optional<std::vector<Element>> elements(Bytes octets) {
+// children splits bytes into elements of definite length and one-byte identifier; none if they are
+// not such.
+inline std::vector<Element> children(Bytes octets) {
   std::vector<Element> out;
   while (!octets.empty()) {
     if (octets.size() < 2 || (octets[0] & 0x1F) == 0x1F || octets[1] == 0x80 || octets[1] > 0x84)
@@ -152,11 +136,6 @@ inline std::optional<std::vector<Element>> elements(Bytes octets) {
     octets = octets.subspan(2 + count + size);
   }
   return out;
-}
-
-// children gives the elements of an element, or none where they do not read.
-inline std::vector<Element> children(Bytes content) {
-  return elements(content).value_or(std::vector<Element>{});
 }
 
 }  // namespace der

@@ -21,14 +21,8 @@ inline SshMpInt number(Bytes octets, bool negative = false) {
   return value;
 }
 
-// number reads hexadecimal digits, blanks between them allowed, of which the first may be alone,
-// after an optional minus.
-inline SshMpInt number(std::string_view text) {
-  const bool negative = text.starts_with('-');
-  std::string digits(text.substr(negative ? 1 : 0));
-  std::erase(digits, ' ');
-  return number(unhex(digits.size() % 2 ? "0" + digits : digits), negative);
-}
+// number reads pairs of hexadecimal digits after an optional minus.
+inline SshMpInt number(std::string_view text) { return number(unhex(text), text.starts_with('-')); }
 
 inline std::string text(const SshMpInt &value) {
   return (value.negative() ? "-" : "") + hex(value.magnitude());

@@ -52,14 +52,13 @@ struct CertParts {
   Der key = rsa_key_info();
   Der unique_ids;
   std::vector<Der> extensions;
-  std::optional<Der> extensions_wrapper;  // stands in place of the extensions
   Der outer_algorithm = algorithm(kRsaSha1);
   Der signature = der::bits(unhex("00112233445566778899"));
 
   Der build() const {
     const Der wrapper = extensions.empty() ? Der{} : der::wrap(3, der::seq(extensions));
     return der::seq({der::seq({version, serial, inner_algorithm, issuer, validity, subject, key,
-                               unique_ids, extensions_wrapper.value_or(wrapper)}),
+                               unique_ids, wrapper}),
                      outer_algorithm, signature});
   }
   void use_algorithm(std::string_view id) { inner_algorithm = outer_algorithm = algorithm(id); }
@@ -74,7 +73,6 @@ struct CrlParts {
   std::vector<Der> entries;
   std::optional<Der> revoked;  // stands in place of the entries
   std::vector<Der> extensions;
-  std::optional<Der> extensions_wrapper;
   Der outer_algorithm = algorithm(kRsaSha1);
   Der signature = der::bits(unhex("00112233445566778899"));
 
@@ -82,7 +80,7 @@ struct CrlParts {
     const Der list = entries.empty() ? Der{} : der::seq(entries);
     const Der wrapper = extensions.empty() ? Der{} : der::wrap(0, der::seq(extensions));
     return der::seq({der::seq({version, inner_algorithm, issuer, this_update, next_update,
-                               revoked.value_or(list), extensions_wrapper.value_or(wrapper)}),
+                               revoked.value_or(list), wrapper}),
                      outer_algorithm, signature});
   }
 };
