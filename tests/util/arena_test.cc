@@ -23,12 +23,4 @@ TEST(Arena, Blocks) {
   EXPECT_EQ(ssh_mem_blocks(), before) << "something was not released";
 }
 
-TEST(Arena, FatalTexts) {
-  const Arena arena(ssh_cmalloc_init());
-  EXPECT_FATAL((void)ssh_cmalloc_bytes(arena.get(), 0),
-               "ssh_cmalloc: tried to allocate zero (0) bytes.");
-  EXPECT_FATAL((void)ssh_cmalloc_words(arena.get(), SSH_CMALLOC_MAX + 1),
-               "ssh_cmalloc: tried to allocate too much (1048577 bytes).");
-}
-
 }  // namespace
