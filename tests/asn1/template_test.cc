@@ -9,12 +9,6 @@ SshAsn1Program parse(std::string_view text) {
   return SshAsn1Parser(text.data(), text.size()).run();
 }
 
-TEST(Statuses, HaveTheirTexts) {
-  EXPECT_STREQ(ssh_asn1_status_text(SSH_ASN1_ENCODE_FAILED), "Ber decode failed");  // as it was
-  EXPECT_STREQ(ssh_asn1_status_text(23), "Not yet implemented");
-  EXPECT_EQ(ssh_asn1_status_text(24), nullptr);
-}
-
 template <class... Texts>
 void expect_fault(uint32_t fault, Texts... texts) {
   for (const std::string_view text : {texts...}) EXPECT_EQ(parse(text).fault, fault) << text;
@@ -41,7 +35,7 @@ TEST(Parser, HasRoomForSoMuch) {
   EXPECT_EQ(fault_of("(set ()", SSH_ASN1_DEPTH_MAX + 1, ')'), SSH_ASN1_TEMPLATE_TOO_LARGE);
 }
 
-// The run-time doors: statuses for malformed text, the fatal routine for programming errors.
+// The run-time doors: statuses for malformed text, the fatal routine for wrong arguments.
 TEST(RunTimeText, MalformedTextIsAStatus) {
   const SshAsn1ContextOwner context(ssh_asn1_init());
   SshAsn1Node node;
@@ -57,29 +51,8 @@ TEST(RunTimeText, MalformedTextIsAStatus) {
   EXPECT_EQ(ssh_asn1_create_tree_text(context.get(), &tree, "(choice (null ()))", 0),
             SSH_ASN1_UNKNOWN_COMMAND)
       << "it means nothing on create";
-}
-
-TEST(RunTimeText, ProgrammingErrorsAreFatal) {
-  const SshAsn1ContextOwner context(ssh_asn1_init());
-  SshAsn1Node node;
-  uint32_t word = 0;
-  uint8_t *block = nullptr;
-  const auto read = [&](const char *text, auto... outputs) {
-    (void)ssh_asn1_read_node_text(node, text, outputs...);
-  };
-  const std::string list = "ssh_asn1_parse_command_list: ";
-  const std::string arguments = list + "arguments do not match the format string.";
-  EXPECT_FATAL(read(nullptr), "ssh_asn1_read_node: format string NULL.");
-  EXPECT_FATAL((void)ssh_asn1_create_node_text(context.get(), &node, nullptr),
-               "ssh_asn1_create_node: called with NULL format string.");
-  EXPECT_FATAL(read("(integer-short () x)", &word), list + "implication not supported.");
-  EXPECT_FATAL(read("(integer-short ())"), arguments);
-  EXPECT_FATAL(read("(octet-string ())", &block), arguments);
-
-  const uint8_t primitive_sequence[] = {0x10, 0x00};
-  SshAsn1Work work = SshAsn1Work::for_input(2);
-  ASSERT_EQ(ssh_asn1_decode_in_place(primitive_sequence, &work, &node), SSH_ASN1_OK);
-  EXPECT_FATAL(read("(sequence ())"), "ssh_asn1_read_node_recurse: command definition corrupted.");
+  EXPECT_FATAL((void)ssh_asn1_read_node_text({}, "(octet-string ())", &word),
+               "ssh_asn1_parse_command_list: arguments do not match the format string.");
 }
 
 }  // namespace
