@@ -76,24 +76,24 @@ inline SshKeyStatus verify_digest(const SshPublicKeyOwner &key, Bytes digest, By
   return ssh_public_key_verify_digest(key.get(), nullptr, digest, signature);
 }
 
-// These give the status, and the bytes of what came about.
-inline SshKeyStatus agree(const SshPublicKeyOwner &key, const Octets &secret,
-                          Octets *out = nullptr) {
+// stored gives the status of what makes a block, and the bytes in it.
+template <class Make>
+SshKeyStatus stored(Octets *out, Make make) {
   SshBlock block;
   size_t length = 0;
-  const SshKeyStatus status = ssh_public_key_dh_agree(key.get(), secret, &block, &length);
+  const SshKeyStatus status = make(&block, &length);
   EXPECT_EQ(status == SSH_KEY_OK, block != nullptr);
   if (out) *out = {block.get(), block.get() + length};
   return status;
 }
+inline SshKeyStatus agree(const SshPublicKeyOwner &key, const Octets &secret,
+                          Octets *out = nullptr) {
+  return stored(out, [&](auto... to) { return ssh_public_key_dh_agree(key.get(), secret, to...); });
+}
 inline SshKeyStatus encrypt(const SshPublicKeyOwner &key, const Octets &data, SshNoise *noise,
                             Octets *out = nullptr) {
-  SshBlock block;
-  size_t length = 0;
-  const SshKeyStatus status = ssh_public_key_encrypt(key.get(), data, noise, &block, &length);
-  EXPECT_EQ(status == SSH_KEY_OK, block != nullptr);
-  if (out) *out = {block.get(), block.get() + length};
-  return status;
+  return stored(out,
+                [&](auto... to) { return ssh_public_key_encrypt(key.get(), data, noise, to...); });
 }
 
 }  // namespace key

@@ -9,11 +9,6 @@ namespace {
 
 using namespace key;
 
-std::string name_of(const SshPublicKeyOwner &key) {
-  const SshText name(ssh_public_key_name(key.get()));
-  return name.get();
-}
-
 std::string export_of(const SshPublicKeyOwner &key) {
   uint8_t *octets = nullptr;
   uint32_t length = 0;
@@ -50,47 +45,10 @@ TEST(PublicKey, NamesThatParseAndTheirSpelling) {
       EXPECT_EQ(import_blob(unhex(blob(name, integer(one) + integer(one))), &imported), status)
           << name;
       if (!defined || !imported) continue;
-      EXPECT_EQ(name_of(defined), spelled);
+      EXPECT_STREQ(SshText(ssh_public_key_name(defined.get())).get(), spelled);
       EXPECT_EQ(export_of(imported), blob(spelled, integer(one) + integer(one)));
     }
   }
-}
-
-TEST(PublicKey, DefinitionRefusals) {
-  const SshMpInt five(5);
-  const SshKeyValue n = {SSH_KEY_TAG_N, &five}, e = {SSH_KEY_TAG_E, &five},
-                    p = {SSH_KEY_TAG_P, &five};
-  const auto status = [](const char *name, std::initializer_list<SshKeyValue> values) {
-    return define(nullptr, name, values);
-  };
-  EXPECT_EQ(status(nullptr, {n, e}), SSH_KEY_BAD_FORMAT);
-  EXPECT_EQ(status("IF-MODN", {n, e}), SSH_KEY_BAD_FORMAT) << "a blob answers SSH_KEY_FAILED";
-  EXPECT_EQ(status(kRsaName, {p}), SSH_KEY_BAD_TAG);
-  EXPECT_EQ(status(kRsaName, {{SSH_KEY_TAG_N}}), SSH_KEY_REFUSED);
-  EXPECT_EQ(status(kRsaName, {{SSH_KEY_TAG_SIGN, nullptr, "md5"}, n, e}), SSH_KEY_UNKNOWN_NAME);
-  EXPECT_EQ(status(kRsaName, {n, {}, e}), SSH_KEY_FAILED) << "what stands behind the end";
-}
-
-// The last of two values and of two schemes counts.
-TEST(PublicKey, SchemesByTagAndQuestions) {
-  const SshMpInt n(23), e(11);
-  SshPublicKeyOwner key;
-  const SshKeyValue scheme = {SSH_KEY_TAG_SIGN, nullptr, "rsa-pkcs1-none"};
-  ASSERT_EQ(define(&key, "if-modn{encrypt{rsa-pkcs1-none}}",
-                   {scheme, {SSH_KEY_TAG_N, &e}, {SSH_KEY_TAG_N, &n}, {SSH_KEY_TAG_E, &e}}),
-            SSH_KEY_OK);
-  EXPECT_EQ(name_of(key), "if-modn{sign{rsa-pkcs1-none},encrypt{rsa-pkcs1-none}}");
-  SshMpInt a, b;
-  const char *sign = nullptr;
-  const auto status = [&](std::initializer_list<SshKeyQuestion> questions) {
-    return ssh_public_key_get_info(key.get(), questions);
-  };
-  EXPECT_EQ(status({{SSH_KEY_TAG_SIGN, nullptr, &sign}, {}, {SSH_KEY_TAG_P}}), SSH_KEY_OK);
-  EXPECT_STREQ(sign, "rsa-pkcs1-none");
-  EXPECT_EQ(status({{SSH_KEY_TAG_N, &a}, {SSH_KEY_TAG_P, &b}, {SSH_KEY_TAG_E, &b}}),
-            SSH_KEY_BAD_TAG);
-  EXPECT_TRUE(a == n && b.is_zero()) << "the first that fails ends it";
-  EXPECT_EQ(status({{SSH_KEY_TAG_N}}), SSH_KEY_REFUSED) << "no place for the answer";
 }
 
 TEST(PublicKey, ImportRefusals) {
@@ -136,12 +94,4 @@ TEST(PublicKey, NamedGroups) {
   }
   EXPECT_EQ(ssh_key_group_name(ssh_key_group_find({})), "ssh-dl-modp-group-1024bit-1");
   EXPECT_EQ(ssh_key_group_find(""), nullptr);
-}
-
-TEST(PublicKeyDeathTest, ABlobAboveTheAllocationLimitAndNoKey) {
-  const SshMpInt large = number(Octets(SSH_XMALLOC_MAX / 2, 0xFF));
-  uint8_t *octets = nullptr;
-  uint32_t length = 0;
-  EXPECT_EQ(ssh_public_key_export(rsa(large, large).get(), &octets, &length), SSH_KEY_FAILED);
-  EXPECT_FATAL(ssh_public_key_free(nullptr), "ssh_public_key_free: undefined key.");
 }

@@ -140,19 +140,6 @@ TEST(DsaScheme, EverySignatureOfASmallGroup) {
   EXPECT_GE(good, 90u);  // one s for nearly every k
 }
 
-TEST(DhScheme, EveryValueOfSmallGroups) {
-  const uint32_t groups[][3] = {{kP, kQ, kG}, {kP, 0, kG}, {23, 11, 2}};
-  for (const auto &[p, q, g] : groups) {
-    for (uint32_t y = 0; y < p + 2; ++y) {
-      const bool order_matters = q != 0 && q != (p - 1) / 2;
-      const bool good = y > 1 && y < p - 1 && (!order_matters || small_power(y, q, p) == 1);
-      ASSERT_EQ(agree(dl(small_group(p, q, g), SshMpInt(y)), {1}),
-                good ? SSH_KEY_OK : SSH_KEY_BAD_PEER_VALUE)
-          << p << " " << q << " " << y;
-    }
-  }
-}
-
 // The result is as long as p, whatever zeros it begins with; the exponent may begin with zeros too.
 TEST(DhScheme, EveryExponentOfASmallGroup) {
   const auto key = dl(small_group(), SshMpInt(kG));
@@ -233,7 +220,7 @@ TEST_F(AbsurdKeys, DiscreteLogarithms) {
       {2, {zero_, one_, p, negative(g), huge_}, kAbsurd, kAbsurd},
       {2, {top}, kBad, kAbsurd},
       {3, {zero_, one_, p, negative(g), huge_}, kAbsurd, kPeer},
-      {3, {top}, kBad, kPeer},
+      {3, {top, two_}, kBad, kPeer},  // the order of 2 is another
       {3, {g}, kBad, kGood},
   };
   for (const auto &[place, values, dsa, dh] : rows) {
