@@ -18,9 +18,8 @@ struct Corpus {
   const std::string folder = KWPKI_CORPUS_DIR;
   const bool found = std::filesystem::exists(folder + "/manifest.tsv");
   const TsvTable manifest{folder + "/manifest.tsv"}, names{folder + "/names.tsv"};
-  const TsvTable attributes{folder + "/attributes.tsv"}, extensions{folder + "/extensions.tsv"};
-  const TsvTable entries{folder + "/entries.tsv"};
-  const Groups names_of = names.by("file"), attributes_of = attributes.by("file");
+  const TsvTable extensions{folder + "/extensions.tsv"}, entries{folder + "/entries.tsv"};
+  const Groups names_of = names.by("file");
   const Groups extensions_of = extensions.by("file"), entries_of = entries.by("file");
 
   [[nodiscard]] Der read(const TsvRow &item) const {

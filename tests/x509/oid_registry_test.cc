@@ -19,10 +19,12 @@ TEST(OidRegistry, EveryRowIsFoundInAllThreeWays) {
       {SSH_OID_EXTENSION, "2.5.29.54", 25, true},
       {SSH_OID_DN, "2.5.4.9", 9, true},
   };
+  std::string attributes;
   for (const auto &[kind, first, rows, further] : tables) {
     std::optional<ProfileScope> scope(SSH_X509_MODERN);
     const SshOidRow *row = ssh_oid_find_by_oid(first, kind);
     for (const SshOidRow *end = row + rows; row < end; ++row) {
+      if (kind == SSH_OID_DN) attributes += row->oid + std::string("=") + row->name + " ";
       for (const SshX509Profile profile : {SSH_X509_CLASSIC, SSH_X509_MODERN}) {
         scope.emplace(profile);
         const SshOidRow *found = ssh_oid_find_by_oid(row->oid, kind);
@@ -34,6 +36,15 @@ TEST(OidRegistry, EveryRowIsFoundInAllThreeWays) {
       }
     }
   }
+  EXPECT_EQ(attributes,  // hosts compare names as text
+            "2.5.4.6=C 2.5.4.7=L 2.5.4.5=STREET 2.5.4.8=ST 2.5.4.10=O 2.5.4.11=OU 2.5.4.3=CN "
+            "1.2.840.113549.1.9.1=MAILTO 1.2.840.113549.1.9.2=UN 2.5.4.4=S 2.5.4.12=T 2.5.4.41=N "
+            "2.5.4.42=G 2.5.4.43=I 2.5.4.44=GQ 2.5.4.45=UI 2.5.4.46=DNQ 1.2.840.113549.1.9.8=UA "
+            "2.5.4.54=dmdName 0.9.2342.19200300.100.1.25=DC 2.5.4.9=streetAddress "
+            "2.5.4.97=organizationIdentifier 2.5.4.15=businessCategory 2.5.4.17=postalCode "
+            "1.3.6.1.4.1.311.60.2.1.1=jurisdictionL 1.3.6.1.4.1.311.60.2.1.2=jurisdictionST "
+            "1.3.6.1.4.1.311.60.2.1.3=jurisdictionC 0.9.2342.19200300.100.1.1=UID "
+            "2.5.4.65=pseudonym ");
 }
 
 TEST(OidRegistry, Oddities) {

@@ -2,6 +2,7 @@
 // That a change is seen wherever it stands is tested in tests/crypto.
 #include "x509/verify.h"
 
+#include <openssl/dsa.h>
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
@@ -13,19 +14,14 @@ namespace {
 using namespace sample;
 
 using PeerKey = Owner<EVP_PKEY, EVP_PKEY_free>;
-using PeerContext = Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 
-EVP_PKEY *dsa_key(int bits, int q_bits) {
-  const PeerContext context(EVP_PKEY_CTX_new_id(EVP_PKEY_DSA, nullptr));
-  EVP_PKEY *parameters = nullptr, *key = nullptr;
-  EVP_PKEY_paramgen_init(context.get());
-  EVP_PKEY_CTX_set_dsa_paramgen_bits(context.get(), bits);
-  EVP_PKEY_CTX_set_dsa_paramgen_q_bits(context.get(), q_bits);
-  EXPECT_EQ(EVP_PKEY_paramgen(context.get(), &parameters), 1);
-  const PeerKey owner(parameters);
-  const PeerContext generator(EVP_PKEY_CTX_new(parameters, nullptr));
-  EVP_PKEY_keygen_init(generator.get());
-  EXPECT_EQ(EVP_PKEY_keygen(generator.get(), &key), 1);
+// dsa_key makes a key with a q of 160 bits, or of 256 for a p of 2048.
+EVP_PKEY *dsa_key(int bits) {
+  DSA *dsa = DSA_new();
+  EXPECT_EQ(DSA_generate_parameters_ex(dsa, bits, nullptr, 0, nullptr, nullptr, nullptr), 1);
+  EXPECT_EQ(DSA_generate_key(dsa), 1);
+  EVP_PKEY *key = EVP_PKEY_new();
+  EVP_PKEY_assign_DSA(key, dsa);
   return key;
 }
 
@@ -35,24 +31,23 @@ EVP_PKEY *key_of(const std::string &name) {
   if (keys.empty()) {
     keys["RSA"].reset(EVP_RSA_gen(1024));
     keys["odd RSA"].reset(EVP_RSA_gen(1021));
-    keys["DSA"].reset(dsa_key(1024, 160));
-    keys["long DSA"].reset(dsa_key(2048, 256));
+    keys["DSA"].reset(dsa_key(1024));
+    keys["long DSA"].reset(dsa_key(2048));
     keys["EC"].reset(EVP_EC_gen("P-256"));
   }
   return keys.at(name).get();
 }
 
-Der key_info_of(const std::string &name) {
-  Der der(static_cast<size_t>(i2d_PUBKEY(key_of(name), nullptr)));
-  uint8_t *at = der.data();
+CertParts parts_with(const std::string &name) {
+  CertParts parts;
+  parts.key.resize(static_cast<size_t>(i2d_PUBKEY(key_of(name), nullptr)));
+  uint8_t *at = parts.key.data();
   i2d_PUBKEY(key_of(name), &at);
-  return der;
+  return parts;
 }
 
 // object_of makes our key object the way callers do: out of a certificate.
-SshPublicKeyOwner object_of(const std::string &name) {
-  CertParts parts;
-  parts.key = key_info_of(name);
+SshPublicKeyOwner object_of(const CertParts &parts) {
   const Cert cert(parts.build());
   return SshPublicKeyOwner(ssh_x509_cert_public_key(cert.record.get()));
 }
@@ -112,12 +107,6 @@ Der sign(Parts &parts, const Case &c) {
   return parts.build();
 }
 
-CertParts parts_with(const std::string &whose) {
-  CertParts parts;
-  parts.key = key_info_of(whose);
-  return parts;
-}
-
 using VerifyOracle = Balanced;
 
 }  // namespace
@@ -134,7 +123,7 @@ TEST_F(VerifyOracle, WhatAnotherLibrarySigned) {
     EXPECT_STREQ(cert->signature_scheme, c.scheme);
     for (const std::string name : {"RSA", "odd RSA", "DSA", "long DSA", ""}) {
       const bool fits = !name.empty() && name.ends_with("DSA") == c.is_dsa();
-      EXPECT_EQ(ours(der, name.empty() ? nullptr : object_of(name).get()),
+      EXPECT_EQ(ours(der, name.empty() ? nullptr : object_of(parts_with(name)).get()),
                 !c.computed()      ? SSH_X509_SCHEME_NOT_SUPPORTED
                 : name == c.issuer ? SSH_X509_VALID
                 : fits             ? SSH_X509_INVALID
@@ -142,7 +131,7 @@ TEST_F(VerifyOracle, WhatAnotherLibrarySigned) {
           << name;
     }
     if (!c.computed()) continue;
-    const SshPublicKeyOwner key = object_of(c.issuer);
+    const SshPublicKeyOwner key = object_of(parts_with(c.issuer));
     const auto with = [&](const Der &signature, unsigned unused) {
       parts.signature = der::bits(signature, unused);
       return ours(parts.build(), key.get());
@@ -182,7 +171,7 @@ TEST_F(VerifyOracle, OneFormOfADsaSignature) {
   const auto numbers = der::children(der::children(good)[0].content);
   const Der r = der::tlv(2, numbers[0].content), s = der::tlv(2, numbers[1].content);
   const Der longer = der::tlv(2, der::join({{0}, Der(r.begin() + 2, r.end())}));
-  const SshPublicKeyOwner key = object_of("DSA");
+  const SshPublicKeyOwner key = object_of(parts_with("DSA"));
   for (const Der &other : {der::join({good, {0}}), der::seq({r, s, der::null()}),
                            der::seq({longer, s}), der::indefinite(0x30, {r, s})}) {
     parts.signature = der::bits(other);
@@ -192,20 +181,12 @@ TEST_F(VerifyOracle, OneFormOfADsaSignature) {
 
 // r and s are made as long as q, which must not ask for more memory than there is for one request.
 TEST_F(VerifyOracle, AnOrderOfMillionsOfOctets) {
-  const Der octets(51 << 20, 0x55), one = der::integer(1);
-  const SshMpInt other(7);
-  SshMpInt order;
-  order.set_magnitude(octets);
-  SshPublicKey *key = nullptr;
-  ASSERT_EQ(ssh_public_key_define(&key, "dl-modp{sign{dsa-nist-sha1}}",
-                                  {{SSH_KEY_TAG_P, &other},
-                                   {SSH_KEY_TAG_Q, &order},
-                                   {SSH_KEY_TAG_G, &other},
-                                   {SSH_KEY_TAG_Y, &other}}),
-            SSH_KEY_OK);
-  const SshPublicKeyOwner owner(key);
-  CertParts parts = parts_with("DSA");
-  EXPECT_EQ(ours(sign(parts, kDsa), key), SSH_X509_KEY_NOT_FIT);
-  parts.key = key_info(der::seq({one, der::natural(octets), one}), one, "1.2.840.10040.4.1");
-  EXPECT_EQ(ours(sign(parts, kDsa), key), std::nullopt);
+  const Der one = der::integer(1), order = der::natural(Der(51 << 20, 0x55));
+  CertParts parts = parts_with("DSA"), of_key;
+  of_key.key = key_info(der::seq({one, order, one}), one, "1.2.840.10040.4.1");
+  const SshPublicKeyOwner key = object_of(of_key);
+  ASSERT_TRUE(key);
+  EXPECT_EQ(ours(sign(parts, kDsa), key.get()), SSH_X509_KEY_NOT_FIT);
+  parts.key = of_key.key;
+  EXPECT_EQ(ours(sign(parts, kDsa), key.get()), std::nullopt);
 }
