@@ -5,7 +5,9 @@
 
 #include <memory>
 
+#include "api/envelope.h"
 #include "samples.h"
+#include "support/wire.h"
 #include "util/wire.h"
 
 namespace {
@@ -13,12 +15,9 @@ namespace {
 std::unique_ptr<loopback::Service> filled_service() {
   auto service = std::make_unique<loopback::Service>(nullptr);
   for (const char *text : kCertificates) {
-    SshBuffer payload, request, reply;
-    ssh_encode_buffer(payload, {ssh_put_uint32(0), ssh_put_uint32_str(unbase64(text))});
-    ssh_encode_buffer(request,
-                      {ssh_put_uint32(1), ssh_put_uint32(0), ssh_put_uint32(0), ssh_put_uint32(999),
-                       ssh_put_uint32(0), ssh_put_uint32_str(ssh_buffer_bytes(payload))});
-    require(service->answer(ssh_buffer_bytes(request), reply));
+    SshBuffer reply;
+    const Der add = wire::join({wire::u32(0), wire::str(Bytes(unbase64(text)))});
+    require(service->answer(wire::request(0, 0, add), reply));
     require(ssh_load_be32(ssh_buffer_ptr(reply) + 12) == loopback::kOk);
   }
   return service;
@@ -40,13 +39,13 @@ void check_input(Bytes input) {
   require(answered == (input.size() >= 20));
   if (!answered) return;
 
-  uint32_t version = 0, id = 0, type = 0, status = 0, reserved = 0, count = 0;
-  Bytes payload;
-  require(ssh_decode_array(ssh_buffer_bytes(reply),
-                           {ssh_get_uint32(&version), ssh_get_uint32(&id), ssh_get_uint32(&type),
-                            ssh_get_uint32(&status), ssh_get_uint32(&reserved),
-                            ssh_get_uint32_str_nocopy(&payload)}) == ssh_buffer_len(reply));
-  require(version == 1 && reserved == 0);
+  ReplyEnvelope envelope;
+  uint32_t count = 0;
+  const Bytes octets = ssh_buffer_bytes(reply);
+  require(reply_envelope_decode(octets, &envelope));
+  const auto [id, type, status, payload] = envelope;
+  require(octets.size() == 24 + payload.size());
+  require(ssh_load_be32(&octets[0]) == 1 && ssh_load_be32(&octets[16]) == 0);
   require(id == ssh_load_be32(&input[4]) && type == ssh_load_be32(&input[8]));
   require(loopback::service_status_text(status) != nullptr && status < loopback::kStoreBusy);
   if (status != loopback::kOk) require(payload.empty());

@@ -8,11 +8,12 @@
 
 #include "api/envelope.h"
 #include "samples.h"
+#include "support/wire.h"
 #include "x509/profile.h"
 
 namespace {
 
-using Octets = std::vector<uint8_t>;
+using Octets = Der;
 
 // The program. Behind its end there are zeros.
 Bytes rest;
@@ -34,15 +35,6 @@ uint32_t number() {
 }
 
 uint32_t length(const Octets &of) { return static_cast<uint32_t>(of.size()); }
-void put(Octets &to, std::initializer_list<uint32_t> values) {
-  for (const uint32_t value : values) {
-    for (int shift = 24; shift >= 0; shift -= 8) to.push_back(static_cast<uint8_t>(value >> shift));
-  }
-}
-void put(Octets &to, const Octets &string) {
-  put(to, {length(string)});
-  to.insert(to.end(), string.begin(), string.end());
-}
 
 // The handles of each kind. Between programs all of them are null.
 template <class Handle>
@@ -124,20 +116,35 @@ void set_crl() {
   check(KwPkiCrlSetBer(der.data(), length(der), crl), crl);
 }
 // ask takes the answers of a certificate, which stay when it is freed.
-void ask(KwPkiCert cert) {
+void ask(KwPkiCert cert, KwPkiPublicKey key) {
   const uint8_t *ber = nullptr;
   uint8_t *der = nullptr;
   char *subject = nullptr, *serial = nullptr;
   uint32_t size = 0;
   const bool set = KwPkiCertGetBer(cert, &ber, &size) == KWPKI_OK;
-  require(KwPkiCertGetPublicKey(cert, pick<KwPkiPublicKey>()) != KWPKI_OK || set);
+  require(KwPkiCertGetPublicKey(cert, key) != KWPKI_OK || set);
   check(KwPkiCertGetSubjectDNDer(cert, &der, &size), set);
   check(KwPkiCertGetSubjectDN(cert, &subject), der);
   check(KwPkiCertGetSerialNumber(cert, &serial), set);
   blocks.insert(blocks.end(), {der, subject, serial});
 }
-void ask_cert() { ask(pick<KwPkiCert>()); }
-void ask_listed() { ask(KwPkiCertListCurrent(pick<KwPkiCertList>())); }
+void ask_cert() {
+  KwPkiCert cert = pick<KwPkiCert>();
+  ask(cert, pick<KwPkiPublicKey>());
+}
+// read_list: a list is the same in both directions, and its certificates answer like all others.
+void read_list(KwPkiCertList list, KwPkiPublicKey key) {
+  std::vector<KwPkiCert> forward, backward;
+  for (KwPkiCert c = KwPkiCertListFirst(list); c; c = KwPkiCertListNext(list)) forward.push_back(c);
+  for (KwPkiCert c = KwPkiCertListLast(list); c; c = KwPkiCertListPrev(list)) backward.push_back(c);
+  require(forward == std::vector<KwPkiCert>(backward.rbegin(), backward.rend()));
+  require(forward.empty() == (KwPkiCertListIsEmpty(list) == 1));
+  for (KwPkiCert cert : forward) ask(cert, key);
+}
+void ask_listed() {
+  KwPkiCertList list = pick<KwPkiCertList>();
+  read_list(list, pick<KwPkiPublicKey>());
+}
 
 void add_key() {
   static constexpr KwPkiStatus (*kTexts[])(const char *, uint32_t, KwPkiSearchKey) = {
@@ -170,19 +177,14 @@ void set_search() {
   check(KwPkiSearchSetKeys(keys, search), keys && search);
 }
 
-// walk takes a step in a list, or asks for what its service said.
+// walk takes a step in a list.
 void walk() {
   static constexpr KwPkiCert (*kSteps[])(KwPkiCertList) = {KwPkiCertListCurrent, KwPkiCertListFirst,
                                                            KwPkiCertListLast, KwPkiCertListNext,
                                                            KwPkiCertListPrev};
   KwPkiCertList list = pick<KwPkiCertList>();
-  const size_t step = below(6);
-  if (step < std::size(kSteps)) {
-    KwPkiCert cert = kSteps[step](list);
-    return require(!cert || KwPkiCertListCurrent(list) == cert);
-  }
-  uint32_t state = 0;
-  blocks.push_back(KwPkiGetSearchState(list, &state, nullptr));
+  KwPkiCert cert = kSteps[below(std::size(kSteps))](list);
+  require(!cert || KwPkiCertListCurrent(list) == cert);
 }
 
 // go_on is in every callback: it is the one that the reply is for, and goes on with the program.
@@ -194,6 +196,11 @@ void go_on(void *context, KwPkiForm form, uint32_t status) {
 }
 void on_status(void *context, uint32_t status) { go_on(context, KWPKI_FORM_STATUS, status); }
 void on_list(void *context, uint32_t status, KwPkiCertList handle) {
+  uint32_t state = 0;
+  char *text = nullptr;
+  blocks.push_back(KwPkiGetSearchState(handle, &state, &text));
+  require(!handle || state == ssh_load_be32(&static_cast<Request *>(context)->reply->payload[8]));
+  read_list(handle, slots<KwPkiPublicKey>[0]);
   KwPkiCertList &list = pick<KwPkiCertList>();
   release<KwPkiCertListFree>(list);
   list = handle;
@@ -244,23 +251,20 @@ void make_request() {
 
 Octets payload(KwPkiForm form) {
   if (form != KWPKI_FORM_LIST && form != KWPKI_FORM_NAMES) return octets();
-  Octets out;
   const uint32_t count = octet() % 4;
+  std::vector<Der> parts;
   if (form == KWPKI_FORM_NAMES) {
-    put(out, {one_in(8) ? number() : count});
-    for (uint32_t i = 0; i < count; ++i) put(out, octets());
-    return out;
+    parts.push_back(wire::u32(one_in(8) ? number() : count));
+    for (uint32_t i = 0; i < count; ++i) parts.push_back(wire::str(octets()));
+    return wire::join(parts);
   }
-  put(out, {count, 0, number()});
-  put(out, octets());
+  parts = {wire::u32(count), wire::u32(0), wire::u32(number()), wire::str(octets())};
   for (uint32_t i = 0; i < count; ++i) {
-    put(out, {0});
-    put(out, cert_encoding());
-    put(out, {number(), 1, octet() % 16u});  // one key
-    put(out, octets());
-    put(out, {0, number(), number()});
+    parts.insert(parts.end(), {wire::u32(0), wire::str(cert_encoding()), wire::u32(number()),
+                               wire::u32(1), wire::u32(octet() % 16u), wire::str(octets()),
+                               wire::u32(0), wire::u32(number()), wire::u32(number())});
   }
-  return out;
+  return wire::join(parts);
 }
 
 // process gives a reply to the library, which calls the callback of the open request that it is
@@ -291,11 +295,17 @@ void reply() {
     if (!one_in(8)) type = request.type;
   }
   const KwPkiForm form = one_in(8) ? KWPKI_FORM_NONE : callback_form(type);
-  Octets body;
-  put(body, {1, id, type, one_in(4) ? number() : 0, 0});
-  put(body, payload(form));
+  const uint32_t status = one_in(4) ? number() : 0;
+  Octets body = wire::envelope(id, type, status, payload(form));
   if (one_in(8)) body.resize(below(body.size()));
   last_reply = body;
+  process(body);
+}
+
+// any_reply takes the rest of the program for a reply to the request before.
+void any_reply() {
+  Octets body = take(rest.size());
+  if (body.size() >= 8 && !requests.empty()) ssh_store_be32(&body[4], requests.back().id);
   process(body);
 }
 
@@ -317,7 +327,8 @@ void run(uint32_t steps) {
                                          set_search,
                                          walk,
                                          make_request,
-                                         reply};
+                                         reply,
+                                         any_reply};
   static uint32_t depth = 0;
   constexpr uint32_t kDeepest = 3;
   if (depth == kDeepest) return;
@@ -333,9 +344,7 @@ void release_all(std::array<Handle, 3> &...of) {
 // finish answers what is open and frees what is left.
 void finish() {
   for (const Request &request : requests) {
-    Octets body;
-    put(body, {1, request.id, request.type, 1, 0, 0});
-    process(body);
+    process(wire::envelope(request.id, request.type, 1, {}));
     require(!request.open);
   }
   requests.clear();
