@@ -20,19 +20,6 @@ void check_subject(SshX509Cert &cert) {
   check_names(cert.subject_names);
 }
 
-void check_key(const SshX509Cert &cert) {
-  const SshPublicKeyOwner key(ssh_x509_cert_public_key(&cert));
-  require(!key || cert.key.usable);
-  if (!key) return;
-  uint8_t *blob = nullptr;
-  uint32_t length = 0;
-  require(ssh_public_key_export(key.get(), &blob, &length) == SSH_KEY_OK);
-  const SshBlock owner(blob);
-  SshPublicKey *imported = nullptr;
-  require(ssh_public_key_import({blob, length}, &imported) == SSH_KEY_OK);
-  ssh_public_key_free(imported);
-}
-
 }  // namespace
 
 void check_profile(Bytes input) {
@@ -41,7 +28,8 @@ void check_profile(Bytes input) {
   require(!cert->key.info.empty() && inside(cert->key.info, cert->signed_data));
   require(cert->signature_pair || inside(cert->signature, cert->der));
   check_subject(*cert);
-  check_key(*cert);
+  const SshPublicKeyOwner key(ssh_x509_cert_public_key(cert.get()));
+  require(!key || cert->key.usable);
   for (const auto *point = cert->distribution_points; point; point = point->next) {
     check_names(point->name.full);
     check_names(point->crl_issuer);
