@@ -2,6 +2,7 @@
 // the fuzz target of sessions.
 
 #include "api/host.h"
+#include "support/folder.h"
 
 namespace {
 
@@ -51,6 +52,13 @@ TEST_F(ApiObjectsTest, ArgumentsThatAreRefused) {
   EXPECT_EQ(KwPkiCrlReadFromFile(armoured.c_str(), crl), KWPKI_OK);
   EXPECT_EQ(KwPkiCrlReadFromFile(plain.c_str(), crl), KWPKI_FILE_UNREADABLE);
   EXPECT_EQ(KwPkiCrlReadFromFile(client::example("ca-root.pem").c_str(), crl), KWPKI_FAILED);
+  // Of standard input a text would lose a line end of two bytes, and what is behind its last one.
+  const Folder folder;
+  const std::string octets("0\r\nA\x1A more");
+  for (const char *standard : {"-", static_cast<const char *>(nullptr)}) {
+    ASSERT_TRUE(std::freopen(folder.add("file", octets).c_str(), "r", stdin));
+    EXPECT_EQ(client::read(standard, 0).value, octets);
+  }
   EXPECT_EQ(client::ber(cert).value, hex(encoding)) << "the certificate is as it was";
   for (int again = 0; again < 2; ++again) EXPECT_EQ(KwPkiSearchSetKeys(keys, search), KWPKI_OK);
   EXPECT_EQ(KwPkiValidityFree(nullptr), KWPKI_OK);

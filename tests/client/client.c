@@ -1,8 +1,7 @@
 /* client MODE FOLDER SOURCE is a host in plain C: it loads the library of FOLDER at run time, as
  * hosts do, and finds every export of SOURCE/src/api/exports.txt by its name. The modes:
- *   alone    standard input is read; there is no host library: requests are not posted, everything
- *            else works; then the doubles of FOLDER/host are loaded and requests are posted
- *   modern   the same without a host, of the library that starts with the modern profile
+ *   alone    there is no host library: requests are not posted, everything else works; then the
+ *            doubles of FOLDER/host are loaded and requests are posted
  *   hosted   the doubles are where the system looks for libraries, and nothing foreign is loaded
  *            from the current folder
  *   placed   the doubles are beside the library or the program, and go before what PATH has
@@ -29,7 +28,6 @@ static struct {
 static int export_count;
 static uint32_t shift;   /* of the stack, for calls */
 static uint32_t next_id; /* the identifier of the next request */
-static int modern;       /* which of the two libraries it is */
 static int posting;      /* whether the host is there */
 static char agent[] = "agent";
 
@@ -240,8 +238,7 @@ static void other_requests(KwPkiCert cert, KwPkiCrl crl) {
   CHECK(seen.calls == 6);
 }
 
-/* everything calls every export, with the stack as it is to be. What is signed with SHA-256 is read
- * under the modern profile alone. */
+/* everything calls every export, with the stack as it is to be. */
 static void everything(const char *source) {
   char path[4096];
   KwPkiCrl crl = (KwPkiCrl)CALL0(KwPkiCrlAllocate);
@@ -252,7 +249,7 @@ static void everything(const char *source) {
 
   KwPkiCert cert = (KwPkiCert)CALL0(KwPkiCertAllocate);
   KwPkiPublicKey key = (KwPkiPublicKey)CALL0(KwPkiPublicKeyAllocate);
-  CHECK((read_example(source, "refused-sha256.der", cert) == KWPKI_OK) == modern);
+  CHECK(read_example(source, "refused-sha256.der", cert) == KWPKI_FAILED);
   CHECK(read_example(source, "v3-rich.der", cert) == KWPKI_OK);
   read_contents(cert, key);
   search_round_trip(key);
@@ -274,37 +271,14 @@ static void at_every_alignment(const char *source) {
   shift = 0;
 }
 
-/* from_standard_input reads what a text would lose: a line end of two octets, and what is behind
- * the character that ends one. */
-static void from_standard_input(const char *name) {
-  static const uint8_t octets[] = {0x30, 0x0D, 0x0A, 0x41, 0x1A, 0x42, 0x43};
-  uint8_t *data = NULL;
-  uint32_t length = 0;
-  input_from(octets, sizeof octets);
-  OK(KwPkiReadFile, P(name), 0, P(&data), P(&length));
-  CHECK(length == sizeof octets && memcmp(data, octets, length) == 0);
-  CHECK(input_is_text());
-  OK(KwPkiStringFree, P(data));
-}
-
 static void alone(const char *folder, const char *source) {
   char hosts[4096];
   snprintf(hosts, sizeof hosts, "%s/host", folder);
   void *library = load(folder);
-  from_standard_input("-");
-  from_standard_input(NULL);
   at_every_alignment(source);
   CHECK(library_open(hosts, "KWPMAPI") && library_open(hosts, "KWMA32"));
   posting = 1;
   at_every_alignment(source);
-  library_close(library);
-}
-
-/* other is the library that starts with the modern profile. */
-static void other(const char *folder, const char *source) {
-  modern = 1;
-  void *library = load(folder);
-  everything(source);
   library_close(library);
 }
 
@@ -353,8 +327,6 @@ int main(int argc, char **argv) {
   read_names(argv[3]);
   if (strcmp(argv[1], "alone") == 0) {
     alone(argv[2], argv[3]);
-  } else if (strcmp(argv[1], "modern") == 0) {
-    other(argv[2], argv[3]);
   } else if (strcmp(argv[1], "hosted") == 0) {
     hosted(argv[2], argv[3]);
   } else if (strcmp(argv[1], "placed") == 0) {

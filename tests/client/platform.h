@@ -1,6 +1,6 @@
 /* What the client and its host need of the system: libraries loaded by name, calls with a stack
- * pointer of their own choosing, a pipe to read, and what the process holds. platform_posix.c and
- * platform_win32.c provide it. */
+ * pointer of their own choosing, and what the process holds. platform_posix.c and platform_win32.c
+ * provide it. */
 #ifndef CLIENT_PLATFORM_H
 #define CLIENT_PLATFORM_H
 
@@ -24,11 +24,6 @@ int search_in(const char *folder);
  * afterwards; elsewhere this is an ordinary call, the client's own. */
 uintptr_t checked_call(Function function, uint32_t count, const uintptr_t *arguments,
                        uint32_t shift, intptr_t *moved);
-
-/* input_from makes standard input a pipe that holds these octets and ends after them; where there
- * is a difference, it is read as text. input_is_text tells whether it still is. */
-void input_from(const void *octets, size_t length);
-int input_is_text(void);
 
 /* resources_now counts the octets of the heap in use and the objects of the system. */
 typedef struct Resources {

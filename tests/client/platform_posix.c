@@ -1,9 +1,7 @@
 #include <dlfcn.h>
 #include <malloc.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 #include "platform.h"
 
@@ -23,16 +21,5 @@ Function library_find(void *library, const char *name) {
   memcpy(&function, &address, sizeof function); /* C has no conversion between the two */
   return function;
 }
-
-void input_from(const void *octets, size_t length) {
-  int ends[2];
-  if (pipe(ends) || write(ends[1], octets, length) != (ssize_t)length) abort();
-  close(ends[1]);
-  dup2(ends[0], STDIN_FILENO);
-  close(ends[0]);
-  clearerr(stdin);
-}
-
-int input_is_text(void) { return 1; }
 
 Resources resources_now(void) { return (Resources){mallinfo2().uordblks, 0}; }

@@ -2,10 +2,7 @@
 
 #include <windows.h>
 
-#include <fcntl.h>
-#include <io.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 void *library_open(const char *folder, const char *name) {
@@ -65,19 +62,6 @@ uintptr_t checked_call(Function function, uint32_t count, const uintptr_t *argum
   return result;
 }
 #endif
-
-void input_from(const void *octets, size_t length) {
-  int ends[2];
-  if (_pipe(ends, 4096, _O_BINARY) || _write(ends[1], octets, (unsigned)length) != (int)length)
-    abort();
-  _close(ends[1]);
-  _dup2(ends[0], _fileno(stdin));
-  _close(ends[0]);
-  _setmode(_fileno(stdin), _O_TEXT);
-  clearerr(stdin);
-}
-
-int input_is_text(void) { return _setmode(_fileno(stdin), _O_TEXT) == _O_TEXT; }
 
 Resources resources_now(void) {
   Resources now = {0, 0};
