@@ -21,16 +21,17 @@ size_t length_octets(uint32_t length) {
   return count;
 }
 
-// Levels remembers the lists around the walk, outermost first: where each one ends, and whether it
-// is plain (see ssh_ber_check). The first levels lie in the object itself, so that ordinary input
-// takes no heap call.
+// Levels is the stack of ssh_ber_check: one number for each list that the walk is inside of,
+// outermost first. A number is the offset of the list's end, and in its lowest bit whether the list
+// is plain (see ssh_ber_check). The first levels are in the object itself, so that ordinary input
+// takes no block from the heap.
 class Levels {
  public:
   ~Levels() {
     if (heap_) ssh_xfree(heap_);
   }
 
-  // grow makes room for twice as many levels; false beyond all use.
+  // grow makes room for twice as many levels; false where there are too many already.
   [[nodiscard]] bool grow() {
     if (capacity_ >= kDepthMax) return false;
     auto *larger = static_cast<uint32_t *>(ssh_xrealloc(heap_, capacity_ * 2 * sizeof(uint32_t)));
@@ -50,7 +51,7 @@ class Levels {
   uint32_t *heap_ = nullptr;
   size_t capacity_ = kInline;
 };
-static_assert(SSH_BER_INPUT_MAX < size_t{1} << 31);  // a level is an offset and a bit
+static_assert(SSH_BER_INPUT_MAX < size_t{1} << 31);  // an offset leaves the lowest bit free
 
 }  // namespace
 
@@ -86,8 +87,10 @@ SshBerStatus ssh_ber_set_tag_length(uint8_t *out, size_t size, const SshBerEleme
   return SSH_BER_OK;
 }
 
+// A length byte below 0x80 comes here too, if the content does not fit. Subtracting 0x80 makes a
+// huge count of it, and `count - 1` is as huge for 0x80, an indefinite length: neither is opened.
 SshBerSpan ssh_ber_span_long(const uint8_t *p, const uint8_t *end) {
-  const size_t count = p[1] - size_t{0x80};  // of a short length it is beyond all counts
+  const size_t count = p[1] - size_t{0x80};
   const auto room = static_cast<size_t>(end - p - 2);
   if (count - 1 >= kLengthOctetsMax || count > room) return {};
   const uint8_t *const content = p + 2 + count;
@@ -135,6 +138,19 @@ SshBerStatus ssh_ber_open_element(const uint8_t *p, const uint8_t *end, SshBerEl
   return length > static_cast<size_t>(end - p) ? SSH_BER_CUT : SSH_BER_OK;
 }
 
+// The walk goes from header to header. It jumps over the content of a primitive element and goes
+// into that of a constructed one, so that each header is looked at once. Where a list ends depends
+// on how its parent gives its length:
+//
+// - With a definite length the list ends at a known place. Such a list is called plain here. `end`
+// is that place, and the inner loop below goes through all usual elements of the list.
+// - With an indefinite length the list ends at its end-of-contents bytes. Until they come, `end`
+// stays what it was for the list outside, which bounds this one as well.
+// - The top level belongs to no element. It ends with the input, and its elements are counted.
+//
+// Going into an element pushes the end and the kind of the list outside (Levels), and leaving it
+// takes them back. What the inner loop cannot open, or has no room to push, is left to the outer
+// one, which looks at one element of any form and knows every kind of list.
 SshBerExtent ssh_ber_check(Bytes octets) {
   const uint8_t *const base = octets.data();
   SshBerExtent extent;
@@ -144,7 +160,7 @@ SshBerExtent ssh_ber_check(Bytes octets) {
   uint32_t *outer = levels.data();
   size_t depth = 0;
   const uint8_t *p = base, *end = base + octets.size();
-  bool plain = false;  // whether the list stands inside an element and ends at `end`
+  bool plain = false;  // whether the list is the content of an element and ends at `end`
   const auto leave = [&] {
     // NOLINTNEXTLINE(clang-analyzer-core.uninitialized.Assign): it was set on the way in
     const uint32_t level = outer[--depth];
@@ -152,7 +168,7 @@ SshBerExtent ssh_ber_check(Bytes octets) {
     plain = (level & 1) != 0;
   };
   for (;;) {
-    // Nearly all elements are usual ones and stand in such a list.
+    // Nearly all elements are usual ones in plain lists.
     while (plain) {
       for (;;) {
         const SshBerSpan span = ssh_ber_usual_span(p, end);
@@ -198,6 +214,9 @@ SshBerExtent ssh_ber_check(Bytes octets) {
   return {extent.good, extent.elements - 1, true, depth > 0, p};
 }
 
+// Only elements of indefinite length have to be gone into, and of those it is enough to count how
+// many are open: the end-of-contents bytes that close the last one end the element. An element of
+// definite length is jumped over as a whole.
 const uint8_t *ssh_ber_element_end_walk(const SshBerElement &element, const uint8_t *end,
                                         uint64_t &work) {
   const uint8_t *p = element.data + element.header_length;

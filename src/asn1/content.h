@@ -1,18 +1,21 @@
-// What the contents of primitive types mean: one case per type, used by both readers (read.cc and
-// plain.h), so that they cannot differ.
+// What the content bytes of primitive types mean. Both readers (read.cc and plain.h) decode content
+// through this header, so that they cannot differ in it. The function for all types is inlined: in
+// the plain reader the type is known to the compiler, which keeps that one case. A new type is a
+// case here and one in Builder::content (create.cc); docs/asn1_template.md lists the rest.
 #pragma once
 
 #include "asn1/template.h"
 #include "util/fatal.h"
 
-// ssh_asn1_low32 gives the low 32 bits of an INTEGER.
+// ssh_asn1_low32 gives the low 32 bits of an INTEGER's content; higher ones are dropped.
 [[nodiscard]] uint32_t ssh_asn1_low32(Bytes content);
 
-// ssh_asn1_read_bits reads a BIT STRING; false if it has none of its own form.
+// ssh_asn1_read_bits reads a BIT STRING's content. False if the first byte, the number of unused
+// bits, is missing or is larger than the number of bits that follow.
 [[nodiscard]] bool ssh_asn1_read_bits(Bytes content, SshAsn1Bits &bits);
 
-// ssh_asn1_read_content decodes a primitive's content into the element's output, which is a value
-// or a view; false if it is not of the type.
+// ssh_asn1_read_content decodes the content of an element of type `op.type` into `output`, which is
+// a value or a view. False if the bytes are not of that type.
 [[nodiscard, gnu::always_inline]] inline bool ssh_asn1_read_content(const SshAsn1Op &op,
                                                                     Bytes content, void *output) {
   switch (op.type) {

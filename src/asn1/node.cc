@@ -46,7 +46,7 @@ SshAsn1Tree *ssh_asn1_new_tree(SshAsn1Context *context, SshAsn1Node root) {
 }
 
 SshAsn1Status ssh_asn1_decode(SshAsn1Context *context, Bytes octets, SshAsn1Tree **tree) {
-  // Checked before it is copied: what a copy has no room for is refused, not fatal.
+  // The check comes before the copy: it refuses what is too large, where copying would be fatal.
   const SshBerExtent extent = ssh_ber_check(octets);
   const SshAsn1Status status = status_of(extent);
   if (status == SSH_ASN1_BER_OPEN_FAILED) return status;
@@ -70,7 +70,7 @@ SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1N
 
 SshBerElement ssh_asn1_node_open(SshAsn1Node node) {
   SshBerElement element;
-  (void)ssh_ber_open(node.data, node.next, element);  // bytes of a node are well-formed
+  (void)ssh_ber_open(node.data, node.next, element);  // cannot fail: a node's bytes were checked
   return element;
 }
 
@@ -97,7 +97,7 @@ SshAsn1Status ssh_asn1_context_list(SshAsn1Context *context, SshAsn1Node node, B
     size += at.der().size();
   *octets = {node.data, size};
   if (node && node.work->left == 0)
-    return SSH_ASN1_BER_STEP_FAILED;  // the list may have ended early
+    return SSH_ASN1_BER_STEP_FAILED;  // the list may have ended early, see SshAsn1Work
   if (static_cast<size_t>(end - node.data) == size) return SSH_ASN1_OK;
 
   uint8_t *out = ssh_asn1_context_octets(context, size);
@@ -130,8 +130,8 @@ void ssh_asn1_node_get_data(SshAsn1Node node, uint8_t **data, size_t *length) {
 
 SshAsn1Status ssh_asn1_encode(SshAsn1Context *context, SshAsn1Tree *tree) {
   if (!tree->root) return SSH_ASN1_NODE_NULL;
-  return ssh_asn1_context_list(context, tree->root,
-                               &tree->data);  // a node is encoded when it is made
+  // Nodes are encoded when they are made, so there is nothing left to do but to put them together.
+  return ssh_asn1_context_list(context, tree->root, &tree->data);
 }
 
 SshAsn1Status ssh_asn1_encode_node(SshAsn1Context *context, SshAsn1Node node) {
@@ -142,7 +142,7 @@ SshAsn1Status ssh_asn1_encode_node(SshAsn1Context *context, SshAsn1Node node) {
 
 SshAsn1Node ssh_asn1_list_of(Bytes octets, SshAsn1Work *work) {
   const uint8_t *p = octets.data(), *const end = p + octets.size();
-  while (ssh_ber_is_end(p, end)) p += 2;  // end-of-contents bytes are no nodes
+  while (ssh_ber_is_end(p, end)) p += 2;  // end-of-contents bytes are no elements
   SshBerElement element;
   if (p == end || ssh_ber_open(p, end, element) != SSH_BER_OK) return {};
   const uint8_t *const next = ssh_ber_element_end(element, end, work->left);

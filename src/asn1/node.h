@@ -1,8 +1,14 @@
-// ASN.1 values: nodes and trees, made and taken apart by templates (asn1/template.h).
-// A node is a view of checked bytes, so nothing is built while decoding and nothing is torn down
-// afterwards; a list of nodes is the bytes of its elements one after the other. decode and the
-// walk are in node.cc, reading in read.cc, creating in create.cc; what is read unchecked, in
-// plain.h.
+// ASN.1 values: nodes and trees, read and created by templates (asn1/template.h).
+//
+//   SshAsn1Work work = SshAsn1Work::for_input(der.size());
+//   SshAsn1Node root;
+//   if (ssh_asn1_decode_in_place(der, &work, &root) != SSH_ASN1_OK) return false;
+//   return ssh_asn1_read_node(root, "(sequence ()(integer ())(any ()))"_asn1, &number, &rest) ==
+//          SSH_ASN1_OK;
+//
+// A node is a view of checked bytes. So decoding builds nothing and nothing has to be freed; a list
+// of nodes is the bytes of its elements one after the other. Decoding and walking are in node.cc,
+// reading in read.cc, creating in create.cc. plain.h reads bytes that were not checked.
 #pragma once
 
 #include "asn1/template.h"
@@ -10,37 +16,37 @@
 #include "util/fatal.h"
 #include "util/owner.h"
 
-// SshAsn1Tree is a value with its encoding. `current` is where reads of the tree start.
+// SshAsn1Tree is a list of elements with its encoding.
 struct SshAsn1Tree {
-  SshAsn1Node root;
-  SshAsn1Node current;
-  Bytes data;
+  SshAsn1Node root;     // the first top-level element
+  SshAsn1Node current;  // where reads of the tree start
+  Bytes data;           // the encoding: what was decoded, or what ssh_asn1_encode stored
   SshAsn1Work work;
 };
 
-// SshAsn1Context owns all memory of one piece of ASN.1 work: trees, encodings and copies live until
-// it is freed.
+// SshAsn1Context owns the memory of what is decoded and created in it: trees, encodings and copies
+// live until it is freed.
 struct SshAsn1Context;
 [[nodiscard]] SshAsn1Context *ssh_asn1_init();
 void ssh_asn1_free(SshAsn1Context *context);
 using SshAsn1ContextOwner = Owner<SshAsn1Context, ssh_asn1_free>;
 
-// ssh_asn1_decode copies bytes into a new tree of the context. Ok, "Ok garbage at end" and "Bad
-// garbage at end" come with a tree of the good top-level elements; "Ber open failed" with none. No
-// bytes give an empty tree.
+// ssh_asn1_decode copies bytes into a new tree of the context. SSH_ASN1_OK, _OK_GARBAGE and
+// _BAD_GARBAGE come with a tree of the good top-level elements, _BER_OPEN_FAILED comes with none.
+// No bytes give an empty tree.
 SshAsn1Status ssh_asn1_decode(SshAsn1Context *context, Bytes octets, SshAsn1Tree **tree);
 
-// ssh_asn1_decode_in_place does the same without a copy and a context: `root` views `octets`, and
-// reads of it draw on `work`; both must outlive it. `fault_at`, if given, receives the place of the
-// first fault (null: none).
+// ssh_asn1_decode_in_place does the same without a copy and a context. `root` is a view of
+// `octets`, and reads of it take steps from `work`; both must outlive it. `fault_at`, if given,
+// receives the place of the first fault (null: none).
 SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1Node *root,
                                        const uint8_t **fault_at = nullptr);
 
 // ssh_asn1_node_open describes a node's own element; the node must not be null.
 [[nodiscard]] SshBerElement ssh_asn1_node_open(SshAsn1Node node);
 
-// ssh_asn1_list_of views well-formed bytes (those that were checked, or that create or encode made)
-// as a list of nodes.
+// ssh_asn1_list_of makes a list of nodes of well-formed bytes: of those that were checked, or that
+// were created here. The null node if there is no element, or the work is spent.
 [[nodiscard]] SshAsn1Node ssh_asn1_list_of(Bytes octets, SshAsn1Work *work);
 
 // ssh_asn1_node_next gives the next sibling, or the null node at the end and for a null node.
@@ -50,8 +56,9 @@ SshAsn1Status ssh_asn1_decode_in_place(Bytes octets, SshAsn1Work *work, SshAsn1N
   return {node.next, span.end, node.end, node.work};
 }
 
-// ssh_asn1_node_find gives the first element of the list with this identifier byte and a definite
-// length, which is the one that a template would find; the null node if there is none.
+// ssh_asn1_node_find gives the first element of the list with this identifier and a definite
+// length, which is the one that a template would find. The constructed bit does not count. The null
+// node if there is none.
 [[nodiscard]] SshAsn1Node ssh_asn1_node_find(SshAsn1Node list, uint8_t identifier);
 
 // ssh_asn1_node_child gives the first element inside a node, or the null node if it has none or is
@@ -71,34 +78,39 @@ void ssh_asn1_node_get_data(SshAsn1Node node, uint8_t **data, size_t *length);
 // ssh_asn1_encode stores a tree's encoding in its `data`; an empty tree gives SSH_ASN1_NODE_NULL.
 SshAsn1Status ssh_asn1_encode(SshAsn1Context *context, SshAsn1Tree *tree);
 
-// ssh_asn1_encode_node does the same for a single constructed node, whose bytes are then
-// node.der(); a primitive one gives SSH_ASN1_CONSTRUCTED_ASSUMED.
+// ssh_asn1_encode_node makes sure that a single constructed node is encoded: its bytes are
+// node.der(). A primitive node gives SSH_ASN1_CONSTRUCTED_ASSUMED.
 SshAsn1Status ssh_asn1_encode_node(SshAsn1Context *context, SshAsn1Node node);
 
 // ssh_asn1_add_list gives a list of the elements of `list` followed by those of `more`; either may
-// be null. The null node also stands for a result above SSH_BER_INPUT_MAX or for spent work. Nodes
-// are values: a parent made from `list` before keeps the list it was made from.
+// be null. The result is the null node also if it would be larger than SSH_BER_INPUT_MAX, or if the
+// work is spent. Nodes are values: a parent that was created from `list` does not change.
 [[nodiscard]] SshAsn1Node ssh_asn1_add_list(SshAsn1Context *context, SshAsn1Node list,
                                             SshAsn1Node more);
 
-// SshAsn1Mode tells what a read makes of elements that its template does not read where they stand.
+// SshAsn1Mode tells what a read does about elements that its template does not read where they
+// stand. By the rules of the language they are passed over; but what is passed over may be a
+// constraint or a revocation, so that some reads must not do that.
 enum class SshAsn1Mode : uint8_t {
-  // They are passed over, also where they carry a tag that the template names; a primitive type in
-  // constructed form is passed over too, and its outputs stay as they are.
+  // They are passed over, even with a tag that the template names. A primitive type in constructed
+  // form is passed over as well, and its outputs stay as they are.
   kSearch,
-  // An element of a structure that carries the tag of a field is read or an error; so is a
-  // primitive type in constructed form, and a second element under an explicit tag. Others are
-  // passed over.
+  // An element of a structure that has the tag of one of its fields is read, or the read fails. It
+  // also fails at a primitive type in constructed form, and at a second element under an explicit
+  // tag. Other elements are passed over.
   kKnown,
-  // Every element is read where it stands or an error; but fields that all have tags of their own
-  // may change places. An "any" that is all of a list stands for the whole list.
+  // Every element is read where it stands, or the read fails; only fields that all have tags of
+  // their own may change places. An "any" that is alone in a list of the template stands for all
+  // elements of that list.
   kWhole
 };
 
-// ssh_asn1_run_read and ssh_asn1_run_create are behind the typed fronts below; call those.
+// ssh_asn1_run_read and ssh_asn1_run_create run a program. Callers use the function templates
+// below, which check the types of the arguments.
 SshAsn1Status ssh_asn1_run_read(SshAsn1Mode mode, SshAsn1Node node, const SshAsn1Op *ops,
                                 uint32_t count, void *const *outputs);
 
+// SshAsn1Input is one argument of create, of whatever type: the program knows which member counts.
 struct SshAsn1Input {
   int number = 0;
   uint32_t word = 0;
@@ -120,14 +132,14 @@ struct SshAsn1Input {
 SshAsn1Status ssh_asn1_run_create(SshAsn1Context *context, SshAsn1Node *node, const SshAsn1Op *ops,
                                   uint32_t count, const SshAsn1Input *inputs);
 
-// ssh_asn1_output gives the place that a read stores into; SshAsn1Unread has its own (plain.h).
+// ssh_asn1_output gives the address that a read stores to. SshAsn1Unread has an overload (plain.h).
 template <class T>
 void *ssh_asn1_output(T *output) {
   return output;
 }
 
 // ssh_asn1_read_node_as is ssh_asn1_read_node in a mode of the caller's choice. The template is
-// held against all of the list: in a mode that tells, elements behind the last that it takes are
+// compared with the whole list: except in kSearch, elements behind the last one that it reads are
 // left over.
 template <SshAsn1Text Text, class... Outputs>
 SshAsn1Status ssh_asn1_read_node_as(SshAsn1Mode mode, SshAsn1Node node, SshAsn1Template<Text>,
@@ -137,10 +149,10 @@ SshAsn1Status ssh_asn1_read_node_as(SshAsn1Mode mode, SshAsn1Node node, SshAsn1T
   return ssh_asn1_run_read(mode, node, kOps.data(), kOps.size(), pointers);
 }
 
-// ssh_asn1_read_node matches a template against the list that starts at `node` and stores what it
-// finds. An absent optional element sets its flag to 0 and leaves its outputs alone. Views live as
-// long as the node's bytes; blocks and text are the caller's (ssh_xfree) on success, and freed and
-// null again on failure.
+// ssh_asn1_read_node reads the list that starts at `node` by a template and stores what it finds.
+// For an absent optional element the flag becomes 0 and the outputs stay as they are. Views live as
+// long as the node's bytes. Blocks and text belong to the caller (ssh_xfree); after a failure they
+// are freed and the pointers are null.
 template <SshAsn1Text Text, class... Outputs>
 SshAsn1Status ssh_asn1_read_node(SshAsn1Node node, SshAsn1Template<Text> text, Outputs... outputs) {
   return ssh_asn1_read_node_as(SshAsn1Mode::kSearch, node, text, outputs...);
@@ -153,9 +165,9 @@ SshAsn1Status ssh_asn1_read_tree(const SshAsn1Tree *tree, SshAsn1Template<Text> 
   return ssh_asn1_read_node(tree->current, text, outputs...);
 }
 
-// ssh_asn1_create_node encodes what a template describes; `node` becomes the list of its top-level
-// elements. The null node as the value of "any" leaves that element out. The bytes live in the
-// context.
+// ssh_asn1_create_node encodes what a template describes. `node` becomes the list of its top-level
+// elements, whose bytes live in the context. The null node as the value of an "any" leaves that
+// element out.
 template <SshAsn1Text Text, class... Inputs>
 SshAsn1Status ssh_asn1_create_node(SshAsn1Context *context, SshAsn1Node *node,
                                    SshAsn1Template<Text>, Inputs... inputs) {
@@ -167,7 +179,7 @@ SshAsn1Status ssh_asn1_create_node(SshAsn1Context *context, SshAsn1Node *node,
 // ssh_asn1_new_tree makes a tree of the context around a list of nodes.
 [[nodiscard]] SshAsn1Tree *ssh_asn1_new_tree(SshAsn1Context *context, SshAsn1Node root);
 
-// ssh_asn1_create_tree does as ssh_asn1_create_node and makes a tree of the result.
+// ssh_asn1_create_tree does the same as ssh_asn1_create_node and makes a tree of the result.
 template <SshAsn1Text Text, class... Inputs>
 SshAsn1Status ssh_asn1_create_tree(SshAsn1Context *context, SshAsn1Tree **tree,
                                    SshAsn1Template<Text> text, Inputs... inputs) {
@@ -177,9 +189,9 @@ SshAsn1Status ssh_asn1_create_tree(SshAsn1Context *context, SshAsn1Tree **tree,
   return status;
 }
 
-// ssh_asn1_parse_run_time parses and binds a template that comes at run time. Malformed text gives
-// its status; an element that neither ends nor has children is fatal, as is text that does not fit
-// its arguments.
+// ssh_asn1_parse_run_time parses a template that comes at run time and gives its elements their
+// arguments. Malformed text is a status. Fatal are null text, an element that is followed by
+// neither "(" nor ")", and text that does not fit its arguments.
 SshAsn1Status ssh_asn1_parse_run_time(const char *fatal_text, const char *text,
                                       const uint32_t *fits, size_t count, SshAsn1Program *program);
 
@@ -210,8 +222,8 @@ SshAsn1Status ssh_asn1_read_tree_text(const SshAsn1Tree *tree, const char *text,
   return ssh_asn1_read_node_text(tree->current, text, outputs...);
 }
 
-// ssh_asn1_parse_for_create does as ssh_asn1_parse_run_time for text to create from, in which
-// "choice" and "optional" are unknown.
+// ssh_asn1_parse_for_create does the same for text to create from, in which "choice" and "optional"
+// are unknown.
 SshAsn1Status ssh_asn1_parse_for_create(const char *text, const uint32_t *fits, size_t count,
                                         SshAsn1Program *program);
 
