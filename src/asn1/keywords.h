@@ -1,13 +1,14 @@
-// The vocabulary of the template language: 27 keywords in a perfect hash of 37 slots.
-// A keyword that hashes onto an occupied slot cannot be added without new constants; the compiler
-// checks the slots. What a keyword reads and writes is told by its type: one row per type in
-// read.cc and in create.cc.
+// The keywords of the template language: 27 words in a perfect hash table of 37 slots. Each word is
+// in the slot that its hash gives, so that finding one takes a single comparison, also for the
+// compiler, which parses every template. To add a keyword, put it into the slot of its hash; the
+// compiler refuses a wrong slot. If the slot is taken, the hash needs new constants. What is read
+// and created for a keyword depends on its type: one case per type in content.h and create.cc.
 #pragma once
 
 #include <cstdint>
 #include <string_view>
 
-// SshAsn1Type is what an element's content holds, and so which arguments it takes.
+// SshAsn1Type is what the content of an element holds, and so which arguments it takes.
 enum SshAsn1Type : uint8_t {
   SSH_ASN1_BOOLEAN,
   SSH_ASN1_INTEGER,  // also "enum"
@@ -32,7 +33,7 @@ struct SshAsn1Keyword {
 
 constexpr uint32_t SSH_ASN1_KEYWORD_SLOTS = 37;
 
-// ssh_asn1_keyword_slot hashes a word onto its slot.
+// ssh_asn1_keyword_slot gives the slot that a word belongs into.
 constexpr uint32_t ssh_asn1_keyword_slot(std::string_view word) {
   uint32_t h = 0x5EF0BDF5;
   for (const char c : word) {
@@ -83,8 +84,7 @@ constexpr SshAsn1Keyword kSshAsn1Keywords[SSH_ASN1_KEYWORD_SLOTS] = {
     {"empty", 0, SSH_ASN1_NULL},
 };
 
-// ssh_asn1_keyword_find gives a word's slot, or SSH_ASN1_KEYWORD_SLOTS if it is no keyword. There
-// is no probing.
+// ssh_asn1_keyword_find gives a word's slot, or SSH_ASN1_KEYWORD_SLOTS if it is no keyword.
 constexpr uint32_t ssh_asn1_keyword_find(std::string_view word) {
   const uint32_t slot = ssh_asn1_keyword_slot(word);
   return !word.empty() && kSshAsn1Keywords[slot].text == word ? slot : SSH_ASN1_KEYWORD_SLOTS;

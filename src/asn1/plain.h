@@ -6,15 +6,18 @@
 // bound the length, take the content, go on. That is close to the speed of a walk over the headers.
 //
 // The plain reader answers "read" or "not plain", and nothing else. "Not plain" is no refusal: the
-// input is then checked as a whole and read by the general reader (read.cc), which knows every
-// legal form and is the only one to decide. For this to be safe, both must agree about everything
-// that the plain reader reads: what it takes, the general reader takes with the same results, in
-// every mode. The functions at the top of this file work out, while a template is compiled, for
-// which elements that could fail (an optional element that the general reader would also find
-// elsewhere), and leave those to the general reader. fuzz/plain_fuzz.cc holds the two against each
-// other.
+// bytes are then checked and read by the general reader (read.cc), which knows every legal form and
+// is the only one to decide. This is safe because whatever the plain reader takes, the general
+// reader would take with the same results, in every mode. fuzz/plain_fuzz.cc compares the two.
 //
-// It recurses over the depth of the template, never over that of the input.
+//   SshAsn1Unread value;
+//   value.set(octets, &work);
+//   if (value.read("(integer ())"_asn1, &number)) return true;  // it was plain
+//   if (!value.check()) return false;                           // it is not even well-formed
+//   return ssh_asn1_read_node(value.node(), "(integer ())"_asn1, &number) == SSH_ASN1_OK;
+//
+// It recurses over the depth of the template, never over that of the input. A new type of the
+// language needs nothing here if it has a tag and content that content.h can decode.
 #pragma once
 
 #include <tuple>
@@ -23,15 +26,29 @@
 #include "asn1/content.h"
 #include "asn1/node.h"
 
-// The questions about a template that tell whether plain bytes of it can be read so.
+// Which templates can be read in this way
+//
+// The plain reader only looks at the element at the cursor. The general reader looks further: for
+// an optional element that is missing at the cursor it searches behind the cursor, and for a tagged
+// element also before it. So the two could take one element for different fields. An example is
+//
+//   "(optional(integer ()))(boolean ())(integer ())"      read from      BOOLEAN INTEGER
+//
+// The plain reader would find the optional integer missing and take the INTEGER for the last field.
+// The general reader searches behind the BOOLEAN, finds the INTEGER, and takes it for the first
+// one. An element that another field of the list would find in this way is said to stray. The
+// functions below are answered by the compiler. They tell whether an element of a fixed tag could
+// stray; then the template is left to the general reader altogether. An "any" has no fixed tag, so
+// its identifier is compared while reading (SshAsn1PlainRead::strays).
 
-// ssh_asn1_octet is the identifier byte that a plain element of a fixed tag has.
+// ssh_asn1_octet is the identifier byte of a plain element whose tag the template gives.
 constexpr uint8_t ssh_asn1_octet(const SshAsn1Op &op) {
   const bool constructed = op.is_explicit || op.type == SSH_ASN1_CONSTRUCTED;
   return static_cast<uint8_t>(op.identifier | (constructed ? 0x20 : 0));
 }
 
-// ssh_asn1_carries is true if an element of the template may be one with this identifier.
+// ssh_asn1_carries is true if op `i`, or what is inside an optional or a choice, has this
+// identifier. An element that takes anything has none.
 constexpr bool ssh_asn1_carries(const SshAsn1Op *ops, uint32_t i, uint32_t identifier) {
   if (ops[i].type == SSH_ASN1_OPTIONAL) return ssh_asn1_carries(ops, i + 1, identifier);
   if (ops[i].type != SSH_ASN1_CHOICE)
@@ -42,8 +59,8 @@ constexpr bool ssh_asn1_carries(const SshAsn1Op *ops, uint32_t i, uint32_t ident
   return carries;
 }
 
-// ssh_asn1_looked_for is true for elements that the general reader looks for beyond the cursor:
-// behind it if they are optional and missing there, and before it if they are tagged.
+// ssh_asn1_looked_for is true for elements that the general reader searches for, _behind and
+// _before for those that it searches for behind the cursor and before it.
 constexpr bool ssh_asn1_looked_for(const SshAsn1Op &op) {
   return op.type < SSH_ASN1_CHOICE && !ssh_asn1_takes_what_stands(op);
 }
@@ -58,8 +75,10 @@ constexpr bool ssh_asn1_looked_for_before(const SshAsn1Op *ops, uint32_t i) {
 }
 
 // ssh_asn1_strays is true if an element with this identifier, standing at place `i` of a list,
-// would be found by another element of the template. Nobody asks about the one next to it: that one
-// was held against the same element.
+// would be found for another element of the template: for an optional one before it, or for a
+// tagged one after it. The optional element right before place `i` is left out, because it was
+// compared with the element at the cursor, which is this one. (If place `i` is an "any", it is not
+// left out.)
 constexpr bool ssh_asn1_strays(const SshAsn1Op *ops, uint32_t first, uint32_t last, uint32_t i,
                                uint32_t identifier) {
   bool strays = false;
@@ -75,6 +94,8 @@ constexpr bool ssh_asn1_strays(const SshAsn1Op *ops, uint32_t first, uint32_t la
 
 constexpr bool ssh_asn1_list_may_be_plain(const SshAsn1Op *ops, uint32_t first, uint32_t last);
 
+// ssh_asn1_choice_may_be_plain is true if the identifier tells which alternative of a choice an
+// element is.
 constexpr bool ssh_asn1_choice_may_be_plain(const SshAsn1Op *ops, uint32_t i) {
   for (uint32_t k = i + 1; k != ops[i].end; k = ops[k].end) {
     if (!ssh_asn1_looked_for(ops[k])) return false;
@@ -84,6 +105,10 @@ constexpr bool ssh_asn1_choice_may_be_plain(const SshAsn1Op *ops, uint32_t i) {
   return ssh_asn1_list_may_be_plain(ops, i + 1, ops[i].end);
 }
 
+// ssh_asn1_may_be_plain is true if the plain reader knows the form of op `i`. It does not know
+// indefinite lengths, tags of more than one byte, types whose content becomes a block or text of
+// the caller's, and sets, whose members are in any order. A set whose template is one "any" is a
+// list like any other.
 constexpr bool ssh_asn1_may_be_plain(const SshAsn1Op *ops, uint32_t i) {
   const SshAsn1Op &op = ops[i];
   if (op.type == SSH_ASN1_OPTIONAL)
@@ -100,6 +125,8 @@ constexpr bool ssh_asn1_may_be_plain(const SshAsn1Op *ops, uint32_t i) {
   return !set && ssh_asn1_list_may_be_plain(ops, i + 1, op.end);
 }
 
+// ssh_asn1_list_may_be_plain is true if each element of a list is of a form that the plain reader
+// knows, and none of a fixed tag strays.
 constexpr bool ssh_asn1_list_may_be_plain(const SshAsn1Op *ops, uint32_t first, uint32_t last) {
   for (uint32_t i = first; i != last; i = ops[i].end) {
     if (!ssh_asn1_may_be_plain(ops, i)) return false;
@@ -111,11 +138,17 @@ constexpr bool ssh_asn1_list_may_be_plain(const SshAsn1Op *ops, uint32_t first, 
   return true;
 }
 
-// SshAsn1Unread is an element, or a list of them, that may not have been checked. So nothing can be
-// done with it but to read it by a template, which is where a mistake cannot be made: what is read
-// as a node (SshAsn1Node) is checked when it is taken. Elements that were checked can stand in one
-// too; the general reader then reads them. It is not copied, as reading an item of a list finds its
-// end.
+// SshAsn1Unread is an element, or a list of elements, that may not have been checked. A node of
+// bytes that nobody has checked would be dangerous, since whoever walks over it relies on the
+// check. So this is a type of its own, and the only thing to do with it is to read it by a
+// template, which compares every length with what is there. What a template reads as a node is
+// checked at that moment. It can also hold elements that were checked, which the general reader
+// then reads, so that a decoder has one form for both.
+//
+//   for (; item; item.next())
+//     if (!decoder.read(item, "(object-identifier ())"_asn1, &id)) return false;
+//
+// It cannot be copied: where the next item begins is only known to the object that was read.
 class SshAsn1Unread {
  public:
   SshAsn1Unread() = default;
@@ -123,8 +156,7 @@ class SshAsn1Unread {
   SshAsn1Unread(const SshAsn1Unread &) = delete;
   SshAsn1Unread &operator=(const SshAsn1Unread &) = delete;
 
-  // set makes it checked elements, or bytes that nobody has checked and that are to be one
-  // element.
+  // set gives it elements that were checked, or bytes that were not and that must be one element.
   void set(SshAsn1Node node) {
     node_ = node;
     checked_ = true;
@@ -134,7 +166,7 @@ class SshAsn1Unread {
     set_plain(octets.data(), end, end, work);
   }
 
-  // set_list makes it bytes that nobody has checked and that are to be a list.
+  // set_list gives it bytes that were not checked and that must be a list of elements.
   void set_list(Bytes octets, SshAsn1Work *work) {
     set_plain(octets.data(), nullptr, octets.data() + octets.size(), work);
   }
@@ -142,15 +174,16 @@ class SshAsn1Unread {
   explicit operator bool() const { return node_.data != node_.end; }
   [[nodiscard]] bool is_plain() const { return !checked_; }
   [[nodiscard]] const uint8_t *data() const { return node_.data; }
-  [[nodiscard]] const SshAsn1Node &node() const { return node_; }  // of what was checked
+  [[nodiscard]] const SshAsn1Node &node() const { return node_; }  // only if it was checked
 
-  // der gives the bytes of the element: in a list of unchecked ones, of one that was read.
+  // der gives the bytes of the element. In a list that was not checked, the element must have been
+  // read before: that finds its end.
   [[nodiscard]] Bytes der() const { return {node_.data, node_.next}; }
 
   // list gives the bytes from the element on to the end of its list.
   [[nodiscard]] Bytes list() const { return node_.list(); }
 
-  // next goes to the next element of the list, behind the one that was read.
+  // next goes on to the following element of the list. The one before it must have been read.
   void next() {
     if (checked_)
       node_ = ssh_asn1_node_next(node_);
@@ -160,13 +193,13 @@ class SshAsn1Unread {
       set_plain(node_.next, nullptr, node_.end, node_.work);
   }
 
-  // read reads unchecked bytes; false if they are not plain.
+  // read reads bytes that were not checked; false if they are not plain.
   template <SshAsn1Text Text, class... Outputs>
   [[nodiscard]] bool read(SshAsn1Template<Text>, Outputs... outputs);
 
-  // check makes checked elements of bytes that are not plain, from this one to the end of its
-  // list: what the general reader would have seen. False if they are not well-formed, or the
-  // element begins or ends elsewhere.
+  // check checks the bytes from this element to the end of its list, and holds them as nodes from
+  // then on, for the general reader. False if they are not well-formed, or if the element begins or
+  // ends at another place than was thought (end-of-contents bytes can stand before it).
   [[nodiscard, gnu::cold]] bool check();
 
  private:
@@ -179,20 +212,22 @@ class SshAsn1Unread {
     checked_ = false;
   }
 
-  SshAsn1Node node_;  // of unchecked ones in a list `next` is null until the first was read
+  SshAsn1Node node_;  // unchecked, in a list: `next` is null until the element was read
   bool checked_ = true;
 };
-// The general reader stores checked elements.
+// The general reader stores nodes into it, which are checked.
 inline void *ssh_asn1_output(SshAsn1Unread *output) {
   output->set(SshAsn1Node());
   return &output->node_;
 }
 
-// ssh_asn1_is_well_formed checks bytes that are kept as a node.
+// ssh_asn1_is_well_formed checks bytes before they become a node.
 [[nodiscard]] bool ssh_asn1_is_well_formed(Bytes octets);
 
-// SshAsn1PlainRead is the walk over one template. All of it is inlined into the read: so the cursor
-// and the ends of lists need no memory.
+// SshAsn1PlainRead is the walk over one template. Its functions take the index of an op as a
+// template argument (`I`; `First` and `Last` bound the list that the op is in), so that the
+// compiler makes one function of straight code for each template. `p` is the cursor. All functions
+// are inlined, always, so that the cursor and the ends of lists stay in registers.
 template <const auto &Ops, class... Outputs>
 class SshAsn1PlainRead {
  public:
@@ -202,7 +237,8 @@ class SshAsn1PlainRead {
   [[gnu::always_inline]] SshAsn1PlainRead(SshAsn1Work *work, Outputs... outputs)
       : work_(work), outputs_(outputs...) {}
 
-  // list reads elements from `p` to the end of their list.
+  // list reads what the ops from `I` to `Last` ask for, one after the other. Then nothing may be
+  // left.
   template <uint32_t First, uint32_t Last, uint32_t I = First>
   [[gnu::always_inline]] bool list(const uint8_t *p, const uint8_t *end) {
     if constexpr (I == First && ssh_asn1_is_list(Ops.data(), First, Last)) {
@@ -214,7 +250,8 @@ class SshAsn1PlainRead {
     }
   }
 
-  // element reads what the template has at `p`, if it is there, and goes behind it.
+  // element reads what op `I` asks for if it stands at `p`, and moves `p` behind it. A missing
+  // optional element is fine, unless an element with its identifier, in another form, is there.
   template <uint32_t First, uint32_t Last, uint32_t I>
   [[gnu::always_inline]] bool element(const uint8_t *&p, const uint8_t *end) {
     constexpr const SshAsn1Op &kOp = Ops[I];
@@ -235,7 +272,7 @@ class SshAsn1PlainRead {
   }
 
  private:
-  // is tells by the identifier byte whether an element is the one that the template has.
+  // is tells by the identifier byte whether an element is the one that op `I` asks for.
   template <uint32_t I>
   [[gnu::always_inline]] static bool is(uint8_t octet) {
     constexpr const SshAsn1Op &kOp = Ops[I];
@@ -250,8 +287,8 @@ class SshAsn1PlainRead {
     }
   }
 
-  // has_identifier tells whether it has the identifier that the template gives, be it in the other
-  // form.
+  // has_identifier is true for an element with the tag of op `I`, whether it is in primitive or in
+  // constructed form. The general reader finds both.
   template <uint32_t I>
   [[gnu::always_inline]] static bool has_identifier(uint8_t octet) {
     constexpr const SshAsn1Op &kOp = Ops[I];
@@ -278,8 +315,8 @@ class SshAsn1PlainRead {
       return is<Alternative>(octet) || is_one_of<Ops[Alternative].end, Last>(octet);
   }
 
-  // found reads the element at `p`, which is element `I` of the template at place `Place` of a
-  // list.
+  // found reads the element at `p`, whose identifier byte fits op `I`. `Place` is where that op
+  // stands in its list: the index of the optional if it is inside one, else `I`.
   template <uint32_t First, uint32_t Last, uint32_t Place, uint32_t I>
   [[gnu::always_inline]] bool found(const uint8_t *&p, const uint8_t *end) {
     constexpr const SshAsn1Op &kOp = Ops[I];
@@ -306,8 +343,8 @@ class SshAsn1PlainRead {
     }
   }
 
-  // strays compares the byte of an "any" with each identifier that another element of the list
-  // has.
+  // strays compares the identifier byte of an "any" with every other op of the list for which the
+  // general reader would find it (see the top of this file).
   template <uint32_t First, uint32_t Last, uint32_t K, uint32_t Place>
   [[gnu::always_inline]] static bool strays(uint8_t octet) {
     if constexpr (K == Last) {
@@ -323,6 +360,7 @@ class SshAsn1PlainRead {
     }
   }
 
+  // alternatives reads the alternative of a choice that the identifier byte belongs to.
   template <uint32_t I, uint32_t Alternative, int Position>
   [[gnu::always_inline]] bool alternatives(const uint8_t *&p, const uint8_t *end) {
     if constexpr (Alternative == Ops[I].end) {
@@ -335,6 +373,7 @@ class SshAsn1PlainRead {
     }
   }
 
+  // content reads what is inside of an element: its children, or the value of its type.
   template <uint32_t I>
   [[gnu::always_inline]] bool content(const uint8_t *data, SshBerSpan span,
                                       const uint8_t *list_end) {
@@ -350,6 +389,7 @@ class SshAsn1PlainRead {
     }
   }
 
+  // list_of_any hands out a whole list, without a look at its elements.
   template <uint32_t First>
   [[gnu::always_inline]] bool list_of_any(const uint8_t *p, const uint8_t *end) {
     constexpr bool kOptional = Ops[First].type == SSH_ASN1_OPTIONAL;
@@ -358,7 +398,7 @@ class SshAsn1PlainRead {
     return put<First + kOptional>(p, nullptr, end);
   }
 
-  // put_explicit stores the element inside a wrapper, which is all that there is.
+  // put_explicit stores the element inside an explicit tag, which must be the only one there.
   template <uint32_t I>
   [[gnu::always_inline]] bool put_explicit(SshBerSpan span) {
     if (span.content == span.end || !kSshBerOneOctetTag[*span.content]) return false;
@@ -366,8 +406,9 @@ class SshAsn1PlainRead {
            put<I>(span.content, span.end, span.end);
   }
 
-  // put stores an "any": an element if `next` is given, else all that is left of a list. A node is
-  // checked here, and nothing that was not can be reached from it.
+  // put stores an "any": one element if `next` is given, else the list up to `end`. An output that
+  // is a node gets bytes that are checked here, and ends with them, so that it never leads to bytes
+  // that were not checked.
   template <uint32_t I>
   [[gnu::always_inline]] bool put(const uint8_t *p, const uint8_t *next, const uint8_t *end) {
     auto &any = out<I>();

@@ -1,4 +1,5 @@
-// The door for templates that come at run time.
+// Templates that come at run time: the parser of template.h, with the errors that a compiler would
+// have reported as statuses or as fatal errors.
 #include <cstring>
 
 #include "asn1/node.h"
@@ -12,7 +13,7 @@ SshAsn1Status parse(const char *fatal_text, const char *text, SshAsn1Program *pr
   if (program->fault == SSH_ASN1_TEMPLATE_IMPLICATION) {
     ssh_fatal("ssh_asn1_parse_command_list: implication not supported.");
   }
-  // A closing parenthesis too many ends the list of elements; what stands before it counts.
+  // A closing parenthesis too many ends the text, deliberately: the elements before it count.
   if (program->fault == SSH_ASN1_TEMPLATE_UNBALANCED) program->fault = SSH_ASN1_TEMPLATE_OK;
   return static_cast<SshAsn1Status>(program->fault);
 }
@@ -38,7 +39,7 @@ SshAsn1Status ssh_asn1_parse_for_create(const char *text, const uint32_t *fits, 
   const SshAsn1Status status =
       parse("ssh_asn1_create_node: called with NULL format string.", text, program);
   if (status != SSH_ASN1_OK) return status;
-  // Asked before the arguments are, of which these two have none on create.
+  // This comes before bind: on create, "choice" and "optional" have no arguments that could fit.
   for (uint32_t i = 0; i < program->count; ++i) {
     if (program->ops[i].type >= SSH_ASN1_CHOICE) return SSH_ASN1_UNKNOWN_COMMAND;
   }

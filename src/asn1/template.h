@@ -1,7 +1,14 @@
-// The template language: text -> a small program, parsed and type-checked by the compiler.
-// `"(sequence ()(integer ())(optional(any (e 0))))"_asn1` is such a program; the same parser serves
-// text that comes at run time. docs/asn1_template.md is the language's manual; read.cc and
-// create.cc run the programs, and plain.h reads with those that the compiler knows.
+// The template language. A template says in one line of text what a structure looks like, and which
+// arguments its parts are read into or created from, as a format does for scanf and printf:
+//
+//   "(sequence ()(integer ())(optional(any (e 0))))"_asn1
+//
+// This file parses such text into a small program (SshAsn1Program), an array with one op for each
+// element. For a literal the compiler does this, and compares the ops with the types of the
+// arguments: a template costs nothing at run time, and what does not fit does not build. The same
+// parser serves text that comes at run time (template.cc). read.cc and create.cc run the programs;
+// plain.h turns those that the compiler knows into straight code. docs/asn1_template.md is the
+// manual of the language, and tells how to add a type.
 #pragma once
 
 #include <array>
@@ -20,14 +27,14 @@
 struct SshAsn1Node;
 class SshAsn1Unread;
 
-// SshAsn1Bits shows a BIT STRING's bytes and how many of its bits count.
+// SshAsn1Bits is a view of a BIT STRING's bytes, with the number of bits that are used.
 struct SshAsn1Bits {
   Bytes octets;
   size_t bits = 0;
 };
 
-// SshAsn1Form is a way in which a C++ argument takes part: a value, a view, or a block of the
-// caller's own.
+// SshAsn1Form is a kind of C++ argument: a value, a view, or a block that belongs to the caller.
+// The members are bits, so that an argument's type can fit several of them.
 enum SshAsn1Form : uint16_t {
   SSH_ASN1_FORM_INT = 1 << 0,
   SSH_ASN1_FORM_UINT32 = 1 << 1,
@@ -42,8 +49,8 @@ enum SshAsn1Form : uint16_t {
   SSH_ASN1_FORM_NODE = 1 << 10
 };
 
-// SshAsn1Binding tells which arguments a type takes: `view` alone, or `second_form` followed by
-// SIZE where `sized`.
+// SshAsn1Binding tells which arguments a type takes: either one of the form `view`, or one of the
+// form `second_form`, which is followed by a SIZE if `sized` is set. No form: no argument.
 struct SshAsn1Binding {
   uint16_t view = 0;
   uint16_t second_form = 0;
@@ -67,9 +74,10 @@ constexpr SshAsn1Binding kSshAsn1Bindings[] = {
 };
 static_assert(std::size(kSshAsn1Bindings) == SSH_ASN1_OPTIONAL + 1);
 
-// ssh_asn1_identifier packs class and tag number into one word: as in an identifier byte if the
-// number fits into one, else with kSshAsn1LongTag. Tag numbers of the input have at most 28 bits,
-// so a template's number above that is given one which no input has.
+// ssh_asn1_identifier packs class and tag number into one word, so that elements are compared at
+// once. If the number fits into an identifier byte, the word is that byte without its constructed
+// bit. Otherwise kSshAsn1LongTag is set. Tag numbers that are read have at most 28 bits; a larger
+// number of a template becomes kSshAsn1TagMask, which no input has.
 constexpr uint32_t kSshAsn1LongTag = 1 << 29;
 constexpr uint32_t kSshAsn1TagMask = kSshAsn1LongTag - 1;
 constexpr uint32_t ssh_asn1_identifier(uint8_t cls, uint32_t tag) {
@@ -84,37 +92,39 @@ constexpr uint32_t ssh_asn1_tag_of(uint32_t identifier) {
   return identifier & (identifier & kSshAsn1LongTag ? kSshAsn1TagMask : 0x1F);
 }
 
-// SshAsn1Op is one element of a program, in the order of the text; its children follow it up to
-// `end`.
+// SshAsn1Op is one element of a program. The ops are in the order of the text, so that the children
+// of op `i` begin at `i + 1`. `end` is the index behind the last of them: a walk over the children
+// goes from `i + 1` to `ops[k].end`, and stops at `ops[i].end`. No pointers are needed.
 struct SshAsn1Op {
   uint32_t identifier = 0;  // class and tag, packed
   uint32_t tag = 0;
   uint8_t cls = SSH_BER_UNIVERSAL;
   SshAsn1Type type = SSH_ASN1_BOOLEAN;
-  uint8_t keyword = 0;   // slot
-  uint8_t end = 0;       // index of the first op after this element
+  uint8_t keyword = 0;   // the slot in kSshAsn1Keywords
+  uint8_t end = 0;       // index of the first op after this element and its children
   uint8_t argument = 0;  // index of its first argument
   bool tagged : 1 = false;
   bool is_explicit : 1 = false;
   bool indefinite : 1 = false;
   bool any_tag : 1 = false;
   bool children : 1 = false;
-  bool second_form : 1 = false;  // the arguments are of the second kind of SshAsn1Binding
+  bool second_form : 1 = false;  // its argument is of SshAsn1Binding's second form
 };
 
-// ssh_asn1_gives_block is true for elements that are decoded into a block or text of the caller's
-// own.
+// ssh_asn1_gives_block is true for elements that are read into a new block or text, which belongs
+// to the caller.
 constexpr bool ssh_asn1_gives_block(const SshAsn1Op &op) {
   return op.second_form && op.type != SSH_ASN1_INTEGER;
 }
 
-// ssh_asn1_takes_what_stands is true for elements that are content with whatever stands at the
-// cursor.
+// ssh_asn1_takes_what_stands is true for elements that take the element at the cursor whatever its
+// tag is.
 constexpr bool ssh_asn1_takes_what_stands(const SshAsn1Op &op) {
   return op.any_tag || (op.type == SSH_ASN1_ANY && !op.tagged);
 }
 
-// ssh_asn1_is_list is true for elements that are a list of any: one "any" and nothing else.
+// ssh_asn1_is_list is true if the ops from `first` to `last` are one untagged "any", or an optional
+// one, and nothing else. Such an "any" stands for all elements of the list.
 constexpr bool ssh_asn1_is_list(const SshAsn1Op *ops, uint32_t first, uint32_t last) {
   if (first == last) return false;
   const uint32_t only =
@@ -125,15 +135,15 @@ constexpr bool ssh_asn1_is_list(const SshAsn1Op *ops, uint32_t first, uint32_t l
 constexpr uint32_t SSH_ASN1_OPS_MAX = 64;
 constexpr uint32_t SSH_ASN1_DEPTH_MAX = 16;
 
-// SshAsn1TemplateFault is what can be wrong with a template beyond the statuses that text can earn.
+// SshAsn1TemplateFault is what can be wrong with a template. The first ones are statuses, which
+// text that comes at run time can give; the others have no status and are errors for the compiler.
 enum SshAsn1TemplateFault : uint32_t {
   SSH_ASN1_TEMPLATE_OK = 0,
   SSH_ASN1_TEMPLATE_TOO_SHORT = SSH_ASN1_FORMAT_TOO_SHORT,
   SSH_ASN1_TEMPLATE_UNKNOWN_COMMAND = SSH_ASN1_UNKNOWN_COMMAND,
   SSH_ASN1_TEMPLATE_TOO_LARGE = SSH_ASN1_BUFFER_OVERFLOW,
-  SSH_ASN1_TEMPLATE_IMPLICATION = 100,  // fatal at run time
-  SSH_ASN1_TEMPLATE_UNBALANCED,  // a ")" too many: ends the text at run time, an error for the
-                                 // compiler
+  SSH_ASN1_TEMPLATE_IMPLICATION = 100,  // neither "(" nor ")" after a tag: fatal at run time
+  SSH_ASN1_TEMPLATE_UNBALANCED,         // a ")" too many: at run time it just ends the text
   SSH_ASN1_TEMPLATE_FEW_ARGUMENTS,
   SSH_ASN1_TEMPLATE_MANY_ARGUMENTS,
   SSH_ASN1_TEMPLATE_WRONG_TYPE
@@ -146,8 +156,9 @@ struct SshAsn1Program {
   SshAsn1Op ops[SSH_ASN1_OPS_MAX] = {};
 };
 
-// SshAsn1Parser reads template text into a program. It is a class only to keep its state in one
-// place.
+// SshAsn1Parser reads template text into a program, in one pass. "(" appends an op and puts its
+// index onto the stack `open_`; ")" takes the innermost one off and sets its `end`. The first fault
+// stays and ends the pass.
 class SshAsn1Parser {
  public:
   constexpr SshAsn1Parser(const char *text, size_t length) : p_(text), end_(text + length) {}
@@ -179,13 +190,13 @@ class SshAsn1Parser {
     while (p_ != end_ && ssh_is_blank(*p_)) ++p_;
   }
 
-  // after_tag is true between an element's tag specification and its first child or its end.
+  // after_tag is true between the parentheses of an element's tag and its first child or its end.
   [[nodiscard]] constexpr bool after_tag() const {
     return depth_ > 0 && !program_.ops[open_[depth_ - 1]].children;
   }
 
-  // open_element reads from behind "(" to behind the tag specification, and leaves the element
-  // open.
+  // open_element reads the keyword behind "(" and the parentheses of the tag, if the keyword has
+  // one. The element stays open for its children.
   constexpr void open_element() {
     if (program_.count == SSH_ASN1_OPS_MAX || depth_ == SSH_ASN1_DEPTH_MAX)
       return fail(SSH_ASN1_TEMPLATE_TOO_LARGE);
@@ -204,7 +215,8 @@ class SshAsn1Parser {
     if (op.type < SSH_ASN1_CHOICE) read_tag(op);
   }
 
-  // adopt_child marks the innermost open element as one with children, where that makes sense.
+  // adopt_child marks the innermost open element as one with children. It is a fault if that is
+  // an "any", or an "optional" that has its one child already.
   constexpr bool adopt_child() {
     SshAsn1Op &parent = program_.ops[open_[depth_ - 1]];
     if (parent.type == SSH_ASN1_ANY || (parent.type == SSH_ASN1_OPTIONAL && parent.children)) {
@@ -215,6 +227,7 @@ class SshAsn1Parser {
     return true;
   }
 
+  // read_tag reads "(" flags number ")". Without anything inside, the tag is the keyword's own.
   constexpr void read_tag(SshAsn1Op &op) {
     skip_blanks();
     if (p_ == end_) return fail(SSH_ASN1_TEMPLATE_TOO_SHORT);
@@ -262,7 +275,7 @@ class SshAsn1Parser {
     }
   }
 
-  // close_element ends the innermost open element; false where none is open.
+  // close_element ends the innermost open element; false if none is open.
   constexpr bool close_element() {
     if (depth_ == 0) {
       fail(SSH_ASN1_TEMPLATE_UNBALANCED);
@@ -279,8 +292,10 @@ class SshAsn1Parser {
   SshAsn1Program program_ = {};
 };
 
-// ssh_asn1_bind gives each element its arguments; `fits[i]` is the set of forms that argument i can
-// take.
+// ssh_asn1_bind gives each element its arguments, in the order of the elements. `fits[i]` is the
+// set of forms that argument `i` has. An element takes the argument in the form `view` if it can,
+// else in the second form. A type with children of its own in the template has no value to store,
+// so it takes none; "choice" and "optional" have children and take one all the same.
 constexpr void ssh_asn1_bind(SshAsn1Program &program, const uint32_t *fits, size_t count) {
   size_t next = 0;
   for (uint32_t i = 0; i < program.count; ++i) {
@@ -306,11 +321,12 @@ constexpr void ssh_asn1_bind(SshAsn1Program &program, const uint32_t *fits, size
     program.fault = SSH_ASN1_TEMPLATE_MANY_ARGUMENTS;
 }
 
-// ssh_asn1_form_if gives a form as a set, or the empty set.
+// ssh_asn1_form_if gives the set of one form, or the empty set.
 constexpr uint32_t ssh_asn1_form_if(bool fits, uint32_t form) { return fits ? form : 0; }
 
-// ssh_asn1_output_fits and ssh_asn1_input_fits tell which forms a C++ type can take. They ask about
-// each form in turn because types may coincide (size_t is uint32_t on 32-bit Windows).
+// ssh_asn1_output_fits and ssh_asn1_input_fits give the set of forms that a C++ type has, as an
+// argument of read and of create. They ask about each form in turn because one type can have
+// several: size_t is uint32_t on 32-bit Windows.
 template <class T>
 constexpr uint32_t ssh_asn1_output_fits() {
   return ssh_asn1_form_if(std::is_same_v<T, int *>, SSH_ASN1_FORM_INT) |
@@ -341,8 +357,8 @@ constexpr uint32_t ssh_asn1_input_fits() {
          ssh_asn1_form_if(std::is_same_v<T, SshAsn1Node>, SSH_ASN1_FORM_NODE);
 }
 
-// Deliberately not constexpr: calling one of these while compiling a template is the compiler's
-// error message.
+// These functions are declared but not constexpr, deliberately. A call of one while a template is
+// compiled is an error, and the compiler's message names the function, which names the fault.
 namespace template_error {
 void unknown_keyword_or_flag();
 void missing_parenthesis();
@@ -367,7 +383,7 @@ consteval void ssh_asn1_report(uint32_t fault) {
   if (fault == SSH_ASN1_TEMPLATE_WRONG_TYPE) template_error::wrong_argument_type();
 }
 
-// SshAsn1Text carries a literal into the type of its template.
+// SshAsn1Text makes a literal an argument of a template, and so a part of the template's type.
 template <size_t N>
 struct SshAsn1Text {
   char text[N] = {};
@@ -383,14 +399,15 @@ struct SshAsn1Template {
     return SshAsn1Parser(Text.text, sizeof(Text.text) - 1).run();
   }
 };
-// Not consteval: in a function template clang 14 takes a call of a consteval operator for one at
-// run time.
+// Not consteval: clang 14 treats a call of a consteval operator in a function template as one at
+// run time, and refuses it.
 template <SshAsn1Text Text>
 constexpr SshAsn1Template<Text> operator""_asn1() {
   return {};
 }
 
-// ssh_asn1_compile binds a template to the argument types and checks it for reading or creating.
+// ssh_asn1_compile parses a template, gives its elements their arguments, and checks that it can be
+// read or created. Each fault is an error of the compiler.
 template <SshAsn1Text Text, size_t N>
 consteval SshAsn1Program ssh_asn1_compile(const std::array<uint32_t, N> &fits, size_t count,
                                           bool create) {
@@ -408,8 +425,8 @@ consteval SshAsn1Program ssh_asn1_compile(const std::array<uint32_t, N> &fits, s
   return program;
 }
 
-// ssh_asn1_trim keeps only the ops in use, so that a program costs no more read-only data than it
-// needs.
+// ssh_asn1_trim keeps only the ops that are used, so that a program takes no more read-only data
+// than it needs.
 template <uint32_t Count>
 consteval std::array<SshAsn1Op, Count> ssh_asn1_trim(const SshAsn1Program &program) {
   std::array<SshAsn1Op, Count> ops = {};
@@ -417,8 +434,8 @@ consteval std::array<SshAsn1Op, Count> ssh_asn1_trim(const SshAsn1Program &progr
   return ops;
 }
 
-// kSshAsn1Program and kSshAsn1Ops are the finished program of one template for one list of argument
-// types.
+// kSshAsn1Program is the program of a template for one list of argument types; kSshAsn1Ops are its
+// ops alone, which readers and creators use.
 template <SshAsn1Text Text, bool Create, class... Args>
 inline constexpr SshAsn1Program kSshAsn1Program = ssh_asn1_compile<Text>(
     std::array<uint32_t, sizeof...(Args) + 1>{
