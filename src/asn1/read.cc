@@ -1,16 +1,30 @@
-// The general reader: the one that decides. It walks over the program of a template, looks for each
-// element by the rules of the list around it, and tells what is to become of elements that no part
-// of the template takes (SshAsn1Mode). Recursion goes over the template's depth, which is bounded,
-// never over the input's.
+// The general reader: the one that decides what an input holds. It walks over the program of a
+// template, looks for each element by the rules of docs/asn1_template.md, and decides what becomes
+// of elements that no part of the template takes (SshAsn1Mode). It knows every form of BER; all
+// bytes that it sees were checked before. It recurses over the depth of the template, which is
+// bounded, never over that of the input.
+//
+// How it finds elements: each list has a cursor. An untagged element is searched for from the
+// cursor to the end of the list, a tagged element in the whole list, and so is every member of a
+// set. The cursor then moves behind what was found, even if that is backwards.
+//
+// How that stays cheap: the cursor keeps 64 marks. Each element that the reader looks at sets the
+// mark of its identifier. If the mark of a wanted element is not set, it is not among the elements
+// that were passed, and they need not be looked at again. (If it is set, another identifier may
+// have set it; then the search finds nothing and only takes its time.) So elements that are all
+// there and in order are looked at once. A missing optional element costs a walk to the end of its
+// list, as it may come later; what hostile input makes of that is bounded by the budget of work
+// (asn1/view.h).
 #include "asn1/content.h"
 #include "asn1/node.h"
 
 namespace {
 
-// How the elements of a list are looked for.
+// Order is how the elements of a list are searched for, see the top of this file. In a choice, only
+// the element at the cursor counts.
 enum class Order : uint8_t { kSequence, kSet, kChoice };
 
-// Place is an opened element.
+// Place is an element that was opened, with its end.
 struct Place {
   uint32_t identifier;  // as in SshAsn1Op
   bool constructed;
@@ -31,9 +45,11 @@ struct Cursor {
   const uint8_t *first;
   const uint8_t *end;
   const uint8_t *at = first;
-  uint64_t passed = 0;  // a mark for each element before `at`: without its mark, one is not there
+  uint64_t passed = 0;  // the marks of all elements that were looked at
 };
 
+// mark_of gives the mark of an identifier. Tag numbers below 16 have a mark of their own in each
+// class; larger ones share them.
 uint64_t mark_of(uint32_t identifier) {
   const uint32_t tag = ssh_asn1_tag_of(identifier);
   return uint64_t{1} << ((ssh_asn1_class_of(identifier) << 4 ^ tag >> 26 ^ tag) & 63);
@@ -49,8 +65,9 @@ bool is_end(const uint8_t *p, const uint8_t *end) {
   return p == end;
 }
 
-// order_inside tells how the children of an element are looked for: as a set if it is one, or if
-// the template says so and an implicit tag hides what it is.
+// order_inside tells how the children of an element are searched for. The tag decides: 17 is a set
+// and 16 is a sequence. An implicit tag hides which of the two it is; then the keyword decides. For
+// "*" it is the tag of the element that was found, else that of the template.
 Order order_inside(const SshAsn1Op &op, const Place &place) {
   const uint32_t keyword = kSshAsn1Keywords[op.keyword].tag;
   const bool own_tag = op.is_explicit || !op.tagged;
@@ -58,10 +75,9 @@ Order order_inside(const SshAsn1Op &op, const Place &place) {
   return tag == 17 || (tag != 16 && keyword == 17) ? Order::kSet : Order::kSequence;
 }
 
-// The rules, in words for people.
+// The rules that a fault tells people. kElementRules say which element belongs where another one
+// stands, kContentRules what its content must be, in the order of SshAsn1Type.
 constexpr char kNoField[] = "no field takes this element";
-
-// What must stand where an element of the type is missing, and what its content must be.
 constexpr struct {
   std::string_view keyword;
   const char *rule;
@@ -91,7 +107,8 @@ constexpr const char *kContentRules[] = {
     "a GeneralizedTime is YYYYMMDDhhmmssZ",
 };
 
-// A tag hides the type, so it is the element with that tag that is missing.
+// rule_of gives the rule for an element that is missing. If it has a tag of its own, the rule
+// speaks of that tag, which is what would be seen of the element.
 const char *rule_of(const SshAsn1Op &op) {
   if (op.type == SSH_ASN1_CHOICE) return "that is none of the types that belong there";
   if (op.tagged) return "an element with a tag of its own belongs there";
@@ -118,13 +135,13 @@ class Reader {
   }
 
  private:
-  // The walk over the program.
+  // The walk over the program. `index` is that of an op; `found` tells whether the list has it.
   SshAsn1Status list(uint32_t first, uint32_t last, Cursor cursor, Order order);
   SshAsn1Status element(uint32_t index, Cursor &cursor, Order order, bool optional, bool &found);
   SshAsn1Status simple(uint32_t index, Cursor &cursor, Order order, bool optional, bool &found);
   SshAsn1Status choice(uint32_t index, Cursor &cursor, bool optional, bool &found);
 
-  // What it does with an element.
+  // Opening, searching and reading one element.
   bool open(const uint8_t *p, const uint8_t *end, Place &place);
   bool open_inside(const SshAsn1Op &op, const Place &wrapper, Place &inner);
   bool locate(const SshAsn1Op &op, Cursor &cursor, Order order, Place &place);
@@ -140,14 +157,15 @@ class Reader {
   }
   bool fields_read(const uint8_t *p, const uint8_t *end);
 
-  // Why it fails. The first fault noted is the deepest: what is around fails because of it.
+  // Why the read fails. The first fault that is noted is the deepest one and stays: everything
+  // around it fails only because of it.
   bool note(const char *rule, const uint8_t *at, bool is_missing = false);
   SshAsn1Status fail(SshAsn1Status status, const char *rule, const uint8_t *at) {
     (void)note(rule, at);
     return status;
   }
 
-  // Contents that become blocks or text of the caller's own.
+  // Contents that become blocks or text, which belong to the caller.
   bool give_content(const SshAsn1Op &op, Bytes content);
   void give_octets(const SshAsn1Op &op, Bytes octets, size_t length);
   void finish_blocks(SshAsn1Status status);
@@ -162,11 +180,12 @@ class Reader {
   const SshAsn1Op *ops_;
   uint32_t count_;
   void *const *outputs_;
-  bool leftovers_ = false;  // whether anything was passed over: in between or at the end of a list
+  bool leftovers_ = false;  // whether any element was passed over, between others or at the end
   SshAsn1Fault fault_;
   SshBerFreelist freelist_ = ssh_ber_freelist_alloc();
 };
 
+// list reads the elements from op `first` to `last` out of one list of the input.
 SshAsn1Status Reader::list(uint32_t first, uint32_t last, Cursor cursor, Order order) {
   for (uint32_t op = first; op != last; op = ops_[op].end) {
     bool found = false;
@@ -179,6 +198,7 @@ SshAsn1Status Reader::list(uint32_t first, uint32_t last, Cursor cursor, Order o
   return SSH_ASN1_OK;
 }
 
+// element reads one op, of any type. An optional op always counts as found: its flag tells.
 SshAsn1Status Reader::element(uint32_t index, Cursor &cursor, Order order, bool optional,
                               bool &found) {
   const SshAsn1Op &op = ops_[index];
@@ -192,7 +212,8 @@ SshAsn1Status Reader::element(uint32_t index, Cursor &cursor, Order order, bool 
   return status;
 }
 
-// simple reads an ordinary element or an "any".
+// simple reads an ordinary element or an "any": it finds the element, goes through the explicit tag
+// if there is one, reads the content, and moves the cursor behind the whole element.
 SshAsn1Status Reader::simple(uint32_t index, Cursor &cursor, Order order, bool optional,
                              bool &found) {
   const SshAsn1Op &op = ops_[index];
@@ -213,7 +234,9 @@ SshAsn1Status Reader::simple(uint32_t index, Cursor &cursor, Order order, bool o
   return status;
 }
 
-// choice reads the alternatives whose header does not tell beforehand that they do not fit.
+// choice tries each alternative on the element at the cursor. The identifier tells of most of them
+// that they do not fit, without a read. Two that fit are a fault. If none fits, the choice is not
+// found, and the caller says whether that is a fault.
 SshAsn1Status Reader::choice(uint32_t index, Cursor &cursor, bool optional, bool &found) {
   const SshAsn1Op &op = ops_[index];
   Place here;
@@ -241,8 +264,8 @@ SshAsn1Status Reader::choice(uint32_t index, Cursor &cursor, bool optional, bool
   return SSH_ASN1_OK;
 }
 
-// open opens the element at `p`, stepping over end-of-contents bytes; false at the end of the list
-// and when all work is spent.
+// open opens the element at `p`, behind any end-of-contents bytes, and takes a step of the work.
+// False at the end of the list, and when all work is spent.
 bool Reader::open(const uint8_t *p, const uint8_t *end, Place &place) {
   while (p != end && ssh_ber_is_end(p, end)) p += 2;
   SshBerElement element;
@@ -258,8 +281,8 @@ bool Reader::open(const uint8_t *p, const uint8_t *end, Place &place) {
   return element_end && work_->left;
 }
 
-// open_inside opens the element inside an explicit tag, if it is the one that the template asks
-// for.
+// open_inside opens the element inside an explicit tag. False if there is none, or if it is of
+// another type than the template asks for; "any" and "*" take every type.
 bool Reader::open_inside(const SshAsn1Op &op, const Place &wrapper, Place &inner) {
   if (!wrapper.constructed || !open(wrapper.content, wrapper.content_end(), inner)) return false;
   if (op.any_tag || op.type == SSH_ASN1_ANY) return true;
@@ -267,9 +290,10 @@ bool Reader::open_inside(const SshAsn1Op &op, const Place &wrapper, Place &inner
          ssh_asn1_identifier(SSH_BER_UNIVERSAL, kSshAsn1Keywords[op.keyword].tag);
 }
 
-// locate looks for a template element: tagged ones among the whole list, so that they may stand
-// in any order, untagged ones from the cursor on; in a set every element among the whole set; in
-// a choice at the cursor only. Of an explicit element it finds the wrapper.
+// locate finds the element for an op. It first looks at the cursor, where the element nearly always
+// is, unless the marks say that the element may have been passed: then the whole list is searched.
+// With an explicit tag it finds the element that has the tag, and looks inside to see whether the
+// type fits.
 bool Reader::locate(const SshAsn1Op &op, Cursor &cursor, Order order, Place &place) {
   const bool whole_list = order == Order::kSet || (op.tagged && order == Order::kSequence);
   const bool anything = ssh_asn1_takes_what_stands(op);
@@ -284,15 +308,18 @@ bool Reader::locate(const SshAsn1Op &op, Cursor &cursor, Order order, Place &pla
   return locate_from(op, place.end, cursor, place);
 }
 
+// locate_from searches from `p` on, and notes whether elements between the cursor and the one that
+// it finds are passed over.
 bool Reader::locate_from(const SshAsn1Op &op, const uint8_t *p, Cursor &cursor, Place &place) {
   const bool found = search(op, p, cursor.end, place, cursor.passed);
   leftovers_ |= found && place.data != cursor.at && !is_end(cursor.at, place.data);
   return found;
 }
 
-// search looks for a template element from `p` to the end of the list. What stands behind others
-// can be found again from each of them, so its bytes are paid for: whoever reads it walks over
-// them without an account.
+// search looks for an element from `p` to the end of the list. Each element that it opens takes a
+// step. The one that it finds takes more (spend_again): it is away from the cursor, so other reads
+// can find the same element again, from other places, and those who then read its content do not
+// count their steps. Without this price, one list could be read once for each of its elements.
 bool Reader::search(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end, Place &place,
                     uint64_t &passed) {
   Place inner;
@@ -305,6 +332,8 @@ bool Reader::search(const SshAsn1Op &op, const uint8_t *p, const uint8_t *end, P
   return false;
 }
 
+// nothing_found ends a search without a result. An untagged "any" then is the null node, the empty
+// list, unless it is optional or an alternative.
 SshAsn1Status Reader::nothing_found(const SshAsn1Op &op, Order order, bool optional, bool &found) {
   const bool may_be_nothing =
       op.type == SSH_ASN1_ANY && !op.tagged && !optional && order != Order::kChoice;
@@ -315,7 +344,8 @@ SshAsn1Status Reader::nothing_found(const SshAsn1Op &op, Order order, bool optio
   return nothing_here();
 }
 
-// missing tells why a mandatory element was not found.
+// missing notes why a mandatory element was not found, and gives the status for it: whether the
+// list has ended, or something else is there.
 SshAsn1Status Reader::missing(const SshAsn1Op &op, const Cursor &cursor) {
   Place left;
   const bool ordinary = op.type <= SSH_ASN1_CONSTRUCTED;
@@ -324,11 +354,14 @@ SshAsn1Status Reader::missing(const SshAsn1Op &op, const Cursor &cursor) {
   return ordinary && ended ? SSH_ASN1_NODE_NULL : SSH_ASN1_MATCH_NOT_FOUND;
 }
 
+// note keeps the first fault, and gives false.
 bool Reader::note(const char *rule, const uint8_t *at, bool is_missing) {
   if (!fault_.rule) fault_ = {rule, at, is_missing};
   return false;
 }
 
+// read_place reads an element that was found: as a node, as a list of children, or as the content
+// of a primitive type.
 SshAsn1Status Reader::read_place(uint32_t index, const Place &place, const uint8_t *list_end,
                                  bool optional, bool &found) {
   const SshAsn1Op &op = ops_[index];
@@ -341,8 +374,8 @@ SshAsn1Status Reader::read_place(uint32_t index, const Place &place, const uint8
     return list(index + 1, op.end, {place.content, place.content_end()}, order_inside(op, place));
   }
   if (place.constructed || place.indefinite) {
-    // A primitive type in constructed form is passed over without an error: its outputs stay as
-    // they are, and as an optional element it counts as absent.
+    // By the rules of the language a primitive type in constructed form is no error, deliberately:
+    // its outputs stay as they are, and an optional element counts as absent.
     if (mode_ != SshAsn1Mode::kSearch)
       return fail(SSH_ASN1_DECODE_FAILED, "DER has this type in primitive form", place.data);
     if (optional) found = false;
@@ -354,10 +387,12 @@ SshAsn1Status Reader::read_place(uint32_t index, const Place &place, const uint8
   return good ? SSH_ASN1_OK : fail(SSH_ASN1_DECODE_FAILED, kContentRules[op.type], place.data);
 }
 
-// fields_read is true if the elements of a structure that carry a tag which the template gives are
-// those that it has read: each is the first of its tag and as the template wants it. Others pass if
-// the mode asks for what is known alone, as does an element without content: it holds nothing that
-// could be lost. The structure is the template's first element.
+// fields_read decides about a read that passed over elements, in the modes kKnown and kWhole. The
+// structure is the first element of the template, its fields the ops directly inside. The function
+// goes over all elements of the structure. One that has the tag of a field must be what was read
+// for that field: the first with that tag, in the form that the template gives. An element that no
+// field has the tag of is a fault in kWhole. In kKnown it passes, as does any element without
+// content: that holds nothing which could be lost.
 bool Reader::fields_read(const uint8_t *p, const uint8_t *end) {
   const bool known_alone = mode_ == SshAsn1Mode::kKnown;
   Place structure, place, inner;
@@ -387,6 +422,8 @@ bool Reader::fields_read(const uint8_t *p, const uint8_t *end) {
   return true;
 }
 
+// give_content makes a block or text of an element's content: what SSH_ASN1_FORM_BLOCK and _TEXT
+// stand for.
 bool Reader::give_content(const SshAsn1Op &op, Bytes content) {
   if (op.type == SSH_ASN1_OCTETS) {
     give_octets(op, content, content.size());
@@ -405,7 +442,7 @@ bool Reader::give_content(const SshAsn1Op &op, Bytes content) {
   return true;
 }
 
-// give_octets hands out a copy of the bytes and a length; no bytes are null and 0.
+// give_octets stores a copy of the bytes and a length; null if there are no bytes.
 void Reader::give_octets(const SshAsn1Op &op, Bytes octets, size_t length) {
   uint8_t *block =
       octets.empty() ? nullptr : static_cast<uint8_t *>(ssh_xmemdup(octets.data(), octets.size()));
@@ -414,8 +451,8 @@ void Reader::give_octets(const SshAsn1Op &op, Bytes octets, size_t length) {
   out<size_t>(op, 1) = length;
 }
 
-// finish_blocks closes the freelist: after a failure no block stays allocated and none stays
-// visible.
+// finish_blocks frees the list of blocks. After a failure it frees the blocks too, and the caller's
+// pointers to them become null.
 void Reader::finish_blocks(SshAsn1Status status) {
   ssh_ber_freelist_free(freelist_, status != SSH_ASN1_OK);
   if (status == SSH_ASN1_OK) return;
