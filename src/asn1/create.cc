@@ -1,4 +1,7 @@
-// Creating: runs a template's program to encode its arguments, innermost elements first.
+// Creating: runs the program of a template over its arguments and encodes them. The header of an
+// element has the length of its content, so the content comes first: elements are encoded from the
+// inside out, each into new bytes of the context, which the element around it copies behind its
+// header. A template is at most SSH_ASN1_DEPTH_MAX deep, so that no byte is copied often.
 #include <algorithm>
 
 #include "asn1/context.h"
@@ -7,10 +10,9 @@
 namespace {
 
 constexpr uint32_t kTagSet = 17;
-constexpr uint32_t kTagMax =
-    0xFFFFFFF;  // 28 bits; larger tags could be written but never be opened again
+constexpr uint32_t kTagMax = 0xFFFFFFF;  // 28 bits: larger ones could be written but not read
 
-// Builder encodes one template. Each method returns false after setting the status.
+// Builder encodes one template. A method that returns false has set the status.
 class Builder {
  public:
   Builder(SshAsn1Context *context, const SshAsn1Op *ops, const SshAsn1Input *inputs)
@@ -18,7 +20,7 @@ class Builder {
 
   // list encodes the elements [op, op_end) one after the other.
   bool list(uint32_t op, uint32_t op_end, Bytes &out);
-  // adopt makes a copy of bytes in the context.
+  // adopt replaces bytes by a copy in the context.
   bool adopt(Bytes &out);
   [[nodiscard]] SshAsn1Status status() const { return status_; }
 
@@ -29,13 +31,14 @@ class Builder {
   bool content(const SshAsn1Op &op, uint8_t *scratch, Bytes &out);
   bool bits(const SshAsn1Op &op, uint8_t *scratch, Bytes &out);
   bool wrap(SshBerElement header, Bytes content, Bytes &out);
+  bool wrap_explicit(const SshAsn1Op &op, Bytes &out);
   bool sort_set(Bytes &children);
 
   bool fail(SshAsn1Status status) {
     status_ = status;
     return false;
   }
-  // octets takes room in the context; false for more than one allocation may be.
+  // octets takes room in the context; false if it is more than one allocation may have.
   bool octets(size_t size, uint8_t **out) {
     if (size > SSH_XMALLOC_MAX / 2) return fail(SSH_ASN1_BUFFER_OVERFLOW);
     *out = ssh_asn1_context_octets(context_, size);
@@ -78,6 +81,8 @@ bool Builder::adopt(Bytes &out) {
   return true;
 }
 
+// element encodes one op: its content, the header of its type, and an explicit tag around that.
+// "empty" has content of no bytes and no header either.
 bool Builder::element(uint32_t index, Bytes &out) {
   const SshAsn1Op &op = ops_[index];
   if (op.type >= SSH_ASN1_CHOICE) return fail(SSH_ASN1_UNKNOWN_COMMAND);
@@ -102,18 +107,11 @@ bool Builder::element(uint32_t index, Bytes &out) {
     out = {};
     return true;
   }
-  if (!wrap(own, content, out)) return false;
-  if (!op.is_explicit) return true;
-  SshBerElement wrapper;
-  wrapper.cls = op.cls;
-  wrapper.tag = op.tag;
-  wrapper.constructed = true;
-  wrapper.indefinite = op.indefinite;
-  return wrap(wrapper, out, out);
+  return wrap(own, content, out) && (!op.is_explicit || wrap_explicit(op, out));
 }
 
-// any splices given nodes in: as they are, inside an explicit wrapper, or with the first one's
-// header written anew under an implicit tag.
+// any encodes the nodes that the caller gave: as they are, inside an explicit tag, or, under an
+// implicit tag, with a new header for the first of them.
 bool Builder::any(const SshAsn1Op &op, Bytes &out) {
   const SshAsn1Node node = inputs_[op.argument].node;
   out = {};
@@ -121,15 +119,8 @@ bool Builder::any(const SshAsn1Op &op, Bytes &out) {
   const SshAsn1Status listed = ssh_asn1_context_list(context_, node, &out);
   if (listed != SSH_ASN1_OK) return fail(listed);
   if (!op.tagged) return true;
+  if (op.is_explicit) return wrap_explicit(op, out);
 
-  if (op.is_explicit) {
-    SshBerElement wrapper;
-    wrapper.cls = op.cls;
-    wrapper.tag = op.tag;
-    wrapper.constructed = true;
-    wrapper.indefinite = op.indefinite;
-    return wrap(wrapper, out, out);
-  }
   SshBerElement header = ssh_asn1_node_open(node);
   const Bytes rest = out.subspan(header.header_length);
   header.cls = op.cls;
@@ -144,8 +135,8 @@ bool Builder::any(const SshAsn1Op &op, Bytes &out) {
   return true;
 }
 
-// wrap puts a header (and, after an indefinite length, the closing bytes) around content; `out`
-// may be `content`.
+// wrap puts a header in front of content, and the end-of-contents bytes behind it if the length is
+// indefinite. `out` may be `content`.
 bool Builder::wrap(SshBerElement header, Bytes content, Bytes &out) {
   header.content_length = static_cast<uint32_t>(content.size());
   const size_t size = ssh_ber_compute_tag_length_size(header);
@@ -160,8 +151,18 @@ bool Builder::wrap(SshBerElement header, Bytes content, Bytes &out) {
   return true;
 }
 
-// sort_set brings the elements of a set into DER order: by their bytes, a shorter one before its
-// continuations.
+// wrap_explicit puts an op's explicit tag around an element.
+bool Builder::wrap_explicit(const SshAsn1Op &op, Bytes &out) {
+  SshBerElement wrapper;
+  wrapper.cls = op.cls;
+  wrapper.tag = op.tag;
+  wrapper.constructed = true;
+  wrapper.indefinite = op.indefinite;
+  return wrap(wrapper, out, out);
+}
+
+// sort_set brings the elements of a set into DER order: by their bytes, and an element before those
+// that begin with it.
 bool Builder::sort_set(Bytes &children) {
   context_->work.left += SshAsn1Work::for_input(children.size()).left;  // enough for both walks
   size_t count = 0;
@@ -190,6 +191,7 @@ bool Builder::sort_set(Bytes &children) {
   return true;
 }
 
+// primitive takes as much room as the content of the type can need, and encodes the content.
 bool Builder::primitive(const SshAsn1Op &op, Bytes &out) {
   uint8_t *scratch = nullptr;
   const SshAsn1Input &input = inputs_[op.argument];
@@ -205,6 +207,7 @@ bool Builder::primitive(const SshAsn1Op &op, Bytes &out) {
   return content(op, scratch, out) || fail(SSH_ASN1_ENCODE_FAILED);
 }
 
+// content encodes a value into `scratch`; bytes that the caller gave are taken as they are.
 bool Builder::content(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
   const SshAsn1Input &input = inputs_[op.argument];
   switch (op.type) {
@@ -252,6 +255,7 @@ bool Builder::content(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
   }
 }
 
+// bits encodes the number of unused bits and the bytes, with zeros as the unused bits.
 bool Builder::bits(const SshAsn1Op &op, uint8_t *scratch, Bytes &out) {
   const SshAsn1Input &input = inputs_[op.argument];
   const size_t bit_count = op.second_form ? inputs_[op.argument + 1].size : input.size;
@@ -276,7 +280,7 @@ SshAsn1Status ssh_asn1_run_create(SshAsn1Context *context, SshAsn1Node *node, co
   Builder builder(context, ops, inputs);
   Bytes encoding;
   if (!builder.list(0, count, encoding)) return builder.status();
-  // With nothing around it, the node of an "any" is still where it was, which may not last.
+  // An "any" that is alone still shows the caller's bytes, which may not live as long.
   const bool lone_any = count == 1 && ops[0].type == SSH_ASN1_ANY && !ops[0].tagged;
   if (lone_any && !builder.adopt(encoding)) return builder.status();
   *node = ssh_asn1_list_of(encoding, &context->work);

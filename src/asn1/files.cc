@@ -19,8 +19,8 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
-// size_left tells how many bytes of a file are left, as far as the file itself says: pipes and
-// devices say 0. It is a hint only, since a file may grow or shrink while it is read.
+// size_left gives the number of bytes that a file says are left of it; pipes and devices say 0. It
+// is a hint only, since a file may grow or shrink while it is read.
 uint64_t size_left(std::FILE *file) {
   const long at = std::ftell(file);
   if (at < 0 || std::fseek(file, 0, SEEK_END) != 0) return 0;
@@ -29,11 +29,8 @@ uint64_t size_left(std::FILE *file) {
   return static_cast<uint64_t>(end - at);
 }
 
-// at_end is true if nothing is left; a byte that is left is lost.
-bool at_end(std::FILE *file) { return std::fgetc(file) == EOF; }
-
-// read_stream reads to the end into one block that is sized ahead where the file tells its size,
-// and that doubles otherwise.
+// read_stream reads to the end, into one block. The block has the size that the file says it has,
+// and doubles as long as that turns out to be too small. What is much too large is cut in the end.
 bool read_stream(std::FILE *file, uint8_t **data, size_t *length) {
   const uint64_t hint = size_left(file);
   if (hint > SSH_XMALLOC_MAX) return false;
@@ -45,13 +42,13 @@ bool read_stream(std::FILE *file, uint8_t **data, size_t *length) {
     used += std::fread(block.get() + used, 1, room - used, file);
     if (used < room) break;
     if (room == SSH_XMALLOC_MAX) {
-      if (!at_end(file)) return false;
+      if (std::fgetc(file) != EOF) return false;
       break;
     }
     room = std::min(room * 2, SSH_XMALLOC_MAX);
     block.reset(static_cast<uint8_t *>(ssh_xrealloc(block.release(), room)));
   }
-  if (std::ferror(file)) return false;  // a directory ends here, too
+  if (std::ferror(file)) return false;  // reading a directory fails here
   if (room - used > kFirstBlock) {
     block.reset(static_cast<uint8_t *>(ssh_xrealloc(block.release(), used)));
   }
@@ -60,7 +57,8 @@ bool read_stream(std::FILE *file, uint8_t **data, size_t *length) {
   return true;
 }
 
-// What a character means in base64 text: the value of six bits, padding, or nothing at all.
+// kMeaning says what each character means in base64 text: the value of six bits (0 to 63), padding,
+// or nothing.
 constexpr uint8_t kPadding = 0x40;
 constexpr uint8_t kDropped = 0x80;
 constexpr auto kMeaning = [] {
@@ -75,7 +73,7 @@ constexpr auto kMeaning = [] {
   return table;
 }();
 
-// next_group gathers the next four characters that mean something; false if there are not as many.
+// next_group collects the next four characters that mean something; false if fewer are left.
 bool next_group(Bytes text, size_t &at, uint8_t (&group)[4]) {
   size_t found = 0;
   for (; found < 4 && at < text.size(); ++at) {
@@ -85,6 +83,7 @@ bool next_group(Bytes text, size_t &at, uint8_t (&group)[4]) {
   return found == 4;
 }
 
+// put_group writes the first `count` of the three bytes that four characters encode.
 uint8_t *put_group(uint8_t *out, const uint8_t (&group)[4], size_t count) {
   const uint32_t bits = uint32_t{group[0]} << 18 | uint32_t{group[1]} << 12 |
                         (group[2] & 0x3Fu) << 6 | (group[3] & 0x3Fu);
@@ -137,8 +136,10 @@ uint8_t *ssh_base64_to_buf(const char *text, size_t *length) {
   return decode_to_block(ssh_text_bytes(text), length);
 }
 
-// Decoding goes on after a padded group, but not after padding in the first two places; a last
-// group that is not whole is left out.
+// Text is decoded in groups of four characters, which are three bytes. Four characters in a row
+// that are all base64 need no further look; otherwise next_group passes over line ends and the
+// like. Padding in the last two places of a group makes it shorter, and decoding goes on behind it;
+// padding in the first two places ends the text. A group that is not complete is left out.
 size_t ssh_base64_decode(Bytes text, uint8_t *out) {
   uint8_t *const first = out;
   uint8_t group[4];
@@ -157,10 +158,10 @@ size_t ssh_base64_decode(Bytes text, uint8_t *out) {
   }
 }
 
-// The first dash of a line toggles whether the text is inside a block, whatever else the line says;
-// the rest of the line means nothing. A block starts after the end of the line that opened it and
-// ends one byte before the dash that closes it, which is a line end in any sensible file. A last
-// block that is not closed hides the one before it.
+// A line with a dash begins a block or, if one is open, ends it; what else the line says means
+// nothing. A block starts behind the end of the line that begins it. It ends one byte before the
+// dash that ends it: in any sensible file that byte is a line end. If the last block of a file is
+// not ended, none is found, not even one before it.
 Bytes ssh_armour_find(Bytes file) {
   const uint8_t *const end = file.data() + file.size();
   size_t block_start = 0, block_end = 0;

@@ -1,5 +1,5 @@
 #include "asn1/files.h"
 
-// Bytes are read as they are anyway.
+// These systems give the bytes of standard input as they are, so there is no mode to change.
 SshBinaryInput::SshBinaryInput() = default;
 SshBinaryInput::~SshBinaryInput() = default;

@@ -7,8 +7,9 @@
 #include "asn1/files.h"
 #include "util/lock.h"
 
-// As text, CR LF would be read as LF, and 0x1A would end the input. The mode is the process's: of
-// threads that read at the same time, the first changes it and the last restores it.
+// In text mode the C library would read CR LF as LF and end the input at a byte 0x1A. The mode
+// belongs to the process. So if several threads read at the same time, the first one changes the
+// mode and the last one restores it.
 
 namespace {
 

@@ -16,8 +16,7 @@ size_t count_dotted(const char *text) {
   return count;
 }
 
-// scan_arc reads digits up to a dot or the terminator and moves past the dot. No digits at all read
-// as 0.
+// scan_arc reads digits up to a dot or the end and moves behind the dot. No digits are 0.
 bool scan_arc(const char *&text, uint32_t &arc) {
   uint64_t value = 0;
   for (; *text && *text != '.'; ++text) {
@@ -30,7 +29,8 @@ bool scan_arc(const char *&text, uint32_t &arc) {
   return true;
 }
 
-// Arcs walks the arcs after the first byte; `valid` turns false at a cut or overlong one.
+// Arcs walks over the arcs behind the first one or two. `valid` becomes false at an arc that is not
+// complete or too long, which ends the walk.
 class Arcs {
  public:
   explicit Arcs(Bytes octets, size_t from = 1)
@@ -53,8 +53,8 @@ class Arcs {
   bool valid_ = true;
 };
 
-// arc_is_too_long tells of an arc around the byte at `i`, which is not its last: four such bytes
-// are too many.
+// arc_is_too_long looks at the arc around byte `i`, which has its top bit set: another byte of the
+// arc follows. An arc with four such bytes has more than 28 bits.
 bool arc_is_too_long(Bytes octets, size_t i) {
   size_t first = i, behind = i;
   while (first > 1 && octets[first - 1] >= 0x80) --first;
@@ -68,17 +68,17 @@ constexpr size_t digits(uint32_t value) {
   return count;
 }
 
-// First is the first two arcs of an identifier that is not empty, and the bytes that they take.
+// First is the first two arcs of an identifier, and the number of bytes that they take.
 struct First {
   uint32_t arcs[2];
   size_t octets = 1;
 };
 
-// By the standard one number, of any length, stands for both.
+// first_of splits what stands for the first two arcs. The library's own form is byte / 40 and byte
+// mod 40, deliberately also above 79: older peers have stored identifiers as text of this form, and
+// they are compared as text. By the standard, a number of one or more bytes stands for both arcs,
+// and from 80 on the first arc is 2.
 First first_of(Bytes octets, bool standard) {
-  // Byte / 40 and byte mod 40 also above 79, where the standard has arc 2 with a large second
-  // arc: identifiers are compared as text with those that older peers stored, and those were made
-  // in this way.
   const First classic = {{octets[0] / 40u, octets[0] % 40u}};
   if (!standard || octets[0] < 80) return classic;
   uint32_t number = 0;
@@ -99,6 +99,7 @@ size_t text_length(Bytes octets, bool standard) {
   return arcs.valid() ? length : 0;
 }
 
+// write_arc writes an arc's digits and returns their end. Callers have made enough room.
 char *write_arc(char *out, uint32_t arc) { return std::to_chars(out, out + kDigitsMax, arc).ptr; }
 
 char *write_dot_arc(char *out, uint32_t arc) {
@@ -106,8 +107,9 @@ char *write_dot_arc(char *out, uint32_t arc) {
   return write_arc(out, arc);
 }
 
-// encode_arc writes base 128, most significant group first. Arcs above 28 bits are written all the
-// same, although reading refuses them: peers have always been sent what the caller named.
+// encode_arc writes an arc in groups of seven bits, the highest first; all but the last byte have
+// their top bit set. Arcs above 28 bits are written although reading refuses them, deliberately:
+// peers have always been sent what the caller named.
 uint8_t *encode_arc(uint8_t *out, uint32_t arc) {
   int shift = 0;
   while (shift < 28 && arc >> (shift + 7)) shift += 7;
@@ -144,9 +146,11 @@ char *ssh_ber_arcs_to_oid_string(const uint32_t *arcs, size_t count) {
   return text;
 }
 
+// An arc that is too long has four bytes in a row with the top bit set, and one of any four bytes
+// in a row is at an index that 4 divides. So it is enough to look at every fourth byte, and around
+// it where its top bit is set. (The first byte is no part of this: it stands for two arcs alone.)
 bool ssh_ber_oid_is_valid_long(Bytes octets) {
   if (octets.empty()) return false;
-  // Of four bytes that are not the last of their arc one is looked at here.
   for (size_t i = kArcOctetsMax; i < octets.size(); i += kArcOctetsMax) {
     if (octets[i] >= 0x80 && arc_is_too_long(octets, i)) return false;
   }

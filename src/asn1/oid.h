@@ -1,7 +1,12 @@
-// Object identifiers: an encoded-bytes view inside the library, dotted text at its edges.
-// The dotted form follows the library's first-byte rule, byte / 40 and byte mod 40, also for the
-// arc 2, unless the caller asks for that of the standard: what is 3.16.55.1 by the one is 2.999.1
-// by the other.                                                                X.690, 8.19.4
+// Object identifiers. Inside the library an identifier is a view of its encoded bytes (SshOid),
+// which costs nothing and compares by bytes. Dotted text is made where people see it, and read
+// where they write it; tables are written as dotted text that the compiler encodes
+// (SshOidConstant).
+//
+// The first two arcs share a byte, or more, which is why there are two dotted forms. The library's
+// own takes byte / 40 and byte mod 40, always. The standard's has arc 2 for everything from 80 on
+// (X.690, 8.19.4). What is 3.16.55.1 in the first form is 2.999.1 in the second. `standard` chooses
+// the second; the profile decides which one a program sees (x509/profile.h).
 #pragma once
 
 #include <array>
@@ -10,23 +15,25 @@
 
 #include "util/bytes.h"
 
-// SshOid shows the content bytes of an OBJECT IDENTIFIER; it lives as long as the bytes it was
-// read from.
+// SshOid is a view of the content bytes of an OBJECT IDENTIFIER. It is valid as long as they are.
 struct SshOid {
   Bytes octets;
   explicit operator bool() const { return !octets.empty(); }
   bool operator==(const SshOid &other) const { return ssh_bytes_equal(octets, other.octets); }
 };
 
-// ssh_ber_oid_string_to_arcs splits dotted text into a new array of arcs (ssh_xfree); null if a
-// digit overflows 32 bits or a character is neither digit nor dot. An empty run of digits is 0.
+// ssh_ber_oid_string_to_arcs splits dotted text into a new array of arcs (ssh_xfree). Null if an
+// arc does not fit into 32 bits or a character is neither digit nor dot. Nothing between two dots
+// is 0.
 [[nodiscard]] uint32_t *ssh_ber_oid_string_to_arcs(const char *text, size_t *count);
 
-// ssh_ber_arcs_to_oid_string joins arcs with dots into new text (ssh_xfree).
+// ssh_ber_arcs_to_oid_string joins arcs with dots into new text (ssh_xfree); null if that would be
+// too long for one block.
 [[nodiscard]] char *ssh_ber_arcs_to_oid_string(const uint32_t *arcs, size_t count);
 
-// ssh_ber_oid_is_valid is true if the bytes read as an identifier: not empty, not cut, no arc
-// above 28 bits. In the four bytes after the first no arc can be too long.
+// ssh_ber_oid_is_valid is true if the bytes are an identifier: they are not empty, the last arc is
+// complete, and no arc has more than 28 bits (four bytes). Up to five bytes, only the last byte has
+// to be looked at: behind the first byte there is no room for an arc that is too long.
 [[nodiscard]] bool ssh_ber_oid_is_valid_long(Bytes octets);  // the general case
 [[nodiscard]] inline bool ssh_ber_oid_is_valid(Bytes octets) {
   if (octets.size() > 5) return ssh_ber_oid_is_valid_long(octets);
@@ -37,13 +44,13 @@ struct SshOid {
 // valid.
 [[nodiscard]] char *ssh_ber_oid_text(SshOid oid, bool standard = false);
 
-// ssh_ber_oid_from_text writes an identifier's content bytes into `out`
-// (SSH_OID_ENCODED_MAX(strlen) is always enough) and returns their count; 0 for fewer than two arcs
-// or text that does not parse.
+// ssh_ber_oid_from_text writes an identifier's content bytes to `out` and returns their count;
+// SSH_OID_ENCODED_MAX(strlen(text)) bytes are always enough. 0 if the text has fewer than two arcs
+// or does not parse.
 constexpr size_t SSH_OID_ENCODED_MAX(size_t text_length) { return text_length * 2 + 8; }
 [[nodiscard]] size_t ssh_ber_oid_from_text(const char *text, uint8_t *out, bool standard = false);
 
-// SshOidConstant holds a short identifier encoded by the compiler, for tables.
+// SshOidConstant is an identifier of at most 15 bytes that the compiler has encoded, for tables.
 struct SshOidConstant {
   uint8_t octets[15] = {};
   uint8_t length = 0;

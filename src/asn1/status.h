@@ -1,4 +1,6 @@
-// The results of the ASN.1 engine: one row per status, code and text.
+// The results of reading and creating ASN.1. Callers compare them with SSH_ASN1_OK; the texts are
+// for people. Some statuses are never given; they keep their numbers and texts, which
+// programs know. A new one is a line here and a row in status.cc.
 #pragma once
 
 #include <cstdint>

@@ -17,10 +17,10 @@ constexpr uint32_t kNumberMax = 9999;  // of any field: no more than four digits
 constexpr char kMonths[][4] = {"n/a", "Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-// Scanner reads like scanf, bounded by the text, with neither locale nor terminator: times in the
-// field were accepted by scanf for decades, so white space before a number and a sign within its
-// width are deliberately accepted. A NUL byte ends the text as it would for scanf. A negative
-// number scans, too, but wraps to a value that is above every range.
+// Scanner reads as scanf does, but without a locale, and the text need not end in a NUL byte. Times
+// were read by scanf for decades, and what it accepted has been issued. So white space before a
+// number and a sign within its width are accepted, deliberately. A NUL byte ends the text. A
+// negative number is read too: it wraps to a value that is above every range.
 class Scanner {
  public:
   explicit Scanner(Bytes text, size_t at = 0) : text_(text), at_(at) {}
@@ -39,7 +39,7 @@ class Scanner {
     return true;
   }
 
-  // number reads what "%<width>d" would; the widths here are 2 and 4.
+  // number reads what scanf's "%<width>d" would; the widths here are 2 and 4.
   bool number(size_t width, uint32_t &value) {
     skip_space();
     const bool negative = more() && peek() == '-';
@@ -55,7 +55,7 @@ class Scanner {
     return used > 0;
   }
 
-  // word reads what "%<width>s" would.
+  // word reads what scanf's "%<width>s" would.
   bool word(size_t width, std::string_view &value) {
     skip_space();
     const size_t start = at_;
@@ -64,9 +64,9 @@ class Scanner {
     return at_ > start;
   }
 
-  // fraction reads what ".%lu" would, already scaled to millionths. Leading zeros are lost, so that
-  // .05 is .5, and so are digits after the sixth: peers write and expect just that (a seventh digit
-  // counts for 1000000 alone).
+  // fraction reads what scanf's ".%lu" would, and makes millionths of it. The number loses its
+  // leading zeros, so that .05 is read as .5, deliberately: peers write it so. Digits after the
+  // sixth are dropped, except the seventh of 1000000.
   bool fraction(uint32_t &micros) {
     if (!literal('.')) return false;
     skip_space();
@@ -101,8 +101,8 @@ bool in_ranges(const SshBerTime &time, uint32_t hour_max, uint32_t minute_max) {
          time.tz_minutes <= kNumberMax;
 }
 
-// TimeForm tells the two ASN.1 types apart: the width of the year, whether it is two digits of a
-// century to be guessed, and whether a fraction may follow.
+// TimeForm is what the two ASN.1 types differ in. UTCTime has a short year, without the century, and
+// may have a fraction; in a GeneralizedTime a fraction is refused.
 struct TimeForm {
   size_t year_width;
   bool short_year;
@@ -110,8 +110,9 @@ struct TimeForm {
 constexpr TimeForm kUtcTime = {2, true};
 constexpr TimeForm kGeneralizedTime = {4, false};
 
-// read_usual reads what nearly all times are: digits and "Z", with every field in its range.
-// GeneralizedTime has two digits more in front. Nothing is stored otherwise.
+// read_usual reads what nearly all times are: digits and "Z", with each field in its range. In a
+// GeneralizedTime two digits more stand before what a UTCTime has. False, with nothing stored, for
+// all other times; these are for scan_general.
 template <TimeForm kForm>
 bool read_usual(Bytes content, SshBerTime *out) {
   constexpr size_t kMore = kForm.short_year ? 0 : 2;
@@ -128,8 +129,9 @@ bool read_usual(Bytes content, SshBerTime *out) {
   return true;
 }
 
-// scan_zone reads the zone at `at`: "Z", or any character ("+" or else taken as "-") with four
-// digits after it.
+// scan_zone reads the zone at `at`: "Z", or a sign and four digits. Any other character counts as a
+// "-", and what stands behind the zone is ignored, deliberately; `odd` notes whatever is not "Z" or
+// a sign and four digits, so that the modern profile can refuse it.
 bool scan_zone(Bytes content, size_t at, SshBerTime &time) {
   Scanner scan(content, at);
   if (!scan.more()) return false;
@@ -144,9 +146,9 @@ bool scan_zone(Bytes content, size_t at, SshBerTime &time) {
   return rest.number(2, time.tz_hours) && rest.number(2, time.tz_minutes);
 }
 
-// scan_general reads content as scanf would. Minutes and seconds may be missing. What follows is
-// taken at a fixed offset, as if each field had used its whole width, even where white space made
-// the scan end elsewhere.
+// scan_general reads content as a call of scanf used to. Minutes and seconds may be missing. What
+// follows the fields is read at a fixed offset, as if each field had used its whole width, even if
+// white space made the scan end elsewhere.
 bool scan_general(Bytes content, const TimeForm &form, SshBerTime &time) {
   Scanner scan(content);
   if (!scan.number(form.year_width, time.year)) return false;
@@ -156,7 +158,7 @@ bool scan_general(Bytes content, const TimeForm &form, SshBerTime &time) {
     ++fields;
   }
   if (fields < 4) return false;
-  // A NUL before that offset would have ended the text there.
+  // A NUL byte before that offset would have ended the text.
   size_t at = form.year_width + 2 * (fields - 1);
   if (at >= content.size() || std::memchr(content.data(), 0, at)) return false;
   if (content[at] == '.') {
@@ -167,8 +169,8 @@ bool scan_general(Bytes content, const TimeForm &form, SshBerTime &time) {
   return scan_zone(content, at, time);
 }
 
-// decode reads one of the two types. Hour 24 and minute and second 60 are accepted, as they always
-// were; what is odd about a time is noted.
+// decode reads one of the two types. Hour 24, minute 60 and second 60 are accepted, as they always
+// were; `odd` notes the hour.
 template <TimeForm kForm>
 bool decode(Bytes content, SshBerTime *out) {
   if (read_usual<kForm>(content, out)) return true;
@@ -181,7 +183,7 @@ bool decode(Bytes content, SshBerTime *out) {
   return true;
 }
 
-// put writes a number, padded on the left to `width`.
+// put writes a number, with `pad` on its left up to `width`, and returns the end.
 char *put(char *out, uint32_t value, size_t width, char pad = '0') {
   if (width == 2 && value < 100) {
     *out++ = value < 10 ? pad : static_cast<char>('0' + value / 10);
@@ -252,8 +254,9 @@ void ssh_ber_time_zero(SshBerTime *time) { *time = {}; }
 void ssh_ber_time_set(SshBerTime *to, const SshBerTime *from) { *to = *from; }
 
 void ssh_ber_time_set_from_unix_time(SshBerTime *time, uint32_t seconds) {
-  // Years are counted from 1968-03-01, so that the leap day ends each four years; 2100 is the one
-  // century in reach that has none, so a day is left out there.
+  // Days are counted from 1968-03-01, so that the leap day is the last of each four years, which
+  // are 1461 days. 2100 is the one year in reach that is divided by four and has no leap day: from
+  // its first of March on, the count is one higher, as if there had been one.
   constexpr uint32_t kFirstOfMarch2100 = 47541;
   const uint32_t days = seconds / 86400;
   const uint32_t count = days + 671 + (days >= kFirstOfMarch2100 ? 1 : 0);
@@ -281,7 +284,7 @@ bool ssh_ber_time_set_from_string(SshBerTime *time, const char *text) {
     read = {};
     if (!scan_slashes(bytes, read)) return false;
   }
-  // Stricter than the ASN.1 types: this text is typed by people.
+  // The ranges are stricter than for the ASN.1 types, as people have typed this text.
   if (!in_ranges(read, 23, 59)) return false;
   read.tz_plus = 1;
   *time = read;

@@ -1,6 +1,12 @@
-// Calendar time: the record behind every certificate, CRL and search time, the two ASN.1 time types
-// both ways, and two human-readable texts. Nothing here uses the C library's shared time state or
-// locale.
+// Calendar time: the record for every time of a certificate, CRL or search; the two ASN.1 time
+// types, read and written; and two texts that people read and type.
+//
+//   SshBerTime time;
+//   if (!ssh_ber_utc_time_decode(content, &time)) return false;
+//   const SshText text(ssh_ber_time_to_string(&time));
+//
+// A record holds the fields as they were given, with no conversion between zones. The C library's
+// functions are not used: their locale and their static results are shared by the whole process.
 #pragma once
 
 #include <cstddef>
@@ -21,30 +27,31 @@ struct SshBerTime {
   uint32_t tz_plus = 0;   // 1: the zone difference is written with "+"
   uint32_t tz_hours = 0;  // both zone fields 0: UTC
   uint32_t tz_minutes = 0;
-  bool odd = false;  // of decoded ones: hour 24, or a zone that no standard has
+  bool odd = false;  // as decoded: the hour is 24, or the zone is in no standard's form
   bool operator==(const SshBerTime &) const = default;
 };
 
-// SSH_BER_TIME_TEXT_MAX bounds the content bytes that the two writers below produce.
+// SSH_BER_TIME_TEXT_MAX bounds the content bytes that the two encoders below write.
 constexpr size_t SSH_BER_TIME_TEXT_MAX = 128;
 
 // ssh_ber_time_zero clears all fields; ssh_ber_time_set copies them.
 void ssh_ber_time_zero(SshBerTime *time);
 void ssh_ber_time_set(SshBerTime *to, const SshBerTime *from);
 
-// ssh_ber_time_set_from_unix_time breaks unsigned seconds since 1970-01-01 00:00:00 UTC down.
+// ssh_ber_time_set_from_unix_time sets a time from the seconds since 1970-01-01 00:00:00 UTC, up to
+// 2106.
 void ssh_ber_time_set_from_unix_time(SshBerTime *time, uint32_t seconds);
 
-// ssh_ber_time_set_from_string reads "2001 Mar 22nd, 14:03:09" (what follows is ignored) or
-// "2001/03/22/14:03:09". `text` is null-terminated; more than 1024 characters fail. False leaves
-// the record as it was.
+// ssh_ber_time_set_from_string reads "2001 Mar 22nd, 14:03:09" or "2001/03/22/14:03:09"; what
+// follows is ignored. Null and text of more than 1024 characters fail. A failure leaves the record
+// as it was.
 [[nodiscard]] bool ssh_ber_time_set_from_string(SshBerTime *time, const char *text);
 
 // ssh_ber_time_to_string returns new text (ssh_xfree) such as "2001 Mar 22nd, 14:03:09 GMT"; null
 // for a bad month.
 [[nodiscard]] char *ssh_ber_time_to_string(const SshBerTime *time);
 
-// SshBerTimeText holds the readable text of a time, none for a time that is not set.
+// SshBerTimeText owns the text of a time; it has no bytes for a time that is not set.
 class SshBerTimeText {
  public:
   explicit SshBerTimeText(const SshBerTime &time) : text_(ssh_ber_time_to_string(&time)) {}
@@ -54,25 +61,30 @@ class SshBerTimeText {
   SshText text_;
 };
 
-// ssh_ber_utc_time_decode and ssh_ber_generalized_time_decode read content bytes; false if they
-// are not a time, and the record may then be partly written.
+// ssh_ber_utc_time_decode and ssh_ber_generalized_time_decode read content bytes. False if they are
+// not a time; the record then stays as it was. They accept what older peers write, which is more
+// than the standards allow (see time.cc), and set `odd`.
 [[nodiscard]] bool ssh_ber_utc_time_decode(Bytes content, SshBerTime *time);
 [[nodiscard]] bool ssh_ber_generalized_time_decode(Bytes content, SshBerTime *time);
 
-// SshBerUsualUtcTime is the usual form of UTCTime, digits and "Z", of which lists hold very many:
-// its bytes are checked once, and made a record of when somebody looks. The other reader above
-// decides the same of them.
+// SshBerUsualUtcTime reads the usual form of UTCTime, YYMMDDhhmmssZ. A CRL can have a million of
+// them, so the digits are read eight at a time, and checking them is apart from making a record: a
+// CRL is checked when it is decoded, and its entries become records when somebody looks at them.
+// What it accepts, ssh_ber_utc_time_decode accepts with the same result.
 constexpr size_t SSH_BER_USUAL_UTC_TIME = 13;
 class SshBerUsualUtcTime {
  public:
+  // `p` is 13 bytes. The first eight are year, month, day and hour; the second eight begin at the
+  // day, so that the two loads overlap and cover all twelve digits.
   explicit SshBerUsualUtcTime(const uint8_t *p)
       : date_(four_pairs(p)), clock_(four_pairs(p + 4)), form_(p[12] == 'Z' && !bad_) {}
 
-  // has_form tells of digits and "Z"; is_time, of those, that each field is in its range, with the
-  // hour up to 23: the other reader decides about 24.
+  // has_form is true for twelve digits and "Z". For those, is_time is true if each field is in its
+  // range, with an hour up to 23: about 24 the other reader decides.
   [[nodiscard]] bool has_form() const { return form_; }
   [[nodiscard]] bool is_time() const {
-    // A field above its range carries into the top bit of its 16 bits.
+    // Day, hour, minute and second are compared with 31, 23, 60 and 60 at once: each has 16 bits,
+    // and what is added to them makes a field that is too large carry into its top bit.
     constexpr uint64_t kRoom = (0x7FFF - uint64_t{31}) | (0x7FFF - uint64_t{23}) << 16 |
                                (0x7FFF - uint64_t{60}) << 32 | (0x7FFF - uint64_t{60}) << 48;
     return ((clock_ + kRoom) & 0x8000800080008000) == 0 && pair_at(clock_, 0) != 0 &&
@@ -89,8 +101,10 @@ class SshBerUsualUtcTime {
   }
 
  private:
-  // four_pairs reads eight digits at once: four numbers of two digits, each in 16 bits, the first
-  // one lowest.
+  // four_pairs reads eight digits at once, as four numbers of two digits. The first one is in the
+  // lowest 16 bits of the result. `digits` has a digit in each byte; ten times a byte plus the byte
+  // above it is the number, and the mask keeps every other byte. A byte that is no digit has high
+  // bits after the exclusive or, or (":" to "?") after 6 is added.
   uint64_t four_pairs(const uint8_t *p) {
     // Written out, so that compilers make one load of it.
     const uint64_t octets = uint64_t{p[0]} | uint64_t{p[1]} << 8 | uint64_t{p[2]} << 16 |
@@ -104,14 +118,14 @@ class SshBerUsualUtcTime {
     return static_cast<uint32_t>(pairs >> (16 * i) & 0xFF);
   }
 
-  bool bad_ = false;  // whether a byte is no digit; before what sets it
+  bool bad_ = false;  // whether a byte is no digit; declared before the members that set it
   uint64_t date_, clock_;
   bool form_;
 };
 
-// ssh_ber_utc_time_encode and ssh_ber_generalized_time_encode write content bytes into
-// SSH_BER_TIME_TEXT_MAX bytes at `out` and return their count. GeneralizedTime is deliberately
-// always written as UTC without fraction or zone difference, whatever the record holds; UTCTime
-// carries both.
+// ssh_ber_utc_time_encode and ssh_ber_generalized_time_encode write content bytes to `out`, which
+// has room for SSH_BER_TIME_TEXT_MAX, and return their count. UTCTime is written with fraction and
+// zone. GeneralizedTime is written without either, as if the record were UTC, deliberately: peers
+// have always been sent it so.
 [[nodiscard]] size_t ssh_ber_utc_time_encode(const SshBerTime *time, uint8_t *out);
 [[nodiscard]] size_t ssh_ber_generalized_time_encode(const SshBerTime *time, uint8_t *out);
