@@ -6,7 +6,8 @@ namespace {
 
 constexpr SshOidConstant kSha1("1.3.14.3.2.26"), kMgf1("1.2.840.113549.1.1.8");
 
-// Parsed is bytes as the list of their elements.
+// Parsed is bytes that were checked, as the list of their elements. The list is empty if they are
+// not well-formed.
 struct Parsed {
   explicit Parsed(Bytes octets) : work(SshAsn1Work::for_input(octets.size())) {
     if (ssh_asn1_decode_in_place(octets, &work, &root) != SSH_ASN1_OK) root = {};
@@ -24,7 +25,7 @@ struct Parsed {
   SshAsn1Node root;
 };
 
-// read_optional reads an AlgorithmIdentifier unless there is none.
+// read_optional reads an AlgorithmIdentifier if there is one, and leaves the default otherwise.
 bool read_optional(SshAsn1Node node, SshX509Algorithm *algorithm) {
   return !node || ssh_x509_algorithm_read(node.der(), algorithm);
 }

@@ -130,8 +130,8 @@ constexpr SshX509ExtensionTable<SshX509Cert> kExtensions({
     {SSH_X509_EXT_EXTENDED_KEY_USAGE, decode_extended_key_usage},
 });
 
-// UniqueIdentifier ::= BIT STRING; its length is kept in bits, deliberately, unlike that of every
-// other name.
+// UniqueIdentifier ::= BIT STRING; its length is kept in bits, deliberately, where all other names
+// have theirs in bytes.
 void add_unique_id(const SshAsn1Bits &bits, SshPool &pool, SshX509Name **list) {
   auto *name = pool.make<SshX509Name>();
   name->type = SSH_X509_NAME_UNIQUE_ID;
@@ -181,13 +181,14 @@ bool read_tbs(SshAsn1Unread &tbs, TbsParts &parts, SshX509Cert &cert, SshX509Dec
       &parts.has_subject_id, &parts.subject_id, &parts.has_extensions, &parts.extensions);
 }
 
-// version_of gives the INTEGER under the version's tag, which is there.
+// version_of gives the INTEGER inside the version's tag. The TBSCertificate must have that tag.
 SshAsn1Node version_of(SshAsn1Node tbs) {
   constexpr uint8_t kVersion = 0xA0;
   return ssh_asn1_node_child(ssh_asn1_node_find(ssh_asn1_node_child(tbs), kVersion));
 }
 
-// set_version gives the record its version if the fields that are present belong to it.
+// set_version gives the record its version. It refuses a version that is lower than the fields need
+// which are there: 2 for unique identifiers, 3 for extensions (encoded 1 and 2).
 bool set_version(SshAsn1Unread &tbs, const TbsParts &parts, SshX509Cert &cert,
                  SshX509Decoder &decoder) {
   uint32_t encoded = 0;
@@ -202,7 +203,7 @@ bool set_version(SshAsn1Unread &tbs, const TbsParts &parts, SshX509Cert &cert,
              : decoder.refuse("version", "is too low for unique identifiers, which take 1", at);
 }
 
-// Algorithms without a row stand for themselves.
+// Two rows can have the same scheme. Algorithms without a row are compared by their identifiers.
 bool same_scheme(const SshX509SignatureAlgorithm &a, const SshX509SignatureAlgorithm &b) {
   if (a.row == b.row) return a.row || a.id == b.id;
   return a.row && b.row && std::strcmp(a.scheme(), b.scheme()) == 0;
@@ -210,8 +211,10 @@ bool same_scheme(const SshX509SignatureAlgorithm &a, const SshX509SignatureAlgor
 
 constexpr char kInnerAlgorithm[] = "signature algorithm of the TBSCertificate";
 
-// decode_algorithms compares the algorithms by the scheme that they stand for, and where that is in
-// their parameters by these too: nobody has signed the outer ones.       RFC 5280, 4.1.1.2
+// decode_algorithms reads the outer algorithm and compares it with the inner one: the outer one is
+// not signed, so that anybody could change it. Two identifiers of one scheme count as equal. The
+// parameters are compared only where they choose the scheme, which is so for RSASSA-PSS.
+//                                                                         RFC 5280, 4.1.1.2
 bool decode_algorithms(SshAsn1Unread &outer, SshAsn1Unread &inner, SshX509Cert &cert,
                        SshX509Decoder &decoder) {
   SshX509SignatureAlgorithm given, signed_one;
@@ -238,7 +241,8 @@ bool decode_names(TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
     return decoder.refuse_read("issuer", parts.issuer);
   }
   if (ssh_bytes_equal(parts.issuer.der(), parts.subject.der())) {
-    // The certificate is self-issued, and its one name was read; there is no entry if it is empty.
+    // Issuer and subject are the same bytes, so the name need not be read again. An empty name has
+    // no entry.
     if (cert.issuer_names)
       ssh_x509_name_add_dn(parts.subject.der(), SSH_X509_NAME_DN, decoder, &cert.subject_names);
   } else if (!ssh_x509_name_decode_dn(parts.subject, SSH_X509_NAME_DN, decoder,
@@ -280,7 +284,8 @@ bool decode_certificate(SshAsn1Unread &sequence, SshX509Cert &cert, SshX509Decod
                                     &ssh_x509_further_extensions);
 }
 
-// The parts of a certificate that is refused. Each step reads the element that stands at its place.
+// Reading the parts of a refused certificate (ssh_x509_cert_decode_parts). A step reads one element
+// of the TBSCertificate by itself, and keeps what it could read.
 using Step = void (*)(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder);
 
 void keep_version(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -345,16 +350,18 @@ void keep_signature(SshAsn1Unread &element, SshX509Cert &cert, SshX509Decoder &d
 constexpr Step kSteps[] = {keep_serial,   keep_algorithm, keep_issuer,
                            keep_validity, keep_subject,   keep_key};
 
-// step_at finds the step for an element of the TBSCertificate: by its tag, or by its place among
-// the elements that have none.
+// step_at finds the step for an element of the TBSCertificate: by its tag or, for one of the
+// universal types, by its place among these. If the first of them is no INTEGER, the serial number
+// is missing, and the element is the one after it.
 Step step_at(uint8_t identifier, size_t &place) {
   if (identifier == 0xA0) return keep_version;
   if (identifier == 0xA3) return keep_extensions;
   if (identifier >= 0x40) return nullptr;
-  if (place == 0 && identifier != 0x02) ++place;  // there is no serial number
+  if (place == 0 && identifier != 0x02) ++place;
   return place < std::size(kSteps) ? kSteps[place++] : nullptr;
 }
 
+// The outer algorithm comes after the inner one, and replaces it where it can be read.
 void read_parts(SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Unread element;
   SshX509Pieces outer, fields;
