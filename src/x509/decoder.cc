@@ -17,7 +17,8 @@ bool SshX509Decoder::refuse(const char *structure, const char *rule, const uint8
   return false;
 }
 
-// A fault of another structure, which was read in another way after it, lies elsewhere.
+// The fault that was noted last may be of another structure, if this one failed for another reason
+// than its template. It counts only if it lies in these bytes.
 bool SshX509Decoder::refuse_read(const char *structure, Bytes octets, SshOid identifier) {
   const SshAsn1Fault &fault = work.fault;
   const uint8_t *const end = octets.data() + octets.size();
@@ -30,7 +31,8 @@ bool SshX509Decoder::refuse_read(const char *structure, Bytes octets, SshOid ide
                 fault.missing ? SSH_X509_FOUND_END : SSH_X509_FOUND_INSIDE);
 }
 
-// The place is that of the time itself, which a template that reads it does not tell.
+// The template that read the times does not tell where they are. So if one is odd, this looks for
+// the element of the structure that is an odd time, to report its place.
 bool SshX509Decoder::times_pass(const SshBerTime &from, const SshBerTime &to,
                                 SshAsn1Unread &structure) {
   constexpr uint8_t kUtcTime = 23, kGeneralizedTime = 24, kTagged = 0x80;
@@ -93,6 +95,7 @@ bool ssh_x509_work_is_left(SshX509Decoder &decoder) {
   return decoder.work.left != 0 || decoder.refuse(nullptr, nullptr, decoder.base);
 }
 
+// A byte counts if at least one of its bits does.
 uint32_t ssh_x509_bits_to_mask(const SshAsn1Bits &bits) {
   uint32_t mask = 0;
   for (uint32_t i = 0; i < 32 && i < bits.bits; i += 8) mask |= uint32_t{bits.octets[i / 8]} << i;
