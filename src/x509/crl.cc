@@ -121,12 +121,21 @@ bool decode_entry(SshAsn1Unread &item, SshX509RevokedEntry &entry, SshX509Decode
          ssh_x509_extensions_decode(extensions, kEntryExtensions, false, entry, decoder);
 }
 
-// UsualEntry is an entry of the form that nearly all have: DER with short lengths, a UTCTime, and
-// no extension or a reason code alone. It decides nothing by itself: what it does not know goes to
-// decode_entry, and what it reads is what decode_entry would.
+// Entries as one pattern. Nearly all entries of all CRLs are of one form:
+//
+//   30 ll                                          SEQUENCE, a length below 128
+//      02 ll ...                                   INTEGER: the serial number
+//      17 0D YYMMDDhhmmssZ                         UTCTime: the date
+//      30 0C 30 0A 06 03 55 1D 15 04 03 0A 01 rr   the extension with the reason, or nothing
+//
+// A CRL can have a million of them, and this form needs no templates: the lengths say where each
+// part is, and the rest is compared. A decode only checks the entries (check_usual), and a walk
+// only converts them (convert_usual), since each entry was checked before. Neither decides anything
+// by itself: what is not of this form goes to decode_entry, and what is gives the same record as
+// decode_entry would.
 struct UsualEntry {
   const uint8_t *serial;  // its header
-  const uint8_t *date;
+  const uint8_t *date;    // its header
   const uint8_t *end;
 };
 
@@ -135,13 +144,15 @@ constexpr uint8_t kReasonExtension[] = {0x30, 0x0C, 0x30, 0x0A, 0x06, 0x03, 0x55
                                         0x1D, 0x15, 0x04, 0x03, 0x0A, 0x01};
 constexpr ptrdiff_t kReasonSize = sizeof kReasonExtension + 1;
 
+// is_reason is true for the extension with a reason that both profiles know (see decode_reason).
 bool is_reason(const uint8_t *extension) {
   const uint8_t code = extension[kReasonSize - 1];
   return std::memcmp(extension, kReasonExtension, sizeof kReasonExtension) == 0 && code <= 8 &&
          code != 7;
 }
 
-// match_usual tells by the headers, and by the whole of a reason.
+// match_usual compares the headers, and the whole extension with the reason. `rest` is what follows
+// the date.
 inline bool match_usual(const uint8_t *p, const uint8_t *end, UsualEntry &entry) {
   if (end - p < 4 || p[0] != 0x30 || p[1] >= 0x80 || p[1] > end - p - 2) return false;
   const uint8_t *const serial = p + 2;
@@ -155,7 +166,8 @@ inline bool match_usual(const uint8_t *p, const uint8_t *end, UsualEntry &entry)
   return true;
 }
 
-// check_usual goes over an entry that can be converted later; null if it is not usual.
+// check_usual checks that an entry can be converted later, and returns its end; null if it is not
+// of the usual form.
 inline const uint8_t *check_usual(const uint8_t *p, const uint8_t *end) {
   UsualEntry entry;
   if (!match_usual(p, end, entry)) return nullptr;
@@ -163,8 +175,8 @@ inline const uint8_t *check_usual(const uint8_t *p, const uint8_t *end) {
   return date.has_form() && date.is_time() ? entry.end : nullptr;
 }
 
-// convert_usual makes a record of an entry that was checked before, and returns the entry's end;
-// null if it is not usual.
+// convert_usual makes a record of an entry that was checked before, and returns its end; null if it
+// is not of the usual form.
 inline const uint8_t *convert_usual(const uint8_t *p, const uint8_t *end,
                                     SshX509RevokedEntry &record) {
   UsualEntry entry;
@@ -212,14 +224,15 @@ bool read_tbs(SshAsn1Unread &tbs, TbsListParts &parts, SshX509Crl &crl, SshX509D
                             &parts.extensions);
 }
 
-// lies_in is true for a node, or a list of nodes, that lies inside of an element.
+// lies_in is true for a node that is inside an element.
 bool lies_in(SshAsn1Node node, SshAsn1Node element) {
   return node && node.data > element.data && node.data < element.next;
 }
 
-// unread_list finds an element behind the issuer that may be a list of entries or extensions, and
-// that no field took: one with a tag that the template does not give, or a second one. Revocations
-// must not be dropped silently. What was read as plain has none.
+// unread_list finds an element behind the issuer that may be a list of entries or extensions and
+// was not read: it has a tag that the template does not give, or it is a second such list.
+// Revocations must not be dropped silently. The null node if there is none. The plain reader leaves
+// nothing over, so that there is nothing to find.
 SshAsn1Node unread_list(const TbsListParts &parts) {
   if (parts.issuer.is_plain()) return {};
   SshAsn1Node node = ssh_asn1_node_next(parts.issuer.node());
@@ -234,8 +247,9 @@ SshAsn1Node unread_list(const TbsListParts &parts) {
   return node;
 }
 
-// set_version: the version is what the CRL says; it need not say 1 (encoded 0). Classic: one that
-// is given must be 2; without one, extensions tell.
+// set_version gives the record its version. By the standard it is what the CRL says, and 1 if it
+// says nothing. Under classic a version that is given must be 2 (encoded 1), and a CRL that gives
+// none has version 2 if it has extensions.
 bool set_version(const TbsListParts &parts, SshX509Crl &crl, const SshX509Decoder &decoder) {
   uint32_t encoded = 0;
   const bool stated = decoder.rules.stated_version;
@@ -250,7 +264,7 @@ bool set_version(const TbsListParts &parts, SshX509Crl &crl, const SshX509Decode
 //      tbsCertList          TBSCertList,
 //      signatureAlgorithm   AlgorithmIdentifier,
 //      signatureValue       BIT STRING }                                         RFC 5280, 5.1
-// Deliberately only the outer algorithm is looked at; that of the TBSCertList may differ.
+// Only the outer algorithm is read, deliberately; the one in the TBSCertList may differ.
 bool decode_crl(SshAsn1Unread &sequence, SshX509Crl &crl, SshX509Decoder &decoder) {
   SshAsn1Unread tbs, algorithm;
   SshAsn1Bits signature;
@@ -289,7 +303,8 @@ bool decode_crl(SshAsn1Unread &sequence, SshX509Crl &crl, SshX509Decoder &decode
          ssh_x509_extensions_decode(parts.extensions, kCrlExtensions, false, crl, decoder);
 }
 
-// The parts of a CRL that is refused.
+// Reading the parts of a refused CRL (ssh_x509_crl_decode_parts). Each function reads one element
+// by itself and keeps what it could read.
 void keep_version(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder) {
   SshMpInt version;
   uint32_t encoded = 0;
@@ -324,7 +339,8 @@ void keep_extensions(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &de
                 SSH_X509_PART_EXTENSIONS);
 }
 
-// Lists are told apart by their order, times as well.
+// Three fields of a TBSCertList are SEQUENCEs and two are times. They are told apart by their
+// order: algorithm, issuer, entries; the date of issue, the date of the next one.
 void read_tbs_parts(SshX509Pieces &fields, SshX509Crl &crl, SshX509Decoder &decoder) {
   SshAsn1Unread element;
   size_t lists = 0, times = 0;
@@ -389,7 +405,7 @@ bool SshX509RevokedCursor::check(size_t &count) {
   }
 }
 
-// Out of line, as it needs room on the stack, which the usual entries do not.
+// Not inlined: it needs room on the stack, which a walk over usual entries does without.
 [[gnu::noinline]] void SshX509RevokedCursor::drop_extras() {
   entry_ = {};
   pool_.rewind();
@@ -408,6 +424,10 @@ bool SshX509RevokedCursor::next() {
   return true;
 }
 
+// next_unusual reads the next entry by templates. It makes a decoder for it, whose work it takes
+// from the cursor and gives back; callers have emptied the pool. In a plain decode the entries are
+// bytes that nobody has checked, until one is not plain: then all entries from there on were
+// checked, and the general reader reads the rest.
 bool SshX509RevokedCursor::next_unusual() {
   SshX509Decoder decoder{.pool = pool_,
                          .refusal = decoder_ ? decoder_->refusal : nullptr,
@@ -419,7 +439,7 @@ bool SshX509RevokedCursor::next_unusual() {
   if (decoder.plain)
     item.set_list({at_, end_}, &decoder.work);
   else
-    item.set(ssh_asn1_list_of({at_, end_}, &decoder.work));  // spends what the decoder has
+    item.set(ssh_asn1_list_of({at_, end_}, &decoder.work));  // may spend work
   failed_ = !ssh_x509_work_is_left(decoder);
   if (!item || failed_) return false;
   pool_.limit(ssh_x509_pool_most(static_cast<size_t>(end_ - at_)), &decoder.work.left);
@@ -435,7 +455,7 @@ bool SshX509RevokedCursor::next_unusual() {
     decoder_->unchecked = decoder.unchecked;
     return false;
   }
-  plain_ = item.is_plain();  // or else all that follows was checked
+  plain_ = item.is_plain();  // if it is not, all entries from here on were checked
   entry_.der = item.der();
   at_ = entry_.der.data() + entry_.der.size();
   return decoded;
@@ -457,8 +477,8 @@ void ssh_x509_crl_decode_parts(Bytes der, SshX509Crl *crl) {
   ssh_x509_decode_parts(der, read_parts, crl);
 }
 
-// A time stands where a certificate has the SEQUENCE of its validity. Its bytes are not looked at:
-// they may be why the CRL is refused.
+// A CRL has a time where a certificate has the SEQUENCE of its validity. The time is read as a
+// string, whatever it holds: a bad time may be why the CRL is refused.
 bool ssh_x509_looks_like_crl(Bytes der) {
   SshAsn1Work work = SshAsn1Work::for_input(der.size());
   SshAsn1Node root;

@@ -1,6 +1,15 @@
-// X.509 certificate revocation lists: encoding in, decoded record out. Decoding is all or nothing.
-// Every entry is decoded and checked with the CRL, but entries are not kept apart: a cursor decodes
-// them again as it walks, so that a list of a million entries costs no more memory than its bytes.
+// X.509 certificate revocation lists: an encoding is decoded into a record, completely or not at
+// all.
+//
+//   SshX509CrlOwner crl(ssh_x509_crl_allocate());
+//   if (!ssh_x509_crl_decode(der, crl.get())) return report(crl->refusal);
+//   SshX509RevokedCursor cursor(*crl);
+//   while (cursor.next()) use(cursor.entry().serial);
+//
+// A decode checks every entry but keeps the bytes alone, since the record of an entry is several
+// times larger than its encoding. The cursor decodes the entries again as it walks, so that a list
+// of a million entries takes no more memory than its bytes. Extensions of the CRL and of its
+// entries have tables in crl.cc; docs/architecture.md lists what a new one needs.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +25,7 @@
 struct SshX509Decoder;
 struct SshX509Rules;
 
-// SshX509RevokedEntry is one revoked certificate.
+// SshX509RevokedEntry is one revoked certificate. What a CRL does not say of it is empty or 0.
 struct SshX509RevokedEntry {
   SshX509ExtensionSet extensions;
   SshMpInt serial;
@@ -29,8 +38,9 @@ struct SshX509RevokedEntry {
   Bytes der;             // the whole entry
 };
 
+// SshX509Crl is a CRL. A number that the CRL does not have is -1.
 struct SshX509Crl {
-  uint32_t version = 0;  // 1, 2; 0 while undecoded and after a failed decode
+  uint32_t version = 0;  // 1, 2; 0 before a decode and after a failed one
   SshX509ExtensionSet extensions;
   SshX509Name *issuer_names = nullptr;
   SshBerTime this_update, next_update;
@@ -46,64 +56,63 @@ struct SshX509Crl {
   uint32_t signature_key_type = 0;
   const char *signature_scheme = nullptr;  // static
   Bytes signed_data;                       // the TBSCertList
-  Bytes algorithm;                         // the AlgorithmIdentifier that is not signed
-  Bytes signed_algorithm;                  // what stands for it in the TBSCertList, as it stands
+  Bytes algorithm;                         // the outer AlgorithmIdentifier, which is not signed
+  Bytes signed_algorithm;                  // the element in its place in the TBSCertList
   Bytes extension_list;                    // for SshX509ExtensionCursor
-  Bytes signature;                         // the bits' bytes as they stand
-  SshAsn1Bits signature_value;             // with the number of bits
+  Bytes signature;                         // its bytes
+  SshAsn1Bits signature_value;             // the BIT STRING as encoded
 
-  const SshX509Rules *rules = nullptr;  // by which it was decoded, and its entries are
+  const SshX509Rules *rules = nullptr;  // those of the decode, which the cursor uses again
 
   Bytes der;                    // the copy of the whole input
   Bytes element;                // the CertificateList in it; other bytes may stand around it
   SshX509Refusal refusal;       // set by a failed decode
   uint32_t parts = 0;           // SshX509Part: those that ssh_x509_crl_decode_parts has read
-  uint32_t stated_version = 0;  // of those: the version is 0 in a record that is refused
+  uint32_t stated_version = 0;  // the version among those parts; `version` itself stays 0
   SshPool pool;
 };
 
-// ssh_x509_crl_allocate returns an empty record; ssh_x509_crl_free frees one with all it owns (null
-// is ignored).
+// ssh_x509_crl_allocate returns an empty record; ssh_x509_crl_free frees one with all that it owns
+// (null is ignored).
 [[nodiscard]] SshX509Crl *ssh_x509_crl_allocate();
 void ssh_x509_crl_free(SshX509Crl *crl);
 using SshX509CrlOwner = Owner<SshX509Crl, ssh_x509_crl_free>;
 
-// ssh_x509_crl_decode decodes into an empty record and returns the bytes of the top-level elements
-// (never 0), or 0 on failure. Bytes after the CRL are tolerated.
+// ssh_x509_crl_decode decodes into an empty record. It returns the number of bytes that the
+// top-level elements of the input take, or 0 on failure, when `refusal` says why. Bytes after the
+// CRL are tolerated.
 [[nodiscard]] size_t ssh_x509_crl_decode(Bytes der, SshX509Crl *crl);
 
-// ssh_x509_crl_decode_general does the same without the short cut for plain bytes. Tests hold the
-// other against it.
+// ssh_x509_crl_decode_general does the same by the general reader alone. Tests compare the two.
 [[nodiscard]] size_t ssh_x509_crl_decode_general(Bytes der, SshX509Crl *crl);
 
-// ssh_x509_crl_decode_parts does so as ssh_x509_cert_decode_parts does. Entries are read up to the
-// first that is refused.
+// ssh_x509_crl_decode_parts reads what can be read of an input that was refused, as
+// ssh_x509_cert_decode_parts does. Entries are read up to the first one that is refused.
 void ssh_x509_crl_decode_parts(Bytes der, SshX509Crl *crl);
 
-// ssh_x509_looks_like_crl guesses what an input that neither decoder takes was meant to be: true if
-// it begins like a CRL, up to the date of its issue, and not like a certificate.
+// ssh_x509_looks_like_crl guesses what an input was meant to be that is refused both as a
+// certificate and as a CRL: true if it has the elements of a CRL up to the date of its issue.
 [[nodiscard]] bool ssh_x509_looks_like_crl(Bytes der);
 
-// SshX509RevokedCursor walks over the entries of a decoded CRL, which must outlive it.
-//   SshX509RevokedCursor cursor(crl);
-//   while (cursor.next()) use(cursor.entry());
-// An entry and what it refers to are valid until the following next().
+// SshX509RevokedCursor walks over the entries of a decoded CRL, which must outlive it. An entry and
+// what it refers to are valid until the following next().
 class SshX509RevokedCursor {
  public:
   explicit SshX509RevokedCursor(const SshX509Crl &crl);
-  // With a decoder, the entries are those of a CRL that is being decoded.
+  // This one is for a CRL that is being decoded by `decoder`.
   SshX509RevokedCursor(const SshX509Crl &crl, SshX509Decoder *decoder);
 
-  // check looks at all entries, and makes no more records than it must; it counts them, or tells
-  // the decoder why one is refused, and gives false.
+  // check checks all entries and counts them. It makes a record only of those that are not of the
+  // usual form. At an entry that is refused it notes why, and gives false.
   [[nodiscard]] bool check(size_t &count);
 
   // next goes to the first or following entry; false at the end.
   [[nodiscard]] bool next();
   [[nodiscard]] const SshX509RevokedEntry &entry() const { return entry_; }
-  [[nodiscard]] const uint8_t *at() const { return at_; }  // behind what was read
+  // at gives the end of the last entry that was read.
+  [[nodiscard]] const uint8_t *at() const { return at_; }
 
-  // failed tells whether next ended at an entry that does not decode; never so for a decoded CRL.
+  // failed is true if the walk ended at an entry that does not decode; a decoded CRL has none.
   [[nodiscard]] bool failed() const { return failed_; }
 
  private:
@@ -115,9 +124,9 @@ class SshX509RevokedCursor {
   SshX509Decoder *decoder_;
   const SshX509Rules *rules_;
   SshAsn1Work work_;
-  bool plain_;  // whether nobody has checked the entries
+  bool plain_;  // whether the entries are bytes that nobody has checked yet
   bool failed_ = false;
-  bool has_extras_ = false;  // the entry holds more than serial, date and reason
+  bool has_extras_ = false;  // whether the entry may hold more than serial, date and reason
   SshX509RevokedEntry entry_;
   SshPool pool_;
 };
