@@ -1,22 +1,19 @@
-// Name constraints and policy constraints, each in two readings: the one that certificates have
-// always met here, and the standard's. The profile decides (x509/profile.h).
+// Name constraints and policy constraints. Each is read in one of two ways, which the profile
+// chooses (x509/profile.h): as the standard says, or as classic clients have always read it, which
+// is odd but decides what they accept. What is read in neither way is refused: a constraint must
+// not be dropped silently.
 #include "x509/cert.h"
 #include "x509/decoder.h"
 
 namespace {
 
-// read_limit stores an optional integer of at most 24 bits; `tested` is the integer whose size
-// decides.
+// read_limit stores an optional integer. It is false if `tested`, which may be another integer, has
+// more than 24 bits.
 bool read_limit(int present, const SshMpInt &integer, const SshMpInt &tested, uint32_t &out) {
   if (!present) return true;
   if (tested.bits() > 24) return false;
   out = integer.low32();
   return true;
-}
-
-bool decode_general(SshAsn1Node node, SshX509Decoder &decoder, SshX509Name **list) {
-  SshAsn1Unread name(node);
-  return ssh_x509_name_decode_general(name, decoder, list);
 }
 
 // GeneralSubtree ::= SEQUENCE {
@@ -35,20 +32,21 @@ bool decode_subtree(const SshAsn1Node &given, SshX509Subtree &subtree, SshX509De
   if (!read_limit(has_minimum, minimum, minimum, subtree.minimum) ||
       !read_limit(has_maximum, maximum, maximum, subtree.maximum))
     return decoder.refuse("number of a subtree", SSH_X509_RULE_24_BITS, given.data);
-  return decode_general(base, decoder, &subtree.base);
+  SshAsn1Unread name(base);
+  return ssh_x509_name_decode_general(name, decoder, &subtree.base);
 }
 
 // GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree
-// Classic: deliberately reads the fields from the list itself, once for every element, and not from
-// the elements: which certificates with name constraints are accepted must stay what it was. Those
-// of today's usual form are refused. Every element thus gives what the first one gave; it is not
-// read again, but paid for, as others will walk over it.
+// Classic: for each element of the list the fields are read from the list and not from the element,
+// deliberately: which certificates with name constraints are accepted must stay what it was. (Those
+// of today's usual form are refused.) So every element gives what the first one gave. The fields
+// are therefore read once and copied, and the work for reading them again is only subtracted.
 bool decode_subtrees(SshAsn1Node given, SshX509Subtree **list, SshX509Decoder &decoder) {
   SshAsn1Node cursor;
   if (!decoder.read(given, "(sequence ()(any ()))"_asn1, &cursor)) return false;
   SshX509Tail subtrees(list);
   for (const SshX509Subtree *first = nullptr; cursor; cursor = ssh_asn1_node_next(cursor)) {
-    if (decoder.work.left == 0) return false;  // nothing else here asks: elements are not read
+    if (decoder.work.left == 0) return false;  // no read fails here, as nothing is read
     auto *subtree = decoder.pool.make<SshX509Subtree>();
     if (first) {
       decoder.work.spend_again(first->base ? first->base->der.size() : 0);
@@ -63,84 +61,73 @@ bool decode_subtrees(SshAsn1Node given, SshX509Subtree **list, SshX509Decoder &d
   return true;
 }
 
-// holds refuses elements besides those that are read: a constraint must not be dropped silently.
-// The list of subtrees is one of them, which is found behind the permitted ones.
+// holds is true if a list has this number of elements.
 bool holds(SshAsn1Node list, int elements) {
   for (; list; list = ssh_asn1_node_next(list)) --elements;
   return elements == 0;
 }
 
-// store_counts stores two optional numbers.
+// store_counts stores two optional numbers; false if one has more than 32 bits.
 bool store_counts(int has_first, const SshMpInt &one, uint32_t &first, int has_second,
                   const SshMpInt &other, uint32_t &second) {
   return (!has_first || one.to_uint32(first)) && (!has_second || other.to_uint32(second));
 }
 
-// An empty directory name is below no entry of its own in other lists, but here it stands for the
-// whole directory.
-bool decode_base(SshAsn1Unread &name, SshX509Name **base, SshX509Decoder &decoder) {
-  if (!ssh_x509_name_decode_general(name, decoder, base)) return false;
-  if (*base) return true;
-  *base = decoder.pool.make<SshX509Name>();
-  (*base)->type = SSH_X509_NAME_DIRECTORY;
-  (*base)->der = ssh_asn1_node_child(ssh_asn1_list_of(name.der(), &decoder.work)).der();
-  return true;
-}
-
-// The base is read by itself: its tag may be that of a number.
+// GeneralSubtree, as the standard says. The base is read before the numbers and by itself, because
+// its tag can be the same as that of a number.
 bool decode_standard_subtree(SshAsn1Unread &item, SshX509Subtree &subtree,
                              SshX509Decoder &decoder) {
   SshAsn1Unread base;
   int has_minimum = 0, has_maximum = 0;
   SshMpInt minimum, maximum;
   if (!decoder.read_whole(item, "(sequence ()(any ()))"_asn1, &base) ||
-      !decode_base(base, &subtree.base, decoder))
+      !ssh_x509_name_decode_general(base, decoder, &subtree.base))
     return false;
+  if (!subtree.base) {
+    // An empty directory name has no entry in other lists, but here it stands for the whole
+    // directory.
+    subtree.base = decoder.pool.make<SshX509Name>();
+    subtree.base->type = SSH_X509_NAME_DIRECTORY;
+    subtree.base->der = ssh_asn1_node_child(ssh_asn1_list_of(base.der(), &decoder.work)).der();
+  }
   base.next();
-  return decoder.read_whole_list(base, "(optional (integer (0)))(optional (integer (1)))"_asn1,
-                                 &has_minimum, &minimum, &has_maximum, &maximum) &&
-         (store_counts(has_minimum, minimum, subtree.minimum, has_maximum, maximum,
-                       subtree.maximum) ||
-          decoder.refuse("number of a subtree", SSH_X509_RULE_32_BITS, item.data()));
-}
-
-bool decode_standard_subtrees(SshAsn1Unread &item, SshX509Subtree **list, SshX509Decoder &decoder) {
-  const auto read = [&](SshAsn1Unread &each, SshX509Subtree &subtree) {
-    return decode_standard_subtree(each, subtree, decoder);
-  };
-  return ssh_x509_decode_items(item, list, decoder, read);
+  if (!decoder.read_whole_list(base, "(optional (integer (0)))(optional (integer (1)))"_asn1,
+                               &has_minimum, &minimum, &has_maximum, &maximum))
+    return false;
+  return store_counts(has_minimum, minimum, subtree.minimum, has_maximum, maximum,
+                      subtree.maximum) ||
+         decoder.refuse("number of a subtree", SSH_X509_RULE_32_BITS, item.data());
 }
 
 bool decode_standard_name_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                       SshX509Decoder &decoder) {
   int has_permitted = 0, has_excluded = 0;
   SshAsn1Unread permitted, excluded;
+  const auto read = [&](SshAsn1Unread &item, SshX509Subtree &subtree) {
+    return decode_standard_subtree(item, subtree, decoder);
+  };
   return decoder.read_whole(value,
                             "(sequence ()(optional (sequence (0) (any ())))"
                             "(optional (sequence (1) (any ()))))"_asn1,
                             &has_permitted, &permitted, &has_excluded, &excluded) &&
-         decode_standard_subtrees(permitted, &cert.permitted, decoder) &&
-         decode_standard_subtrees(excluded, &cert.excluded, decoder);
+         ssh_x509_decode_items(permitted, &cert.permitted, decoder, read) &&
+         ssh_x509_decode_items(excluded, &cert.excluded, decoder, read);
 }
 
-bool decode_standard_policy_constraint(SshAsn1Unread &item, SshX509PolicyConstraint &constraint,
-                                       SshX509Decoder &decoder) {
-  int has_explicit = 0, has_inhibit = 0;
-  SshMpInt require_explicit, inhibit;
-  return decoder.read_whole(item,
-                            "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
-                            &has_explicit, &require_explicit, &has_inhibit, &inhibit) &&
-         (store_counts(has_explicit, require_explicit, constraint.require_explicit_policy,
-                       has_inhibit, inhibit, constraint.inhibit_policy_mapping) ||
-          decoder.refuse("policy constraint", SSH_X509_RULE_32_BITS, item.data()));
-}
-
-// Behind the standard's form comes the list of such that classic reads: nothing can be both, and
-// what was issued for classic clients stays readable.
+// The standard has one constraint. If the value is none, it is read as the list of constraints that
+// classic reads: no value can be both, and what was issued for classic clients stays readable.
 bool decode_standard_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                         SshX509Decoder &decoder) {
   const auto read = [&](SshAsn1Unread &item, SshX509PolicyConstraint &constraint) {
-    return decode_standard_policy_constraint(item, constraint, decoder);
+    int has_explicit = 0, has_inhibit = 0;
+    SshMpInt require_explicit, inhibit;
+    if (!decoder.read_whole(item,
+                            "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
+                            &has_explicit, &require_explicit, &has_inhibit, &inhibit))
+      return false;
+    return store_counts(has_explicit, require_explicit, constraint.require_explicit_policy,
+                        has_inhibit, inhibit, constraint.inhibit_policy_mapping) ||
+           decoder.refuse("policy constraint", SSH_X509_RULE_32_BITS, item.data());
   };
   auto *single = decoder.pool.make<SshX509PolicyConstraint>();
   if (!read(value, *single))
@@ -154,15 +141,17 @@ bool decode_standard_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
 // NameConstraints ::= SEQUENCE {
 //      permittedSubtrees       [0]     GeneralSubtrees OPTIONAL,
 //      excludedSubtrees        [1]     GeneralSubtrees OPTIONAL }                RFC 5280, 4.2.1.10
-// Classic: deliberately the excluded subtrees are read from the permitted ones too; without
-// permitted ones there is nothing to read and the certificate is refused.
+// Classic: the excluded subtrees are read from the permitted ones too, deliberately; without
+// permitted ones there is nothing to read, and the certificate is refused. The list of subtrees is
+// a further element behind the fields, where decode_subtrees finds it. So that is the number of
+// elements that there may be.
 bool ssh_x509_decode_name_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                       SshX509Decoder &decoder) {
   if (decoder.rules.standard_name_constraints)
     return decode_standard_name_constraints(value, cert, decoder);
   int has_permitted = 0, has_excluded = 0;
   SshAsn1Node permitted, excluded;
-  const SshAsn1Node node = decoder.node(value);  // which the odd ways of reading walk over
+  const SshAsn1Node node = decoder.node(value);  // checked, as decode_subtrees walks over it
   if (!decoder.read_known(node, "(sequence ()(optional (any (0))) (optional (any (1))))"_asn1,
                           &has_permitted, &permitted, &has_excluded, &excluded)) {
     return false;
@@ -178,8 +167,8 @@ bool ssh_x509_decode_name_constraints(SshAsn1Unread &value, SshX509Cert &cert,
 // PolicyConstraints ::= SEQUENCE {
 //      requireExplicitPolicy           [0] SkipCerts OPTIONAL,
 //      inhibitPolicyMapping            [1] SkipCerts OPTIONAL }                  RFC 5280, 4.2.1.11
-// Classic: every element is taken as one constraint, and the size of the first integer deliberately
-// decides for both.
+// Classic: the value is a list, and each element of it is one constraint. The size of the first
+// integer is tested for both, deliberately.
 bool ssh_x509_decode_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                                         SshX509Decoder &decoder) {
   if (decoder.rules.standard_policy_constraints)
