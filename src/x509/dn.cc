@@ -16,14 +16,15 @@ constexpr uint32_t kPairsPerContext = 256;
 constexpr const char *kEmail = "1.2.840.113549.1.9.1";
 constexpr const char *kUnstructuredName = "1.2.840.113549.1.9.2";
 
-// mode_of is how the parts of a name are read.
+// mode_of gives the mode in which the parts of a name are read.
 SshAsn1Mode mode_of(const SshX509Rules &rules) {
   return rules.reads_whole ? SshAsn1Mode::kWhole : SshAsn1Mode::kSearch;
 }
 
-// The string types of values, by their identifier byte in DER, and how their letters are read. The
-// profile adds the last two. VisibleString is read as IA5, whose letters include all of its own:
-// the visible set of ssh_str lacks some of them. read_value has the first ones in the same order.
+// kValueTypes has the string types that values can have, by their identifier byte in DER, and the
+// character set that their letters are read in. The last two are read if the profile says so.
+// VisibleString is read as IA5, which has all of its letters: the visible set of ssh_str lacks
+// some. The template of read_value has the others in the same order.
 struct ValueType {
   uint8_t identifier;
   int16_t charset;
@@ -42,14 +43,14 @@ constexpr ValueType kValueTypes[] = {
     {0x1A, SSH_CHARSET_IA5, &SshX509Rules::plain_text_values},
 };
 
-// CountVisitor is what checking a name takes.
+// CountVisitor checks a name: it lets the walk see everything, and counts the relative names.
 struct CountVisitor {
   uint32_t rdns = 0;
   void rdn() { ++rdns; }
   void pair(const SshDNPairView &) {}
 };
 
-// AppendVisitor adds what it sees to a name.
+// AppendVisitor appends what it sees to a name, and is full at SSH_DN_RDNS_MAX.
 struct AppendVisitor {
   SshDN *dn;
   bool full = false;
@@ -66,8 +67,10 @@ struct AppendVisitor {
   }
 };
 
-// Encoder turns names into DER. Pairs go through small contexts that are renewed now and then, so
-// that a name of any size takes memory for its encoding alone.
+// Encoder encodes names as DER, from the inside out: pairs are collected in `pairs_`, sorted into a
+// SET, collected in `rdns_`, and put into the SEQUENCE. The ASN.1 contexts in which single pairs
+// are created are freed after kPairsPerContext uses, so that a name of any size takes little memory
+// beyond its encoding.
 class Encoder {
  public:
   explicit Encoder(bool canonical) : canonical_(canonical) {}
@@ -87,6 +90,7 @@ class Encoder {
   SshOctets rdns_;
 };
 
+// context gives the current context, or a new one if that was used often enough.
 SshAsn1Context *Encoder::context() {
   if (used_++ % kPairsPerContext == 0) context_.reset(ssh_asn1_init());
   return context_.get();
@@ -97,9 +101,9 @@ bool create_string(SshAsn1Context *context, Bytes octets, SshAsn1Node *node) {
   return ssh_asn1_create_node(context, node, SshAsn1Template<Text>{}, octets) == SSH_ASN1_OK;
 }
 
-// value encodes a pair's value. Deliberately, a PrintableString also holds what only IA5 or T.61
-// has letters for: names are found by their canonical encoding, and those that peers have stored
-// are tagged in this way.
+// value encodes a pair's value in the first character set that has all of its letters. IA5 and T.61
+// values get the tag of PrintableString, deliberately: names are found by their canonical encoding,
+// and those that peers have stored have that tag. Two attributes are always IA5String (PKCS #9).
 bool Encoder::value(const SshDNAva &ava, SshAsn1Node *node) {
   const SshStrOwner chosen(ssh_str_charset_choose(ava.value));
   if (!chosen) return false;
@@ -167,7 +171,7 @@ bool Encoder::finish(uint8_t **der, size_t *length) {
   return true;
 }
 
-// read_value reads a pair's value of one of the given types.
+// read_value reads a pair's value if it is of one of the types that both profiles have.
 bool read_value(SshAsn1Node value, const SshX509Rules &rules, SshDNPairView *pair) {
   int kind = -1;
   Bytes text[6];
@@ -186,7 +190,7 @@ bool read_value(SshAsn1Node value, const SshX509Rules &rules, SshDNPairView *pai
   return true;
 }
 
-// read_further_value reads one of a type that the profile adds; only the form of DER.
+// read_further_value reads a value of a type that the profile adds, in the primitive form of DER.
 bool read_further_value(SshAsn1Node value, const SshX509Rules &rules, SshDNPairView *pair) {
   if (!value) return false;
   const SshBerElement element = ssh_asn1_node_open(value);
@@ -205,7 +209,7 @@ constinit const std::array<int16_t, 256> ssh_dn_plain_charsets = [] {
   return table;
 }();
 
-// Of the types that the profile adds.
+// The types that the profile adds are rare, so that they are looked for in the list.
 int16_t ssh_dn_further_charset(uint8_t identifier, const SshX509Rules &rules) {
   for (const ValueType &row : kValueTypes)
     if (row.rule && row.identifier == identifier && rules.*row.rule) return row.charset;
@@ -298,6 +302,7 @@ bool ssh_dn_decode_rdn_der(Bytes der, SshDN *dn) {
   return ssh_dn_walk_pairs(pairs, ssh_x509_rules(), visitor) && !visitor.full;
 }
 
+// The plain walk comes first; a name that it does not read is decided by the other.
 bool ssh_dn_check_der(Bytes der, bool *empty, SshAsn1Fault *fault, const SshX509Rules &rules) {
   CountVisitor plain, any;
   if (ssh_dn_walk_plain(der, rules, plain)) {

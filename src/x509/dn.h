@@ -1,6 +1,16 @@
-// Distinguished names: relative names and their attribute-value pairs; DER and text, both ways.
-// Stored order is the order of the DER and of the text; nothing reverses it. Attribute short names
-// are the rows of kind SSH_OID_DN in oid_registry.cc.
+// Distinguished names: lists of relative names, which are lists of attribute-value pairs. They are
+// read from DER and text, and written as either.
+//
+//   SshDN dn = {};
+//   const bool good = ssh_dn_decode_ldap("C=FI, O=Example Oy", &dn) &&
+//                     ssh_dn_encode_der(&dn, false, &der, &length);  // then ssh_xfree(der)
+//   ssh_dn_clear(&dn);
+//
+// The order of the relative names is that of the DER and of the text; nothing reverses it. Two
+// names are equal if their canonical DER is: values without needless spaces, PrintableString in
+// lower case (ssh_str_get_canonical). Records keep names as DER and do not use SshDN; see
+// dn_parts.h for walking over DER. A further attribute is a row of kind SSH_OID_DN in
+// oid_registry.cc.
 #pragma once
 
 #include <cstddef>
@@ -13,64 +23,66 @@
 #include "x509/profile.h"
 #include "x509/str.h"
 
-// SshDNAva is one attribute-value pair. A value that is empty or that no character set takes is
-// null: the name still decodes, but has no text, cannot be encoded and makes no search key. `oid`
-// is dotted text, `value` a string; the pair owns both.
+// SshDNAva is one attribute-value pair, which owns its type and value. The value is null if it is
+// empty, or if its bytes are no letters of its character set. The name still decodes then, but it
+// has no text, cannot be encoded and makes no search key.
 struct SshDNAva {
   SshDNAva *next = nullptr;
-  char *oid = nullptr;
+  char *oid = nullptr;  // the type, as dotted text
   uint32_t reserved = 0;
   SshStr *value = nullptr;
 };
 
-// SshRDN is a list of pairs in the order read.
+// SshRDN is a relative name: a list of pairs in the order in which they were read.
 struct SshRDN {
   SshDNAva *pairs = nullptr;
   SshDNAva *last = nullptr;
 };
 
-// SshDN owns its relative names. Initialise with `= {}`, release with ssh_dn_clear.
+// SshDN is a name. It owns its relative names: initialise it with `= {}`, free it with
+// ssh_dn_clear.
 struct SshDN {
   uint32_t count = 0;
   uint32_t capacity = 0;
   SshRDN **rdns = nullptr;
 };
 
-// ssh_dn_init empties a DN without freeing; ssh_dn_clear frees every part of it and leaves it
-// empty.
+// ssh_dn_init makes a DN empty without freeing anything; ssh_dn_clear frees what it holds and
+// leaves it empty.
 void ssh_dn_init(SshDN *dn);
 void ssh_dn_clear(SshDN *dn);
 
-// ssh_dn_decode_der reads Name DER. False on failure, with what was read until then still in `dn`.
+// ssh_dn_decode_der reads the DER of a Name. On failure (false), what was read before stays in
+// `dn`.
 [[nodiscard]] bool ssh_dn_decode_der(Bytes der, SshDN *dn);
 
-// ssh_dn_decode_rdn_der appends one RelativeDistinguishedName (its whole element, or its content
-// under an implicit tag) to `dn`.
+// ssh_dn_decode_rdn_der appends one RelativeDistinguishedName to `dn`. `der` is the whole element,
+// or its content where an implicit tag has taken the place of the element's own.
 [[nodiscard]] bool ssh_dn_decode_rdn_der(Bytes der, SshDN *dn);
 
-// ssh_dn_check_der is true exactly when ssh_dn_decode_der would succeed; it allocates nothing (but
-// for names nested deeper than any real one, see ssh_ber_check). *empty tells, on success, whether
-// the name has no relative names; *fault, on failure, what was not read, as far as that is known.
+// ssh_dn_check_der is true exactly if ssh_dn_decode_der would succeed. It allocates nothing, except
+// for names that are nested deeper than any real one (ssh_ber_check). On success, *empty tells
+// whether the name has no relative names. On failure, *fault tells what was not read, as far as
+// that is known. ssh_dn_check_rdn_der does the same for ssh_dn_decode_rdn_der.
 [[nodiscard]] bool ssh_dn_check_der(Bytes der, bool *empty, SshAsn1Fault *fault = nullptr,
                                     const SshX509Rules &rules = ssh_x509_rules());
 [[nodiscard]] bool ssh_dn_check_rdn_der(Bytes der, const SshX509Rules &rules = ssh_x509_rules());
 
-// ssh_dn_encode_der writes a name into a new block (ssh_xfree). With `canonical`, values are in the
-// form that names are compared in. False if a value fits no character set of the encoder or is
-// missing.
+// ssh_dn_encode_der encodes a name into a new block (ssh_xfree), with `canonical` in the form in
+// which names are compared. False if a value is missing or fits no character set of the encoder.
 [[nodiscard]] bool ssh_dn_encode_der(const SshDN *dn, bool canonical, uint8_t **der,
                                      size_t *length);
 [[nodiscard]] bool ssh_dn_encode_der_canonical(const SshDN *dn, uint8_t **der, size_t *length);
 
-// ssh_dn_decode_ldap reads a name's text. False on failure; the DN keeps what was appended before
-// the error. Blank text is the name without relative names; a separator at the end is an error.
+// ssh_dn_decode_ldap reads the text of a name. On failure (false), what was read before stays in
+// `dn`. Blank text is the name without relative names; a separator at the end is an error.
 [[nodiscard]] bool ssh_dn_decode_ldap(const char *text, SshDN *dn);
 
-// ssh_dn_encode_ldap returns a name's text (ssh_xfree), or null if a value is missing or has no
-// form on the wire. A relative name without pairs prints as nothing between its separators, which
-// does not parse.
+// ssh_dn_encode_ldap returns the text of a name (ssh_xfree). Null if a value is missing or one of
+// its letters cannot be encoded. A relative name without pairs is printed as nothing between two
+// separators, which cannot be read back.
 [[nodiscard]] char *ssh_dn_encode_ldap(const SshDN *dn);
 
-// ssh_dn_der_to_ldap returns the same text straight from Name DER, or null where ssh_dn_decode_der
-// fails.
+// ssh_dn_der_to_ldap returns the same text of the DER of a Name, without making an SshDN of it.
+// Null also where ssh_dn_decode_der would fail.
 [[nodiscard]] char *ssh_dn_der_to_ldap(Bytes der);

@@ -1,6 +1,15 @@
-// What the DER codec and the text codec of distinguished names share: the parts of a name, and the
-// walk over its DER. To use the DER of a name in a new way, write a visitor for ssh_dn_walk; the
-// smallest is the one behind ssh_dn_check_der.
+// What dn.cc (DER) and dn_text.cc (text) share: the parts of a name, and the walk over its DER.
+//
+//   struct Counter {
+//     size_t pairs = 0;
+//     void rdn() {}
+//     void pair(const SshDNPairView &) { ++pairs; }
+//   } counter;
+//   if (!ssh_dn_walk(der, counter)) return false;
+//
+// To use the DER of a name in a new way, write such a visitor. As in a decode there are two walks:
+// ssh_dn_walk decides, by templates; ssh_dn_walk_plain reads names of the usual form, several times
+// faster, and gives up at others. Whoever walks often tries the second one first.
 #pragma once
 
 #include <array>
@@ -18,7 +27,7 @@ constexpr uint32_t SSH_DN_RDNS_MAX = SSH_XMALLOC_MAX / 8;
 // one block.
 constexpr size_t SSH_DN_TYPE_MAX = SSH_XMALLOC_MAX / 4 - 16;
 
-// ssh_dn_is_type is true for an object identifier that a pair may have.
+// ssh_dn_is_type is true for an object identifier that may be the type of a pair.
 [[nodiscard]] inline bool ssh_dn_is_type(SshOid type) {
   return type.octets.size() <= SSH_DN_TYPE_MAX && ssh_ber_oid_is_valid(type.octets);
 }
@@ -28,25 +37,25 @@ constexpr size_t SSH_DN_TYPE_MAX = SSH_XMALLOC_MAX / 4 - 16;
 void ssh_dn_rdn_free(SshRDN *rdn);
 using SshRDNOwner = Owner<SshRDN, ssh_dn_rdn_free>;
 
-// ssh_dn_rdn_append adds a pair at the end and takes over `oid` (dotted text) and `value` (may be
+// ssh_dn_rdn_append adds a pair at the end, which then owns `oid` (dotted text) and `value` (or
 // null).
 void ssh_dn_rdn_append(SshRDN *rdn, char *oid, SshStr *value);
 
 // ssh_dn_append adds a relative name at the end. False, with `rdn` freed, if the name is full.
 [[nodiscard]] bool ssh_dn_append(SshDN *dn, SshRDNOwner rdn);
 
-// SshDNPairView is an attribute-value pair as it stands in Name DER. No bytes mean that there is
-// no value.
+// SshDNPairView is a view of an attribute-value pair in the DER of a Name.
 struct SshDNPairView {
   SshOid type;
   int32_t charset = SSH_CHARSET_PRINTABLE;
-  Bytes value;
+  Bytes value;    // its content bytes; if it is empty, there is no value
   Bytes element;  // the whole value, with its header
 };
 
-// ssh_dn_read_pair reads the AttributeTypeAndValue at `node`, ssh_dn_read_rdn the pairs of the
-// RelativeDistinguishedName at `node`; ssh_dn_open_name and ssh_dn_open_rdn give the relative names
-// of a Name and the pairs of a relative name.
+// The steps of a walk. ssh_dn_open_name checks the bytes of a Name and gives its relative names;
+// ssh_dn_read_rdn gives the pairs of the RelativeDistinguishedName at `node`; ssh_dn_read_pair
+// reads the AttributeTypeAndValue at `node`. ssh_dn_open_rdn checks the bytes of a relative name
+// that stands alone, and gives its pairs. All are false if the bytes are something else.
 [[nodiscard]] bool ssh_dn_read_pair(SshAsn1Node node, const SshX509Rules &rules,
                                     SshDNPairView *pair);
 [[nodiscard]] bool ssh_dn_read_rdn(SshAsn1Node node, SshAsn1Node *pairs);
@@ -63,12 +72,12 @@ template <class Visitor>
     if (!ssh_dn_read_pair(node, rules, &pair)) return false;
     visitor.pair(pair);
   }
-  return !work || work->left != 0;  // spent work ends a list early
+  return !work || work->left != 0;  // with no work left, the list may have ended early
 }
 
-// ssh_dn_walk reads Name DER by its templates and shows it to the visitor: `rdn()`, then `pair()`
-// for each of its pairs. False at the first fault, when the visitor may have seen a part of the
-// name; `work` then holds the fault of the template that was not read, if it was one.
+// ssh_dn_walk reads the DER of a Name by templates. For each relative name it calls rdn() of the
+// visitor, and then pair() for each of its pairs. False at the first fault; by then the visitor may
+// have seen a part of the name. If a template did not match, work.fault says why.
 template <class Visitor>
 [[nodiscard]] bool ssh_dn_walk(Bytes der, const SshX509Rules &rules, Visitor &visitor,
                                SshAsn1Work &work) {
@@ -88,8 +97,9 @@ template <class Visitor>
   return ssh_dn_walk(der, rules, visitor, work);
 }
 
-// ssh_dn_value_charset gives the character set of a value by its identifier byte, SSH_DN_NO_CHARSET
-// if the profile has none for it. A bit string, which is rare, goes the long way.
+// ssh_dn_value_charset gives the character set of a value by its identifier byte, or
+// SSH_DN_NO_CHARSET if the profile does not take values of that type. A BIT STRING has none here:
+// its content is not letters alone, and as it is rare, ssh_dn_walk reads it.
 constexpr int16_t SSH_DN_NO_CHARSET = -1;
 extern const std::array<int16_t, 256> ssh_dn_plain_charsets;
 [[nodiscard]] int16_t ssh_dn_further_charset(uint8_t identifier, const SshX509Rules &rules);
@@ -98,8 +108,8 @@ extern const std::array<int16_t, 256> ssh_dn_plain_charsets;
   return charset != SSH_DN_NO_CHARSET ? charset : ssh_dn_further_charset(identifier, rules);
 }
 
-// ssh_dn_read_plain_pair reads the pair at `p` and returns its end; null if it is not of the usual
-// form: all lengths definite, the value primitive and last.
+// ssh_dn_read_plain_pair reads the pair at `p` and returns its end. Null if it is not of the usual
+// form: definite lengths, a primitive value, nothing behind the value.
 [[nodiscard, gnu::always_inline]] inline const uint8_t *ssh_dn_read_plain_pair(
     const uint8_t *p, const uint8_t *end, const SshX509Rules &rules, SshDNPairView *pair) {
   if (*p != 0x30) return nullptr;
@@ -115,8 +125,8 @@ extern const std::array<int16_t, 256> ssh_dn_plain_charsets;
   return pair->charset != SSH_DN_NO_CHARSET && value.end == whole.end ? whole.end : nullptr;
 }
 
-// ssh_dn_walk_plain does as ssh_dn_walk for names of the usual form, several times faster; false if
-// the name is not.
+// ssh_dn_walk_plain does as ssh_dn_walk with bytes that nobody has checked, if the name is of the
+// usual form. False if it is not; by then the visitor may have seen a part of the name.
 template <class Visitor>
 [[nodiscard]] bool ssh_dn_walk_plain(Bytes der, const SshX509Rules &rules, Visitor &visitor) {
   const uint8_t *const end = der.data() + der.size();

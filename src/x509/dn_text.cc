@@ -1,4 +1,9 @@
-// The text form of names: printing and parsing. Only bytes are looked at; no locale takes part.
+// The text of names, printed and parsed, such as "C=FI, O=Example Oy + OU=Roots, CN=Example Root".
+// A type is printed by its short name, or as "OID." with dotted text if the registry has none. A
+// value is printed as it is if it consists of printable ASCII, tabs and line ends, with a backslash
+// before those that mean something in the text. Otherwise all of it is printed as "#" and
+// hexadecimal digits, so that the text has neither other control characters nor half a letter.
+// Parsing takes the same, and quotation marks. No locale takes part.
 #include <algorithm>
 #include <array>
 
@@ -15,8 +20,8 @@ constexpr int hex_digit(char c) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// How a byte of a value is printed: as it is, behind a backslash, or so that the whole value is
-// hexadecimal.
+// How a byte of a value is printed: as it is, behind a backslash, or so that the whole value
+// becomes hexadecimal. The values are bits, so that the forms of all bytes can be combined.
 enum : uint8_t { kAsIs = 0, kEscaped = 1, kHex = 2 };
 
 constexpr auto kPrintedAs = [] {
@@ -29,8 +34,8 @@ constexpr auto kPrintedAs = [] {
   return table;
 }();
 
-// Printer writes the text form. Relative names are joined by ", ", their pairs by " + ". A relative
-// name without pairs prints as nothing between its separators, which no parser takes for a name.
+// Printer writes the text of a name. Relative names are joined by ", ", their pairs by " + ". A
+// relative name without pairs is printed as nothing between its separators, which no parser reads.
 class Printer {
  public:
   void rdn() {
@@ -57,6 +62,7 @@ class Printer {
   uint32_t pairs_ = 0;
 };
 
+// value prints a value in the simplest form that all of its bytes allow.
 void Printer::value(Bytes octets) {
   uint8_t form = kAsIs;
   for (const uint8_t octet : octets) form |= kPrintedAs[octet];
@@ -78,7 +84,7 @@ void Printer::value(Bytes octets) {
   }
 }
 
-// print_value prints a string's bytes; false if it has none.
+// print_value prints the bytes of a string; false if it is null or cannot be encoded.
 bool print_value(Printer &printer, const SshStr *value) {
   size_t length = 0;
   if (value && value->charset <= SSH_CHARSET_T61) {
@@ -91,9 +97,9 @@ bool print_value(Printer &printer, const SshStr *value) {
   return octets != nullptr;
 }
 
-// shows_letters is true for a value whose bytes are its letters: in the sets of one byte a
-// letter, and in the standard's UTF-8 for ASCII. A string of more letters than fit into a block has
-// no text.
+// shows_letters is true for a value whose bytes can be printed without making a string of it: in a
+// set with one byte for each letter, and for ASCII in UTF-8 as the standard has it. More letters
+// than one block can hold have no text, so a string has to find that out.
 bool shows_letters(const SshDNPairView &pair, const SshX509Rules &rules) {
   if (pair.charset <= SSH_CHARSET_T61) return true;
   if (pair.charset != SSH_CHARSET_UTF8 || !rules.standard_utf8) return false;
@@ -101,11 +107,11 @@ bool shows_letters(const SshDNPairView &pair, const SshX509Rules &rules) {
          std::all_of(pair.value.begin(), pair.value.end(), [](uint8_t c) { return c < 0x80; });
 }
 
-// PrintVisitor prints Name DER without making a name of it.
+// PrintVisitor prints the DER of a Name without making an SshDN of it.
 struct PrintVisitor {
   const SshX509Rules &rules;
   Printer printer = {};
-  bool missing = false;  // a value
+  bool missing = false;  // whether a value cannot be printed: then there is no text
 
   void rdn() { printer.rdn(); }
   void pair(const SshDNPairView &pair);
@@ -127,7 +133,7 @@ void PrintVisitor::pair(const SshDNPairView &pair) {
   }
 }
 
-// Parser reads the text form.
+// Parser reads the text of a name. `p_` is the next character; the text ends with a NUL byte.
 class Parser {
  public:
   explicit Parser(const char *text) : p_(text) {}
@@ -153,8 +159,8 @@ class Parser {
   SshOctets kept_;  // the bytes of the type or value being read
 };
 
-// name reads pairs up to the end. Blank text is the name without relative names, which prints as no
-// text.
+// name reads pairs up to the end of the text. Blank text is the name without relative names, which
+// is printed as nothing.
 bool Parser::name(SshDN *dn) {
   skip_blanks();
   if (!*p_) return true;
@@ -189,8 +195,8 @@ bool Parser::pair(SshRDN *rdn) {
   return true;
 }
 
-// type leaves the dotted text of an attribute type in `kept_`. What follows "OID" in its own word
-// is passed over.
+// type reads an attribute type and leaves its dotted text in `kept_`. A word that begins with "OID"
+// is followed by the arcs; the rest of that word is passed over.
 bool Parser::type() {
   const char *word = p_;
   while (ssh_is_letter(*p_) || ssh_is_digit(*p_)) ++p_;
@@ -211,6 +217,7 @@ bool Parser::type() {
   return true;
 }
 
+// dotted_type reads arcs, each with a dot before it.
 bool Parser::dotted_type() {
   bool first = true;
   for (skip_blanks(); *p_ == '.'; skip_blanks(), first = false) {
@@ -223,7 +230,8 @@ bool Parser::dotted_type() {
   return !first;
 }
 
-// hex_value reads digits into bytes; after an odd count they read as if a 0 stood before them.
+// hex_value reads "#" and hexadecimal digits into bytes. A backslash at the end of a line continues
+// the digits on the next one. If the number of digits is odd, a 0 is taken to stand before them.
 bool Parser::hex_value() {
   ++p_;
   skip_blanks();
@@ -250,6 +258,8 @@ bool Parser::hex_value() {
   return octets.good();
 }
 
+// text_value reads a value up to the next separator that is neither quoted nor behind a backslash.
+// Blanks at its end do not belong to it.
 bool Parser::text_value() {
   bool quoted = false;
   for (; *p_ && (quoted || !at_end()); ++p_) {
@@ -267,8 +277,8 @@ bool Parser::text_value() {
   return !quoted;
 }
 
-// escape keeps the character after a backslash as it is; a line end and the blanks after it become
-// one space.
+// escape keeps the character behind a backslash as it is. A line end behind it, with the blanks
+// that follow, becomes one space.
 bool Parser::escape() {
   if (!*++p_) return false;
   if (*p_ != '\n') {
@@ -280,9 +290,9 @@ bool Parser::escape() {
   return true;
 }
 
-// kept_string makes a value. As in DER, one without bytes is none, so that both forms of a name
-// are found, or refused, alike. Letters beyond ASCII are UTF-8 where the profile reads
-// that so and they are.
+// kept_string makes a value of the bytes that were read. As in DER, a value without bytes is null,
+// so that a name is found, or refused, alike in both forms. Text with bytes above ASCII becomes
+// UTF-8 if it is valid UTF-8 and the profile reads UTF-8 as the standard does.
 SshStr *Parser::kept_string(int32_t charset) const {
   const Bytes octets = kept_.bytes();
   if (octets.empty()) return nullptr;

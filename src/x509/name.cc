@@ -5,18 +5,19 @@
 
 namespace {
 
+// text_of copies text, with a NUL byte behind it; null for none.
 char *text_of(Bytes octets) {
   return octets.empty() ? nullptr : static_cast<char *>(ssh_xmemdup(octets.data(), octets.size()));
 }
 
-// Alternative is one of GeneralName: its type, and what of an entry holds its bytes, if they are
-// kept apart.
+// Alternative is an alternative of GeneralName: the type of its entry, and the member that its
+// content goes to. Without such a member, the entry has the whole GeneralName only.
 struct Alternative {
   SshX509NameType type;
   Bytes SshX509Name::*octets;
 };
 
-// In the order of their tags.
+// In the order of their tags, which is that of the template below.
 constexpr Alternative kAlternatives[] = {
     {SSH_X509_NAME_OTHER, nullptr},
     {SSH_X509_NAME_EMAIL, &SshX509Name::text},
@@ -110,7 +111,7 @@ bool ssh_x509_name_decode_general(SshAsn1Unread &given, SshX509Decoder &decoder,
   SshAsn1Node any;
   SshAsn1Unread directory;
   SshOid id;
-  Bytes *const octets = &id.octets;  // no more than one of the alternatives is read
+  Bytes *const octets = &id.octets;  // one for all: only one alternative is read
   if (!decoder.read(given,
                     "(choice(any (0))(ia5-string (1))(ia5-string (2))(any (3))(any (e 4))(any (5))"
                     "(ia5-string (6))(octet-string (7))(object-identifier (8)))"_asn1,
@@ -126,7 +127,7 @@ bool ssh_x509_name_decode_general(SshAsn1Unread &given, SshX509Decoder &decoder,
   name->der = given.der();
   if (alternative.octets) name->*alternative.octets = *octets;
   if (alternative.type == SSH_X509_NAME_OTHER) name->data = name->der;
-  // An identifier counts as its dotted text, which ends by itself and has no length.
+  // An identifier stands for its dotted text, which ends in a NUL byte and needs no length.
   if (alternative.type != SSH_X509_NAME_REGISTERED_ID)
     name->data_length = static_cast<uint32_t>(name->data.size());
   ssh_x509_name_add(list, name);
