@@ -1,4 +1,4 @@
-// Extensions, their texts, and the records that several of them have.
+// Reading Extensions, the strings in them, and the structures that several of them have.
 #include "x509/extensions.h"
 
 #include "util/mem.h"
@@ -6,6 +6,7 @@
 
 namespace {
 
+// Every reader of extensions uses this one template; `read` says how.
 // Extension ::= SEQUENCE {
 //      extnID      OBJECT IDENTIFIER,
 //      critical    BOOLEAN DEFAULT FALSE,
@@ -30,7 +31,7 @@ bool ssh_x509_text_read(Bytes octets, SshX509Text *text) {
       SSH_CHARSET_T61,  SSH_CHARSET_IA5,       SSH_CHARSET_VISIBLE,
       SSH_CHARSET_IA5,  SSH_CHARSET_UNIVERSAL, SSH_CHARSET_BMP};
   int which = -1;
-  Bytes letters;  // no more than one of the alternatives is read
+  Bytes letters;  // one for all: only one alternative is read
   Bytes *const out = &letters;
   SshAsn1Work work = SshAsn1Work::for_input(octets.size());
   SshAsn1Node root;

@@ -1,7 +1,13 @@
-// The records of extensions, and the decoders that fill them. There is one decoder per extension;
-// the tables in cert.cc and crl.cc lead to them. Records are plain data in the pool of their
-// certificate or CRL and live as long as it does. Identifiers are views of their bytes
-// (ssh_ber_oid_text gives the dotted text). docs/architecture.md lists what a new extension needs.
+// The records of extensions, and what reads a decoded record's list of them.
+//
+//   if (cert.extensions.test(SSH_X509_EXT_KEY_USAGE)) use(cert.key_usage);
+//   for (auto *point = cert.distribution_points; point; point = point->next) use(point->name.full);
+//
+// Records are plain data in the pool of their certificate or CRL, and valid as long as that is.
+// Lists are linked, in the order of the encoding; only lists of names are in the reverse order.
+// Identifiers are views of their bytes (ssh_x509_oid_text gives the dotted text). There is one
+// decoder for each extension, which a table in cert.cc, further_extensions.cc or crl.cc leads to.
+// docs/architecture.md lists what a new extension needs.
 #pragma once
 
 #include <cstddef>
@@ -42,7 +48,7 @@ enum SshX509ExtensionKind : uint32_t {
   SSH_X509_EXT_DELTA_CRL_INDICATOR = 21,
   SSH_X509_EXT_CERTIFICATE_ISSUER = 22,
   SSH_X509_EXT_UNKNOWN = 23,
-  // The registry's further rows.
+  // From here on: those that only the modern profile knows.
   SSH_X509_EXT_INHIBIT_ANY_POLICY = 24,
   SSH_X509_EXT_SUBJECT_INFO_ACCESS = 25,
   SSH_X509_EXT_FRESHEST_CRL = 26,
@@ -71,7 +77,7 @@ enum SshX509ExtensionKind : uint32_t {
   SSH_X509_EXT_KINDS = 49
 };
 
-// SshX509ExtensionSet remembers which kinds are present and which of them were marked critical.
+// SshX509ExtensionSet holds which kinds are present and which of them are critical.
 class SshX509ExtensionSet {
  public:
   void clear() { *this = {}; }
@@ -92,8 +98,8 @@ class SshX509ExtensionSet {
   uint64_t critical_ = 0;
 };
 
-// Key usage bits as the library numbers them: the BIT STRING's first byte in bits 0 to 7, its top
-// bit at bit 7.
+// Key usages. The first byte of the BIT STRING is bits 0 to 7, the second one is bits 8 to 15; the
+// top bit of each, which the standard calls its first, stays the top bit.
 enum : uint32_t {
   SSH_X509_USAGE_DIGITAL_SIGNATURE = 0x80,
   SSH_X509_USAGE_NON_REPUDIATION = 0x40,
@@ -106,16 +112,17 @@ enum : uint32_t {
   SSH_X509_USAGE_DECIPHER_ONLY = 0x8000
 };
 
-// SSH_X509_NO_LIMIT is the default of counts and path lengths.
+// SSH_X509_NO_LIMIT is the value of counts and path lengths that are not given.
 constexpr uint32_t SSH_X509_NO_LIMIT = 0xFFFFFFFF;
 
+// SshX509KeyId is a subject key identifier, which has `key_id` alone, or an authority's.
 struct SshX509KeyId {
   Bytes key_id;
   SshX509Name *issuer = nullptr;
   bool has_serial = false;
   Bytes serial_octets;  // the INTEGER's content
 
-  // serial makes the number, -1 where there is none.
+  // serial gives the serial number, -1 if there is none.
   [[nodiscard]] SshMpInt serial() const {
     SshMpInt number(-1);
     if (has_serial) number.set_twos_complement(serial_octets);
@@ -128,8 +135,9 @@ struct SshX509Period {
   SshBerTime not_before, not_after;
 };
 
-// SshX509Text is a string of a certificate as it stands; ssh_x509_text_make gives it as SshStr, or
-// null if its bytes do not form letters of the set (which is not an error of the certificate).
+// SshX509Text is a view of a string's bytes. ssh_x509_text_make makes an SshStr of it, which
+// belongs to the caller; null if the bytes are no letters of the set. That is no reason to refuse a
+// certificate, so a decode does not try.
 struct SshX509Text {
   SshCharset charset = SSH_CHARSET_IA5;
   Bytes octets;
@@ -137,18 +145,21 @@ struct SshX509Text {
 };
 [[nodiscard]] SshStr *ssh_x509_text_make(const SshX509Text &text);
 
-// ssh_x509_text_read reads bytes that are one string of any type; false if they are not. Letters
-// of NumericString are PRINTABLE ones, those of GeneralString count as IA5.
+// ssh_x509_text_read reads bytes that are one string of any type; false if they are not.
+// NumericString gets the set PRINTABLE, which has its letters; GeneralString gets IA5.
 [[nodiscard]] bool ssh_x509_text_read(Bytes octets, SshX509Text *text);
 
+// SshX509PolicyQualifier is a qualifier of a policy: a URI, a user notice, or one that is not
+// known.
 struct SshX509PolicyQualifier {
   SshX509PolicyQualifier *next = nullptr;
   SshOid id;
   SshX509Text cps_uri;
   SshX509Text organization;
   uint32_t notice_count = 0;
-  uint32_t *notice_numbers =
-      nullptr;  // deliberately only slot 0 is ever written, with the last number
+  // An array of notice_count numbers. Only the first one is written, with the last number of the
+  // notice, deliberately.
+  uint32_t *notice_numbers = nullptr;
   SshX509Text explicit_text;
   Bytes value;  // the whole element of a qualifier that is not known
 };
@@ -171,6 +182,7 @@ struct SshX509Attribute {
   Bytes value;  // the whole value element
 };
 
+// SshX509Subtree is a part of the name space that name constraints permit or exclude.
 struct SshX509Subtree {
   SshX509Subtree *next = nullptr;
   SshX509Name *base = nullptr;
@@ -184,17 +196,18 @@ struct SshX509PolicyConstraint {
   uint32_t inhibit_policy_mapping = SSH_X509_NO_LIMIT;
 };
 
-// SshX509PointName is a distribution point's name: general names, or a name relative to the CRL
-// issuer.
+// SshX509PointName is a distribution point's name: a list of general names, or a relative name that
+// extends the name of the CRL's issuer.
 struct SshX509PointName {
   SshX509Name *full = nullptr;
-  Bytes relative_issuer;  // Name that the relative name extends; empty unless the name is relative
+  Bytes relative_issuer;  // the Name that is extended; empty unless the name is relative
   Bytes relative;         // the RelativeDistinguishedName
 };
-// ssh_x509_point_name_expand stores the whole distinguished name of a relative name; false if it is
-// not relative.
+// ssh_x509_point_name_expand stores the whole distinguished name that a relative name stands for.
+// False if the name is not relative.
 [[nodiscard]] bool ssh_x509_point_name_expand(const SshX509PointName &name, SshDN *dn);
 
+// SshX509DistributionPoint says where a CRL is to be had.
 struct SshX509DistributionPoint {
   SshX509DistributionPoint *next = nullptr;
   SshX509PointName name;
@@ -213,27 +226,29 @@ struct SshX509KeyPurpose {
   SshOid id;
 };
 
+// SshX509IssuingDistPoint says which certificates a CRL is about.
 struct SshX509IssuingDistPoint {
   SshX509PointName name;
   int only_user_certs = 0;
   int only_ca_certs = 0;
   uint32_t only_some_reasons = 0;
   int indirect_crl = 0;
-  int only_attribute_certs = 0;  // read where the profile knows it
+  int only_attribute_certs = 0;  // read under the modern profile
 };
 
-// SshX509Extra is an extension that is known by name and kept as it stands.
+// SshX509Extra is an extension that is known by name, was checked to be of the right type, and is
+// kept as encoded. Of the members below `value`, the one for its type is set.
 struct SshX509Extra {
   SshX509Extra *next = nullptr;
   const SshOidRow *row = nullptr;  // of the registry: the kind, the name and a description
   Bytes value;                     // the whole element that is the extension's value
-  Bytes octets;                    // of an OCTET STRING, BIT STRING or INTEGER: what it holds
+  Bytes octets;                    // of an OCTET STRING, BIT STRING or INTEGER: the content
   SshX509Text text;                // of a string
   SshBerTime time;                 // of a time
   Bytes items;                     // of a SEQUENCE: its elements, for SshX509ItemCursor
 };
 
-// SshX509CertTemplate is the template that an enterprise's CA made a certificate by.
+// SshX509CertTemplate names the template by which an enterprise's CA issued a certificate.
 struct SshX509CertTemplate {
   SshOid id;
   int has_major = 0, has_minor = 0;  // whether the versions are there
@@ -241,8 +256,8 @@ struct SshX509CertTemplate {
   uint32_t minor_version = 0;
 };
 
-// SshX509Further is what the further extensions of a certificate hold. It stands apart so that the
-// record of a certificate without them stays small.
+// SshX509Further holds the further extensions of a certificate, those of the modern profile. It is
+// apart so that the record of a certificate without them stays small.
 struct SshX509Further {
   uint32_t inhibit_any_policy = SSH_X509_NO_LIMIT;
   uint32_t tls_feature_count = 0;
@@ -253,12 +268,12 @@ struct SshX509Further {
   SshX509Extra *extras = nullptr;  // in the order of the certificate
 };
 
-// SshX509ExtensionView is one Extension of a decoded list, as it was read.
+// SshX509ExtensionView is a view of one Extension.
 struct SshX509ExtensionView {
   SshOid id;
   int has_critical = 0;  // whether the flag is there; without it the extension is not critical
   int critical = 0;
-  Bytes value;  // what the OCTET STRING holds
+  Bytes value;  // the content of the OCTET STRING
   Bytes der;    // the whole Extension
 };
 
@@ -279,16 +294,17 @@ class SshX509ExtensionCursor {
   SshX509ExtensionView extension_;
 };
 
-// SshX509ItemCursor walks over the items of a SshX509Extra, each of which begins with an
+// SshX509ItemCursor walks over the items of an SshX509Extra, each of which begins with an
 // identifier:
 //   Item ::= SEQUENCE { type OBJECT IDENTIFIER, value ANY OPTIONAL }
-// Decoding does not look into them: `failed` tells of one that is of another form.
+// A decode does not look at the items, so one may be of another form. The walk ends there, and
+// `failed` is true.
 class SshX509ItemCursor {
  public:
   explicit SshX509ItemCursor(Bytes items)
       : work_(SshAsn1Work::for_input(items.size())), items_(items) {}
 
-  // next goes to the first or following item; false at the end and at one of another form.
+  // next goes to the first or following item; false at the end and at an item of another form.
   [[nodiscard]] bool next();
   [[nodiscard]] SshOid type() const { return type_; }
   [[nodiscard]] Bytes value() const { return value_; }  // the whole element, empty without one
@@ -301,22 +317,23 @@ class SshX509ItemCursor {
   bool failed_ = false;
 };
 
-// The parts of a record that is refused and whose parts were read each for itself.
+// SshX509Part numbers the parts of a refused input that were read by themselves
+// (ssh_x509_cert_decode_parts).
 enum SshX509Part : uint32_t {
   SSH_X509_PART_VERSION = 1,
   SSH_X509_PART_SERIAL = 2,
   SSH_X509_PART_ALGORITHM = 4,  // of the signature
   SSH_X509_PART_ISSUER = 8,
-  SSH_X509_PART_START = 16,  // when it begins to be valid, or was issued
-  SSH_X509_PART_END = 32,    // when it ends, or a CRL's next one comes
+  SSH_X509_PART_START = 16,  // notBefore, or thisUpdate of a CRL
+  SSH_X509_PART_END = 32,    // notAfter, or nextUpdate of a CRL
   SSH_X509_PART_SUBJECT = 64,
   SSH_X509_PART_KEY = 128,
   SSH_X509_PART_SIGNATURE = 256,
-  SSH_X509_PART_EXTENSIONS = 512,  // their list; those that could be read are in the set
-  SSH_X509_PART_ENTRIES = 1024     // of a CRL; those up to the first that cannot be read
+  SSH_X509_PART_EXTENSIONS = 512,  // the list of them; the set has those that could be read
+  SSH_X509_PART_ENTRIES = 1024     // of a CRL: those before the first that cannot be read
 };
 
-// SshX509Found says what stands at the place of a refusal, and so how its rule reads.
+// SshX509Found says what is at the place of a refusal, and so how a sentence is made of its rule.
 enum SshX509Found : uint8_t {
   SSH_X509_FOUND_IT,      // the structure: "critical extension ... is not known"
   SSH_X509_FOUND_VALUE,   // its value: "version is 8; 0 to 2 are defined"
@@ -325,12 +342,12 @@ enum SshX509Found : uint8_t {
 };
 
 // SshX509Refusal says why a decode failed: which structure breaks which rule, where in the input,
-// and for which identifier. The first (innermost) refusal of a decode stays.
+// and which identifier it is about. The first refusal of a decode, which is the innermost, stays.
 struct SshX509Refusal {
-  const char *structure = nullptr;  // static text: the ASN.1 name, or the trade's
-  const char *rule = nullptr;  // static text: goes on after the structure, or says what belongs
-  size_t offset = 0;           // bytes from the start of the input, to the deepest element
-  SshOid identifier = {};      // the extension or algorithm in question, if any
+  const char *structure = nullptr;  // static text: its name in ASN.1, or the usual one
+  const char *rule = nullptr;       // static text; `found` tells how to put it into a sentence
+  size_t offset = 0;                // of the deepest element that is wrong, in bytes
+  SshOid identifier = {};           // the extension or algorithm in question, if any
   SshX509Found found = SSH_X509_FOUND_IT;
 
   explicit operator bool() const { return structure != nullptr; }
