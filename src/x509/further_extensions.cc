@@ -1,12 +1,13 @@
-// The further extensions of certificates, which the registry knows under the modern profile: some
-// are decoded, the others are checked to be of their type and kept. One more of those is a row in
-// kForms and in the table below.
+// The further extensions of certificates, which the registry knows under the modern profile. A few
+// are decoded. The others are checked to be of the right type and kept as encoded (SshX509Extra): a
+// new one of these is a row in kForms and one in the table below.
 #include "x509/cert.h"
 #include "x509/decoder.h"
 
 namespace {
 
-// Form is what an extension that is kept consists of: the alternatives of read_form, in its order.
+// Form is the type of an extension that is kept: the alternatives of the template of
+// ssh_x509_decode_extra, in their order.
 enum class Form : int {
   kNull,
   kOctets,
@@ -20,24 +21,7 @@ enum class Form : int {
   kPrintable
 };
 
-// Outputs of read_form.
-struct FormValue {
-  int which = -1;
-  Bytes octets, integer, ia5, bmp, printable;
-  SshAsn1Bits bits;
-  SshBerTime time;
-  SshAsn1Node items;
-};
-
-bool read_form(SshAsn1Unread &value, FormValue &form, SshX509Decoder &decoder) {
-  return decoder.read(value,
-                      "(choice(null ())(octet-string ())(bit-string ())(integer ())"
-                      "(ia5-string ())(bmp-string ())(utc-time ())(generalized-time ())"
-                      "(sequence () (any ()))(printable-string ()))"_asn1,
-                      &form.which, &form.octets, &form.bits, &form.integer, &form.ia5, &form.bmp,
-                      &form.time, &form.time, &form.items, &form.printable);
-}
-
+// FormRow gives the type of an extension that is kept, and another one that some issuers use.
 struct FormRow {
   SshX509ExtensionKind kind;
   Form form;
@@ -56,7 +40,7 @@ constexpr FormRow kForms[] = {
     {SSH_X509_EXT_NETSCAPE_RENEWAL_URL, Form::kIa5},
     {SSH_X509_EXT_NETSCAPE_CA_POLICY_URL, Form::kIa5},
     {SSH_X509_EXT_NETSCAPE_SERVER_NAME, Form::kIa5},
-    {SSH_X509_EXT_NETSCAPE_COMMENT, Form::kIa5, Form::kPrintable},  // as some issuers have it
+    {SSH_X509_EXT_NETSCAPE_COMMENT, Form::kIa5, Form::kPrintable},
     {SSH_X509_EXT_TEMPLATE_NAME, Form::kBmp},
     {SSH_X509_EXT_CA_VERSION, Form::kInteger},
     {SSH_X509_EXT_PREVIOUS_CA_HASH, Form::kOctets},
@@ -67,6 +51,7 @@ constexpr FormRow kForms[] = {
     {SSH_X509_EXT_AS_NUMBERS, Form::kSequence},  // RFC 3779, 3.2.3
 };
 
+// further_of gives the record of further extensions, and makes it at first use.
 SshX509Further &further_of(SshX509Cert &cert, SshX509Decoder &decoder) {
   if (!cert.further) cert.further = decoder.pool.make<SshX509Further>();
   return *cert.further;
@@ -162,29 +147,42 @@ constinit const SshX509ExtensionTable<SshX509Cert> ssh_x509_further_extensions({
     {SSH_X509_EXT_AS_NUMBERS, decode_extra},
 });
 
+// Any of the types is read first, and then compared with those that the extension may have. The
+// content of a type goes into the member for it.
 bool ssh_x509_decode_extra(SshAsn1Unread &value, SshX509Extra **list, SshX509Decoder &decoder) {
-  const SshOidRow *row = decoder.extension->row;
-  FormValue read;
-  if (!read_form(value, read, decoder)) return false;
-  for (const FormRow &form : kForms) {
-    if (form.kind != row->code) continue;
-    if (read.which != static_cast<int>(form.form) && read.which != static_cast<int>(form.other))
-      return decoder.refuse(row->description, "has a value of another type", value.data(),
-                            decoder.extension->id, SSH_X509_FOUND_IT);
-    auto *extra = decoder.pool.make<SshX509Extra>();
-    extra->row = row;
-    extra->value = value.der();
-    const auto is = [&](Form wanted) { return read.which == static_cast<int>(wanted); };
-    extra->octets = is(Form::kBits)      ? read.bits.octets
-                    : is(Form::kInteger) ? read.integer
-                                         : read.octets;
-    if (is(Form::kIa5)) extra->text = {SSH_CHARSET_IA5, read.ia5, true};
-    if (is(Form::kPrintable)) extra->text = {SSH_CHARSET_PRINTABLE, read.printable, true};
-    if (is(Form::kBmp)) extra->text = {SSH_CHARSET_BMP, read.bmp, true};
-    extra->time = read.time;
-    if (is(Form::kSequence)) extra->items = read.items.list();
-    SshX509Tail(list).append(extra);
-    return true;
+  int which = -1;
+  Bytes content;  // one for all types whose content is bytes: only one of them is read
+  Bytes *const out = &content;
+  SshAsn1Bits bits;
+  SshBerTime time;
+  SshAsn1Node items;
+  if (!decoder.read(value,
+                    "(choice(null ())(octet-string ())(bit-string ())(integer ())"
+                    "(ia5-string ())(bmp-string ())(utc-time ())(generalized-time ())"
+                    "(sequence () (any ()))(printable-string ()))"_asn1,
+                    &which, out, &bits, out, out, out, &time, &time, &items, out)) {
+    return false;
   }
-  return false;
+  const SshOidRow *row = decoder.extension->row;
+  const auto form = static_cast<Form>(which);
+  const FormRow *const wanted =
+      std::find_if(std::begin(kForms), std::end(kForms),
+                   [&](const auto &each) { return each.kind == row->code; });
+  if (wanted == std::end(kForms)) return false;
+  if (form != wanted->form && form != wanted->other)
+    return decoder.refuse(row->description, "has a value of another type", value.data(),
+                          decoder.extension->id);
+
+  auto *extra = decoder.pool.make<SshX509Extra>();
+  extra->row = row;
+  extra->value = value.der();
+  extra->time = time;
+  if (form == Form::kOctets || form == Form::kInteger) extra->octets = content;
+  if (form == Form::kBits) extra->octets = bits.octets;
+  if (form == Form::kIa5) extra->text = {SSH_CHARSET_IA5, content, true};
+  if (form == Form::kPrintable) extra->text = {SSH_CHARSET_PRINTABLE, content, true};
+  if (form == Form::kBmp) extra->text = {SSH_CHARSET_BMP, content, true};
+  if (form == Form::kSequence) extra->items = items.list();
+  SshX509Tail(list).append(extra);
+  return true;
 }
