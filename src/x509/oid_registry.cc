@@ -10,7 +10,8 @@
 
 namespace {
 
-// Entry is a row as it is written below; the compiler adds the encoded identifier.
+// Entry is a row as it is written below. The compiler makes an SshOidRow of it, with the encoded
+// identifier.
 struct Entry {
   const char *oid;
   const char *name;
@@ -20,15 +21,16 @@ struct Entry {
   uint32_t code = 0;
 };
 
-// What keys of a type may be used for, unless an extension says less: those of certificates and, in
-// certificates of CAs, these as well. Of keys of today they are those of RFC 4055, 1.2; RFC 5480,
-// 3; RFC 8410, 5.
+// What keys of a type may be used for, if no extension says less. kCa is added in certificates of
+// CAs, for keys that can sign. For the newer types this is what the standards say: RFC 4055, 1.2;
+// RFC 5480, 3; RFC 8410, 5.
 constexpr uint32_t kCa = SSH_X509_USAGE_KEY_CERT_SIGN | SSH_X509_USAGE_CRL_SIGN;
 constexpr uint32_t kSign = SSH_X509_USAGE_DIGITAL_SIGNATURE | SSH_X509_USAGE_NON_REPUDIATION;
 constexpr uint32_t kEncipher = SSH_X509_USAGE_KEY_ENCIPHERMENT | SSH_X509_USAGE_DATA_ENCIPHERMENT;
 constexpr uint32_t kAgree =
     SSH_X509_USAGE_KEY_AGREEMENT | SSH_X509_USAGE_ENCIPHER_ONLY | SSH_X509_USAGE_DECIPHER_ONLY;
-// Deliberately beside the bit of decipherOnly: clients have always been given this mask.
+// 0x10000 is not the bit of decipherOnly (0x8000), deliberately: clients have always been given this
+// mask.
 constexpr uint32_t kDhAgree = SSH_X509_USAGE_KEY_AGREEMENT | SSH_X509_USAGE_ENCIPHER_ONLY | 0x10000;
 
 constexpr SshOidKeyType octets_key(SshOidKeyCode code, uint32_t usage, uint32_t ca_usage,
@@ -57,7 +59,7 @@ constexpr Entry kPublicKeys[] = {
     {.oid = "1.2.840.10046.2.1",    .name = "diffieHellman", .description = "dl-modp{dh}", .key_type = &kDh},
 };
 
-// 1.3.14.3.2.29 stands twice: by identifier the first row is found, the second by its name alone.
+// 1.3.14.3.2.29 has two rows: by its identifier the first one is found, the second by name alone.
 constexpr Entry kSignatures[] = {
     {.oid = "1.3.14.7.2.3.2", .name = "elgamalWithMD2", .description = "elgamal-none-md2",
      .key_scheme = "dl-modp{sign{elgamal-none-md2}}", .code = SSH_OID_KEY_ELGAMAL},
@@ -81,7 +83,8 @@ constexpr Entry kSignatures[] = {
      .key_scheme = "if-modn{sign{rsa-pkcs1-sha1},encrypt{rsa-pkcs1-none}}", .code = SSH_OID_KEY_RSA},
 };
 
-// The code is the extension's kind; unknown ones are known to occur, and accepted unless critical.
+// The code is the extension's kind. SSH_X509_EXT_UNKNOWN is for extensions that have a name here but
+// no decoder; they are passed over unless they are critical.
 constexpr Entry kExtensionEntries[] = {
     {.oid = "2.5.29.35",             .name = "authorityKeyIdentifier",     .description = "authority key identifier",     .code = SSH_X509_EXT_AUTHORITY_KEY_ID},
     {.oid = "2.5.29.14",             .name = "subjectKeyIdentifier",       .description = "subject key identifier",       .code = SSH_X509_EXT_SUBJECT_KEY_ID},
@@ -113,8 +116,8 @@ constexpr Entry kExtensionEntries[] = {
     {.oid = "1.2.840.113533.7.65.0", .name = "unknown (Entrust ANX)",      .description = "unknown",                      .code = SSH_X509_EXT_UNKNOWN},
 };
 
-// Deliberately, 2.5.4.5 is STREET, although X.520 makes it the serial number: stored names and
-// clients' texts have it so.
+// 2.5.4.5 is STREET, deliberately, although it is the serial number in X.520: stored names and the
+// texts of clients have it so.
 constexpr Entry kAttributes[] = {
     {.oid = "2.5.4.6",                    .name = "C",       .description = "country",                     .code = 0},
     {.oid = "2.5.4.7",                    .name = "L",       .description = "locality name",               .code = 1},
@@ -167,8 +170,8 @@ constexpr Entry kQualifiers[] = {
     {.oid = "1.3.6.1.5.5.7.2.2", .name = "pkix-id-qt-unotice", .description = "user notice",           .code = 2},
 };
 
-// The further rows: what public and enterprise PKIs have issued since. Each stands behind the rows
-// of its kind above, so that it can hide none of them.
+// The further rows: what public and enterprise PKIs have issued since. They come behind the given
+// rows of their kind, so that a search finds those first.
 constexpr Entry kFurtherPublicKeys[] = {
     {.oid = "1.2.840.10045.2.1",     .name = "ecPublicKey",    .description = "elliptic curve", .key_type = &kEc},
     {.oid = "1.3.101.112",           .name = "Ed25519",        .description = "Ed25519", .key_type = &kEd25519},
@@ -234,8 +237,8 @@ constexpr Entry kFurtherExtensions[] = {
     {.oid = "1.3.6.1.5.5.7.1.8",       .name = "autonomousSysIds",               .description = "AS numbers",                       .code = SSH_X509_EXT_AS_NUMBERS},
 };
 
-// Names that none of the given rows has: 2.5.4.5 stays STREET, so that the street address of X.520
-// goes by its long name, and UI is not the user id.
+// Their names differ from those of the given rows. 2.5.4.5 stays STREET, so the street address of
+// X.520 has its long name here; and the user id is UID, since the given rows have a UI.
 constexpr Entry kFurtherAttributes[] = {
     {.oid = "2.5.4.9",                   .name = "streetAddress",          .description = "street address of X.520",            .code = 20},
     {.oid = "2.5.4.97",                  .name = "organizationIdentifier", .description = "organization identifier",            .code = 21},
@@ -249,16 +252,17 @@ constexpr Entry kFurtherAttributes[] = {
 };
 // clang-format on
 
-// Table is a kind's rows, the given ones first, and an index over them: rows are chained by the
-// last byte of their identifiers, each chain in the order of the table, so that the first of equal
-// rows is met first.
+// Table is a kind's rows, the given ones first, and an index over them, made by the compiler. The
+// index is a hash table: the last byte of an identifier, in which those of one kind mostly differ,
+// chooses a chain of rows. A chain is in the order of the table, so that of equal rows the first
+// one is found first, and a search that stops at the first further row sees the given rows alone.
 constexpr uint32_t kChains = 64;
 template <size_t N>
 struct Table {
-  uint32_t given;
-  std::array<SshOidRow, N> rows;
-  uint8_t chains[kChains];  // the first row, N for none
-  uint8_t next[N];
+  uint32_t given;                 // how many rows are given ones
+  std::array<SshOidRow, N> rows;  // the given ones, then the further ones
+  uint8_t chains[kChains];        // the index of a chain's first row; N if it is empty
+  uint8_t next[N];                // the index of the next row of a row's chain; N for the last
 };
 
 constexpr uint32_t chain_of(uint8_t last_octet) { return last_octet % kChains; }
@@ -268,6 +272,8 @@ consteval SshOidRow row_of(const Entry &entry) {
           entry.key_scheme, entry.code, SshOidConstant(entry.oid)};
 }
 
+// table_of makes the table of two lists of entries. It goes backwards and puts each row at the head
+// of its chain, which leaves the chains in order.
 template <const auto &Given, const auto &Further, size_t... I, size_t... J>
 consteval auto table_of(std::index_sequence<I...>, std::index_sequence<J...>) {
   constexpr size_t kCount = sizeof...(I) + sizeof...(J);
@@ -286,7 +292,7 @@ template <const auto &Given, const auto &Further = kNoFurther>
 constexpr auto kTableOf = table_of<Given, Further>(std::make_index_sequence<std::size(Given)>(),
                                                    std::make_index_sequence<std::size(Further)>());
 
-// Kind is a table without its size.
+// Kind is a table whose size is no longer a part of its type, so that tables can be in an array.
 struct Kind {
   const SshOidRow *rows;
   const uint8_t *chains;
@@ -306,7 +312,7 @@ struct Kind {
     static_assert(N < 255);
   }
 
-  // count gives the rows that are searched: the first ones.
+  // count gives how many rows, from the first one on, are searched under a profile.
   [[nodiscard]] uint32_t count(const SshX509Rules &rules) const {
     return rules.further_identifiers ? all : given;
   }
@@ -335,7 +341,7 @@ static_assert(std::size(kPublicKeys) == 5 && std::size(kSignatures) == 10 &&
 static_assert(std::size(kAttributes) == 20 && std::size(kPkcs9) == 9 && std::size(kOther) == 1);
 static_assert(std::size(kHold) == 4 && std::size(kQualifiers) == 3);
 
-// find gives the first of a kind's rows for which `is` is true.
+// find gives the first of `count` rows for which `is` is true, or null.
 template <class Is>
 const SshOidRow *find(const Kind &kind, uint32_t count, Is is) {
   const SshOidRow *const end = kind.rows + count;
@@ -347,6 +353,7 @@ const SshOidRow *find_text(const Kind &kind, uint32_t count, const char *oid) {
   return find(kind, count, [oid](const SshOidRow &row) { return std::strcmp(row.oid, oid) == 0; });
 }
 
+// same_ends compares the first and the last word of two runs of bytes.
 template <class Word>
 bool same_ends(const uint8_t *a, const uint8_t *b, size_t length) {
   Word first_a, first_b, last_a, last_b;
@@ -357,7 +364,10 @@ bool same_ends(const uint8_t *a, const uint8_t *b, size_t length) {
   return first_a == first_b && last_a == last_b;
 }
 
-// same_octets compares identifiers of tables, which have at most 15 bytes, by words that overlap.
+// same_octets compares two identifiers of the same length, one of them from a table. It takes two
+// words from each, one from either end, which together cover all bytes because a table's identifier
+// has at most 15: words of eight bytes if there are eight, else of four, else single bytes and the
+// one in the middle. That is quicker than a loop or a call for so few bytes.
 inline bool same_octets(const uint8_t *a, const uint8_t *b, size_t length) {
   static_assert(sizeof(SshOidConstant::octets) < 2 * sizeof(uint64_t));
   if (length >= sizeof(uint64_t)) return same_ends<uint64_t>(a, b, length);
@@ -365,9 +375,10 @@ inline bool same_octets(const uint8_t *a, const uint8_t *b, size_t length) {
   return a[length / 2] == b[length / 2] && same_ends<uint8_t>(a, b, length);
 }
 
-// find_octets looks among the first `count` rows for an identifier in its shortest encoding.
+// find_octets looks among the first `count` rows for an identifier. It walks over the chain of the
+// identifier's last byte; an index of `count` or more ends the walk.
 inline const SshOidRow *find_octets(const Kind &kind, uint32_t count, Bytes octets) {
-  // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): callers have filled the bytes
+  // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): callers have set the bytes
   for (uint32_t i = kind.chains[chain_of(octets.back())]; i < count; i = kind.next[i]) {
     const SshOidConstant &encoded = kind.rows[i].encoded;
     if (encoded.length == octets.size() &&
@@ -377,9 +388,10 @@ inline const SshOidRow *find_octets(const Kind &kind, uint32_t count, Bytes octe
   return nullptr;
 }
 
-// find_padded looks for an identifier some of whose arcs begin with needless 80 bytes. Dotted text
-// does not show them, and identifiers are equal when their texts are; so they are dropped and the
-// rest is looked up. Out of line, so that the frequent case needs no room for it.
+// find_padded looks for an identifier that has needless bytes 80 at the beginning of an arc. They
+// do not show in dotted text, and identifiers are equal if their texts are. So the function drops
+// them and looks up the rest. It is not inlined, so that the usual case takes no room on the stack
+// for it.
 [[gnu::noinline]] const SshOidRow *find_padded(const Kind &kind, uint32_t count, Bytes octets) {
   uint8_t shortest[sizeof(SshOidConstant::octets)];
   if (!std::memchr(octets.data(), 0x80, octets.size())) return nullptr;
