@@ -7,6 +7,7 @@ constexpr uint32_t kSequenceTag = 16;
 
 enum : uint32_t { kQualifierCps = 1, kQualifierUserNotice = 2 };  // codes of the registry's rows
 
+// A text is kept as a view; whether its bytes are letters is not asked here.
 // DisplayText ::= CHOICE { ia5String, visibleString, bmpString, utf8String }
 bool decode_display_text(SshAsn1Unread &node, bool may_be_ia5, SshX509Text &text,
                          SshX509Decoder &decoder) {
@@ -25,32 +26,33 @@ bool decode_display_text(SshAsn1Unread &node, bool may_be_ia5, SshX509Text &text
                         node.data());
 }
 
-// is_sequence is true for an element with the tag of a SEQUENCE, however it is written.
+// is_sequence is true for an element with the tag of a SEQUENCE, in whatever form of BER.
 bool is_sequence(const SshAsn1Unread &element) {
   return element.is_plain()
              ? ssh_asn1_identifier_of(*element.data()) == kSequenceTag
              : ssh_asn1_node_open(element.node()).is(SSH_BER_UNIVERSAL, kSequenceTag);
 }
 
-bool read_notice_reference(SshAsn1Unread &node, SshX509Text &organization, SshAsn1Node &numbers,
-                           SshX509Decoder &decoder) {
-  if (!decoder.rules.display_text_choices) {
-    organization.present = true;
-    return decoder.read(node, "(sequence ()(ia5-string ())(sequence ()(any ())))"_asn1,
-                        &organization.octets, &numbers);
-  }
-  SshAsn1Unread text;
-  return decoder.read(node, "(sequence ()(any ())(sequence ()(any ())))"_asn1, &text, &numbers) &&
-         decode_display_text(text, true, organization, decoder);
-}
-
 // NoticeReference ::= SEQUENCE {
 //      organization     DisplayText,
 //      noticeNumbers    SEQUENCE OF INTEGER }
+// Classic: the organization is an IA5String.
 bool decode_notice_reference(SshAsn1Unread &node, SshX509PolicyQualifier &qualifier,
                              SshX509Decoder &decoder) {
   SshAsn1Node numbers;
-  if (!read_notice_reference(node, qualifier.organization, numbers, decoder)) return false;
+  SshX509Text &organization = qualifier.organization;
+  if (decoder.rules.display_text_choices) {
+    SshAsn1Unread text;
+    if (!decoder.read(node, "(sequence ()(any ())(sequence ()(any ())))"_asn1, &text, &numbers) ||
+        !decode_display_text(text, true, organization, decoder))
+      return false;
+  } else {
+    organization.present = true;
+    if (!decoder.read(node, "(sequence ()(ia5-string ())(sequence ()(any ())))"_asn1,
+                      &organization.octets, &numbers))
+      return false;
+  }
+
   for (SshAsn1Node n = numbers; n; n = ssh_asn1_node_next(n)) ++qualifier.notice_count;
   if (qualifier.notice_count == 0) return true;
 
@@ -63,7 +65,7 @@ bool decode_notice_reference(SshAsn1Unread &node, SshX509PolicyQualifier &qualif
     if (!decoder.read(n, "(integer ())"_asn1, &number)) return false;
     if (number.bits() > 16)
       return decoder.refuse_value("number of a notice", "it has 16 bits at most", n.data);
-    // Deliberately always the first slot: applications have come to read the last number there.
+    // Always the first one of the array, deliberately: programs read the last number there.
     qualifier.notice_numbers[0] = number.low32();
   }
   return true;
@@ -72,9 +74,8 @@ bool decode_notice_reference(SshAsn1Unread &node, SshX509PolicyQualifier &qualif
 // UserNotice ::= SEQUENCE {
 //      noticeRef        NoticeReference OPTIONAL,
 //      explicitText     DisplayText OPTIONAL }
-// Classic: the first element is taken as the reference whatever it is, so a notice of an explicit
-// text alone is refused; deliberate, as the set of certificates that are accepted must stay what it
-// was.
+// Classic: the first element is taken as the reference whatever it is, so that a notice with a text
+// alone is refused. This is deliberate: which certificates are accepted must stay what it was.
 bool decode_user_notice(SshAsn1Unread &node, SshX509PolicyQualifier &qualifier,
                         SshX509Decoder &decoder) {
   int has_reference = 0, has_text = 0;
@@ -95,6 +96,8 @@ bool decode_user_notice(SshAsn1Unread &node, SshX509PolicyQualifier &qualifier,
 // PolicyQualifierInfo ::= SEQUENCE {
 //      policyQualifierId  PolicyQualifierId,
 //      qualifier          ANY DEFINED BY policyQualifierId }
+// A qualifier that is not known is kept under the modern profile, unless the extension is critical:
+// then whoever reads the policies must understand all of them.
 bool decode_qualifier(SshAsn1Unread &node, SshX509PolicyQualifier &qualifier,
                       SshX509Decoder &decoder) {
   SshAsn1Unread value;
