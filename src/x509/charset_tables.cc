@@ -55,11 +55,13 @@ constexpr uint16_t kT61[96] = {
     0x0127, 0x0131, 0x0133, 0x0140, 0x0142, 0x00F8, 0x0153, 0x00DF, 0x00FE, 0x0167, 0x014B, kNone,
 };
 
-// T.61 leaves these ASCII letters to other places or to none.
+// T.61 has these ASCII letters elsewhere or not at all.
 constexpr std::string_view kT61Without = "#$\\^`{}~";
 constexpr std::string_view kPrintableMarks = " '()+,-./:=?";
 constexpr std::string_view kVisibleMarks = " !\"%&'()*+,-./:;<=>?_";
 
+// forward_of makes the table of an 8-bit set: the lower part is ASCII, but for the letters
+// `without`.
 consteval SshCharsetForward forward_of(const uint16_t (&upper)[96], std::string_view without = {}) {
   SshCharsetForward table = {};
   for (uint16_t byte = 0; byte < 0xA0; ++byte) table.codes[byte] = byte;
@@ -68,7 +70,8 @@ consteval SshCharsetForward forward_of(const uint16_t (&upper)[96], std::string_
   return table;
 }
 
-// letters_of makes the table of a part of ASCII: letters, digits and the given marks.
+// letters_of makes the table of a set that is a part of ASCII: letters, digits, and the given
+// marks.
 consteval SshCharsetForward letters_of(std::string_view marks) {
   SshCharsetForward table = {};
   for (uint16_t byte = 0; byte < 256; ++byte) {
@@ -80,7 +83,8 @@ consteval SshCharsetForward letters_of(std::string_view marks) {
   return table;
 }
 
-// reverse_of leaves undefined bytes out, so that U+FFFF, which marks them, is a letter of no set.
+// reverse_of makes the table for the other direction. It leaves out undefined bytes, so that
+// U+FFFF, which marks them, is a letter of no set.
 consteval SshCharsetReverse reverse_of(const SshCharsetForward &forward) {
   SshCharsetReverse table = {};
   for (uint16_t byte = 0; byte < 256; ++byte) {
@@ -91,8 +95,8 @@ consteval SshCharsetReverse reverse_of(const SshCharsetForward &forward) {
   return table;
 }
 
-// has checks the number of letters and that no code point belongs to two bytes; any search of the
-// table, a binary one from its middle included, then finds the same entry.
+// has checks that a table has this number of letters, and that no two of them have the same code
+// point: a binary search then finds the only one there is.
 consteval bool has(const SshCharsetReverse &table, uint32_t count) {
   for (uint32_t i = 1; i < table.count; ++i) {
     if (table.entries[i - 1].code >= table.entries[i].code) return false;
@@ -118,9 +122,9 @@ static_assert(has(kIso8859_2Reverse, 256) && has(kIso8859_3Reverse, 249) &&
               has(kIso8859_4Reverse, 256));
 static_assert(has(kT61Reverse, 219));
 
-// In the order of SshCharset. Deliberately, PrintableString reads its own letters but is written
-// with all of the visible set, and letters above U+FFFF are held but never converted: stored search
-// keys depend on both.
+// In the order of SshCharset. Two things are odd, deliberately, because stored search keys depend
+// on them: converting into PrintableString allows all letters of the visible set, and converting
+// from any set refuses letters above U+FFFF, which strings can hold.
 constexpr SshCharsetRow kRows[] = {
     {1, 0x7F, 0x7F, &kPrintableForward, &kVisibleReverse},
     {1, 0x7F, 0x7F, &kVisibleForward, &kVisibleReverse},

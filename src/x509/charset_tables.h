@@ -1,6 +1,11 @@
-// Code-point tables of the character sets: what each letter of a set means, and which letter stands
-// for a code point. A new 8-bit set is its 96 upper code points in charset_tables.cc and one row
-// there; its reverse table is made by the compiler.
+// The character sets as tables of code points: what each letter of a set means, and which letter of
+// it stands for a code point. Conversion is the first and then the second:
+//
+//   ssh_charset_code_of(from, letter, &code) && ssh_charset_letter_of(to, code, &letter)
+//
+// So n sets need n tables, and not one for each pair. The first direction is an index, the second a
+// binary search. A new 8-bit set is a table of its upper 96 code points in charset_tables.cc, and a
+// row there; the compiler makes the reverse table.
 #pragma once
 
 #include <cstdint>
@@ -8,14 +13,14 @@
 constexpr uint16_t SSH_CHARSET_UNDEFINED = 0xFFFF;
 constexpr uint32_t SSH_CHARSET_COUNT = 11;
 
-// SshCharsetForward gives the code point of every byte, SSH_CHARSET_UNDEFINED for a byte that is no
-// letter.
+// SshCharsetForward gives the code point of each byte, or SSH_CHARSET_UNDEFINED for a byte that is
+// no letter of the set.
 struct SshCharsetForward {
   uint16_t codes[256];
 };
 
-// SshCharsetReverse gives the bytes of a set in the order of their code points, which are all
-// different.
+// SshCharsetReverse is a set's letters in the order of their code points, each of which it has
+// once.
 struct SshCharsetReverse {
   struct Entry {
     uint16_t code;
@@ -25,8 +30,7 @@ struct SshCharsetReverse {
   Entry entries[256];
 };
 
-// SshCharsetRow describes one character set. Where it has no tables, a letter is its own code
-// point.
+// SshCharsetRow describes a character set. Without tables, a letter is its own code point.
 struct SshCharsetRow {
   uint32_t width;         // bytes of a letter in memory
   uint32_t greatest_in;   // the greatest code point that conversion reads

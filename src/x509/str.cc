@@ -19,12 +19,14 @@ constexpr uint32_t kSpace = 32;     // in every set
 
 unsigned number(int32_t charset) { return static_cast<unsigned>(charset); }
 
-// allocatable is false for more letters than one block may hold. Bytes from outside can ask for
-// that (one byte may become a letter of four), and are then refused instead of ending the process.
+// allocatable is false for more letters than one block may hold. Bytes from outside can need that,
+// since one byte may become a letter of four: they are then refused, where asking for the block
+// would end the process.
 bool allocatable(const SshCharsetRow &row, size_t letters) {
   return letters <= SSH_XMALLOC_MAX / row.width;
 }
 
+// set_buffer, buffer_of, letter_at and put_letter use the buffer for letters of `width` bytes.
 void set_buffer(SshStr *str, uint32_t width, void *buffer) {
   if (width == 1) str->bytes = static_cast<uint8_t *>(buffer);
   if (width == 2) str->units16 = static_cast<uint16_t *>(buffer);
@@ -37,7 +39,7 @@ void *buffer_of(SshStr *str, uint32_t width) {
   return str->units32;
 }
 
-// new_buffer allocates room for letters; more than one block may hold is fatal in ssh_xmalloc.
+// new_buffer allocates room for letters. More than one block may hold is fatal, by ssh_xmalloc.
 void *new_buffer(uint32_t width, uint64_t letters) {
   return ssh_xmalloc(letters > SSH_XMALLOC_MAX / width ? SSH_XMALLOC_MAX + 1
                                                        : static_cast<size_t>(letters) * width);
@@ -49,13 +51,14 @@ uint32_t letter_at(const SshStr *str, uint32_t width, uint32_t index) {
   return str->units32[index];
 }
 
-// put_letter stores a letter in a place that is known to exist.
+// put_letter stores a letter at an index that must be inside the buffer.
 void put_letter(SshStr *str, uint32_t width, uint32_t index, uint32_t letter) {
   if (width == 1) str->bytes[index] = static_cast<uint8_t>(letter);
   if (width == 2) str->units16[index] = static_cast<uint16_t>(letter);
   if (width == 4) str->units32[index] = letter;
 }
 
+// make_bytes takes over the bytes, which are the letters.
 SshStr *make_bytes(int32_t charset, SshBlock data, size_t length) {
   if (!data || length > SSH_XMALLOC_MAX) return nullptr;
   SshStr *str = ssh_str_allocate(charset, 0);
@@ -77,11 +80,11 @@ SshStr *make_units(int32_t charset, const uint8_t *data, size_t length) {
   return str;
 }
 
-// decode_narrow reads the letter at `p` and moves behind it. It deliberately knows less than all of
-// UTF-8: a letter of one byte is refused, a lone continuation byte is read together with the
-// byte after it but passed alone, and neither continuation marks nor overlong forms are looked at.
-// Search keys were stored under what this decoder makes of a name, so a wider one would no longer
-// find them.
+// decode_narrow reads the letter at `p` and moves behind it, for the classic profile. It reads
+// something else than UTF-8, deliberately: a letter of one byte is refused; a continuation byte
+// that stands alone is read together with the byte after it, but only the first is passed;
+// continuation bytes need not have their mark, and overlong forms are read. Search keys were stored
+// under what this makes of a name, and another decoder would not find them.
 bool decode_narrow(const uint8_t *&p, const uint8_t *end, uint32_t *letter) {
   int ones = 0;
   while (ones < 8 && (*p & (0x80 >> ones)) != 0) ++ones;
@@ -94,8 +97,9 @@ bool decode_narrow(const uint8_t *&p, const uint8_t *end, uint32_t *letter) {
   return true;
 }
 
-// decode_standard does the same for the letters of the standard and no others: two encodings of one
-// letter would be two names that look alike.                                     RFC 3629, 3 and 4
+// decode_standard reads the letter at `p` as the standard says, for the modern profile. Other forms
+// are refused: two encodings of one letter would be two names that look alike. `marks` counts the
+// continuation bytes, and kLeast is the smallest letter that needs so many.   RFC 3629, 3 and 4
 bool decode_standard(const uint8_t *&p, const uint8_t *end, uint32_t *letter) {
   constexpr uint32_t kLeast[] = {0, 0x80, 0x800, 0x10000};
   int marks = *p < 0x80 ? 0 : *p < 0xE0 ? 1 : *p < 0xF0 ? 2 : 3;
@@ -109,6 +113,7 @@ bool decode_standard(const uint8_t *&p, const uint8_t *end, uint32_t *letter) {
   return *letter >= least && *letter <= 0x10FFFF && (*letter < 0xD800 || *letter > 0xDFFF);
 }
 
+// make_utf8 decodes twice: once to count the letters, and once to store them.
 SshStr *make_utf8(const uint8_t *data, size_t length) {
   const auto decode_utf8 = ssh_x509_rules().standard_utf8 ? decode_standard : decode_narrow;
   size_t count = 0;
@@ -124,7 +129,8 @@ SshStr *make_utf8(const uint8_t *data, size_t length) {
   return str;
 }
 
-// utf8_size counts the bytes of a letter; 0 for one that needs 32 bits.
+// utf8_size gives the number of bytes that encode a letter, up to six, as UTF-8 once had them; 0
+// for a letter of 32 bits, which has no form.
 size_t utf8_size(uint32_t letter) {
   constexpr uint32_t kLimits[] = {0x80, 0x800, 0x10000, 0x200000, 0x4000000, 0x80000000};
   for (size_t i = 0; i < 6; ++i) {
@@ -178,7 +184,7 @@ uint8_t *get_units(const SshStr *str, uint32_t width, size_t *length) {
   return data;
 }
 
-// get_bytes copies with a terminator, which the length does not count.
+// get_bytes copies the letters, with a zero byte behind them that the length does not count.
 uint8_t *get_bytes(const SshStr *str, size_t *length) {
   if (str->length >= SSH_XMALLOC_MAX) return nullptr;
   *length = str->length;
@@ -260,7 +266,7 @@ uint8_t *ssh_str_get_canonical(const SshStr *str, size_t *length) {
   const SshCharsetRow *row = ssh_charset_row(str->charset);
   if (!row) ssh_fatal("ssh_str_get_canonical: unknown character set %u.", number(str->charset));
   const SshStrOwner copy(ssh_str_allocate(str->charset, str->length));
-  bool gap = false;  // spaces are owed before the next letter
+  bool gap = false;  // whether a space belongs before the next letter, if one comes
   for (uint32_t i = 0; i < str->length; ++i) {
     const uint32_t letter = letter_at(str, row->width, i);
     if (letter == kSpace) {

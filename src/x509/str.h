@@ -1,7 +1,13 @@
-// Multi-charset strings: text as letters of one of eleven character sets, converted between them,
-// to and from the bytes of the ASN.1 string types, and to the canonical form that names are
-// compared in. A new 8-bit set is one row of the tables in charset_tables.cc. No process locale is
-// ever consulted.
+// Strings in one of eleven character sets: made of the content bytes of the ASN.1 string types,
+// converted from one set into another, and brought into the canonical form in which names are
+// compared.
+//
+//   const SshStrOwner text(ssh_str_make(SSH_CHARSET_UTF8, data, length));  // takes over `data`
+//   const SshStrOwner latin(ssh_str_charset_test(text.get(), SSH_CHARSET_ISO_8859_1));
+//
+// A string keeps the letters as its set numbers them, one, two or four bytes for each; conversion
+// goes through the code points of charset_tables.cc. The locale of the process is never used. A new
+// 8-bit set is a table and a row in charset_tables.cc.
 #pragma once
 
 #include <cstddef>
@@ -24,7 +30,8 @@ enum SshCharset : int32_t {
   SSH_CHARSET_UTF8 = 10
 };
 
-// SshStr is a string; it owns its buffer. Only the buffer of the character set's width is used.
+// SshStr is a string. It has one of the three buffers, that of its character set's width, and owns
+// it.
 struct SshStr {
   int32_t charset = SSH_CHARSET_PRINTABLE;
   uint32_t length = 0;          // in letters
@@ -52,21 +59,23 @@ void ssh_str_append_letter(SshStr *str, uint32_t letter);
 // ssh_str_get_letter stores the letter at `index`, or returns false past the end.
 [[nodiscard]] bool ssh_str_get_letter(const SshStr *str, uint32_t index, uint32_t *letter);
 
-// ssh_str_make makes a string from wire bytes, taking over `data` (a block from ssh_xmalloc, or
-// null with length 0) whether or not it succeeds. Null if the bytes do not form letters of the
-// set, or `data` is null. A block with length 0 is a string without letters in sets 0 to 7, and
-// refused in the others. Which bytes are UTF-8 is a decision of the profile.
+// ssh_str_make makes a string of content bytes. It takes over `data` (a block from ssh_xmalloc, or
+// null with length 0), also if it fails. Null if the bytes are no letters of the set, or `data` is
+// null. A block of length 0 is a string without letters in sets 0 to 7, and a failure in the
+// others. Which bytes are UTF-8 is a decision of the profile.
 [[nodiscard]] SshStr *ssh_str_make(int32_t charset, uint8_t *data, size_t length);
 
-// ssh_str_get returns the wire bytes in a new block (ssh_xfree); sets 0 to 7 get an uncounted zero
-// at the end. Null with length 0 for a null string or a letter that has no form on the wire.
+// ssh_str_get returns the content bytes of a string in a new block (ssh_xfree). In sets 0 to 7 a
+// zero byte follows that the length does not count. Null with length 0 for a null string, and if a
+// letter cannot be encoded.
 [[nodiscard]] uint8_t *ssh_str_get(const SshStr *str, size_t *length);
 
-// ssh_str_get_canonical returns the wire bytes of the canonical form: spaces trimmed and
-// collapsed, and PrintableString letters in lower case (ssh_xfree).
+// ssh_str_get_canonical returns the content bytes of the canonical form (ssh_xfree): without spaces
+// at the beginning and the end, with one space for several in between and, in PrintableString, with
+// letters in lower case. Two values of names are equal if these bytes are.
 [[nodiscard]] uint8_t *ssh_str_get_canonical(const SshStr *str, size_t *length);
 
-// ssh_str_get_data shows the letters of a string in sets 0 to 7 without copying; other sets are
+// ssh_str_get_data gives the letters of a string in sets 0 to 7, without a copy; other sets are
 // fatal.
 [[nodiscard]] const uint8_t *ssh_str_get_data(const SshStr *str, size_t *length);
 
