@@ -1,4 +1,4 @@
-// CRL distribution points and the issuing distribution point.
+// CRL distribution points of certificates, and the issuing distribution point of a CRL.
 #include "x509/decoder.h"
 
 namespace {
@@ -8,10 +8,10 @@ constexpr char kRelative[] = "nameRelativeToCRLIssuer";
 // DistributionPointName ::= CHOICE {
 //      fullName                [0] GeneralNames,
 //      nameRelativeToCRLIssuer [1] RelativeDistinguishedName }
-// `find_issuer` gives the entry whose distinguished name a relative name extends; null refuses a
-// relative name. The SET of a relative name stands under [1]; its pairs alone do so where the
-// profile says that the tag is implicit, as the standard does. They are why [1] may hold several
-// elements.
+// `find_issuer` gives the entry whose distinguished name a relative name extends; if it gives null,
+// a relative name is refused. Under classic, [1] holds the SET of a relative name. By the standard
+// its tag is implicit: [1] stands in place of the SET's tag and holds the pairs themselves. So
+// there may be several elements inside, and the modern profile reads both forms.
 bool decode_point_name(SshAsn1Unread &point, SshX509PointName &name, auto find_issuer,
                        SshX509Decoder &decoder) {
   int which = -1;
@@ -47,8 +47,8 @@ bool ssh_x509_point_name_expand(const SshX509PointName &name, SshDN *dn) {
 //      distributionPoint [0] DistributionPointName OPTIONAL,
 //      reasons           [1] ReasonFlags           OPTIONAL,
 //      cRLIssuer         [2] GeneralNames          OPTIONAL }                 RFC 5280, 4.2.1.13
-// Classic: a relative name deliberately extends the certificate's issuer even where the point names
-// a CRL issuer of its own, which by the standard it extends then.
+// Classic: a relative name extends the certificate's issuer, deliberately, even if the point names
+// a CRL issuer of its own. By the standard it then extends that one.
 bool ssh_x509_decode_points(SshAsn1Unread &value, const SshX509Name *issuer_names,
                             SshX509DistributionPoint **list, SshX509Decoder &decoder) {
   const auto read = [&](SshAsn1Unread &item, SshX509DistributionPoint &point) {
@@ -81,9 +81,9 @@ bool ssh_x509_decode_points(SshAsn1Unread &value, const SshX509Name *issuer_name
 //      onlySomeReasons            [3] ReasonFlags OPTIONAL,
 //      indirectCRL                [4] BOOLEAN DEFAULT FALSE,
 //      onlyContainsAttributeCerts [5] BOOLEAN DEFAULT FALSE }                 RFC 5280, 5.2.5
-// Classic does not know the last and passes over it, as over any field that it does not know.
-// Finding the issuer for a relative name deliberately takes it, unlike in a certificate's
-// distribution points.
+// Classic does not know the last field and passes over it. A relative name takes the entry of the
+// issuer (ssh_x509_name_take), deliberately, where a certificate's distribution points only find
+// it.
 bool ssh_x509_decode_issuing_point(SshAsn1Unread &value, SshX509Name *issuer_names,
                                    SshX509IssuingDistPoint &point, SshX509Decoder &decoder) {
   int has_name = 0, has_user = 0, has_ca = 0, has_reasons = 0, has_indirect = 0, has_attribute = 0;

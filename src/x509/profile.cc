@@ -1,6 +1,6 @@
 #include "x509/profile.h"
 
-// One row per profile.
+// One row for each profile. What a row does not name is false.
 constinit const SshX509Rules ssh_x509_profiles[] = {
     {},  // SSH_X509_CLASSIC
     {    // SSH_X509_MODERN

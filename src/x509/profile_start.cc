@@ -1,5 +1,6 @@
-// The one thing in which the two shared libraries differ: where a process starts. The layers have
-// the classic start; the modern library brings its own, before which the linker takes no other.
+// The profile that a process starts with: the only difference between the two shared libraries. The
+// layer's static library has the classic start, for tests and tools. Each shared library is linked
+// with this file compiled once more, and the linker then does not take the layer's.
 #include "x509/profile.h"
 
 #ifdef KWPKI_PROFILE_MODERN

@@ -7,7 +7,7 @@ bool read(SshAsn1Node node, SshAsn1Template<Text> text, Outputs... outputs) {
   return ssh_asn1_read_node_as(SshAsn1Mode::kWhole, node.alone(), text, outputs...) == SSH_ASN1_OK;
 }
 
-// take gives the first element of a list, which is then that of the others.
+// take gives the first element of a list and removes it from the list; the null node at the end.
 SshAsn1Node take(Bytes &list, SshAsn1Work &work) {
   const SshAsn1Node node = ssh_asn1_list_of(list, &work);
   if (node) list = {node.next, node.end};

@@ -1,12 +1,19 @@
-// The address blocks and AS numbers of RFC 3779. A decode keeps their bytes. They do not decide
-// whether a certificate is accepted, so they are taken apart only when a caller asks for it.
+// The address blocks and AS numbers of RFC 3779. They do not decide whether a certificate is
+// accepted, so a decode keeps their bytes, and they are read when a caller asks for them:
+//
+//   SshX509AddressFamilyCursor families(extra.items);
+//   while (families.next())
+//     for (SshX509AddressCursor blocks(families.blocks()); blocks.next();) use(blocks.first());
+//
+// A walk ends at the first item that is of another form, and `failed` is then true. For every
+// cursor, the bytes that it walks over must outlive it.
 #pragma once
 
 #include "asn1/node.h"
 #include "x509/extensions.h"
 
-// SshX509AddressFamilyCursor walks over the families of an IPAddrBlocks, `items` of its record. At
-// one that is of another form it ends: `failed` tells.
+// SshX509AddressFamilyCursor walks over the families of an IPAddrBlocks, which are the `items` of
+// its record.
 class SshX509AddressFamilyCursor {
  public:
   explicit SshX509AddressFamilyCursor(Bytes items)
@@ -14,7 +21,7 @@ class SshX509AddressFamilyCursor {
 
   [[nodiscard]] bool next();
   [[nodiscard]] bool is_v6() const { return v6_; }
-  [[nodiscard]] bool inherited() const { return inherited_; }  // the issuer's: it has no blocks
+  [[nodiscard]] bool inherited() const { return inherited_; }  // the issuer's, so there are none
   [[nodiscard]] Bytes blocks() const { return blocks_; }       // for SshX509AddressCursor
   [[nodiscard]] bool failed() const { return failed_; }
 
@@ -24,7 +31,8 @@ class SshX509AddressFamilyCursor {
   bool v6_ = false, inherited_ = false, failed_ = false;
 };
 
-// SshX509AddressCursor walks over the blocks of a family: prefixes, or ranges with both ends.
+// SshX509AddressCursor walks over the blocks of a family. A block is a prefix, or a range from
+// first to last.
 class SshX509AddressCursor {
  public:
   explicit SshX509AddressCursor(Bytes blocks)
@@ -32,7 +40,7 @@ class SshX509AddressCursor {
 
   [[nodiscard]] bool next();
   [[nodiscard]] bool is_prefix() const { return prefix_; }
-  [[nodiscard]] const SshAsn1Bits &first() const { return first_; }  // the bits that count
+  [[nodiscard]] const SshAsn1Bits &first() const { return first_; }  // of a prefix: its bits
   [[nodiscard]] const SshAsn1Bits &last() const { return last_; }    // of a range
   [[nodiscard]] bool failed() const { return failed_; }
 
@@ -54,7 +62,7 @@ struct SshX509AsNumbers {
 [[nodiscard]] bool ssh_x509_as_numbers_read(Bytes value, SshX509AsNumbers *numbers,
                                             SshX509AsNumbers *domains);
 
-// SshX509AsNumberCursor walks over numbers, or ranges with both ends.
+// SshX509AsNumberCursor walks over a list of numbers, and of ranges from first to last.
 class SshX509AsNumberCursor {
  public:
   explicit SshX509AsNumberCursor(Bytes numbers)

@@ -4,16 +4,16 @@
 
 namespace {
 
-// The longest q that r and s are made as long as. Longer ones are no key of anybody's, and what
-// they would need goes beyond what one request for memory may ask for.
+// The longest q, in bytes, to whose length r and s are extended. No real key comes near it, and the
+// pair would be larger than a block of memory may be.
 constexpr size_t kOrderMax = SSH_X509_INPUT_MAX / 2;
 
 constexpr char kSignature[] = "signatureValue";
 
 // Dss-Sig-Value ::= SEQUENCE { r INTEGER, s INTEGER }                              RFC 3279, 2.2.2
-// The length of r and s is that of the certificate's own q, deliberately. So a certificate without
-// a DSA key of its own, or with one that is shorter than its issuer's, can carry a DSA signature
-// only as the DER that it is.
+// r and s get the length of the certificate's own q, deliberately, although they belong to the key
+// of the issuer. If the certificate has no DSA key, or a shorter one than its issuer, the signature
+// can only be kept as DER.
 bool convert_dsa(Bytes octets, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshAsn1Unread root;
   SshMpInt r, s, q;
@@ -25,7 +25,7 @@ bool convert_dsa(Bytes octets, SshX509Cert &cert, SshX509Decoder &decoder) {
   if (length == 0 && !decoder.rules.octets_as_signature)
     return decoder.refuse(kSignature, "is DSA, and the own key has no q as its measure",
                           octets.data());
-  (void)decoder.value(octets, root);  // the read sees what is missing
+  (void)decoder.value(octets, root);  // what is malformed is missing for the read
   if (!decoder.read(root, "(sequence ()(integer ())(integer ()))"_asn1, &r, &s)) return false;
   decoder.value_read();
   if (r.negative() || s.negative())

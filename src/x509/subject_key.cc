@@ -7,7 +7,7 @@ bool read_rsa(SshAsn1Unread &key, SshX509Key &record, SshX509Decoder &decoder) {
   return decoder.read(key, "(sequence ()(integer ())(integer ()))"_asn1, &record.n, &record.e);
 }
 
-// RFC 3279 wants NULL as parameters; early issuers left them out.
+// RFC 3279, 2.3.1 wants NULL as parameters; early issuers left them out.
 bool decode_rsa(SshAsn1Node parameters, SshAsn1Unread &key, SshX509Key &record,
                 SshX509Decoder &decoder) {
   if (!parameters && !decoder.rules.rsa_without_null)
@@ -41,7 +41,8 @@ bool decode_dsa(SshAsn1Node parameters, SshAsn1Unread &key, SshX509Key &record,
   return decoder.read(key, "(integer ())"_asn1, &record.y);
 }
 
-// The keys whose numbers are read. Those of other types are not looked into.
+// KeyRow gives a type of key the function that reads its numbers. Keys of other types are kept as
+// bytes.
 struct KeyRow {
   uint32_t type;
   bool (*decode)(SshAsn1Node parameters, SshAsn1Unread &key, SshX509Key &record,
@@ -54,7 +55,8 @@ constexpr KeyRow kKeys[] = {
     {SSH_OID_KEY_RSA_PSS, decode_rsa_pss, "RSASSA-PSS key"},
 };
 
-// decode_bits reads the key that the bits hold.
+// decode_bits reads the key that the BIT STRING holds: an encoding, or bytes whose number is all
+// that can be checked. `refusal` becomes the name of what was being read.
 bool decode_bits(const SshOidKeyType &type, SshAsn1Node parameters, Bytes octets,
                  SshX509Key &record, SshX509Decoder &decoder, const char *&refusal) {
   refusal = "subjectPublicKey";
@@ -71,7 +73,7 @@ bool decode_bits(const SshOidKeyType &type, SshAsn1Node parameters, Bytes octets
     refusal = row.refusal;
     return row.decode(parameters, key, record, decoder);
   }
-  return !key || decoder.node(key);
+  return !key || decoder.node(key);  // of a type that is not read: it must be well-formed
 }
 
 SshMpInt integer(Bytes content) {
