@@ -1,5 +1,7 @@
 #include "x509/parts.h"
 
+// An element of definite length may be cut: then its content is what there is of it. The end of one
+// of indefinite length is found by checking the bytes; if that fails, its content is all the rest.
 bool SshX509Pieces::next() {
   const uint8_t *const p = left_.data(), *const end = p + left_.size();
   SshBerElement element;

@@ -1,13 +1,18 @@
-// The parts of a certificate or CRL that is refused, each found by its place, so that each can be
-// read for itself: by the decoders that would have read it (cert.cc, crl.cc). Nothing here decides
-// about an input; it is for those who want to see what was refused.
+// Reading the parts of a refused certificate or CRL, for people who want to see what was refused.
+// Nothing here decides about an input.
+//
+// A decode ends at the first fault. So each part is found again, by its place among the elements of
+// the outer structures, and read by itself with the decoder that would have read it in a whole
+// decode. SshX509Pieces finds them, even if one is malformed; the functions ssh_x509_keep... read
+// what certificates and CRLs have in common; cert.cc and crl.cc have the rest. A further part is a
+// bit of SshX509Part and a step there.
 #pragma once
 
 #include "x509/decoder.h"
 #include "x509/signature.h"
 
-// SshX509Pieces walks over a list of elements that may be malformed or cut, as far as headers can
-// be read; and not over more of them than any structure has.
+// SshX509Pieces walks over a list of elements that may be malformed, as far as their headers can be
+// read. It stops after more elements than any structure here has, so that it needs no budget.
 //   while (pieces.next()) if (pieces.take(element, decoder)) read(element);
 class SshX509Pieces {
  public:
@@ -15,10 +20,10 @@ class SshX509Pieces {
 
   [[nodiscard]] bool next();
   [[nodiscard]] uint8_t identifier() const { return identifier_; }
-  [[nodiscard]] Bytes whole() const { return whole_; }      // empty where it is cut
-  [[nodiscard]] Bytes content() const { return content_; }  // as far as it goes
+  [[nodiscard]] Bytes whole() const { return whole_; }      // empty if the element's end is missing
+  [[nodiscard]] Bytes content() const { return content_; }  // then as far as the bytes go
 
-  // take gives the element if it is whole and well-formed.
+  // take gives the element if its end is there and all inside it is well-formed.
   [[nodiscard]] bool take(SshAsn1Unread &element, SshX509Decoder &decoder) const;
 
  private:
@@ -28,15 +33,16 @@ class SshX509Pieces {
   uint8_t identifier_ = 0;
 };
 
-// ssh_x509_keep enters a part into the record if it was read, and gives back whether it was.
+// ssh_x509_keep notes in the record that a part was read, if `read` is true, and returns `read`.
 template <class Record>
 bool ssh_x509_keep(Record &record, bool read, SshX509Part part) {
   record.parts |= read ? part : 0u;
   return read;
 }
 
-// ssh_x509_keep_frame finds the lists that certificates and CRLs have alike: the outer one, behind
-// its first element, and what is in that one. False if there is none.
+// ssh_x509_keep_frame finds what certificates and CRLs have in common: a SEQUENCE whose first
+// element is the signed SEQUENCE. `outer` then goes on behind that one, and `fields` walks over
+// what is in it. False if there is no such thing.
 template <class Record>
 [[nodiscard]] bool ssh_x509_keep_frame(Record &record, SshX509Pieces &outer,
                                        SshX509Pieces &fields) {
@@ -51,8 +57,8 @@ template <class Record>
   return true;
 }
 
-// ssh_x509_keep_algorithm reads a signature's algorithm. The outer one comes last, and counts where
-// it can be read.
+// ssh_x509_keep_algorithm reads a signature's algorithm. It is called for the inner one and then
+// for the outer one, which replaces it if it can be read.
 template <class Record>
 void ssh_x509_keep_algorithm(SshAsn1Unread &element, Record &record, SshX509Decoder &decoder) {
   SshX509SignatureAlgorithm algorithm;
@@ -63,12 +69,12 @@ void ssh_x509_keep_algorithm(SshAsn1Unread &element, Record &record, SshX509Deco
   record.signature_scheme = algorithm.scheme();
 }
 
-// ssh_x509_keep_time reads a time; what is none leaves `out` alone.
+// ssh_x509_keep_time reads a time. False if it is none, which leaves `out` as it was.
 [[nodiscard]] bool ssh_x509_keep_time(SshAsn1Unread &element, SshBerTime &out,
                                       SshX509Decoder &decoder);
 
-// ssh_x509_decode_parts reads the parts of an input into an empty record: `read` gets the input.
-// The record stays at version 0.
+// ssh_x509_decode_parts reads the parts of an input into an empty record: it copies the input, and
+// calls `read` for the rest. The record stays at version 0.
 template <class Record>
 void ssh_x509_decode_parts(Bytes der, void (*read)(Record &record, SshX509Decoder &decoder),
                            Record *record) {
