@@ -33,7 +33,9 @@ struct SshAsn1Keyword {
 
 constexpr uint32_t SSH_ASN1_KEYWORD_SLOTS = 37;
 
-// ssh_asn1_keyword_slot gives the slot that a word belongs into.
+// ssh_asn1_keyword_slot gives the slot that a word belongs into. The hash is a shift register with
+// feedback, which takes in one letter and makes one step at a time; its two constants are such that
+// no two keywords get the same slot.
 constexpr uint32_t ssh_asn1_keyword_slot(std::string_view word) {
   uint32_t h = 0x5EF0BDF5;
   for (const char c : word) {

@@ -5,6 +5,8 @@
 
 namespace {
 
+// status_of tells by the check of an input what its decode gives: whether any top-level element is
+// good, and whether the one behind the good ones could be opened.
 SshAsn1Status status_of(const SshBerExtent &extent) {
   if (!extent.fault) return SSH_ASN1_OK;
   if (extent.elements == 0) return SSH_ASN1_BER_OPEN_FAILED;

@@ -148,7 +148,7 @@ char *ssh_ber_arcs_to_oid_string(const uint32_t *arcs, size_t count) {
 
 // An arc that is too long has four bytes in a row with the top bit set, and one of any four bytes
 // in a row is at an index that 4 divides. So it is enough to look at every fourth byte, and around
-// it where its top bit is set. (The first byte is no part of this: it stands for two arcs alone.)
+// it where its top bit is set. (The first byte is no part of this: it is two arcs by itself.)
 bool ssh_ber_oid_is_valid_long(Bytes octets) {
   if (octets.empty()) return false;
   for (size_t i = kArcOctetsMax; i < octets.size(); i += kArcOctetsMax) {

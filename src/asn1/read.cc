@@ -410,7 +410,8 @@ bool Reader::fields_read(const uint8_t *p, const uint8_t *end) {
     for (size_t i = 1; i < count_;) {
       const SshAsn1Op &op = ops_[i];
       const uint64_t bit = uint64_t{1} << i;
-      i = op.type >= SSH_ASN1_CHOICE ? i + 1 : op.end;  // into what stands in the same list
+      // What is inside a choice or an optional is in the same list.
+      i = op.type >= SSH_ASN1_CHOICE ? i + 1 : op.end;
       if (!op.tagged || op.identifier != place.identifier) continue;
       if ((seen & bit) || !fits(op, place) || (op.is_explicit && !open_inside(op, place, inner)))
         return note("a field stands once, in its own form", place.data);
