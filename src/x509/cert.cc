@@ -187,8 +187,9 @@ SshAsn1Node version_of(SshAsn1Node tbs) {
   return ssh_asn1_node_child(ssh_asn1_node_find(ssh_asn1_node_child(tbs), kVersion));
 }
 
-// set_version gives the record its version. It refuses a version that is lower than the fields need
-// which are there: 2 for unique identifiers, 3 for extensions (encoded 1 and 2).
+// set_version gives the record its version. It refuses a version that is not defined, and one that
+// is too low for the fields that are there: unique identifiers need 2, extensions need 3 (encoded 1
+// and 2).
 bool set_version(SshAsn1Unread &tbs, const TbsParts &parts, SshX509Cert &cert,
                  SshX509Decoder &decoder) {
   uint32_t encoded = 0;
@@ -385,6 +386,9 @@ SshX509Cert *ssh_x509_cert_allocate_in(SshPool &pool) {
   return cert;
 }
 
+// A record in a pool is freed with that pool. One that was not decoded gives its piece back, which
+// works if the piece is the last one; one that was decoded must not touch the pool
+// (SshPool::settle).
 void ssh_x509_cert_free(SshX509Cert *cert) {
   if (!cert) return;
   SshPool *const pool = cert->pool.lender();

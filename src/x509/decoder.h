@@ -74,9 +74,10 @@ struct SshX509Decoder {
     return refuse_read(structure, element.list());
   }
 
-  // The reads below differ in what they do about elements that the template does not ask for. An
-  // extension of a structure that nobody knows may be passed over; a constraint must not be. They
-  // read plain bytes if they can, and go on with the general reader if not.
+  // The reads below differ in what they do about elements that the template does not ask for: what
+  // only adds something may be passed over under classic; what takes something away, such as a
+  // constraint or a revocation, must not be. All of them read plain bytes if they can, and go on
+  // with the general reader if not.
 
   // read is for a structure from which nothing can be lost. Under classic, elements that the
   // template does not ask for are passed over, as they always were.
@@ -300,6 +301,7 @@ template <class Record>
   }
   if (plain && ssh_x509_decode_in(true, der, decode, *record, size)) return size;
   if (plain) {
+    // The general reader needs an empty record: a new one in the same place, with the same lender.
     SshPool *const lender = record->pool.lender();
     record->~Record();
     new (record) Record;
@@ -416,7 +418,7 @@ template <class Record>
     if (!decode && further) decode = further->decoder(kind, decoder.rules);
     if (ssh_x509_extension_decode(extension, list.data(), decode, record, decoder)) continue;
     if (!decoder.each_alone) return false;
-    record.extensions.drop(kind);
+    record.extensions.drop(kind);  // what could not be read does not count as present
   }
   return true;
 }
