@@ -151,8 +151,8 @@ bool is_reason(const uint8_t *extension) {
          code != 7;
 }
 
-// match_usual compares the headers, and the whole extension with the reason. `rest` is what follows
-// the date.
+// match_usual compares the headers, and the whole extension with the reason. `rest` is the number
+// of bytes behind the date; it is negative if there is no room for a date.
 inline bool match_usual(const uint8_t *p, const uint8_t *end, UsualEntry &entry) {
   if (end - p < 4 || p[0] != 0x30 || p[1] >= 0x80 || p[1] > end - p - 2) return false;
   const uint8_t *const serial = p + 2;
@@ -176,7 +176,9 @@ inline const uint8_t *check_usual(const uint8_t *p, const uint8_t *end) {
 }
 
 // convert_usual makes a record of an entry that was checked before, and returns its end; null if it
-// is not of the usual form.
+// is not of the usual form. It does not look at ranges again. (A date with hour 24, which only
+// decode_entry accepts, is converted here too; its `odd` is then not set, which nobody asks about
+// after a decode.)
 inline const uint8_t *convert_usual(const uint8_t *p, const uint8_t *end,
                                     SshX509RevokedEntry &record) {
   UsualEntry entry;
@@ -315,11 +317,6 @@ void keep_version(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decod
     crl.stated_version = encoded + 1;
 }
 
-void keep_time(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder, bool next) {
-  ssh_x509_keep(crl, ssh_x509_keep_time(element, next ? crl.next_update : crl.this_update, decoder),
-                next ? SSH_X509_PART_END : SSH_X509_PART_START);
-}
-
 void keep_entries(SshAsn1Unread &element, SshX509Crl &crl, SshX509Decoder &decoder) {
   SshAsn1Unread list;
   if (!ssh_x509_keep(crl, decoder.read(element, "(sequence ()(any ()))"_asn1, &list),
@@ -352,7 +349,11 @@ void read_tbs_parts(SshX509Pieces &fields, SshX509Crl &crl, SshX509Decoder &deco
     if (!fields.take(element, decoder)) continue;
     if (identifier == kInteger) keep_version(element, crl, decoder);
     if (identifier == 0xA0) keep_extensions(element, crl, decoder);
-    if (is_time && times <= 2) keep_time(element, crl, decoder, times == 2);
+    if (is_time && times == 1)
+      ssh_x509_keep(crl, ssh_x509_keep_time(element, crl.this_update, decoder),
+                    SSH_X509_PART_START);
+    if (is_time && times == 2)
+      ssh_x509_keep(crl, ssh_x509_keep_time(element, crl.next_update, decoder), SSH_X509_PART_END);
     if (is_list && lists == 1) ssh_x509_keep_algorithm(element, crl, decoder);
     if (is_list && lists == 2)
       ssh_x509_keep(crl,

@@ -5,11 +5,6 @@
 
 namespace {
 
-// text_of copies text, with a NUL byte behind it; null for none.
-char *text_of(Bytes octets) {
-  return octets.empty() ? nullptr : static_cast<char *>(ssh_xmemdup(octets.data(), octets.size()));
-}
-
 // Alternative is an alternative of GeneralName: the type of its entry, and the member that its
 // content goes to. Without such a member, the entry has the whole GeneralName only.
 struct Alternative {
@@ -58,7 +53,8 @@ char *ssh_x509_name_text(const SshX509Name *name) {
   if (name->type == SSH_X509_NAME_DN || name->type == SSH_X509_NAME_DIRECTORY)
     return ssh_dn_der_to_ldap(name->der);
   if (name->type == SSH_X509_NAME_REGISTERED_ID) return ssh_x509_oid_text({name->data});
-  return text_of(name->text);
+  if (name->text.empty()) return nullptr;
+  return static_cast<char *>(ssh_xmemdup(name->text.data(), name->text.size()));
 }
 
 // OtherName ::= SEQUENCE {

@@ -1,5 +1,5 @@
 // The names in certificates and CRLs: the distinguished names of issuer and subject, unique
-// identifiers, and general names. A record has one list of entries for its issuer and one for its
+// identifiers, and general names. A certificate has one list of entries for its issuer, one for its
 // subject, with the alternative names of each in the same list.
 //
 //   const SshX509Name *dns = ssh_x509_name_find(cert.subject_names, SSH_X509_NAME_DNS);
