@@ -64,6 +64,7 @@ size_t ssh_ber_compute_tag_length_size(const SshBerElement &element) {
 SshBerStatus ssh_ber_set_tag_length(uint8_t *out, size_t size, const SshBerElement &element) {
   if (ssh_ber_compute_tag_length_size(element) > size) return SSH_BER_NO_ROOM;
 
+  // A tag number of 31 or more follows the first byte, in groups of seven bits, the highest first.
   const auto first = static_cast<uint8_t>(element.cls << 6 | (element.constructed ? 0x20 : 0));
   if (element.tag < kLongTag) {
     *out++ = static_cast<uint8_t>(first | element.tag);
@@ -74,6 +75,7 @@ SshBerStatus ssh_ber_set_tag_length(uint8_t *out, size_t size, const SshBerEleme
     }
   }
 
+  // A length of 128 or more is the number of its bytes, with the top bit set, and then these bytes.
   const uint32_t length = element.content_length;
   if (element.indefinite) {
     *out = 0x80;

@@ -51,6 +51,8 @@ class Builder {
   SshAsn1Status status_ = SSH_ASN1_OK;
 };
 
+// list encodes all elements first, to know how many bytes they take together, and then copies them.
+// A single one need not be copied.
 bool Builder::list(uint32_t op, uint32_t op_end, Bytes &out) {
   Bytes parts[SSH_ASN1_OPS_MAX];
   size_t count = 0;

@@ -92,6 +92,8 @@ SshAsn1Node ssh_asn1_node_child(SshAsn1Node node) {
   return ssh_asn1_list_of({node.data + element.header_length, end}, node.work);
 }
 
+// The first walk adds up the sizes. If the last element ends where that many bytes end, there is
+// nothing between the elements. Otherwise a second walk copies them.
 SshAsn1Status ssh_asn1_context_list(SshAsn1Context *context, SshAsn1Node node, Bytes *octets) {
   size_t size = 0;
   const uint8_t *end = node.data;

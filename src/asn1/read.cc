@@ -135,7 +135,8 @@ class Reader {
   }
 
  private:
-  // The walk over the program. `index` is that of an op; `found` tells whether the list has it.
+  // The walk over the program. `index` is that of an op, `optional` tells whether it is inside an
+  // optional, and `found` becomes true if the list has it.
   SshAsn1Status list(uint32_t first, uint32_t last, Cursor cursor, Order order);
   SshAsn1Status element(uint32_t index, Cursor &cursor, Order order, bool optional, bool &found);
   SshAsn1Status simple(uint32_t index, Cursor &cursor, Order order, bool optional, bool &found);

@@ -63,7 +63,7 @@ class SshBerTimeText {
 
 // ssh_ber_utc_time_decode and ssh_ber_generalized_time_decode read content bytes. False if they are
 // not a time; the record then stays as it was. They accept what older peers write, which is more
-// than the standards allow (see time.cc), and set `odd`.
+// than the standards allow (see time.cc), and note in the record whether a time is odd.
 [[nodiscard]] bool ssh_ber_utc_time_decode(Bytes content, SshBerTime *time);
 [[nodiscard]] bool ssh_ber_generalized_time_decode(Bytes content, SshBerTime *time);
 
@@ -106,7 +106,7 @@ class SshBerUsualUtcTime {
   // above it is the number, and the mask keeps every other byte. A byte that is no digit has high
   // bits after the exclusive or, or (":" to "?") after 6 is added.
   uint64_t four_pairs(const uint8_t *p) {
-    // Written out, so that compilers make one load of it.
+    // Written out in this way, compilers make a single load of it.
     const uint64_t octets = uint64_t{p[0]} | uint64_t{p[1]} << 8 | uint64_t{p[2]} << 16 |
                             uint64_t{p[3]} << 24 | uint64_t{p[4]} << 32 | uint64_t{p[5]} << 40 |
                             uint64_t{p[6]} << 48 | uint64_t{p[7]} << 56;

@@ -237,6 +237,7 @@ bool decode_algorithms(SshAsn1Unread &outer, SshAsn1Unread &inner, SshX509Cert &
                         signed_one.id);
 }
 
+// decode_names adds the entries of issuer and subject, and then those of the unique identifiers.
 bool decode_names(TbsParts &parts, SshX509Cert &cert, SshX509Decoder &decoder) {
   if (!ssh_x509_name_decode_dn(parts.issuer, SSH_X509_NAME_DN, decoder, &cert.issuer_names)) {
     return decoder.refuse_read("issuer", parts.issuer);

@@ -395,6 +395,7 @@ SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl, SshX509Decoder
 SshX509RevokedCursor::SshX509RevokedCursor(const SshX509Crl &crl)
     : SshX509RevokedCursor(crl, nullptr) {}
 
+// Usual entries are checked in a loop of their own, as the next one is nearly always usual too.
 bool SshX509RevokedCursor::check(size_t &count) {
   for (;;) {
     const uint8_t *next = check_usual(at_, end_);
@@ -413,6 +414,8 @@ bool SshX509RevokedCursor::check(size_t &count) {
   has_extras_ = false;
 }
 
+// convert_usual sets the serial number and the date of each entry, but reason and extensions only
+// if the entry has them, so these are cleared before.
 bool SshX509RevokedCursor::next() {
   if (has_extras_) drop_extras();
   entry_.extensions.clear();

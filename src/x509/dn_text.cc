@@ -118,6 +118,7 @@ struct PrintVisitor {
   [[nodiscard]] char *finish() { return missing ? nullptr : printer.finish(); }
 };
 
+// A string is only made of a value if its letters differ from its bytes.
 void PrintVisitor::pair(const SshDNPairView &pair) {
   const SshOidRow *row = ssh_oid_find_encoded(pair.type, SSH_OID_DN, rules);
   const SshText oid(row ? nullptr : ssh_x509_oid_text(pair.type, rules));

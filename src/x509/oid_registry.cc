@@ -29,8 +29,8 @@ constexpr uint32_t kSign = SSH_X509_USAGE_DIGITAL_SIGNATURE | SSH_X509_USAGE_NON
 constexpr uint32_t kEncipher = SSH_X509_USAGE_KEY_ENCIPHERMENT | SSH_X509_USAGE_DATA_ENCIPHERMENT;
 constexpr uint32_t kAgree =
     SSH_X509_USAGE_KEY_AGREEMENT | SSH_X509_USAGE_ENCIPHER_ONLY | SSH_X509_USAGE_DECIPHER_ONLY;
-// 0x10000 is not the bit of decipherOnly (0x8000), deliberately: clients have always been given this
-// mask.
+// 0x10000 is not the bit of decipherOnly (0x8000), deliberately: clients have always been given
+// this mask.
 constexpr uint32_t kDhAgree = SSH_X509_USAGE_KEY_AGREEMENT | SSH_X509_USAGE_ENCIPHER_ONLY | 0x10000;
 
 constexpr SshOidKeyType octets_key(SshOidKeyCode code, uint32_t usage, uint32_t ca_usage,
@@ -83,8 +83,8 @@ constexpr Entry kSignatures[] = {
      .key_scheme = "if-modn{sign{rsa-pkcs1-sha1},encrypt{rsa-pkcs1-none}}", .code = SSH_OID_KEY_RSA},
 };
 
-// The code is the extension's kind. SSH_X509_EXT_UNKNOWN is for extensions that have a name here but
-// no decoder; they are passed over unless they are critical.
+// The code is the extension's kind. SSH_X509_EXT_UNKNOWN is for extensions that have a name here
+// but no decoder; they are passed over unless they are critical.
 constexpr Entry kExtensionEntries[] = {
     {.oid = "2.5.29.35",             .name = "authorityKeyIdentifier",     .description = "authority key identifier",     .code = SSH_X509_EXT_AUTHORITY_KEY_ID},
     {.oid = "2.5.29.14",             .name = "subjectKeyIdentifier",       .description = "subject key identifier",       .code = SSH_X509_EXT_SUBJECT_KEY_ID},
