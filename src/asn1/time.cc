@@ -101,8 +101,8 @@ bool in_ranges(const SshBerTime &time, uint32_t hour_max, uint32_t minute_max) {
          time.tz_minutes <= kNumberMax;
 }
 
-// TimeForm is what the two ASN.1 types differ in. UTCTime has a short year, without the century, and
-// may have a fraction; in a GeneralizedTime a fraction is refused.
+// TimeForm is what the two ASN.1 types differ in. UTCTime has a short year, without the century,
+// and may have a fraction; in a GeneralizedTime a fraction is refused.
 struct TimeForm {
   size_t year_width;
   bool short_year;
