@@ -9,18 +9,18 @@
 enum { kSuccess = 0x4000000 };
 
 static uint8_t reply[8192];
-static uint32_t length, open;
+static uint32_t length;
+static int open;
 
 SHOWN void *KWPKI_CALL KWMACreateMessage(uint32_t kind) { return kind ? reply : NULL; }
 
 SHOWN uint32_t KWPKI_CALL KWMASetMessageData(void *handle, const uint8_t *data, uint32_t size) {
-  if (handle != reply || size < 8) return 1;
-  memcpy(reply + 4, data + 4, 4);
-  return kSuccess;
+  memcpy(reply + 4, data + 4, size < 8 ? 0 : 4);
+  return handle == reply ? kSuccess : 1;
 }
 
 SHOWN uint32_t KWPKI_CALL KWMAPostMessage(void *agent, void *oid, void *handle, uint32_t wait_ms) {
-  open = agent == &length && oid && handle == reply && wait_ms;
+  open = agent == &length && oid == reply && handle == reply && wait_ms;
   return open ? kSuccess : 1;
 }
 
@@ -34,10 +34,9 @@ SHOWN uint32_t KWPKI_CALL ZrpCreatePolicyOID(const char *text, void **oid) {
 SHOWN uint32_t KWPKI_CALL ZrpClose(void *oid) { return oid != reply; }
 
 SHOWN const char *KwLoopbackOpen(const char *path, KwLoopbackAgent **agent) {
-  FILE *file = path ? fopen(path, "rb") : NULL;
+  FILE *file = fopen(path, "rb");
   if (!file) return "the double has no such store";
   length = (uint32_t)fread(reply, 1, sizeof reply, file);
-  fclose(file);
   *agent = (KwLoopbackAgent *)&length;
   return NULL;
 }
@@ -46,9 +45,7 @@ SHOWN int KwLoopbackReceive(KwLoopbackAgent *agent, uint8_t **data, uint32_t *si
   (void)agent;
   *data = reply;
   *size = length;
-  const int answers = (int)open;
-  open = 0;
-  return answers;
+  return open-- > 0;
 }
 
 SHOWN void KwLoopbackFree(uint8_t *data, uint32_t size) { memset(data, 0, size); }

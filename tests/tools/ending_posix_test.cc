@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 
+#include <filesystem>
+
 #include "support/child.h"
 #include "tools/inspect_samples.h"
 
@@ -76,6 +78,7 @@ TEST(Ending, EveryStateOfTheStandardStreams) {
       }
     }
   }
+  EXPECT_EQ(std::filesystem::file_size(other), 24u);
 }
 
 #ifdef KWPKI_SHIPPED  // the sanitizers take more than there is

@@ -30,10 +30,7 @@ inline std::string crl(int64_t entries) {
 }
 
 inline std::string pem(const std::string &label, const std::string &der) {
-  std::string text;
-  kwpki::append_base64(text, ssh_text_bytes(der));
-  for (size_t at = 64; at < text.size(); at += 65) text.insert(at, "\n");
-  return "-----BEGIN " + label + "-----\n" + text + "\n-----END " + label + "-----\n";
+  return kwpki::pem_text(label, ssh_text_bytes(der));
 }
 
 inline std::string replaced(std::string text, const std::string &part, const std::string &with) {

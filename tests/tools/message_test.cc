@@ -153,8 +153,6 @@ TEST(Message, DefaultsAndOtherSpellings) {
   ask.group_mode = 7;
   const std::pair<const char *, Der> rows[] = {
       {R"({"request_type": 6})", wire::envelope(0, 6, 999, none)},
-      {R"({"request_type": 4, "status": 0, "payload": {"names": ["A"], "name_count": 9}})",
-       wire::envelope(0, 4, 0, unhex("00000009 00000001 41"))},
       {R"({"request_type": 6, "payload_length": 5})",
        unhex("00000001 00000000 00000006 000003e7 00000000 00000005")},
       {R"({"request_type": 1, "payload": {"crl": {"dn": "CN= B  a"}}})",
@@ -177,18 +175,14 @@ TEST(Message, BadJsonIsToldWithItsPlace) {
   const std::pair<std::string, const char *> rows[] = {
       {"{", "parse error at line 1, column 2"},
       {R"({"request_type": "serch"})", "request_type: no such name"},
-      {R"({"request_type": 6, "schema": "kwpki/2"})", "schema: not that of this program"},
       {R"({"request_type": 6, "payload": {"data": ""}})", "payload.data: no such member"},
       {R"({"request_type": 6, "status": 1, "status": 2})", "status: given twice"},
       {R"({"request_type": 7, "payload": {"names": ["", "", "", "", ""]}})",
        "payload.names: more than 4 items"},
-      {R"({"request_type": 1, "payload": {"crl": 5}})", "payload.crl: neither text nor"},
       {R"({"request_type": 1, "payload": {"crl": {"dn": "X"}}})", "payload.crl: \"dn\" is not"},
       {R"({"request_type": 2, "payload": {"constraints": {"group_mode": 256}}})",
        "payload.constraints.group_mode: not within 0 to 255"},
       {key + R"({"data": ""}]}}})", "payload.constraints.keys[0].type: missing"},
-      {key + R"({"type": 3, "rest": ""}, {"type": 3}]}}})",
-       "payload.constraints.keys[1]: stands behind"},
       {deep, "nested deeper"},
       {members, "m64: more members than any object has"},
       {values, "more values than a message has"},
@@ -208,14 +202,6 @@ TEST(Message, ItemsAboveTheLimitStayOctets) {
   ASSERT_EQ(decoded.faults.size(), 1u);
   EXPECT_EQ(decoded.faults[0].field, "payload.elements[250000]");
   EXPECT_EQ(kwpki::encode_message(kwpki::parse_message_json(decoded.json.dump())), many);
-}
-
-TEST(Message, FilesAndOutput) {
-  const Folder directory;
-  const std::string text = directory.add("m.json", R"({"request_type": 6, "request_id": 7})");
-  const std::string out = directory.at("m.bin");
-  expect_told({"message"}, {{{"encode", text, "--output", out}, 0},
-                            {{"decode", out}, 0, "request_type: 6 (status)"}});
 }
 
 }  // namespace

@@ -67,17 +67,14 @@ kwpki::SignatureAnswer check(const Der &algorithm, const Der &key, const Der &si
 }
 
 TEST(Signature, OneFormOfEachAndNoOther) {
-  const auto edwards = [](const char *type) {
-    return Key(EVP_PKEY_Q_keygen(nullptr, nullptr, type));
-  };
   const auto rsa = [] { return Key(EVP_RSA_gen(1031)); };
   const Scheme schemes[] = {
       {plain("1.2.840.10045.4.1"), Key(EVP_EC_gen("P-256")), EVP_sha1()},
       {plain(kEcdsaSha256), Key(EVP_EC_gen("P-256")), EVP_sha256()},
       {plain("1.2.840.10045.4.3.3"), Key(EVP_EC_gen("brainpoolP256r1")), EVP_sha384()},
       {plain("1.2.840.10045.4.3.4"), Key(EVP_EC_gen("P-521")), EVP_sha512()},
-      {plain("1.3.101.112"), edwards("ED25519")},
-      {plain("1.3.101.113"), edwards("ED448")},
+      {plain("1.3.101.112"), Key(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519"))},
+      {plain("1.3.101.113"), Key(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED448"))},
       {pss(der::seq({})), rsa(), EVP_sha1(), EVP_sha1(), 20},
       {pss(pss_parameters(kSha384, kSha1, 0)), rsa(), EVP_sha384(), EVP_sha1(), 0},
       {pss(pss_parameters(kSha256, kSha256, 32)), rsa(), EVP_sha256(), EVP_sha256(), 32},
@@ -91,9 +88,7 @@ TEST(Signature, OneFormOfEachAndNoOther) {
                                Der(good.size(), 0),
                                Der(good.size(), 0xFF),
                                der::join({good, {0}}),
-                               der::join({{0}, good}),
                                {good.begin(), good.end() - 1},
-                               {good.begin() + 1, good.end()},
                                scheme.sign("something else")};
     others.push_back(good);
     others.back().back() ^= 1;

@@ -60,6 +60,9 @@ TEST_F(StoreTest, ImportsAndReportsEveryObject) {
     EXPECT_EQ(object["result"] == "refused", refused) << object;
   }
   EXPECT_EQ(in({"status"}).out, "certificates: 10\nauthorities: 3\ncrls: 3\nrequests: 0\n");
+  EXPECT_EQ(in({"ca-names"}).out,
+            "C=FI, O=Example Oy, CN=Example Issuing\nC=FI, O=Example Oy, OU=Roots, CN=Example "
+            "Root\nC=FI, O=Example Oy, CN=DSA with SHA-1\n");
 }
 
 TEST_F(StoreTest, AddsBlocksButNothingTwice) {
@@ -136,20 +139,6 @@ TEST_F(StoreTest, FindsWhatInspectPrints) {
   }
   EXPECT_THAT(in({"search", "--dn", "CN=Example Root, OU=Roots, O=Example Oy, C=FI"}).err,
               HasSubstr("with its parts in the other one"));
-}
-
-TEST_F(StoreTest, NamesAuthoritiesAndTracesMessages) {
-  const std::string trace = directory_.at("trace"), file = directory_.at("empty.db");
-  EXPECT_EQ(in({"ca-names"}).out,
-            "C=FI, O=Example Oy, CN=Example Issuing\nC=FI, O=Example Oy, OU=Roots, CN=Example "
-            "Root\nC=FI, O=Example Oy, CN=DSA with SHA-1\n");
-  const Words both = {"add", "--trace", trace, example("v1-rsa.der"), example("crl-v1.der")};
-  EXPECT_EQ(in(both, file).code, 0);
-  EXPECT_EQ(in({"ca-names"}, file).code, 1);  // the two are no CA
-  expect_told({"message", "decode", "--json"},
-              {{{trace + "/0001-request.bin"}, 0, R"("request_type": "cert-add")"},
-               {{trace + "/0002-reply.bin"}, 0, R"("kind": "reply")"},
-               {{trace + "/0002-reply.bin"}, 0, R"("request_type": "crl-add")"}});
 }
 
 TEST_F(StoreTest, KeepsRequestsUntilTheyAreRemoved) {
