@@ -32,7 +32,7 @@ struct Row {
 class ChainTest : public testing::Test {
  protected:
   std::string make(const char *name, const char *issuer, const Part &part) {
-    const Cert cert{name_of(name),   name_of(issuer), key_,       key_,   part.hash, -1,
+    const Cert cert{name_of(name),   name_of(issuer), key_,       key_,   part.hash,
                     part.extensions, part.from,       part.until, name[0]};
     return cert.make();
   }
@@ -120,7 +120,6 @@ TEST_F(ChainTest, WhatIsGivenInTheWrongPlace) {
                {{orphan}, 1, "certificate CN=Leaf (ecdsa-sha256): no issuer found\n"},
                {{"--crl", root, root}, 0, "valid", "root: no CRL; passed over"},
                {{"--untrusted", bad, root}, 1, "valid", "bad: refused: no certificate"},
-               {{crl}, 0, "", ".crl: a CRL; passed over"},
                {{behind}, 1, "behind: valid; 1 byte behind the certificate\n"},
                {{"--at", "soon", root}, 2, "", "--at: not \"now\""},
                {{"--issuer", root, root}, 2, "", "excludes"}});

@@ -53,7 +53,6 @@ TEST(Ending, EveryStateOfTheStandardStreams) {
       {{"message", "encode", message}, 0, true},
       {{"message", "encode", message, "--output", other}, 0, false},
       {{"message", "encode", message, "--output", "/dev/full"}, 3, false},
-      {{"--help"}, 0, true},
   };
   for (const auto &command : commands) {
     for (const Stream in : {kOpen, kClosed}) {
@@ -90,7 +89,6 @@ TEST(Ending, TheProcessIsOutOfMemory) {
   EXPECT_EQ(run({"add", kExamples + "chain-bundle.pem", "--store", store}).code, 0);
   const Arguments commands[] = {
       {"inspect", "--json", "--tree", kExamples + "v3-rich.der", kExamples + "crl-v2.pem"},
-      {"verify", "--issuer", kExamples + "ca-root.pem", kExamples + "ca-issuing.pem"},
       {"search", "--dns", "www.example.com", "--store", store},
       {"add", kExamples + "ca-root.pem", "--store", store},
   };

@@ -47,27 +47,4 @@ TEST(InspectKeys, Curves) {
   EXPECT_EQ(shown["bits"], 384);
 }
 
-// What is left out is read by the test of signatures, which are made with the defaults, too.
-TEST(InspectKeys, Pss) {
-  const Key key = generate("RSA-PSS", [](EVP_PKEY_CTX *context) {
-    EVP_PKEY_CTX_set_rsa_keygen_bits(context, 1032);
-    EVP_PKEY_CTX_set_rsa_pss_keygen_md(context, EVP_sha512());
-    EVP_PKEY_CTX_set_rsa_pss_keygen_mgf1_md(context, EVP_sha512());
-    EVP_PKEY_CTX_set_rsa_pss_keygen_saltlen(context, 0);
-  });
-  const Cert cert{name_of("A"), name_of("A"), key, key, EVP_sha512(), 0};
-  json shown = run({"inspect", "--json"}, cert.make()).objects().at(0);
-  EXPECT_EQ(shown["public_key"]["type"], "RSASSA-PSS");
-  for (const char *place : {"signature", "public_key"}) {
-    json &names = shown[place]["parameters"];
-    for (const char *member : {"hash", "mask_generation", "mask_hash"})
-      names[member] = json(names[member]["name"]);
-    EXPECT_EQ(names, (json{{"hash", "sha512"},
-                           {"mask_generation", "id-mgf1"},
-                           {"mask_hash", "sha512"},
-                           {"salt_length", 0},
-                           {"trailer_field", 1}}));
-  }
-}
-
 }  // namespace

@@ -39,11 +39,11 @@ inline std::string replaced(std::string text, const std::string &part, const std
   return text;
 }
 
-// broken gives what is cut off anywhere, and what has another byte anywhere.
+// broken gives what is cut off anywhere, the whole as well, and what has another byte anywhere.
 inline std::vector<std::string> broken(const std::string &whole) {
   std::vector<std::string> all;
   for (size_t at = 0; at < whole.size(); ++at) {
-    all.push_back(whole.substr(0, at));
+    all.push_back(whole.substr(0, at + 1));
     for (const int change : {0x01, 0x02, 0x20, 0x80, 0xFF}) {
       all.push_back(whole);
       all.back()[at] = static_cast<char>(whole[at] ^ change);

@@ -73,11 +73,9 @@ TEST(InspectValues, InWords) {
 // A value that is not of its form is shown as it stands, whatever part of it is missing.
 TEST(InspectValues, BrokenTimestampsStayOctets) {
   const Der whole = timestamp(0, {0xAB});
-  std::vector<Der> values = {der::octets(whole), der::octets(der::join({counted(whole), {0}})),
-                             timestamps({0, 0})};
-  for (size_t size = 1; size < whole.size(); ++size)
-    values.push_back(timestamps(Der(&whole[0], &whole[size])));
-  for (const Der &value : values) {
+  for (const Der &value : {der::octets(whole), der::octets(der::join({counted(whole), {0}})),
+                           timestamps({0, 0}), timestamps({whole.begin(), whole.end() - 1}),
+                           timestamps({whole.begin(), whole.begin() + 20})}) {
     const Result result = run({"inspect", "--json"}, with_extension(kTimestamps, value));
     const json shown = result.objects().at(0)["extensions"].at(0);
     EXPECT_FALSE(shown.contains("contents")) << shown;

@@ -16,26 +16,15 @@
 namespace openssl_samples {
 
 using Key = Owner<EVP_PKEY, EVP_PKEY_free>;
-using KeyContext = Owner<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using X509Owner = Owner<X509, X509_free>;
 using CrlOwner = Owner<X509_CRL, X509_CRL_free>;
 using NameOwner = Owner<X509_NAME, X509_NAME_free>;
 using Extensions = std::vector<std::pair<int, std::string>>;
 
-// generate makes a key of a type after `set` has told what it is to be like.
-template <class Set>
-Key generate(const char *type, Set set) {
-  const KeyContext context(EVP_PKEY_CTX_new_from_name(nullptr, type, nullptr));
-  EVP_PKEY *key = nullptr;
-  EXPECT_GT(EVP_PKEY_keygen_init(context.get()), 0);
-  set(context.get());
-  EXPECT_GT(EVP_PKEY_generate(context.get(), &key), 0);
-  return Key(key);
-}
-
-inline NameOwner name_of(const std::string &text, int type = V_ASN1_PRINTABLESTRING) {
+inline NameOwner name_of(const std::string &text) {
   NameOwner name(X509_NAME_new());
-  X509_NAME_add_entry_by_txt(name.get(), "CN", type, reinterpret_cast<const uint8_t *>(text.data()),
+  X509_NAME_add_entry_by_txt(name.get(), "CN", V_ASN1_PRINTABLESTRING,
+                             reinterpret_cast<const uint8_t *>(text.data()),
                              static_cast<int>(text.size()), -1, 0);
   return name;
 }
@@ -54,7 +43,6 @@ struct Cert {
   NameOwner subject, issuer;
   const Key &key, &signer;
   const EVP_MD *hash = EVP_sha1();
-  int pss_salt = -1;
   Extensions extensions = {};    // in the words of openssl.cnf
   long from = 0, until = 86400;  // seconds from now
   long serial = 4711;
@@ -74,9 +62,7 @@ struct Cert {
       EXPECT_EQ(X509_add_ext(cert.get(), extension.get(), -1), 1) << value;
     }
     const Owner<EVP_MD_CTX, EVP_MD_CTX_free> context(EVP_MD_CTX_new());
-    EVP_PKEY_CTX *padding = nullptr;
-    EXPECT_EQ(EVP_DigestSignInit(context.get(), &padding, hash, nullptr, signer.get()), 1);
-    if (pss_salt >= 0) EVP_PKEY_CTX_set_rsa_pss_saltlen(padding, pss_salt);
+    EXPECT_EQ(EVP_DigestSignInit(context.get(), nullptr, hash, nullptr, signer.get()), 1);
     EXPECT_GT(X509_sign_ctx(cert.get(), context.get()), 0);
     return der_of<i2d_X509>(cert.get());
   }

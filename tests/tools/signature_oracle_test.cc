@@ -194,6 +194,8 @@ TEST(Signature, WhatCannotHaveMadeIt) {
     EXPECT_EQ(answer.verdict, row.verdict) << hex(row.algorithm) << hex(row.key) << answer.why;
     EXPECT_THAT(answer.why, HasSubstr(row.why)) << hex(row.algorithm) << hex(row.key);
   }
+  EXPECT_EQ(kwpki::weak_hash("rsa-pss", pss(der::seq({}))), "SHA-1") << "by default";
+  EXPECT_EQ(kwpki::weak_hash("rsa-pss", rsa), "");
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ class VerifyTest : public testing::Test {
   }
   static std::string made(const char *name, const Key &key, const Key &signer,
                           const Extensions &extensions = {}, const EVP_MD *hash = EVP_sha1()) {
-    return Cert{name_of(name), name_of("Root"), key, signer, hash, -1, extensions}.make();
+    return Cert{name_of(name), name_of("Root"), key, signer, hash, extensions}.make();
   }
   static std::string root(const Key &key, const EVP_MD *hash = EVP_sha1()) {
     return made("Root", key, key, {}, hash);
@@ -41,8 +41,7 @@ TEST_F(VerifyTest, TellsWhoSigned) {
                                          pem("CERTIFICATE", root(rsa_)));
   const std::string record = leaf(rsa_), list = crl("Root", rsa_), and_ = "--issuer";
   expect_told({"verify", "--issuer"},
-              {{{all}, 0, ": valid, signed by CN=Root", "", record},
-               {{other, and_, one}, 0, ": valid", "", made("Leaf", rsa_, rsa_, issuer_id)},
+              {{{other, and_, one}, 0, ": valid", "", made("Leaf", rsa_, rsa_, issuer_id)},
                {{case_}, 0, ": valid, signed by CN=rOOT", "", record},
                {{other}, 1, ": invalid, issuer CN=Root", "", list},
                {{ec}, 1, ": key does not fit", "", record},
@@ -76,13 +75,13 @@ TEST_F(VerifyTest, OneLineForEachOfAllFiles) {
 }
 
 TEST_F(VerifyTest, ExitCodesAndWhatIsWeak) {
-  const Key curve(EVP_EC_gen("P-192")), pss = generate("RSA-PSS", [](EVP_PKEY_CTX *) {});
+  const Key curve(EVP_EC_gen("P-192"));
   const std::string issuer = add("root", root(rsa_)), good = add("good", leaf(rsa_)),
                     list = add("list", crl("Root", rsa_)), broken = add("broken", "broken"),
                     front = add("front", std::string("\5\0", 2) + leaf(rsa_)),
                     behind = add("behind", root(rsa_) + "xyz"),
                     strong = add("strong", root(ec_, EVP_sha256())),
-                    on_curve = add("curve", root(curve)), by_sha1 = add("pss", root(pss));
+                    on_curve = add("curve", root(curve));
   std::string changed = leaf(rsa_);
   changed[changed.rfind(std::string("\5\0", 2))] = 4;
   const std::string outside = add("outside", changed);
@@ -96,8 +95,7 @@ TEST_F(VerifyTest, ExitCodesAndWhatIsWeak) {
                {{issuer, front}, 1, "bits; 2 bytes in front of the certificate\n"},
                {{issuer, "--strict", good}, 1, "valid, signed by CN=Root"},
                {{issuer, outside}, 1, ": its two algorithm identifiers differ"},
-               {{on_curve, on_curve}, 0, "(ecdsa-sha1); weak: SHA-1, EC of 192 bits\n"},
-               {{by_sha1, by_sha1}, 0, "(rsa-pss); weak: SHA-1\n"}});
+               {{on_curve, on_curve}, 0, "(ecdsa-sha1); weak: SHA-1, EC of 192 bits\n"}});
 }
 
 // Found is a certificate or CRL of the corpus as OpenSSL reads it.
