@@ -1,7 +1,7 @@
 #!/bin/sh
 # bindings.sh HEADER LIBRARY TOOL EXPORTS.TXT feeds the public header, as it stands, to tools that
-# make bindings of it for other languages, as far as they are here. cffi gives every function and the
-# status codes, with the values that `kwpki error` tells.
+# make bindings of it for other languages, as far as they are here. cffi gives every function and
+# the status codes, with the values that `kwpki error` tells.
 header=$1 library=$2 tool=$3 exports=$4
 work=$(mktemp -d) && trap 'rm -rf "$work"' EXIT
 bad=0

@@ -80,7 +80,8 @@ paths = [path for path in (corpus, examples) if os.path.isdir(path)]
 lines = run("inspect", "--json", *paths)
 check("inspect", lines)
 if os.path.isdir(corpus):
-    compare_keys({os.path.basename(each["file"]): each for each in map(json.loads, lines.splitlines())})
+    compare_keys({os.path.basename(each["file"]): each
+                  for each in map(json.loads, lines.splitlines())})
 check("inspect", run("inspect", "--json", "--profile", "classic", examples))
 check("inspect", run("inspect", "--json", "--tree", "--tree-lines", "3", examples))
 check("inspect", run("inspect", "--json", "--find", "2", *paths))

@@ -1,6 +1,6 @@
-"""page.py KWPKI EXAMPLES WORK: pages of --html in Chromium. What is pointed at or focused is marked,
-in elements and bytes; nothing is fetched, and names from data do nothing. Without Chromium's driver
-it ends with 77."""
+"""page.py KWPKI EXAMPLES WORK: pages of --html in Chromium. What is pointed at or focused is
+marked, in elements and bytes; nothing is fetched, and names from data do nothing. Without
+Chromium's driver it ends with 77."""
 import json
 import pathlib
 import shutil
