@@ -75,7 +75,4 @@ TEST(Oid, TextAboveTheAllocationLimitIsRefused) {
   const SshText fits(ssh_ber_oid_text({Bytes(arcs).first(arcs.size() - 1)}));
   ASSERT_NE(fits, nullptr);
   EXPECT_EQ(std::strlen(fits.get()), SSH_XMALLOC_MAX - 1);
-  size_t count;
-  const std::string dots(SSH_XMALLOC_MAX / 4, '.');
-  EXPECT_EQ(ssh_ber_oid_string_to_arcs(dots.c_str(), &count), nullptr);
 }

@@ -37,11 +37,4 @@ inline std::vector<const TsvRow *> of(const Groups &groups, const TsvRow &item) 
   return found == groups.end() ? std::vector<const TsvRow *>{} : found->second;
 }
 
-inline Der name_der(const TsvRow &item, const std::string &who) {
-  for (const TsvRow *row : of(corpus().names_of, item)) {
-    if ((*row)["who"] == who) return unhex((*row)["der"]);
-  }
-  return {};
-}
-
 }  // namespace corpus_items

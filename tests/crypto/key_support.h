@@ -5,6 +5,7 @@
 #include "crypto/public_key.h"
 #include "support/numbers.h"
 #include "support/test.h"
+#include "support/wire.h"
 
 namespace key {
 
@@ -54,11 +55,7 @@ inline SshPublicKeyOwner dl(const Group &group, const SshMpInt &y, const char *n
   return key;
 }
 
-inline std::string be32(size_t value) {
-  uint8_t octets[4];
-  ssh_store_be32(octets, static_cast<uint32_t>(value));
-  return hex(octets);
-}
+inline std::string be32(size_t value) { return hex(wire::u32(static_cast<uint32_t>(value))); }
 inline std::string field(const std::string &digits) { return be32(digits.size() / 2) + digits; }
 inline std::string field_of(std::string_view text) { return field(hex(ssh_text_bytes(text))); }
 inline std::string integer(const SshMpInt &value) { return be32(value.bits()) + text(value); }

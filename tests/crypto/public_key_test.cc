@@ -20,11 +20,7 @@ std::string export_of(const SshPublicKeyOwner &key) {
 }  // namespace
 
 TEST(PublicKey, NamesThatParseAndTheirSpelling) {
-  const struct {
-    SshKeyStatus status;
-    std::vector<const char *> names;
-    const char *spelled = "";
-  } cases[] = {
+  const std::tuple<SshKeyStatus, std::vector<const char *>, const char *> cases[] = {
       {SSH_KEY_OK, {"if-modn", "if-modn{}"}, "if-modn"},
       {SSH_KEY_OK, {"if-modn{encrypt{rsa-pkcs1-none},sign{rsa-pkcs1-sha1}}"}, kRsaName},
       {SSH_KEY_OK,
@@ -32,10 +28,12 @@ TEST(PublicKey, NamesThatParseAndTheirSpelling) {
        "if-modn{sign{rsa-pkcs1-none}}"},
       {SSH_KEY_UNKNOWN_NAME,  // also those that only a signature may name, and no scheme "plain"
        {"if-modn{verify{rsa-pkcs1-md5}}", "if-modn{sign{rsa-nist-sha1}}", "if-modn{dh}",
-        "if-modn{sign{rsa-pkcs1-sha256}}", "if-modn{sign}"}},
+        "if-modn{sign{rsa-pkcs1-sha256}}", "if-modn{sign}"},
+       ""},
       {SSH_KEY_BAD_FORMAT,  // parsed whole before anything is looked up
        {"if-modn{verify}x", "", "if-modn{", "if-modn,", "if-modn{sign{}}",
-        "if-modn{,sign{rsa-pkcs1-md5}}", "if-modn{sign{rsa-pkcs1-md5}encrypt}"}}};
+        "if-modn{,sign{rsa-pkcs1-md5}}", "if-modn{sign{rsa-pkcs1-md5}encrypt}"},
+       ""}};
   const SshMpInt one(1);
   for (const auto &[status, names, spelled] : cases) {
     for (const char *name : names) {

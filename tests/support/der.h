@@ -33,12 +33,7 @@ inline Der text(unsigned identifier, std::string_view content) {
 }
 
 // repeat gives so many copies of an element.
-inline Der repeat(const Der &element, size_t count) {
-  Der all;
-  all.reserve(element.size() * count);
-  while (count-- > 0) all.insert(all.end(), element.begin(), element.end());
-  return all;
-}
+inline Der repeat(const Der &element, size_t count) { return join(std::vector(count, element)); }
 
 // indefinite gives a constructed element of indefinite length.
 inline Der indefinite(unsigned identifier, const std::vector<Der> &parts) {
