@@ -18,6 +18,9 @@ TEST_F(Files, ContentsByNameAndByStandardInput) {
       EXPECT_NE(std::fseek(stdin, 0, SEEK_SET), -1) << "standard input was closed";
     }
   }
+  ASSERT_NE(std::freopen(folder_.add("file", "headbody").c_str(), "rb", stdin), nullptr);
+  EXPECT_EQ(std::fseek(stdin, 4, SEEK_SET), 0);
+  EXPECT_EQ(read("-", ssh_read_file), "body");
 }
 
 TEST_F(Files, WhatCannotBeReadIsRefused) {
