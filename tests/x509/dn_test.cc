@@ -178,9 +178,10 @@ TEST_F(Names, Encodings) {
 // Pairs are the longest lists that there are; to look for the end of theirs each time would take
 // hours. What goes through DER walks over nodes, and would spend the work there is for its bytes.
 TEST_F(Names, HugeNames) {
-  for (const std::string separator : {", ", " + "}) {
+  const std::pair<std::string, int> rows[] = {{", ", 100001}, {" + ", 1000000}};
+  for (const auto &[separator, most] : rows) {
     std::string huge = "CN=a";
-    for (int pairs = 1; pairs < 1000000; ++pairs) {
+    for (int pairs = 1; pairs < most; ++pairs) {
       EXPECT_TRUE(pairs != 100000 || text_of_der(unhex(Dn(huge.c_str()).der())) == huge);
       huge += separator + "CN=a";
     }
