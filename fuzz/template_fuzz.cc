@@ -1,80 +1,24 @@
 // Template text up to a zero byte, then bytes to read with it. Views and blocks must tell the same
 // story.
 #include <algorithm>
-#include <deque>
-#include <vector>
 
-#include "asn1/node.h"
 #include "fuzz.h"
+#include "support/template.h"
 
 namespace {
 
-// Values has a place for each form of output.
-struct Values {
-  int number = 0;
-  uint32_t word = 0;
-  SshMpInt integer;
-  Bytes bytes;
-  SshAsn1Bits bits;
-  uint8_t *block = nullptr;
-  size_t size = 0;
-  char *text = nullptr;
-  SshOid oid;
-  SshBerTime time;
-  SshAsn1Node node;
-};
-
-// Arguments are outputs for a whole template: blocks where `owned` asks for them and the type has
-// such.
-struct Arguments {
-  std::vector<uint32_t> fits;
-  std::vector<void *> outputs;
-  std::deque<Values> values;
-
-  void add(uint32_t form, Values &value) {
-    void *const places[] = {&value.number, &value.word,  &value.integer, &value.bytes,
-                            &value.bits,   &value.block, &value.size,    &value.text,
-                            &value.oid,    &value.time,  &value.node};
-    fits.push_back(form);
-    for (size_t i = 0; i < std::size(places); ++i) {
-      if (form == 1U << i) outputs.push_back(places[i]);
-    }
-  }
-
-  Arguments(const SshAsn1Program &program, bool owned) {
-    for (uint32_t i = 0; i < program.count; ++i) {
-      const SshAsn1Op &op = program.ops[i];
-      const SshAsn1Binding &binding = kSshAsn1Bindings[op.type];
-      if (binding.view == 0 || (op.children && op.type < SSH_ASN1_CONSTRUCTED)) continue;
-      Values &value = values.emplace_back();
-      add(owned && binding.second_form ? binding.second_form : binding.view, value);
-      if (owned && binding.sized) add(SSH_ASN1_FORM_SIZE, value);
-    }
-    fits.push_back(0);
-    outputs.push_back(nullptr);
-  }
-  Arguments(const Arguments &) = delete;
-  Arguments &operator=(const Arguments &) = delete;
-  ~Arguments() {
-    for (Values &value : values) {
-      ssh_xfree(value.block);
-      ssh_xfree(value.text);
-    }
-  }
-};
-
 SshAsn1Status read(SshAsn1Program program, SshAsn1Mode mode, SshAsn1Node node, bool owned) {
-  Arguments arguments(program, owned);
-  ssh_asn1_bind(program, arguments.fits.data(), arguments.fits.size() - 1);
-  require(program.fault == SSH_ASN1_TEMPLATE_OK);
   const int64_t blocks = ssh_mem_blocks();
-  const SshAsn1Status status =
-      ssh_asn1_run_read(mode, node, program.ops, program.count, arguments.outputs.data());
-  if (status == SSH_ASN1_OK) return status;
-  for (const Values &value : arguments.values) require(!value.block && !value.text);
-  const size_t integers = 2 * arguments.values.size();  // large ones hold a block each
+  const TemplateReading reading(program, mode, node, owned);
+  require(program.fault == SSH_ASN1_TEMPLATE_OK);
+  if (reading.status == SSH_ASN1_OK) return reading.status;
+  for (const TemplateOutput &output : reading.outputs) {
+    require(output.block == TemplateOutput::mark || !output.block);
+    require(output.text == TemplateOutput::unset || !output.text);
+  }
+  const size_t integers = 2 * reading.outputs.size();  // large ones hold a block each
   require(ssh_mem_blocks() <= blocks + static_cast<int64_t>(integers));
-  return status;
+  return reading.status;
 }
 
 }  // namespace

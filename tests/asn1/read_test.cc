@@ -1,99 +1,49 @@
 
-#include <bit>
-
-#include "asn1/node.h"
+#include "support/template.h"
 #include "support/test.h"
 
 namespace {
 
-// What no output has been stored into shows these.
-uint8_t kMark[] = {0x5E};
-char kUnset[] = "unset";
-
-// Outputs is a place for whatever one element stores.
-struct Outputs {
-  int number = -77;
-  uint32_t word = 77777;
-  SshMpInt integer{-77};
-  Bytes bytes{kMark};
-  SshAsn1Bits bits{kMark, 8};
-  uint8_t *block = kMark;
-  size_t size = 1;
-  char *text = kUnset;
-  SshOid oid{kMark};
-  SshBerTime time{.year = 77, .month = 7, .day = 7};
-  SshAsn1Node node{kMark, kMark + 1, kMark + 1, nullptr};
-
-  ~Outputs() {
-    if (block != kMark) ssh_xfree(block);
-    if (text != kUnset) ssh_xfree(text);
-  }
-
-  // place gives what takes an output of a form.
-  void *place(uint32_t form) {
-    void *const places[] = {&number, &word, &integer, &bytes, &bits, &block,
-                            &size,   &text, &oid,     &time,  &node};
-    return places[std::countr_zero(form)];
-  }
-
-  [[nodiscard]] std::string show(const SshAsn1Op &op) const {
-    SshMpInt value = integer;
-    switch (op.type) {
-      case SSH_ASN1_INTEGER:
-        if (op.second_form) value.set_twos_complement(bytes);
-        return SshText(value.to_decimal()).get();
-      case SSH_ASN1_SHORT:
-        return std::to_string(word);
-      case SSH_ASN1_BITS:
-        return op.second_form
-                   ? hex({block, (size + 7) / 8}) + "/" + std::to_string(size)
-                   : hex(bits.octets.first((bits.bits + 7) / 8)) + "/" + std::to_string(bits.bits);
-      case SSH_ASN1_OCTETS:
-        return "'" + hex(op.second_form ? Bytes(block, size) : bytes);
-      case SSH_ASN1_OID:
-        return op.second_form ? text : SshText(ssh_ber_oid_text(oid)).get();
-      case SSH_ASN1_UTC_TIME:
-      case SSH_ASN1_GENERALIZED_TIME:
-        return SshText(ssh_ber_time_to_string(&time)).get();
-      case SSH_ASN1_ANY:
-        return node ? hex(node.list()) : "null";
-      default:
-        return std::to_string(number);
+// show gives what an element stored.
+std::string show(const TemplateOutput &out, const SshAsn1Op &op) {
+  SshMpInt value = out.integer;
+  switch (op.type) {
+    case SSH_ASN1_INTEGER:
+      if (op.second_form) value.set_twos_complement(out.bytes);
+      return SshText(value.to_decimal()).get();
+    case SSH_ASN1_SHORT:
+      return std::to_string(out.word);
+    case SSH_ASN1_BITS: {
+      const size_t bits = op.second_form ? out.size : out.bits.bits;
+      const uint8_t *const octets = op.second_form ? out.block : out.bits.octets.data();
+      return hex({octets, (bits + 7) / 8}) + "/" + std::to_string(bits);
     }
+    case SSH_ASN1_OCTETS:
+      return "'" + hex(op.second_form ? Bytes(out.block, out.size) : out.bytes);
+    case SSH_ASN1_OID:
+      return op.second_form ? out.text : SshText(ssh_ber_oid_text(out.oid)).get();
+    case SSH_ASN1_UTC_TIME:
+    case SSH_ASN1_GENERALIZED_TIME:
+      return SshText(ssh_ber_time_to_string(&out.time)).get();
+    case SSH_ASN1_ANY:
+      return out.node ? hex(out.node.list()) : "null";
+    default:
+      return std::to_string(out.number);
   }
-};
+}
 
-// read runs any template with an output for each of its elements, views or blocks of the caller's
-// own, and gives the status followed by what each element stored: "?" where nothing was written.
+// read gives the status of reading with a template, followed by what each element stored: "?" where
+// nothing was written.
 std::string read(std::string_view text, SshAsn1Node node, bool owned,
                  SshAsn1Mode mode = SshAsn1Mode::kSearch) {
   SshAsn1Program program = SshAsn1Parser(text.data(), text.size()).run();
-  std::vector<uint32_t> fits, told;
-  std::vector<void *> pointers;
-  std::vector<Outputs> outputs(program.count);
-  for (uint32_t i = 0; i < program.count; ++i) {
-    const SshAsn1Op &op = program.ops[i];
-    const SshAsn1Binding &binding = kSshAsn1Bindings[op.type];
-    if (binding.view == 0 || (op.children && op.type < SSH_ASN1_CONSTRUCTED)) continue;
-    const auto add = [&](uint32_t form) {
-      fits.push_back(form);
-      pointers.push_back(outputs[i].place(form));
-    };
-    told.push_back(i);
-    add(owned && binding.second_form ? binding.second_form : binding.view);
-    if (owned && binding.sized) add(SSH_ASN1_FORM_SIZE);
-  }
-  fits.push_back(0);
-  ssh_asn1_bind(program, fits.data(), pointers.size());
+  const TemplateReading reading(program, mode, node, owned);
   EXPECT_EQ(program.fault, SSH_ASN1_TEMPLATE_OK) << text;
-
-  const SshAsn1Status status =
-      ssh_asn1_run_read(mode, node, program.ops, program.count, pointers.data());
-  std::string result = std::to_string(status);
-  for (const uint32_t i : told) {
-    if (status != SSH_ASN1_OK) break;
-    const std::string shown = outputs[i].show(program.ops[i]);
-    result += shown == Outputs().show(program.ops[i]) ? " ?" : " " + shown;
+  std::string result = std::to_string(reading.status);
+  for (const uint32_t i : reading.told) {
+    if (reading.status != SSH_ASN1_OK) break;
+    const std::string shown = show(reading.outputs[i], program.ops[i]);
+    result += shown == show(TemplateOutput(), program.ops[i]) ? " ?" : " " + shown;
   }
   return result;
 }
