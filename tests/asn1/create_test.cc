@@ -57,6 +57,7 @@ TEST_F(Create, Primitives) {
   for (const int no : {0, 2}) expect("010100", "(boolean ())"_asn1, no);
   expect("0a020080", "(enum ())"_asn1, &n128);
   expect("180f 32303439313233313233353935385a", "(generalized-time ())"_asn1, &time);
+  expect("170d 3439313233313233353935385a", "(utc-time ())"_asn1, &time);
   expect("0203ffffff", "(integer ())"_asn1, three);
   expect("03020780", "(bit-string ())"_asn1, SshAsn1Bits{three, 1});
   expect("030307ff80", "(bit-string ())"_asn1, start, size_t{9});
@@ -89,6 +90,7 @@ TEST_F(Create, Any) {
                           strays = ssh_asn1_node_child(stray.node);
   expect("3000", "(sequence ()(any ())(any (e 1))(any (2)))"_asn1, none, none, none);
   expect("3007 0500 0101ff 0500", "(sequence ()(any ())(any ()))"_asn1, list.node, one.node);
+  expect("0500", "(any ())"_asn1, one.node);
   expect("a10505000101ff", "(any (e 1))"_asn1, list.node);
   expect("a180 0500 0000", "(any (ei 1))"_asn1, one.node);
   // An implicit tag rewrites the first header and keeps its form.

@@ -49,6 +49,28 @@ TEST(PublicKey, NamesThatParseAndTheirSpelling) {
   }
 }
 
+TEST(PublicKey, SchemesByTagAndQuestions) {
+  const SshMpInt n(23), e(11);
+  SshPublicKeyOwner key;
+  const SshKeyValue scheme = {SSH_KEY_TAG_SIGN, nullptr, "rsa-pkcs1-none"};
+  ASSERT_EQ(define(&key, "if-modn{encrypt{rsa-pkcs1-none}}",
+                   {scheme, {SSH_KEY_TAG_N, &e}, {SSH_KEY_TAG_N, &n}, {SSH_KEY_TAG_E, &e}}),
+            SSH_KEY_OK);
+  EXPECT_STREQ(SshText(ssh_public_key_name(key.get())).get(),
+               "if-modn{sign{rsa-pkcs1-none},encrypt{rsa-pkcs1-none}}");
+  SshMpInt a, b;
+  const char *sign = nullptr;
+  const auto status = [&](std::initializer_list<SshKeyQuestion> questions) {
+    return ssh_public_key_get_info(key.get(), questions);
+  };
+  EXPECT_EQ(status({{SSH_KEY_TAG_SIGN, nullptr, &sign}, {}, {SSH_KEY_TAG_P}}), SSH_KEY_OK);
+  EXPECT_STREQ(sign, "rsa-pkcs1-none");
+  EXPECT_EQ(status({{SSH_KEY_TAG_N, &a}, {SSH_KEY_TAG_P, &b}, {SSH_KEY_TAG_E, &b}}),
+            SSH_KEY_BAD_TAG);
+  EXPECT_TRUE(a == n && b.is_zero()) << "the first that fails ends it";
+  EXPECT_EQ(status({{SSH_KEY_TAG_N}}), SSH_KEY_REFUSED) << "no place for the answer";
+}
+
 TEST(PublicKey, ImportRefusals) {
   const std::string one = be32(1) + "01", ints = one + one, dl_data = be32(0) + ints + one;
   const std::string whole = blob(kRsaName, ints), rest = whole.substr(16), magic = "65c8b28a";

@@ -107,6 +107,16 @@ TEST_F(Wire, EveryTruncationFailsCleanly) {
   }
 }
 
+TEST_F(Wire, ABufferLosesWhatWasDecoded) {
+  SshBuffer buffer;
+  ssh_encode_buffer(buffer, {ssh_put_char(7), ssh_put_char(8)});
+  uint32_t number = 0;
+  EXPECT_EQ(ssh_decode_buffer(buffer, {ssh_get_char(&number), ssh_get_uint32(&number)}), 0u);
+  EXPECT_EQ(ssh_decode_buffer(buffer, {ssh_get_char(&number)}), 1u);
+  EXPECT_EQ(number, 7u);
+  EXPECT_EQ(hex(ssh_buffer_bytes(buffer)), "08");
+}
+
 TEST_F(Wire, Limits) {
   uint8_t *block = nullptr;
   std::vector<uint8_t> large(4 + SSH_XMALLOC_MAX);  // leaves no room for a terminator

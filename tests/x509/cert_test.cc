@@ -220,11 +220,13 @@ TEST_F(CertTest, ExtensionsByKind) {
 TEST_F(CertTest, RefusalsSayTheRuleAndWhere) {
   const Der kEight = wrap(0, integer(8)), kNull = null(), kTime = text(0x17, "010203040506Z");
   const Der kLow = seq({seq({integer(1), algorithm(kRsaSha1)})});
+  const Der kHour24 = text(0x17, "010203240506Z");
   const struct {
     Der whole, fault;
     std::string reason;
     SshX509Found found;
     const char *id = "";
+    SshX509Profile profile = SSH_X509_CLASSIC;
   } rows[] = {
       {sample::with(&P::version, kEight), integer(8), "version 0 to 2 are defined",
        SSH_X509_FOUND_VALUE},
@@ -235,8 +237,13 @@ TEST_F(CertTest, RefusalsSayTheRuleAndWhere) {
        "basic constraints a SEQUENCE belongs there", SSH_X509_FOUND_INSIDE, "2.5.29.19"},
       {with({kKeyUsage, kKeyUsage}), kKeyUsage, "extension stands there twice", SSH_X509_FOUND_IT,
        "2.5.29.15"},
+      {sample::with(&P::validity, seq({kTime, kHour24})), kHour24,
+       "time has hour 24, or a zone that is neither Z nor four digits", SSH_X509_FOUND_IT, "",
+       SSH_X509_MODERN},
   };
+  expect_all<Cert>(true, {sample::with(&P::validity, seq({kTime, kHour24}))});  // under classic
   for (const auto &row : rows) {
+    const ProfileScope scope(row.profile);
     const Cert cert(row.whole);
     EXPECT_EQ(reason(cert->refusal), row.reason);
     EXPECT_EQ(cert->refusal.found, row.found) << row.reason;
