@@ -9,18 +9,18 @@
 enum { kSuccess = 0x4000000 };
 
 static uint8_t reply[8192];
-static uint32_t length;
-static int open;
+static uint32_t length, open;
 
 SHOWN void *KWPKI_CALL KWMACreateMessage(uint32_t kind) { return kind ? reply : NULL; }
 
 SHOWN uint32_t KWPKI_CALL KWMASetMessageData(void *handle, const uint8_t *data, uint32_t size) {
-  memcpy(reply + 4, data + 4, size < 8 ? 0 : 4);
-  return handle == reply ? kSuccess : 1;
+  if (handle != reply || size < 8) return 1;
+  memcpy(reply + 4, data + 4, 4);
+  return kSuccess;
 }
 
 SHOWN uint32_t KWPKI_CALL KWMAPostMessage(void *agent, void *oid, void *handle, uint32_t wait_ms) {
-  open = agent == &length && oid == reply && handle == reply && wait_ms;
+  open = agent == &length && oid && handle == reply && wait_ms;
   return open ? kSuccess : 1;
 }
 
@@ -34,9 +34,10 @@ SHOWN uint32_t KWPKI_CALL ZrpCreatePolicyOID(const char *text, void **oid) {
 SHOWN uint32_t KWPKI_CALL ZrpClose(void *oid) { return oid != reply; }
 
 SHOWN const char *KwLoopbackOpen(const char *path, KwLoopbackAgent **agent) {
-  FILE *file = fopen(path, "rb");
+  FILE *file = path ? fopen(path, "rb") : NULL;
   if (!file) return "the double has no such store";
   length = (uint32_t)fread(reply, 1, sizeof reply, file);
+  fclose(file);
   *agent = (KwLoopbackAgent *)&length;
   return NULL;
 }
@@ -45,7 +46,9 @@ SHOWN int KwLoopbackReceive(KwLoopbackAgent *agent, uint8_t **data, uint32_t *si
   (void)agent;
   *data = reply;
   *size = length;
-  return open-- > 0;
+  const int answers = (int)open;
+  open = 0;
+  return answers;
 }
 
 SHOWN void KwLoopbackFree(uint8_t *data, uint32_t size) { memset(data, 0, size); }

@@ -27,6 +27,23 @@ TEST(Mem, RefusalsEndTheProcess) {
                "ssh_xrealloc: out of memory (new_size 1 bytes)");
 }
 
+TEST(Mem, LargestAndSmallestBlocks) {
+  const int64_t before = ssh_mem_blocks();
+  const SshBlock largest(static_cast<uint8_t *>(ssh_xmalloc(SSH_XMALLOC_MAX)));
+  largest.get()[SSH_XMALLOC_MAX - 1] = 1;
+  SshBlock smallest(static_cast<uint8_t *>(ssh_xmalloc(0)));
+  *smallest = 7;
+  smallest.reset(static_cast<uint8_t *>(ssh_xrealloc(smallest.release(), 0)));
+  EXPECT_EQ(*smallest, 7);
+  const SshBlock cleared(static_cast<uint8_t *>(ssh_xcalloc(0, 0)));
+  EXPECT_EQ(*cleared, 0);
+  const SshBlock copy(static_cast<uint8_t *>(ssh_xmemdup(largest.get(), SSH_XMALLOC_MAX)));
+  EXPECT_EQ(copy.get()[SSH_XMALLOC_MAX - 1], 1);
+  EXPECT_EQ(copy.get()[SSH_XMALLOC_MAX], 0) << "the limit is that of what is copied";
+  ssh_xfree(nullptr, "tag");
+  EXPECT_EQ(ssh_mem_blocks(), before + 4);
+}
+
 void fail_again() { ssh_fatal("second."); }
 
 // What a handler does that fails itself: the process ends, and nobody is told a second time.

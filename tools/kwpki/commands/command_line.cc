@@ -132,16 +132,18 @@ void add_profile_option(CLI::App &app) {
   for (const ProfileRow &row : kProfiles) names.emplace_back(row.name);
   app.add_option_function<std::string>("--profile", set,
                                        "Which certificates and CRLs are read [modern]")
-      ->check(CLI::Validator(CLI::IsMember(names)).description(""))
+      ->check(one_of(std::move(names)))
       ->type_name("classic|modern")
       ->take_last();
 }
 
 void add_color_option(CLI::App &app) {
   const auto set = [](const std::string &name) { choose_color(kColors.at(name)); };
+  std::vector<std::string> names;
+  for (const auto &[name, color] : kColors) names.push_back(name);
   app.add_option_function<std::string>("--color", set,
                                        "Colours: on a terminal unless NO_COLOR is set [auto]")
-      ->check(CLI::Validator(CLI::IsMember(kColors)).description(""))
+      ->check(one_of(std::move(names)))
       ->type_name("auto|always|never")
       ->take_last();
 }
@@ -184,6 +186,10 @@ int parse_and_run(int argc, const char *const *argv, const Streams &streams) {
 }
 
 }  // namespace
+
+CLI::Validator one_of(std::vector<std::string> words) {
+  return CLI::Validator(CLI::IsMember(std::move(words))).description("");
+}
 
 int run_command_line(int argc, const char *const *argv, const Streams &streams) {
   try {

@@ -4,13 +4,16 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "kwpki/terminal/exit.h"
 #include "kwpki/terminal/output.h"
 
 namespace CLI {
 class App;
-}
+class Validator;
+}  // namespace CLI
 
 namespace kwpki {
 
@@ -33,5 +36,8 @@ void add_message_commands(CLI::App &app, Run &run);
 void add_error_command(CLI::App &app, Run &run);
 void add_store_commands(CLI::App &app, Run &run);
 void add_completion_command(CLI::App &app, Run &run);
+
+// one_of is for an option's check(): the option takes one of these words.
+CLI::Validator one_of(std::vector<std::string> words);
 
 }  // namespace kwpki

@@ -258,7 +258,7 @@ void add_completion_command(CLI::App &app, Run &run) {
       "They go where the shell looks for them, such as\n"
       "~/.local/share/bash-completion/completions/kwpki.");
   command->add_option("SHELL", *shell, "The shell")
-      ->check(CLI::Validator(CLI::IsMember({"bash", "zsh", "fish"})).description(""))
+      ->check(one_of({"bash", "zsh", "fish"}))
       ->type_name("bash|zsh|fish")
       ->required();
   command->callback([&app, shell, &run] {

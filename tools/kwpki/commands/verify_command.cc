@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 
+#include "kwpki/commands/commands.h"
 #include "kwpki/verify/chain.h"
 
 namespace kwpki {
@@ -64,7 +65,7 @@ void add_verify_command(CLI::App &app, Run &run) {
   command->add_option("--at", path.at, "With --chain: valid at this time [now]")
       ->type_name("now|TIME");
   command->add_option("--purpose", path.purpose, "With --chain: what it is to be good for [any]")
-      ->check(CLI::Validator(CLI::IsMember({"server", "client", "ca", "any"})).description(""))
+      ->check(one_of({"server", "client", "ca", "any"}))
       ->type_name("server|client|ca|any");
   command->add_option("--host", path.host, "With --chain: for this host name or address")
       ->type_name("NAME");
