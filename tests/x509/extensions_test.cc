@@ -241,7 +241,8 @@ TEST_F(ExtensionsTest, StandardNameConstraints) {
   run("2.5.29.30",
       {// The tag of a base may be that of a number.
        {permitted({seq({text(0x81, "m"), unhex("810107")})}), kRefused, "permitted{email=m,max=7}"},
-       {permitted({seq({tlv(0xA4, seq({}))})}), kRefused, "permitted{dn=3000}"},  // the whole directory
+       {permitted({seq({tlv(0xA4, seq({}))})}), kRefused,
+        "permitted{dn=3000}"},  // the whole directory
        {range("800401000000810500FFFFFFFE"), kRefused,
         "permitted{dns=d.example,min=16777216,max=4294967294}"}});
   refuse("2.5.29.30", kRefused,
