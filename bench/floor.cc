@@ -29,8 +29,8 @@ inline size_t encoded_inside(const uint8_t *header, const uint8_t *content, cons
   return key ? 1 : length;
 }
 
-// walk begins at a fixed place of the cache lines: it runs up to a quarter faster or slower by where
-// its loop lies, which would else change with whatever stands before it.
+// walk begins at a fixed place of the cache lines: it runs up to a quarter faster or slower by
+// where its loop lies, which would else change with whatever stands before it.
 [[gnu::noinline, gnu::aligned(64)]] size_t walk(const uint8_t *p, const uint8_t *end,
                                                 size_t extension_depth) {
   constexpr size_t kDepth = 32;

@@ -35,8 +35,8 @@ void ssh_xfree_wiped(void *block);
 // ssh_mem_block_size tells how many bytes of a block may be written to: at least those asked for.
 [[nodiscard]] size_t ssh_mem_block_size(void *block);
 
-// ssh_mem_prefer_large_pages tells the system that the whole block will be filled soon. Where it has
-// large pages it can give those: a few at a time instead of 4 KiB at a time. Nothing depends on it.
+// ssh_mem_prefer_large_pages tells the system that the whole block will be filled soon. Where it
+// has large pages it can give those, instead of 4 KiB at a time. Nothing depends on it.
 void ssh_mem_prefer_large_pages(void *block, size_t size);
 
 // ssh_mem_heap_size bounds what a block of `size` bytes takes of the heap: heaps keep up to two

@@ -11,7 +11,8 @@ constexpr size_t kSmallestBlock = 512;
 // The largest block that is made for several pieces: 4 MiB in a process of 32 bits, whose free
 // memory may have no larger gap, and 8 MiB in others. A piece that needs more gets its own block.
 constexpr size_t kLargestBlock = 0x100000 * sizeof(void *);
-// A block that is as large as all before it is likely to be filled: a list of thousands is being read.
+// A block is as large as all before it together, so one of this size is likely to be filled: a list
+// of thousands is being read.
 constexpr size_t kFilledSoon = 0x200000;
 
 }  // namespace

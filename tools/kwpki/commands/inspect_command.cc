@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 
+#include "kwpki/commands/commands.h"
 #include "kwpki/show/inspect.h"
 
 namespace kwpki {
