@@ -33,7 +33,11 @@ inline Der text(unsigned identifier, std::string_view content) {
 }
 
 // repeat gives so many copies of an element.
-inline Der repeat(const Der &element, size_t count) { return join(std::vector(count, element)); }
+inline Der repeat(const Der &element, size_t count) {
+  Der out(count * element.size());
+  for (size_t i = 0; i < out.size(); ++i) out[i] = element[i % element.size()];
+  return out;
+}
 
 // indefinite gives a constructed element of indefinite length.
 inline Der indefinite(unsigned identifier, const std::vector<Der> &parts) {

@@ -292,7 +292,7 @@ TEST(Inspect, TreeCoversBrokenInput) {
 }
 
 TEST(Inspect, DeepInput) {
-  constexpr size_t kLevels = 500000;
+  constexpr size_t kLevels = 200000;
   std::string levels;
   for (size_t i = 0; i < kLevels; ++i) levels += "\x30\x80";
   const Result open = run({"inspect", "--full"}, levels);
