@@ -22,9 +22,6 @@ constexpr struct {
 };
 
 SignatureAnswer not_fit(std::string why) { return {SSH_X509_KEY_NOT_FIT, std::move(why)}; }
-SignatureAnswer not_supported(std::string why) {
-  return {SSH_X509_SCHEME_NOT_SUPPORTED, std::move(why)};
-}
 constexpr SshX509Verdict kGoesOn = SSH_X509_VALID;  // no fault so far: the system computes it
 
 uint32_t type_of(const SshX509Key &key) {
@@ -140,6 +137,10 @@ constexpr struct {
 };
 
 }  // namespace
+
+SignatureAnswer not_supported(std::string why) {
+  return {SSH_X509_SCHEME_NOT_SUPPORTED, std::move(why)};
+}
 
 SignatureAnswer check_signature(Bytes algorithm, const SshX509Key &key, Bytes data,
                                 Bytes signature) {

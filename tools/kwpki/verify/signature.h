@@ -19,6 +19,9 @@ struct SignatureAnswer {
   std::string why;
 };
 
+// not_supported is the answer where a signature is not computed.
+SignatureAnswer not_supported(std::string why);
+
 // check_signature tells whether the owner of `key` made `signature` over `data` by the scheme that
 // an AlgorithmIdentifier names. Key type and scheme must match exactly, a curve must be a named
 // one, and a key that is for RSASSA-PSS alone obeys its own parameters.

@@ -39,10 +39,6 @@ constexpr struct {
     {"sha512", BCRYPT_SHA512_ALGORITHM},
 };
 
-SignatureAnswer not_supported(std::string why) {
-  return {SSH_X509_SCHEME_NOT_SUPPORTED, std::move(why)};
-}
-
 // PublicKey is a key that the system has taken from a blob.
 class PublicKey {
  public:
