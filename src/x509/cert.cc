@@ -90,8 +90,8 @@ bool decode_basic_constraints(SshAsn1Unread &value, SshX509Cert &cert, SshX509De
   if (!decoder.read_whole(value, "(sequence ()(optional(boolean ()))(optional(integer ())))"_asn1,
                           &has_ca, &cert.ca, &has_path, &path))
     return false;
-  return !has_path || path.to_uint32(cert.path_length) ||
-         decoder.refuse("path length", SSH_X509_RULE_32_BITS, value.data());
+  return decoder.require(!has_path || path.to_uint32(cert.path_length), "path length",
+                         SSH_X509_RULE_32_BITS, value.data());
 }
 
 bool decode_authority_info_access(SshAsn1Unread &value, SshX509Cert &cert,
@@ -231,10 +231,10 @@ bool decode_algorithms(SshAsn1Unread &outer, SshAsn1Unread &inner, SshX509Cert &
   if (!same_scheme(given, signed_one))
     return decoder.refuse(kInnerAlgorithm, "differs from the one outside", inner.data(),
                           signed_one.id);
-  return given.key_type() != SSH_OID_KEY_RSA_PSS ||
-         ssh_bytes_equal(given.parameters.der(), signed_one.parameters.der()) ||
-         decoder.refuse(kInnerAlgorithm, "has other parameters than the one outside", inner.data(),
-                        signed_one.id);
+  const bool same = given.key_type() != SSH_OID_KEY_RSA_PSS ||
+                    ssh_bytes_equal(given.parameters.der(), signed_one.parameters.der());
+  return decoder.require(same, kInnerAlgorithm, "has other parameters than the one outside",
+                         inner.data(), signed_one.id);
 }
 
 // decode_names adds the entries of issuer and subject, and then those of the unique identifiers.

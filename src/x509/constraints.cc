@@ -94,9 +94,9 @@ bool decode_standard_subtree(SshAsn1Unread &item, SshX509Subtree &subtree,
   if (!decoder.read_whole_list(base, "(optional (integer (0)))(optional (integer (1)))"_asn1,
                                &has_minimum, &minimum, &has_maximum, &maximum))
     return false;
-  return store_counts(has_minimum, minimum, subtree.minimum, has_maximum, maximum,
-                      subtree.maximum) ||
-         decoder.refuse("number of a subtree", SSH_X509_RULE_32_BITS, item.data());
+  const bool stored =
+      store_counts(has_minimum, minimum, subtree.minimum, has_maximum, maximum, subtree.maximum);
+  return decoder.require(stored, "number of a subtree", SSH_X509_RULE_32_BITS, item.data());
 }
 
 bool decode_standard_name_constraints(SshAsn1Unread &value, SshX509Cert &cert,
@@ -125,9 +125,10 @@ bool decode_standard_policy_constraints(SshAsn1Unread &value, SshX509Cert &cert,
                             "(sequence ()(optional (integer (0)))(optional (integer (1))))"_asn1,
                             &has_explicit, &require_explicit, &has_inhibit, &inhibit))
       return false;
-    return store_counts(has_explicit, require_explicit, constraint.require_explicit_policy,
-                        has_inhibit, inhibit, constraint.inhibit_policy_mapping) ||
-           decoder.refuse("policy constraint", SSH_X509_RULE_32_BITS, item.data());
+    const bool stored =
+        store_counts(has_explicit, require_explicit, constraint.require_explicit_policy,
+                     has_inhibit, inhibit, constraint.inhibit_policy_mapping);
+    return decoder.require(stored, "policy constraint", SSH_X509_RULE_32_BITS, item.data());
   };
   auto *single = decoder.pool.make<SshX509PolicyConstraint>();
   if (!read(value, *single))

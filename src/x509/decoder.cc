@@ -22,7 +22,7 @@ bool SshX509Decoder::refuse(const char *structure, const char *rule, const uint8
 bool SshX509Decoder::refuse_read(const char *structure, Bytes octets, SshOid identifier) {
   const SshAsn1Fault &fault = work.fault;
   const uint8_t *const end = octets.data() + octets.size();
-  const bool known = fault.rule && fault.at && fault.at >= octets.data() && fault.at <= end;
+  const bool known = fault.at && fault.at >= octets.data() && fault.at <= end;
   if (!known) {
     const char *const rule = octets.empty() ? "is missing or empty" : "is not of its form";
     return refuse(structure, rule, octets.data(), identifier);
@@ -92,7 +92,7 @@ bool ssh_x509_refusal_stands(Bytes der, const SshX509Decoder &decoder) {
 }
 
 bool ssh_x509_work_is_left(SshX509Decoder &decoder) {
-  return decoder.work.left != 0 || decoder.refuse(nullptr, nullptr, decoder.base);
+  return decoder.require(decoder.work.left != 0, nullptr, nullptr, decoder.base);
 }
 
 // A byte counts if at least one of its bits does.

@@ -67,6 +67,12 @@ struct SshX509Decoder {
     return refuse(structure, rule, at, {}, SSH_X509_FOUND_VALUE);
   }
 
+  // require refuses the input unless `holds`, and gives that.
+  [[nodiscard]] bool require(bool holds, const char *structure, const char *rule, const uint8_t *at,
+                             SshOid identifier = {}) {
+    return holds || refuse(structure, rule, at, identifier);
+  }
+
   // refuse_read does so for a structure that a template did not match. The general reader has noted
   // the rule and the deepest element that breaks it.
   [[gnu::cold]] bool refuse_read(const char *structure, Bytes octets, SshOid identifier = {});
@@ -129,8 +135,8 @@ struct SshX509Decoder {
   // time_passes refuses a time that is odd (SshBerTime) if the profile wants those of the standard;
   // times_pass does the same with two times among the elements of a structure.
   bool time_passes(const SshBerTime &time, const uint8_t *at) {
-    return !time.odd || !rules.standard_times ||
-           refuse("time", "has hour 24, or a zone that is neither Z nor four digits", at);
+    return require(!time.odd || !rules.standard_times, "time",
+                   "has hour 24, or a zone that is neither Z nor four digits", at);
   }
   bool times_pass(const SshBerTime &from, const SshBerTime &to, SshAsn1Unread &structure);
 
@@ -375,8 +381,8 @@ template <class Record>
                                              SshX509ExtensionDecode<Record> decode, Record &record,
                                              SshX509Decoder &decoder) {
   if (!decode) {
-    return !extension.critical ||
-           decoder.refuse("critical extension", "has no place here", at, extension.id);
+    return decoder.require(!extension.critical, "critical extension", "has no place here", at,
+                           extension.id);
   }
   decoder.extension = &extension;
   SshAsn1Unread root;

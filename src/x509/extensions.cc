@@ -87,14 +87,13 @@ bool ssh_x509_extension_read(SshAsn1Unread &item, bool attributes_may_repeat,
   extension.der = item.der();
   extension.row = ssh_oid_find_encoded(extension.id, SSH_OID_EXTENSION, decoder.rules);
   if (!extension.row) {
-    return !extension.critical ||
-           decoder.refuse("critical extension", "is not known", at, extension.id);
+    return decoder.require(!extension.critical, "critical extension", "is not known", at,
+                           extension.id);
   }
   const uint32_t kind = extension.row->code;
   if (set.test(kind) && kind != SSH_X509_EXT_UNKNOWN) {
     extension.repeated = attributes_may_repeat && kind == SSH_X509_EXT_SUBJECT_DIRECTORY_ATTRIBUTES;
-    return extension.repeated ||
-           decoder.refuse("extension", "stands there twice", at, extension.id);
+    return decoder.require(extension.repeated, "extension", "stands there twice", at, extension.id);
   }
   set.set(kind, extension.critical != 0);
   return true;

@@ -65,9 +65,9 @@ bool decode_extra(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decod
 // SkipCerts ::= INTEGER (0..MAX)                                              RFC 5280, 4.2.1.14
 bool decode_inhibit_any_policy(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
   SshMpInt skip;
-  return decoder.read(value, "(integer ())"_asn1, &skip) &&
-         (skip.to_uint32(further_of(cert, decoder).inhibit_any_policy) ||
-          decoder.refuse("SkipCerts", SSH_X509_RULE_32_BITS, value.data()));
+  if (!decoder.read(value, "(integer ())"_asn1, &skip)) return false;
+  return decoder.require(skip.to_uint32(further_of(cert, decoder).inhibit_any_policy), "SkipCerts",
+                         SSH_X509_RULE_32_BITS, value.data());
 }
 
 bool decode_subject_info_access(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &decoder) {
@@ -115,8 +115,9 @@ bool decode_template(SshAsn1Unread &value, SshX509Cert &cert, SshX509Decoder &de
     return false;
   }
   further_of(cert, decoder).cert_template = record;
-  return (major.to_uint32(record->major_version) && minor.to_uint32(record->minor_version)) ||
-         decoder.refuse("version of the template", SSH_X509_RULE_32_BITS, value.data());
+  return decoder.require(
+      major.to_uint32(record->major_version) && minor.to_uint32(record->minor_version),
+      "version of the template", SSH_X509_RULE_32_BITS, value.data());
 }
 
 }  // namespace

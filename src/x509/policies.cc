@@ -21,9 +21,8 @@ bool decode_display_text(SshAsn1Unread &node, bool may_be_ia5, SshX509Text &text
     return false;
   }
   text = {kCharsets[which], texts[which], true};
-  return which != 0 || may_be_ia5 ||
-         decoder.refuse("text of a notice", "is an IA5String, which the classic profile has not",
-                        node.data());
+  return decoder.require(which != 0 || may_be_ia5, "text of a notice",
+                         "is an IA5String, which the classic profile has not", node.data());
 }
 
 // is_sequence is true for an element with the tag of a SEQUENCE, in whatever form of BER.

@@ -32,8 +32,8 @@ bool convert_dsa(Bytes octets, SshX509Cert &cert, SshX509Decoder &decoder) {
     return decoder.refuse(kSignature, "has a negative number", octets.data());
   if (length == 0 || std::max(r.magnitude().size(), s.magnitude().size()) > length) {
     cert.signature = octets;
-    return decoder.rules.octets_as_signature ||
-           decoder.refuse(kSignature, "has numbers longer than the own q", octets.data());
+    return decoder.require(decoder.rules.octets_as_signature, kSignature,
+                           "has numbers longer than the own q", octets.data());
   }
 
   auto *signature = static_cast<uint8_t *>(decoder.pool.alloc(2 * length, 1));
@@ -53,8 +53,8 @@ bool ssh_x509_signature_algorithm(SshAsn1Unread &node, SshX509Decoder &decoder,
                     &algorithm.parameters))
     return decoder.refuse_read("AlgorithmIdentifier", node);
   algorithm.row = ssh_oid_find_encoded(algorithm.id, SSH_OID_SIGNATURE, decoder.rules);
-  return algorithm.row || decoder.rules.unknown_signatures ||
-         decoder.refuse("signature algorithm", "is not known", node.data(), algorithm.id);
+  return decoder.require(algorithm.row || decoder.rules.unknown_signatures, "signature algorithm",
+                         "is not known", node.data(), algorithm.id);
 }
 
 bool ssh_x509_signature_convert(const SshAsn1Bits &bits, SshX509Cert &cert,
@@ -63,7 +63,6 @@ bool ssh_x509_signature_convert(const SshAsn1Bits &bits, SshX509Cert &cert,
   cert.signature_value = bits;
   if (cert.signature_key_type == SSH_OID_KEY_DSA) return convert_dsa(octets, cert, decoder);
   cert.signature = octets;
-  return cert.signature_key_type != SSH_OID_KEY_ELGAMAL ||
-         decoder.refuse(kSignature, "is ElGamal, which certificates are not read with",
-                        octets.data());
+  return decoder.require(cert.signature_key_type != SSH_OID_KEY_ELGAMAL, kSignature,
+                         "is ElGamal, which certificates are not read with", octets.data());
 }

@@ -62,8 +62,8 @@ bool decode_bits(const SshOidKeyType &type, SshAsn1Node parameters, Bytes octets
   refusal = "subjectPublicKey";
   if (type.form == SSH_OID_KEY_OCTETS) {
     const bool fits = type.length ? octets.size() == type.length : !octets.empty();
-    return fits || decoder.refuse(refusal, "has another length than keys of its type",
-                                  octets.data(), record.id);
+    return decoder.require(fits, refusal, "has another length than keys of its type", octets.data(),
+                           record.id);
   }
 
   SshAsn1Unread key;
@@ -103,8 +103,8 @@ bool ssh_x509_subject_key_decode(SshAsn1Unread &node, SshX509Cert &cert, SshX509
   cert.key.value = bits.octets;
   cert.key.algorithm = ssh_oid_find_encoded(id, SSH_OID_PUBLIC_KEY, decoder.rules);
   if (!cert.key.algorithm) {
-    return decoder.rules.keys_without_object ||
-           decoder.refuse("public-key algorithm", "is not known", node.data(), id);
+    return decoder.require(decoder.rules.keys_without_object, "public-key algorithm",
+                           "is not known", node.data(), id);
   }
   const SshOidKeyType *type = cert.key.algorithm->key_type;
   cert.public_key_type = type->code;
