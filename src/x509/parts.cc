@@ -20,7 +20,7 @@ bool SshX509Pieces::next() {
     (void)ssh_asn1_decode_in_place(left_, &work, &first);
     if (first.data == p) {
       whole_ = first.der();
-      content_ = whole_.subspan(element.header_length, whole_.size() - element.header_length - 2);
+      content_ = {p + element.header_length, ssh_ber_content_end(element, first.next)};
     }
   }
   left_ = {content_.data() + content_.size(), end};

@@ -79,6 +79,8 @@ TEST_F(CertTest, TheTwoAlgorithms) {
           {both(kSha1, algorithm("1.3.14.3.2.29")), differ, differ},
           {both(kMlDsa, kMlDsa), unknown, kDecoded},  // without a scheme
           {both(kMlDsa, kSha1), unknown, differ},
+          {both(kMlDsa, algorithm("2.16.840.1.101.3.4.3.17")), unknown, differ},
+          {both(seq({oid("2.16.840.1.101.3.4.3.18")}), kMlDsa), unknown, kDecoded},
           {both(pss(32), pss(32)), unknown, kDecoded},
           {both(pss(32), pss(64)), unknown, inner + "has other parameters than the one outside"}});
 }
@@ -237,11 +239,11 @@ TEST_F(CertTest, RefusalsSayTheRuleAndWhere) {
        "basic constraints a SEQUENCE belongs there", SSH_X509_FOUND_INSIDE, "2.5.29.19"},
       {with({kKeyUsage, kKeyUsage}), kKeyUsage, "extension stands there twice", SSH_X509_FOUND_IT,
        "2.5.29.15"},
-      {sample::with(&P::validity, seq({kTime, kHour24})), kHour24,
+      {sample::with(&P::validity, seq({kHour24, kTime})), kHour24,
        "time has hour 24, or a zone that is neither Z nor four digits", SSH_X509_FOUND_IT, "",
        SSH_X509_MODERN},
   };
-  expect_all<Cert>(true, {sample::with(&P::validity, seq({kTime, kHour24}))});  // under classic
+  expect_all<Cert>(true, {sample::with(&P::validity, seq({kHour24, kTime}))});  // under classic
   for (const auto &row : rows) {
     const ProfileScope scope(row.profile);
     const Cert cert(row.whole);
@@ -287,6 +289,9 @@ TEST_F(CertTest, PartsOfWhatIsRefused) {
               {&P::validity, seq({null(), text(0x18, "20510203040506Z")}), SSH_X509_PART_START},
               {&P::subject, {0x30, 3, 0x31, 5, 0}, SSH_X509_PART_SUBJECT},  // cut inside
               {&P::key, null(), SSH_X509_PART_KEY},
+              {&P::version, wrap(0, integer(0x100000002)), SSH_X509_PART_VERSION},
+              {&P::validity, null(), SSH_X509_PART_START | SSH_X509_PART_END},
+              {&P::unique_ids, {0x81, 0x80}, 0},  // primitive, without a length: it holds nothing
               {&P::signature, null(), SSH_X509_PART_SIGNATURE}};
   for (const auto &row : rows) {
     CertParts wrong = parts;
