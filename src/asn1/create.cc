@@ -130,8 +130,7 @@ bool Builder::any(const SshAsn1Op &op, Bytes &out) {
   const size_t size = ssh_ber_compute_tag_length_size(header);
   uint8_t *at = nullptr;
   if (!octets(size + rest.size(), &at)) return false;
-  if (ssh_ber_set_tag_length(at, size, header) != SSH_BER_OK)
-    return fail(SSH_ASN1_BER_CLOSE_FAILED);
+  (void)ssh_ber_set_tag_length(at, size, header);  // cannot fail: this is the header's size
   if (!rest.empty()) std::memcpy(at + size, rest.data(), rest.size());
   out = {at, size + rest.size()};
   return true;
@@ -145,8 +144,7 @@ bool Builder::wrap(SshBerElement header, Bytes content, Bytes &out) {
   const size_t total = size + content.size() + (header.indefinite ? 2 : 0);
   uint8_t *at = nullptr;
   if (!octets(total, &at)) return false;
-  if (ssh_ber_set_tag_length(at, size, header) != SSH_BER_OK)
-    return fail(SSH_ASN1_BER_CLOSE_FAILED);
+  (void)ssh_ber_set_tag_length(at, size, header);  // cannot fail: this is the header's size
   if (!content.empty()) std::memcpy(at + size, content.data(), content.size());
   if (header.indefinite) at[total - 2] = at[total - 1] = 0;
   out = {at, total};
@@ -163,8 +161,8 @@ bool Builder::wrap_explicit(const SshAsn1Op &op, Bytes &out) {
   return wrap(wrapper, out, out);
 }
 
-// sort_set brings the elements of a set into DER order: by their bytes, and an element before those
-// that begin with it.
+// sort_set brings the elements of a set into DER order: by their bytes. No element begins with
+// another one, so that two of different length differ within the shorter.
 bool Builder::sort_set(Bytes &children) {
   context_->work.left += SshAsn1Work::for_input(children.size()).left;  // enough for both walks
   size_t count = 0;
@@ -176,11 +174,9 @@ bool Builder::sort_set(Bytes &children) {
 
   auto *elements = static_cast<Bytes *>(ssh_xcalloc(count, sizeof(Bytes)));
   SshAsn1Node node = ssh_asn1_list_of(children, &context_->work);
-  for (size_t i = 0; i < count && node; ++i, node = ssh_asn1_node_next(node))
-    elements[i] = node.der();
+  for (size_t i = 0; i < count; ++i, node = ssh_asn1_node_next(node)) elements[i] = node.der();
   std::sort(elements, elements + count, [](Bytes a, Bytes b) {
-    const int order = std::memcmp(a.data(), b.data(), std::min(a.size(), b.size()));
-    return order < 0 || (order == 0 && a.size() < b.size());
+    return std::memcmp(a.data(), b.data(), std::min(a.size(), b.size())) < 0;
   });
   uint8_t *const sorted = ssh_asn1_context_octets(context_, children.size());
   uint8_t *at = sorted;
@@ -206,7 +202,8 @@ bool Builder::primitive(const SshAsn1Op &op, Bytes &out) {
     room = SSH_OID_ENCODED_MAX(std::strlen(static_cast<const char *>(input.pointer)));
   }
   if (!octets(room, &scratch)) return false;
-  return content(op, scratch, out) || fail(SSH_ASN1_ENCODE_FAILED);
+  if (!content(op, scratch, out)) return fail(SSH_ASN1_ENCODE_FAILED);
+  return true;
 }
 
 // content encodes a value into `scratch`; bytes that the caller gave are taken as they are.

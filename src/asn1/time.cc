@@ -64,11 +64,12 @@ class Scanner {
     return at_ > start;
   }
 
-  // fraction reads what scanf's ".%lu" would, and makes millionths of it. The number loses its
+  // fraction reads what scanf's ".%lu" would, from the point on, which its caller has seen, and
+  // makes millionths of it. The number loses its
   // leading zeros, so that .05 is read as .5, deliberately: peers write it so. Digits after the
   // sixth are dropped, except the seventh of 1000000.
   bool fraction(uint32_t &micros) {
-    if (!literal('.')) return false;
+    ++at_;
     skip_space();
     const bool negative = more() && peek() == '-';
     if (negative || (more() && peek() == '+')) ++at_;
@@ -97,8 +98,7 @@ bool in_ranges(const SshBerTime &time, uint32_t hour_max, uint32_t minute_max) {
                     time.day >= 1 && time.day <= 31;
   const bool clock =
       time.hour <= hour_max && time.minute <= minute_max && time.second <= minute_max;
-  return date && clock && time.microseconds <= kMicroMax && time.tz_hours <= kNumberMax &&
-         time.tz_minutes <= kNumberMax;
+  return date && clock && time.tz_hours <= kNumberMax && time.tz_minutes <= kNumberMax;
 }
 
 // TimeForm is what the two ASN.1 types differ in. UTCTime has a short year, without the century,

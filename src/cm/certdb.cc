@@ -1,5 +1,6 @@
 #include "cm/certdb.h"
 
+#include <algorithm>
 #include <ctime>
 #include <new>
 
@@ -54,7 +55,7 @@ void list_entry(SshCertDB &database, SshCertDBEntry &entry) {
   if (entry.keep_until > 0 && entry.keep_until > database.now()) {
     push_tail(database.timed, entry);
   } else {
-    if (entry.keep_until > 0) entry.keep_until = 0;
+    entry.keep_until = std::min(entry.keep_until, 0);
     (has(entry, SSH_CERTDB_RECYCLE_NEXT) ? push_tail : push_head)(database.unreferenced, entry);
   }
   entry.flags |= SSH_CERTDB_LISTED;

@@ -414,7 +414,6 @@ bool equal_ignoring_case(const char *a, const char *b) {
 }  // namespace
 
 const SshOidRow *ssh_oid_find_by_oid(const char *oid, SshOidKind kind) {
-  if (kind >= std::size(kKinds)) return nullptr;
   return find_text(kKinds[kind], kKinds[kind].count(ssh_x509_rules()), oid);
 }
 
@@ -426,7 +425,7 @@ const SshOidRow *ssh_oid_find_of_any_kind(const char *oid) {
 }
 
 const SshOidRow *ssh_oid_find_encoded(SshOid oid, SshOidKind kind, const SshX509Rules &rules) {
-  if (!oid || kind >= std::size(kKinds)) return nullptr;
+  if (!oid) return nullptr;
   const Kind &table = kKinds[kind];
   const uint32_t count = table.count(rules);
   const SshOidRow *row = find_octets(table, count, oid.octets);
@@ -438,7 +437,6 @@ char *ssh_x509_oid_text(SshOid oid, const SshX509Rules &rules) {
 }
 
 const SshOidRow *ssh_oid_find_by_std_name(const char *name, SshOidKind kind) {
-  if (kind >= std::size(kKinds)) return nullptr;
   return find(kKinds[kind], kKinds[kind].count(ssh_x509_rules()),
               [name](const SshOidRow &row) { return equal_ignoring_case(row.name, name); });
 }

@@ -124,7 +124,8 @@ SshStr *make_utf8(const uint8_t *data, size_t length) {
   if (count == 0 || !allocatable(*ssh_charset_row(SSH_CHARSET_UTF8), count)) return nullptr;
   SshStr *str = ssh_str_allocate(SSH_CHARSET_UTF8, static_cast<uint32_t>(count));
   for (const uint8_t *p = data, *end = data + length; p != end;) {
-    if (decode_utf8(p, end, &letter)) str->units32[str->length++] = letter;
+    (void)decode_utf8(p, end, &letter);  // cannot fail: it did not when the letters were counted
+    str->units32[str->length++] = letter;
   }
   return str;
 }

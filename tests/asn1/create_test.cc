@@ -61,6 +61,8 @@ TEST_F(Create, Primitives) {
   expect("0203ffffff", "(integer ())"_asn1, three);
   expect("03020780", "(bit-string ())"_asn1, SshAsn1Bits{three, 1});
   expect("030307ff80", "(bit-string ())"_asn1, start, size_t{9});
+  expect("030100", "(bit-string ())"_asn1, SshAsn1Bits{three, 0});
+  expect("0402ffff", "(octet-string ())"_asn1, start, size_t{2});
   expect("!18", "(bit-string ())"_asn1, SshAsn1Bits{three, 25});
   expect("!19", "(bit-string ())"_asn1, SshAsn1Bits{three, std::numeric_limits<size_t>::max()});
   expect("0c00", "(utf8-string ())"_asn1, Bytes());
@@ -91,6 +93,7 @@ TEST_F(Create, Any) {
   expect("3000", "(sequence ()(any ())(any (e 1))(any (2)))"_asn1, none, none, none);
   expect("3007 0500 0101ff 0500", "(sequence ()(any ())(any ()))"_asn1, list.node, one.node);
   expect("0500", "(any ())"_asn1, one.node);
+  expect("", "(any ())"_asn1, none);
   expect("a10505000101ff", "(any (e 1))"_asn1, list.node);
   expect("a180 0500 0000", "(any (ei 1))"_asn1, one.node);
   // An implicit tag rewrites the first header and keeps its form.

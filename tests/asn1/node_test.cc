@@ -67,6 +67,8 @@ TEST_F(Tree, EncodesAndCopies) {
   const SshAsn1Node second = ssh_asn1_node_next(tree->root);
   EXPECT_EQ(ssh_asn1_encode(context.get(), tree), SSH_ASN1_OK);
   EXPECT_EQ(ssh_asn1_encode_node(context.get(), second), SSH_ASN1_CONSTRUCTED_ASSUMED);
+  EXPECT_EQ(ssh_asn1_encode_node(context.get(), tree->root), SSH_ASN1_OK);
+  EXPECT_EQ(ssh_asn1_encode_node(context.get(), {}), SSH_ASN1_NODE_NULL);
   uint8_t *copy = nullptr, *part = nullptr;
   size_t length = 0, part_length = 0;
   ssh_asn1_get_data(tree, &copy, &length);
@@ -81,10 +83,11 @@ TEST_F(Tree, EncodesAndCopies) {
   EXPECT_EQ(hex(tree->data), "05000101ff");
 
   ASSERT_EQ(ssh_asn1_decode(context.get(), unhex("3080 0500 0000"), &tree), SSH_ASN1_OK);
-  const SshAsn1Node inside = ssh_asn1_node_child(tree->root), none;
+  const SshAsn1Node inside = ssh_asn1_node_child(tree->root), none = ssh_asn1_node_child({});
   EXPECT_EQ(hex(inside.list()), "0500") << "the end of contents is no part of the list";
   EXPECT_EQ(all(ssh_asn1_add_list(context.get(), inside, second)), "0500 0101ff ");
   EXPECT_EQ(all(ssh_asn1_add_list(context.get(), none, inside)), "0500 ");
+  EXPECT_EQ(all(ssh_asn1_add_list(context.get(), inside, none)), "0500 ");
 }
 
 }  // namespace

@@ -37,6 +37,7 @@ TEST(Time, Reading) {
       {true, "010203040506+ 1 3", {2001, 2, 3, 4, 5, 6, 0, true, 1, 3, true}},
       {true, "010203040506.05Z", {2001, 2, 3, 4, 5, 6, 500000}},
       {true, "010203040506.1000001Z", {2001, 2, 3, 4, 5, 6, 100000}},
+      {true, "010203040506.+5Z", {2001, 2, 3, 4, 5, 6, 500000}},
       {false, "20010203040506Z", {2001, 2, 3, 4, 5, 6}},
       {false, "20010203040506+0130", {2001, 2, 3, 4, 5, 6, 0, true, 1, 30}},
   };
@@ -48,11 +49,13 @@ TEST(Time, Reading) {
   for (const std::string text :
        {"", "010203Z", "010203040506", "010003040506Z", "011303040506Z", "010200040506Z",
         "010232040506Z", "010203250506Z", "010203046106Z", "010203040561Z", "010203-40506Z",
-        "010203040506+01", "010203040506+-130", "010203040506.Z", "010203040506.-5Z"}) {
+        "-10203040506Z", "010203040506+01", "010203040506+-130", "010203040506+01-3",
+        "010203040506.", "010203040506.5", "010203040506.Z", "010203040506.-5Z"}) {
     EXPECT_FALSE(decode(true, text, time)) << text;
     EXPECT_FALSE(decode(false, "20" + text, time)) << text;
   }
   EXPECT_FALSE(decode(false, "20010203040506.5Z", time)) << "no fractions";
+  EXPECT_FALSE(decode(true, std::string("010203040\0ZZZ", 13), time)) << "a NUL byte ends it";
   EXPECT_TRUE(decode(true, "010101000000." + std::string(5000, '9') + "Z", time));
   EXPECT_EQ(time, SshBerTime({2001, 1, 1, 0, 0, 0, 999999})) << "no number of digits overflows";
 }
@@ -95,8 +98,10 @@ TEST(Time, HumanTextReading) {
   for (const char *text :
        {"2001 mar 22th, 14:03:09", "2001 Mai 22nd, 14:03:09", "2001 Mar 22nd, 24:00:00",
         "2001/03/22/23:60:00", "2001/03/22/23:00:60", "2001/03/32/23:00:00", "2001/03/00/23:00:00",
-        "2001/13/22/23:00:00", "2001/03/22/-1:00:00", "2001/03/22/14:03", too_long.c_str()}) {
-    EXPECT_FALSE(ssh_ber_time_set_from_string(&time, text)) << text;
+        "2001/13/22/23:00:00", "2001/03/22/-1:00:00", "2001/03/22/14:03", "2001/03/22", "2001/03/x",
+        "2001/03", "2001/x", "2001 Mar 22", "2001 Mar 22nd", too_long.c_str(),
+        static_cast<const char *>(nullptr)}) {
+    EXPECT_FALSE(ssh_ber_time_set_from_string(&time, text)) << (text ? text : "null");
     EXPECT_EQ(time, march) << "it is left alone";
   }
 }

@@ -63,9 +63,9 @@ class Script : public sample::Balanced {
     EXPECT_TRUE(entry->refcount == 1 && entry->flags == SSH_CERTDB_DETACHED && !entry->keys &&
                 entry->keep_until == 5 && entry->aux_value == -1 && entry->type == 7);
     const bool capital = name < 'a';
-    ssh_certdb_key_push(&entry->keys, 0, ssh_text_bytes("zero"));
     for (const char *key : {capital ? "k" : "m", capital ? "m" : "k"})
       ssh_certdb_key_push(&entry->keys, 1, ssh_text_bytes(key));
+    ssh_certdb_key_push(&entry->keys, 0, ssh_text_bytes("zero"));
     if (entry->id[0] == 0) entry->id[0] = static_cast<uint8_t>(name);
     entry->ber = static_cast<uint8_t *>(ssh_xcalloc(10, 1));
     entry->ber_len = 10;
@@ -127,7 +127,8 @@ TEST_F(Script, DatabasesAreWhatTheirStepsMakeOfThem) {
       {"+a sa ta > ra", "a//a a// 1,0,76"},  // its time is up
       {"+a sa ta e ra", "a//a a// 1,0,76"},
       // Pinned; referred to elsewhere; freed already.
-      {"+a sa pa fa pa fa", "// //a 0,1,0"},
+      {"+a sa pa ra", "a//a // 0,0,76"},
+      {"+a sa pa fa pa fa fa", "// //a 0,1,0"},
       {"+a sa *a fa ra", "// //a 0,1,0"},
       // The pool is taken from first, then what was released first, then what is over. What is
       // recycled keeps its id and is not counted out of the pool.

@@ -41,7 +41,11 @@ TEST_F(Strings, WireOctetsAreReadAndWritten) {
     EXPECT_EQ(letters(str.get()), wanted);
   }
   EXPECT_EQ(make_hex(SSH_CHARSET_BMP, "00e900"), nullptr);
-  EXPECT_EQ(make_hex(SSH_CHARSET_T61, ""), nullptr);
+  for (const int32_t charset : {SSH_CHARSET_T61, SSH_CHARSET_BMP, SSH_CHARSET_UTF8})
+    EXPECT_EQ(make_hex(charset, ""), nullptr);
+  const SshStrOwner grown = of_letters(SSH_CHARSET_BMP, {});
+  for (int i = 0; i < 3000; ++i) ssh_str_append_letter(grown.get(), 0xE9);
+  EXPECT_EQ(letters(grown.get()).size(), 3 * 3000u - 1) << "what was there stays";
   EXPECT_EQ(wire(of_letters(SSH_CHARSET_UTF8, {0x41, 0x7FF, 0x800, 0xFFFF, 0x10000, 0x1FFFFF,
                                                0x200000, 0x3FFFFFF, 0x4000000, 0x7FFFFFFF})
                      .get()),
@@ -65,7 +69,9 @@ TEST_F(Strings, Utf8ByProfile) {
                                  {"fdbfbfbfbfbf", "7FFFFFFF", ""},
                                  {"85c3a9", "143 E9", ""},
                                  {"c341", "C1", ""},
-                                 {"fe8080808080", "", ""}};
+                                 {"fe8080808080", "", ""},
+                                 {"ff8080808080", "", ""},
+                                 {"c3", "", ""}};
   for (const auto &[octets, by_classic, by_modern] : rows) {
     EXPECT_EQ(letters(make_hex(SSH_CHARSET_UTF8, octets).get()), by_classic) << octets;
     const ProfileScope modern(SSH_X509_MODERN);
