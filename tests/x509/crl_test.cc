@@ -45,14 +45,23 @@ TEST_F(CrlTest, Structure) {
   // What the signature is made with is not compared; it needs no next update.
   expect_all<Crl>(true, {with(&CrlParts::inner_algorithm, null()), with(&CrlParts::next_update, {}),
                          with(&CrlParts::outer_algorithm, algorithm(kDsaSha1))});
+  // A time of hour 24 is one under classic only, wherever it stands.
+  const Der kLate = text(0x18, "20010203240506Z"), kOdd = extension("2.5.29.24", kLate);
+  const std::vector<Der> late = {with(&CrlParts::next_update, kLate), entries({entry(1, {kOdd})}),
+                                 entries({seq({integer(1), kLate})})};
+  expect_all<Crl>(true, late);
   {
     const ProfileScope modern(SSH_X509_MODERN);  // the version is what the CRL says
+    expect_all<Crl>(false, late);
     EXPECT_EQ(Crl(parts.build())->version, 1u);
     EXPECT_EQ(Crl(with(&CrlParts::version, integer(0)))->version, 1u);
   }
   expect_all<Crl>(
-      false, {with(&CrlParts::version, integer(0)), with(&CrlParts::next_update, text(0x18, "2")),
-              with(&CrlParts::revoked, join({seq({}), seq({entry(1)})}))});
+      false, {with(&CrlParts::version, integer(0)), with(&CrlParts::version, integer(0x100000001)),
+              with(&CrlParts::next_update, text(0x18, "2")),
+              with(&CrlParts::revoked, join({seq({}), seq({entry(1)})})),
+              with(&CrlParts::revoked, set({entry(1)})),
+              with(&CrlParts::revoked, join({seq({}), unhex("A080 0500 0000")}))});
   // Reading the place of an issuing distribution point takes the issuer's entry, unlike that of a
   // certificate's distribution point.
   const Der kUnit = set({attribute("2.5.4.11", text(0x13, "Unit"))});
@@ -77,6 +86,13 @@ TEST_F(CrlTest, Entries) {
       {"two lists of extensions", seq({kOne, kDate, seq({}), seq({})}), ""},
       {"no issuer", entry(1, {extension("2.5.29.29", seq({null()}))}), ""},
       {"a date that is a string", seq({kOne, text(0x13, "020304050607Z")}), ""},
+      {"a date with a blank", seq({kOne, text(0x17, "0203040506 7Z")}), "1"},
+      {"a date in month 13", seq({kOne, text(0x17, "021304050607Z")}), ""},
+      {"a date as short as a NULL is long", seq({kOne, text(0x17, "0203040506Z"), null()}), ""},
+      {"a number with a long length", seq({unhex("02810101"), kDate}), "1"},
+      {"nothing", seq({}), ""},
+      {"more than there is", unhex("307F020101"), ""},
+      {"a reason of 33 bits", entry(1, {extension("2.5.29.21", unhex("0A050100000001"))}), ""},
       {"reason 1 twice", entry(1, {kReason1, kReason1}), ""},
       {"an unknown critical one", entry(1, {extension("1.2.3.4", kJunk, true)}), ""},
   };

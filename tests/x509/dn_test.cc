@@ -71,7 +71,7 @@ TEST_F(Names, TextIsReadAndPrinted) {
     EXPECT_EQ(name.der(), row.der[0] == '(' ? row.der : hex(unhex(row.der))) << row.text;
   }
   for (const char *text : {"serialNumber=7", "CN", "C N=y", "CN=\"y", "CN=y\\", "CN=a,", "CN=#4g",
-                           "OID=x", "OID.1..2=x"})
+                           "OID=x", "OID.1..2=x", "OI1=x", "OXD.1=x", "CN=#4\\1"})
     EXPECT_FALSE(Dn(text).good) << text;
   EXPECT_EQ(Dn("CN=a, O=b + C=c, OU=d + XX=e").text(), "CN=a, O=b + C=c")
       << "kept though it failed";

@@ -315,7 +315,7 @@ TEST_F(ExtensionsTest, FurtherKinds) {
   run("2.5.29.46", {{seq({seq({kRelative})}), kPassed, kUnitOfIssuer + "[] "},
                     {seq({null()}), kPassed, kRefused}});
   const char *const features = "1.3.6.1.5.5.7.1.24", *const of_template = "1.3.6.1.4.1.311.21.7";
-  run(features, {{seq({integer(5), integer(17)}), kPassed, "5 17 "}});
+  run(features, {{seq({integer(5), integer(17)}), kPassed, "5 17 "}, {seq({}), kPassed, ""}});
   refuse(features, kPassed, {seq({integer(5), text(0x16, "5")}), seq({integer(-5)}), big});
   run(of_template, {{seq({id, integer(100), big}), kPassed, "1.3.6.1.4 100.4294967295"},
                     {seq({id}), kPassed, "1.3.6.1.4 0.0"}});
