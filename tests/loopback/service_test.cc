@@ -10,7 +10,6 @@ namespace {
 
 using wire::Ask;
 using wire::validity;
-using namespace std::string_view_literals;
 using Tags = std::vector<uint32_t>;
 
 // The examples in the order in which they are added: their tags are 1 to 5.
@@ -99,24 +98,6 @@ Ask all_of(std::initializer_list<Ask> asks) {
 const Ask kWww = key(SSH_CM_KEY_DNS, "www.example.com");
 const Ask kPolicy = key(SSH_CM_KEY_OID, "1.3.6.1.4.1.99999.2");
 const Ask kEmail = key(SSH_CM_KEY_EMAIL, "one@example.com");
-
-TEST_F(ServiceTest, FindsByEveryKindOfKey) {
-  Ask any = all_of({kPolicy, kEmail, kWww, kWww});
-  any.group_mode = 1;
-  const std::pair<Ask, Tags> kRows[] = {
-      {dn("c=fi, l=HELSINKI, o=example  oy , ou=Web, cn=WWW.example.com"), {3}},
-      {dn("C=FI, O=Example Oy, CN=Example Issuing"), {2}},  // as issuer it does not count
-      {key(SSH_CM_KEY_IP, "\x20\1\x0D\xB8\0\0\0\0\0\0\0\0\0\0\0\x10"sv), {3}},
-      {key(SSH_CM_KEY_URI, "https://www.example.com/about?lang=en"), {3}},
-      {key(SSH_CM_KEY_URI, "http://pki.example.com/"), {}},  // the issuer's
-      {kEmail, {4}},                                         // in the subject
-      {kPolicy, {2, 3}},
-      {public_key("v3-dsa.pem"), {5}},
-      {all_of({kWww, kPolicy}), {3}},
-      {any, {2, 3, 4}},
-  };
-  for (const auto &[ask, tags] : kRows) EXPECT_EQ(found(ask), tags) << hex(ask.build());
-}
 
 TEST_F(ServiceTest, AppliesConstraints) {
   const struct {
@@ -245,20 +226,6 @@ TEST_F(ServiceTest, KeepsWhatIsAddedOnce) {
                  wire::str("C=FI, O=Example Oy, CN=Example Issuing"),
                  wire::str("C=FI, O=Example Oy, CN=DSA with SHA-1"), wire::str("CN=www")});
   EXPECT_EQ(hex(ask(4)), hex(wire::envelope(77, 4, 0, names)));
-}
-
-TEST_F(ServiceTest, KeepsCertificateRequestsUnderTheirNames) {
-  const auto names = [](const char *last) {
-    return der::join({wire::str("a"), wire::str(""), wire::str("c"), wire::str(last)});
-  };
-  const Der data = wire::str("data");
-  for (const char *last : {"d", "d", "e"}) {
-    EXPECT_EQ(status(5, der::join({data, names(last), data})), loopback::kOk);
-  }
-  EXPECT_THAT(told(), testing::HasSubstr("requests=2"));
-  EXPECT_EQ(status(7, names("d")), loopback::kOk);
-  EXPECT_EQ(status(7, names("d")), loopback::kNotFound);
-  EXPECT_THAT(told(), testing::HasSubstr("requests=1"));
 }
 
 TEST_F(ServiceTest, RefusesMalformedRequests) {

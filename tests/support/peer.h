@@ -2,8 +2,6 @@
 // hold those against OpenSSL.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <string>
 
 #include "crypto/hash.h"
@@ -11,11 +9,7 @@
 
 // peer_digest gives a digest as hexadecimal digits.
 inline std::string peer_digest(const char *name, Bytes octets) {
-  SshHash hash;
-  EXPECT_TRUE(ssh_hash_init(&hash, name));
-  ssh_hash_update(&hash, octets);
-  std::vector<uint8_t> digest(ssh_hash_digest_length(&hash));
-  ssh_hash_final(&hash, digest.data());
-  return hex(digest);
+  uint8_t digest[SSH_HASH_DIGEST_MAX];
+  return hex({digest, ssh_hash_digest(name, octets, digest)});
 }
 inline std::string peer_sha256(Bytes octets) { return peer_digest("sha256", octets); }
