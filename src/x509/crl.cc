@@ -152,12 +152,12 @@ bool is_reason(const uint8_t *extension) {
 }
 
 // match_usual compares the headers, and the whole extension with the reason. `rest` is the number
-// of bytes behind the date; it is negative if there is no room for a date.
+// of bytes behind the date; it is negative if there is no room for a number and a date.
 inline bool match_usual(const uint8_t *p, const uint8_t *end, UsualEntry &entry) {
   if (end - p < 4 || p[0] != 0x30 || p[1] >= 0x80 || p[1] > end - p - 2) return false;
   const uint8_t *const serial = p + 2;
   const uint8_t *const entry_end = serial + p[1];
-  if (p[1] < 2 || serial[0] != 0x02 || serial[1] >= 0x80) return false;
+  if (serial[0] != 0x02 || serial[1] >= 0x80) return false;
   const uint8_t *const date = serial + 2 + serial[1];
   const ptrdiff_t rest = entry_end - serial - 2 - serial[1] - static_cast<ptrdiff_t>(kDateSize);
   if (rest != 0 && (rest != kReasonSize || !is_reason(entry_end - kReasonSize))) return false;
