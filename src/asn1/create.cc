@@ -174,7 +174,8 @@ bool Builder::sort_set(Bytes &children) {
 
   auto *elements = static_cast<Bytes *>(ssh_xcalloc(count, sizeof(Bytes)));
   SshAsn1Node node = ssh_asn1_list_of(children, &context_->work);
-  for (size_t i = 0; i < count; ++i, node = ssh_asn1_node_next(node)) elements[i] = node.der();
+  for (size_t i = 0; i < count && node; ++i, node = ssh_asn1_node_next(node))
+    elements[i] = node.der();
   std::sort(elements, elements + count, [](Bytes a, Bytes b) {
     return std::memcmp(a.data(), b.data(), std::min(a.size(), b.size())) < 0;
   });

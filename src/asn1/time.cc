@@ -64,10 +64,9 @@ class Scanner {
     return at_ > start;
   }
 
-  // fraction reads what scanf's ".%lu" would, from the point on, which its caller has seen, and
-  // makes millionths of it. The number loses its
-  // leading zeros, so that .05 is read as .5, deliberately: peers write it so. Digits after the
-  // sixth are dropped, except the seventh of 1000000.
+  // fraction reads what scanf's ".%lu" would, from the point on that its caller has seen, and makes
+  // millionths of it. The number loses its leading zeros, so that .05 is read as .5, deliberately:
+  // peers write it so. Digits after the sixth are dropped, except the seventh of 1000000.
   bool fraction(uint32_t &micros) {
     ++at_;
     skip_space();
