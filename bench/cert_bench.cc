@@ -19,12 +19,12 @@ extern "C" CERTCertificate *__CERT_DecodeDERCertificate(SECItem *der, PRBool cop
 namespace {
 
 bool decode_ours(Bytes der) {
-  const SshX509CertOwner cert(ssh_x509_cert_allocate());
+  const SshX509CertOwner cert(ssh_x509_cert_allocate_for(der.size()));
   return ssh_x509_cert_decode(der, cert.get()) != 0;
 }
 
 bool full_ours(Bytes der) {
-  const SshX509CertOwner cert(ssh_x509_cert_allocate());
+  const SshX509CertOwner cert(ssh_x509_cert_allocate_for(der.size()));
   if (ssh_x509_cert_decode(der, cert.get()) == 0) return false;
   const SshText subject(ssh_x509_cert_subject_text(cert.get()));
   const SshText serial(cert->serial.to_decimal());

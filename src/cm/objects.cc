@@ -78,7 +78,8 @@ SshCMStatus ssh_cm_cert_set_ber(SshCMCertificate &cert, Bytes ber) {
   // Only the first record lies in the pool, which frees nothing before the list goes: an
   // application that sets a certificate again and again would fill it.
   SshPool *const pool = std::exchange(cert.first, false) ? cert.pool : nullptr;
-  SshX509CertOwner fresh(pool ? ssh_x509_cert_allocate_in(*pool) : ssh_x509_cert_allocate());
+  SshX509CertOwner fresh(pool ? ssh_x509_cert_allocate_in(*pool)
+                              : ssh_x509_cert_allocate_for(ber.size()));
   return set<ssh_x509_cert_decode>(cert.cert, std::move(fresh), ber);
 }
 
@@ -104,7 +105,8 @@ Bytes ssh_cm_crl_encoding(const SshCMCrl &crl) {
 size_t ssh_cm_cert_memory(const SshCMCertificate &cert) {
   const SshX509Cert *record = cert.cert.current;
   if (!record) return 0;
-  const size_t itself = record->pool.lender() ? 0 : ssh_mem_heap_size(sizeof *record);
+  const size_t block = sizeof *record + record->pool.own_room().size();
+  const size_t itself = record->pool.lender() ? 0 : ssh_mem_heap_size(block);
   return itself + record->pool.held() + record->serial.held();
 }
 

@@ -32,6 +32,12 @@ void SshPool::give_back(const void *piece, size_t size) {
   left_ += size;
 }
 
+void SshPool::begin_in(std::span<uint8_t> room) {
+  free_ = lent_ = room.data();
+  left_ = borrowed_ = room.size();
+  settled_ = true;  // none of it goes back
+}
+
 void SshPool::settle() {
   if (!std::exchange(settled_, true) && borrowed_ != 0 && !blocks_) {
     lender_->give_back(free_, left_);

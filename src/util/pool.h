@@ -21,6 +21,7 @@
 
 #include <cstddef>
 #include <new>
+#include <span>
 #include <type_traits>
 #include <utility>
 
@@ -39,6 +40,13 @@ class SshPool {
   // borrow makes `lender` the pool of which reserve takes its room. The lender outlives this pool.
   void borrow(SshPool *lender) { lender_ = lender; }
   [[nodiscard]] SshPool *lender() const { return lender_; }
+
+  // begin_in makes `room` the first room: bytes behind the pool's owner, which are freed with its
+  // block. own_room gives that room.
+  void begin_in(std::span<uint8_t> room);
+  [[nodiscard]] std::span<uint8_t> own_room() const {
+    return lender_ ? std::span<uint8_t>() : std::span(lent_, borrowed_);
+  }
 
   // settle gives back to the lender what is left of the room. From then on the lender is not
   // touched: threads may use the records of one list, each its own, and nothing tells them that
@@ -73,7 +81,8 @@ class SshPool {
   // copy returns a view of the pool's own copy of `bytes`.
   [[nodiscard]] Bytes copy(Bytes bytes);
 
-  // held bounds what the pool's blocks take of the heap; what was borrowed is the lender's.
+  // held bounds what the pool's blocks take of the heap; what was borrowed is the lender's, and what
+  // it began in the owner's.
   [[nodiscard]] size_t held() const { return held_; }
 
   // release frees every block and gives back what was borrowed and is not settled; the pool is
@@ -116,7 +125,7 @@ class SshPool {
   size_t most_ = 0;
   uint64_t *work_ = nullptr;
   SshPool *lender_ = nullptr;
-  const uint8_t *lent_ = nullptr;  // the room that was borrowed
+  uint8_t *lent_ = nullptr;  // the room that was borrowed, or is behind the owner
   size_t borrowed_ = 0;
   bool settled_ = false;
   Block *spill_ = nullptr;  // one of the blocks, the last resort

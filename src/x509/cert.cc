@@ -381,6 +381,16 @@ void read_parts(SshX509Cert &cert, SshX509Decoder &decoder) {
 
 SshX509Cert *ssh_x509_cert_allocate() { return ssh_make<SshX509Cert>(); }
 
+// A large input has its room in a block of its own, where the limits of pools apply to it.
+SshX509Cert *ssh_x509_cert_allocate_for(size_t input) {
+  constexpr size_t kRoomMost = 0x10000;
+  const size_t room = ssh_x509_pool_size(input);
+  if (room > kRoomMost) return ssh_x509_cert_allocate();
+  auto *cert = new (ssh_xmalloc(sizeof(SshX509Cert) + room)) SshX509Cert;
+  cert->pool.begin_in({reinterpret_cast<uint8_t *>(cert + 1), room});
+  return cert;
+}
+
 SshX509Cert *ssh_x509_cert_allocate_in(SshPool &pool) {
   auto *cert = new (pool.alloc(sizeof(SshX509Cert), alignof(SshX509Cert))) SshX509Cert;
   cert->pool.borrow(&pool);

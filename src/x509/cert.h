@@ -84,9 +84,11 @@ struct SshX509Cert {
 };
 
 // ssh_x509_cert_allocate returns an empty record; ssh_x509_cert_free frees one with all that it
-// owns (null is ignored). ssh_x509_cert_allocate_in makes one in a pool that outlives it; what the
-// record holds comes from that pool too.
+// owns (null is ignored). ssh_x509_cert_allocate_for adds room for what an input of that size
+// becomes, which saves a heap call. ssh_x509_cert_allocate_in makes a record in a pool that outlives
+// it; what the record holds comes from that pool too.
 [[nodiscard]] SshX509Cert *ssh_x509_cert_allocate();
+[[nodiscard]] SshX509Cert *ssh_x509_cert_allocate_for(size_t input);
 [[nodiscard]] SshX509Cert *ssh_x509_cert_allocate_in(SshPool &pool);
 void ssh_x509_cert_free(SshX509Cert *cert);
 using SshX509CertOwner = Owner<SshX509Cert, ssh_x509_cert_free>;

@@ -307,11 +307,15 @@ template <class Record>
   }
   if (plain && ssh_x509_decode_in(true, der, decode, *record, size)) return size;
   if (plain) {
-    // The general reader needs an empty record: a new one in the same place, with the same lender.
+    // The general reader needs an empty record: a new one in the same place, with the same room.
     SshPool *const lender = record->pool.lender();
+    const std::span<uint8_t> room = record->pool.own_room();
     record->~Record();
     new (record) Record;
-    record->pool.borrow(lender);
+    if (lender)
+      record->pool.borrow(lender);
+    else
+      record->pool.begin_in(room);
   }
   (void)ssh_x509_decode_in(false, der, decode, *record, size);
   return size;
