@@ -11,7 +11,7 @@
 // one block, and hands out pieces of it by moving a pointer. If the estimate was too small, a
 // further block follows, at least as large as all before it together, so that there are never many.
 // Freeing the record frees its blocks. No destructor runs, so only trivially destructible types may
-// live in a pool.
+// live in a pool. The first room may also lie behind the record, in the record's own block.
 //
 // The records of a list go one step further: they borrow their first block from the list's own
 // pool, one behind the other, and a list of a thousand certificates takes a few dozen heap calls.
