@@ -82,6 +82,7 @@ struct SshBerSpan {
                                                                  const uint8_t *end) {
   const ptrdiff_t room = end - p - 2;
   if (room < 0) return {};
+  // NOLINTNEXTLINE(bugprone-signed-char-misuse): its sign is meant
   const auto length = static_cast<size_t>(static_cast<int8_t>(p[1]));
   if (length > static_cast<size_t>(room)) return ssh_ber_span_long(p, end);
   return {p + 2, p + 2 + length};

@@ -234,7 +234,7 @@ class SshAsn1PlainRead {
   static constexpr bool kPossible = ssh_asn1_list_may_be_plain(Ops.data(), 0, Ops.size());
   static constexpr bool kOneElement = Ops[0].end == Ops.size() && Ops[0].type != SSH_ASN1_OPTIONAL;
 
-  [[gnu::always_inline]] SshAsn1PlainRead(SshAsn1Work *work, Outputs... outputs)
+  [[gnu::always_inline]] explicit SshAsn1PlainRead(SshAsn1Work *work, Outputs... outputs)
       : work_(work), outputs_(outputs...) {}
 
   // list reads what the ops from `I` to `Last` ask for, one after the other. Then nothing may be
